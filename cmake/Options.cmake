@@ -1,0 +1,30 @@
+# Compiler options that hold for every target. The same flags everywhere let all rooms share one
+# precompiled header.
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -ftree-vectorize -g1 -DNDEBUG")
+
+find_program(SONMERE_CCACHE ccache)
+if(SONMERE_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${SONMERE_CCACHE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-fpch-preprocess)
+  endif()
+endif()
+
+# The arithmetic is float32 in its written order: a contraction would change the bits.
+add_compile_options(-ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                    -Woverloaded-virtual -Wimplicit-fallthrough -Werror -pthread)
+add_link_options(-pthread)
+
+if(SONMERE_SANITIZE)
+  add_compile_options(-fsanitize=${SONMERE_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${SONMERE_SANITIZE})
+  if(SONMERE_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=all)
+  endif()
+  add_compile_definitions(SONMERE_SANITIZED=1)
+endif()

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "audio/file/AudioFileSettings.h"
+#include "audio/file/PCMBuffer.h"
+#include "base/Error.h"
+
+namespace sonmere {
+
+// An audio file being written. A write is synchronous: when it has returned success the samples are with the
+// operating system and survive the death of this process. Threads: one at a time, never a render thread.
+class AudioFileWriter {
+ public:
+  virtual ~AudioFileWriter() = default;
+
+  // Layout in which buffers must arrive.
+  virtual const PCMFormat& processingFormat() const = 0;
+  virtual const std::string& path() const = 0;
+  // Appends the buffer's frames. A short write is an error that names the file and the system's reason.
+  virtual Outcome<void> write(const PCMBuffer& buffer) = 0;
+  // Completes the header and closes; further writes fail. Also done by the destructor, which can't report.
+  virtual Outcome<void> close() = 0;
+};
+
+// Creates a new file, private to the user (0600), never through a symbolic link at its last component, never
+// over an existing file. Fails for encodings that this build cannot write.
+Outcome<std::shared_ptr<AudioFileWriter>> createAudioFile(const std::string& path, const AudioFileSettings& settings);
+
+}  // namespace sonmere

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace sonmere {
+
+// Ends an observation when destroyed. Main thread.
+class Subscription {
+ public:
+  Subscription() = default;
+  explicit Subscription(std::shared_ptr<bool> active) : active_(std::move(active)) {}
+  Subscription(Subscription&& other) noexcept = default;
+  Subscription& operator=(Subscription&& other) noexcept {
+    if (this != &other) {
+      cancel();
+      active_ = std::move(other.active_);
+    }
+    return *this;
+  }
+  ~Subscription() { cancel(); }
+  void cancel() {
+    if (active_) *active_ = false;
+    active_.reset();
+  }
+
+ private:
+  std::shared_ptr<bool> active_;
+};
+
+// A published value. Observers run synchronously after each store, in the order of subscription.
+// Main thread only.
+template <class T>
+class Observable {
+ public:
+  Observable() = default;
+  explicit Observable(T value) : value_(std::move(value)) {}
+  Observable(const Observable&) = delete;
+  Observable& operator=(const Observable&) = delete;
+
+  const T& get() const { return value_; }
+  const T& operator*() const { return value_; }
+  const T* operator->() const { return &value_; }
+
+  void set(T value) {
+    value_ = std::move(value);
+    notify();
+  }
+  // Changes the value in place and publishes it once.
+  template <class Change>
+  void update(Change&& change) {
+    change(value_);
+    notify();
+  }
+  // Changes the value without telling the observers; for values that change many times a second.
+  T& silently() { return value_; }
+
+  [[nodiscard]] Subscription observe(std::function<void(const T&)> observer) {
+    auto active = std::make_shared<bool>(true);
+    observers_.push_back({active, std::make_shared<std::function<void(const T&)>>(std::move(observer))});
+    return Subscription(active);
+  }
+
+ private:
+  struct Entry {
+    std::shared_ptr<bool> active;
+    std::shared_ptr<std::function<void(const T&)>> call;
+  };
+  void notify() {
+    std::erase_if(observers_, [](const Entry& e) { return !*e.active; });
+    const auto copy = observers_;
+    for (const Entry& e : copy)
+      if (*e.active) (*e.call)(value_);
+  }
+
+  T value_{};
+  std::vector<Entry> observers_;
+};
+
+}  // namespace sonmere
