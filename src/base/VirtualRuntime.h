@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "base/Runtime.h"
@@ -50,12 +51,19 @@ class VirtualRuntime final : public Runtime {
     std::shared_ptr<Task> task;
     VirtualCycleClock* clock = nullptr;
   };
+  // Heap order: the earliest on top; equal instants by the seed, or as they came.
+  struct Later {
+    bool operator()(const Timer& a, const Timer& b) const {
+      return std::tie(a.due, a.tieBreak, a.sequence) > std::tie(b.due, b.tieBreak, b.sequence);
+    }
+  };
 
   void addTimer(Timer timer);
   void fireDueTimers();
   bool runOne();
   // Runs until `limit` or until `stop` holds; returns whether it held.
   bool runUntil(Duration limit, const std::function<bool()>* stop);
+  bool sleepUntil(Duration limit, const std::function<bool()>* stop);
   Timer* earliest();
 
   Duration now_{0};
