@@ -14,13 +14,15 @@ function(sonmere_room name folder)
   sonmere_precompile(sonmere_${name})
 endfunction()
 
-# One header is compiled once, for sonmere_base, and reused by all others.
+# One header is compiled once, for a target without libraries of its own, and reused by all others.
+if(NOT EXISTS ${CMAKE_BINARY_DIR}/precompiled.cpp)
+  file(WRITE ${CMAKE_BINARY_DIR}/precompiled.cpp "")
+endif()
+add_library(sonmere_precompiled OBJECT ${CMAKE_BINARY_DIR}/precompiled.cpp)
+target_precompile_headers(sonmere_precompiled PRIVATE ${CMAKE_SOURCE_DIR}/cmake/Precompiled.h)
+
 function(sonmere_precompile target)
-  if(target STREQUAL "sonmere_base")
-    target_precompile_headers(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/Precompiled.h)
-  else()
-    target_precompile_headers(${target} REUSE_FROM sonmere_base)
-  endif()
+  target_precompile_headers(${target} REUSE_FROM sonmere_precompiled)
 endfunction()
 
 # sonmere_test(NAME DEPS rooms... LIBS libraries...) makes the test program test_NAME of tests/NAME/*.cpp.

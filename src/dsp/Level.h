@@ -1,0 +1,18 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/RealtimeScope.h"
+
+namespace sonmere {
+
+// A meter value from 0 to 1 on a scale of 60 dB. Render-safe.
+inline float meterLevel(float rms) noexcept SONMERE_NONBLOCKING {
+  return std::clamp((20.0f * std::log10(std::max(rms, 1e-7f)) + 60.0f) / 60.0f, 0.0f, 1.0f);
+}
+
+// The level in dB full scale that a meter value stands for.
+inline float meterLevelDb(float level) { return level * 60.0f - 60.0f; }
+
+}  // namespace sonmere

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+
+#include "base/RealtimeScope.h"
+
+namespace sonmere {
+
+// Per-frame smoothing factors of a limiter's gain.
+struct LimiterRates {
+  float attack;
+  float release;
+};
+
+// 5 ms and 50 ms at 48000 Hz, exp(-1/240) and exp(-1/2400): apps, bus masters, the volume path and its
+// output, whatever rate the device runs at.
+constexpr LimiterRates kLimiterRates48k{0x1.fddfp-1f, 0x1.ffc966p-1f};  // bits 0x3f7eef80, 0x3f7fe4b3
+// The microphone's, for its capture rate in Hz.
+LimiterRates limiterRates(double sampleRate);
+
+// How far from 1 a bus master's gain must be for a silent block to move it.
+constexpr float kBusQuietThreshold = 0.0001f;
+
+// 10^(ceilingDb / 20).
+float limiterCeiling(double ceilingDb);
+
+// Limits `samples` samples (of `frames` stereo frames) in place, and returns the new gain. The target is
+// fixed for the block by its peak, there is no look-ahead; the clamp at the end guarantees the ceiling.
+// A sample that is not a number comes out as the negative ceiling. Render thread.
+float limit(float* buffer, std::size_t samples, std::size_t frames, float ceiling, float gain,
+            const LimiterRates& rates) noexcept SONMERE_NONBLOCKING;
+
+// The form of bus masters and of the volume path's output: a block whose peak is exactly 0 only lets the gain
+// recover, when it is farther than `quietThreshold` from 1. Render thread.
+float limitUnlessSilent(float* buffer, std::size_t samples, std::size_t frames, float ceiling, float gain,
+                        float quietThreshold, const LimiterRates& rates) noexcept SONMERE_NONBLOCKING;
+
+}  // namespace sonmere

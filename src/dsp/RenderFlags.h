@@ -1,0 +1,17 @@
+#pragma once
+
+#include "base/RTScalar.h"
+
+namespace sonmere {
+
+// Switches that every render path reads. One instance for the application; the main thread writes.
+struct RenderFlags {
+  RTScalar<bool> boostAllowed{true};           // volumes above 100 %
+  RTScalar<bool> spectrumVisible{false};       // a spectrum is on screen
+  RTScalar<bool> equaliserAvailable{false};    // an equaliser panel has a target
+  RTScalar<bool> monitorsFollowVolume{false};  // Mix Mode ties monitors to the app's volume
+
+  bool spectrumWanted() const noexcept { return spectrumVisible && equaliserAvailable; }
+};
+
+}  // namespace sonmere

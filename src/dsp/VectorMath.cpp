@@ -1,0 +1,77 @@
+#include "dsp/VectorMath.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace sonmere {
+
+namespace {
+
+using Lanes = float __attribute__((vector_size(32)));
+using LaneBits = std::int32_t __attribute__((vector_size(32)));
+constexpr std::size_t kLanes = 8;
+
+// By memcpy through a reference: the vector type passes no function boundary, whose form would depend on the
+// processor that it is compiled for.
+void loadLanes(Lanes& lanes, const float* source) { std::memcpy(&lanes, source, sizeof lanes); }
+
+}  // namespace
+
+void scale(float* buffer, float gain, std::size_t n) noexcept SONMERE_NONBLOCKING {
+  for (std::size_t i = 0; i < n; ++i) buffer[i] *= gain;
+}
+
+void addTo(float* target, const float* source, std::size_t n) noexcept SONMERE_NONBLOCKING {
+  for (std::size_t i = 0; i < n; ++i) target[i] += source[i];
+}
+
+void addScaled(float* target, const float* source, float gain, std::size_t n) noexcept SONMERE_NONBLOCKING {
+  for (std::size_t i = 0; i < n; ++i) target[i] += source[i] * gain;
+}
+
+float maxMagnitude(const float* buffer, std::size_t n) noexcept SONMERE_NONBLOCKING {
+  Lanes best{};
+  LaneBits magnitudeMask = {0x7fffffff, 0x7fffffff, 0x7fffffff, 0x7fffffff,
+                            0x7fffffff, 0x7fffffff, 0x7fffffff, 0x7fffffff};
+  std::size_t i = 0;
+  for (; i + kLanes <= n; i += kLanes) {
+    Lanes x;
+    loadLanes(x, buffer + i);
+    x = Lanes(LaneBits(x) & magnitudeMask);
+    best = x > best ? x : best;
+  }
+  float result = 0;
+  for (std::size_t lane = 0; lane < kLanes; ++lane) result = best[lane] > result ? best[lane] : result;
+  for (; i < n; ++i) result = std::abs(buffer[i]) > result ? std::abs(buffer[i]) : result;
+  return result;
+}
+
+float sumOfSquares(const float* buffer, std::size_t n) noexcept SONMERE_NONBLOCKING {
+  Lanes sum{};
+  std::size_t i = 0;
+  for (; i + kLanes <= n; i += kLanes) {
+    Lanes x;
+    loadLanes(x, buffer + i);
+    sum += x * x;
+  }
+  for (std::size_t lane = 0; i < n; ++i, ++lane) sum[lane] += buffer[i] * buffer[i];
+  return ((sum[0] + sum[1]) + (sum[2] + sum[3])) + ((sum[4] + sum[5]) + (sum[6] + sum[7]));
+}
+
+void deinterleave(const float* interleaved, float* left, float* right,
+                  std::size_t frames) noexcept SONMERE_NONBLOCKING {
+  for (std::size_t i = 0; i < frames; ++i) {
+    left[i] = interleaved[2 * i];
+    right[i] = interleaved[2 * i + 1];
+  }
+}
+
+void interleave(const float* left, const float* right, float* interleaved,
+                std::size_t frames) noexcept SONMERE_NONBLOCKING {
+  for (std::size_t i = 0; i < frames; ++i) {
+    interleaved[2 * i] = left[i];
+    interleaved[2 * i + 1] = right[i];
+  }
+}
+
+}  // namespace sonmere
