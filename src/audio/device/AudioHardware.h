@@ -91,8 +91,8 @@ class AudioHardware {
   // Listeners. The handler is posted to `queue` after each change; one already posted may still run after the
   // removal. Listeners on objects that go away fall silent. The queue must outlive the listener.
   using PropertyHandler = std::function<void()>;
-  virtual Result<ListenerID> addListener(AudioObjectID object, AudioProperty property, AudioScope scope, Queue& queue,
-                                         PropertyHandler handler) = 0;
+  virtual Result<ListenerID> addListener(AudioObjectID object, AudioProperty property, AudioScope scope,
+                                         Queue& queue, PropertyHandler handler) = 0;
   virtual OSStatus removeListener(ListenerID listener) = 0;
 
   // Whether devices made here need time before they work (the engines then wait their named settle times).

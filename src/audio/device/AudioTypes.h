@@ -26,18 +26,18 @@ enum class DefaultDevice { output, input, systemOutput };
 
 // Properties that can be listened to.
 enum class AudioProperty {
-  devices,                  // system: the device list
-  defaultOutput,            // system
-  defaultInput,             // system
-  defaultSystemOutput,      // system
-  processObjectList,        // system
-  serviceRestarted,         // system: every object ID is void
-  nominalSampleRate,        // device
-  isAlive,                  // device
-  isRunningSomewhere,       // device
-  dataSource,               // device, by scope
-  streamConfiguration,      // device, by scope
-  isRunningOutput,          // process object
+  devices,              // system: the device list
+  defaultOutput,        // system
+  defaultInput,         // system
+  defaultSystemOutput,  // system
+  processObjectList,    // system
+  serviceRestarted,     // system: every object ID is void
+  nominalSampleRate,    // device
+  isAlive,              // device
+  isRunningSomewhere,   // device
+  dataSource,           // device, by scope
+  streamConfiguration,  // device, by scope
+  isRunningOutput,      // process object
 };
 
 // Transport types as four-letter codes.
@@ -82,8 +82,8 @@ struct AudioBuffer {
 using AudioBufferList = std::span<AudioBuffer>;
 
 struct AudioTimeStamp {
-  double sampleTime = 0;        // frames since the device started
-  std::uint64_t hostTime = 0;   // ns on the server's host clock
+  double sampleTime = 0;       // frames since the device started
+  std::uint64_t hostTime = 0;  // ns on the server's host clock
 };
 
 enum class TapMute { unmuted = 0, muted = 1 };
@@ -106,8 +106,8 @@ struct AggregateDescription {
   std::string uid;
   std::string name;
   bool isPrivate = true;
-  bool isStacked = false;                // all members play the same channels; else channels stand side by side
-  std::string master;                    // UID of the clock; empty: the first member
+  bool isStacked = false;  // all members play the same channels; else channels stand side by side
+  std::string master;      // UID of the clock; empty: the first member
   std::vector<SubDevice> subDevices;
   std::vector<std::string> tapUIDs;
 };

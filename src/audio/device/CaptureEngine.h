@@ -28,14 +28,16 @@ class CaptureEngine {
   // Present format of the bound device's input; rate 0 or no channels while it has none.
   virtual AudioStreamFormat inputFormat() const = 0;
   // `bufferFrames` is a wish.
-  virtual OSStatus installTap(std::uint32_t bufferFrames, const AudioStreamFormat& format, TapBlock block) = 0;
+  virtual OSStatus installTap(std::uint32_t bufferFrames, const AudioStreamFormat& format,
+                              TapBlock block) = 0;
   // The block does not run once it has returned.
   virtual void removeTap() = 0;
   virtual OSStatus start() = 0;
   virtual void stop() = 0;
   virtual bool isRunning() const = 0;
   // The device's format or presence changed; the engine has stopped by then. Posted to `queue`.
-  [[nodiscard]] virtual Subscription observeConfigurationChange(Queue& queue, std::function<void()> observer) = 0;
+  [[nodiscard]] virtual Subscription observeConfigurationChange(Queue& queue,
+                                                                std::function<void()> observer) = 0;
 };
 
 }  // namespace sonmere

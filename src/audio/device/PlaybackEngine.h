@@ -16,10 +16,12 @@ class PlayerNode {
   virtual ~PlayerNode() = default;
   // Delivers `frames` frames of deinterleaved float32 from `startFrame` of its material into `planes`;
   // returns the frames delivered. Called ahead of time on a worker, never on the render thread.
-  using Source = std::function<std::uint32_t(std::int64_t startFrame, std::uint32_t frames, float* const* planes)>;
+  using Source =
+      std::function<std::uint32_t(std::int64_t startFrame, std::uint32_t frames, float* const* planes)>;
   // Plays [startFrame, startFrame + frameCount) of the source; `finished` comes on the main queue.
-  virtual OSStatus scheduleSegment(Source source, std::uint32_t channels, double sampleRate, std::int64_t startFrame,
-                                   std::int64_t frameCount, std::function<void()> finished) = 0;
+  virtual OSStatus scheduleSegment(Source source, std::uint32_t channels, double sampleRate,
+                                   std::int64_t startFrame, std::int64_t frameCount,
+                                   std::function<void()> finished) = 0;
   virtual void setVolume(float gain) = 0;
   virtual void setPan(float pan) = 0;  // -1 left to +1 right
   // At `hostTime` (ns; 0: at once).

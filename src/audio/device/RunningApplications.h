@@ -43,8 +43,10 @@ class RunningApplications {
   virtual OSStatus launch(std::string_view bundleID) = 0;
   virtual OSStatus terminate(ProcessID pid) = 0;
 
-  [[nodiscard]] virtual Subscription observeLaunches(std::function<void(const RunningApplication&)> observer) = 0;
-  [[nodiscard]] virtual Subscription observeTerminations(std::function<void(const RunningApplication&)> observer) = 0;
+  [[nodiscard]] virtual Subscription observeLaunches(
+      std::function<void(const RunningApplication&)> observer) = 0;
+  [[nodiscard]] virtual Subscription observeTerminations(
+      std::function<void(const RunningApplication&)> observer) = 0;
 };
 
 }  // namespace sonmere
