@@ -22,6 +22,9 @@ class OutputUnit {
  public:
   virtual ~OutputUnit() = default;
 
+  // A number that tells units apart in logs; never an address, so that logs are reproducible.
+  virtual std::uint64_t identifier() const = 0;
+
   virtual OSStatus setEnableIO(AudioScope scope, bool enabled) = 0;
   virtual OSStatus setCurrentDevice(AudioDeviceID device) = 0;
   virtual Result<AudioDeviceID> currentDevice() const = 0;
