@@ -25,6 +25,8 @@ class RTScalar {
 
   T load() const noexcept { return value_.load(std::memory_order_relaxed); }
   void store(T value) noexcept { value_.store(value, std::memory_order_relaxed); }
+  // For a request that either side may take back: the reader that takes it sees it exactly once.
+  T exchange(T value) noexcept { return value_.exchange(value, std::memory_order_relaxed); }
   // Read, add, write by the value's only writer: not an atomic increment.
   void add(T amount) noexcept { store(T(load() + amount)); }
   void raiseTo(T value) noexcept {
@@ -48,6 +50,17 @@ class RTPosition {
  private:
   std::atomic<std::int64_t> value_;
   static_assert(std::atomic<std::int64_t>::is_always_lock_free);
+};
+
+// A pointer to memory that stays until no render thread can run: set once it is ready, never freed before.
+template <class T>
+class RTPointer {
+ public:
+  T* load() const noexcept { return pointer_.load(std::memory_order_acquire); }
+  void store(T* pointer) noexcept { pointer_.store(pointer, std::memory_order_release); }
+
+ private:
+  std::atomic<T*> pointer_{nullptr};
 };
 
 }  // namespace sonmere

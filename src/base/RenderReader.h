@@ -15,7 +15,9 @@ class RenderReader {
     explicit Block(RenderReader& reader) noexcept : reader_(reader) {
       reader_.epoch_.store(reader_.epoch_.load(std::memory_order_relaxed) + 1, std::memory_order_seq_cst);
     }
-    ~Block() { reader_.epoch_.store(reader_.epoch_.load(std::memory_order_relaxed) + 1, std::memory_order_release); }
+    ~Block() {
+      reader_.epoch_.store(reader_.epoch_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    }
     Block(const Block&) = delete;
     Block& operator=(const Block&) = delete;
 
@@ -28,20 +30,6 @@ class RenderReader {
 
  private:
   std::atomic<std::uint64_t> epoch_{0};
-};
-
-// A pointer that the control side replaces and render threads read once per block. Ownership is not here:
-// whoever publishes keeps the old object alive through RenderRetirement.
-template <class T>
-class Published {
- public:
-  // Render thread, inside a RenderReader::Block.
-  const T* load() const noexcept { return pointer_.load(std::memory_order_seq_cst); }
-  // Main thread; returns the object that stood there.
-  const T* exchange(const T* next) noexcept { return pointer_.exchange(next, std::memory_order_seq_cst); }
-
- private:
-  std::atomic<const T*> pointer_{nullptr};
 };
 
 }  // namespace sonmere

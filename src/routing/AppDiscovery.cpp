@@ -1,0 +1,197 @@
+#include "routing/AppDiscovery.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "routing/FamilyRules.h"
+
+namespace sonmere {
+
+namespace {
+// A burst of process launches costs one refresh.
+constexpr Duration kRefreshDelay = fromMilliseconds(150);
+constexpr const char* kBellIcon = "bell.fill";
+constexpr const char* kPhoneIcon = "phone.fill";
+constexpr const char* kCallApplication = "com.apple.FaceTime";
+}  // namespace
+
+AppDiscovery::AppDiscovery(EngineContext& context) : context_(context) {}
+
+AppDiscovery::~AppDiscovery() {
+  AudioHardware& hardware = context_.platform.hardware();
+  for (const ListenerID listener : listeners_) hardware.removeListener(listener);
+  for (const auto& [object, listener] : webKitOutputListeners_) hardware.removeListener(listener);
+  if (callAudioListener_) hardware.removeListener(callAudioListener_);
+}
+
+ListenerID AppDiscovery::listen(AudioObjectID object, AudioProperty property, std::function<void()> handler) {
+  const auto listener = context_.platform.hardware().addListener(
+      object, property, AudioScope::global, context_.runtime.mainQueue(),
+      [weak = std::weak_ptr(self_), handler = std::move(handler)] {
+        if (weak.lock()) handler();
+      });
+  return listener.value_or(0);
+}
+
+void AppDiscovery::installListeners() {
+  AudioHardware& hardware = context_.platform.hardware();
+  const auto install = [&](AudioProperty property, std::function<void()> handler) -> OSStatus {
+    const auto listener = hardware.addListener(kAudioObjectSystemObject, property, AudioScope::global,
+                                               context_.runtime.mainQueue(),
+                                               [weak = std::weak_ptr(self_), handler = std::move(handler)] {
+                                                 if (weak.lock()) handler();
+                                               });
+    if (!listener) return listener.error();
+    listeners_.push_back(*listener);
+    return noErr;
+  };
+  if (const OSStatus status = install(AudioProperty::processObjectList, [this] { scheduleRefresh(); });
+      status != noErr)
+    context_.log.error(fmt::format("Sonmere: Failed to install process-object-list listener: {}", status));
+  if (const OSStatus status = install(AudioProperty::devices, [this] { deviceListChanged(); });
+      status != noErr)
+    context_.log.error(
+        fmt::format("AppTapEngine: failed to register device-list listener (status={})", status));
+  if (const OSStatus status = install(AudioProperty::serviceRestarted, [this] { serviceRestarted(); });
+      status != noErr)
+    context_.log.error(
+        fmt::format("AppTapEngine: failed to register service-restart listener (status={})", status));
+  RunningApplications& applications = context_.platform.applications();
+  workspaceObservers_.push_back(applications.observeLaunches([this](const auto&) { scheduleRefresh(); }));
+  workspaceObservers_.push_back(applications.observeTerminations([this](const auto&) { scheduleRefresh(); }));
+}
+
+void AppDiscovery::scheduleRefresh() {
+  if (processListRefreshScheduled_) return;
+  processListRefreshScheduled_ = true;
+  context_.runtime.mainQueue().postAfter(kRefreshDelay, [this, weak = std::weak_ptr(self_)] {
+    if (!weak.lock()) return;
+    processListRefreshScheduled_ = false;
+    refresh();
+  });
+}
+
+std::optional<AppDiscovery::Member> AppDiscovery::readMember(AudioObjectID object) {
+  AudioHardware& hardware = context_.platform.hardware();
+  RunningApplications& applications = context_.platform.applications();
+  const auto pid = hardware.processPID(object);
+  auto bundleID = hardware.processBundleID(object);
+  if (!pid || !bundleID || bundleID->empty()) return std::nullopt;
+  if (*pid == applications.ownPID() || *bundleID == applications.ownBundleID()) return std::nullopt;
+  if (FamilyRules::hiddenSystemBundleIDs().contains(*bundleID)) return std::nullopt;
+  return Member{object, *pid, std::move(*bundleID)};
+}
+
+// The app that answers for a content process of the web engine. Where the platform can't tell, the engine's
+// own browser does.
+AppDiscovery::Owner AppDiscovery::findWebKitOwner(const Member& member) {
+  RunningApplications& applications = context_.platform.applications();
+  const auto responsible = applications.responsiblePID(member.pid);
+  if (responsible && *responsible != member.pid)
+    if (auto application = applications.applicationWithPID(*responsible))
+      return {application->bundleID, std::move(application)};
+  const std::string safari(FamilyRules::kSafariKey);
+  auto running = applications.applicationsWithBundleID(safari);
+  return {safari, running.empty() ? std::nullopt : std::optional(std::move(running.front()))};
+}
+
+AppDiscovery::Owner AppDiscovery::findOwner(const Member& member) {
+  RunningApplications& applications = context_.platform.applications();
+  if (FamilyRules::isSystemSoundServer(member.bundleID))
+    return {std::string(FamilyRules::kSystemSoundsKey), {}};
+  if (member.bundleID == FamilyRules::kCallAudioKey) return {member.bundleID, {}};
+  if (FamilyRules::isSiriProcess(member.bundleID)) return {std::string(FamilyRules::kSiriKey), {}};
+  if (FamilyRules::isWebKitProcess(member.bundleID)) return findWebKitOwner(member);
+  if (auto owner = FamilyRules::helperOwner(member.bundleID)) {
+    auto running = applications.applicationsWithBundleID(*owner);
+    return {std::move(*owner), running.empty() ? std::nullopt : std::optional(std::move(running.front()))};
+  }
+  return {member.bundleID, applications.applicationWithPID(member.pid)};
+}
+
+void AppDiscovery::addMember(std::vector<PendingAppFamily>& families,
+                             std::map<std::string, bool>& hasRegularOwner, const Member& member) {
+  RunningApplications& applications = context_.platform.applications();
+  const Owner owner = findOwner(member);
+  auto family = std::ranges::find(families, owner.key, &PendingAppFamily::bundleID);
+  if (family == families.end()) {
+    PendingAppFamily fresh{member.pid, owner.key, FamilyRules::nameFromBundleID(owner.key), "", {}};
+    if (owner.key == FamilyRules::kSystemSoundsKey) {
+      fresh.name = "System Sounds";
+      fresh.icon = kBellIcon;
+    } else if (owner.key == FamilyRules::kCallAudioKey) {
+      fresh.name = "FaceTime Calls";
+      fresh.icon = applications.iconForBundleID(kCallApplication).value_or(kPhoneIcon);
+    } else if (owner.key == FamilyRules::kSiriKey) {
+      fresh.name = "Siri";
+    } else {
+      fresh.icon = applications.iconForBundleID(owner.key).value_or("");
+    }
+    families.push_back(std::move(fresh));
+    family = families.end() - 1;
+  }
+  family->audioObjectIDs.push_back(member.object);
+  if (!owner.application) return;
+  // The first application names the family; one that shows nothing yields to a regular one.
+  const bool isRegular = owner.application->policy != ActivationPolicy::prohibited;
+  const auto known = hasRegularOwner.find(owner.key);
+  if (known != hasRegularOwner.end() && (known->second || !isRegular)) return;
+  hasRegularOwner[owner.key] = isRegular;
+  family->id = owner.application->pid;
+  if (!owner.application->localizedName.empty()) family->name = owner.application->localizedName;
+  if (!owner.application->icon.empty()) family->icon = owner.application->icon;
+}
+
+std::optional<std::vector<PendingAppFamily>> AppDiscovery::readFamilies() {
+  const auto objects = context_.platform.hardware().processObjects();
+  if (!objects) return std::nullopt;
+  std::vector<PendingAppFamily> families;
+  std::map<std::string, bool> hasRegularOwner;
+  std::set<AudioObjectID> webKitObjects;
+  AudioObjectID callDaemon = kAudioObjectUnknown;
+  for (const AudioObjectID object : *objects) {
+    const auto member = readMember(object);
+    if (!member) continue;
+    if (FamilyRules::isWebKitProcess(member->bundleID)) webKitObjects.insert(object);
+    if (member->bundleID == FamilyRules::kCallAudioKey) callDaemon = object;
+    addMember(families, hasRegularOwner, *member);
+  }
+  watchWebKit(webKitObjects);
+  watchCallAudio(callDaemon);
+  return families;
+}
+
+// Content processes come and go from the output without any change of the list.
+void AppDiscovery::watchWebKit(const std::set<AudioObjectID>& present) {
+  std::erase_if(webKitOutputListeners_, [&](const auto& entry) {
+    if (present.contains(entry.first)) return false;
+    context_.platform.hardware().removeListener(entry.second);
+    return true;
+  });
+  for (const AudioObjectID object : present)
+    if (!webKitOutputListeners_.contains(object))
+      if (const ListenerID listener =
+              listen(object, AudioProperty::isRunningOutput, [this] { scheduleRefresh(); }))
+        webKitOutputListeners_[object] = listener;
+}
+
+void AppDiscovery::watchCallAudio(AudioObjectID daemon) {
+  if (daemon != callAudioListenerObject_) {
+    if (callAudioListener_) context_.platform.hardware().removeListener(callAudioListener_);
+    callAudioListenerObject_ = daemon;
+    callAudioListener_ = daemon == kAudioObjectUnknown
+                             ? 0
+                             : listen(daemon, AudioProperty::isRunningOutput, [this] { readCallState(); });
+  }
+  readCallState();
+}
+
+void AppDiscovery::readCallState() {
+  const bool isActive =
+      callAudioListenerObject_ != kAudioObjectUnknown &&
+      context_.platform.hardware().processIsRunningOutput(callAudioListenerObject_).value_or(false);
+  callStateChanged(isActive);
+}
+
+}  // namespace sonmere

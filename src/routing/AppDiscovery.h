@@ -1,0 +1,61 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "audio/device/EngineContext.h"
+#include "routing/PendingAppFamily.h"
+
+namespace sonmere {
+
+// Reads the server's process objects and folds them into app families; watches for changes. Main thread.
+class AppDiscovery {
+ public:
+  explicit AppDiscovery(EngineContext& context);
+  ~AppDiscovery();
+
+  // Runs a refresh; asked for 0.15 s after a change, once for a burst of changes.
+  std::function<void()> refresh;
+  std::function<void()> deviceListChanged;
+  std::function<void()> serviceRestarted;
+  std::function<void(bool isCallActive)> callStateChanged;
+
+  void installListeners();
+  void scheduleRefresh();
+  // Nothing when the process list can't be read. In the order of the first process of each family.
+  std::optional<std::vector<PendingAppFamily>> readFamilies();
+
+ private:
+  struct Member {
+    AudioObjectID object;
+    ProcessID pid;
+    std::string bundleID;
+  };
+  struct Owner {
+    std::string key;
+    std::optional<RunningApplication> application;
+  };
+  std::optional<Member> readMember(AudioObjectID object);
+  Owner findOwner(const Member& member);
+  Owner findWebKitOwner(const Member& member);
+  void addMember(std::vector<PendingAppFamily>& families, std::map<std::string, bool>& hasRegularOwner,
+                 const Member& member);
+  void watchWebKit(const std::set<AudioObjectID>& present);
+  void watchCallAudio(AudioObjectID daemon);
+  void readCallState();
+  ListenerID listen(AudioObjectID object, AudioProperty property, std::function<void()> handler);
+
+  EngineContext& context_;
+  bool processListRefreshScheduled_ = false;
+  std::vector<ListenerID> listeners_;
+  std::vector<Subscription> workspaceObservers_;
+  std::map<AudioObjectID, ListenerID> webKitOutputListeners_;
+  AudioObjectID callAudioListenerObject_ = kAudioObjectUnknown;
+  ListenerID callAudioListener_ = 0;
+  std::shared_ptr<AppDiscovery*> self_ = std::make_shared<AppDiscovery*>(this);
+};
+
+}  // namespace sonmere

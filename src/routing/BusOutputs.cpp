@@ -1,0 +1,139 @@
+#include "routing/BusOutputs.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+#include "audio/device/CoreAudioUtils.h"
+
+namespace sonmere {
+
+namespace {
+constexpr double kFallbackRate = 48000.0;
+constexpr double kSameRateHz = 1.0;
+}  // namespace
+
+BusOutputs::BusOutputs(RoutingCore& core) : core_(core) {}
+
+BusOutputs::~BusOutputs() {
+  for (int bus = 0; bus < kBusCount; ++bus) stop(bus);
+}
+
+bool BusOutputs::isRunning(int bus) const { return isBus(bus) && outputs_[std::size_t(bus)].has_value(); }
+
+std::optional<double> BusOutputs::sampleRate(int bus) const {
+  if (!isRunning(bus)) return std::nullopt;
+  return outputs_[std::size_t(bus)]->context->sampleRate;
+}
+
+// A running file cannot change its rate; otherwise bus 0 is the rate master of the system.
+double BusOutputs::chooseRate(int bus, AudioDeviceID device) const {
+  if (recordingRate)
+    if (const auto rate = recordingRate(bus)) return *rate;
+  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
+    if (const auto rate = CoreAudioUtils::nominalRate(core_.hardware(), *bridge)) return *rate;
+  return CoreAudioUtils::nominalRate(core_.hardware(), device).value_or(kFallbackRate);
+}
+
+std::expected<BusOutputs::Output, BusOutputs::StartFailure> BusOutputs::build(int bus) {
+  const auto fail = [](const char* what, OSStatus status) {
+    return std::unexpected(StartFailure{fmt::format("Failed to {}: {}", what, status)});
+  };
+  AudioHardware& hardware = core_.hardware();
+  const auto device = CoreAudioUtils::deviceForBus(hardware, bus);
+  if (!device)
+    return std::unexpected(StartFailure{fmt::format("Sonmere Tone Ferry device {} not found.", bus)});
+  if (!hardware.hasOutputComponent()) return std::unexpected(StartFailure{"Audio component not found."});
+  auto unit = hardware.newOutputUnit();
+  if (!unit) return fail("create output AudioUnit", unit.error());
+
+  Output output{std::move(*unit), nullptr, *device, {}};
+  if (const OSStatus status = output.unit->setCurrentDevice(*device); status != noErr)
+    return fail("set output device", status);
+  const double rate = chooseRate(bus, *device);
+  if (const OSStatus status = output.unit->setStreamFormat(AudioScope::input, {rate, 2}); status != noErr)
+    return fail("set stream format", status);
+  output.context = std::make_shared<OutputAUContext>(core_.render, bus, rate);
+  if (const OSStatus status = output.unit->setRenderCallback(renderBus, output.context.get());
+      status != noErr)
+    return fail("set render callback", status);
+  if (const OSStatus status = output.unit->initialize(); status != noErr)
+    return fail("initialize output AU", status);
+  core_.retirement.addReader(output.context->reader);
+  if (const OSStatus status = output.unit->start(); status != noErr) {
+    output.unit->uninitialize();
+    return fail("start output AU", status);
+  }
+  return output;
+}
+
+void BusOutputs::start(int bus) {
+  if (!isBus(bus) || isRunning(bus)) return;
+  auto built = build(bus);
+  if (!built) {
+    core_.fail(built.error().message);
+    return;
+  }
+  Output& output = outputs_[std::size_t(bus)].emplace(std::move(*built));
+  core_.log().info(fmt::format("Sonmere: Output AudioUnit started on bus {}", bus));
+  if (didStart) didStart(bus);
+  listenForRate(bus, output);
+}
+
+void BusOutputs::stop(int bus) {
+  if (!isRunning(bus)) return;
+  Output output = std::move(*outputs_[std::size_t(bus)]);
+  outputs_[std::size_t(bus)].reset();
+  output.context->retired = true;
+  core_.teardown.dispose(std::move(output.unit), output.context);
+  for (const ListenerID listener : output.rateListeners) core_.hardware().removeListener(listener);
+  core_.log().info(fmt::format("Sonmere: Output AudioUnit stopped on bus {}", bus));
+}
+
+bool BusOutputs::isWanted(int bus) const {
+  const auto& lists = core_.render->activeTapsByBus.current();
+  const bool hasTaps = lists && !lists->buses[std::size_t(bus)].empty();
+  return hasTaps || core_.context.micSend.gains[std::size_t(bus)] > MicSend::kAudibleGain;
+}
+
+void BusOutputs::reconcile(int bus) {
+  if (isWanted(bus) == isRunning(bus)) return;
+  isWanted(bus) ? start(bus) : stop(bus);
+}
+
+void BusOutputs::reconcileDevices() {
+  for (int bus = 0; bus < kBusCount; ++bus) {
+    if (isRunning(bus) &&
+        CoreAudioUtils::deviceForBus(core_.hardware(), bus) != outputs_[std::size_t(bus)]->device)
+      stop(bus);
+    if (isWanted(bus) && !isRunning(bus) && CoreAudioUtils::deviceForBus(core_.hardware(), bus)) start(bus);
+  }
+}
+
+// The bus follows bus 0, and its own device too, since the unit would convert between two rates otherwise.
+void BusOutputs::listenForRate(int bus, Output& output) {
+  const auto listen = [&](AudioDeviceID device) {
+    const auto listener =
+        core_.hardware().addListener(device, AudioProperty::nominalSampleRate, AudioScope::global,
+                                     core_.runtime().mainQueue(), [weak = std::weak_ptr(self_), bus] {
+                                       if (const auto self = weak.lock()) (*self)->rateChanged(bus);
+                                     });
+    if (listener) output.rateListeners.push_back(*listener);
+  };
+  listen(output.device);
+  if (bus == kBridgeBus) return;
+  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus)) listen(*bridge);
+}
+
+void BusOutputs::rateChanged(int bus) {
+  if (!isRunning(bus)) return;
+  const Output& output = *outputs_[std::size_t(bus)];
+  if (std::abs(chooseRate(bus, output.device) - output.context->sampleRate) < kSameRateHz) return;
+  stop(bus);
+  // What gathered in the rings meanwhile would stay as delay.
+  for (const auto& [pid, tap] : core_.activeTaps)
+    if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
+  start(bus);
+}
+
+}  // namespace sonmere

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "audio/device/EngineContext.h"
+#include "audio/device/TeardownQueue.h"
+#include "base/Observable.h"
+#include "base/RenderRetirement.h"
+#include "routing/BusRenderState.h"
+#include "routing/SingleAppTap.h"
+
+namespace sonmere {
+
+// How long an unlisted tap, list or ring stays for a render that may hold it.
+constexpr Duration kSnapshotGrace = std::chrono::seconds(2);
+
+// What the collaborators of the tap engine share. Main thread.
+struct RoutingCore {
+  explicit RoutingCore(EngineContext& engineContext)
+      : context(engineContext),
+        render(std::make_shared<BusRenderState>(engineContext.flags, engineContext.micSend)),
+        retirement(engineContext.runtime),
+        teardown(engineContext.runtime, engineContext.log) {}
+
+  AudioHardware& hardware() const { return context.platform.hardware(); }
+  Runtime& runtime() const { return context.runtime; }
+  Log& log() const { return context.log; }
+  void fail(std::string message) { errorMessage.set(std::move(message)); }
+
+  EngineContext& context;
+  Observable<std::optional<std::string>> errorMessage;
+  std::shared_ptr<BusRenderState> render;
+  RenderRetirement retirement;
+  TeardownQueue teardown;
+  // By the family's main process.
+  std::map<ProcessID, std::shared_ptr<SingleAppTap>> activeTaps;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <string>
+
+#include "dsp/AppEQSettings.h"
+#include "dsp/LimiterSettings.h"
+#include "routing/RoutingCore.h"
+
+namespace sonmere {
+
+// Whether a setter stores what it applies (the end of a drag) or only applies it (during one).
+enum class SettingForm { live, final };
+
+// Equaliser and limiter settings of apps and bus masters, as stored and as the renders use them. A bus index
+// outside 0 to 9 is ignored. Main thread.
+class RoutingEffects {
+ public:
+  explicit RoutingEffects(RoutingCore& core);
+
+  // Keyed by bundle identifier; the volume mixer observes both.
+  Observable<std::map<std::string, AppEQSettings>> eqSettings;
+  Observable<std::map<std::string, AppLimiterSettings>> appLimiterSettings;
+  // By bus.
+  Observable<std::array<AppEQSettings, kBusCount>> masterEQSettings;
+  Observable<std::array<MasterLimiterSettings, kBusCount>> masterLimiterSettings;
+  // The app whose editor is open; empty for none.
+  std::string activeEQBundleID;
+
+  AppEQSettings equaliserOf(const std::string& bundleID) const;
+  AppLimiterSettings limiterOf(const std::string& bundleID) const;
+
+  void setAppEqualiser(const std::string& bundleID, const AppEQSettings& settings, SettingForm form);
+  void setMasterEqualiser(int bus, const AppEQSettings& settings, SettingForm form);
+  void setAppLimiter(const std::string& bundleID, const AppLimiterSettings& settings, SettingForm form);
+  void setMasterLimiter(int bus, const MasterLimiterSettings& settings, SettingForm form);
+
+  // Stored effects into a new tap.
+  void load(SingleAppTap& tap);
+
+ private:
+  void applyMasterEqualiser(int bus, const AppEQSettings& settings);
+  void applyMasterLimiter(int bus, const MasterLimiterSettings& settings);
+
+  RoutingCore& core_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,19 @@
+#include "routing/SingleAppTap.h"
+
+namespace sonmere {
+
+SingleAppTap::SingleAppTap(ProcessID mainPID, std::vector<AudioObjectID> tapped, std::string familyKey,
+                           const AudioHardware& clock)
+    : pid(mainPID),
+      audioObjectIDs(std::move(tapped)),
+      bundleID(std::move(familyKey)),
+      hostClock(clock),
+      ring_(new float[std::size_t(kTapRingSamples)]()) {}
+
+void SingleAppTap::allocateMonitorBuffer() {
+  if (monitorRing_) return;
+  monitorRing_.reset(new float[std::size_t(kTapRingSamples)]());
+  monitorBuffer.store(monitorRing_.get());
+}
+
+}  // namespace sonmere

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "audio/device/AudioHardware.h"
+#include "audio/device/TapAggregate.h"
+#include "audio/effects/PluginChainSnapshot.h"
+#include "base/Published.h"
+#include "base/RTScalar.h"
+#include "base/RenderClaim.h"
+#include "dsp/Equaliser.h"
+#include "dsp/RTDoubles.h"
+#include "dsp/Ring.h"
+#include "dsp/RingLedger.h"
+#include "dsp/RingProbe.h"
+#include "dsp/SpectrumRing.h"
+
+namespace sonmere {
+
+// One routed app: a process tap on all its processes, whose I/O procedure writes into a ring that the render
+// of its bus drains. Shared: lives until the last published list that holds it is gone. Volumes, flags and
+// effect values change at any time from the main thread.
+struct SingleAppTap {
+  SingleAppTap(ProcessID mainPID, std::vector<AudioObjectID> objects, std::string familyKey,
+               const AudioHardware& clock);
+
+  // Main thread.
+  ProcessID pid;
+  std::vector<AudioObjectID> audioObjectIDs;  // never empty
+  std::string bundleID;
+  TapAggregate objects;
+  int busIndex = 0;                                    // 0 or 2 to 9
+  AudioDeviceID outputDeviceID = kAudioObjectUnknown;  // 0 on a bus, else the device of its renderer
+  bool monitorLinked = true;
+  bool createdMuted = false;  // the mute behaviour of the platform tap
+
+  // Main thread writes, callbacks read.
+  RTScalar<float> volume{1.0f};         // linear
+  RTScalar<float> monitorVolume{1.0f};  // linear
+  RTScalar<bool> levelFollowsVolume{true};
+  RTScalar<bool> isMuted{false};
+  RTScalar<bool> monitorEnabled{false};
+  RTScalar<bool> eqEnabled{false};
+  RTDoubles eqCoefficients{kEQCoefficientCount};
+  RTScalar<bool> limiterEnabled{false};
+  RTScalar<float> limiterCeiling{1.0f};
+  RTPointer<float> monitorBuffer;  // 48,000 samples once monitored, kept until the tap is freed
+  Published<const PluginChainSnapshot> pluginChain;
+
+  // A value of 0 or more asks the next read to drop the backlog; the render sets -1 when it has.
+  RTScalar<std::int64_t> trimKeepSamples{-1};
+
+  // I/O procedure.
+  const AudioHardware& hostClock;
+  RTScalar<float> level{0.0f};  // 0 to 1
+  RTScalar<std::uint64_t> levelStamp{0};
+  RTScalar<std::int64_t> callbackCount{0};
+  RTPosition writePos;
+  SpectrumRing spectrum;
+
+  // The render of its bus, under the claim.
+  RenderClaim claim;
+  RTPosition readPos;
+  RTDoubles eqDelays{kEQDelayCount};
+  RTScalar<float> limiterGain{1.0f};  // also reset by the main thread
+  RTPosition monitorWritePos;
+  RTPosition monitorReadPos;  // the monitor's render
+  RingProbe ringProbe;
+  RingProbe monitorProbe;
+  RingLedger ledger;
+
+  // 48,000 samples of interleaved stereo.
+  float* ringBuffer() noexcept { return ring_.get(); }
+  std::int64_t available() const noexcept {
+    return ringAvailable<kTapRingSamples>(writePos.loadAcquire(), readPos.loadAcquire());
+  }
+  // Makes the monitor ring, once. Main thread.
+  void allocateMonitorBuffer();
+
+ private:
+  std::unique_ptr<float[]> ring_;
+  std::unique_ptr<float[]> monitorRing_;
+};
+
+}  // namespace sonmere

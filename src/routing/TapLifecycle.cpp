@@ -1,0 +1,230 @@
+#include "routing/TapLifecycle.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <set>
+
+#include "audio/device/CoreAudioUtils.h"
+#include "base/UUID.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr double kFallbackRate = 48000.0;
+constexpr double kSameRateHz = 1.0;
+
+std::string permissionMessage(PermissionStatus status) {
+  if (status == PermissionStatus::restricted)
+    return "Screen Recording access is restricted by a system policy.";
+  return "Screen Recording access denied. Open System Settings → Privacy & Security → Screen Recording and "
+         "enable "
+         "Sonmere. (Used to capture per-app audio — no video is recorded.)";
+}
+
+}  // namespace
+
+TapLifecycle::TapLifecycle(RoutingCore& core, BusOutputs& outputs) : core_(core), outputs_(outputs) {}
+
+TapLifecycle::~TapLifecycle() {
+  while (!core_.activeTaps.empty()) stopTap(core_.activeTaps.begin()->first);
+}
+
+bool TapLifecycle::checkPlatform() {
+  if (core_.hardware().supportsProcessTaps()) return true;
+  core_.fail("Per-app routing requires macOS 14.2 or later.");
+  return false;
+}
+
+bool TapLifecycle::wantsMutedTap(const SingleAppTap& tap) const {
+  const auto bus = std::size_t(clampBus(tap.busIndex));
+  return tap.isMuted || core_.render->masters[bus].monitorEnabled || tap.monitorEnabled ||
+         tap.outputDeviceID != kAudioObjectUnknown || mixModeIsEnabled;
+}
+
+double TapLifecycle::rateOfBus(int bus) const {
+  if (const auto rate = outputs_.sampleRate(bus)) return *rate;
+  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
+    return CoreAudioUtils::nominalRate(core_.hardware(), *bridge).value_or(kFallbackRate);
+  return kFallbackRate;
+}
+
+// The aggregate delivers at the rate of the bus, so that the ring needs no conversion.
+void TapLifecycle::matchRate(const SingleAppTap& tap) {
+  if (tap.objects.aggDeviceID == kAudioObjectUnknown || tap.outputDeviceID != kAudioObjectUnknown) return;
+  const double wanted = rateOfBus(clampBus(tap.busIndex));
+  const auto present = core_.hardware().nominalSampleRate(tap.objects.aggDeviceID);
+  if (present && std::abs(*present - wanted) < kSameRateHz) return;
+  core_.hardware().setNominalSampleRate(tap.objects.aggDeviceID, wanted);
+}
+
+void TapLifecycle::matchRates(int bus) {
+  for (const auto& [pid, tap] : core_.activeTaps)
+    if (clampBus(tap->busIndex) == bus) matchRate(*tap);
+}
+
+void TapLifecycle::reportFailure(const SingleAppTap& tap, const TapAggregateFailure& failure) {
+  const auto tell = [&](const std::string& line, std::string message) {
+    core_.log().error(line);
+    core_.fail(std::move(message));
+  };
+  const OSStatus status = failure.status;
+  switch (failure.step) {
+    case TapAggregateStep::createTap: {
+      const PermissionStatus permission =
+          core_.context.platform.permissions().status(Permission::audioCapture);
+      const bool refused =
+          permission == PermissionStatus::denied || permission == PermissionStatus::restricted;
+      return tell(fmt::format("Sonmere: Failed to create process tap for {}: {}", tap.bundleID, status),
+                  refused ? permissionMessage(permission)
+                          : fmt::format("Failed to tap {}: error {}", tap.bundleID, status));
+    }
+    case TapAggregateStep::readTapUID:
+      return tell(fmt::format("Sonmere: Failed to get tap UID after retries: {}", status),
+                  fmt::format("Failed to get tap UID for {}", tap.bundleID));
+    case TapAggregateStep::createAggregate:
+      return tell(fmt::format("Sonmere: Failed to create aggregate device: {}", status),
+                  fmt::format("Failed to create aggregate for {}", tap.bundleID));
+    case TapAggregateStep::createIOProc:
+      return tell(fmt::format("Sonmere: Failed to create IO proc: {}", status),
+                  fmt::format("Failed to create IO proc for {}", tap.bundleID));
+    case TapAggregateStep::startDevice:
+      return tell(fmt::format("Sonmere: Failed to start IO: {}", status),
+                  fmt::format("Failed to start tap for {}", tap.bundleID));
+  }
+}
+
+TapAggregatePlan TapLifecycle::makePlan(SingleAppTap& tap, bool muted) {
+  TapAggregatePlan plan;
+  plan.tap = {.name = "Sonmere Tap - " + tap.bundleID,
+              .processes = tap.audioObjectIDs,
+              .isPrivate = true,
+              .exclusive = false,
+              .mute = muted ? TapMute::muted : TapMute::unmuted};
+  plan.aggregateUID = fmt::format("Sonmere_AppTap_{}_{}", tap.pid, makeShortUUID(core_.runtime()));
+  plan.aggregateName = "Sonmere Tap - " + tap.bundleID;
+  plan.procedure = tapIOProcedure;
+  plan.clientData = ioContexts_.at(&tap).get();
+  plan.beforeSettling = [this, &tap](AudioDeviceID aggregate) {
+    tap.objects.aggDeviceID = aggregate;
+    matchRate(tap);
+    // Not for its result: the read makes the server settle the new device.
+    (void)core_.hardware().streamConfiguration(aggregate, AudioScope::input);
+  };
+  plan.report = [this, &tap](const TapAggregateFailure& failure) { reportFailure(tap, failure); };
+  return plan;
+}
+
+bool TapLifecycle::createPlatformObjects(SingleAppTap& tap, bool muted) {
+  if (!checkPlatform()) return false;
+  const auto made = buildTapAggregate(core_.hardware(), core_.runtime(), makePlan(tap, muted));
+  tap.objects = made.value_or(TapAggregate{});
+  tap.createdMuted = muted;
+  return made.has_value();
+}
+
+void TapLifecycle::adoptOutputDevice(SingleAppTap& tap, const TappedAppInfo& app) {
+  if (!app.outputDeviceUID || app.outputDeviceUID->empty()) return;
+  if (CoreAudioUtils::deviceForUID(core_.hardware(), *app.outputDeviceUID)) return;
+  core_.log().info(fmt::format(
+      "Sonmere: saved output device for {} not present — bridge routing until it returns", tap.bundleID));
+}
+
+bool TapLifecycle::startTap(const TappedAppInfo& app) {
+  if (!checkPlatform()) return false;
+  if (core_.activeTaps.contains(app.id)) return true;
+  if (app.audioObjectIDs.empty()) return false;
+  core_.log().info(fmt::format("Sonmere: Starting tap for {} (PID {}, {} audio process objects)",
+                               app.bundleID, app.id, app.audioObjectIDs.size()));
+  auto tap = std::make_shared<SingleAppTap>(app.id, app.audioObjectIDs, app.bundleID, core_.hardware());
+  tap->volume = app.volume;
+  tap->isMuted = app.isMuted;
+  tap->monitorLinked = app.monitorLinked;
+  tap->levelFollowsVolume = app.monitorLinked;
+  tap->monitorVolume = app.monitorLinked ? app.volume : app.monitorVolume;
+  tap->busIndex = isRoutableBus(app.busIndex) ? app.busIndex : kBridgeBus;
+  adoptOutputDevice(*tap, app);
+  if (loadEffects) loadEffects(*tap);
+
+  ioContexts_[tap.get()] = std::make_unique<TapIOContext>(TapIOContext{tap.get(), &core_.context.flags});
+  if (!createPlatformObjects(*tap, wantsMutedTap(*tap))) {
+    ioContexts_.erase(tap.get());
+    return false;
+  }
+  core_.activeTaps[app.id] = tap;
+  publish();
+  outputs_.reconcile(tap->busIndex);
+  core_.log().info(
+      fmt::format("Sonmere: Tap started for {} (PID {}) on bus {}", app.bundleID, app.id, tap->busIndex));
+  if (tapsDidChange) tapsDidChange();
+  return true;
+}
+
+void TapLifecycle::publish() {
+  auto lists = std::make_shared<BusTapLists>();
+  for (const auto& [pid, tap] : core_.activeTaps) {
+    if (tap->outputDeviceID != kAudioObjectUnknown) continue;
+    lists->buses[std::size_t(clampBus(tap->busIndex))].push_back(tap);
+    matchRate(*tap);
+  }
+  core_.render->activeTapsByBus.publish(std::move(lists), core_.retirement, kSnapshotGrace);
+}
+
+void TapLifecycle::stopTap(ProcessID pid) {
+  const auto found = core_.activeTaps.find(pid);
+  if (found == core_.activeTaps.end()) return;
+  const auto tap = found->second;
+  core_.activeTaps.erase(found);
+  publish();
+  core_.log().info(fmt::format("Sonmere: Stopping tap for PID {} (bus {})", pid, tap->busIndex));
+  destroyTapAggregate(core_.hardware(), tap->objects);
+  ioContexts_.erase(tap.get());
+  outputs_.reconcile(clampBus(tap->busIndex));
+  if (tapsDidChange) tapsDidChange();
+}
+
+bool TapLifecycle::rebuildTap(ProcessID pid, bool muted) {
+  const auto found = core_.activeTaps.find(pid);
+  if (found == core_.activeTaps.end()) return false;
+  const auto tap = found->second;
+  destroyTapAggregate(core_.hardware(), tap->objects);
+  if (createPlatformObjects(*tap, muted)) return true;
+  tap->outputDeviceID = kAudioObjectUnknown;
+  stopTap(pid);
+  return false;
+}
+
+void TapLifecycle::healTap(ProcessID pid) {
+  const auto found = core_.activeTaps.find(pid);
+  if (found == core_.activeTaps.end()) return;
+  core_.log().info(fmt::format("Sonmere: Healing tap PID {} (suspected zero-buffer drift)", pid));
+  rebuildTap(pid, wantsMutedTap(*found->second));
+}
+
+bool TapLifecycle::applyMuteRule(ProcessID pid) {
+  const auto found = core_.activeTaps.find(pid);
+  if (found == core_.activeTaps.end()) return false;
+  const bool muted = wantsMutedTap(*found->second);
+  return muted == found->second->createdMuted || rebuildTap(pid, muted);
+}
+
+void TapLifecycle::recheckTaps() {
+  std::vector<std::pair<ProcessID, bool>> lost;
+  for (const auto& [pid, tap] : core_.activeTaps)
+    if (!core_.hardware().tapUID(tap->objects.tapObjectID)) lost.emplace_back(pid, wantsMutedTap(*tap));
+  for (const auto& [pid, muted] : lost) rebuildTap(pid, muted);
+}
+
+void TapLifecycle::moveTap(ProcessID pid, int bus) {
+  const auto found = core_.activeTaps.find(pid);
+  if (found == core_.activeTaps.end() || found->second->busIndex == bus) return;
+  const int before = clampBus(found->second->busIndex);
+  found->second->busIndex = bus;
+  publish();
+  outputs_.reconcile(before);
+  outputs_.reconcile(bus);
+  if (tapsDidChange) tapsDidChange();
+}
+
+}  // namespace sonmere

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "routing/BusOutputs.h"
+#include "routing/RoutingCore.h"
+#include "routing/TapIOProcedure.h"
+#include "routing/TappedAppInfo.h"
+
+namespace sonmere {
+
+// Starts, stops and rebuilds the taps of routed apps and publishes them to the bus renders. Main thread.
+class TapLifecycle {
+ public:
+  TapLifecycle(RoutingCore& core, BusOutputs& outputs);
+  ~TapLifecycle();
+
+  // Loads the stored effects of an app into its new tap.
+  std::function<void(SingleAppTap&)> loadEffects;
+  // Told after each change of the set of taps, to re-arm monitors and feeds.
+  std::function<void()> tapsDidChange;
+  bool mixModeIsEnabled = false;
+
+  // The full creation with roll-back; a failure leaves errorMessage set and nothing behind.
+  bool startTap(const TappedAppInfo& app);
+  void stopTap(ProcessID pid);
+  // Makes the platform objects of a live tap anew; ring, effects and meters survive. On failure the tap
+  // stops.
+  bool rebuildTap(ProcessID pid, bool muted);
+  // For a tap that delivers only silence.
+  void healTap(ProcessID pid);
+  // Whether the app's own output must be silent while tapped.
+  bool wantsMutedTap(const SingleAppTap& tap) const;
+  // Rebuilds the tap if its mute rule has changed.
+  bool applyMuteRule(ProcessID pid);
+  // Rebuilds taps whose platform objects the server no longer knows.
+  void recheckTaps();
+
+  // A move to another bus, published at once.
+  void moveTap(ProcessID pid, int bus);
+  void matchRates(int bus);
+
+ private:
+  bool checkPlatform();
+  bool createPlatformObjects(SingleAppTap& tap, bool muted);
+  TapAggregatePlan makePlan(SingleAppTap& tap, bool muted);
+  void reportFailure(const SingleAppTap& tap, const TapAggregateFailure& failure);
+  void matchRate(const SingleAppTap& tap);
+  double rateOfBus(int bus) const;
+  void publish();
+  void adoptOutputDevice(SingleAppTap& tap, const TappedAppInfo& app);
+
+  RoutingCore& core_;
+  BusOutputs& outputs_;
+  std::map<const SingleAppTap*, std::unique_ptr<TapIOContext>> ioContexts_;
+};
+
+}  // namespace sonmere
