@@ -26,6 +26,7 @@ class AudioFileWriter {
 
 // Creates a new file, private to the user (0600), never through a symbolic link at its last component, never
 // over an existing file. Fails for encodings that this build cannot write.
-Outcome<std::shared_ptr<AudioFileWriter>> createAudioFile(const std::string& path, const AudioFileSettings& settings);
+Outcome<std::shared_ptr<AudioFileWriter>> createAudioFile(const std::string& path,
+                                                          const AudioFileSettings& settings);
 
 }  // namespace sonmere

@@ -17,16 +17,22 @@ struct PCMFormat {
 class PCMBuffer {
  public:
   PCMBuffer(const PCMFormat& format, std::uint32_t frameCapacity)
-      : format_(format), frameCapacity_(frameCapacity), samples_(std::size_t(frameCapacity) * format.channels) {}
+      : format_(format),
+        frameCapacity_(frameCapacity),
+        samples_(std::size_t(frameCapacity) * format.channels) {}
 
   const PCMFormat& format() const { return format_; }
   std::uint32_t frameCapacity() const { return frameCapacity_; }
   std::uint32_t frameLength() const { return frameLength_; }
   // At most the capacity.
-  void setFrameLength(std::uint32_t frames) { frameLength_ = frames < frameCapacity_ ? frames : frameCapacity_; }
+  void setFrameLength(std::uint32_t frames) {
+    frameLength_ = frames < frameCapacity_ ? frames : frameCapacity_;
+  }
 
   float* channel(std::uint32_t index) { return samples_.data() + std::size_t(index) * frameCapacity_; }
-  const float* channel(std::uint32_t index) const { return samples_.data() + std::size_t(index) * frameCapacity_; }
+  const float* channel(std::uint32_t index) const {
+    return samples_.data() + std::size_t(index) * frameCapacity_;
+  }
 
  private:
   PCMFormat format_;

@@ -1,0 +1,125 @@
+#include "audio/file/SndFileReader.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "audio/file/ReaderError.h"
+
+namespace sonmere {
+
+// The descriptor as libsndfile reads it. Handed over directly (sf_open_fd) it would be closed when the format
+// is unknown, before another decoder can try.
+class SndFileInput {
+ public:
+  explicit SndFileInput(FileDescriptor file) : file_(std::move(file)) {}
+
+  FileDescriptor release() { return std::move(file_); }
+  static SF_VIRTUAL_IO callbacks() { return {&length, &seek, &read, nullptr, &tell}; }
+
+ private:
+  static SndFileInput& of(void* self) { return *static_cast<SndFileInput*>(self); }
+
+  static sf_count_t length(void* self) {
+    struct stat status {};
+    return ::fstat(of(self).file_.get(), &status) == 0 ? status.st_size : -1;
+  }
+
+  static sf_count_t seek(sf_count_t offset, int whence, void* self) {
+    return ::lseek(of(self).file_.get(), offset, whence);
+  }
+
+  static sf_count_t tell(void* self) { return ::lseek(of(self).file_.get(), 0, SEEK_CUR); }
+
+  static sf_count_t read(void* bytes, sf_count_t count, void* self) {
+    sf_count_t done = 0;
+    while (done < count) {
+      const ssize_t result =
+          ::read(of(self).file_.get(), static_cast<char*>(bytes) + done, std::size_t(count - done));
+      if (result < 0 && errno == EINTR) continue;
+      if (result <= 0) break;
+      done += result;
+    }
+    return done;
+  }
+
+  FileDescriptor file_;
+};
+
+namespace {
+
+std::string containerName(int format) {
+  switch (format & SF_FORMAT_TYPEMASK) {
+    case SF_FORMAT_WAV:
+    case SF_FORMAT_WAVEX:
+    case SF_FORMAT_RF64:
+      return "wav";
+    case SF_FORMAT_OGG:
+      return "ogg";
+    case SF_FORMAT_MPEG:
+      return "mp3";
+    default:
+      break;
+  }
+  SF_FORMAT_INFO info{};
+  info.format = format & SF_FORMAT_TYPEMASK;
+  sf_command(nullptr, SFC_GET_FORMAT_INFO, &info, sizeof info);
+  return info.extension ? info.extension : "unknown";
+}
+
+}  // namespace
+
+SndFileReader::SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound, const SF_INFO& info,
+                             const std::string& path)
+    : input_(std::move(input)),
+      sound_(sound),
+      path_(path),
+      format_{double(info.samplerate), std::uint32_t(info.channels)},
+      frameCount_(info.frames == SF_COUNT_MAX ? -1 : info.frames),
+      container_(containerName(info.format)) {}
+
+SndFileReader::~SndFileReader() { sf_close(sound_); }
+
+Outcome<std::unique_ptr<AudioFileReader>> SndFileReader::open(FileDescriptor& file, const std::string& path) {
+  auto input = std::make_unique<SndFileInput>(std::move(file));
+  SF_VIRTUAL_IO io = SndFileInput::callbacks();
+  SF_INFO info{};
+  SNDFILE* sound = sf_open_virtual(&io, SFM_READ, &info, input.get());
+  if (!sound) {
+    file = input->release();
+    return std::unexpected(readerError(ReaderFault::notDecodable,
+                                       fmt::format("{}: not an audio file that can be decoded", path)));
+  }
+  std::unique_ptr<AudioFileReader> reader(new SndFileReader(std::move(input), sound, info, path));
+  if (auto checked = checkFormat(path, info.samplerate, info.channels); !checked) {
+    return std::unexpected(checked.error());
+  }
+  if (info.frames <= 0) {
+    return std::unexpected(readerError(ReaderFault::noAudio, fmt::format("{}: has no audio", path)));
+  }
+  return reader;
+}
+
+Outcome<std::uint32_t> SndFileReader::read(float* interleaved, std::uint32_t frames) {
+  const sf_count_t count = sf_readf_float(sound_, interleaved, frames);
+  if (count > 0) return std::uint32_t(count);
+  if (sf_error(sound_) != SF_ERR_NO_ERROR) {
+    return std::unexpected(
+        readerError(ReaderFault::damaged, fmt::format("{}: {}", path_, sf_strerror(sound_))));
+  }
+  return 0;
+}
+
+Outcome<void> SndFileReader::seek(std::int64_t frame) {
+  const sf_count_t target = std::max<std::int64_t>(frame, 0);
+  const sf_count_t last = frameCount_ < 0 ? target : frameCount_;
+  if (sf_seek(sound_, std::min(target, last), SF_SEEK_SET) < 0) {
+    return std::unexpected(readerError(ReaderFault::damaged, fmt::format("{}: could not seek to frame {}: {}",
+                                                                         path_, frame, sf_strerror(sound_))));
+  }
+  return {};
+}
+
+}  // namespace sonmere

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sndfile.h>
+
+#include "audio/file/AudioFileReader.h"
+#include "audio/file/FileDescriptor.h"
+
+namespace sonmere {
+
+class SndFileInput;
+
+// Reads what libsndfile knows: WAV, AIFF, CAF, FLAC, Ogg (Vorbis, Opus), MP3 and others.
+class SndFileReader final : public AudioFileReader {
+ public:
+  // Takes the descriptor on success. ReaderFault::notDecodable when the format is not libsndfile's.
+  static Outcome<std::unique_ptr<AudioFileReader>> open(FileDescriptor& file, const std::string& path);
+  ~SndFileReader() override;
+
+  const PCMFormat& format() const override { return format_; }
+  std::int64_t frameCount() const override { return frameCount_; }
+  const std::string& container() const override { return container_; }
+  Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override;
+  Outcome<void> seek(std::int64_t frame) override;
+
+ private:
+  SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound, const SF_INFO& info,
+                const std::string& path);
+
+  const std::unique_ptr<SndFileInput> input_;
+  SNDFILE* const sound_;
+  const std::string path_;
+  const PCMFormat format_;
+  const std::int64_t frameCount_;
+  const std::string container_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "audio/file/AudioFileWriter.h"
+#include "audio/file/FileDescriptor.h"
+
+namespace sonmere {
+
+// Writes linear PCM as WAV, and as RF64 from 4 GiB on. After each write both the samples and a header that
+// counts them are with the kernel, so the file of a killed process is complete. When a write fails midway the
+// whole frames that found room stay, and the header counts these.
+class WavFileWriter final : public AudioFileWriter {
+ public:
+  // Starts a file on an empty descriptor that is open for reading and writing.
+  static Outcome<std::shared_ptr<WavFileWriter>> start(FileDescriptor file, const std::string& path,
+                                                       const AudioFileSettings& settings);
+  ~WavFileWriter() override;
+
+  const PCMFormat& processingFormat() const override { return format_; }
+  const std::string& path() const override { return path_; }
+  Outcome<void> write(const PCMBuffer& buffer) override;
+  Outcome<void> close() override;
+
+ private:
+  WavFileWriter(FileDescriptor file, const std::string& path, const AudioFileSettings& settings);
+
+  Outcome<void> checkLayout(const PCMBuffer& buffer) const;
+  Outcome<void> writeHeader();
+  // Writes all bytes at an offset; `written` tells how many there are in the file after an error.
+  Outcome<void> writeAll(const std::uint8_t* bytes, std::size_t count, std::uint64_t offset,
+                         std::size_t& written);
+  Outcome<void> complete();
+  Outcome<void> verify() const;
+  std::uint64_t endOfData() const { return headerBytes_ + frames_ * bytesPerFrame_; }
+
+  FileDescriptor file_;
+  const std::string path_;
+  const AudioFileSettings settings_;
+  const PCMFormat format_;
+  const std::uint32_t bytesPerFrame_;
+  const std::uint64_t headerBytes_;
+  std::uint64_t frames_ = 0;
+  std::vector<std::uint8_t> encoded_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,81 @@
+#include "audio/file/WavHeader.h"
+
+#include <cmath>
+
+namespace sonmere {
+
+namespace {
+
+constexpr std::uint64_t kMax32 = 0xFFFFFFFF;
+constexpr std::uint32_t kDs64Bytes = 28;
+constexpr std::uint32_t kFmtBytes = 16;
+constexpr std::uint16_t kTagPCM = 1;
+constexpr std::uint16_t kTagFloat = 3;
+
+class LittleEndianBytes {
+ public:
+  void tag(const char* fourCharacters) { bytes_.insert(bytes_.end(), fourCharacters, fourCharacters + 4); }
+  void u16(std::uint64_t value) { put(value, 2); }
+  void u32(std::uint64_t value) { put(value, 4); }
+  void u64(std::uint64_t value) { put(value, 8); }
+  std::vector<std::uint8_t> take() { return std::move(bytes_); }
+
+ private:
+  void put(std::uint64_t value, int count) {
+    for (int i = 0; i < count; ++i) bytes_.push_back(std::uint8_t(value >> (8 * i)));
+  }
+
+  std::vector<std::uint8_t> bytes_;
+};
+
+void putDs64(LittleEndianBytes& out, std::uint64_t riffBytes, std::uint64_t dataBytes, std::uint64_t frames) {
+  out.u64(riffBytes);
+  out.u64(dataBytes);
+  out.u64(frames);
+  out.u32(0);  // no table of further chunks
+}
+
+void putFmt(LittleEndianBytes& out, const AudioFileSettings& settings) {
+  const auto rate = std::uint64_t(std::llround(settings.sampleRate));
+  out.tag("fmt ");
+  out.u32(kFmtBytes);
+  out.u16(settings.isFloat ? kTagFloat : kTagPCM);
+  out.u16(settings.channels);
+  out.u32(rate);
+  out.u32(rate * wavBytesPerFrame(settings));
+  out.u16(wavBytesPerFrame(settings));
+  out.u16(std::uint64_t(settings.bitDepth));
+}
+
+}  // namespace
+
+std::uint32_t wavBytesPerFrame(const AudioFileSettings& settings) {
+  return settings.channels * std::uint32_t(settings.bitDepth / 8);
+}
+
+std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames) {
+  const std::uint64_t dataBytes = frames * wavBytesPerFrame(settings);
+  const std::uint64_t factBytes = settings.isFloat ? 12 : 0;
+  const std::uint64_t headerBytes = 12 + (8 + kDs64Bytes) + (8 + kFmtBytes) + factBytes + 8;
+  const std::uint64_t riffBytes = headerBytes - 8 + dataBytes + dataBytes % 2;
+  const bool large = riffBytes > kMax32;
+
+  LittleEndianBytes out;
+  out.tag(large ? "RF64" : "RIFF");
+  out.u32(large ? kMax32 : riffBytes);
+  out.tag("WAVE");
+  out.tag(large ? "ds64" : "JUNK");
+  out.u32(kDs64Bytes);
+  large ? putDs64(out, riffBytes, dataBytes, frames) : putDs64(out, 0, 0, 0);
+  putFmt(out, settings);
+  if (settings.isFloat) {
+    out.tag("fact");
+    out.u32(4);
+    out.u32(large ? kMax32 : frames);
+  }
+  out.tag("data");
+  out.u32(large ? kMax32 : dataBytes);
+  return out.take();
+}
+
+}  // namespace sonmere

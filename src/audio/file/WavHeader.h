@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "audio/file/AudioFileSettings.h"
+
+namespace sonmere {
+
+// The bytes of a WAV file up to its first sample. Their number depends on the settings only, so that a header
+// can be rewritten in place while the file grows:
+//
+//   RIFF size WAVE | JUNK 28 zeros | fmt 16 | fact 4 (float only) | data size
+//
+// Once the RIFF size no longer fits into 32 bits the file is RF64: JUNK becomes ds64 with the sizes in 64
+// bits, and the 32-bit fields are all ones (EBU Tech 3306).
+std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames);
+
+// Bytes that one frame takes in the file.
+std::uint32_t wavBytesPerFrame(const AudioFileSettings& settings);
+
+}  // namespace sonmere

@@ -1,0 +1,285 @@
+#include "audio/file/ffmpeg/FFmpegReader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "audio/file/FFmpegModule.h"
+#include "audio/file/ReaderError.h"
+
+namespace sonmere {
+
+namespace {
+
+// Containers that carry sound. Play lists and the like, which name other files, are not among them.
+constexpr const char* kContainers =
+    "mov,matroska,aac,ac3,eac3,asf,avi,flv,mpegts,mpeg,mp3,ogg,flac,wav,w64,aiff,au,caf,ape,wv,tta,dts,amr,"
+    "tak,mpc,mpc8,shn,gxf,mxf,nut,dsf,iff,rm,voc,loas,latm,truehd,mlp,spdif";
+
+// Decoded and dropped ahead of a seek's target, so that codecs with overlapping frames have settled.
+constexpr std::int64_t kPrerollFrames = 8192;
+
+int refuseFurtherFiles(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
+  return AVERROR(EPERM);
+}
+
+std::string textOf(int error) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(error, text, sizeof text);
+  return text;
+}
+
+std::unexpected<Error> failure(ReaderFault fault, std::string text) {
+  return std::unexpected(readerError(fault, std::move(text)));
+}
+
+// Decoders may leave the order of the channels open; the converter wants to know.
+struct Layout {
+  explicit Layout(const AVChannelLayout& given) {
+    if (given.order == AV_CHANNEL_ORDER_UNSPEC) {
+      av_channel_layout_default(&value, given.nb_channels);
+    } else {
+      av_channel_layout_copy(&value, &given);
+    }
+  }
+  explicit Layout(int channels) { av_channel_layout_default(&value, channels); }
+  Layout(const Layout&) = delete;
+  Layout& operator=(const Layout&) = delete;
+  ~Layout() { av_channel_layout_uninit(&value); }
+
+  AVChannelLayout value{};
+};
+
+}  // namespace
+
+Outcome<std::unique_ptr<FFmpegReader>> FFmpegReader::open(FileDescriptor file, const std::string& path) {
+  av_log_set_level(AV_LOG_QUIET);
+  std::unique_ptr<FFmpegReader> reader(new FFmpegReader(std::move(file), path));
+  if (auto prepared = reader->prepare(); !prepared) return std::unexpected(prepared.error());
+  return reader;
+}
+
+Outcome<void> FFmpegReader::prepare() {
+  if (auto opened = openContainer(); !opened) return opened;
+  if (auto opened = openDecoder(); !opened) return opened;
+  // The format is known for certain, and the file known to be good, once a frame has been decoded.
+  if (auto filled = fill(); !filled) return filled;
+  if (pending_.empty()) return failure(ReaderFault::noAudio, fmt::format("{}: has no audio", path_));
+  container_ = containerName();
+  frameCount_ = declaredFrames();
+  return {};
+}
+
+Outcome<void> FFmpegReader::openContainer() {
+  frame_.reset(av_frame_alloc());
+  packet_.reset(av_packet_alloc());
+  AVFormatContext* context = avformat_alloc_context();
+  if (!context || !frame_ || !packet_ || !input_.context()) {
+    avformat_free_context(context);
+    return failure(ReaderFault::damaged, fmt::format("{}: {}", path_, textOf(AVERROR(ENOMEM))));
+  }
+  context->pb = input_.context();
+  context->io_open = &refuseFurtherFiles;
+  context->format_whitelist = av_strdup(kContainers);
+  // A failed open frees the context.
+  int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
+  if (result >= 0) {
+    demuxer_.reset(context);
+    result = avformat_find_stream_info(context, nullptr);
+  }
+  if (result >= 0) return {};
+  return failure(ReaderFault::notDecodable, fmt::format("{}: not an audio file that can be decoded", path_));
+}
+
+Outcome<void> FFmpegReader::openDecoder() {
+  const AVCodec* codec = nullptr;
+  const int index = av_find_best_stream(demuxer_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+  if (index == AVERROR_DECODER_NOT_FOUND) {
+    return failure(ReaderFault::notDecodable, fmt::format("{}: there is no decoder for its audio", path_));
+  }
+  if (index < 0) return failure(ReaderFault::noAudio, fmt::format("{}: has no audio", path_));
+  for (unsigned i = 0; i < demuxer_->nb_streams; ++i) {
+    if (int(i) != index) demuxer_->streams[i]->discard = AVDISCARD_ALL;
+  }
+  stream_ = demuxer_->streams[index];
+  const AVCodecParameters& parameters = *stream_->codecpar;
+  if (auto checked = checkFormat(path_, parameters.sample_rate, parameters.ch_layout.nb_channels); !checked) {
+    return checked;
+  }
+  decoder_.reset(avcodec_alloc_context3(codec));
+  int result = decoder_ ? avcodec_parameters_to_context(decoder_.get(), &parameters) : AVERROR(ENOMEM);
+  if (result >= 0) {
+    decoder_->pkt_timebase = stream_->time_base;
+    decoder_->thread_count = 1;
+    result = avcodec_open2(decoder_.get(), codec, nullptr);
+  }
+  if (result >= 0) return {};
+  return failure(ReaderFault::notDecodable,
+                 fmt::format("{}: its audio can't be decoded: {}", path_, textOf(result)));
+}
+
+Outcome<std::uint32_t> FFmpegReader::read(float* interleaved, std::uint32_t frames) {
+  std::uint32_t done = 0;
+  while (done < frames) {
+    if (pendingFrames() == 0) {
+      if (auto filled = fill(); !filled) return std::unexpected(filled.error());
+      if (pendingFrames() == 0) break;
+    }
+    const std::size_t count = std::min<std::size_t>(frames - done, pendingFrames());
+    const std::size_t samples = count * format_.channels;
+    std::copy_n(pending_.data() + taken_, samples, interleaved + std::size_t(done) * format_.channels);
+    taken_ += samples;
+    done += std::uint32_t(count);
+  }
+  return done;
+}
+
+Outcome<void> FFmpegReader::fill() {
+  pending_.clear();
+  taken_ = 0;
+  while (pending_.empty() && !ended_) {
+    const int result = avcodec_receive_frame(decoder_.get(), frame_.get());
+    Outcome<void> step;
+    if (result >= 0) {
+      step = takeFrame();
+    } else if (result == AVERROR_EOF) {
+      ended_ = true;
+    } else {
+      // The decoder wants more, or could do nothing with what it got: damaged packets are passed over.
+      step = feedDecoder();
+    }
+    if (!step) return step;
+  }
+  return {};
+}
+
+Outcome<void> FFmpegReader::feedDecoder() {
+  for (;;) {
+    const int result = av_read_frame(demuxer_.get(), packet_.get());
+    if (result == AVERROR(EIO)) {
+      return failure(ReaderFault::damaged, fmt::format("{}: could not be read: {}", path_, textOf(result)));
+    }
+    if (result < 0) {
+      avcodec_send_packet(decoder_.get(), nullptr);
+      return {};
+    }
+    const bool ours = packet_->stream_index == stream_->index;
+    if (ours) avcodec_send_packet(decoder_.get(), packet_.get());
+    av_packet_unref(packet_.get());
+    if (ours) return {};
+  }
+}
+
+Outcome<void> FFmpegReader::takeFrame() {
+  if (format_.channels == 0) {
+    if (auto checked = checkFormat(path_, frame_->sample_rate, frame_->ch_layout.nb_channels); !checked) {
+      return checked;
+    }
+    format_ = {double(frame_->sample_rate), std::uint32_t(frame_->ch_layout.nb_channels)};
+    if (frame_->pts != AV_NOPTS_VALUE) firstTimestamp_ = frame_->pts;
+  }
+  if (target_) align();
+  if (auto converted = convert(); !converted) return converted;
+  dropBeforeTarget();
+  av_frame_unref(frame_.get());
+  return {};
+}
+
+Outcome<void> FFmpegReader::convert() {
+  if (!prepareConverter()) {
+    return failure(ReaderFault::damaged, fmt::format("{}: its samples can't be converted", path_));
+  }
+  const int room = swr_get_out_samples(converter_.get(), frame_->nb_samples);
+  pending_.resize(std::size_t(std::max(room, 0)) * format_.channels);
+  auto* out = reinterpret_cast<std::uint8_t*>(pending_.data());
+  const int count = swr_convert(converter_.get(), &out, room,
+                                const_cast<const std::uint8_t**>(frame_->extended_data), frame_->nb_samples);
+  pending_.resize(std::size_t(std::max(count, 0)) * format_.channels);
+  return {};
+}
+
+bool FFmpegReader::prepareConverter() {
+  const int channels = frame_->ch_layout.nb_channels;
+  if (converter_ && converterFormat_ == frame_->format && converterRate_ == frame_->sample_rate &&
+      converterChannels_ == channels) {
+    return true;
+  }
+  Layout in(frame_->ch_layout);
+  Layout fallback(int(format_.channels));
+  AVChannelLayout& out = channels == int(format_.channels) ? in.value : fallback.value;
+  SwrContext* made = nullptr;
+  swr_alloc_set_opts2(&made, &out, AV_SAMPLE_FMT_FLT, int(format_.sampleRate), &in.value,
+                      AVSampleFormat(frame_->format), frame_->sample_rate, 0, nullptr);
+  converter_.reset(made);
+  converterFormat_ = frame_->format;
+  converterRate_ = frame_->sample_rate;
+  converterChannels_ = channels;
+  return made && swr_init(made) >= 0;
+}
+
+Outcome<void> FFmpegReader::seek(std::int64_t frame) {
+  const std::int64_t target = std::max<std::int64_t>(frame, 0);
+  const std::int64_t from = std::max<std::int64_t>(target - kPrerollFrames, 0);
+  const std::int64_t timestamp = firstTimestamp_ + toTimestamp(from);
+  int result = av_seek_frame(demuxer_.get(), stream_->index, timestamp, AVSEEK_FLAG_BACKWARD);
+  // Before the first index entry lies only the start.
+  if (result < 0) result = av_seek_frame(demuxer_.get(), -1, 0, AVSEEK_FLAG_ANY);
+  if (result < 0) {
+    return failure(ReaderFault::damaged,
+                   fmt::format("{}: could not seek to frame {}: {}", path_, frame, textOf(result)));
+  }
+  avcodec_flush_buffers(decoder_.get());
+  pending_.clear();
+  taken_ = 0;
+  toDrop_ = 0;
+  ended_ = false;
+  target_ = target;
+  return {};
+}
+
+void FFmpegReader::align() {
+  const std::int64_t position = frame_->pts == AV_NOPTS_VALUE ? 0 : toFrames(frame_->pts - firstTimestamp_);
+  toDrop_ = std::max<std::int64_t>(*target_ - position, 0);
+  target_.reset();
+}
+
+void FFmpegReader::dropBeforeTarget() {
+  const std::int64_t frames = std::min<std::int64_t>(toDrop_, std::int64_t(pendingFrames()));
+  pending_.erase(pending_.begin(), pending_.begin() + frames * format_.channels);
+  toDrop_ -= frames;
+}
+
+std::int64_t FFmpegReader::toFrames(std::int64_t timestamp) const {
+  return av_rescale_q(timestamp, stream_->time_base, AVRational{1, int(format_.sampleRate)});
+}
+
+std::int64_t FFmpegReader::toTimestamp(std::int64_t frames) const {
+  return av_rescale_q(frames, AVRational{1, int(format_.sampleRate)}, stream_->time_base);
+}
+
+std::int64_t FFmpegReader::declaredFrames() const {
+  if (demuxer_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) return -1;
+  if (stream_->duration > 0) return toFrames(stream_->duration);
+  if (demuxer_->duration <= 0) return -1;
+  return av_rescale(demuxer_->duration, std::int64_t(format_.sampleRate), AV_TIME_BASE);
+}
+
+std::string FFmpegReader::containerName() const {
+  const std::string names = demuxer_->iformat->name;
+  const std::string first = names.substr(0, names.find(','));
+  if (first != "mov") return first;
+  const int video = av_find_best_stream(demuxer_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  const bool picture = video >= 0 && (demuxer_->streams[video]->disposition & AV_DISPOSITION_ATTACHED_PIC);
+  return video < 0 || picture ? "m4a" : "mp4";
+}
+
+extern "C" __attribute__((visibility("default"))) AudioFileReader* sonmereOpenFFmpegReader(int fd,
+                                                                                           const char* path,
+                                                                                           Error* error) {
+  auto reader = FFmpegReader::open(FileDescriptor(fd), path);
+  if (reader) return reader->release();
+  *error = reader.error();
+  return nullptr;
+}
+
+}  // namespace sonmere

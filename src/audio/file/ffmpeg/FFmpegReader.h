@@ -1,0 +1,71 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "audio/file/AudioFileReader.h"
+#include "audio/file/ffmpeg/FFmpegInput.h"
+
+namespace sonmere {
+
+// Reads the best audio stream of what libavformat knows (AAC in MP4, Matroska, ADTS and so on). Encoder delay
+// and padding that the container declares are left out, as in any other FFmpeg program.
+class FFmpegReader final : public AudioFileReader {
+ public:
+  static Outcome<std::unique_ptr<FFmpegReader>> open(FileDescriptor file, const std::string& path);
+
+  const PCMFormat& format() const override { return format_; }
+  std::int64_t frameCount() const override { return frameCount_; }
+  const std::string& container() const override { return container_; }
+  Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override;
+  Outcome<void> seek(std::int64_t frame) override;
+
+ private:
+  FFmpegReader(FileDescriptor file, const std::string& path) : input_(std::move(file)), path_(path) {}
+
+  Outcome<void> prepare();
+  Outcome<void> openContainer();
+  Outcome<void> openDecoder();
+  // Decodes until there are samples in `pending_` or the stream has ended.
+  Outcome<void> fill();
+  Outcome<void> feedDecoder();
+  Outcome<void> takeFrame();
+  Outcome<void> convert();
+  // A stream may change its format on the way; what is delivered keeps that of the first frame.
+  bool prepareConverter();
+  // Learns from the first decoded frame after a seek how many frames lie before the target.
+  void align();
+  void dropBeforeTarget();
+  std::int64_t declaredFrames() const;
+  std::string containerName() const;
+  std::int64_t toFrames(std::int64_t timestamp) const;
+  std::int64_t toTimestamp(std::int64_t frames) const;
+  std::size_t pendingFrames() const { return (pending_.size() - taken_) / format_.channels; }
+
+  FFmpegInput input_;
+  const std::string path_;
+  FFmpegOwned<AVFormatContext> demuxer_;
+  FFmpegOwned<AVCodecContext> decoder_;
+  FFmpegOwned<SwrContext> converter_;
+  FFmpegOwned<AVFrame> frame_;
+  FFmpegOwned<AVPacket> packet_;
+  AVStream* stream_ = nullptr;
+
+  PCMFormat format_;
+  std::int64_t frameCount_ = -1;
+  std::string container_;
+
+  // What the converter was made for.
+  int converterFormat_ = AV_SAMPLE_FMT_NONE;
+  int converterRate_ = 0;
+  int converterChannels_ = 0;
+
+  std::vector<float> pending_;          // decoded samples, interleaved
+  std::size_t taken_ = 0;               // of these, already delivered
+  std::int64_t firstTimestamp_ = 0;     // of the first decoded frame, in the stream's time base
+  std::optional<std::int64_t> target_;  // frame of a seek that awaits its first decoded frame
+  std::int64_t toDrop_ = 0;             // frames before the target still to be decoded
+  bool ended_ = false;
+};
+
+}  // namespace sonmere
