@@ -1,0 +1,401 @@
+#include "routing/AppTapEngine.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "dsp/Boost.h"
+#include "routing/FamilyRules.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr const char* kBoostAllowedKey = "sonmere.boostAllowed";
+// Enumerating devices at every process change would be too slow.
+constexpr Duration kDeviceEnumInterval = std::chrono::seconds(10);
+constexpr Duration kVolumeSaveDelay = fromMilliseconds(500);
+constexpr Duration kLevelInterval = fromMilliseconds(33);
+// The server publishes its objects one by one after a restart.
+constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
+constexpr Duration kTeardownWait = std::chrono::seconds(5);
+constexpr double kFallbackRate = 48000.0;
+
+bool sameObjects(const std::vector<AudioObjectID>& a, const std::vector<AudioObjectID>& b) {
+  return std::set(a.begin(), a.end()) == std::set(b.begin(), b.end());
+}
+
+bool readBoostAllowed(EngineContext& context) {
+  const bool allowed = context.settings.optionalBool(kBoostAllowedKey).value_or(true);
+  context.flags.boostAllowed = allowed;
+  return allowed;
+}
+
+}  // namespace
+
+AppTapEngine::AppTapEngine(EngineContext& context)
+    : context_(context),
+      core_(context),
+      rowSets_(context.settings),
+      state_(context.settings, readBoostAllowed(context)),
+      effects_(core_),
+      outputs_(core_),
+      taps_(core_, outputs_),
+      discovery_(context) {
+  outputs_.didStart = [this](int bus) { taps_.matchRates(bus); };
+  taps_.loadEffects = [this](SingleAppTap& tap) { effects_.load(tap); };
+  taps_.tapsDidChange = [this] { reconcileLevelTimer(); };
+  discovery_.refresh = [this] { refreshApps(); };
+  discovery_.deviceListChanged = [this] { deviceListChanged(); };
+  discovery_.serviceRestarted = [this] { serviceRestarted(); };
+  discovery_.callStateChanged = [this](bool isActive) { rowSets_.applyCallState(isActive); };
+}
+
+AppTapEngine::~AppTapEngine() {
+  flushPendingSaves();
+  taps_.tapsDidChange = nullptr;
+  core_.render->engineAlive = false;
+  for (int bus = 0; bus < kBusCount; ++bus) outputs_.stop(bus);
+  core_.teardown.drain(kTeardownWait);
+}
+
+void AppTapEngine::start() {
+  discovery_.installListeners();
+  refreshApps();
+}
+
+// Rows.
+
+const TappedAppInfo* AppTapEngine::row(const std::string& bundleID) const {
+  const auto found = std::ranges::find(*availableApps, bundleID, &TappedAppInfo::bundleID);
+  return found == availableApps->end() ? nullptr : &*found;
+}
+
+TappedAppInfo* AppTapEngine::findRow(const std::string& bundleID) {
+  return const_cast<TappedAppInfo*>(row(bundleID));
+}
+
+void AppTapEngine::refreshDevicesIfStale() {
+  const Duration now = context_.runtime.uptime();
+  if (lastDeviceEnumTime_ && now - *lastDeviceEnumTime_ <= kDeviceEnumInterval) return;
+  physicalOutputs_ = CoreAudioUtils::physicalOutputDevices(core_.hardware());
+  lastDeviceEnumTime_ = now;
+}
+
+// Families that were there keep their row's values; new ones take what is saved; a pinned one keeps its row
+// while its app does not run. Rows stay where they were, new ones come last.
+std::vector<TappedAppInfo> AppTapEngine::mergeRows(const std::vector<PendingAppFamily>& families) {
+  std::vector<TappedAppInfo> rows;
+  const auto add = [&](const std::string& bundleID, const PendingAppFamily* family) {
+    TappedAppInfo row;
+    if (const TappedAppInfo* old = this->row(bundleID)) {
+      row = *old;
+    } else {
+      row.bundleID = bundleID;
+      row.name = FamilyRules::nameFromBundleID(bundleID);
+      state_.restore(row);
+    }
+    row.id = family ? family->id : 0;
+    row.audioObjectIDs = family ? family->audioObjectIDs : std::vector<AudioObjectID>{};
+    if (family) {
+      row.name = family->name;
+      row.icon = family->icon;
+    }
+    rows.push_back(std::move(row));
+  };
+  const auto familyOf = [&](const std::string& bundleID) {
+    const auto found = std::ranges::find(families, bundleID, &PendingAppFamily::bundleID);
+    return found == families.end() ? nullptr : &*found;
+  };
+  const auto isPinned = [&](const std::string& id) { return rowSets_.pinnedBundleIDs().contains(id); };
+  const auto isShown = [&](const std::string& id) {
+    return isPinned(id) || !rowSets_.removedBundleIDs().contains(id);
+  };
+
+  for (const TappedAppInfo& old : *availableApps) {
+    const PendingAppFamily* family = familyOf(old.bundleID);
+    if ((family || isPinned(old.bundleID)) && isShown(old.bundleID)) add(old.bundleID, family);
+  }
+  for (const PendingAppFamily& family : families)
+    if (!row(family.bundleID) && isShown(family.bundleID)) add(family.bundleID, &family);
+  for (const std::string& bundleID : rowSets_.pinnedBundleIDs())
+    if (std::ranges::find(rows, bundleID, &TappedAppInfo::bundleID) == rows.end()) add(bundleID, nullptr);
+  return rows;
+}
+
+void AppTapEngine::refreshApps() {
+  refreshDevicesIfStale();
+  const auto families = discovery_.readFamilies();
+  if (!families) return;
+  auto rows = mergeRows(*families);
+  stopVanished(rows);
+  for (TappedAppInfo& next : rows) {
+    const TappedAppInfo* old = row(next.bundleID);
+    updateRoute(next, !next.audioObjectIDs.empty() && (!old || old->audioObjectIDs.empty()));
+  }
+  // Last, so that whoever observes the rows finds the taps as the rows say.
+  availableApps.set(std::move(rows));
+}
+
+void AppTapEngine::stopVanished(const std::vector<TappedAppInfo>& rows) {
+  std::vector<ProcessID> gone;
+  for (const auto& [pid, tap] : core_.activeTaps)
+    if (std::ranges::find(rows, tap->bundleID, &TappedAppInfo::bundleID) == rows.end()) gone.push_back(pid);
+  for (const ProcessID pid : gone) taps_.stopTap(pid);
+}
+
+void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
+  const auto tap = tapOf(row.bundleID);
+  if (tap) {
+    if (tap->pid == row.id && sameObjects(tap->audioObjectIDs, row.audioObjectIDs)) return;
+    if (!row.audioObjectIDs.empty())
+      context_.log.info(fmt::format("Sonmere: {} family changed (was {} procs, now {}) — rebuilding tap",
+                                    row.bundleID, tap->audioObjectIDs.size(), row.audioObjectIDs.size()));
+    taps_.stopTap(tap->pid);
+    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row);
+    if (!row.audioObjectIDs.empty() && !row.isEnabled)
+      context_.log.error(fmt::format("tap rebuild failed for {} after family change — reverted to not-routed",
+                                     row.bundleID));
+    return;
+  }
+  row.isEnabled = false;
+  if (!justAppeared || !state_.isIntended(row.bundleID)) return;
+  row.isEnabled = taps_.startTap(row);
+  if (!row.isEnabled)
+    context_.log.error(fmt::format("arm-on-appearance failed for {} — reverted to not-routed", row.bundleID));
+}
+
+void AppTapEngine::hide(const std::string& bundleID) {
+  rowSets_.hide(bundleID);
+  refreshApps();
+}
+
+void AppTapEngine::unhide(const std::string& bundleID) {
+  rowSets_.unhide(bundleID);
+  refreshApps();
+}
+
+void AppTapEngine::remove(const std::string& bundleID) {
+  rowSets_.remove(bundleID);
+  refreshApps();
+}
+
+void AppTapEngine::restore(const std::string& bundleID) {
+  rowSets_.restore(bundleID);
+  refreshApps();
+}
+
+void AppTapEngine::pin(const std::string& bundleID) {
+  rowSets_.pin(bundleID);
+  refreshApps();
+}
+
+void AppTapEngine::unpin(const std::string& bundleID) {
+  rowSets_.unpin(bundleID);
+  refreshApps();
+}
+
+void AppTapEngine::removeCallAudioOverride() {
+  rowSets_.removeCallAudioOverride();
+  refreshApps();
+}
+
+// Routing.
+
+std::shared_ptr<SingleAppTap> AppTapEngine::tapOf(const std::string& bundleID) const {
+  for (const auto& [pid, tap] : core_.activeTaps)
+    if (tap->bundleID == bundleID) return tap;
+  return nullptr;
+}
+
+bool AppTapEngine::setRouted(const std::string& bundleID, bool routed) {
+  TappedAppInfo* row = findRow(bundleID);
+  if (!row) return false;
+  state_.setIntended(bundleID, routed);
+  if (!routed) {
+    if (const auto tap = tapOf(bundleID)) taps_.stopTap(tap->pid);
+    row->isEnabled = false;
+  } else if (!row->isEnabled && !row->audioObjectIDs.empty()) {
+    row->isEnabled = taps_.startTap(*row);
+    if (!row->isEnabled)
+      context_.log.error(
+          fmt::format("startTap failed for {} (pid {}) — reverted to not-routed", bundleID, row->id));
+  }
+  const bool isAsWanted = row->isEnabled == routed || row->audioObjectIDs.empty();
+  saveState();
+  availableApps.update([](auto&) {});
+  return isAsWanted;
+}
+
+bool AppTapEngine::setBus(const std::string& bundleID, int bus) {
+  TappedAppInfo* row = findRow(bundleID);
+  if (!row || !isRoutableBus(bus)) return false;
+  row->busIndex = bus;
+  if (const auto tap = tapOf(bundleID)) {
+    const ProcessID pid = tap->pid;
+    taps_.moveTap(pid, bus);
+    if (!taps_.applyMuteRule(pid)) row->isEnabled = false;
+  }
+  saveState();
+  availableApps.update([](auto&) {});
+  return true;
+}
+
+bool AppTapEngine::setVolume(const std::string& bundleID, float volume) {
+  TappedAppInfo* row = findRow(bundleID);
+  if (!row) return false;
+  row->volume = clampAppVolume(volume, context_.flags.boostAllowed);
+  if (row->monitorLinked) row->monitorVolume = row->volume;
+  if (const auto tap = tapOf(bundleID)) {
+    tap->volume = row->volume;
+    tap->monitorVolume = row->monitorVolume;
+  }
+  saveVolumeSoon();
+  availableApps.update([](auto&) {});
+  return true;
+}
+
+bool AppTapEngine::setMuted(const std::string& bundleID, bool muted) {
+  TappedAppInfo* row = findRow(bundleID);
+  if (!row) return false;
+  row->isMuted = muted;
+  if (const auto tap = tapOf(bundleID)) {
+    tap->isMuted = muted;
+    if (!taps_.applyMuteRule(tap->pid)) row->isEnabled = false;
+  }
+  saveState();
+  availableApps.update([](auto&) {});
+  return true;
+}
+
+bool AppTapEngine::setMonitorVolume(const std::string& bundleID, float volume) {
+  TappedAppInfo* row = findRow(bundleID);
+  if (!row) return false;
+  row->monitorVolume = clampAppVolume(volume, context_.flags.boostAllowed);
+  if (const auto tap = tapOf(bundleID)) tap->monitorVolume = row->monitorVolume;
+  saveVolumeSoon();
+  availableApps.update([](auto&) {});
+  return true;
+}
+
+bool AppTapEngine::setMonitorLinked(const std::string& bundleID, bool linked) {
+  TappedAppInfo* row = findRow(bundleID);
+  if (!row) return false;
+  row->monitorLinked = linked;
+  if (linked) row->monitorVolume = row->volume;
+  if (const auto tap = tapOf(bundleID)) {
+    tap->monitorLinked = linked;
+    tap->levelFollowsVolume = linked;
+    tap->monitorVolume = row->monitorVolume;
+  }
+  saveState();
+  availableApps.update([](auto&) {});
+  return true;
+}
+
+void AppTapEngine::setBoostAllowed(bool allowed) {
+  context_.settings.set(kBoostAllowedKey, allowed);
+  context_.flags.boostAllowed = allowed;
+  for (TappedAppInfo& row : availableApps.silently()) {
+    row.volume = clampAppVolume(row.volume, allowed);
+    row.monitorVolume = clampAppVolume(row.monitorVolume, allowed);
+    if (const auto tap = tapOf(row.bundleID)) {
+      tap->volume = row.volume;
+      tap->monitorVolume = row.monitorVolume;
+    }
+  }
+  state_.clampVolumes(allowed);
+  saveState();
+  availableApps.update([](auto&) {});
+}
+
+void AppTapEngine::setMicSend(int bus, float gain) {
+  if (!isBus(bus)) return;
+  context_.micSend.gains[std::size_t(bus)] = gain;
+  outputs_.reconcile(bus);
+}
+
+void AppTapEngine::saveState() {
+  volumeSaveDebounce_.cancel();
+  for (const TappedAppInfo& row : *availableApps) state_.note(row);
+  state_.save();
+}
+
+void AppTapEngine::saveVolumeSoon() {
+  volumeSaveDebounce_ = context_.runtime.mainQueue().postAfter(kVolumeSaveDelay, [this] { saveState(); });
+}
+
+void AppTapEngine::flushPendingSaves() {
+  if (volumeSaveDebounce_) saveState();
+}
+
+// Devices and recovery.
+
+void AppTapEngine::deviceListChanged() {
+  physicalOutputs_ = CoreAudioUtils::physicalOutputDevices(core_.hardware());
+  lastDeviceEnumTime_ = context_.runtime.uptime();
+  outputs_.reconcileDevices();
+}
+
+void AppTapEngine::serviceRestarted() {
+  restartRecheck_ = context_.runtime.mainQueue().postAfter(kServiceRestartDelay, [this] {
+    outputs_.reconcileDevices();
+    refreshApps();
+    taps_.recheckTaps();
+  });
+}
+
+// Recording.
+
+void AppTapEngine::setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) {
+  if (!isBus(bus)) return;
+  core_.render->masters[std::size_t(bus)].recorder.publish(std::move(ring), core_.retirement, kSnapshotGrace);
+}
+
+double AppTapEngine::busSampleRate(int bus) const {
+  if (const auto rate = outputs_.sampleRate(bus)) return *rate;
+  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
+    return CoreAudioUtils::nominalRate(core_.hardware(), *bridge).value_or(kFallbackRate);
+  return kFallbackRate;
+}
+
+// Meters.
+
+void AppTapEngine::setMetersVisible(bool visible) {
+  metersVisible_ = visible;
+  reconcileLevelTimer();
+}
+
+void AppTapEngine::reconcileLevelTimer() {
+  const bool wanted = metersVisible_ && !core_.activeTaps.empty();
+  if (wanted == bool(levelTimer_)) return;
+  if (wanted)
+    levelTimer_ = context_.runtime.mainQueue().repeat(kLevelInterval, [this] { copyLevels(); });
+  else
+    levelTimer_.cancel();
+}
+
+void AppTapEngine::copyLevels() {
+  for (TappedAppInfo& row : availableApps.silently())
+    if (const auto tap = tapOf(row.bundleID)) row.level = tap->level;
+}
+
+std::vector<RingReport> AppTapEngine::latencyRings() const {
+  double rate = kFallbackRate;
+  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
+    if (const auto nominal = CoreAudioUtils::nominalRate(core_.hardware(), *bridge); nominal && *nominal > 0)
+      rate = *nominal;
+  std::vector<RingReport> rows;
+  for (const auto& [pid, tap] : core_.activeTaps) {
+    rows.push_back(ringReport("route:" + tap->bundleID, tap->ringProbe, rate));
+    if (tap->monitorEnabled) rows.push_back(ringReport("monitor:" + tap->bundleID, tap->monitorProbe, rate));
+  }
+  for (int bus = 0; bus < kBusCount; ++bus) {
+    const BusMaster& master = core_.render->masters[std::size_t(bus)];
+    if (master.monitorEnabled)
+      rows.push_back(ringReport(fmt::format("monitor:master bus {}", bus), master.monitorProbe, rate));
+  }
+  return rows;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "audio/device/CoreAudioUtils.h"
+#include "dsp/LatencySource.h"
+#include "routing/AppDiscovery.h"
+#include "routing/BusOutputs.h"
+#include "routing/RoutingCore.h"
+#include "routing/RoutingEffects.h"
+#include "routing/RoutingState.h"
+#include "routing/RowSets.h"
+#include "routing/TapLifecycle.h"
+#include "routing/TappedAppInfo.h"
+
+namespace sonmere {
+
+// Per-app routing: finds the apps that play, taps the routed ones and mixes them into the ten buses of the
+// virtual driver. One value with many jobs, each in a collaborator of its own; here they meet.
+// Main thread only. Failures show in errorMessage and in the log; a route that fails is reverted to
+// not-routed while the user's intent stays saved.
+class AppTapEngine final : public LatencySource {
+ public:
+  explicit AppTapEngine(EngineContext& context);
+  // Stops every tap and unit and waits for the units' tear-down.
+  ~AppTapEngine() override;
+
+  // Installs the listeners, reads the apps, and arms those that are to be routed.
+  void start();
+
+  // Rows, one per app family.
+  Observable<std::vector<TappedAppInfo>> availableApps;
+  Observable<std::optional<std::string>>& errorMessage() { return core_.errorMessage; }
+  const TappedAppInfo* row(const std::string& bundleID) const;
+  void refreshApps();
+  void scheduleRefresh() { discovery_.scheduleRefresh(); }
+
+  // Visibility of rows.
+  const RowSets& rowSets() const { return rowSets_; }
+  Observable<std::set<std::string>>& hiddenBundleIDs() { return rowSets_.hidden(); }
+  void hide(const std::string& bundleID);
+  void unhide(const std::string& bundleID);
+  void remove(const std::string& bundleID);
+  void restore(const std::string& bundleID);
+  void pin(const std::string& bundleID);
+  void unpin(const std::string& bundleID);
+  void removeCallAudioOverride();
+
+  // Routing of one app. Each answers false for an app that has no row or a bus that apps can't route to.
+  bool setRouted(const std::string& bundleID, bool routed);
+  bool setBus(const std::string& bundleID, int bus);
+  bool setVolume(const std::string& bundleID, float volume);  // linear, held to 0 up to the maximum
+  bool setMuted(const std::string& bundleID, bool muted);
+  bool setMonitorVolume(const std::string& bundleID, float volume);
+  bool setMonitorLinked(const std::string& bundleID, bool linked);
+  // Volumes above 100 %. Turning it off lowers what is above and saves it.
+  void setBoostAllowed(bool allowed);
+  // Writes what a volume drag has changed and not yet saved.
+  void flushPendingSaves();
+
+  // Effects of apps and bus masters.
+  RoutingEffects& effects() { return effects_; }
+
+  // Taps and units.
+  const std::map<ProcessID, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
+  std::shared_ptr<SingleAppTap> tapOf(const std::string& bundleID) const;
+  TapLifecycle& taps() { return taps_; }
+  BusOutputs& outputs() { return outputs_; }
+  BusRenderState& renderState() { return *core_.render; }
+  // Level of the mic send into a bus; above 0.001 it keeps the bus's unit running.
+  void setMicSend(int bus, float gain);
+
+  // Recording: what the render of a bus feeds, and the rate that a running file binds the bus to.
+  void setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring);
+  void setRecordingRate(std::function<std::optional<double>(int bus)> rate) {
+    outputs_.recordingRate = std::move(rate);
+  }
+  // The unit's rate, else the bridge's nominal rate, else 48000.
+  double busSampleRate(int bus) const;
+
+  // Meters are on screen: levels are copied into the rows.
+  void setMetersVisible(bool visible);
+  const std::vector<CoreAudioUtils::OutputDevice>& physicalOutputDevices() const { return physicalOutputs_; }
+
+  std::vector<RingReport> latencyRings() const override;
+
+ private:
+  TappedAppInfo* findRow(const std::string& bundleID);
+  std::vector<TappedAppInfo> mergeRows(const std::vector<PendingAppFamily>& families);
+  void updateRoute(TappedAppInfo& row, bool justAppeared);
+  void stopVanished(const std::vector<TappedAppInfo>& rows);
+  void refreshDevicesIfStale();
+  void deviceListChanged();
+  void serviceRestarted();
+  void saveState();
+  void saveVolumeSoon();
+  void reconcileLevelTimer();
+  void copyLevels();
+
+  EngineContext& context_;
+  RoutingCore core_;
+  RowSets rowSets_;
+  RoutingState state_;
+  RoutingEffects effects_;
+  BusOutputs outputs_;
+  TapLifecycle taps_;
+  AppDiscovery discovery_;
+
+  std::vector<CoreAudioUtils::OutputDevice> physicalOutputs_;
+  std::optional<Duration> lastDeviceEnumTime_;
+  ScopedTask volumeSaveDebounce_;
+  ScopedTask restartRecheck_;
+  ScopedTask levelTimer_;
+  bool metersVisible_ = false;
+};
+
+}  // namespace sonmere
