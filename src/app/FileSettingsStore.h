@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/Error.h"
+#include "base/Log.h"
+#include "base/Runtime.h"
+#include "base/SettingsStore.h"
+
+namespace sonmere {
+
+// Where the settings live: $SONMERE_SETTINGS, else "sonmere/settings.json" under $XDG_CONFIG_HOME or
+// ~/.config. Without a home: in the current folder.
+std::filesystem::path defaultSettingsPath();
+
+// Settings in one JSON file. It is read once, here; later writes of other processes are kept in the file but
+// not seen. Writes reach the file soon after, on a queue of their own, together with what came shortly after
+// them; a write that fails is told once in the log and tried again. Threads: main, but `object` and `keys`
+// may be called from any.
+class FileSettingsStore final : public SettingsStore {
+ public:
+  FileSettingsStore(Runtime& runtime, Log& log, const std::filesystem::path& path);
+  // Writes what is still unwritten.
+  ~FileSettingsStore() override;
+
+  std::optional<SettingsValue> object(std::string_view key) const override;
+  void set(std::string_view key, SettingsValue value) override;
+  void remove(std::string_view key) override;
+  std::vector<std::string> keys() const override;
+
+  // Writes what is still unwritten, now.
+  Outcome<void> synchronize();
+
+ private:
+  struct State;
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace sonmere

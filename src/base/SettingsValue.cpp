@@ -1,0 +1,104 @@
+#include "base/SettingsValue.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/Base64.h"
+
+namespace sonmere {
+
+namespace {
+
+using JSON = nlohmann::json;
+
+// Deeper nesting than any setting has; bounds the recursion on foreign text.
+constexpr int kDeepest = 100;
+constexpr const char* kDataKey = "$data";
+
+// "$data", "$$data" and so on: what must not be mistaken for data gets one more "$" in front when written.
+bool isMarkedKey(std::string_view key) {
+  return key.ends_with(kDataKey) &&
+         key.find_first_not_of('$') == key.size() - std::string_view("data").size();
+}
+
+JSON toJSON(const SettingsValue& value);
+
+JSON toJSON(const SettingsValue::Dictionary& dictionary) {
+  JSON object = JSON::object();
+  const bool mustEscape = dictionary.size() == 1 && isMarkedKey(dictionary.begin()->first);
+  for (const auto& [key, value] : dictionary) object[mustEscape ? "$" + key : key] = toJSON(value);
+  return object;
+}
+
+JSON toJSON(const SettingsValue::Array& array) {
+  JSON list = JSON::array();
+  for (const SettingsValue& value : array) list.push_back(toJSON(value));
+  return list;
+}
+
+JSON toJSON(const SettingsData& data) { return {{kDataKey, toBase64(data.bytes)}}; }
+JSON toJSON(std::monostate) { return nullptr; }
+template <class Scalar>
+JSON toJSON(const Scalar& scalar) {
+  return scalar;
+}
+
+JSON toJSON(const SettingsValue& value) {
+  return std::visit([](const auto& kind) { return toJSON(kind); }, value.value);
+}
+
+bool isShallow(const JSON& json, int depth) {
+  if (depth > kDeepest) return false;
+  return std::all_of(json.begin(), json.end(), [depth](const JSON& child) {
+    return !child.is_structured() || isShallow(child, depth + 1);
+  });
+}
+
+SettingsValue fromJSON(const JSON& json);
+
+SettingsValue fromObject(const JSON& object) {
+  const bool isMarked = object.size() == 1 && isMarkedKey(object.begin().key());
+  if (isMarked && object.begin().key() == kDataKey) {
+    const JSON& text = object.begin().value();
+    if (text.is_string())
+      if (auto bytes = fromBase64(text.get_ref<const std::string&>())) return SettingsData{std::move(*bytes)};
+  }
+  SettingsValue::Dictionary dictionary;
+  for (const auto& [key, child] : object.items()) {
+    const bool isEscaped = isMarked && key != kDataKey;
+    dictionary.emplace(isEscaped ? key.substr(1) : key, fromJSON(child));
+  }
+  return dictionary;
+}
+
+SettingsValue fromNumber(const JSON& number) {
+  if (number.is_number_float()) return number.get<double>();
+  const bool fits = !number.is_number_unsigned() ||
+                    number.get<std::uint64_t>() <= std::uint64_t(std::numeric_limits<std::int64_t>::max());
+  return fits ? SettingsValue(number.get<std::int64_t>()) : SettingsValue(number.get<double>());
+}
+
+SettingsValue fromJSON(const JSON& json) {
+  if (json.is_boolean()) return json.get<bool>();
+  if (json.is_number()) return fromNumber(json);
+  if (json.is_string()) return json.get<std::string>();
+  if (json.is_object()) return fromObject(json);
+  if (!json.is_array()) return {};
+  SettingsValue::Array array;
+  for (const JSON& child : json) array.push_back(fromJSON(child));
+  return array;
+}
+
+}  // namespace
+
+std::string settingsValueToJSON(const SettingsValue& value, int indent) {
+  // Bytes that are no UTF-8 become U+FFFD: names of programs and devices need not be text.
+  return toJSON(value).dump(indent, ' ', false, JSON::error_handler_t::replace);
+}
+
+std::optional<SettingsValue> settingsValueFromJSON(std::string_view json) {
+  const JSON parsed = JSON::parse(json, nullptr, false);
+  if (parsed.is_discarded() || !isShallow(parsed, 0)) return std::nullopt;
+  return fromJSON(parsed);
+}
+
+}  // namespace sonmere
