@@ -1,0 +1,199 @@
+#include "recording/BusRecorder.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <new>
+
+#include "dsp/VectorMath.h"
+#include "recording/RecordingFileName.h"
+#include "recording/RecordingFileSettings.h"
+#include "recording/RecordingsFolder.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr Duration kDrainInterval = fromMilliseconds(10);
+constexpr Duration kStopPoll = fromMilliseconds(50);
+constexpr Duration kStopTimeout = std::chrono::seconds(5);
+constexpr Duration kFlushTimeout = std::chrono::seconds(15);
+constexpr std::uint32_t kScratchFrames = 4096;
+constexpr float kSignalThreshold = 0.000001f;
+
+}  // namespace
+
+float blockPeak(const PCMBuffer& buffer) {
+  if (buffer.frameLength() == 0) return 1.0f;
+  float peak = 0;
+  for (std::uint32_t c = 0; c < buffer.format().channels; ++c)
+    peak = std::max(peak, maxMagnitude(buffer.channel(c), buffer.frameLength()));
+  return peak;
+}
+
+Outcome<std::shared_ptr<BusRecorder>> BusRecorder::create(const RecordingContext& context,
+                                                          const Request& request) {
+  const Date startedAt = context.runtime.wallTime();
+  const std::string path = freeRecordingPath(request.folder, request.name, startedAt, request.format);
+  const auto settings =
+      stereoFileSettings(request.format, request.sampleRate, recordingBitDepth(context.settings));
+  const auto file = context.createFile(path, settings);
+  if (!file) return std::unexpected(file.error());
+  const std::shared_ptr<BusRecorder> recorder(new BusRecorder(context, request, path, startedAt, *file));
+  recorder->startDrain();
+  return recorder;
+}
+
+BusRecorder::BusRecorder(const RecordingContext& context, const Request& request, std::string outputPath,
+                         Date startedAt, std::shared_ptr<AudioFileWriter> file)
+    : runtime_(context.runtime),
+      log_(context.log),
+      health_(context.health),
+      request_(request),
+      outputPath_(std::move(outputPath)),
+      startedAt_(startedAt),
+      fileFormat_(file->processingFormat()),
+      sink_(AudioFileSink::create(context, std::move(file), kWriterName,
+                                  areDifferentFolders(request.folder, context.folders.defaultRecordings))),
+      queue_(runtime_.serialQueue(kQueueLabel)) {
+  setCountedBitDepth(recordingBitDepth(context.settings));
+}
+
+BusRecorder::~BusRecorder() { drainTask_.cancel(); }
+
+void BusRecorder::setCountedBitDepth(RecordingBitDepth depth) {
+  bytesPerFrame_ = sonmere::bytesPerFrame(request_.format, depth);
+}
+
+void BusRecorder::startDrain() {
+  // Weak: a recorder that is let go of without a stop ends its drain.
+  drainTask_ = queue_->repeat(kDrainInterval, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->drain();
+  });
+}
+
+std::int64_t BusRecorder::waitingSamples() const {
+  return ringAvailable<kRecorderRingSamples>(ring_->writePos.loadAcquire(), ring_->readPos.loadAcquire());
+}
+
+void BusRecorder::drain() {
+  if (drainEnded_) return;
+  if (!scratch_ && !makeScratch()) {
+    drainEnded_ = true;
+    return;
+  }
+  while (!drainCancelled_) {
+    // Before the look at the ring: what was written before the stop was asked for is then seen.
+    const bool stopRequested = stopRequested_;
+    const std::int64_t frames = waitingSamples() / 2;
+    if (frames == 0) {
+      if (stopRequested) drainEnded_ = true;
+      return;
+    }
+    if (!writeBlock(std::uint32_t(std::min<std::int64_t>(frames, kScratchFrames)))) {
+      drainEnded_ = true;
+      return;
+    }
+  }
+}
+
+bool BusRecorder::makeScratch() {
+  try {
+    scratch_.emplace(fileFormat_, kScratchFrames);
+    return true;
+  } catch (const std::bad_alloc&) {
+    log_.error("BusRecorder: failed to allocate scratch PCM buffer");
+    return false;
+  }
+}
+
+bool BusRecorder::writeBlock(std::uint32_t frames) {
+  fillScratch(frames);
+  notePeak();
+  if (const auto written = sink_->write(*scratch_); !written) {
+    log_.error("BusRecorder: write failed: " + written.error().description);
+    health_->noteWriterFailure(kWriterName, outputPath_, written.error(), framesWritten_);
+    return false;
+  }
+  const std::int64_t samples = 2 * std::int64_t(frames);
+  framesWritten_.add(frames);
+  bytesWritten_.add(frames * bytesPerFrame_);
+  samplesRead_.add(samples);
+  ring_->readPos.storeRelease((ring_->readPos.loadRelaxed() + samples) % kRecorderRingSamples);
+  return true;
+}
+
+// Frames never straddle the wrap: positions and capacity are even.
+void BusRecorder::fillScratch(std::uint32_t frames) {
+  const std::int64_t at = ring_->readPos.loadRelaxed();
+  const std::size_t head = std::min(std::size_t(frames), std::size_t((kRecorderRingSamples - at) / 2));
+  float* const left = scratch_->channel(0);
+  float* const right = scratch_->channel(1);
+  deinterleave(ring_->buffer.get() + at, left, right, head);
+  deinterleave(ring_->buffer.get(), left + head, right + head, frames - head);
+  scratch_->setFrameLength(frames);
+}
+
+void BusRecorder::notePeak() {
+  const float peak = blockPeak(*scratch_);
+  lastPeak_ = peak;
+  if (!everHadSignal_ && peak > kSignalThreshold) everHadSignal_ = true;
+}
+
+// The difference is a whole number of rings but for a write or a read that is under way.
+std::int64_t BusRecorder::lostFrames() const {
+  const std::int64_t written = ring_->written.loadAcquire();
+  const std::int64_t behind = written - samplesRead_ - waitingSamples();
+  const std::int64_t laps =
+      std::max<std::int64_t>(0, behind + kRecorderRingSamples / 2) / kRecorderRingSamples;
+  return laps * kRecorderRingSamples / 2;
+}
+
+void BusRecorder::stop(Task done) {
+  stopRequested_ = true;
+  pollStop(runtime_.uptime() + kStopTimeout, std::move(done));
+}
+
+void BusRecorder::pollStop(Duration deadline, Task done) {
+  const bool isDrained = waitingSamples() < 2 || drainEnded_;
+  const bool inTime = runtime_.uptime() < deadline;
+  if (isDrained || !inTime) return endDrain(isDrained, std::move(done));
+  runtime_.mainQueue().postAfter(kStopPoll, [self = shared_from_this(), deadline, done = std::move(done)] {
+    self->pollStop(deadline, done);
+  });
+}
+
+void BusRecorder::endDrain(bool inTime, Task done) {
+  drainCancelled_ = true;
+  drainTask_.cancel();
+  logLosses();
+  auto finished = [self = shared_from_this(), done = std::move(done)] {
+    if (done) done();
+  };
+  if (!sink_->isQueued()) {
+    // A write that hangs holds the close up, but not the stop.
+    sink_->close(*queue_, framesWritten_, inTime ? kFlushTimeout : Duration::zero(), std::move(finished));
+    return;
+  }
+  // The queue is serial: this runs once the drain's last run has ended.
+  queue_->post([self = shared_from_this(), finished = std::move(finished)] {
+    self->runtime_.mainQueue().post([self, finished] { self->flushAndClose(finished); });
+  });
+}
+
+void BusRecorder::flushAndClose(Task done) {
+  const Duration limit = runtime_.uptime() + kFlushTimeout;
+  sink_->flushAsync(kFlushTimeout, [self = shared_from_this(), limit, done = std::move(done)](bool inTime) {
+    const Duration left = inTime ? limit - self->runtime_.uptime() : Duration::zero();
+    self->sink_->close(*self->queue_, self->framesWritten_, left, done);
+  });
+}
+
+void BusRecorder::logLosses() {
+  if (const std::int64_t lost = lostFrames(); lost > 0)
+    log_.error(fmt::format("BusRecorder: {} frames were overwritten before they reached the file", lost));
+  if (const std::int64_t left = waitingSamples() / 2; left > 0 && !drainEnded_)
+    log_.error(fmt::format("BusRecorder: stopped with {} frames that did not reach the file in time", left));
+}
+
+}  // namespace sonmere

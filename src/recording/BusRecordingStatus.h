@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "base/Time.h"
+#include "recording/RecordingFormat.h"
+
+namespace sonmere {
+
+// One running recording as it is shown; the counters follow every half second.
+struct BusRecordingStatus {
+  int busIndex = 0;
+  std::string path;
+  RecordingFormat format = RecordingFormat::wav;
+  Date startedAt{};
+  std::int64_t bytesWritten = 0;
+  std::int64_t framesWritten = 0;
+  std::int64_t lostFrames = 0;  // overwritten before they reached the file
+
+  bool operator==(const BusRecordingStatus&) const = default;
+};
+
+}  // namespace sonmere

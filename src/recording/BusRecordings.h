@@ -1,0 +1,84 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/Observable.h"
+#include "recording/BusRecorder.h"
+#include "recording/BusRecordingStatus.h"
+#include "recording/RecorderFeed.h"
+#include "recording/RecordingWatch.h"
+#include "recording/RecordingsFolder.h"
+
+namespace sonmere {
+
+// Owns the recorders of the buses: which run, where they write, how they end together, and what happens when
+// one ends by itself. Main thread.
+class BusRecordings {
+ public:
+  static constexpr int kBusCount = 10;
+  static constexpr int kMicBus = 1;  // recorded by other means, never as a bus
+
+  // The feed outlives the recordings.
+  BusRecordings(const RecordingContext& context, RecorderFeed& feed);
+  // Lets go of what still records; its files end where they are.
+  ~BusRecordings();
+
+  // Does nothing for a bus that is being recorded or can't be. On failure sets errorMessage.
+  void startRecording(int bus, std::optional<RecordingFormat> format = std::nullopt);
+  // `done` is told the file's path once it is complete, or nothing when the bus wasn't recorded. The bus may
+  // be recorded again at once, into a new file.
+  void stopRecording(int bus, std::function<void(std::optional<std::string> path)> done = nullptr);
+  // `done` is told the paths in the order of buses, once these files and those of stops already under way are
+  // complete.
+  void stopAllRecordings(std::function<void(std::vector<std::string> paths)> done = nullptr);
+  // Stops everything because a file can't go on; all files are kept. Ignored while another such stop runs.
+  void handleRecordingFailure(const std::string& reason);
+
+  bool isAnyRecording() const { return !busRecorders_.empty(); }
+  bool isRecording(int bus) const { return busRecorders_.contains(bus); }
+  // Stops that have not completed their files yet.
+  bool isAnyStopping() const { return stopping_ > 0; }
+
+  Observable<std::map<int, BusRecordingStatus>> busRecordingStatuses;
+  Observable<std::string> errorMessage;
+  Observable<std::optional<std::string>> silentRecordingNotice;
+  // Used when a start asks for no format.
+  Observable<RecordingFormat> defaultRecordingFormat{RecordingFormat::wav};
+
+  // "Sonmere Recording" for bus 0, "Sonmere Track {n-1}" from bus 2 on.
+  static std::string baseName(int bus);
+
+ private:
+  Outcome<std::shared_ptr<BusRecorder>> makeRecorder(int bus, RecordingFormat format);
+  void begin(int bus, std::shared_ptr<BusRecorder> recorder);
+  void reportStartFailure(const Error& error);
+  void whenNoneStops(Task done);
+  void tellIfNoneStops();
+
+  void startStatusTimer();
+  void stopStatusTimerIfIdle();
+  void statusTick();
+  std::vector<RecordingWatch::Active> activeFiles() const;
+  bool checkStall(const std::vector<RecordingWatch::Active>& active);
+  void checkSilence(const std::vector<RecordingWatch::Active>& active);
+
+  const RecordingContext context_;
+  RecorderFeed& feed_;
+  const RecordingsFolder folder_;
+  std::map<int, std::shared_ptr<BusRecorder>> busRecorders_;
+  int stopping_ = 0;
+  std::vector<Task> whenNoneStops_;
+  bool handlingWriteFailure_ = false;
+  RecordingWatch watch_;
+  ScopedTask statusTimer_;
+  Subscription writeFailures_;
+  // Tells the ends of stops whether this object is still there.
+  const std::shared_ptr<char> alive_ = std::make_shared<char>();
+};
+
+}  // namespace sonmere
