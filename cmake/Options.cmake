@@ -15,6 +15,9 @@ if(SONMERE_CCACHE)
   endif()
 endif()
 
+# One form of code for libraries, modules and programs, or they could not share a precompiled header.
+add_compile_options(-fPIC)
+
 # The arithmetic is float32 in its written order: a contraction would change the bits.
 add_compile_options(-ffp-contract=off -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                     -Woverloaded-virtual -Wimplicit-fallthrough -Werror -pthread)

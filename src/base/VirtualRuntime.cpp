@@ -4,6 +4,8 @@
 #include <tuple>
 #include <utility>
 
+#include "base/FlushToZero.h"
+
 namespace sonmere {
 
 namespace {
@@ -131,6 +133,7 @@ void VirtualRuntime::fireDueTimers() {
   Timer timer = std::move(timers_.back());
   timers_.pop_back();
   if (timer.clock) {
+    const FlushToZero asOnAnAudioThread;
     current_.push_back(nullptr);
     timer.clock->run(timer.due);
     current_.pop_back();
@@ -138,15 +141,16 @@ void VirtualRuntime::fireDueTimers() {
   }
   const auto queue = timer.queue.lock();
   if (!queue) return;
-  queue->post([task = timer.task, cancelled = timer.cancelled] {
-    if (!cancelled->load()) (*task)();
-  });
-  if (timer.interval > Duration::zero()) {
-    // A late run leaves out the missed ones.
-    do timer.due += timer.interval;
-    while (timer.due <= now_);
-    addTimer(std::move(timer));
-  }
+  queue->post([this, timer = std::move(timer)] { runTimerTask(timer); });
+}
+
+// A repeating task is armed again only after its run: what a sleeping queue made late never piles up.
+void VirtualRuntime::runTimerTask(Timer timer) {
+  if (timer.cancelled->load()) return;
+  (*timer.task)();
+  if (timer.interval <= Duration::zero() || timer.cancelled->load()) return;
+  timer.due += timer.interval * (1 + (now_ - timer.due) / timer.interval);
+  addTimer(std::move(timer));
 }
 
 // Runs one ready task of a queue drawn from the seed; false when no queue can run.

@@ -8,7 +8,7 @@ namespace sonmere {
 namespace {
 constexpr double kKnee = 0.75;           // track position of 100 %
 constexpr double kSnap = 0.02;           // how near to 100 % becomes 100 %
-constexpr double kLinearLimit = 1.001;   // a maximum up to here needs no taper
+constexpr float kLinearLimit = 1.001f;   // a maximum up to here needs no taper
 constexpr double kSmallestStep = 0.011;  // finer steps than this are not steps
 }  // namespace
 

@@ -3,7 +3,7 @@
 namespace sonmere {
 
 SingleAppTap::SingleAppTap(ProcessID mainPID, std::vector<AudioObjectID> tapped, std::string familyKey,
-                           const AudioHardware& clock)
+                           const HostClock& clock)
     : pid(mainPID),
       audioObjectIDs(std::move(tapped)),
       bundleID(std::move(familyKey)),

@@ -25,7 +25,7 @@ namespace sonmere {
 // effect values change at any time from the main thread.
 struct SingleAppTap {
   SingleAppTap(ProcessID mainPID, std::vector<AudioObjectID> objects, std::string familyKey,
-               const AudioHardware& clock);
+               const HostClock& clock);
 
   // Main thread.
   ProcessID pid;
@@ -54,7 +54,7 @@ struct SingleAppTap {
   RTScalar<std::int64_t> trimKeepSamples{-1};
 
   // I/O procedure.
-  const AudioHardware& hostClock;
+  const HostClock& hostClock;
   RTScalar<float> level{0.0f};  // 0 to 1
   RTScalar<std::uint64_t> levelStamp{0};
   RTScalar<std::int64_t> callbackCount{0};

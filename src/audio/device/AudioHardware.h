@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "audio/device/AudioTypes.h"
+#include "audio/device/HostClock.h"
 #include "audio/device/OutputUnit.h"
 #include "base/Queue.h"
 
@@ -24,10 +25,8 @@ using ListenerID = std::uint64_t;
 // The audio server, as the engines see it. Every operation may fail with a status; one on an object that has
 // gone answers kAudioHardwareBadObjectError or kAudioHardwareBadDeviceError. Calls are round trips of up to
 // milliseconds. Threads: any but a render thread.
-class AudioHardware {
+class AudioHardware : public HostClock {
  public:
-  virtual ~AudioHardware() = default;
-
   // Devices.
   virtual Result<std::vector<AudioDeviceID>> devices() = 0;
   // kAudioObjectUnknown when no device has the UID.
@@ -97,8 +96,6 @@ class AudioHardware {
 
   // Whether devices made here need time before they work (the engines then wait their named settle times).
   virtual bool needsSettling() const = 0;
-  // The server's host clock, ns. Render-safe.
-  virtual std::uint64_t hostTime() const noexcept SONMERE_NONBLOCKING = 0;
 };
 
 }  // namespace sonmere
