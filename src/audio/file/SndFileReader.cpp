@@ -78,7 +78,8 @@ SndFileReader::SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound
       path_(path),
       format_{double(info.samplerate), std::uint32_t(info.channels)},
       frameCount_(info.frames == SF_COUNT_MAX ? -1 : info.frames),
-      container_(containerName(info.format)) {}
+      container_(containerName(info.format)),
+      isVorbis_((info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_VORBIS) {}
 
 SndFileReader::~SndFileReader() { sf_close(sound_); }
 
@@ -113,11 +114,25 @@ Outcome<std::uint32_t> SndFileReader::read(float* interleaved, std::uint32_t fra
 }
 
 Outcome<void> SndFileReader::seek(std::int64_t frame) {
-  const sf_count_t target = std::max<std::int64_t>(frame, 0);
-  const sf_count_t last = frameCount_ < 0 ? target : frameCount_;
-  if (sf_seek(sound_, std::min(target, last), SF_SEEK_SET) < 0) {
+  const sf_count_t wanted = std::max<std::int64_t>(frame, 0);
+  const sf_count_t target = frameCount_ < 0 ? wanted : std::min(wanted, frameCount_);
+  const sf_count_t from =
+      isVorbis_ && nearEnd(target) ? std::max<sf_count_t>(target - backOffFrames(), 0) : target;
+  if (sf_seek(sound_, from, SF_SEEK_SET) < 0) {
     return std::unexpected(readerError(ReaderFault::damaged, fmt::format("{}: could not seek to frame {}: {}",
                                                                          path_, frame, sf_strerror(sound_))));
+  }
+  return skip(target - from);
+}
+
+Outcome<void> SndFileReader::skip(std::int64_t frames) {
+  constexpr std::int64_t kBlockFrames = 4096;
+  std::vector<float> dropped(std::size_t(std::min(frames, kBlockFrames)) * format_.channels);
+  while (frames > 0) {
+    const auto count = read(dropped.data(), std::uint32_t(std::min(frames, kBlockFrames)));
+    if (!count) return std::unexpected(count.error());
+    if (*count == 0) break;
+    frames -= *count;
   }
   return {};
 }

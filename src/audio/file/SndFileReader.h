@@ -26,12 +26,19 @@ class SndFileReader final : public AudioFileReader {
   SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound, const SF_INFO& info,
                 const std::string& path);
 
+  Outcome<void> skip(std::int64_t frames);
+  // libsndfile 1.2 lands at the wrong frame inside a Vorbis stream's last page, which is cut to length. From
+  // a page before it, reading on is exact; encoders end a page well before 10 s.
+  std::int64_t backOffFrames() const { return std::int64_t(10 * format_.sampleRate); }
+  bool nearEnd(std::int64_t frame) const { return frame > frameCount_ - backOffFrames(); }
+
   const std::unique_ptr<SndFileInput> input_;
   SNDFILE* const sound_;
   const std::string path_;
   const PCMFormat format_;
   const std::int64_t frameCount_;
   const std::string container_;
+  const bool isVorbis_;
 };
 
 }  // namespace sonmere

@@ -219,22 +219,37 @@ bool FFmpegReader::prepareConverter() {
 
 Outcome<void> FFmpegReader::seek(std::int64_t frame) {
   const std::int64_t target = std::max<std::int64_t>(frame, 0);
-  const std::int64_t from = std::max<std::int64_t>(target - kPrerollFrames, 0);
-  const std::int64_t timestamp = firstTimestamp_ + toTimestamp(from);
-  int result = av_seek_frame(demuxer_.get(), stream_->index, timestamp, AVSEEK_FLAG_BACKWARD);
-  // Before the first index entry lies only the start.
-  if (result < 0) result = av_seek_frame(demuxer_.get(), -1, 0, AVSEEK_FLAG_ANY);
-  if (result < 0) {
-    return failure(ReaderFault::damaged,
-                   fmt::format("{}: could not seek to frame {}: {}", path_, frame, textOf(result)));
-  }
-  avcodec_flush_buffers(decoder_.get());
   pending_.clear();
   taken_ = 0;
-  toDrop_ = 0;
+  target_.reset();
   ended_ = false;
+  if (target <= kPrerollFrames || !timestampsAreExact()) return restart(target);
+
+  const std::int64_t timestamp = firstTimestamp_ + toTimestamp(target - kPrerollFrames);
+  if (av_seek_frame(demuxer_.get(), stream_->index, timestamp, AVSEEK_FLAG_BACKWARD) < 0)
+    return restart(target);
+  avcodec_flush_buffers(decoder_.get());
+  toDrop_ = 0;
   target_ = target;
   return {};
+}
+
+Outcome<void> FFmpegReader::restart(std::int64_t target) {
+  decoder_.reset();
+  demuxer_.reset();
+  converter_.reset();
+  avio_seek(input_.context(), 0, SEEK_SET);
+  toDrop_ = target;
+  ended_ = true;
+  if (auto opened = openContainer(); !opened) return opened;
+  if (auto opened = openDecoder(); !opened) return opened;
+  ended_ = false;
+  return {};
+}
+
+bool FFmpegReader::timestampsAreExact() const {
+  const AVRational base = stream_->time_base;
+  return base.num == 1 && base.den % int(format_.sampleRate) == 0;
 }
 
 void FFmpegReader::align() {

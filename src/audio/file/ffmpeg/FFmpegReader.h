@@ -33,6 +33,11 @@ class FFmpegReader final : public AudioFileReader {
   Outcome<void> convert();
   // A stream may change its format on the way; what is delivered keeps that of the first frame.
   bool prepareConverter();
+  // Begins anew and drops all that comes before the target: exact for every format, and the first frames
+  // after a seek to 0 are those of a file just opened.
+  Outcome<void> restart(std::int64_t target);
+  // Coarser ones (milliseconds in Matroska) can't tell where a frame lies.
+  bool timestampsAreExact() const;
   // Learns from the first decoded frame after a seek how many frames lie before the target.
   void align();
   void dropBeforeTarget();
