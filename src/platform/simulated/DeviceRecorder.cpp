@@ -1,0 +1,53 @@
+#include "platform/simulated/DeviceRecorder.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace sonmere {
+
+void DeviceRecorder::append(const float* interleaved, std::uint32_t frames, std::uint32_t channels) {
+  const std::lock_guard lock(mutex_);
+  channels_ = channels;
+  frames_ += frames;
+  const std::size_t count = std::size_t(frames) * channels;
+  std::uint64_t hash = hash_;
+  float peak = peak_;
+  for (std::size_t i = 0; i < count; ++i) {
+    hash = (hash ^ std::bit_cast<std::uint32_t>(interleaved[i])) * 0x100000001B3u;
+    peak = std::max(peak, std::abs(interleaved[i]));
+  }
+  hash_ = hash;
+  peak_ = peak;
+  if (keep_ == Keep::samples) samples_.insert(samples_.end(), interleaved, interleaved + count);
+}
+
+std::uint64_t DeviceRecorder::frameCount() const {
+  const std::lock_guard lock(mutex_);
+  return frames_;
+}
+
+std::uint64_t DeviceRecorder::hash() const {
+  const std::lock_guard lock(mutex_);
+  return hash_;
+}
+
+float DeviceRecorder::takePeak() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(peak_, 0.0f);
+}
+
+std::uint32_t DeviceRecorder::channels() const {
+  const std::lock_guard lock(mutex_);
+  return channels_;
+}
+
+std::vector<float> DeviceRecorder::samples() const { return samplesFrom(0); }
+
+std::vector<float> DeviceRecorder::samplesFrom(std::uint64_t frame) const {
+  const std::lock_guard lock(mutex_);
+  const std::size_t start = std::min<std::size_t>(samples_.size(), frame * channels_);
+  return {samples_.begin() + std::ptrdiff_t(start), samples_.end()};
+}
+
+}  // namespace sonmere

@@ -1,0 +1,69 @@
+#include "platform/simulated/Operation.h"
+
+#include <array>
+
+namespace sonmere {
+
+std::string_view operationName(Operation operation) {
+  static constexpr std::array<std::string_view, kOperationCount> kNames = {
+      "devices",
+      "deviceForUID",
+      "deviceUID",
+      "deviceName",
+      "transportType",
+      "streamConfiguration",
+      "channelName",
+      "dataSource",
+      "nominalSampleRate",
+      "setNominalSampleRate",
+      "availableNominalSampleRates",
+      "bufferFrameSize",
+      "setBufferFrameSize",
+      "volume",
+      "setVolume",
+      "isAlive",
+      "isRunningSomewhere",
+      "fullSubDeviceList",
+      "defaultDevice",
+      "setDefaultDevice",
+      "processObjects",
+      "processForPID",
+      "processPID",
+      "processBundleID",
+      "processIsRunningOutput",
+      "processDevices",
+      "createProcessTap",
+      "destroyProcessTap",
+      "tapUID",
+      "createAggregateDevice",
+      "destroyAggregateDevice",
+      "createIOProc",
+      "destroyIOProc",
+      "startDevice",
+      "stopDevice",
+      "newOutputUnit",
+      "addListener",
+      "removeListener",
+      "unitSetEnableIO",
+      "unitSetCurrentDevice",
+      "unitCurrentDevice",
+      "unitSetStreamFormat",
+      "unitHardwareFormat",
+      "unitSetChannelMap",
+      "unitSetMaximumFramesPerSlice",
+      "unitSetRenderCallback",
+      "unitSetInputCallback",
+      "unitInitialize",
+      "unitUninitialize",
+      "unitStart",
+      "unitStop",
+      "unitRender",
+      "captureSetCurrentDevice",
+      "captureCurrentDevice",
+      "captureInstallTap",
+      "captureStart",
+  };
+  return kNames[std::size_t(operation)];
+}
+
+}  // namespace sonmere

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "platform/simulated/CaptureFeed.h"
+#include "platform/simulated/DeviceRecorder.h"
+#include "platform/simulated/SimulatedAggregate.h"
+#include "platform/simulated/SimulatedDevice.h"
+#include "platform/simulated/SimulatedIOProc.h"
+#include "platform/simulated/SimulatedProcess.h"
+#include "platform/simulated/SimulatedTap.h"
+#include "platform/simulated/UnitRenderer.h"
+
+namespace sonmere {
+
+// Everything that exists on the server, by ID, and who is connected to what. Guarded by the world's lock; it
+// changes only while no device cycle runs.
+struct SimulatedGraph {
+  std::map<AudioDeviceID, std::shared_ptr<SimulatedDevice>> devices;
+  std::map<AudioDeviceID, std::shared_ptr<SimulatedAggregate>> aggregates;
+  std::map<AudioObjectID, SimulatedTap> taps;
+  std::map<ProcessID, std::shared_ptr<SimulatedProcess>> processes;
+  std::map<IOProcID, SimulatedIOProc> ioProcs;
+  std::vector<std::shared_ptr<UnitRenderer>> units;
+  std::vector<std::shared_ptr<CaptureFeed>> captures;
+  std::vector<std::weak_ptr<DeviceRecorder>> recorders;
+  std::array<AudioDeviceID, 3> defaults{};  // by DefaultDevice
+  std::vector<std::string> plugOrder;       // UIDs of devices
+
+  SimulatedEndpoint* endpoint(AudioDeviceID id) const;
+  SimulatedDevice* device(AudioDeviceID id) const;
+  SimulatedAggregate* aggregate(AudioDeviceID id) const;
+  SimulatedEndpoint* endpointForUID(std::string_view uid) const;
+  SimulatedProcess* process(AudioObjectID id) const;
+  AudioDeviceID& defaultFor(DefaultDevice role) { return defaults[std::size_t(role)]; }
+  AudioDeviceID defaultFor(DefaultDevice role) const { return defaults[std::size_t(role)]; }
+
+  // Whether the tap takes this process's sound.
+  bool covers(const SimulatedTap& tap, const SimulatedProcess& process) const {
+    return process.id != kAudioObjectUnknown && tap.covers(process.id);
+  }
+  const SimulatedTap* tapForUID(std::string_view uid) const;
+  // Not heard on its device because of a muted tap.
+  bool isSilenced(const SimulatedProcess& process) const;
+
+  // Started clients of one endpoint.
+  bool hasOutputClients(AudioDeviceID id) const;
+  bool hasInputClients(AudioDeviceID id) const;
+  bool hasPlayingProcesses(AudioDeviceID id) const;
+  bool hasRecorders(AudioDeviceID id, bool isInput) const;
+  // A tap aggregate whose sound somebody takes.
+  bool isTapAggregateActive(const SimulatedAggregate& aggregate) const;
+
+  // Works out from what is present: where processes play, what aggregates consist of and who clocks them,
+  // and what runs.
+  void resolve();
+
+ private:
+  void resolveDefaults();
+  void resolveMembers(SimulatedAggregate& aggregate);
+  void resolveTapClock(SimulatedAggregate& aggregate);
+  void resolveProcesses();
+  void resolveRunning();
+  bool isMemberOfRunning(const SimulatedDevice& device) const;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace sonmere {
+
+// Changes the rate of interleaved frames by a windowed sinc whose ratio may move while it runs, for rates
+// that differ and for clocks that drift. Stop band below -90 dB. Allocates only in its constructor; one
+// thread.
+class SincResampler {
+ public:
+  // `inputPerOutput` fixes the filter; later ratios must stay within a few percent of it. `maximumInput` is
+  // the most frames pushed before they are pulled.
+  SincResampler(std::uint32_t channels, double inputPerOutput, std::uint32_t maximumInput);
+
+  void setInputPerOutput(double ratio) noexcept { step_ = ratio; }
+  // Frames that must still be pushed before `outputFrames` can be pulled.
+  std::uint32_t inputNeeded(std::uint32_t outputFrames) const noexcept;
+  void push(const float* frames, std::uint32_t count) noexcept;
+  // Writes up to `count` frames; returns how many there were.
+  std::uint32_t pull(float* frames, std::uint32_t count) noexcept;
+  // Forgets what was pushed: the next output starts from silence.
+  void reset() noexcept;
+
+ private:
+  void makeTable(double cutoff);
+  void interpolate(double fraction) noexcept;
+  void filterFrame(const float* history, float* out) const noexcept;
+  void dropConsumed() noexcept;
+
+  std::uint32_t channels_;
+  double step_;
+  std::uint32_t taps_;
+  std::vector<float> table_;         // kPhases + 1 rows of taps_
+  std::vector<float> coefficients_;  // one row, each entry once per channel when stereo
+  std::vector<float> history_;
+  std::uint32_t capacity_;    // frames in history_
+  std::uint32_t filled_ = 0;  // frames in use
+  std::uint32_t index_ = 0;   // first frame under the filter
+  double fraction_ = 0;
+};
+
+}  // namespace sonmere

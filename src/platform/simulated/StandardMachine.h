@@ -1,0 +1,15 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/simulated/SimulatedDeviceDescription.h"
+
+namespace sonmere {
+
+// The devices of an ordinary machine, in the order in which they are plugged in.
+std::vector<SimulatedDeviceDescription> standardMachine();
+
+// The ten devices that the driver publishes, in the order of the buses.
+const std::vector<SimulatedDeviceDescription>& virtualDevices();
+
+}  // namespace sonmere
