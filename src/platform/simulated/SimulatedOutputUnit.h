@@ -13,6 +13,7 @@ class SimulatedOutputUnit final : public OutputUnit {
   explicit SimulatedOutputUnit(std::shared_ptr<SimulatedWorld> world);
   ~SimulatedOutputUnit() override;
 
+  std::uint64_t identifier() const override { return renderer_->settings.order; }
   OSStatus setEnableIO(AudioScope scope, bool enabled) override;
   OSStatus setCurrentDevice(AudioDeviceID device) override;
   Result<AudioDeviceID> currentDevice() const override;
