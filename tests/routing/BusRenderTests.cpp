@@ -1,0 +1,286 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "base/VirtualRuntime.h"
+#include "dsp/Limiter.h"
+#include "routing/BusRender.h"
+#include "routing/RoutingCore.h"
+#include "support/RealtimeGuard.h"
+#include "support/ReferenceDSP.h"
+
+namespace sonmere {
+namespace {
+
+constexpr float kAttack = kLimiterRates48k.attack, kRelease = kLimiterRates48k.release;
+
+struct StoppedClock final : HostClock {
+  std::uint64_t hostTime() const noexcept SONMERE_NONBLOCKING override { return 0; }
+};
+
+// Adds a constant; fails when told to.
+struct OffsetEffect final : Effect {
+  explicit OffsetEffect(float amount) : offset(amount) {}
+  OSStatus render(double time, std::uint32_t frames, const float* const input[2],
+                  float* const output[2]) noexcept SONMERE_NONBLOCKING override {
+    lastTime = time;
+    ++calls;
+    if (failing) return -1;
+    for (int side = 0; side < 2; ++side)
+      for (std::uint32_t i = 0; i < frames; ++i) output[side][i] = input[side][i] + offset;
+    return noErr;
+  }
+  double latency() const override { return 0.01; }
+  std::string fullState() const override { return {}; }
+  OSStatus setFullState(const std::string&) override { return noErr; }
+
+  float offset;
+  bool failing = false;
+  int calls = 0;
+  double lastTime = 0;
+};
+
+class BusRenderTest : public testing::Test {
+ protected:
+  ~BusRenderTest() override { EXPECT_REALTIME_SAFE(guard); }
+
+  std::shared_ptr<SingleAppTap> addTap(int bus = 2) {
+    auto tap = std::make_shared<SingleAppTap>(ProcessID(taps.size() + 1), std::vector<AudioObjectID>{1},
+                                              "app", clock);
+    tap->busIndex = bus;
+    taps.push_back(tap);
+    auto lists = std::make_shared<BusTapLists>();
+    for (const auto& each : taps) lists->buses[std::size_t(each->busIndex)].push_back(each);
+    state->activeTapsByBus.publish(std::move(lists), retirement, kSnapshotGrace);
+    return tap;
+  }
+  static void feed(SingleAppTap& tap, const std::vector<float>& samples) {
+    ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, samples.data(), std::int64_t(samples.size()));
+  }
+  std::vector<float> noise(std::size_t samples, float loudness = 1) {
+    std::uniform_real_distribution<float> distribution(-loudness, loudness);
+    std::vector<float> result(samples);
+    for (auto& sample : result) sample = distribution(random);
+    return result;
+  }
+  std::vector<float> render(std::uint32_t frames) {
+    std::vector<float> out(2 * std::size_t(frames), 7.0f);
+    AudioBuffer buffer{2, std::uint32_t(out.size() * 4), out.data()};
+    EXPECT_EQ(renderBus(&context, {}, frames, {&buffer, 1}), noErr);
+    return out;
+  }
+  static std::shared_ptr<PluginChainSnapshot> chain(std::vector<std::shared_ptr<OffsetEffect>> effects) {
+    auto snapshot = std::make_shared<PluginChainSnapshot>();
+    snapshot->scratch = std::make_shared<PluginRenderScratch>();
+    for (auto& effect : effects)
+      snapshot->plugins.push_back(std::make_shared<HostedPlugin>(AvailableEffect{}, effect, 48000.0));
+    return snapshot;
+  }
+  BusMaster& master() { return state->masters[2]; }
+
+  RealtimeGuard guard;
+  VirtualRuntime runtime{1};
+  RenderRetirement retirement{runtime};
+  StoppedClock clock;
+  RenderFlags flags;
+  MicSend mic;
+  std::shared_ptr<BusRenderState> state = std::make_shared<BusRenderState>(flags, mic);
+  OutputAUContext context{state, 2, 48000};
+  std::vector<std::shared_ptr<SingleAppTap>> taps;
+  std::mt19937 random{11};
+};
+
+// Every stage at once, against separate plain loops, over blocks of random size.
+TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
+  const AppEQSettings tapEQ{.isEnabled = true, .highPassFreq = 80, .paraFreq = 900, .paraGain = 6};
+  const AppEQSettings masterEQ{.isEnabled = true, .lowPassFreq = 8000, .paraFreq = 200, .paraGain = -4};
+  const auto boosted = addTap(), limited = addTap();
+  boosted->eqCoefficients.copy(coefficients48k(tapEQ));
+  boosted->eqEnabled = true;
+  boosted->volume = 2.0f;
+  limited->volume = 0.5f;
+  limited->limiterEnabled = true;
+  limited->limiterCeiling = limiterCeiling(-6);
+  master().eqCoefficients.publish(std::make_shared<const EQCoefficients>(coefficients48k(masterEQ)),
+                                  retirement, kSnapshotGrace);
+  master().eqEnabled = true;
+  master().limiterEnabled = true;
+  master().limiterCeiling = limiterCeiling(-1);
+
+  reference::EqualiserState tapState, masterState;
+  float boostedGain = 1, limitedGain = 1, masterGain = 1;
+  for (int round = 0; round < 200; ++round) {
+    const std::size_t frames = 1 + random() % 1500;
+    auto first = noise(2 * frames), second = noise(2 * frames, 0.9f);
+    feed(*boosted, first);
+    feed(*limited, second);
+    const auto out = render(std::uint32_t(frames));
+
+    reference::equalise(coefficients48k(tapEQ), tapState, first.data(), frames);
+    for (auto& sample : first) sample *= 2.0f;
+    boostedGain = reference::limit(first.data(), frames, 1.0f, boostedGain, kAttack, kRelease);
+    limitedGain = reference::limit(second.data(), frames, limiterCeiling(-6), limitedGain, kAttack, kRelease);
+    std::vector<float> expected(2 * frames);
+    for (std::size_t i = 0; i < expected.size(); ++i)
+      expected[i] = (0.0f + first[i] * 1.0f) + second[i] * 0.5f;
+    reference::equalise(coefficients48k(masterEQ), masterState, expected.data(), frames);
+    masterGain = reference::limit(expected.data(), frames, limiterCeiling(-1), masterGain, kAttack, kRelease);
+    ASSERT_EQ(std::memcmp(out.data(), expected.data(), 4 * out.size()), 0) << "round " << round;
+  }
+  EXPECT_EQ(boosted->ringProbe.reads, 200);
+  EXPECT_GT(guard.scopesEntered(), 0);
+}
+
+TEST_F(BusRenderTest, AShortTapIsLeftOutWholeAndKeepsWhatItHas) {
+  const auto tap = addTap();
+  feed(*tap, noise(100));
+  EXPECT_EQ(reference::peakOf(render(64).data(), 128), 0);
+  EXPECT_EQ(tap->ringProbe.misses, 0) << "the wait for the first audio is no underrun";
+  EXPECT_EQ(tap->available(), 100);
+  feed(*tap, noise(28));
+  EXPECT_GT(reference::peakOf(render(64).data(), 128), 0);
+  EXPECT_EQ(tap->ringProbe.lastBacklog, 0);
+  render(64);
+  EXPECT_EQ(tap->ringProbe.misses, 1);
+}
+
+TEST_F(BusRenderTest, ATrimKeepsOneBlockAndAReserveAndIsUsedUp) {
+  const auto tap = addTap();
+  tap->trimKeepSamples = 5;
+  feed(*tap, noise(128 + 256));
+  render(64);
+  EXPECT_EQ(tap->available(), 256) << "a backlog that small is not cut";
+  EXPECT_EQ(tap->trimKeepSamples, -1);
+  feed(*tap, noise(5000));
+  tap->trimKeepSamples = 0;
+  render(64);
+  EXPECT_EQ(tap->available(), 256);
+  EXPECT_EQ(tap->ledger.skipped, 256 + 5000 - 384);
+  feed(*tap, noise(5000));
+  render(64);
+  EXPECT_EQ(tap->available(), 256 + 5000 - 128);
+}
+
+TEST_F(BusRenderTest, BlocksThatAreTooLongOrOfRetiredUnitsStaySilentAndReadNothing) {
+  const auto tap = addTap();
+  feed(*tap, noise(12000));
+  EXPECT_EQ(reference::peakOf(render(4097).data(), 8194), 0);
+  context.retired = true;
+  EXPECT_EQ(reference::peakOf(render(64).data(), 128), 0);
+  context.retired = false;
+  {
+    const RenderClaim::Hold other(tap->claim);
+    EXPECT_EQ(reference::peakOf(render(64).data(), 128), 0) << "another unit still works on the tap";
+  }
+  EXPECT_EQ(tap->available(), 12000);
+  EXPECT_GT(reference::peakOf(render(4096).data(), 8192), 0);
+
+  state->engineAlive = false;
+  EXPECT_EQ(render(64).front(), 7.0f) << "without an engine the buffers stay as they are";
+}
+
+TEST_F(BusRenderTest, MonitorsHearTheAppBeforeItsVolumeAndTheMasterChainAfterIt) {
+  const auto tap = addTap();
+  tap->allocateMonitorBuffer();
+  tap->monitorEnabled = true;
+  tap->monitorVolume = 0.8f;
+  tap->volume = 2.0f;
+  master().allocateMonitorBuffer();
+  master().monitorEnabled = true;
+  auto ring = std::make_shared<RecorderRing>();
+  master().recorder.publish(ring, retirement, kSnapshotGrace);
+  flags.spectrumVisible = true;
+  flags.equaliserAvailable = true;
+  feed(*tap, {0.25f, -0.25f, 0.5f, 0.1f});
+  const auto out = render(2);
+  EXPECT_EQ(out, (std::vector<float>{0.5f, -0.5f, 1.0f, 0.2f}));
+  const float* heard = tap->monitorBuffer.load();
+  EXPECT_FLOAT_EQ(heard[0], 0.25f * 0.8f) << "the boost is taken back";
+  EXPECT_EQ(tap->monitorWritePos.loadRelaxed(), 4);
+  EXPECT_EQ(std::memcmp(master().monitorBuffer.load(), out.data(), 16), 0);
+  EXPECT_EQ(std::memcmp(ring->buffer.get(), out.data(), 16), 0);
+  EXPECT_EQ(ring->written.loadRelaxed(), 4);
+  EXPECT_EQ(master().spectrum.samples[1], (1.0f + 0.2f) * 0.5f);
+
+  flags.monitorsFollowVolume = true;
+  tap->volume = 0.5f;
+  feed(*tap, {0.25f, -0.25f});
+  render(1);
+  EXPECT_FLOAT_EQ(heard[4], 0.125f);
+  // A buffer of an odd number of samples records whole frames only.
+  feed(*tap, {1, 1, 1});
+  std::vector<float> odd(3);
+  AudioBuffer buffer{2, 12, odd.data()};
+  renderBus(&context, {}, 2, {&buffer, 1});
+  EXPECT_EQ(ring->written.loadRelaxed(), 8);
+}
+
+TEST_F(BusRenderTest, TheMicIsMixedOnlyAtTheUnitsRate) {
+  for (std::size_t i = 0; i < mic.ring.size(); ++i) mic.ring[i] = float(i);
+  mic.active = true;
+  mic.captureRate = 48000;
+  mic.writePos.storeRelease(4 * 1000);
+  mic.gains[2] = MicSend::kAudibleGain;
+  EXPECT_EQ(reference::peakOf(render(8).data(), 16), 0);
+  EXPECT_EQ(mic.readPositions[2], 0) << "a send of exactly 0.001 is off";
+  mic.gains[2] = 0.5f;
+  const auto out = render(8);
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(out[std::size_t(i)], float(i) * 0.5f);
+  EXPECT_EQ(mic.readPositions[2], 64);
+  mic.captureRate = 44100;
+  EXPECT_EQ(reference::peakOf(render(8).data(), 16), 0);
+  EXPECT_EQ(mic.readPositions[2], 64);
+  mic.captureRate = 48000.9;
+  mic.writePos.storeRelease(64 + 32768 + 4);
+  EXPECT_EQ(render(8)[0], (float(64 + 32768 + 4) / 4 - 16) * 0.5f) << "too far behind: one block is kept";
+  EXPECT_EQ(mic.readPositions[2], 64 + 32768 + 4);
+  EXPECT_EQ(reference::peakOf(render(8).data(), 16), 0) << "nothing new";
+}
+
+TEST_F(BusRenderTest, EffectsRunInTurnAndBypassThemselvesAfterAHundredFailures) {
+  const auto tap = addTap();
+  const auto first = std::make_shared<OffsetEffect>(0.5f), second = std::make_shared<OffsetEffect>(0.25f);
+  const auto onBus = std::make_shared<OffsetEffect>(1.0f);
+  tap->pluginChain.publish(chain({first, second}), retirement, PluginChainSnapshot::kGrace);
+  tap->volume = 0.5f;
+  master().pluginChain.publish(chain({onBus}), retirement, PluginChainSnapshot::kGrace);
+  const auto block = [&] {
+    feed(*tap, {0.25f, 0.5f, 0.75f, 1.0f});
+    return render(2);
+  };
+  EXPECT_EQ(block(), (std::vector<float>{1.5f, 1.625f, 1.75f, 1.875f}));
+  block();
+  EXPECT_EQ(second->lastTime, 2);
+
+  first->failing = true;
+  for (int i = 0; i < 99; ++i) block();
+  first->failing = false;
+  block();
+  const auto& hosted = *tap->pluginChain.current()->plugins[0];
+  EXPECT_EQ(hosted.consecutiveRenderErrors, 0);
+  EXPECT_FALSE(hosted.autoBypassed);
+  first->failing = true;
+  for (int i = 0; i < 100; ++i) block();
+  EXPECT_TRUE(hosted.autoBypassed);
+  const int calls = first->calls;
+  EXPECT_EQ(block()[0], (0.25f + 0.25f) * 0.5f + 1.0f);
+  EXPECT_EQ(first->calls, calls);
+  EXPECT_EQ(hosted.latencyFrames, 480);
+}
+
+TEST_F(BusRenderTest, AChainLeavesBlocksBeyondItsPlanesAlone) {
+  auto effects = chain({std::make_shared<OffsetEffect>(1.0f)});
+  std::vector<float> block(2 * 4097);
+  const RealtimeScope scope;
+  effects->render(block.data(), 4097);
+  EXPECT_EQ(block[0], 0);
+  effects->render(block.data(), 0);
+  EXPECT_EQ(block[0], 0);
+  effects->render(block.data(), 4096);
+  EXPECT_EQ(block[0], 1);
+  EXPECT_EQ(block[8192], 0);
+}
+
+}  // namespace
+}  // namespace sonmere
