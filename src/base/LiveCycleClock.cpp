@@ -4,11 +4,8 @@
 #include <sched.h>
 #include <sys/prctl.h>
 
+#include "base/FlushToZero.h"
 #include "base/LiveThreads.h"
-
-#if defined(__SSE2__)
-#include <immintrin.h>
-#endif
 
 namespace sonmere {
 
@@ -23,18 +20,6 @@ void becomeRealtime() {
 #ifndef SONMERE_SANITIZED  // a sanitizer's own locks spin: at real-time priority they would starve the holder
   const sched_param parameters{kCyclePriority};
   pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameters);
-#endif
-}
-
-void flushDenormalsToZero() {
-#if defined(__SSE2__)
-  constexpr unsigned kFlushToZero = 0x8000, kDenormalsAreZero = 0x0040;
-  _mm_setcsr(_mm_getcsr() | kFlushToZero | kDenormalsAreZero);
-#elif defined(__aarch64__)
-  constexpr std::uint64_t kFlushToZero = 1ull << 24;
-  std::uint64_t control;
-  asm volatile("mrs %0, fpcr" : "=r"(control));
-  asm volatile("msr fpcr, %0" : : "r"(control | kFlushToZero));
 #endif
 }
 
@@ -65,7 +50,7 @@ LiveCycleClock::LiveCycleClock(std::string label, std::chrono::steady_clock::tim
   thread_ = std::thread([state = state_, label = std::move(label), firstDeadline] {
     nameThisThread(label);
     becomeRealtime();
-    flushDenormalsToZero();
+    const FlushToZero flush;
     state->run(firstDeadline);
   });
 }

@@ -60,6 +60,7 @@ class VirtualRuntime final : public Runtime {
 
   void addTimer(Timer timer);
   void fireDueTimers();
+  void runTimerTask(Timer timer);
   bool runOne();
   // Runs until `limit` or until `stop` holds; returns whether it held.
   bool runUntil(Duration limit, const std::function<bool()>* stop);
