@@ -67,8 +67,11 @@ void ClockBridge::read(float* frames, std::uint32_t count) noexcept {
 
 void ClockBridge::readCorrected(float* frames, std::uint32_t count, std::uint32_t backlog) noexcept {
   smoothedBacklog_ += (backlog - smoothedBacklog_) * kBacklogSmoothing;
-  const double correction =
-      std::clamp((smoothedBacklog_ - aim_) * kCorrectionPerFrame, -kMaximumCorrection, kMaximumCorrection);
+  // The rates are the clocks' true ones: what is left are the steps in which blocks come and go.
+  const double steps = shape_.sourceFrames;
+  const double deviation = smoothedBacklog_ - aim_;
+  const double excess = deviation - std::clamp(deviation, -steps, steps);
+  const double correction = std::clamp(excess * kCorrectionPerFrame, -kMaximumCorrection, kMaximumCorrection);
   resampler_.setInputPerOutput(ratio_ * (1 + correction));
   const std::uint32_t needed = resampler_.inputNeeded(count);
   if (needed > backlog || needed > 2 * aim_) return starve(frames, count);
