@@ -79,7 +79,7 @@ SndFileReader::SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound
       format_{double(info.samplerate), std::uint32_t(info.channels)},
       frameCount_(info.frames == SF_COUNT_MAX ? -1 : info.frames),
       container_(containerName(info.format)),
-      isVorbis_((info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_VORBIS) {}
+      codec_(info.format & SF_FORMAT_SUBMASK) {}
 
 SndFileReader::~SndFileReader() { sf_close(sound_); }
 
@@ -116,13 +116,24 @@ Outcome<std::uint32_t> SndFileReader::read(float* interleaved, std::uint32_t fra
 Outcome<void> SndFileReader::seek(std::int64_t frame) {
   const sf_count_t wanted = std::max<std::int64_t>(frame, 0);
   const sf_count_t target = frameCount_ < 0 ? wanted : std::min(wanted, frameCount_);
-  const sf_count_t from =
-      isVorbis_ && nearEnd(target) ? std::max<sf_count_t>(target - backOffFrames(), 0) : target;
+  const sf_count_t from = settledFrame(target);
   if (sf_seek(sound_, from, SF_SEEK_SET) < 0) {
     return std::unexpected(readerError(ReaderFault::damaged, fmt::format("{}: could not seek to frame {}: {}",
                                                                          path_, frame, sf_strerror(sound_))));
   }
   return skip(target - from);
+}
+
+std::int64_t SndFileReader::settledFrame(std::int64_t target) const {
+  const auto second = std::int64_t(format_.sampleRate);
+  // An MP3 frame may need the data of several before it.
+  if (codec_ == SF_FORMAT_MPEG_LAYER_III) return std::max<std::int64_t>(target - second, 0);
+  // libsndfile 1.2 lands at the wrong frame inside a Vorbis stream's last page, which is cut to length.
+  // Encoders end a page well before 10 s.
+  const std::int64_t longestPage = 10 * second;
+  const bool nearEnd = target > frameCount_ - longestPage;
+  if (codec_ == SF_FORMAT_VORBIS && nearEnd) return std::max<std::int64_t>(target - longestPage, 0);
+  return target;
 }
 
 Outcome<void> SndFileReader::skip(std::int64_t frames) {

@@ -27,10 +27,8 @@ class SndFileReader final : public AudioFileReader {
                 const std::string& path);
 
   Outcome<void> skip(std::int64_t frames);
-  // libsndfile 1.2 lands at the wrong frame inside a Vorbis stream's last page, which is cut to length. From
-  // a page before it, reading on is exact; encoders end a page well before 10 s.
-  std::int64_t backOffFrames() const { return std::int64_t(10 * format_.sampleRate); }
-  bool nearEnd(std::int64_t frame) const { return frame > frameCount_ - backOffFrames(); }
+  // Where to seek to, so that reading on from there delivers exactly what is at `target`.
+  std::int64_t settledFrame(std::int64_t target) const;
 
   const std::unique_ptr<SndFileInput> input_;
   SNDFILE* const sound_;
@@ -38,7 +36,7 @@ class SndFileReader final : public AudioFileReader {
   const PCMFormat format_;
   const std::int64_t frameCount_;
   const std::string container_;
-  const bool isVorbis_;
+  const int codec_;  // SF_FORMAT_SUBMASK of the format
 };
 
 }  // namespace sonmere

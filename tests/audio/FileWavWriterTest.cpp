@@ -1,0 +1,319 @@
+#include "audio/file/WavFileWriter.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <bit>
+#include <csignal>
+#include <filesystem>
+#include <random>
+
+#include "FileSupport.h"
+#include "audio/file/WavHeader.h"
+#include "support/TemporaryFolder.h"
+
+namespace sonmere {
+namespace {
+
+AudioFileSettings pcm(int bitDepth, bool isFloat = false, std::uint32_t channels = 2) {
+  AudioFileSettings settings;
+  settings.bitDepth = bitDepth;
+  settings.isFloat = isFloat;
+  settings.channels = channels;
+  return settings;
+}
+
+PCMBuffer bufferOf(const PCMFormat& format, const std::vector<float>& interleaved) {
+  const auto frames = std::uint32_t(interleaved.size() / format.channels);
+  PCMBuffer buffer(format, frames + 5);
+  buffer.setFrameLength(frames);
+  for (std::uint32_t frame = 0; frame < frames; ++frame) {
+    for (std::uint32_t channel = 0; channel < format.channels; ++channel) {
+      buffer.channel(channel)[frame] = interleaved[frame * format.channels + channel];
+    }
+  }
+  return buffer;
+}
+
+std::shared_ptr<AudioFileWriter> mustCreate(const std::string& path, const AudioFileSettings& settings) {
+  auto writer = createAudioFile(path, settings);
+  if (!writer) ADD_FAILURE() << writer.error().description;
+  return writer ? *writer : nullptr;
+}
+
+// The file as libsndfile sees it: integers as they are, in the upper bits of 32; floats as their bits.
+struct Seen {
+  SF_INFO info{};
+  std::vector<std::int32_t> integers;
+  std::vector<float> floats;
+};
+
+Seen see(const std::string& path) {
+  Seen seen;
+  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &seen.info);
+  if (!file) {
+    ADD_FAILURE() << path << ": " << sf_strerror(nullptr);
+    return seen;
+  }
+  const auto samples = std::size_t(seen.info.frames * seen.info.channels);
+  if ((seen.info.format & SF_FORMAT_SUBMASK) == SF_FORMAT_FLOAT) {
+    seen.floats.resize(samples);
+    EXPECT_EQ(sf_readf_float(file, seen.floats.data(), seen.info.frames), seen.info.frames);
+  } else {
+    seen.integers.resize(samples);
+    EXPECT_EQ(sf_readf_int(file, seen.integers.data(), seen.info.frames), seen.info.frames);
+  }
+  sf_close(file);
+  return seen;
+}
+
+std::vector<float> awkwardSamples() {
+  std::vector<float> samples = {0.0f,         -0.0f,        1.0f,          -1.0f, 1.5f,   -1.5f,
+                                1e9f,         -1e9f,        0.99999f,      1e-9f, 1e-40f, 0.5f / 32768,
+                                1.4f / 32768, 1.6f / 32768, -1.6f / 32768, 3.25f};
+  std::mt19937 random(5);
+  for (int i = 0; i < 4000; ++i)
+    samples.push_back(std::uniform_real_distribution<float>(-1.1f, 1.1f)(random));
+  return samples;
+}
+
+TEST(FileWavWriter, IntegersAreRoundedAndClippedNeverWrapped) {
+  TemporaryFolder folder;
+  const auto samples = awkwardSamples();
+  for (const int bits : {16, 24, 32}) {
+    const std::string path = folder / (std::to_string(bits) + ".wav");
+    const auto writer = mustCreate(path, pcm(bits));
+    ASSERT_TRUE(writer->write(bufferOf(writer->processingFormat(), samples)));
+    ASSERT_TRUE(writer->close());
+
+    const Seen seen = see(path);
+    ASSERT_EQ(seen.integers.size(), samples.size());
+    EXPECT_EQ(seen.info.format & SF_FORMAT_TYPEMASK, SF_FORMAT_WAV);
+    EXPECT_EQ(seen.info.format & SF_FORMAT_SUBMASK, SF_FORMAT_PCM_16 + (bits - 16) / 8);
+    const long double scale = std::pow(2.0L, bits - 1);
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+      const long double rounded = std::nearbyint(samples[i] * scale);
+      const auto expected = std::int64_t(std::clamp(rounded, -scale, scale - 1));
+      ASSERT_EQ(seen.integers[i] >> (32 - bits), expected) << bits << " bits, sample " << samples[i];
+    }
+  }
+}
+
+TEST(FileWavWriter, FloatsKeepEveryBit) {
+  TemporaryFolder folder;
+  const auto samples = awkwardSamples();
+  const auto writer = mustCreate(folder / "a.wav", pcm(32, true));
+  ASSERT_TRUE(writer->write(bufferOf(writer->processingFormat(), samples)));
+  ASSERT_TRUE(writer->close());
+  const Seen seen = see(folder / "a.wav");
+  EXPECT_EQ(seen.info.format, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+  ASSERT_EQ(seen.floats.size(), samples.size());
+  EXPECT_EQ(std::memcmp(seen.floats.data(), samples.data(), samples.size() * 4), 0);
+}
+
+TEST(FileWavWriter, NotANumberBecomesSilenceInIntegers) {
+  TemporaryFolder folder;
+  const auto writer = mustCreate(folder / "a.wav", pcm(16));
+  ASSERT_TRUE(writer->write(bufferOf(writer->processingFormat(), {std::nanf(""), 0.25f})));
+  EXPECT_EQ(see(folder / "a.wav").integers, (std::vector<std::int32_t>{0, 8192 << 16}));
+}
+
+TEST(FileWavWriter, FileIsWholeAfterEveryWriteAndWhenEmpty) {
+  TemporaryFolder folder;
+  for (const auto& settings : {pcm(16), pcm(24, false, 1), pcm(32, true, 6)}) {
+    const std::string path = folder / ("w" + std::to_string(settings.bitDepth) + ".wav");
+    const auto writer = mustCreate(path, settings);
+    std::int64_t frames = 0;
+    for (const std::size_t block : {0, 1, 511, 0, 4096, 3}) {
+      ASSERT_TRUE(
+          writer->write(bufferOf(writer->processingFormat(), tone(500, 48000, block, settings.channels))));
+      frames += std::int64_t(block);
+      const Seen seen = see(path);
+      EXPECT_EQ(seen.info.frames, frames);
+      EXPECT_EQ(seen.info.channels, int(settings.channels));
+      EXPECT_EQ(seen.info.samplerate, 48000);
+    }
+    ASSERT_TRUE(writer->close());
+    EXPECT_EQ(see(path).info.frames, frames);
+
+    const std::string bytes = bytesOf(path);
+    std::uint32_t riffBytes = 0;
+    std::memcpy(&riffBytes, bytes.data() + 4, 4);
+    EXPECT_EQ(riffBytes, bytes.size() - 8) << "the RIFF size counts the pad byte";
+    EXPECT_EQ(bytes.size() % 2, 0u);
+    EXPECT_EQ(bytes.find("PEAK"), std::string::npos);
+  }
+}
+
+TEST(FileWavWriter, SurvivesTheDeathOfItsProcess) {
+  TemporaryFolder folder;
+  const std::string path = folder / "killed.wav";
+  const auto samples = tone(440, 48000, 512, 2);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const auto writer = createAudioFile(path, pcm(24));
+    if (!writer) ::_exit(1);
+    for (int i = 0; i < 50; ++i) {
+      if (!(*writer)->write(bufferOf((*writer)->processingFormat(), samples))) ::_exit(1);
+    }
+    ::raise(SIGKILL);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  const auto reader = mustOpen(path);
+  const auto found = readAll(*reader);
+  ASSERT_EQ(found.size(), 50 * samples.size());
+  for (std::size_t i = 0; i < found.size(); ++i) ASSERT_NEAR(found[i], samples[i % samples.size()], 1e-6);
+}
+
+// Limits the size of files that this process may write, as a full disk would.
+class SizeLimit {
+ public:
+  explicit SizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~SizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  rlimit before_{};
+  void (*handler_)(int);
+};
+
+TEST(FileWavWriter, FailedWriteLeavesWholeFramesAndTheNextOneGoesOn) {
+  TemporaryFolder folder;
+  const std::string path = folder / "full.wav";
+  const auto settings = pcm(24);
+  const auto writer = mustCreate(path, settings);
+  const auto samples = tone(440, 48000, 1000, 2);
+  const auto buffer = bufferOf(writer->processingFormat(), samples);
+  ASSERT_TRUE(writer->write(buffer));
+  {
+    // Room for 500 more frames and a half.
+    SizeLimit limit(wavHeader(settings, 0).size() + 1500 * 6 + 3);
+    const auto failed = writer->write(buffer);
+    ASSERT_FALSE(failed);
+    EXPECT_EQ(failed.error().domain, kPOSIXErrorDomain);
+    EXPECT_EQ(failed.error().code, EFBIG);
+    EXPECT_NE(failed.error().description.find(path), std::string::npos);
+    EXPECT_EQ(see(path).info.frames, 1500);
+    EXPECT_FALSE(writer->write(buffer)) << "still full";
+    EXPECT_EQ(see(path).info.frames, 1500);
+  }
+  ASSERT_TRUE(writer->write(buffer));
+  ASSERT_TRUE(writer->close());
+  const Seen seen = see(path);
+  ASSERT_EQ(seen.info.frames, 2500);
+  EXPECT_TRUE(std::equal(seen.integers.begin(), seen.integers.begin() + 2000, seen.integers.begin() + 3000))
+      << "the block after the failure begins on a frame";
+}
+
+TEST(FileWavWriter, FullDeviceIsErrorTwentyEight) {
+  FileDescriptor full(::open("/dev/full", O_RDWR | O_CLOEXEC));
+  ASSERT_TRUE(full.valid());
+  const auto writer = WavFileWriter::start(std::move(full), "/takes/one.wav", pcm(16));
+  ASSERT_FALSE(writer);
+  EXPECT_EQ(writer.error(), posixError(ENOSPC, "could not write /takes/one.wav"));
+  EXPECT_EQ(writer.error().code, 28);
+}
+
+TEST(FileWavWriter, CloseFindsWhatIsMissing) {
+  TemporaryFolder folder;
+  const std::string path = folder / "cut.wav";
+  const auto writer = mustCreate(path, pcm(16));
+  ASSERT_TRUE(writer->write(bufferOf(writer->processingFormat(), tone(440, 48000, 1000, 2))));
+  std::filesystem::resize_file(path, 2000);
+  const auto closed = writer->close();
+  ASSERT_FALSE(closed);
+  EXPECT_NE(closed.error().description.find(path), std::string::npos);
+}
+
+TEST(FileWavWriter, RefusesWhatIsNotItsOwn) {
+  TemporaryFolder folder;
+  writeBytes(folder / "taken.wav", "precious");
+  std::filesystem::create_symlink(folder / "victim.wav", folder / "link.wav");
+  for (const std::string name : {"taken.wav", "link.wav"}) {
+    const auto refused = createAudioFile(folder / name, pcm(16));
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, EEXIST);
+    EXPECT_NE(refused.error().description.find(name), std::string::npos);
+  }
+  EXPECT_EQ(bytesOf(folder / "taken.wav"), "precious");
+  EXPECT_FALSE(std::filesystem::exists(folder / "victim.wav"));
+  EXPECT_EQ(createAudioFile(folder / "no/such/folder.wav", pcm(16)).error().code, ENOENT);
+}
+
+TEST(FileWavWriter, FileIsPrivateWhateverTheMask) {
+  TemporaryFolder folder;
+  for (const mode_t mask : {0, 0777}) {
+    const std::string path = folder / std::to_string(mask);
+    const mode_t before = ::umask(mask);
+    const auto writer = createAudioFile(path, pcm(16));
+    ::umask(before);
+    ASSERT_TRUE(writer);
+    struct stat status {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+  }
+}
+
+TEST(FileWavWriter, BadSettingsAreRefusedAndLeaveNoFile) {
+  TemporaryFolder folder;
+  const std::string path = folder / "bad.wav";
+  std::vector<AudioFileSettings> bad = {
+      pcm(8), pcm(0), pcm(20), pcm(16, true), pcm(16, false, 0), pcm(16, false, 65)};
+  for (const double rate : {0.0, -48000.0, 1e9, std::nan("")}) {
+    bad.push_back(pcm(16));
+    bad.back().sampleRate = rate;
+  }
+  bad.push_back({});
+  bad.back().encoding = AudioFileSettings::Encoding::aac;
+  for (const auto& settings : bad) {
+    const auto refused = createAudioFile(path, settings);
+    ASSERT_FALSE(refused) << settings.bitDepth << ' ' << settings.sampleRate << ' ' << settings.channels;
+    EXPECT_EQ(refused.error().domain, "AudioFileWriter");
+    EXPECT_NE(refused.error().description.find(path), std::string::npos);
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(FileWavWriter, WrongLayoutAndClosedFileAreErrors) {
+  TemporaryFolder folder;
+  const auto writer = mustCreate(folder / "a.wav", pcm(16));
+  EXPECT_FALSE(writer->write(PCMBuffer({48000, 1}, 10)));
+  EXPECT_FALSE(writer->write(PCMBuffer({44100, 2}, 10)));
+  ASSERT_TRUE(writer->close());
+  EXPECT_TRUE(writer->close());
+  EXPECT_FALSE(writer->write(PCMBuffer({48000, 2}, 10)));
+}
+
+TEST(FileWavWriter, HeaderTurnsIntoRF64BeyondFourGibibytes) {
+  TemporaryFolder folder;
+  for (const auto& settings : {pcm(16), pcm(32, true)}) {
+    const std::uint64_t bytesPerFrame = wavBytesPerFrame(settings);
+    for (const std::uint64_t frames : {(std::uint64_t(1) << 32) / bytesPerFrame - 100,
+                                       (std::uint64_t(1) << 32) / bytesPerFrame, std::uint64_t(3) << 30}) {
+      const std::string path = folder / "large.wav";
+      const auto header = wavHeader(settings, frames);
+      writeBytes(path, {header.begin(), header.end()});
+      // Sparse: takes no room.
+      std::filesystem::resize_file(path, header.size() + frames * bytesPerFrame);
+      const auto reader = mustOpen(path);
+      EXPECT_EQ(reader->frameCount(), std::int64_t(frames));
+      EXPECT_EQ(reader->container(), "wav");
+      float last[2];
+      ASSERT_TRUE(reader->seek(std::int64_t(frames) - 1));
+      EXPECT_EQ(reader->read(last, 1), 1u);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace sonmere
