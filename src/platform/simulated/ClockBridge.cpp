@@ -59,7 +59,8 @@ void ClockBridge::read(float* frames, std::uint32_t count) noexcept {
     backlog = aim_;
     slips_.add(1);
   }
-  if (shape_.corrected)
+  // One clock on both sides needs no correction: blocks pass bit for bit.
+  if (shape_.corrected && shape_.sourceRate != shape_.targetRate)
     readCorrected(frames, count, backlog);
   else
     readPlain(frames, count, backlog);

@@ -1,24 +1,28 @@
 #include "platform/simulated/DeviceRecorder.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
+#include <cstring>
 
 namespace sonmere {
+
+namespace {
+constexpr std::uint64_t kHashPrime = 0x9E3779B97F4A7C15u;
+}
 
 void DeviceRecorder::append(const float* interleaved, std::uint32_t frames, std::uint32_t channels) {
   const std::lock_guard lock(mutex_);
   channels_ = channels;
   frames_ += frames;
   const std::size_t count = std::size_t(frames) * channels;
+  for (std::size_t i = 0; i < count; ++i) peak_ = std::max(peak_, std::abs(interleaved[i]));
   std::uint64_t hash = hash_;
-  float peak = peak_;
-  for (std::size_t i = 0; i < count; ++i) {
-    hash = (hash ^ std::bit_cast<std::uint32_t>(interleaved[i])) * 0x100000001B3u;
-    peak = std::max(peak, std::abs(interleaved[i]));
+  for (std::size_t i = 0; i < count; i += 2) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, interleaved + i, std::min<std::size_t>(2, count - i) * sizeof(float));
+    hash = (hash ^ word) * kHashPrime;
   }
   hash_ = hash;
-  peak_ = peak;
   if (keep_ == Keep::samples) samples_.insert(samples_.end(), interleaved, interleaved + count);
 }
 

@@ -1,35 +1,30 @@
 #include "platform/simulated/SincResampler.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <numbers>
 
 namespace sonmere {
 
 namespace {
-constexpr std::uint32_t kPhases = 512;
-constexpr std::uint32_t kTapsAtUnity = 64;
-constexpr double kKaiserBeta = 9.0;  // -90 dB
-constexpr double kPassBand = 0.93;   // of the lower Nyquist frequency
+// Four sums side by side, spelled out: the compiler may not reorder additions by itself.
+constexpr std::uint32_t kLanes = 4;
+using Lanes [[gnu::vector_size(16)]] = float;
 
-double besselI0(double x) {
-  double sum = 1, term = 1;
-  for (int k = 1; k < 40; ++k) {
-    term *= (x / (2 * k)) * (x / (2 * k));
-    sum += term;
-  }
-  return sum;
+Lanes load(const float* from) {
+  Lanes lanes;
+  std::memcpy(&lanes, from, sizeof lanes);
+  return lanes;
 }
+
 }  // namespace
 
 SincResampler::SincResampler(std::uint32_t channels, double inputPerOutput, std::uint32_t maximumInput)
-    : channels_(channels), step_(inputPerOutput) {
-  const double stretch = std::max(1.0, inputPerOutput);
-  taps_ = (std::uint32_t(std::ceil(kTapsAtUnity * stretch)) + 7) & ~7u;
-  makeTable(kPassBand / stretch);
-  coefficients_.resize(std::size_t(taps_) * (channels_ == 2 ? 2 : 1));
-  capacity_ = 2 * (taps_ + maximumInput) + 64;
+    : channels_(channels),
+      step_(inputPerOutput),
+      table_(SincTable::forRatio(inputPerOutput)),
+      taps_(table_->taps()),
+      coefficients_(taps_),
+      capacity_(2 * (taps_ + maximumInput) + 64) {
   history_.resize(std::size_t(capacity_) * channels_);
   reset();
 }
@@ -42,29 +37,11 @@ void SincResampler::reset() noexcept {
   fraction_ = 0;
 }
 
-void SincResampler::makeTable(double cutoff) {
-  table_.resize(std::size_t(kPhases + 1) * taps_);
-  const double half = taps_ / 2.0;
-  for (std::uint32_t phase = 0; phase <= kPhases; ++phase) {
-    float* row = table_.data() + std::size_t(phase) * taps_;
-    double sum = 0;
-    std::vector<double> values(taps_);
-    for (std::uint32_t tap = 0; tap < taps_; ++tap) {
-      const double x = double(tap) - (half - 1) - double(phase) / kPhases;
-      const double edge = x / half;
-      const double window =
-          std::abs(edge) < 1 ? besselI0(kKaiserBeta * std::sqrt(1 - edge * edge)) / besselI0(kKaiserBeta) : 0;
-      const double angle = std::numbers::pi * x * cutoff;
-      values[tap] = window * (std::abs(angle) < 1e-12 ? 1.0 : std::sin(angle) / angle);
-      sum += values[tap];
-    }
-    for (std::uint32_t tap = 0; tap < taps_; ++tap) row[tap] = float(values[tap] / sum);
-  }
-}
-
 std::uint32_t SincResampler::inputNeeded(std::uint32_t outputFrames) const noexcept {
   if (outputFrames == 0) return 0;
-  const double last = fraction_ + step_ * double(outputFrames - 1);
+  // Pulling adds the steps up one by one: a sum just short of a whole frame must not come out short here.
+  constexpr double kRounding = 1e-6;
+  const double last = fraction_ + step_ * double(outputFrames - 1) + kRounding;
   const std::uint64_t end = index_ + std::uint64_t(last) + taps_;
   return end > filled_ ? std::uint32_t(end - filled_) : 0;
 }
@@ -72,15 +49,19 @@ std::uint32_t SincResampler::inputNeeded(std::uint32_t outputFrames) const noexc
 void SincResampler::push(const float* frames, std::uint32_t count) noexcept {
   if (filled_ + count > capacity_) dropConsumed();
   count = std::min(count, capacity_ - filled_);
-  std::memcpy(history_.data() + std::size_t(filled_) * channels_, frames,
-              std::size_t(count) * channels_ * sizeof(float));
+  for (std::uint32_t channel = 0; channel < channels_; ++channel) {
+    float* plane = history_.data() + std::size_t(channel) * capacity_ + filled_;
+    for (std::uint32_t i = 0; i < count; ++i) plane[i] = frames[std::size_t(i) * channels_ + channel];
+  }
   filled_ += count;
 }
 
 void SincResampler::dropConsumed() noexcept {
   const std::uint32_t consumed = std::min(index_, filled_);
-  std::memmove(history_.data(), history_.data() + std::size_t(consumed) * channels_,
-               std::size_t(filled_ - consumed) * channels_ * sizeof(float));
+  for (std::uint32_t channel = 0; channel < channels_; ++channel) {
+    float* plane = history_.data() + std::size_t(channel) * capacity_;
+    std::memmove(plane, plane + consumed, std::size_t(filled_ - consumed) * sizeof(float));
+  }
   filled_ -= consumed;
   index_ -= consumed;
 }
@@ -89,47 +70,39 @@ std::uint32_t SincResampler::pull(float* frames, std::uint32_t count) noexcept {
   std::uint32_t made = 0;
   for (; made < count && index_ + taps_ <= filled_; ++made) {
     interpolate(fraction_);
-    filterFrame(history_.data() + std::size_t(index_) * channels_, frames + std::size_t(made) * channels_);
+    for (std::uint32_t channel = 0; channel < channels_; ++channel)
+      frames[std::size_t(made) * channels_ + channel] =
+          filter(history_.data() + std::size_t(channel) * capacity_ + index_);
     fraction_ += step_;
-    const double whole = std::floor(fraction_);
-    index_ += std::uint32_t(whole);
+    const auto whole = std::uint32_t(fraction_);
+    index_ += whole;
     fraction_ -= whole;
   }
   return made;
 }
 
 void SincResampler::interpolate(double fraction) noexcept {
-  const double position = fraction * kPhases;
-  const auto phase = std::min(std::uint32_t(position), kPhases - 1);
-  const auto weight = float(position - phase);
-  const float* low = table_.data() + std::size_t(phase) * taps_;
-  const float* high = low + taps_;
-  float* out = coefficients_.data();
-  if (channels_ == 2) {
-    for (std::uint32_t tap = 0; tap < taps_; ++tap)
-      out[2 * tap] = out[2 * tap + 1] = low[tap] + weight * (high[tap] - low[tap]);
-  } else {
-    for (std::uint32_t tap = 0; tap < taps_; ++tap) out[tap] = low[tap] + weight * (high[tap] - low[tap]);
+  const double position = fraction * SincTable::kPhases;
+  const auto phase = std::min(std::uint32_t(position), SincTable::kPhases - 1);
+  const Lanes weight = Lanes{} + float(position - phase);
+  const float* low = table_->row(phase);
+  const float* high = table_->row(phase + 1);
+  for (std::uint32_t tap = 0; tap < taps_; tap += kLanes) {
+    const Lanes from = load(low + tap);
+    const Lanes mixed = from + weight * (load(high + tap) - from);
+    std::memcpy(coefficients_.data() + tap, &mixed, sizeof mixed);
   }
 }
 
-void SincResampler::filterFrame(const float* history, float* out) const noexcept {
+float SincResampler::filter(const float* history) const noexcept {
   const float* coefficients = coefficients_.data();
-  if (channels_ == 2) {
-    // Eight sums side by side, so that the compiler may use vectors without changing any order of addition.
-    float sums[8] = {};
-    for (std::uint32_t i = 0; i < 2 * taps_; i += 8)
-      for (std::uint32_t lane = 0; lane < 8; ++lane) sums[lane] += coefficients[i + lane] * history[i + lane];
-    out[0] = (sums[0] + sums[2]) + (sums[4] + sums[6]);
-    out[1] = (sums[1] + sums[3]) + (sums[5] + sums[7]);
-    return;
+  Lanes even{}, odd{};
+  for (std::uint32_t tap = 0; tap < taps_; tap += 2 * kLanes) {
+    even += load(coefficients + tap) * load(history + tap);
+    odd += load(coefficients + tap + kLanes) * load(history + tap + kLanes);
   }
-  for (std::uint32_t channel = 0; channel < channels_; ++channel) {
-    float sum = 0;
-    for (std::uint32_t tap = 0; tap < taps_; ++tap)
-      sum += coefficients[tap] * history[std::size_t(tap) * channels_ + channel];
-    out[channel] = sum;
-  }
+  const Lanes sum = even + odd;
+  return (sum[0] + sum[1]) + (sum[2] + sum[3]);
 }
 
 }  // namespace sonmere

@@ -4,6 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/simulated/SincTable.h"
+
 namespace sonmere {
 
 // Changes the rate of interleaved frames by a windowed sinc whose ratio may move while it runs, for rates
@@ -25,20 +27,19 @@ class SincResampler {
   void reset() noexcept;
 
  private:
-  void makeTable(double cutoff);
   void interpolate(double fraction) noexcept;
-  void filterFrame(const float* history, float* out) const noexcept;
+  float filter(const float* history) const noexcept;
   void dropConsumed() noexcept;
 
   std::uint32_t channels_;
   double step_;
+  std::shared_ptr<const SincTable> table_;
   std::uint32_t taps_;
-  std::vector<float> table_;         // kPhases + 1 rows of taps_
-  std::vector<float> coefficients_;  // one row, each entry once per channel when stereo
-  std::vector<float> history_;
-  std::uint32_t capacity_;    // frames in history_
-  std::uint32_t filled_ = 0;  // frames in use
-  std::uint32_t index_ = 0;   // first frame under the filter
+  std::vector<float> coefficients_;  // between two rows
+  std::uint32_t capacity_;           // frames
+  std::vector<float> history_;       // a plane of capacity_ frames for each channel
+  std::uint32_t filled_ = 0;         // frames in use
+  std::uint32_t index_ = 0;          // first frame under the filter
   double fraction_ = 0;
 };
 
