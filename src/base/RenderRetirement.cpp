@@ -19,7 +19,8 @@ void RenderRetirement::retire(std::shared_ptr<const void> object, Duration grace
   Pending pending{std::move(object), runtime_.uptime() + grace, {}};
   for (const auto& weak : readers_)
     if (auto reader = weak.lock())
-      if (const std::uint64_t epoch = reader->epoch(); epoch % 2 == 1) pending.inside.push_back({reader, epoch});
+      if (const std::uint64_t epoch = reader->epoch(); epoch % 2 == 1)
+        pending.inside.push_back({reader, epoch});
   pending_.push_back(std::move(pending));
   sweepLater(grace);
 }

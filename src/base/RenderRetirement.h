@@ -15,7 +15,8 @@ namespace sonmere {
 // when the process is stopped and resumed inside a block. Main thread only.
 class RenderRetirement {
  public:
-  explicit RenderRetirement(Runtime& runtime) : runtime_(runtime), self_(std::make_shared<RenderRetirement*>(this)) {}
+  explicit RenderRetirement(Runtime& runtime)
+      : runtime_(runtime), self_(std::make_shared<RenderRetirement*>(this)) {}
   // Whoever destroys this has stopped all readers.
   ~RenderRetirement() = default;
   RenderRetirement(const RenderRetirement&) = delete;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <optional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>

@@ -9,8 +9,6 @@
 namespace sonmere {
 
 namespace {
-// Where virtual wall time begins, so that stamps in file names are reproducible: 2026-01-01 12:00:00 UTC.
-constexpr Date kWallEpoch{std::chrono::sys_days{std::chrono::year{2026} / 1 / 1} + std::chrono::hours(12)};
 // Separates the order of events from the bits handed out, so that drawing a UUID changes no order.
 constexpr std::uint64_t kOrderSalt = 0x9E3779B97F4A7C15ull;
 }  // namespace
@@ -89,8 +87,8 @@ class VirtualRuntime::VirtualCycleClock final : public CycleClock {
   std::shared_ptr<std::atomic<bool>> cancelled_ = std::make_shared<std::atomic<bool>>(false);
 };
 
-VirtualRuntime::VirtualRuntime(std::uint64_t seed, bool shuffle)
-    : shuffle_(shuffle), random_(seed), order_(seed ^ kOrderSalt) {
+VirtualRuntime::VirtualRuntime(std::uint64_t seed, bool shuffle, Date wallStart)
+    : wallStart_(wallStart), shuffle_(shuffle), random_(seed), order_(seed ^ kOrderSalt) {
   main_ = std::make_shared<VirtualQueue>(*this, "main", false);
   global_ = std::make_shared<VirtualQueue>(*this, "global", true);
 }
@@ -104,7 +102,7 @@ std::shared_ptr<Queue> VirtualRuntime::serialQueue(std::string label) {
   return std::make_shared<VirtualQueue>(*this, std::move(label), false);
 }
 
-Date VirtualRuntime::wallTime() const { return kWallEpoch + now_; }
+Date VirtualRuntime::wallTime() const { return wallStart_ + now_; }
 
 std::unique_ptr<CycleClock> VirtualRuntime::startCycles(std::string, Duration firstDeadline, Cycle cycle) {
   return std::make_unique<VirtualCycleClock>(*this, firstDeadline, std::move(cycle));

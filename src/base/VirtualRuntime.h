@@ -17,7 +17,11 @@ namespace sonmere {
 // blockFor and waitUntil run everything else that falls due, except the queue that sleeps.
 class VirtualRuntime final : public Runtime {
  public:
-  explicit VirtualRuntime(std::uint64_t seed, bool shuffle = true);
+  // 2026-01-01 12:00:00 UTC.
+  static constexpr Date kDefaultStart{std::chrono::sys_days{std::chrono::year{2026} / 1 / 1} +
+                                      std::chrono::hours(12)};
+
+  explicit VirtualRuntime(std::uint64_t seed, bool shuffle = true, Date wallStart = kDefaultStart);
   ~VirtualRuntime() override;
 
   Queue& mainQueue() override;
@@ -68,6 +72,7 @@ class VirtualRuntime final : public Runtime {
   Timer* earliest();
 
   Duration now_{0};
+  const Date wallStart_;
   bool shuffle_;
   std::mt19937_64 random_;
   std::mt19937_64 order_;

@@ -1,0 +1,178 @@
+#include "app/Demo.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <set>
+
+#include "audio/file/AudioFileReader.h"
+#include "audio/file/ReaderError.h"
+#include "dsp/Level.h"
+#include "dsp/VectorMath.h"
+
+namespace sonmere {
+
+namespace {
+
+// Programs and processes have shown up by then.
+constexpr Duration kDiscoveryTime = fromMilliseconds(300);
+constexpr Duration kLevelInterval = fromMilliseconds(100);
+
+}  // namespace
+
+// The tap engine's side of a recording.
+class Demo::Feed final : public RecorderFeed {
+ public:
+  explicit Feed(AppTapEngine& engine) : engine_(engine) {}
+  void setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) override {
+    engine_.setRecorderRing(bus, std::move(ring));
+  }
+  double busSampleRate(int bus) const override { return engine_.busSampleRate(bus); }
+
+ private:
+  AppTapEngine& engine_;
+};
+
+Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
+    : options_(options),
+      runtime_(runtime),
+      log_(log),
+      embedded_(runtime, log),
+      context_{runtime,
+               log,
+               settings_,
+               notifications_,
+               embedded_.platform(),
+               flags_,
+               *micSend_,
+               Folders{options.folder, options.folder}},
+      engine_(context_),
+      feed_(std::make_unique<Feed>(engine_)),
+      recordingContext_{runtime,
+                        log,
+                        settings_,
+                        notifications_,
+                        context_.folders,
+                        RecordingHealth::create(runtime, log, notifications_, options.folder),
+                        std::make_shared<FlushDeadline>()},
+      latency_(runtime, settings_, options.folder) {
+  settings_.set(kRecordingBitDepthKey, name(options.bitDepth));
+  recordings_ = std::make_unique<BusRecordings>(recordingContext_, *feed_);
+  latency_.addSource(engine_);
+}
+
+Demo::~Demo() { latency_.removeSource(engine_); }
+
+Outcome<std::unique_ptr<Demo>> Demo::prepare(Runtime& runtime, Log& log, const DemoOptions& options) {
+  std::unique_ptr<Demo> demo(new Demo(runtime, log, options));
+  for (const DemoOptions::App& app : options.apps)
+    if (auto launched = demo->embedded_.launchApp(app.id, app.file, app.loop); !launched)
+      return std::unexpected(launched.error());
+  if (auto folder = RecordingsFolder(demo->recordingContext_).current(); !folder)
+    return std::unexpected(folder.error());
+  return demo;
+}
+
+void Demo::start(Done done) {
+  done_ = std::move(done);
+  engine_.start();
+  end_ = runtime_.mainQueue().postAfter(kDiscoveryTime, [this] {
+    route();
+    begin();
+  });
+}
+
+void Demo::route() {
+  for (const DemoOptions::App& app : options_.apps) {
+    engine_.setVolume(app.id, app.volume);
+    if (app.equaliser) engine_.effects().setAppEqualiser(app.id, *app.equaliser, SettingForm::final);
+    if (app.ceilingDb) engine_.effects().setAppLimiter(app.id, {true, *app.ceilingDb}, SettingForm::final);
+    if (!app.bus) continue;
+    engine_.setBus(app.id, *app.bus);
+    engine_.setRouted(app.id, true);
+  }
+}
+
+void Demo::begin() {
+  std::set<int> buses;
+  for (const DemoOptions::App& app : options_.apps)
+    if (app.bus && engine_.tapOf(app.id)) buses.insert(*app.bus);
+  for (const int bus : buses) {
+    recordings_->startRecording(bus);
+    if (recordings_->isRecording(bus)) recordedBuses_.push_back(bus);
+  }
+  embedded_.playAll();
+  playingSince_ = runtime_.uptime();
+  levels_ = runtime_.mainQueue().repeat(kLevelInterval, [this] { sampleLevels(); });
+  end_ = runtime_.mainQueue().postAfter(fromSeconds(options_.seconds), [this] { finish(); });
+}
+
+void Demo::sampleLevels() {
+  for (const DemoOptions::App& app : options_.apps)
+    if (const auto tap = engine_.tapOf(app.id))
+      peakLevels_[app.id] = std::max(peakLevels_[app.id], tap->level.load());
+}
+
+void Demo::finish() {
+  if (finishing_) return;
+  finishing_ = true;
+  levels_.cancel();
+  end_.cancel();
+  for (const DemoOptions::App& app : options_.apps) report_.apps.push_back(describe(app));
+  report_.latency = latency_.report();
+  report_.problem = *engine_.errorMessage();
+  recordings_->stopAllRecordings([this](const std::vector<std::string>& paths) { collect(paths); });
+}
+
+DemoReport::App Demo::describe(const DemoOptions::App& app) const {
+  DemoReport::App row{app.id, std::nullopt, meterLevelDb(0), app.volume, 0, 0};
+  if (const TappedAppInfo* info = engine_.row(app.id)) row.volume = info->volume;
+  if (const auto level = peakLevels_.find(app.id); level != peakLevels_.end())
+    row.peakLevelDb = meterLevelDb(level->second);
+  const auto tap = engine_.tapOf(app.id);
+  if (!tap) return row;
+  row.bus = tap->busIndex;
+  const RingReport ring = ringReport(app.id, tap->ringProbe, engine_.busSampleRate(tap->busIndex));
+  row.addedDelayMs = ring.backlogMs;
+  row.underruns = ring.underruns;
+  return row;
+}
+
+// What the files hold is read back from them, not taken from the recorders' word.
+Outcome<DemoReport::File> Demo::measure(const std::string& path, int bus) const {
+  DemoReport::File file{bus, path, "wav", name(options_.bitDepth), 0, engine_.busSampleRate(bus), 0};
+  auto reader = openAudioFile(path);
+  if (!reader && isFault(reader.error(), ReaderFault::noAudio)) return file;
+  if (!reader) return std::unexpected(reader.error());
+  const PCMFormat format = (*reader)->format();
+  file.format = (*reader)->container();
+  file.sampleRate = format.sampleRate;
+  constexpr std::uint32_t kBlock = 4096;
+  std::vector<float> block(std::size_t(kBlock) * format.channels);
+  while (true) {
+    const auto frames = (*reader)->read(block.data(), kBlock);
+    if (!frames) return std::unexpected(frames.error());
+    if (*frames == 0) return file;
+    file.frames += *frames;
+    file.peak = std::max(file.peak, maxMagnitude(block.data(), std::size_t(*frames) * format.channels));
+  }
+}
+
+void Demo::collect(const std::vector<std::string>& paths) {
+  embedded_.stopAll();
+  if (const std::string& failure = *recordings_->errorMessage; !failure.empty())
+    return done_(std::unexpected(Error{"Demo", 1, failure}));
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    auto file = measure(paths[i], recordedBuses_[i]);
+    if (!file) return done_(std::unexpected(file.error()));
+    report_.files.push_back(std::move(*file));
+  }
+  done_(report_);
+}
+
+double Demo::progress() const {
+  if (!playingSince_) return 0;
+  return std::clamp(toSeconds(runtime_.uptime() - *playingSince_) / options_.seconds, 0.0, 1.0);
+}
+
+}  // namespace sonmere

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/DemoOptions.h"
+#include "app/DemoReport.h"
+#include "app/EmbeddedPlatform.h"
+#include "app/LatencyProbe.h"
+#include "base/Error.h"
+#include "recording/BusRecordings.h"
+#include "routing/AppTapEngine.h"
+
+namespace sonmere {
+
+// The main job in one go: programs play on the embedded server, are found, tapped, shaped and mixed into
+// buses, and every bus with an app on it is recorded. Main thread; works on any runtime.
+class Demo {
+ public:
+  using Done = std::function<void(Outcome<DemoReport>)>;
+
+  // Opens the files and makes the folder; nothing plays yet. Nothing is left behind after an error.
+  static Outcome<std::unique_ptr<Demo>> prepare(Runtime& runtime, Log& log, const DemoOptions& options);
+  ~Demo();
+
+  // `done` is called on the main queue once all files are complete.
+  void start(Done done);
+  // Ends before its time; `done` is called as at a normal end.
+  void finish();
+  // 0 to 1.
+  double progress() const;
+
+ private:
+  class Feed;
+
+  Demo(Runtime& runtime, Log& log, const DemoOptions& options);
+  void route();
+  void begin();
+  void sampleLevels();
+  void collect(const std::vector<std::string>& paths);
+  Outcome<DemoReport::File> measure(const std::string& path, int bus) const;
+  DemoReport::App describe(const DemoOptions::App& app) const;
+
+  const DemoOptions options_;
+  Runtime& runtime_;
+  Log& log_;
+  EmbeddedPlatform embedded_;
+  MemorySettingsStore settings_;
+  NotificationCenter notifications_;
+  RenderFlags flags_;
+  std::unique_ptr<MicSend> micSend_ = std::make_unique<MicSend>();
+  EngineContext context_;
+  AppTapEngine engine_;
+  std::unique_ptr<Feed> feed_;
+  RecordingContext recordingContext_;
+  std::unique_ptr<BusRecordings> recordings_;
+  LatencyProbe latency_;
+
+  Done done_;
+  std::optional<Duration> playingSince_;
+  bool finishing_ = false;
+  std::vector<int> recordedBuses_;
+  std::map<std::string, float> peakLevels_;
+  DemoReport report_;
+  ScopedTask levels_;
+  ScopedTask end_;
+};
+
+}  // namespace sonmere

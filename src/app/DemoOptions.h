@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "dsp/AppEQSettings.h"
+#include "recording/RecordingBitDepth.h"
+
+namespace sonmere {
+
+// What the demo is to play, and how.
+struct DemoOptions {
+  struct App {
+    std::string id;  // its bundle identifier and name
+    std::string file;
+    bool loop = false;
+    std::optional<int> bus;  // nothing: not routed
+    float volume = 1.0f;     // linear
+    std::optional<AppEQSettings> equaliser;
+    std::optional<double> ceilingDb;  // limiter
+  };
+
+  std::vector<App> apps;
+  double seconds = 20;
+  std::string folder;  // of the recordings
+  RecordingBitDepth bitDepth = RecordingBitDepth::int16;
+};
+
+}  // namespace sonmere

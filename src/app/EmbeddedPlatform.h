@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "audio/device/Platform.h"
+#include "base/Error.h"
+#include "base/Log.h"
+#include "base/Runtime.h"
+
+namespace sonmere {
+
+// The embedded audio server: a machine inside the process with speakers, microphone, headset and the virtual
+// driver, on which audio files play as programs. Main thread.
+class EmbeddedPlatform {
+ public:
+  EmbeddedPlatform(Runtime& runtime, Log& log);
+  ~EmbeddedPlatform();
+
+  Platform& platform();
+
+  // A program that is about to play the file, once or over and over.
+  Outcome<void> launchApp(const std::string& bundleID, const std::string& file, bool loop);
+  // All programs begin to play.
+  void playAll();
+  void stopAll();
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,103 @@
+#include "cli/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "cli/DemoCommand.h"
+#include "cli/ExitStatus.h"
+#include "cli/SettingsCommand.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr const char* kVersion = "sonmere 0.1.0";
+
+struct Arguments {
+  DemoArguments demo;
+  bool verbose = false;
+  std::string key, value;
+  bool asData = false;
+  bool json = false;
+  std::function<int()> run;
+};
+
+void addDemo(CLI::App& app, Arguments& arguments) {
+  CLI::App* demo = app.add_subcommand(
+      "demo", "Play audio files as apps on the embedded server, route them into buses and record every bus");
+  DemoArguments& d = arguments.demo;
+  demo->add_option("--app", d.apps,
+                   "An app and the audio file that it plays (default: three built-in pieces)")
+      ->type_name("ID=FILE");
+  demo->add_option("--route", d.routes,
+                   "The bus of an app: 0 the bridge, 2 to 9 Track 1 to 8, off (default: a Track of its own)")
+      ->type_name("ID=BUS");
+  demo->add_option("--volume", d.volumes, "Linear volume, 0 to 4; above 1 the app is limited")
+      ->type_name("ID=GAIN");
+  demo->add_option("--eq", d.equalisers, "Equaliser: any of hp:HZ, bell:HZ:DB:Q, lp:HZ, with commas between")
+      ->type_name("ID=SECTIONS");
+  demo->add_option("--limit", d.limits, "Limiter ceiling, -12 to 0 dB")->type_name("ID=DB");
+  demo->add_option("--seconds", d.seconds, "How long to play (default: 20)")->type_name("N");
+  demo->add_option("--out", d.folder, "Folder of the recordings (default: sonmere-demo)")->type_name("DIR");
+  demo->add_option("--depth", d.depth, "Sample format: int16, int24 or float32 (default: int16)")
+      ->type_name("DEPTH");
+  demo->add_option("--seed", d.seed, "Repeats a run in virtual time bit by bit")->type_name("N");
+  demo->add_flag("--live", d.live, "In real time, with a thread per device");
+  demo->add_flag("--json", d.json, "Print one JSON object");
+  demo->add_flag("-v,--verbose", arguments.verbose, "Log to standard error");
+  demo->callback([&arguments] {
+    arguments.run = [&arguments] { return runDemoCommand(arguments.demo, arguments.verbose); };
+  });
+}
+
+void addSettings(CLI::App& app, Arguments& arguments) {
+  CLI::App* settings = app.add_subcommand("settings", "Read and change the user's settings");
+  settings->require_subcommand(1);
+  CLI::App* get = settings->add_subcommand("get", "Print one value");
+  get->add_option("KEY", arguments.key)->required();
+  get->callback([&arguments] { arguments.run = [&arguments] { return runSettingsGet(arguments.key); }; });
+  CLI::App* set = settings->add_subcommand("set", "Store a value: JSON, or else a string as it stands");
+  set->add_option("KEY", arguments.key)->required();
+  set->add_option("VALUE", arguments.value)->required();
+  set->add_flag("--data", arguments.asData, "Store the text as data, as structured settings are");
+  set->callback([&arguments] {
+    arguments.run = [&arguments] { return runSettingsSet(arguments.key, arguments.value, arguments.asData); };
+  });
+  CLI::App* remove = settings->add_subcommand("delete", "Remove a value, so that its default applies");
+  remove->add_option("KEY", arguments.key)->required();
+  remove->callback(
+      [&arguments] { arguments.run = [&arguments] { return runSettingsDelete(arguments.key); }; });
+  CLI::App* list = settings->add_subcommand("list", "Print all values");
+  list->add_flag("--json", arguments.json, "Print one JSON object");
+  list->callback([&arguments] { arguments.run = [&arguments] { return runSettingsList(arguments.json); }; });
+}
+
+std::string oneLine(std::string text) {
+  for (char& c : text)
+    if (c == '\n') c = ' ';
+  return text;
+}
+
+}  // namespace
+
+int runCommandLine(int argc, const char* const* argv) {
+  CLI::App app("Per-app volume, routing and recording", "sonmere");
+  app.set_version_flag("--version", kVersion);
+  app.require_subcommand(0, 1);
+  Arguments arguments;
+  addDemo(app, arguments);
+  addSettings(app, arguments);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& success) {
+    return app.exit(success);
+  } catch (const CLI::ParseError& error) {
+    std::fprintf(stderr, "sonmere: %s; see sonmere --help\n", oneLine(error.what()).c_str());
+    return kExitBadInput;
+  }
+  if (arguments.run) return arguments.run();
+  std::printf("%s", app.help().c_str());
+  return kExitSuccess;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,225 @@
+#include "cli/DemoArguments.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <filesystem>
+
+#include "app/Resources.h"
+#include "audio/device/BusTable.h"
+#include "dsp/Boost.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr double kLongestSeconds = 24 * 3600;
+constexpr const char* kDefaultFolder = "sonmere-demo";
+
+std::unexpected<Error> bad(std::string text) {
+  return std::unexpected(Error{"Arguments", 2, std::move(text)});
+}
+
+std::optional<double> number(std::string_view text) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) return std::nullopt;
+  return value;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  std::size_t from = 0;
+  while (true) {
+    const std::size_t at = text.find(separator, from);
+    parts.push_back(text.substr(from, at == std::string::npos ? at : at - from));
+    if (at == std::string::npos) return parts;
+    from = at + 1;
+  }
+}
+
+struct Pair {
+  std::string id;
+  std::string value;
+};
+
+Outcome<Pair> splitPair(const char* option, const std::string& text, const char* form) {
+  const auto at = text.find('=');
+  if (at == std::string::npos || at == 0 || at + 1 == text.size())
+    return bad(fmt::format("{} {}: expected {}", option, text, form));
+  return Pair{text.substr(0, at), text.substr(at + 1)};
+}
+
+// Applies `take` to the app that each "ID=value" names.
+template <class Take>
+Outcome<void> forEachPair(std::vector<DemoOptions::App>& apps, const char* option,
+                          const std::vector<std::string>& values, const char* form, Take&& take) {
+  for (const std::string& text : values) {
+    auto pair = splitPair(option, text, form);
+    if (!pair) return std::unexpected(pair.error());
+    const auto app = std::ranges::find(apps, pair->id, &DemoOptions::App::id);
+    if (app == apps.end()) return bad(fmt::format("{} {}: there is no app \"{}\"", option, text, pair->id));
+    if (Outcome<void> taken = take(*app, *pair, text); !taken) return taken;
+  }
+  return {};
+}
+
+// Every app gets a Track of its own unless told otherwise; the built-in speech goes to the bridge.
+Outcome<std::vector<DemoOptions::App>> readApps(const std::vector<std::string>& values) {
+  std::vector<DemoOptions::App> apps;
+  if (values.empty()) {
+    const auto folder = resourceFolder();
+    if (!folder) return std::unexpected(folder.error());
+    const auto piece = [&](const char* id, int bus) {
+      return DemoOptions::App{id, *folder + "/demo/" + id + ".flac", true, bus, 1.0f, {}, {}};
+    };
+    return std::vector{piece("melody", 2), piece("beat", 3), piece("speech", kBridgeBus)};
+  }
+  for (const std::string& text : values) {
+    auto pair = splitPair("--app", text, "ID=FILE");
+    if (!pair) return std::unexpected(pair.error());
+    if (std::ranges::find(apps, pair->id, &DemoOptions::App::id) != apps.end())
+      return bad(fmt::format("--app {}: the app \"{}\" is named twice", text, pair->id));
+    const int track = int(apps.size()) % (kBusCount - kFirstTrackBus);
+    apps.push_back({pair->id, pair->value, false, kFirstTrackBus + track, 1.0f, {}, {}});
+  }
+  return apps;
+}
+
+Outcome<void> takeRoute(DemoOptions::App& app, const Pair& pair, const std::string& text) {
+  constexpr const char* kChoices = "use 0 for the bridge, 2 to 9 for Track 1 to 8, or off";
+  if (pair.value == "off") {
+    app.bus.reset();
+    return {};
+  }
+  const auto value = number(pair.value);
+  if (!value || *value != std::floor(*value) || !isBus(int(std::clamp(*value, -1.0, 100.0))))
+    return bad(fmt::format("--route {}: \"{}\" is not a bus; {}", text, pair.value, kChoices));
+  if (!isRoutableBus(int(*value)))
+    return bad(fmt::format("--route {}: bus 1 is the internal mic bus; {}", text, kChoices));
+  app.bus = int(*value);
+  return {};
+}
+
+Outcome<void> takeVolume(DemoOptions::App& app, const Pair& pair, const std::string& text,
+                         std::vector<std::string>& notes) {
+  const auto value = number(pair.value);
+  if (!value || *value < 0)
+    return bad(fmt::format("--volume {}: \"{}\" is not a gain; use a number from 0 to 4, where 1 is 100 %",
+                           text, pair.value));
+  app.volume = clampAppVolume(float(*value), true);
+  if (*value > maxAppVolume(true))
+    notes.push_back(fmt::format("--volume {}: held to {}, the largest volume", text, app.volume));
+  return {};
+}
+
+// "hp:HZ", "bell:HZ:DB:Q" and "lp:HZ", each at most once, with commas between.
+Outcome<void> takeEqualiser(DemoOptions::App& app, const Pair& pair, const std::string& text) {
+  struct Range {
+    const char* name;
+    double lo, hi;
+  };
+  AppEQSettings settings;
+  settings.isEnabled = true;
+  const auto read = [&](const std::string& value, const Range& range, double& target) -> Outcome<void> {
+    const auto parsed = number(value);
+    if (!parsed || *parsed < range.lo || *parsed > range.hi)
+      return bad(
+          fmt::format("--eq {}: \"{}\" is no {}; use {} to {}", text, value, range.name, range.lo, range.hi));
+    target = *parsed;
+    return {};
+  };
+  for (const std::string& section : split(pair.value, ',')) {
+    const auto parts = split(section, ':');
+    Outcome<void> taken;
+    if (parts[0] == "hp" && parts.size() == 2) {
+      taken = read(parts[1], {"high-pass frequency in Hz", 20, 2000}, settings.highPassFreq);
+    } else if (parts[0] == "lp" && parts.size() == 2) {
+      taken = read(parts[1], {"low-pass frequency in Hz", 1000, 20000}, settings.lowPassFreq);
+    } else if (parts[0] == "bell" && parts.size() == 4) {
+      taken = read(parts[1], {"bell frequency in Hz", 20, 20000}, settings.paraFreq);
+      if (taken) taken = read(parts[2], {"bell gain in dB", -24, 24}, settings.paraGain);
+      if (taken) taken = read(parts[3], {"bell Q", 0.1, 10}, settings.paraQ);
+    } else {
+      return bad(
+          fmt::format("--eq {}: \"{}\" is not a section; use hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between",
+                      text, section));
+    }
+    if (!taken) return taken;
+  }
+  app.equaliser = settings;
+  return {};
+}
+
+Outcome<void> takeLimit(DemoOptions::App& app, const Pair& pair, const std::string& text) {
+  const auto value = number(pair.value);
+  if (!value || *value < -12 || *value > 0)
+    return bad(fmt::format("--limit {}: \"{}\" is not a ceiling; use -12 to 0 dB", text, pair.value));
+  app.ceilingDb = *value;
+  return {};
+}
+
+Outcome<double> readSeconds(const std::optional<std::string>& text) {
+  if (!text) return DemoOptions{}.seconds;
+  const auto value = number(*text);
+  if (!value || *value <= 0 || *value > kLongestSeconds)
+    return bad(fmt::format("--seconds {}: use a number above 0, at most {}", *text, kLongestSeconds));
+  return *value;
+}
+
+Outcome<RecordingBitDepth> readDepth(const std::optional<std::string>& text) {
+  if (!text) return RecordingBitDepth::int16;
+  for (const auto depth : {RecordingBitDepth::int16, RecordingBitDepth::int24, RecordingBitDepth::float32})
+    if (*text == name(depth)) return depth;
+  return bad(fmt::format("--depth {}: use int16, int24 or float32", *text));
+}
+
+Outcome<std::optional<std::uint64_t>> readSeed(const std::optional<std::string>& text) {
+  if (!text) return std::nullopt;
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
+  if (error != std::errc{} || end != text->data() + text->size())
+    return bad(fmt::format("--seed {}: use a whole number from 0 on", *text));
+  return value;
+}
+
+}  // namespace
+
+Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
+  DemoRequest request;
+  auto apps = readApps(arguments.apps);
+  if (!apps) return std::unexpected(apps.error());
+  auto& all = request.options.apps = std::move(*apps);
+  if (auto r = forEachPair(all, "--route", arguments.routes, "ID=BUS", takeRoute); !r)
+    return std::unexpected(r.error());
+  const auto volume = [&](auto& app, const Pair& pair, const std::string& text) {
+    return takeVolume(app, pair, text, request.notes);
+  };
+  if (auto r = forEachPair(all, "--volume", arguments.volumes, "ID=GAIN", volume); !r)
+    return std::unexpected(r.error());
+  if (auto r = forEachPair(all, "--eq", arguments.equalisers, "ID=hp:HZ,bell:HZ:DB:Q,lp:HZ", takeEqualiser);
+      !r)
+    return std::unexpected(r.error());
+  if (auto r = forEachPair(all, "--limit", arguments.limits, "ID=DB", takeLimit); !r)
+    return std::unexpected(r.error());
+  const auto seconds = readSeconds(arguments.seconds);
+  if (!seconds) return std::unexpected(seconds.error());
+  const auto depth = readDepth(arguments.depth);
+  if (!depth) return std::unexpected(depth.error());
+  const auto seed = readSeed(arguments.seed);
+  if (!seed) return std::unexpected(seed.error());
+  request.options.seconds = *seconds;
+  request.options.bitDepth = *depth;
+  request.options.folder =
+      std::filesystem::absolute(arguments.folder.value_or(kDefaultFolder)).lexically_normal();
+  request.seed = *seed;
+  request.live = arguments.live;
+  request.json = arguments.json;
+  if (request.live && request.seed)
+    return bad("--seed has no meaning with --live: real time can't be repeated");
+  return request;
+}
+
+}  // namespace sonmere
