@@ -8,7 +8,6 @@ namespace {
 
 constexpr std::uint64_t kMax32 = 0xFFFFFFFF;
 constexpr std::uint32_t kDs64Bytes = 28;
-constexpr std::uint32_t kFmtBytes = 16;
 constexpr std::uint16_t kTagPCM = 1;
 constexpr std::uint16_t kTagFloat = 3;
 
@@ -35,16 +34,20 @@ void putDs64(LittleEndianBytes& out, std::uint64_t riffBytes, std::uint64_t data
   out.u32(0);  // no table of further chunks
 }
 
+// Formats other than PCM count the bytes of their extension, of which float has none.
+std::uint32_t fmtBytes(const AudioFileSettings& settings) { return settings.isFloat ? 18 : 16; }
+
 void putFmt(LittleEndianBytes& out, const AudioFileSettings& settings) {
   const auto rate = std::uint64_t(std::llround(settings.sampleRate));
   out.tag("fmt ");
-  out.u32(kFmtBytes);
+  out.u32(fmtBytes(settings));
   out.u16(settings.isFloat ? kTagFloat : kTagPCM);
   out.u16(settings.channels);
   out.u32(rate);
   out.u32(rate * wavBytesPerFrame(settings));
   out.u16(wavBytesPerFrame(settings));
   out.u16(std::uint64_t(settings.bitDepth));
+  if (settings.isFloat) out.u16(0);
 }
 
 }  // namespace
@@ -56,7 +59,7 @@ std::uint32_t wavBytesPerFrame(const AudioFileSettings& settings) {
 std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames) {
   const std::uint64_t dataBytes = frames * wavBytesPerFrame(settings);
   const std::uint64_t factBytes = settings.isFloat ? 12 : 0;
-  const std::uint64_t headerBytes = 12 + (8 + kDs64Bytes) + (8 + kFmtBytes) + factBytes + 8;
+  const std::uint64_t headerBytes = 12 + (8 + kDs64Bytes) + (8 + fmtBytes(settings)) + factBytes + 8;
   const std::uint64_t riffBytes = headerBytes - 8 + dataBytes + dataBytes % 2;
   const bool large = riffBytes > kMax32;
 
