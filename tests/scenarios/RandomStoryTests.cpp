@@ -1,0 +1,282 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <set>
+
+#include "audio/file/AudioFileReader.h"
+#include "audio/file/ReaderError.h"
+#include "scenarios/RecordingWorld.h"
+#include "support/RealtimeGuard.h"
+
+namespace sonmere {
+namespace {
+
+constexpr int kSeedsPerShard = 25;
+constexpr int kShards = 8;
+constexpr int kActs = 40;
+const std::vector<std::string> kApps = {"music", "game", "call", "com.vendor.browser", "radio"};
+const std::vector<int> kBuses = {0, 2, 3, 9};
+
+// Everything that the creation of a tap or of a bus unit goes through.
+const std::vector<Operation> kBreakable = {Operation::createProcessTap,      Operation::tapUID,
+                                           Operation::createAggregateDevice, Operation::createIOProc,
+                                           Operation::startDevice,           Operation::newOutputUnit,
+                                           Operation::unitInitialize,        Operation::unitStart,
+                                           Operation::unitSetCurrentDevice,  Operation::unitSetStreamFormat,
+                                           Operation::unitSetRenderCallback, Operation::streamConfiguration,
+                                           Operation::setNominalSampleRate,  Operation::addListener,
+                                           Operation::processObjects};
+
+// A user, a machine and some programs that do things at random.
+class Story {
+ public:
+  explicit Story(std::uint64_t seed) : random_(seed), world_(seed) {
+    speakers_ = world_.host().hear(SimulatedHost::kSpeakersUID, DeviceRecorder::Keep::hashOnly);
+    world_.startAll();
+  }
+
+  void play() {
+    for (int act = 0; act < kActs; ++act) {
+      step();
+      world_.wait(double(below(400)) / 1000);
+      checkAlways();
+      if (testing::Test::HasFailure()) return;
+    }
+    comeToRest();
+    checkAtRest();
+    tearDown();
+  }
+
+  // What two runs of the same seed must have in common.
+  struct Trace {
+    std::vector<std::string> events;
+    std::uint64_t heard = 0;
+    std::vector<float> recorded;
+    bool operator==(const Trace&) const = default;
+  };
+  Trace trace() const { return {world_.events, speakers_->hash(), recorded_}; }
+
+ private:
+  int below(int n) { return int(random_() % std::uint64_t(n)); }
+  template <class T>
+  const T& pick(const std::vector<T>& from) {
+    return from[std::size_t(below(int(from.size())))];
+  }
+
+  void step() {
+    const std::string& app = pick(kApps);
+    switch (below(20)) {
+      case 0:
+      case 1:
+      case 2:
+        return launchOrPlay(app);
+      case 3:
+        return void(quit(app));
+      case 4:
+        return running_.contains(app) ? running_[app].pause() : void();
+      case 5:
+      case 6:
+      case 7:
+        return route(app, true);
+      case 8:
+        return route(app, false);
+      case 9:
+        return void(world_.engine->setBus(app, pick(kBuses)));
+      case 10:
+        return void(world_.engine->setVolume(app, float(below(400)) / 100));
+      case 11:
+        return mute(app);
+      case 12:
+        return shape(app);
+      case 13:
+        return hotPlug();
+      case 14:
+        return void(world_.host().setDefault(
+            DefaultDevice::output, below(2) ? SimulatedHost::kSpeakersUID : SimulatedHost::kHeadsetUID));
+      case 15:
+        return breakSomething();
+      case 16:
+        return below(3) == 0 ? world_.host().restartService(fromMilliseconds(below(500))) : void();
+      case 17:
+        return driver();
+      case 18:
+        return record();
+      case 19:
+        return addHelper(app);
+    }
+  }
+
+  void launchOrPlay(const std::string& app) {
+    if (!running_.contains(app)) running_[app] = world_.launch(app);
+    running_[app].play(SampleSources::noise(random_(), 0.3f));
+  }
+  void quit(const std::string& app) {
+    if (!running_.contains(app)) return;
+    running_[app].quit();
+    running_.erase(app);
+    for (auto& helper : helpers_[app]) helper.quit();
+    helpers_.erase(app);
+  }
+  // A second process of the same family.
+  void addHelper(const std::string& app) {
+    if (!running_.contains(app) || helpers_[app].size() > 2) return;
+    helpers_[app].push_back(world_.launch(app + ".helper.Renderer"));
+    if (below(2)) helpers_[app].back().play(SampleSources::noise(random_(), 0.2f));
+  }
+  void route(const std::string& app, bool routed) { world_.engine->setRouted(app, routed); }
+  void mute(const std::string& app) {
+    const bool muted = below(2) == 0;
+    if (world_.engine->setMuted(app, muted)) muted ? (void)muted_.insert(app) : (void)muted_.erase(app);
+  }
+  void shape(const std::string& app) {
+    AppEQSettings equaliser{.isEnabled = below(2) == 0, .paraGain = double(below(24) - 12)};
+    const auto form = below(2) ? SettingForm::live : SettingForm::final;
+    world_.engine->effects().setAppEqualiser(app, equaliser, form);
+    world_.engine->effects().setMasterEqualiser(pick(kBuses), equaliser, form);
+    world_.engine->effects().setAppLimiter(app, {below(2) == 0, -double(below(12))}, form);
+    world_.engine->effects().setMasterLimiter(pick(kBuses), {below(2) == 0, -1}, form);
+  }
+  void hotPlug() {
+    SimulatedHost& host = world_.host();
+    const std::string uid = below(2) ? SimulatedHost::kHeadsetUID : SimulatedHost::kSpeakersUID;
+    host.isPlugged(uid) ? host.unplug(uid) : host.replug(uid);
+  }
+  void driver() {
+    if (below(3) != 0) return;
+    world_.host().isDriverInstalled() ? world_.host().removeDriver() : world_.host().installDriver();
+  }
+  void breakSomething() {
+    const Operation operation = pick(kBreakable);
+    const int nth = 1 + below(3);
+    below(4) == 0 ? world_.host().faults().failFrom(operation, nth, kAudioHardwareUnspecifiedError)
+                  : world_.host().faults().failNth(operation, nth, kAudioHardwareUnspecifiedError);
+  }
+  void record() {
+    const int bus = pick(kBuses);
+    world_.recordings->isRecording(bus) ? world_.recordings->stopRecording(bus)
+                                        : world_.recordings->startRecording(bus);
+  }
+
+  // Holds at every moment.
+  void checkAlways() {
+    for (const auto& [pid, tap] : world_.engine->activeTaps()) {
+      const std::int64_t lapped = tap->ledger.lapped(tap->available());
+      EXPECT_GE(lapped, 0) << tap->bundleID;
+      EXPECT_EQ(lapped % kTapRingSamples, 0) << tap->bundleID << ": frames in are not frames out plus losses";
+    }
+    for (const auto& [app, handle] : running_) expectHeard(app, handle);
+    for (const auto& [app, all] : helpers_)
+      for (const auto& helper : all) expectHeard(app, helper);
+  }
+  void expectHeard(const std::string& app, const SimulatedApp& process) {
+    EXPECT_TRUE(muted_.contains(app) || !process.isSilenced()) << app << " is silent and nobody muted it";
+  }
+
+  // The faults are over, the server and the driver are there, and everyone had time.
+  void comeToRest() {
+    world_.host().faults().clear();
+    if (!world_.host().isDriverInstalled()) world_.host().installDriver();
+    if (!world_.host().isPlugged(SimulatedHost::kSpeakersUID))
+      world_.host().replug(SimulatedHost::kSpeakersUID);
+    world_.wait(6);
+    world_.engine->refreshApps();
+  }
+
+  void checkAtRest() {
+    checkAlways();
+    std::size_t routed = 0;
+    for (const auto& row : *world_.engine->availableApps) {
+      const bool hasTap = world_.engine->tapOf(row.bundleID) != nullptr;
+      EXPECT_EQ(hasTap, row.isEnabled) << row.bundleID;
+      routed += row.isEnabled;
+      const auto app = running_.find(row.bundleID);
+      if (app == running_.end()) continue;
+      EXPECT_EQ(app->second.tapCount(), row.isEnabled ? 1u : 0u) << row.bundleID;
+      for (const auto& helper : helpers_[row.bundleID])
+        EXPECT_EQ(helper.tapCount(), row.isEnabled ? 1u : 0u) << row.bundleID << "'s helper";
+    }
+    EXPECT_EQ(world_.engine->activeTaps().size(), routed);
+    const auto counts = world_.host().counts();
+    EXPECT_EQ(counts.taps, routed);
+    EXPECT_EQ(counts.aggregates, routed);
+    EXPECT_EQ(counts.runningIOProcs, routed);
+    std::set<int> buses;
+    for (const auto& [pid, tap] : world_.engine->activeTaps()) buses.insert(tap->busIndex);
+    for (int bus = 0; bus < kBusCount; ++bus)
+      EXPECT_TRUE(buses.contains(bus) || !world_.engine->outputs().isRunning(bus)) << "bus " << bus;
+  }
+
+  void tearDown() {
+    std::vector<std::weak_ptr<SingleAppTap>> taps;
+    for (const auto& [pid, tap] : world_.engine->activeTaps()) taps.push_back(tap);
+    world_.stopRecordings();
+    world_.recordings.reset();
+    world_.engine.reset();
+    world_.wait(3);
+    SimulatedHost::Counts nothing;
+    EXPECT_EQ(world_.host().counts(), nothing) << "what was created is destroyed";
+    for (const auto& tap : taps) EXPECT_TRUE(tap.expired());
+    for (const auto& entry : std::filesystem::directory_iterator(world_.folder.path()))
+      readFile(entry.path());
+  }
+
+  void readFile(const std::filesystem::path& path) {
+    if (path.extension() != ".wav") return;
+    auto reader = openAudioFile(path.string());
+    if (!reader) {
+      EXPECT_TRUE(isFault(reader.error(), ReaderFault::noAudio)) << reader.error().description;
+      return;
+    }
+    std::vector<float> block(2 * 4096);
+    std::int64_t frames = 0;
+    while (const auto n = (*reader)->read(block.data(), 4096).value_or(0)) {
+      frames += n;
+      recorded_.insert(recorded_.end(), block.begin(), block.begin() + n);
+    }
+    EXPECT_EQ(frames, (*reader)->frameCount()) << path;
+  }
+
+  std::mt19937_64 random_;
+  RecordingWorld world_;
+  std::shared_ptr<DeviceRecorder> speakers_;
+  std::map<std::string, SimulatedApp> running_;
+  std::map<std::string, std::vector<SimulatedApp>> helpers_;
+  std::set<std::string> muted_;
+  std::vector<float> recorded_;
+};
+
+class RandomStories : public testing::TestWithParam<int> {};
+
+// SONMERE_SEED=N replays one story.
+TEST_P(RandomStories, KeepTheInvariants) {
+  const char* chosen = std::getenv("SONMERE_SEED");
+  const int first = chosen ? std::atoi(chosen) : GetParam() * kSeedsPerShard;
+  const int count = chosen ? 1 : kSeedsPerShard;
+  RealtimeGuard guard;
+  for (int seed = first; seed < first + count; ++seed) {
+    SCOPED_TRACE("replay with SONMERE_SEED=" + std::to_string(seed));
+    Story(std::uint64_t(seed)).play();
+    if (HasFailure()) return;
+  }
+  EXPECT_REALTIME_SAFE(guard);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shard, RandomStories, testing::Range(0, kShards));
+
+TEST(RandomStory, IsTheSameForTheSameSeedAndAnotherForAnother) {
+  const auto run = [](std::uint64_t seed) {
+    Story story(seed);
+    story.play();
+    return story.trace();
+  };
+  const auto once = run(7), again = run(7), other = run(8);
+  EXPECT_EQ(once.events, again.events);
+  EXPECT_EQ(once.heard, again.heard);
+  EXPECT_TRUE(once.recorded == again.recorded);
+  EXPECT_NE(once.events, other.events);
+}
+
+}  // namespace
+}  // namespace sonmere
