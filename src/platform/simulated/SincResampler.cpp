@@ -16,6 +16,8 @@ Lanes load(const float* from) {
   return lanes;
 }
 
+float total(Lanes lanes) { return (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]); }
+
 }  // namespace
 
 SincResampler::SincResampler(std::uint32_t channels, double inputPerOutput, std::uint32_t maximumInput)
@@ -23,7 +25,6 @@ SincResampler::SincResampler(std::uint32_t channels, double inputPerOutput, std:
       step_(inputPerOutput),
       table_(SincTable::forRatio(inputPerOutput)),
       taps_(table_->taps()),
-      coefficients_(taps_),
       capacity_(2 * (taps_ + maximumInput) + 64) {
   history_.resize(std::size_t(capacity_) * channels_);
   reset();
@@ -69,10 +70,14 @@ void SincResampler::dropConsumed() noexcept {
 std::uint32_t SincResampler::pull(float* frames, std::uint32_t count) noexcept {
   std::uint32_t made = 0;
   for (; made < count && index_ + taps_ <= filled_; ++made) {
-    interpolate(fraction_);
-    for (std::uint32_t channel = 0; channel < channels_; ++channel)
-      frames[std::size_t(made) * channels_ + channel] =
-          filter(history_.data() + std::size_t(channel) * capacity_ + index_);
+    float* out = frames + std::size_t(made) * channels_;
+    std::uint32_t channel = 0;
+    for (; channel + 2 <= channels_; channel += 2) filterPair(channel, out + channel);
+    if (channel < channels_) {
+      float pair[2];
+      filterPair(channels_ > 1 ? channel - 1 : channel, pair);
+      out[channel] = pair[channels_ > 1 ? 1 : 0];
+    }
     fraction_ += step_;
     const auto whole = std::uint32_t(fraction_);
     index_ += whole;
@@ -81,28 +86,26 @@ std::uint32_t SincResampler::pull(float* frames, std::uint32_t count) noexcept {
   return made;
 }
 
-void SincResampler::interpolate(double fraction) noexcept {
-  const double position = fraction * SincTable::kPhases;
+// One frame of two neighbouring channels, or of the only one twice.
+void SincResampler::filterPair(std::uint32_t channel, float* out) const noexcept {
+  const double position = fraction_ * SincTable::kPhases;
   const auto phase = std::min(std::uint32_t(position), SincTable::kPhases - 1);
   const Lanes weight = Lanes{} + float(position - phase);
   const float* low = table_->row(phase);
   const float* high = table_->row(phase + 1);
-  for (std::uint32_t tap = 0; tap < taps_; tap += kLanes) {
-    const Lanes from = load(low + tap);
-    const Lanes mixed = from + weight * (load(high + tap) - from);
-    std::memcpy(coefficients_.data() + tap, &mixed, sizeof mixed);
-  }
-}
-
-float SincResampler::filter(const float* history) const noexcept {
-  const float* coefficients = coefficients_.data();
-  Lanes even{}, odd{};
-  for (std::uint32_t tap = 0; tap < taps_; tap += 2 * kLanes) {
-    even += load(coefficients + tap) * load(history + tap);
-    odd += load(coefficients + tap + kLanes) * load(history + tap + kLanes);
-  }
-  const Lanes sum = even + odd;
-  return (sum[0] + sum[1]) + (sum[2] + sum[3]);
+  const float* first = history_.data() + std::size_t(channel) * capacity_ + index_;
+  const float* second = channels_ > 1 ? first + capacity_ : first;
+  Lanes sums[4] = {};
+  for (std::uint32_t tap = 0; tap < taps_; tap += 2 * kLanes)
+    for (std::uint32_t half = 0; half < 2; ++half) {
+      const std::uint32_t at = tap + half * kLanes;
+      const Lanes from = load(low + at);
+      const Lanes coefficients = from + weight * (load(high + at) - from);
+      sums[half] += coefficients * load(first + at);
+      sums[2 + half] += coefficients * load(second + at);
+    }
+  out[0] = total(sums[0] + sums[1]);
+  out[1] = total(sums[2] + sums[3]);
 }
 
 }  // namespace sonmere

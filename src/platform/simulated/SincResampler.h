@@ -27,19 +27,17 @@ class SincResampler {
   void reset() noexcept;
 
  private:
-  void interpolate(double fraction) noexcept;
-  float filter(const float* history) const noexcept;
+  void filterPair(std::uint32_t channel, float* out) const noexcept;
   void dropConsumed() noexcept;
 
   std::uint32_t channels_;
   double step_;
   std::shared_ptr<const SincTable> table_;
   std::uint32_t taps_;
-  std::vector<float> coefficients_;  // between two rows
-  std::uint32_t capacity_;           // frames
-  std::vector<float> history_;       // a plane of capacity_ frames for each channel
-  std::uint32_t filled_ = 0;         // frames in use
-  std::uint32_t index_ = 0;          // first frame under the filter
+  std::uint32_t capacity_;      // frames
+  std::vector<float> history_;  // a plane of capacity_ frames for each channel
+  std::uint32_t filled_ = 0;    // frames in use
+  std::uint32_t index_ = 0;     // first frame under the filter
   double fraction_ = 0;
 };
 
