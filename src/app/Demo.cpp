@@ -20,19 +20,6 @@ constexpr Duration kLevelInterval = fromMilliseconds(100);
 
 }  // namespace
 
-// The tap engine's side of a recording.
-class Demo::Feed final : public RecorderFeed {
- public:
-  explicit Feed(AppTapEngine& engine) : engine_(engine) {}
-  void setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) override {
-    engine_.setRecorderRing(bus, std::move(ring));
-  }
-  double busSampleRate(int bus) const override { return engine_.busSampleRate(bus); }
-
- private:
-  AppTapEngine& engine_;
-};
-
 Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
     : options_(options),
       runtime_(runtime),
@@ -47,7 +34,7 @@ Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
                *micSend_,
                Folders{options.folder, options.folder}},
       engine_(context_),
-      feed_(std::make_unique<Feed>(engine_)),
+      feed_(engine_),
       recordingContext_{runtime,
                         log,
                         settings_,
@@ -57,7 +44,8 @@ Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
                         std::make_shared<FlushDeadline>()},
       latency_(runtime, settings_, options.folder) {
   settings_.set(kRecordingBitDepthKey, name(options.bitDepth));
-  recordings_ = std::make_unique<BusRecordings>(recordingContext_, *feed_);
+  recordings_ = std::make_unique<BusRecordings>(recordingContext_, feed_);
+  engine_.setRecordingRate([this](int bus) { return recordings_->recordingRate(bus); });
   latency_.addSource(engine_);
 }
 

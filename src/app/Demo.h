@@ -10,6 +10,7 @@
 #include "app/DemoReport.h"
 #include "app/EmbeddedPlatform.h"
 #include "app/LatencyProbe.h"
+#include "app/TapEngineRecorderFeed.h"
 #include "base/Error.h"
 #include "recording/BusRecordings.h"
 #include "routing/AppTapEngine.h"
@@ -34,8 +35,6 @@ class Demo {
   double progress() const;
 
  private:
-  class Feed;
-
   Demo(Runtime& runtime, Log& log, const DemoOptions& options);
   void route();
   void begin();
@@ -54,7 +53,7 @@ class Demo {
   std::unique_ptr<MicSend> micSend_ = std::make_unique<MicSend>();
   EngineContext context_;
   AppTapEngine engine_;
-  std::unique_ptr<Feed> feed_;
+  TapEngineRecorderFeed feed_;
   RecordingContext recordingContext_;
   std::unique_ptr<BusRecordings> recordings_;
   LatencyProbe latency_;

@@ -45,6 +45,12 @@ void BusRecordings::startRecording(int bus, std::optional<RecordingFormat> forma
   begin(bus, std::move(*recorder));
 }
 
+std::optional<double> BusRecordings::recordingRate(int bus) const {
+  const auto found = busRecorders_.find(bus);
+  if (found == busRecorders_.end()) return std::nullopt;
+  return found->second->sampleRate();
+}
+
 Outcome<std::shared_ptr<BusRecorder>> BusRecordings::makeRecorder(int bus, RecordingFormat format) {
   const auto folder = folder_.current();
   if (!folder) return std::unexpected(folder.error());

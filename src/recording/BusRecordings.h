@@ -41,6 +41,8 @@ class BusRecordings {
 
   bool isAnyRecording() const { return !busRecorders_.empty(); }
   bool isRecording(int bus) const { return busRecorders_.contains(bus); }
+  // The rate that the bus's running file is bound to, in Hz; nothing while it isn't recorded.
+  std::optional<double> recordingRate(int bus) const;
   // Stops that have not completed their files yet.
   bool isAnyStopping() const { return stopping_ > 0; }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "app/TapEngineRecorderFeed.h"
 #include "recording/BusRecordings.h"
 #include "support/RoutingWorld.h"
 #include "support/TemporaryFolder.h"
@@ -11,28 +12,26 @@
 namespace sonmere {
 
 // A routing world whose buses can be recorded into a folder of its own.
-struct RecordingWorld : RoutingWorld, RecorderFeed {
+struct RecordingWorld : RoutingWorld {
   explicit RecordingWorld(std::uint64_t seed = 1, SimulatedOptions options = {})
       : RoutingWorld(seed, std::move(options)) {
     context.folders = {folder.path().string(), folder.path().string()};
     settings.set(kRecordingBitDepthKey, "float32");
   }
-  ~RecordingWorld() override { recordings.reset(); }
+  ~RecordingWorld() { recordings.reset(); }
 
   void startAll() {
     startEngine();
+    feed = std::make_unique<TapEngineRecorderFeed>(*engine);
     recordings = std::make_unique<BusRecordings>(
         RecordingContext{
             runtime, log, settings, notifications, context.folders,
             RecordingHealth::create(runtime, log, notifications, context.folders.applicationSupport),
             std::make_shared<FlushDeadline>()},
-        *this);
+        *feed);
+    engine->setRecordingRate(
+        [this](int bus) { return recordings ? recordings->recordingRate(bus) : std::nullopt; });
   }
-  void setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) override {
-    engine->setRecorderRing(bus, std::move(ring));
-  }
-  double busSampleRate(int bus) const override { return engine->busSampleRate(bus); }
-
   // Stops all recordings and waits for their files.
   std::vector<std::string> stopRecordings() {
     std::optional<std::vector<std::string>> paths;
@@ -42,6 +41,7 @@ struct RecordingWorld : RoutingWorld, RecorderFeed {
   }
 
   TemporaryFolder folder;
+  std::unique_ptr<TapEngineRecorderFeed> feed;
   std::unique_ptr<BusRecordings> recordings;
 };
 

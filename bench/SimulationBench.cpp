@@ -1,0 +1,102 @@
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+
+#include "base/VirtualRuntime.h"
+#include "dsp/Ring.h"
+#include "platform/simulated/SampleSources.h"
+#include "platform/simulated/SimulatedPlatform.h"
+#include "routing/AppTapEngine.h"
+
+namespace sonmere {
+namespace {
+
+constexpr double kSecondsPerRound = 10;
+
+// A machine with the driver on which `apps` programs play noise, each routed with equaliser and limiter on.
+// `spread`: over all the Tracks; else all on one.
+struct BenchWorld {
+  BenchWorld(int apps, bool spread) : runtime(1), platform(runtime, log) {
+    platform.host().plugStandardMachine();
+    platform.host().installDriver();
+    speakers = platform.host().hear(SimulatedHost::kSpeakersUID, DeviceRecorder::Keep::hashOnly);
+    engine.start();
+    for (int i = 0; i < apps; ++i) add("app" + std::to_string(i), spread ? 2 + i % 8 : 2, std::uint64_t(i));
+    runtime.advance(fromSeconds(1));
+  }
+  void add(const std::string& id, int bus, std::uint64_t seed) {
+    SimulatedAppDescription description;
+    description.bundleID = description.name = id;
+    auto app = platform.host().launchApp(description);
+    engine.refreshApps();
+    engine.setBus(id, bus);
+    engine.effects().setAppEqualiser(id, {.isEnabled = true, .paraGain = 6}, SettingForm::live);
+    engine.effects().setMasterEqualiser(bus, {.isEnabled = true, .paraGain = -3}, SettingForm::live);
+    engine.effects().setMasterLimiter(bus, {true, -1}, SettingForm::live);
+    engine.effects().setAppEqualiser(id, {.isEnabled = true, .paraGain = 6}, SettingForm::final);
+    engine.effects().setAppLimiter(id, {true, -6}, SettingForm::final);
+    engine.setRouted(id, true);
+    app.play(SampleSources::noise(seed, 0.7f));
+  }
+
+  Log log;
+  VirtualRuntime runtime;
+  SimulatedPlatform platform;
+  MemorySettingsStore settings;
+  NotificationCenter notifications;
+  RenderFlags flags;
+  MicSend micSend;
+  EngineContext context{runtime, log, settings, notifications, platform, flags, micSend, {}};
+  AppTapEngine engine{context};
+  std::shared_ptr<DeviceRecorder> speakers;
+};
+
+// The whole server and all renders in virtual time; "x_realtime" is virtual seconds per second of one core.
+void wholeServer(benchmark::State& state) {
+  BenchWorld world(int(state.range(0)), state.range(1) != 0);
+  double seconds = 0;
+  for (auto _ : state) {
+    world.runtime.advance(fromSeconds(kSecondsPerRound));
+    seconds += kSecondsPerRound;
+  }
+  state.counters["x_realtime"] = benchmark::Counter(seconds, benchmark::Counter::kIsRate);
+  state.counters["hash"] = double(world.speakers->hash() % 1'000'000);
+}
+BENCHMARK(wholeServer)
+    ->ArgNames({"apps", "spread"})
+    ->Args({8, 1})
+    ->Args({8, 0})
+    ->Args({32, 1})
+    ->Unit(benchmark::kMillisecond)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly();
+
+// One ring write and read of 256 stereo frames, and the two copies that it amounts to.
+void ringWriteAndRead(benchmark::State& state) {
+  std::vector<float> ring(kTapRingSamples), block(512, 0.5f);
+  RTPosition writePos, readPos;
+  for (auto _ : state) {
+    ringWrite<kTapRingSamples>(ring.data(), writePos, block.data(), 512);
+    const std::int64_t at = readPos.loadRelaxed();
+    ringCopyOut<kTapRingSamples>(ring.data(), at, block.data(), 512);
+    readPos.storeRelease((at + 512) % kTapRingSamples);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(ringWriteAndRead);
+
+void twoCopies(benchmark::State& state) {
+  std::vector<float> ring(kTapRingSamples), block(512, 0.5f);
+  std::size_t at = 0;
+  for (auto _ : state) {
+    std::memcpy(ring.data() + at, block.data(), 2048);
+    benchmark::ClobberMemory();
+    std::memcpy(block.data(), ring.data() + at, 2048);
+    benchmark::ClobberMemory();
+    at = (at + 512) % (kTapRingSamples - 512);
+  }
+}
+BENCHMARK(twoCopies);
+
+}  // namespace
+}  // namespace sonmere

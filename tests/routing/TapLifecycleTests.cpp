@@ -1,0 +1,268 @@
+#include <gtest/gtest.h>
+
+#include "support/RealtimeGuard.h"
+#include "support/RoutingWorld.h"
+
+namespace sonmere {
+namespace {
+
+class TapLifecycleTest : public testing::Test {
+ protected:
+  void begin(SimulatedOptions options = {}) {
+    world = std::make_unique<RoutingWorld>(1, options);
+    music = world->launch("music");
+    world->startEngine();
+  }
+  // The boundary calls made since the last look, in order, of those that make or destroy something.
+  std::vector<std::string> newCalls() {
+    static const std::set<std::string> kInteresting = {
+        "createProcessTap", "tapUID",        "createAggregateDevice",  "createIOProc",     "startDevice",
+        "stopDevice",       "destroyIOProc", "destroyAggregateDevice", "destroyProcessTap"};
+    std::vector<std::string> names;
+    const auto ledger = world->host().ledger();
+    for (std::size_t i = seen; i < ledger.size(); ++i)
+      if (std::string name(operationName(ledger[i].operation)); kInteresting.contains(name))
+        names.push_back(name);
+    seen = ledger.size();
+    return names;
+  }
+  SimulatedHost::Counts counts() { return world->host().counts(); }
+
+  std::unique_ptr<RoutingWorld> world;
+  SimulatedApp music;
+  std::size_t seen = 0;
+};
+
+// Each step of a creation fails once: what was made before is destroyed in reverse, the user and the log are
+// told, the row is not routed, the intent stays, and the app sounds on.
+TEST_F(TapLifecycleTest, AFailureAtAnyStepRollsBackExactlyWhatWasMade) {
+  struct Case {
+    Operation operation;
+    bool forever;
+    const char* message;
+    const char* line;
+    std::vector<std::string> undo;
+  };
+  const std::vector<Case> cases = {
+      {Operation::createProcessTap,
+       false,
+       "Failed to tap music: error -50",
+       "Sonmere: Failed to create process tap for music: -50",
+       {}},
+      {Operation::tapUID,
+       true,
+       "Failed to get tap UID for music",
+       "Sonmere: Failed to get tap UID after retries: -50",
+       {"destroyProcessTap"}},
+      {Operation::createAggregateDevice,
+       false,
+       "Failed to create aggregate for music",
+       "Sonmere: Failed to create aggregate device: -50",
+       {"destroyProcessTap"}},
+      {Operation::createIOProc,
+       false,
+       "Failed to create IO proc for music",
+       "Sonmere: Failed to create IO proc: -50",
+       {"destroyAggregateDevice", "destroyProcessTap"}},
+      {Operation::startDevice,
+       false,
+       "Failed to start tap for music",
+       "Sonmere: Failed to start IO: -50",
+       {"stopDevice", "destroyIOProc", "destroyAggregateDevice", "destroyProcessTap"}},
+  };
+  for (const Case& failing : cases) {
+    SCOPED_TRACE(operationName(failing.operation));
+    begin();
+    music.play(SampleSources::tone(440, 0.5f));
+    const auto before = counts();
+    seen = world->host().ledger().size();
+    failing.forever ? world->host().faults().failFrom(failing.operation, 1, -50)
+                    : world->host().faults().failNth(failing.operation, 1, -50);
+    EXPECT_FALSE(world->engine->setRouted("music", true));
+    auto calls = newCalls();
+    ASSERT_GE(calls.size(), failing.undo.size());
+    EXPECT_EQ(std::vector(calls.end() - std::ptrdiff_t(failing.undo.size()), calls.end()), failing.undo);
+    EXPECT_EQ(std::ranges::count(calls, "tapUID"), failing.forever                                    ? 5
+                                                   : failing.operation == Operation::createProcessTap ? 0
+                                                                                                      : 1);
+    EXPECT_EQ(counts(), before);
+    EXPECT_EQ(world->error(), failing.message);
+    EXPECT_TRUE(world->logged(failing.line));
+    EXPECT_TRUE(world->logged("startTap failed for music (pid " + std::to_string(music.pid()) +
+                              ") — reverted to not-routed"));
+    EXPECT_FALSE(world->row("music").isEnabled);
+    EXPECT_EQ(world->settings.stringSet("sonmere.perapp.enabledApps"), std::set<std::string>{"music"});
+    EXPECT_FALSE(music.isSilenced());
+
+    world->host().faults().clear();
+    EXPECT_TRUE(world->engine->setRouted("music", true)) << "the next try works";
+    EXPECT_EQ(counts().runningIOProcs, 1u);
+  }
+}
+
+TEST_F(TapLifecycleTest, FiveReadsOfATapsUIDTakeEightMilliseconds) {
+  begin();
+  world->host().faults().failFrom(Operation::tapUID, 1, -50);
+  const Duration before = world->runtime.uptime();
+  world->engine->setRouted("music", true);
+  EXPECT_EQ(world->runtime.uptime() - before, fromMilliseconds(8));
+  world->host().faults().clear();
+  for (int i = 1; i <= 4; ++i) world->host().faults().failNth(Operation::tapUID, std::uint64_t(i), -50);
+  EXPECT_TRUE(world->engine->setRouted("music", true)) << "the fifth read is in time";
+}
+
+TEST_F(TapLifecycleTest, RefusalsAreExplained) {
+  begin({.supportsProcessTaps = false});
+  EXPECT_FALSE(world->engine->setRouted("music", true));
+  EXPECT_EQ(world->error(), "Per-app routing requires macOS 14.2 or later.");
+  for (const auto status : {PermissionStatus::denied, PermissionStatus::restricted}) {
+    begin({.audioCapture = status});
+    world->host().faults().failNth(Operation::createProcessTap, 1, -50);
+    EXPECT_FALSE(world->engine->setRouted("music", true));
+    EXPECT_EQ(world->error(),
+              status == PermissionStatus::restricted
+                  ? "Screen Recording access is restricted by a system policy."
+                  : "Screen Recording access denied. Open System Settings → Privacy & Security → Screen "
+                    "Recording and "
+                    "enable Sonmere. (Used to capture per-app audio — no video is recorded.)");
+  }
+}
+
+// From the server that needs time to settle to the one that does not.
+TEST_F(TapLifecycleTest, SettlingCostsTimeOnlyWhereTheServerNeedsIt) {
+  for (const bool needs : {false, true}) {
+    begin({.needsSettling = needs});
+    const Duration before = world->runtime.uptime();
+    ASSERT_TRUE(world->engine->setRouted("music", true));
+    EXPECT_EQ(world->runtime.uptime() - before, needs ? fromMilliseconds(100) : Duration::zero());
+  }
+}
+
+TEST_F(TapLifecycleTest, SavedBusesThatCannotBeRoutedToBecomeTheBridge) {
+  for (const int saved : {1, 12, -3}) {
+    world = std::make_unique<RoutingWorld>();
+    world->settings.set("sonmere.perapp.enabledApps", SettingsValue::Array{"music"});
+    world->settings.set("sonmere.perapp.buses", SettingsValue::Dictionary{{"music", saved}});
+    world->settings.set("sonmere.perapp.volumes", SettingsValue::Dictionary{{"music", 9.0}});
+    world->settings.set("sonmere.perapp.outputDevices", SettingsValue::Dictionary{{"music", "gone"}});
+    music = world->launch("music");
+    world->startEngine();
+    const auto tap = world->engine->tapOf("music");
+    ASSERT_TRUE(tap) << "armed on appearance";
+    EXPECT_EQ(tap->busIndex, 0);
+    EXPECT_EQ(tap->volume, 4.0f);
+    EXPECT_TRUE(world->logged(
+        "Sonmere: saved output device for music not present — bridge routing until it returns"));
+  }
+}
+
+TEST_F(TapLifecycleTest, MutingSilencesTheAppAndTheBusAndUnmutingBringsBothBack) {
+  begin();
+  music.play(SampleSources::tone(440, 0.5f));
+  world->engine->setBus("music", 2);
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  const auto speakers = world->host().hear(SimulatedHost::kSpeakersUID);
+  const auto track = world->host().readInput("ToneFerry_UID_Track_1");
+  const auto heard = [&](const auto& ear) {
+    world->wait(0.2);
+    ear->takePeak();
+    world->wait(0.2);
+    return ear->takePeak();
+  };
+  EXPECT_GT(heard(speakers), 0.4f) << "an unmuted tap leaves the app on its output";
+  EXPECT_GT(heard(track), 0.4f);
+  const auto tap = world->engine->tapOf("music");
+  world->engine->setMuted("music", true);
+  EXPECT_EQ(heard(speakers), 0);
+  EXPECT_EQ(heard(track), 0);
+  EXPECT_EQ(tap->level, 0);
+  world->engine->setMuted("music", false);
+  EXPECT_GT(heard(speakers), 0.4f);
+  EXPECT_GT(heard(track), 0.4f);
+  EXPECT_EQ(world->engine->tapOf("music"), tap) << "rebuilt on the same object";
+}
+
+TEST_F(TapLifecycleTest, AFailedRebuildStopsTheTap) {
+  begin();
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  world->host().faults().failFrom(Operation::startDevice, 1, -50);
+  world->engine->setMuted("music", true);
+  EXPECT_FALSE(world->row("music").isEnabled);
+  EXPECT_TRUE(world->engine->activeTaps().empty());
+  EXPECT_EQ(counts().taps, 0u);
+  EXPECT_FALSE(music.isSilenced());
+}
+
+TEST_F(TapLifecycleTest, AStoppedTapLivesUntilTheGraceIsOver) {
+  begin();
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  world->wait(0.5);
+  const std::weak_ptr tap = world->engine->tapOf("music");
+  world->engine->setRouted("music", false);
+  EXPECT_EQ(counts().taps, 0u);
+  world->wait(1.99);
+  EXPECT_FALSE(tap.expired());
+  world->wait(0.02);
+  EXPECT_TRUE(tap.expired());
+}
+
+TEST_F(TapLifecycleTest, AMoveOfBusTakesTheSoundAlongAndStopsTheEmptyBus) {
+  begin();
+  music.play(SampleSources::tone(440, 0.5f));
+  RealtimeGuard guard;
+  world->engine->setBus("music", 2);
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  world->wait(0.3);
+  EXPECT_TRUE(world->engine->setBus("music", 9));
+  EXPECT_FALSE(world->engine->setBus("music", 1));
+  EXPECT_FALSE(world->engine->setBus("music", 10));
+  EXPECT_FALSE(world->engine->outputs().isRunning(2));
+  const auto track8 = world->host().readInput("ToneFerry_UID_Track_8");
+  world->wait(0.3);
+  EXPECT_GT(track8->takePeak(), 0.4f);
+  EXPECT_REALTIME_SAFE(guard);
+}
+
+TEST_F(TapLifecycleTest, AServiceRestartBringsEveryRouteBack) {
+  begin();
+  music.play(SampleSources::tone(440, 0.5f));
+  world->engine->setBus("music", 2);
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  world->host().restartService(fromMilliseconds(400));
+  world->wait(0.2);
+  EXPECT_FALSE(music.isSilenced());
+  world->wait(3);
+  EXPECT_TRUE(world->row("music").isEnabled);
+  EXPECT_EQ(music.tapCount(), 1u);
+  const auto track = world->host().readInput("ToneFerry_UID_Track_1");
+  world->wait(0.2);
+  EXPECT_GT(track->takePeak(), 0.4f);
+  EXPECT_EQ(counts().taps, 1u);
+  EXPECT_EQ(counts().runningUnits, 1u);
+}
+
+TEST_F(TapLifecycleTest, BoostIsTakenFromAllWhenItIsNotAllowedAndStaysTaken) {
+  begin();
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  world->engine->setVolume("music", 7);
+  EXPECT_EQ(world->row("music").volume, 4);
+  world->engine->setBoostAllowed(false);
+  EXPECT_EQ(world->engine->tapOf("music")->volume, 1.0f);
+  world->engine->setBoostAllowed(true);
+  EXPECT_EQ(world->row("music").volume, 1);
+  EXPECT_EQ(world->settings.dictionary("sonmere.perapp.volumes")->at("music"), SettingsValue(1.0));
+}
+
+TEST_F(TapLifecycleTest, ADragOfTheVolumeIsSavedOnceAndNotLostAtTheEnd) {
+  begin();
+  for (int i = 0; i < 100; ++i) world->engine->setVolume("music", float(i) / 100);
+  EXPECT_FALSE(world->settings.object("sonmere.perapp.volumes"));
+  world->wait(0.6);
+  EXPECT_EQ(world->settings.dictionary("sonmere.perapp.volumes")->at("music"), SettingsValue(0.99f));
+  world->engine->setVolume("music", 0.25f);
+  world->engine.reset();
+  EXPECT_EQ(world->settings.dictionary("sonmere.perapp.volumes")->at("music"), SettingsValue(0.25f));
+}
+
+}  // namespace
+}  // namespace sonmere
