@@ -50,6 +50,11 @@ class PlanBuilder {
   const float* addTapSum(const SimulatedAggregate& aggregate, Plan& plan, const std::vector<Voice>& voices);
   void addTapAggregate(SimulatedAggregate& aggregate, SimulatedEndpoint& clock, Plan& plan,
                        const float* direct);
+  bool hearsEndpoint(const SimulatedAggregate& aggregate, const SimulatedEndpoint& endpoint) const;
+  std::vector<std::shared_ptr<ClockBridge>> tapLanes(SimulatedAggregate& aggregate,
+                                                     const SimulatedEndpoint& clock);
+  const float* addTapMix(Plan& plan, const float* direct,
+                         const std::vector<std::shared_ptr<ClockBridge>>& lanes);
   void addReblocking(SimulatedAggregate& aggregate, const SimulatedEndpoint& clock, Plan& plan,
                      const std::shared_ptr<Plan>& nested, const float* source);
   void addRenderers(SimulatedEndpoint& endpoint, Plan& plan);

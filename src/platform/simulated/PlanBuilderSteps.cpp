@@ -100,61 +100,69 @@ const float* PlanBuilder::addTapSum(const SimulatedAggregate& aggregate, Plan& p
   return sum;
 }
 
+bool PlanBuilder::hearsEndpoint(const SimulatedAggregate& aggregate,
+                                const SimulatedEndpoint& endpoint) const {
+  return std::ranges::any_of(graph_.processes, [&](const auto& entry) {
+    const SimulatedProcess& process = *entry.second;
+    const bool plays = process.isOwn ? graph_.hasOutputClients(endpoint.id)
+                                     : process.isPlaying && process.device == endpoint.id;
+    return plays && std::ranges::any_of(aggregate.description.tapUIDs, [&](const std::string& uid) {
+             const SimulatedTap* tap = graph_.tapForUID(uid);
+             return tap && graph_.covers(*tap, process);
+           });
+  });
+}
+
+// Bridges from all other endpoints on which the aggregate's taps hear something.
+std::vector<std::shared_ptr<ClockBridge>> PlanBuilder::tapLanes(SimulatedAggregate& aggregate,
+                                                                const SimulatedEndpoint& clock) {
+  std::vector<std::shared_ptr<ClockBridge>> lanes;
+  const auto add = [&](const SimulatedEndpoint& other) {
+    if (other.id == clock.id || !hearsEndpoint(aggregate, other)) return;
+    lanes.push_back(
+        bridge(aggregate, SimulatedAggregate::Lane::tap, other.id,
+               {2, trueRate(other), trueRate(clock), other.bufferFrames, clock.bufferFrames, true}));
+  };
+  for (const auto& [id, device] : graph_.devices) add(*device);
+  for (const auto& [id, other] : graph_.aggregates)
+    if (other->hasMembers()) add(*other);
+  return lanes;
+}
+
+// The clock's own block of the taps' sound, joined by what comes from other clocks.
+const float* PlanBuilder::addTapMix(Plan& plan, const float* direct,
+                                    const std::vector<std::shared_ptr<ClockBridge>>& lanes) {
+  if (direct && lanes.empty()) return direct;
+  const std::size_t samples = 2 * std::size_t(plan.frames);
+  float* mix = plan.newBlock(samples);
+  float* block = plan.newBlock(samples);
+  plan.steps.push_back([direct, mix, block, lanes, samples, frames = plan.frames](const AudioTimeStamp&) {
+    if (direct)
+      std::copy_n(direct, samples, mix);
+    else
+      std::fill_n(mix, samples, 0.0f);
+    for (const auto& lane : lanes) {
+      lane->read(block, frames);
+      for (std::size_t i = 0; i < samples; ++i) mix[i] += block[i];
+    }
+  });
+  return mix;
+}
+
 // Runs the aggregate's own cycle inside its clock's: the same blocks when rate and size agree, else blocks of
 // its own as they come about.
 void PlanBuilder::addTapAggregate(SimulatedAggregate& aggregate, SimulatedEndpoint& clock, Plan& plan,
                                   const float* direct) {
-  const std::uint32_t frames = plan.frames;
-  float* mix = plan.newBlock(std::size_t(2) * frames);
-  std::vector<std::shared_ptr<ClockBridge>> lanes;
-  auto addLane = [&](SimulatedEndpoint& other) {
-    if (other.id == clock.id) return;
-    const bool covered = std::ranges::any_of(graph_.processes, [&](const auto& entry) {
-      const SimulatedProcess& process = *entry.second;
-      const bool plays =
-          process.isOwn ? graph_.hasOutputClients(other.id) : process.isPlaying && process.device == other.id;
-      return plays && std::ranges::any_of(aggregate.description.tapUIDs, [&](const std::string& uid) {
-               const SimulatedTap* tap = graph_.tapForUID(uid);
-               return tap && graph_.covers(*tap, process);
-             });
-    });
-    if (!covered) return;
-    lanes.push_back(bridge(aggregate, SimulatedAggregate::Lane::tap, other.id,
-                           {2, trueRate(other), trueRate(clock), other.bufferFrames, frames, true}));
-  };
-  for (const auto& [id, device] : graph_.devices) addLane(*device);
-  for (const auto& [id, other] : graph_.aggregates)
-    if (other->hasMembers()) addLane(*other);
-
-  const float* source = direct;
-  if (!direct || !lanes.empty()) {
-    source = mix;
-    float* block = plan.newBlock(std::size_t(2) * frames);
-    plan.steps.push_back([direct, mix, block, lanes, frames](const AudioTimeStamp&) {
-      const std::size_t samples = 2 * std::size_t(frames);
-      if (direct)
-        std::copy_n(direct, samples, mix);
-      else
-        std::fill_n(mix, samples, 0.0f);
-      for (const auto& lane : lanes) {
-        lane->read(block, frames);
-        for (std::size_t i = 0; i < samples; ++i) mix[i] += block[i];
-      }
-    });
-  }
-
+  const float* source = addTapMix(plan, direct, tapLanes(aggregate, clock));
   std::shared_ptr<Plan> nested = newPlan(aggregate);
-  if (aggregate.sampleRate == clock.sampleRate && aggregate.bufferFrames == clock.bufferFrames) {
-    nested->inputBlock = nested->earlyInputBlock = source;
-    aggregate.reblocker.reset();
-    addRenderers(aggregate, *nested);
-    addInputClients(aggregate, *nested);
-    plan.steps.push_back([nested](const AudioTimeStamp& now) { nested->run(now.hostTime); });
-    return;
-  }
+  const bool sameBlocks =
+      aggregate.sampleRate == clock.sampleRate && aggregate.bufferFrames == clock.bufferFrames;
+  if (sameBlocks) nested->inputBlock = nested->earlyInputBlock = source;
   addRenderers(aggregate, *nested);
   addInputClients(aggregate, *nested);
-  addReblocking(aggregate, clock, plan, nested, source);
+  if (!sameBlocks) return addReblocking(aggregate, clock, plan, nested, source);
+  aggregate.reblocker.reset();
+  plan.steps.push_back([nested](const AudioTimeStamp& now) { nested->run(now.hostTime); });
 }
 
 void PlanBuilder::addReblocking(SimulatedAggregate& aggregate, const SimulatedEndpoint& clock, Plan& plan,
