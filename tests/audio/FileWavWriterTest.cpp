@@ -7,6 +7,7 @@
 
 #include <bit>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <random>
 
@@ -164,6 +165,7 @@ TEST(FileWavWriter, SurvivesTheDeathOfItsProcess) {
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFSIGNALED(status));
   const auto reader = mustOpen(path);
+  ASSERT_TRUE(reader);
   const auto found = readAll(*reader);
   ASSERT_EQ(found.size(), 50 * samples.size());
   for (std::size_t i = 0; i < found.size(); ++i) ASSERT_NEAR(found[i], samples[i % samples.size()], 1e-6);
@@ -306,6 +308,7 @@ TEST(FileWavWriter, HeaderTurnsIntoRF64BeyondFourGibibytes) {
       // Sparse: takes no room.
       std::filesystem::resize_file(path, header.size() + frames * bytesPerFrame);
       const auto reader = mustOpen(path);
+      ASSERT_TRUE(reader);
       EXPECT_EQ(reader->frameCount(), std::int64_t(frames));
       EXPECT_EQ(reader->container(), "wav");
       float last[2];
