@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <random>
 
 #include "base/VirtualRuntime.h"
 #include "dsp/Ring.h"
@@ -14,29 +15,36 @@ namespace {
 constexpr double kSecondsPerRound = 10;
 
 // A machine with the driver on which `apps` programs play noise, each routed with equaliser and limiter on.
-// `spread`: over all the Tracks; else all on one.
+// `spread`: over all the Tracks; else all on one. `masters`: the master chains of the Tracks are on too.
 struct BenchWorld {
-  BenchWorld(int apps, bool spread) : runtime(1), platform(runtime, log) {
+  BenchWorld(int apps, bool spread, bool withMasters) : runtime(1), platform(runtime, log) {
     platform.host().plugStandardMachine();
     platform.host().installDriver();
     speakers = platform.host().hear(SimulatedHost::kSpeakersUID, DeviceRecorder::Keep::hashOnly);
     engine.start();
-    for (int i = 0; i < apps; ++i) add("app" + std::to_string(i), spread ? 2 + i % 8 : 2, std::uint64_t(i));
+    for (int i = 0; i < apps; ++i) add("app" + std::to_string(i), spread ? 2 + i % 8 : 2, withMasters);
     runtime.advance(fromSeconds(1));
   }
-  void add(const std::string& id, int bus, std::uint64_t seed) {
+  void add(const std::string& id, int bus, bool withMaster) {
     SimulatedAppDescription description;
     description.bundleID = description.name = id;
     auto app = platform.host().launchApp(description);
     engine.refreshApps();
     engine.setBus(id, bus);
-    engine.effects().setAppEqualiser(id, {.isEnabled = true, .paraGain = 6}, SettingForm::live);
-    engine.effects().setMasterEqualiser(bus, {.isEnabled = true, .paraGain = -3}, SettingForm::live);
-    engine.effects().setMasterLimiter(bus, {true, -1}, SettingForm::live);
     engine.effects().setAppEqualiser(id, {.isEnabled = true, .paraGain = 6}, SettingForm::final);
     engine.effects().setAppLimiter(id, {true, -6}, SettingForm::final);
+    engine.effects().setMasterEqualiser(bus, {.isEnabled = withMaster, .paraGain = -3}, SettingForm::final);
+    engine.effects().setMasterLimiter(bus, {withMaster, -1}, SettingForm::final);
     engine.setRouted(id, true);
-    app.play(SampleSources::noise(seed, 0.7f));
+    app.play(SampleSources::samples(noise(), true));
+  }
+  // Made once, so that the programs cost no more than their copying.
+  static std::vector<float> noise() {
+    std::minstd_rand random(1);
+    std::uniform_real_distribution<float> distribution(-0.7f, 0.7f);
+    std::vector<float> samples(2 * 48000);
+    for (float& sample : samples) sample = distribution(random);
+    return samples;
   }
 
   Log log;
@@ -53,7 +61,7 @@ struct BenchWorld {
 
 // The whole server and all renders in virtual time; "x_realtime" is virtual seconds per second of one core.
 void wholeServer(benchmark::State& state) {
-  BenchWorld world(int(state.range(0)), state.range(1) != 0);
+  BenchWorld world(int(state.range(0)), state.range(1) != 0, state.range(2) != 0);
   double seconds = 0;
   for (auto _ : state) {
     world.runtime.advance(fromSeconds(kSecondsPerRound));
@@ -63,10 +71,11 @@ void wholeServer(benchmark::State& state) {
   state.counters["hash"] = double(world.speakers->hash() % 1'000'000);
 }
 BENCHMARK(wholeServer)
-    ->ArgNames({"apps", "spread"})
-    ->Args({8, 1})
-    ->Args({8, 0})
-    ->Args({32, 1})
+    ->ArgNames({"apps", "spread", "masters"})
+    ->Args({8, 1, 0})
+    ->Args({8, 1, 1})
+    ->Args({8, 0, 1})
+    ->Args({32, 1, 0})
     ->Unit(benchmark::kMillisecond)
     ->Repetitions(5)
     ->ReportAggregatesOnly();

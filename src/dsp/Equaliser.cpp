@@ -60,38 +60,61 @@ EQCoefficients build(const AppEQSettings& settings, Angle&& angleOf) {
   return result;
 }
 
-// Left and right of one frame in the first two lanes.
-using Lanes = float __attribute__((vector_size(16)));
+// Left and right of one frame, in the lower half of a register.
+using Stereo = float __attribute__((vector_size(16)));
 
-// The three sections fused in one loop, both channels at once: the same operations on the same values in the
-// same order per sample as three passes, so the same bits.
+Stereo both(double v) { return Stereo{float(v), float(v), 0, 0}; }
+
+// As one value of 8 bytes, which is one instruction each way.
+void loadFrame(Stereo& frame, const float* source) {
+  using Halves = double __attribute__((vector_size(16)));
+  double bits;
+  std::memcpy(&bits, source, sizeof bits);
+  frame = Stereo(Halves{bits, 0});
+}
+
+// One section on both channels at once. A value of its own, so that all of it stays in registers.
+struct Section {
+  template <class Coefficients>
+  Section(const Coefficients& c, const RTDoubles& delays, std::size_t index)
+      : b0(both(c[5 * index])),
+        b1(both(c[5 * index + 1])),
+        b2(both(c[5 * index + 2])),
+        a1(both(c[5 * index + 3])),
+        a2(both(c[5 * index + 4])),
+        z1{float(delays[4 * index]), float(delays[4 * index + 2]), 0, 0},
+        z2{float(delays[4 * index + 1]), float(delays[4 * index + 3]), 0, 0} {}
+
+  Stereo step(Stereo x) {
+    const Stereo y = b0 * x + z1;
+    z1 = (b1 * x - a1 * y) + z2;
+    z2 = b2 * x - a2 * y;
+    return y;
+  }
+  void save(RTDoubles& delays, std::size_t index) const {
+    delays.set(4 * index, z1[0]);
+    delays.set(4 * index + 1, z2[0]);
+    delays.set(4 * index + 2, z1[1]);
+    delays.set(4 * index + 3, z2[1]);
+  }
+
+  Stereo b0, b1, b2, a1, a2, z1, z2;
+};
+
+// The three sections fused in one loop: the same operations on the same values in the same order per sample
+// as three passes over the block, so the same bits.
 template <class Coefficients>
 void cascade(const Coefficients& c, RTDoubles& delays, std::size_t frames, float* buffer) noexcept {
-  Lanes b0[3], b1[3], b2[3], a1[3], a2[3], z1[3], z2[3];
-  const auto both = [](double v) { return Lanes{float(v), float(v), 0, 0}; };
-  for (std::size_t s = 0; s < 3; ++s) {
-    b0[s] = both(c[5 * s]), b1[s] = both(c[5 * s + 1]), b2[s] = both(c[5 * s + 2]);
-    a1[s] = both(c[5 * s + 3]), a2[s] = both(c[5 * s + 4]);
-    z1[s] = Lanes{float(delays[4 * s]), float(delays[4 * s + 2]), 0, 0};
-    z2[s] = Lanes{float(delays[4 * s + 1]), float(delays[4 * s + 3]), 0, 0};
-  }
+  Section highPassed(c, delays, 0), belled(c, delays, 1), lowPassed(c, delays, 2);
   for (std::size_t i = 0; i < frames; ++i) {
-    Lanes x = {buffer[2 * i], buffer[2 * i + 1], 0, 0};
-    for (std::size_t s = 0; s < 3; ++s) {
-      const Lanes y = b0[s] * x + z1[s];
-      z1[s] = (b1[s] * x - a1[s] * y) + z2[s];
-      z2[s] = b2[s] * x - a2[s] * y;
-      x = y;
-    }
-    buffer[2 * i] = x[0];
-    buffer[2 * i + 1] = x[1];
+    Stereo x;
+    loadFrame(x, buffer + 2 * i);
+    x = lowPassed.step(belled.step(highPassed.step(x)));
+    std::memcpy(buffer + 2 * i, &x, 2 * sizeof(float));
   }
-  for (std::size_t s = 0; s < 3; ++s) {
-    delays.set(4 * s, z1[s][0]);
-    delays.set(4 * s + 1, z2[s][0]);
-    delays.set(4 * s + 2, z1[s][1]);
-    delays.set(4 * s + 3, z2[s][1]);
-  }
+  highPassed.save(delays, 0);
+  belled.save(delays, 1);
+  lowPassed.save(delays, 2);
 }
 
 }  // namespace

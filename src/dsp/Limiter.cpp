@@ -23,12 +23,17 @@ float clampSample(float v, float ceiling) {
 float limitTo(float peak, float* buffer, std::size_t frames, float ceiling, float gain,
               const LimiterRates& rates) noexcept {
   const float target = gain * peak > ceiling ? ceiling / std::max(peak, 1e-9f) : 1.0f;
-  for (std::size_t i = 0; i < frames; ++i) {
+  std::size_t i = 0;
+  for (bool moves = true; i < frames && moves; ++i) {
     const float rate = gain > target ? rates.attack : rates.release;
-    gain = (gain - target) * rate + target;
+    const float next = (gain - target) * rate + target;
+    moves = next != gain;
+    gain = next;
     buffer[2 * i] = clampSample(buffer[2 * i] * gain, ceiling);
     buffer[2 * i + 1] = clampSample(buffer[2 * i + 1] * gain, ceiling);
   }
+  // A step that leaves the gain unchanged would do so to the end of the block.
+  for (std::size_t at = 2 * i; at < 2 * frames; ++at) buffer[at] = clampSample(buffer[at] * gain, ceiling);
   return gain;
 }
 

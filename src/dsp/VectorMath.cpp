@@ -3,12 +3,15 @@
 #include <cmath>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace sonmere {
 
 namespace {
 
 using Lanes = float __attribute__((vector_size(32)));
-using LaneBits = std::int32_t __attribute__((vector_size(32)));
 constexpr std::size_t kLanes = 8;
 
 // By memcpy through a reference: the vector type passes no function boundary, whose form would depend on the
@@ -30,18 +33,20 @@ void addScaled(float* target, const float* source, float gain, std::size_t n) no
 }
 
 float maxMagnitude(const float* buffer, std::size_t n) noexcept SONMERE_NONBLOCKING {
-  Lanes best{};
-  LaneBits magnitudeMask = {0x7fffffff, 0x7fffffff, 0x7fffffff, 0x7fffffff,
-                            0x7fffffff, 0x7fffffff, 0x7fffffff, 0x7fffffff};
-  std::size_t i = 0;
-  for (; i + kLanes <= n; i += kLanes) {
-    Lanes x;
-    loadLanes(x, buffer + i);
-    x = Lanes(LaneBits(x) & magnitudeMask);
-    best = x > best ? x : best;
-  }
   float result = 0;
-  for (std::size_t lane = 0; lane < kLanes; ++lane) result = best[lane] > result ? best[lane] : result;
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  // The instruction keeps its second operand when the first is no number.
+  const __m128 magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+  __m128 even = _mm_setzero_ps(), odd = even;
+  for (; i + 8 <= n; i += 8) {
+    even = _mm_max_ps(_mm_and_ps(_mm_loadu_ps(buffer + i), magnitude), even);
+    odd = _mm_max_ps(_mm_and_ps(_mm_loadu_ps(buffer + i + 4), magnitude), odd);
+  }
+  float lanes[4];
+  _mm_storeu_ps(lanes, _mm_max_ps(even, odd));
+  for (const float lane : lanes) result = lane > result ? lane : result;
+#endif
   for (; i < n; ++i) result = std::abs(buffer[i]) > result ? std::abs(buffer[i]) : result;
   return result;
 }
