@@ -95,6 +95,8 @@ VirtualRuntime::VirtualRuntime(std::uint64_t seed, bool shuffle, Date wallStart)
 
 VirtualRuntime::~VirtualRuntime() = default;
 
+Date VirtualRuntime::today() { return std::chrono::system_clock::now(); }
+
 Queue& VirtualRuntime::mainQueue() { return *main_; }
 Queue& VirtualRuntime::globalQueue() { return *global_; }
 

@@ -21,6 +21,9 @@ class VirtualRuntime final : public Runtime {
   static constexpr Date kDefaultStart{std::chrono::sys_days{std::chrono::year{2026} / 1 / 1} +
                                       std::chrono::hours(12)};
 
+  // The system's date, for runs whose dates people read.
+  static Date today();
+
   explicit VirtualRuntime(std::uint64_t seed, bool shuffle = true, Date wallStart = kDefaultStart);
   ~VirtualRuntime() override;
 

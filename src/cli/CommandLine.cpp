@@ -28,15 +28,21 @@ void addDemo(CLI::App& app, Arguments& arguments) {
   DemoArguments& d = arguments.demo;
   demo->add_option("--app", d.apps,
                    "An app and the audio file that it plays (default: three built-in pieces)")
-      ->type_name("ID=FILE");
+      ->type_name("ID=FILE")
+      ->allow_extra_args(false);
   demo->add_option("--route", d.routes,
                    "The bus of an app: 0 the bridge, 2 to 9 Track 1 to 8, off (default: a Track of its own)")
-      ->type_name("ID=BUS");
+      ->type_name("ID=BUS")
+      ->allow_extra_args(false);
   demo->add_option("--volume", d.volumes, "Linear volume, 0 to 4; above 1 the app is limited")
-      ->type_name("ID=GAIN");
+      ->type_name("ID=GAIN")
+      ->allow_extra_args(false);
   demo->add_option("--eq", d.equalisers, "Equaliser: any of hp:HZ, bell:HZ:DB:Q, lp:HZ, with commas between")
-      ->type_name("ID=SECTIONS");
-  demo->add_option("--limit", d.limits, "Limiter ceiling, -12 to 0 dB")->type_name("ID=DB");
+      ->type_name("ID=SECTIONS")
+      ->allow_extra_args(false);
+  demo->add_option("--limit", d.limits, "Limiter ceiling, -12 to 0 dB")
+      ->type_name("ID=DB")
+      ->allow_extra_args(false);
   demo->add_option("--seconds", d.seconds, "How long to play (default: 20)")->type_name("N");
   demo->add_option("--out", d.folder, "Folder of the recordings (default: sonmere-demo)")->type_name("DIR");
   demo->add_option("--depth", d.depth, "Sample format: int16, int24 or float32 (default: int16)")

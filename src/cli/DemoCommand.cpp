@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <optional>
 
@@ -84,7 +83,7 @@ int runDemoCommand(const DemoArguments& arguments, bool verbose) {
     });
   }
   // A run that is to be repeated has its own calendar too.
-  const Date start = request->seed ? VirtualRuntime::kDefaultStart : Date(std::chrono::system_clock::now());
+  const Date start = request->seed ? VirtualRuntime::kDefaultStart : VirtualRuntime::today();
   VirtualRuntime runtime(request->seed.value_or(1), true, start);
   return runOn(runtime, *request, verbose, [&] { runtime.advance(kTick); });
 }

@@ -1,0 +1,99 @@
+#include <gtest/gtest.h>
+
+#include "cli/DemoArguments.h"
+
+namespace sonmere {
+namespace {
+
+// The one line that the user gets, or "" where the arguments are fine.
+std::string complaint(const DemoArguments& arguments) {
+  const auto request = parseDemo(arguments);
+  return request ? "" : request.error().description;
+}
+
+DemoArguments twoApps() {
+  DemoArguments arguments;
+  arguments.apps = {"a=x.flac", "b=/tmp/y=z.wav"};
+  return arguments;
+}
+
+TEST(DemoArguments, MeanWhatTheySay) {
+  auto arguments = twoApps();
+  arguments.routes = {"a=3", "b=off"};
+  arguments.volumes = {"a=2", "b=0.5"};
+  arguments.equalisers = {"a=hp:120,bell:1000:-6:2,lp:9000"};
+  arguments.limits = {"b=-3"};
+  arguments.seconds = "2.5";
+  arguments.depth = "float32";
+  arguments.seed = "18446744073709551615";
+  arguments.folder = "out";
+  const auto request = parseDemo(arguments);
+  ASSERT_TRUE(request) << request.error().description;
+  const auto& [first, second] = std::tie(request->options.apps[0], request->options.apps[1]);
+  EXPECT_EQ(first.file, "x.flac");
+  EXPECT_EQ(second.file, "/tmp/y=z.wav");
+  EXPECT_EQ(first.bus, 3);
+  EXPECT_FALSE(second.bus);
+  EXPECT_EQ(first.volume, 2);
+  EXPECT_EQ(*first.equaliser, (AppEQSettings{true, 120, 9000, 1000, -6, 2}));
+  EXPECT_EQ(second.ceilingDb, -3);
+  EXPECT_EQ(request->options.seconds, 2.5);
+  EXPECT_EQ(request->options.bitDepth, RecordingBitDepth::float32);
+  EXPECT_EQ(request->seed, ~std::uint64_t(0));
+  EXPECT_TRUE(request->options.folder.starts_with("/"));
+}
+
+TEST(DemoArguments, EveryAppHasATrackOfItsOwnUnlessToldOtherwise) {
+  DemoArguments arguments;
+  for (int i = 0; i < 9; ++i) arguments.apps.push_back(std::string(1, char('a' + i)) + "=f.wav");
+  const auto request = parseDemo(arguments);
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->options.apps[0].bus, 2);
+  EXPECT_EQ(request->options.apps[7].bus, 9);
+  EXPECT_EQ(request->options.apps[8].bus, 2);
+}
+
+TEST(DemoArguments, AVolumeAboveTheLargestIsHeldAndTold) {
+  auto arguments = twoApps();
+  arguments.volumes = {"a=9"};
+  const auto request = parseDemo(arguments);
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->options.apps[0].volume, 4);
+  ASSERT_EQ(request->notes.size(), 1u);
+  EXPECT_EQ(request->notes[0], "--volume a=9: held to 4, the largest volume");
+}
+
+TEST(DemoArguments, WhatIsWrongIsNamed) {
+  const auto with = [](auto member, const char* value) {
+    auto arguments = twoApps();
+    (arguments.*member) = {value};
+    return complaint(arguments);
+  };
+  using A = DemoArguments;
+  EXPECT_EQ(
+      with(&A::routes, "a=1"),
+      "--route a=1: bus 1 is the internal mic bus; use 0 for the bridge, 2 to 9 for Track 1 to 8, or off");
+  EXPECT_EQ(with(&A::routes, "a=10"),
+            "--route a=10: \"10\" is not a bus; use 0 for the bridge, 2 to 9 for Track 1 to 8, or off");
+  for (const char* bus : {"a=x", "a=2.5", "a=-1", "a=1e9", "a=nan", "a=2 "})
+    EXPECT_NE(with(&A::routes, bus), "") << bus;
+  EXPECT_EQ(with(&A::routes, "c=2"), "--route c=2: there is no app \"c\"");
+  EXPECT_EQ(with(&A::routes, "a"), "--route a: expected ID=BUS");
+  for (const char* gain : {"a=-1", "a=loud", "a=inf", "a=1x"}) EXPECT_NE(with(&A::volumes, gain), "") << gain;
+  EXPECT_EQ(with(&A::volumes, "a=-1"),
+            "--volume a=-1: \"-1\" is not a gain; use a number from 0 to 4, where 1 is 100 %");
+  for (const char* eq :
+       {"a=hp", "a=hp:1", "a=lp:50", "a=bell:1000:6", "a=bell:1000:60:1", "a=hp:100,,lp:9000", "a=x:1"})
+    EXPECT_NE(with(&A::equalisers, eq), "") << eq;
+  for (const char* limit : {"a=1", "a=-13", "a=x"}) EXPECT_NE(with(&A::limits, limit), "") << limit;
+  EXPECT_EQ(with(&A::apps, "noequals"), "--app noequals: expected ID=FILE");
+  auto twice = twoApps();
+  twice.apps.push_back("a=z");
+  EXPECT_EQ(complaint(twice), "--app a=z: the app \"a\" is named twice");
+  for (const char* seconds : {"0", "-1", "x", "1e9"}) EXPECT_NE(with(&A::seconds, seconds), "") << seconds;
+  EXPECT_EQ(with(&A::depth, "int8"), "--depth int8: use int16, int24 or float32");
+  for (const char* seed : {"-1", "x", "1.5", ""}) EXPECT_NE(with(&A::seed, seed), "") << seed;
+}
+
+}  // namespace
+}  // namespace sonmere
