@@ -98,7 +98,7 @@ class Story {
       case 15:
         return breakSomething();
       case 16:
-        return below(3) == 0 ? world_.host().restartService(fromMilliseconds(below(500))) : void();
+        return disturb();
       case 17:
         return driver();
       case 18:
@@ -137,6 +137,16 @@ class Story {
     world_.engine->effects().setMasterEqualiser(pick(kBuses), equaliser, form);
     world_.engine->effects().setAppLimiter(app, {below(2) == 0, -double(below(12))}, form);
     world_.engine->effects().setMasterLimiter(pick(kBuses), {below(2) == 0, -1}, form);
+  }
+  void disturb() {
+    switch (below(4)) {
+      case 0:
+        return world_.host().restartService(fromMilliseconds(below(500)));
+      case 1:
+        world_.host().sleep();
+        world_.wait(double(below(2000)) / 1000);
+        return world_.host().wake();
+    }
   }
   void hotPlug() {
     SimulatedHost& host = world_.host();
