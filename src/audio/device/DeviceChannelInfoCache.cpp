@@ -6,6 +6,21 @@
 
 namespace sonmere {
 
+DeviceChannelInfoCache::DeviceChannelInfoCache(AudioHardware& hardware, Queue& mainQueue)
+    : hardware_(hardware) {
+  deviceListListener_ =
+      hardware
+          .addListener(kAudioObjectSystemObject, AudioProperty::devices, AudioScope::global, mainQueue,
+                       [weak = std::weak_ptr(self_)] {
+                         if (const auto self = weak.lock()) (*self)->clear();
+                       })
+          .value_or(0);
+}
+
+DeviceChannelInfoCache::~DeviceChannelInfoCache() {
+  if (deviceListListener_ != 0) hardware_.removeListener(deviceListListener_);
+}
+
 int DeviceChannelInfoCache::inputChannelCount(AudioDeviceID device) {
   const auto found = counts_.find(device);
   if (found != counts_.end()) return found->second;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 
 #include "audio/device/AudioHardware.h"
@@ -11,17 +12,23 @@ namespace sonmere {
 // frame. Filled on first ask, emptied when the device list changes. Main thread.
 class DeviceChannelInfoCache {
  public:
-  explicit DeviceChannelInfoCache(AudioHardware& hardware) : hardware_(hardware) {}
+  DeviceChannelInfoCache(AudioHardware& hardware, Queue& mainQueue);
+  ~DeviceChannelInfoCache();
+  DeviceChannelInfoCache(const DeviceChannelInfoCache&) = delete;
+  DeviceChannelInfoCache& operator=(const DeviceChannelInfoCache&) = delete;
 
   int inputChannelCount(AudioDeviceID device);
   // Channels count from 1.
   std::string channelName(AudioDeviceID device, AudioScope scope, int channel);
-  void clear();
 
  private:
+  void clear();
+
   AudioHardware& hardware_;
   std::map<AudioDeviceID, int> counts_;
   std::map<std::string, std::string> names_;  // by device, scope and channel
+  ListenerID deviceListListener_ = 0;
+  std::shared_ptr<DeviceChannelInfoCache*> self_ = std::make_shared<DeviceChannelInfoCache*>(this);
 };
 
 }  // namespace sonmere
