@@ -30,4 +30,8 @@ if(SONMERE_SANITIZE)
     add_compile_options(-fno-sanitize-recover=all)
   endif()
   add_compile_definitions(SONMERE_SANITIZED=1)
+  # GCC cannot follow initialisation through the sanitizers' checks and blames the standard library.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
 endif()

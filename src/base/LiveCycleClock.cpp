@@ -11,13 +11,12 @@ namespace sonmere {
 
 namespace {
 
-// Above ordinary threads, below what an audio server gives its own.
-constexpr int kCyclePriority = 10;
-
 void becomeRealtime() {
   // The shortest timer slack, for where real-time priority is refused.
   prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
 #ifndef SONMERE_SANITIZED  // a sanitizer's own locks spin: at real-time priority they would starve the holder
+  // Above ordinary threads, below what an audio server gives its own.
+  constexpr int kCyclePriority = 10;
   const sched_param parameters{kCyclePriority};
   pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameters);
 #endif
