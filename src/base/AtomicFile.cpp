@@ -182,10 +182,10 @@ Outcome<void> createFolders(const fs::path& path) {
 void sweepStaleTemporaries(const fs::path& folder, const std::string& name) {
   std::error_code ignored;
   std::vector<fs::path> stale;
-  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-    const std::string temporary = entry.path().filename().string();
+  for (fs::directory_iterator entry(folder, ignored), end; entry != end; entry.increment(ignored)) {
+    const std::string temporary = entry->path().filename().string();
     if (const pid_t writer = writerOf(temporary, name); writer != 0 && !isWriting(writer, temporary))
-      stale.push_back(entry.path());
+      stale.push_back(entry->path());
   }
   for (const fs::path& path : stale) fs::remove(path, ignored);
 }

@@ -1,6 +1,7 @@
 #include "base/RenderRetirement.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace sonmere {
 
@@ -23,6 +24,12 @@ void RenderRetirement::retire(std::shared_ptr<const void> object, Duration grace
         pending.inside.push_back({reader, epoch});
   pending_.push_back(std::move(pending));
   sweepLater(grace);
+}
+
+std::vector<std::shared_ptr<const void>> RenderRetirement::takePending() {
+  std::vector<std::shared_ptr<const void>> objects;
+  for (Pending& pending : std::exchange(pending_, {})) objects.push_back(std::move(pending.object));
+  return objects;
 }
 
 void RenderRetirement::sweepLater(Duration delay) {

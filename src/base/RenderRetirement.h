@@ -28,6 +28,8 @@ class RenderRetirement {
   void retire(std::shared_ptr<const void> object, Duration grace);
 
   std::size_t pendingCount() const { return pending_.size(); }
+  // Hands over all that waits, to an owner who outlives the readers.
+  std::vector<std::shared_ptr<const void>> takePending();
 
  private:
   struct Held {

@@ -33,8 +33,11 @@ std::optional<std::vector<std::string>> SettingsStore::stringArray(std::string_v
   const auto array = read<SettingsValue::Array>(*this, key);
   if (!array) return std::nullopt;
   std::vector<std::string> strings;
-  for (const SettingsValue& value : *array)
-    if (const std::string* text = value.as<std::string>()) strings.push_back(*text);
+  for (const SettingsValue& value : *array) {
+    const std::string* text = value.as<std::string>();
+    if (!text) return std::nullopt;
+    strings.push_back(*text);
+  }
   return strings;
 }
 

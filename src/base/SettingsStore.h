@@ -30,7 +30,7 @@ class SettingsStore {
   // Whole numbers read as numbers too.
   std::optional<double> number(std::string_view key) const;
   std::optional<std::string> string(std::string_view key) const;
-  // Array of strings; entries of another kind are left out.
+  // Array of strings; one with any other entry reads as absent.
   std::optional<std::vector<std::string>> stringArray(std::string_view key) const;
   std::optional<SettingsValue::Dictionary> dictionary(std::string_view key) const;
   std::optional<std::string> data(std::string_view key) const;

@@ -40,7 +40,7 @@ float limitTo(float peak, float* buffer, std::size_t frames, float ceiling, floa
 }  // namespace
 
 LimiterRates limiterRates(double sampleRate) {
-  return {std::exp(-1.0f / float(0.005 * sampleRate)), std::exp(-1.0f / float(0.05 * sampleRate))};
+  return {std::exp(float(-1 / (0.005 * sampleRate))), std::exp(float(-1 / (0.05 * sampleRate)))};
 }
 
 float limiterCeiling(double ceilingDb) { return float(std::pow(10.0, ceilingDb / 20)); }

@@ -26,7 +26,7 @@ float limiterCeiling(double ceilingDb);
 
 // Limits `samples` samples (of `frames` stereo frames) in place, and returns the new gain. The target is
 // fixed for the block by its peak, there is no look-ahead; the clamp at the end guarantees the ceiling.
-// A sample that is not a number comes out as the negative ceiling. Render thread.
+// A sample that is not a number makes the target 1 and comes out as the negative ceiling. Render thread.
 float limit(float* buffer, std::size_t samples, std::size_t frames, float ceiling, float gain,
             const LimiterRates& rates) noexcept SONMERE_NONBLOCKING;
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -36,18 +37,24 @@ float maxMagnitude(const float* buffer, std::size_t n) noexcept SONMERE_NONBLOCK
   float result = 0;
   std::size_t i = 0;
 #if defined(__SSE2__)
-  // The instruction keeps its second operand when the first is no number.
+  // The instruction keeps its second operand when the first is no number; those are noted beside it.
   const __m128 magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
-  __m128 even = _mm_setzero_ps(), odd = even;
+  __m128 even = _mm_setzero_ps(), odd = even, strange = even;
   for (; i + 8 <= n; i += 8) {
-    even = _mm_max_ps(_mm_and_ps(_mm_loadu_ps(buffer + i), magnitude), even);
-    odd = _mm_max_ps(_mm_and_ps(_mm_loadu_ps(buffer + i + 4), magnitude), odd);
+    const __m128 a = _mm_and_ps(_mm_loadu_ps(buffer + i), magnitude);
+    const __m128 b = _mm_and_ps(_mm_loadu_ps(buffer + i + 4), magnitude);
+    strange = _mm_or_ps(strange, _mm_cmpunord_ps(a, b));
+    even = _mm_max_ps(a, even);
+    odd = _mm_max_ps(b, odd);
   }
+  if (_mm_movemask_ps(strange) != 0) return std::numeric_limits<float>::quiet_NaN();
   float lanes[4];
   _mm_storeu_ps(lanes, _mm_max_ps(even, odd));
   for (const float lane : lanes) result = lane > result ? lane : result;
 #endif
-  for (; i < n; ++i) result = std::abs(buffer[i]) > result ? std::abs(buffer[i]) : result;
+  // False for a value that is no number, which so replaces the result and stays.
+  for (; i < n; ++i)
+    result = std::abs(buffer[i]) <= result ? result : std::isnan(result) ? result : std::abs(buffer[i]);
   return result;
 }
 

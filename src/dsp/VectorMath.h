@@ -14,7 +14,7 @@ void scale(float* buffer, float gain, std::size_t n) noexcept SONMERE_NONBLOCKIN
 void addTo(float* target, const float* source, std::size_t n) noexcept SONMERE_NONBLOCKING;
 // target += source * gain
 void addScaled(float* target, const float* source, float gain, std::size_t n) noexcept SONMERE_NONBLOCKING;
-// Largest |x|; values that are not numbers are passed over.
+// Largest |x|; not a number when any value is none.
 float maxMagnitude(const float* buffer, std::size_t n) noexcept SONMERE_NONBLOCKING;
 // Sum of x^2 in eight partial sums by index modulo 8, added pairwise: a fixed order that vectorises.
 float sumOfSquares(const float* buffer, std::size_t n) noexcept SONMERE_NONBLOCKING;

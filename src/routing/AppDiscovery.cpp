@@ -25,41 +25,39 @@ AppDiscovery::~AppDiscovery() {
   if (callAudioListener_) hardware.removeListener(callAudioListener_);
 }
 
-ListenerID AppDiscovery::listen(AudioObjectID object, AudioProperty property, std::function<void()> handler) {
-  const auto listener = context_.platform.hardware().addListener(
+Result<ListenerID> AppDiscovery::listen(AudioObjectID object, AudioProperty property,
+                                        std::function<void()> handler) {
+  return context_.platform.hardware().addListener(
       object, property, AudioScope::global, context_.runtime.mainQueue(),
       [weak = std::weak_ptr(self_), handler = std::move(handler)] {
         if (weak.lock()) handler();
       });
-  return listener.value_or(0);
 }
 
 void AppDiscovery::installListeners() {
-  AudioHardware& hardware = context_.platform.hardware();
-  const auto install = [&](AudioProperty property, std::function<void()> handler) -> OSStatus {
-    const auto listener = hardware.addListener(kAudioObjectSystemObject, property, AudioScope::global,
-                                               context_.runtime.mainQueue(),
-                                               [weak = std::weak_ptr(self_), handler = std::move(handler)] {
-                                                 if (weak.lock()) handler();
-                                               });
-    if (!listener) return listener.error();
-    listeners_.push_back(*listener);
-    return noErr;
+  const auto install = [this](AudioProperty property, const char* failure, std::function<void()> handler) {
+    const auto listener = listen(kAudioObjectSystemObject, property, std::move(handler));
+    if (listener)
+      listeners_.push_back(*listener);
+    else
+      context_.log.error(fmt::format(fmt::runtime(failure), listener.error()));
   };
-  if (const OSStatus status = install(AudioProperty::processObjectList, [this] { scheduleRefresh(); });
-      status != noErr)
-    context_.log.error(fmt::format("Sonmere: Failed to install process-object-list listener: {}", status));
-  if (const OSStatus status = install(AudioProperty::devices, [this] { deviceListChanged(); });
-      status != noErr)
-    context_.log.error(
-        fmt::format("AppTapEngine: failed to register device-list listener (status={})", status));
-  if (const OSStatus status = install(AudioProperty::serviceRestarted, [this] { serviceRestarted(); });
-      status != noErr)
-    context_.log.error(
-        fmt::format("AppTapEngine: failed to register service-restart listener (status={})", status));
+  install(AudioProperty::processObjectList, "Sonmere: Failed to install process-object-list listener: {}",
+          [this] { scheduleRefresh(); });
+  install(AudioProperty::devices, "AppTapEngine: failed to register device-list listener (status={})",
+          [this] { deviceListChanged(); });
+  install(AudioProperty::serviceRestarted,
+          "AppTapEngine: failed to register service-restart listener (status={})",
+          [this] { serviceRestarted(); });
   RunningApplications& applications = context_.platform.applications();
   workspaceObservers_.push_back(applications.observeLaunches([this](const auto&) { scheduleRefresh(); }));
   workspaceObservers_.push_back(applications.observeTerminations([this](const auto&) { scheduleRefresh(); }));
+}
+
+void AppDiscovery::forgetObjects() {
+  webKitOutputListeners_.clear();
+  callAudioListenerObject_ = kAudioObjectUnknown;
+  callAudioListener_ = 0;
 }
 
 void AppDiscovery::scheduleRefresh() {
@@ -114,6 +112,7 @@ void AppDiscovery::addMember(std::vector<PendingAppFamily>& families,
                              std::map<std::string, bool>& hasRegularOwner, const Member& member) {
   RunningApplications& applications = context_.platform.applications();
   const Owner owner = findOwner(member);
+  if (owner.key == applications.ownBundleID()) return;
   auto family = std::ranges::find(families, owner.key, &PendingAppFamily::bundleID);
   if (family == families.end()) {
     PendingAppFamily fresh{member.pid, owner.key, FamilyRules::nameFromBundleID(owner.key), "", {}};
@@ -171,18 +170,18 @@ void AppDiscovery::watchWebKit(const std::set<AudioObjectID>& present) {
   });
   for (const AudioObjectID object : present)
     if (!webKitOutputListeners_.contains(object))
-      if (const ListenerID listener =
-              listen(object, AudioProperty::isRunningOutput, [this] { scheduleRefresh(); }))
-        webKitOutputListeners_[object] = listener;
+      if (const auto listener = listen(object, AudioProperty::isRunningOutput, [this] { scheduleRefresh(); }))
+        webKitOutputListeners_[object] = *listener;
 }
 
 void AppDiscovery::watchCallAudio(AudioObjectID daemon) {
   if (daemon != callAudioListenerObject_) {
     if (callAudioListener_) context_.platform.hardware().removeListener(callAudioListener_);
     callAudioListenerObject_ = daemon;
-    callAudioListener_ = daemon == kAudioObjectUnknown
-                             ? 0
-                             : listen(daemon, AudioProperty::isRunningOutput, [this] { readCallState(); });
+    callAudioListener_ =
+        daemon == kAudioObjectUnknown
+            ? 0
+            : listen(daemon, AudioProperty::isRunningOutput, [this] { readCallState(); }).value_or(0);
   }
   readCallState();
 }

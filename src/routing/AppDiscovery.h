@@ -24,6 +24,8 @@ class AppDiscovery {
   std::function<void(bool isCallActive)> callStateChanged;
 
   void installListeners();
+  // After a restart of the server: listeners on its objects are dead, whatever their IDs.
+  void forgetObjects();
   void scheduleRefresh();
   // Nothing when the process list can't be read. In the order of the first process of each family.
   std::optional<std::vector<PendingAppFamily>> readFamilies();
@@ -46,7 +48,7 @@ class AppDiscovery {
   void watchWebKit(const std::set<AudioObjectID>& present);
   void watchCallAudio(AudioObjectID daemon);
   void readCallState();
-  ListenerID listen(AudioObjectID object, AudioProperty property, std::function<void()> handler);
+  Result<ListenerID> listen(AudioObjectID object, AudioProperty property, std::function<void()> handler);
 
   EngineContext& context_;
   bool processListRefreshScheduled_ = false;

@@ -19,7 +19,6 @@ constexpr Duration kLevelInterval = fromMilliseconds(33);
 // The server publishes its objects one by one after a restart.
 constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
 constexpr Duration kTeardownWait = std::chrono::seconds(5);
-constexpr double kFallbackRate = 48000.0;
 
 bool sameObjects(const std::vector<AudioObjectID>& a, const std::vector<AudioObjectID>& b) {
   return std::set(a.begin(), a.end()) == std::set(b.begin(), b.end());
@@ -45,6 +44,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
   outputs_.didStart = [this](int bus) { taps_.matchRates(bus); };
   taps_.loadEffects = [this](SingleAppTap& tap) { effects_.load(tap); };
   taps_.tapsDidChange = [this] { reconcileLevelTimer(); };
+  taps_.tapLost = [this](const SingleAppTap& tap) { revertRoute(tap.bundleID, tap.pid); };
   discovery_.refresh = [this] { refreshApps(); };
   discovery_.deviceListChanged = [this] { deviceListChanged(); };
   discovery_.serviceRestarted = [this] { serviceRestarted(); };
@@ -55,8 +55,11 @@ AppTapEngine::~AppTapEngine() {
   flushPendingSaves();
   taps_.tapsDidChange = nullptr;
   core_.render->engineAlive = false;
-  for (int bus = 0; bus < kBusCount; ++bus) outputs_.stop(bus);
-  core_.teardown.drain(kTeardownWait);
+  outputs_.close();
+  while (!core_.activeTaps.empty()) taps_.stopTap(core_.activeTaps.begin()->first);
+  if (core_.teardown.drain(kTeardownWait)) return;
+  context_.log.error("Sonmere: an output unit would not stop; what it may hold is kept");
+  core_.render->keptForStalledUnits = core_.retirement.takePending();
 }
 
 void AppTapEngine::start() {
@@ -82,8 +85,8 @@ void AppTapEngine::refreshDevicesIfStale() {
   lastDeviceEnumTime_ = now;
 }
 
-// Families that were there keep their row's values; new ones take what is saved; a pinned one keeps its row
-// while its app does not run. Rows stay where they were, new ones come last.
+// Families that were there keep their row's values; new ones take what is saved; one that is pinned or to be
+// routed keeps its row while its app does not run. Rows stay where they were, new ones come last.
 std::vector<TappedAppInfo> AppTapEngine::mergeRows(const std::vector<PendingAppFamily>& families) {
   std::vector<TappedAppInfo> rows;
   const auto add = [&](const std::string& bundleID, const PendingAppFamily* family) {
@@ -114,7 +117,8 @@ std::vector<TappedAppInfo> AppTapEngine::mergeRows(const std::vector<PendingAppF
 
   for (const TappedAppInfo& old : *availableApps) {
     const PendingAppFamily* family = familyOf(old.bundleID);
-    if ((family || isPinned(old.bundleID)) && isShown(old.bundleID)) add(old.bundleID, family);
+    const bool isKept = family || isPinned(old.bundleID) || state_.isIntended(old.bundleID);
+    if (isKept && isShown(old.bundleID)) add(old.bundleID, family);
   }
   for (const PendingAppFamily& family : families)
     if (!row(family.bundleID) && isShown(family.bundleID)) add(family.bundleID, &family);
@@ -124,6 +128,14 @@ std::vector<TappedAppInfo> AppTapEngine::mergeRows(const std::vector<PendingAppF
 }
 
 void AppTapEngine::refreshApps() {
+  // An observer of what happens below asked: once more, when this is over.
+  if (isRefreshing_) return scheduleRefresh();
+  isRefreshing_ = true;
+  readRows();
+  isRefreshing_ = false;
+}
+
+void AppTapEngine::readRows() {
   refreshDevicesIfStale();
   const auto families = discovery_.readFamilies();
   if (!families) return;
@@ -133,6 +145,7 @@ void AppTapEngine::refreshApps() {
     const TappedAppInfo* old = row(next.bundleID);
     updateRoute(next, !next.audioObjectIDs.empty() && (!old || old->audioObjectIDs.empty()));
   }
+  outputs_.retryMissing();
   // Last, so that whoever observes the rows finds the taps as the rows say.
   availableApps.set(std::move(rows));
 }
@@ -152,7 +165,8 @@ void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
       context_.log.info(fmt::format("Sonmere: {} family changed (was {} procs, now {}) — rebuilding tap",
                                     row.bundleID, tap->audioObjectIDs.size(), row.audioObjectIDs.size()));
     taps_.stopTap(tap->pid);
-    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row);
+    row.level = 0;
+    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row, tap->monitorEnabled);
     if (!row.audioObjectIDs.empty() && !row.isEnabled)
       context_.log.error(fmt::format("tap rebuild failed for {} after family change — reverted to not-routed",
                                      row.bundleID));
@@ -208,37 +222,54 @@ std::shared_ptr<SingleAppTap> AppTapEngine::tapOf(const std::string& bundleID) c
   return nullptr;
 }
 
+void AppTapEngine::publishRows() {
+  availableApps.update([](auto&) {});
+}
+
+void AppTapEngine::revertRoute(const std::string& bundleID, ProcessID pid) {
+  context_.log.error(fmt::format("startTap failed for {} (pid {}) — reverted to not-routed", bundleID, pid));
+  if (TappedAppInfo* row = findRow(bundleID)) {
+    row->isEnabled = false;
+    row->level = 0;
+  }
+  publishRows();
+}
+
 bool AppTapEngine::setRouted(const std::string& bundleID, bool routed) {
-  TappedAppInfo* row = findRow(bundleID);
+  const TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   state_.setIntended(bundleID, routed);
-  if (!routed) {
-    if (const auto tap = tapOf(bundleID)) taps_.stopTap(tap->pid);
-    row->isEnabled = false;
-  } else if (!row->isEnabled && !row->audioObjectIDs.empty()) {
-    row->isEnabled = taps_.startTap(*row);
-    if (!row->isEnabled)
-      context_.log.error(
-          fmt::format("startTap failed for {} (pid {}) — reverted to not-routed", bundleID, row->id));
-  }
-  const bool isAsWanted = row->isEnabled == routed || row->audioObjectIDs.empty();
   saveState();
-  availableApps.update([](auto&) {});
-  return isAsWanted;
+  const bool isRunning = !row->audioObjectIDs.empty();
+  if (routed && isRunning && !tapOf(bundleID)) {
+    const TappedAppInfo app = *row;
+    if (!taps_.startTap(app)) {
+      revertRoute(bundleID, app.id);
+      return false;
+    }
+  }
+  if (const auto tap = tapOf(bundleID); tap && !routed) taps_.stopTap(tap->pid);
+  // Looked up again: whoever observed a message may have changed the rows.
+  if (TappedAppInfo* now = findRow(bundleID)) {
+    now->isEnabled = tapOf(bundleID) != nullptr;
+    if (!now->isEnabled) now->level = 0;
+  }
+  publishRows();
+  return true;
 }
 
 bool AppTapEngine::setBus(const std::string& bundleID, int bus) {
   TappedAppInfo* row = findRow(bundleID);
   if (!row || !isRoutableBus(bus)) return false;
   row->busIndex = bus;
-  if (const auto tap = tapOf(bundleID)) {
-    const ProcessID pid = tap->pid;
-    taps_.moveTap(pid, bus);
-    if (!taps_.applyMuteRule(pid)) row->isEnabled = false;
-  }
   saveState();
-  availableApps.update([](auto&) {});
-  return true;
+  bool isRendered = true;
+  if (const auto tap = tapOf(bundleID)) {
+    taps_.moveTap(tap->pid, bus);
+    isRendered = taps_.applyMuteRule(tap->pid);
+  }
+  publishRows();
+  return isRendered;
 }
 
 bool AppTapEngine::setVolume(const std::string& bundleID, float volume) {
@@ -246,35 +277,40 @@ bool AppTapEngine::setVolume(const std::string& bundleID, float volume) {
   if (!row) return false;
   row->volume = clampAppVolume(volume, context_.flags.boostAllowed);
   if (row->monitorLinked) row->monitorVolume = row->volume;
-  if (const auto tap = tapOf(bundleID)) {
-    tap->volume = row->volume;
-    tap->monitorVolume = row->monitorVolume;
-  }
+  applyVolumes(*row);
   saveVolumeSoon();
-  availableApps.update([](auto&) {});
+  publishRows();
   return true;
+}
+
+void AppTapEngine::applyVolumes(const TappedAppInfo& row) {
+  const auto tap = tapOf(row.bundleID);
+  if (!tap) return;
+  tap->volume = row.volume;
+  tap->monitorVolume = row.monitorVolume;
 }
 
 bool AppTapEngine::setMuted(const std::string& bundleID, bool muted) {
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   row->isMuted = muted;
+  saveState();
+  bool isRendered = true;
   if (const auto tap = tapOf(bundleID)) {
     tap->isMuted = muted;
-    if (!taps_.applyMuteRule(tap->pid)) row->isEnabled = false;
+    isRendered = taps_.applyMuteRule(tap->pid);
   }
-  saveState();
-  availableApps.update([](auto&) {});
-  return true;
+  publishRows();
+  return isRendered;
 }
 
 bool AppTapEngine::setMonitorVolume(const std::string& bundleID, float volume) {
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   row->monitorVolume = clampAppVolume(volume, context_.flags.boostAllowed);
-  if (const auto tap = tapOf(bundleID)) tap->monitorVolume = row->monitorVolume;
+  applyVolumes(*row);
   saveVolumeSoon();
-  availableApps.update([](auto&) {});
+  publishRows();
   return true;
 }
 
@@ -283,13 +319,10 @@ bool AppTapEngine::setMonitorLinked(const std::string& bundleID, bool linked) {
   if (!row) return false;
   row->monitorLinked = linked;
   if (linked) row->monitorVolume = row->volume;
-  if (const auto tap = tapOf(bundleID)) {
-    tap->monitorLinked = linked;
-    tap->levelFollowsVolume = linked;
-    tap->monitorVolume = row->monitorVolume;
-  }
+  if (const auto tap = tapOf(bundleID)) tap->monitorLinked = linked;
+  applyVolumes(*row);
   saveState();
-  availableApps.update([](auto&) {});
+  publishRows();
   return true;
 }
 
@@ -299,14 +332,11 @@ void AppTapEngine::setBoostAllowed(bool allowed) {
   for (TappedAppInfo& row : availableApps.silently()) {
     row.volume = clampAppVolume(row.volume, allowed);
     row.monitorVolume = clampAppVolume(row.monitorVolume, allowed);
-    if (const auto tap = tapOf(row.bundleID)) {
-      tap->volume = row.volume;
-      tap->monitorVolume = row.monitorVolume;
-    }
+    applyVolumes(row);
   }
   state_.clampVolumes(allowed);
   saveState();
-  availableApps.update([](auto&) {});
+  publishRows();
 }
 
 void AppTapEngine::setMicSend(int bus, float gain) {
@@ -338,6 +368,8 @@ void AppTapEngine::deviceListChanged() {
 }
 
 void AppTapEngine::serviceRestarted() {
+  outputs_.dropAll();
+  discovery_.forgetObjects();
   restartRecheck_ = context_.runtime.mainQueue().postAfter(kServiceRestartDelay, [this] {
     outputs_.reconcileDevices();
     refreshApps();
@@ -349,15 +381,15 @@ void AppTapEngine::serviceRestarted() {
 
 void AppTapEngine::setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) {
   if (!isBus(bus)) return;
+  const bool isRecorded = ring != nullptr;
   core_.render->masters[std::size_t(bus)].recorder.publish(std::move(ring), core_.retirement, kSnapshotGrace);
+  // The file no longer holds the bus at its rate, once whoever recorded has let go of it.
+  if (!isRecorded)
+    rateChecks_[std::size_t(bus)] =
+        context_.runtime.mainQueue().postAfter(Duration::zero(), [this, bus] { outputs_.checkRate(bus); });
 }
 
-double AppTapEngine::busSampleRate(int bus) const {
-  if (const auto rate = outputs_.sampleRate(bus)) return *rate;
-  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
-    return CoreAudioUtils::nominalRate(core_.hardware(), *bridge).value_or(kFallbackRate);
-  return kFallbackRate;
-}
+double AppTapEngine::busSampleRate(int bus) const { return outputs_.rateOrDefault(bus); }
 
 // Meters.
 
@@ -381,10 +413,7 @@ void AppTapEngine::copyLevels() {
 }
 
 std::vector<RingReport> AppTapEngine::latencyRings() const {
-  double rate = kFallbackRate;
-  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
-    if (const auto nominal = CoreAudioUtils::nominalRate(core_.hardware(), *bridge); nominal && *nominal > 0)
-      rate = *nominal;
+  const double rate = core_.bridgeRate().value_or(kFallbackRate);
   std::vector<RingReport> rows;
   for (const auto& [pid, tap] : core_.activeTaps) {
     rows.push_back(ringReport("route:" + tap->bundleID, tap->ringProbe, rate));

@@ -49,7 +49,8 @@ class AppTapEngine final : public LatencySource {
   void unpin(const std::string& bundleID);
   void removeCallAudioOverride();
 
-  // Routing of one app. Each answers false for an app that has no row or a bus that apps can't route to.
+  // Routing of one app. Each answers false when nothing came of it: the app has no row, the bus is none that
+  // apps route to, or the tap could not be made. The wish of an app that does not run is kept for its return.
   bool setRouted(const std::string& bundleID, bool routed);
   bool setBus(const std::string& bundleID, int bus);
   bool setVolume(const std::string& bundleID, float volume);  // linear, held to 0 up to the maximum
@@ -90,6 +91,11 @@ class AppTapEngine final : public LatencySource {
  private:
   TappedAppInfo* findRow(const std::string& bundleID);
   std::vector<TappedAppInfo> mergeRows(const std::vector<PendingAppFamily>& families);
+  void readRows();
+  void publishRows();
+  // A tap could not be made: the row shows it, the intent stays.
+  void revertRoute(const std::string& bundleID, ProcessID pid);
+  void applyVolumes(const TappedAppInfo& row);
   void updateRoute(TappedAppInfo& row, bool justAppeared);
   void stopVanished(const std::vector<TappedAppInfo>& rows);
   void refreshDevicesIfStale();
@@ -111,6 +117,8 @@ class AppTapEngine final : public LatencySource {
 
   std::vector<CoreAudioUtils::OutputDevice> physicalOutputs_;
   std::optional<Duration> lastDeviceEnumTime_;
+  bool isRefreshing_ = false;
+  std::array<ScopedTask, kBusCount> rateChecks_;
   ScopedTask volumeSaveDebounce_;
   ScopedTask restartRecheck_;
   ScopedTask levelTimer_;

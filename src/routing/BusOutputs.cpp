@@ -8,14 +8,16 @@
 
 namespace sonmere {
 
-namespace {
-constexpr double kFallbackRate = 48000.0;
-constexpr double kSameRateHz = 1.0;
-}  // namespace
-
 BusOutputs::BusOutputs(RoutingCore& core) : core_(core) {}
 
-BusOutputs::~BusOutputs() {
+BusOutputs::~BusOutputs() { close(); }
+
+void BusOutputs::close() {
+  closed_ = true;
+  dropAll();
+}
+
+void BusOutputs::dropAll() {
   for (int bus = 0; bus < kBusCount; ++bus) stop(bus);
 }
 
@@ -26,12 +28,16 @@ std::optional<double> BusOutputs::sampleRate(int bus) const {
   return outputs_[std::size_t(bus)]->context->sampleRate;
 }
 
+double BusOutputs::rateOrDefault(int bus) const {
+  if (const auto rate = sampleRate(bus)) return *rate;
+  return core_.bridgeRate().value_or(kFallbackRate);
+}
+
 // A running file cannot change its rate; otherwise bus 0 is the rate master of the system.
 double BusOutputs::chooseRate(int bus, AudioDeviceID device) const {
   if (recordingRate)
     if (const auto rate = recordingRate(bus)) return *rate;
-  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
-    if (const auto rate = CoreAudioUtils::nominalRate(core_.hardware(), *bridge)) return *rate;
+  if (const auto rate = core_.bridgeRate()) return *rate;
   return CoreAudioUtils::nominalRate(core_.hardware(), device).value_or(kFallbackRate);
 }
 
@@ -47,7 +53,7 @@ std::expected<BusOutputs::Output, BusOutputs::StartFailure> BusOutputs::build(in
   auto unit = hardware.newOutputUnit();
   if (!unit) return fail("create output AudioUnit", unit.error());
 
-  Output output{std::move(*unit), nullptr, *device, {}};
+  Output output{nullptr, std::move(*unit), *device, {}};
   if (const OSStatus status = output.unit->setCurrentDevice(*device); status != noErr)
     return fail("set output device", status);
   const double rate = chooseRate(bus, *device);
@@ -68,7 +74,7 @@ std::expected<BusOutputs::Output, BusOutputs::StartFailure> BusOutputs::build(in
 }
 
 void BusOutputs::start(int bus) {
-  if (!isBus(bus) || isRunning(bus)) return;
+  if (!isBus(bus) || isRunning(bus) || closed_) return;
   auto built = build(bus);
   if (!built) {
     core_.fail(built.error().message);
@@ -106,8 +112,13 @@ void BusOutputs::reconcileDevices() {
     if (isRunning(bus) &&
         CoreAudioUtils::deviceForBus(core_.hardware(), bus) != outputs_[std::size_t(bus)]->device)
       stop(bus);
-    if (isWanted(bus) && !isRunning(bus) && CoreAudioUtils::deviceForBus(core_.hardware(), bus)) start(bus);
   }
+  retryMissing();
+}
+
+void BusOutputs::retryMissing() {
+  for (int bus = 0; bus < kBusCount; ++bus)
+    if (isWanted(bus) && !isRunning(bus) && CoreAudioUtils::deviceForBus(core_.hardware(), bus)) start(bus);
 }
 
 // The bus follows bus 0, and its own device too, since the unit would convert between two rates otherwise.
@@ -116,7 +127,7 @@ void BusOutputs::listenForRate(int bus, Output& output) {
     const auto listener =
         core_.hardware().addListener(device, AudioProperty::nominalSampleRate, AudioScope::global,
                                      core_.runtime().mainQueue(), [weak = std::weak_ptr(self_), bus] {
-                                       if (const auto self = weak.lock()) (*self)->rateChanged(bus);
+                                       if (const auto self = weak.lock()) (*self)->checkRate(bus);
                                      });
     if (listener) output.rateListeners.push_back(*listener);
   };
@@ -125,15 +136,15 @@ void BusOutputs::listenForRate(int bus, Output& output) {
   if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus)) listen(*bridge);
 }
 
-void BusOutputs::rateChanged(int bus) {
+void BusOutputs::checkRate(int bus) {
   if (!isRunning(bus)) return;
   const Output& output = *outputs_[std::size_t(bus)];
   if (std::abs(chooseRate(bus, output.device) - output.context->sampleRate) < kSameRateHz) return;
   stop(bus);
-  // What gathered in the rings meanwhile would stay as delay.
+  start(bus);
+  // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
   for (const auto& [pid, tap] : core_.activeTaps)
     if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
-  start(bus);
 }
 
 }  // namespace sonmere

@@ -28,17 +28,29 @@ class BusOutputs {
   bool isRunning(int bus) const;
   // Starts or stops the unit as its taps and mic send ask.
   void reconcile(int bus);
+  // Stops every unit and starts none from now on.
+  void close();
+  // After a restart of the server: every unit is dead, whatever its device's ID.
+  void dropAll();
+  // Restarts the unit where the rate that its bus should have is another than it has.
+  void checkRate(int bus);
   // After a change of the device list: units whose device went or was replaced are dropped, and wanted buses
   // get their unit again.
   void reconcileDevices();
 
+  // Tries again to start the units that wanted buses lack, where their devices are there.
+  void retryMissing();
+
   // Rate of the running unit; nothing while the bus has none.
   std::optional<double> sampleRate(int bus) const;
+  // The unit's rate, else the bridge's, else 48000.
+  double rateOrDefault(int bus) const;
 
  private:
   struct Output {
-    std::unique_ptr<OutputUnit> unit;
+    // In this order: the unit goes before what its callback works on.
     std::shared_ptr<OutputAUContext> context;
+    std::unique_ptr<OutputUnit> unit;
     AudioDeviceID device = kAudioObjectUnknown;
     std::vector<ListenerID> rateListeners;
   };
@@ -50,9 +62,9 @@ class BusOutputs {
   double chooseRate(int bus, AudioDeviceID device) const;
   std::expected<Output, StartFailure> build(int bus);
   void listenForRate(int bus, Output& output);
-  void rateChanged(int bus);
 
   RoutingCore& core_;
+  bool closed_ = false;
   std::array<std::optional<Output>, kBusCount> outputs_;
   std::shared_ptr<BusOutputs*> self_ = std::make_shared<BusOutputs*>(this);
 };

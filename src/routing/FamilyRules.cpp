@@ -41,8 +41,6 @@ bool isWebKitProcess(std::string_view bundleID) {
   return table.contains(bundleID);
 }
 
-bool isWebApp(std::string_view bundleID) { return bundleID.starts_with("com.apple.Safari.WebApp."); }
-
 std::optional<std::string> helperOwner(std::string_view bundleID) {
   const auto at = bundleID.find(".helper");
   if (at == std::string_view::npos || at == 0) return std::nullopt;

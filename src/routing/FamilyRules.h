@@ -23,8 +23,6 @@ bool isSiriProcess(std::string_view bundleID);
 bool isSystemSoundServer(std::string_view bundleID);
 // Content processes of the system's web engine, which have no row of their own.
 bool isWebKitProcess(std::string_view bundleID);
-// A web app of its own among the browsers' families.
-bool isWebApp(std::string_view bundleID);
 // The identifier of a helper's owner; nothing for a process that is no helper.
 std::optional<std::string> helperOwner(std::string_view bundleID);
 // "com.vendor.Player" gives "Player".

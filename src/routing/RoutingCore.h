@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "audio/device/CoreAudioUtils.h"
 #include "audio/device/EngineContext.h"
 #include "audio/device/TeardownQueue.h"
 #include "base/Observable.h"
@@ -14,6 +15,9 @@
 
 namespace sonmere {
 
+// The rate where none can be read, and how near two rates count as one, in Hz.
+constexpr double kFallbackRate = 48000.0;
+constexpr double kSameRateHz = 1.0;
 // How long an unlisted tap, list or ring stays for a render that may hold it.
 constexpr Duration kSnapshotGrace = std::chrono::seconds(2);
 
@@ -28,7 +32,16 @@ struct RoutingCore {
   AudioHardware& hardware() const { return context.platform.hardware(); }
   Runtime& runtime() const { return context.runtime; }
   Log& log() const { return context.log; }
-  void fail(std::string message) { errorMessage.set(std::move(message)); }
+  // A failure that the user is told of, and the log.
+  void fail(const std::string& message) {
+    log().error("Sonmere: " + message);
+    errorMessage.set(message);
+  }
+  // Nominal rate of bus 0, the rate master of the system, in Hz; nothing without the driver.
+  std::optional<double> bridgeRate() const {
+    const auto bridge = CoreAudioUtils::deviceForBus(hardware(), kBridgeBus);
+    return bridge ? CoreAudioUtils::nominalRate(hardware(), *bridge) : std::nullopt;
+  }
 
   EngineContext& context;
   Observable<std::optional<std::string>> errorMessage;

@@ -11,6 +11,7 @@ namespace {
 constexpr const char* kEQPrefix = "sonmere.appEQSettings.";
 constexpr const char* kAppLimiterPrefix = "sonmere.appLimiterSettings.";
 constexpr const char* kMasterLimiterPrefix = "sonmere.masterLimiterSettings.";
+constexpr const char* kSpectrumVisibleKey = "sonmere.eqSpectrumVisible";
 
 std::string masterEQKey(int bus) {
   return kEQPrefix + std::string(FamilyRules::kMasterKey) + std::to_string(bus);
@@ -23,9 +24,11 @@ T stored(const SettingsStore& settings, const std::string& key) {
   return {};
 }
 
+// A record that could not be read back (a number that is none) is not written.
 template <class T>
 void store(SettingsStore& settings, const std::string& key, const T& record) {
-  settings.set(key, SettingsData{encodeJSON(record)});
+  if (std::string json = encodeJSON(record); decodeJSON<T>(json))
+    settings.set(key, SettingsData{std::move(json)});
 }
 
 void applyEqualiserTo(SingleAppTap& tap, const AppEQSettings& settings) {
@@ -42,6 +45,7 @@ void applyLimiterTo(SingleAppTap& tap, const AppLimiterSettings& settings) {
 
 RoutingEffects::RoutingEffects(RoutingCore& core) : core_(core) {
   const SettingsStore& settings = core.context.settings;
+  core.context.flags.spectrumVisible = settings.boolValue(kSpectrumVisibleKey);
   for (int bus = 0; bus < kBusCount; ++bus) {
     const auto at = std::size_t(bus);
     masterEQSettings.silently()[at] = stored<AppEQSettings>(settings, masterEQKey(bus));
@@ -50,6 +54,16 @@ RoutingEffects::RoutingEffects(RoutingCore& core) : core_(core) {
     applyMasterEqualiser(bus, masterEQSettings.get()[at]);
     applyMasterLimiter(bus, masterLimiterSettings.get()[at]);
   }
+}
+
+void RoutingEffects::setActiveEqualiser(const std::string& bundleID) {
+  activeEQBundleID_ = bundleID;
+  core_.context.flags.equaliserAvailable = !bundleID.empty();
+}
+
+void RoutingEffects::setSpectrumVisible(bool visible) {
+  core_.context.settings.set(kSpectrumVisibleKey, visible);
+  core_.context.flags.spectrumVisible = visible;
 }
 
 AppEQSettings RoutingEffects::equaliserOf(const std::string& bundleID) const {

@@ -19,14 +19,18 @@ class RoutingEffects {
  public:
   explicit RoutingEffects(RoutingCore& core);
 
-  // Keyed by bundle identifier; the volume mixer observes both.
+  // By bundle identifier.
   Observable<std::map<std::string, AppEQSettings>> eqSettings;
   Observable<std::map<std::string, AppLimiterSettings>> appLimiterSettings;
   // By bus.
   Observable<std::array<AppEQSettings, kBusCount>> masterEQSettings;
   Observable<std::array<MasterLimiterSettings, kBusCount>> masterLimiterSettings;
-  // The app whose editor is open; empty for none.
-  std::string activeEQBundleID;
+
+  // The app whose equaliser panel is open, empty for none: spectra are fed only for an open panel, and only
+  // while they are shown.
+  const std::string& activeEQBundleID() const { return activeEQBundleID_; }
+  void setActiveEqualiser(const std::string& bundleID);
+  void setSpectrumVisible(bool visible);
 
   AppEQSettings equaliserOf(const std::string& bundleID) const;
   AppLimiterSettings limiterOf(const std::string& bundleID) const;
@@ -44,6 +48,7 @@ class RoutingEffects {
   void applyMasterLimiter(int bus, const MasterLimiterSettings& settings);
 
   RoutingCore& core_;
+  std::string activeEQBundleID_;
 };
 
 }  // namespace sonmere

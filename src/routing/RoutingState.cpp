@@ -23,6 +23,13 @@ std::optional<double> asNumber(const SettingsValue& value) {
   return std::nullopt;
 }
 
+// A whole number that fits an int.
+std::optional<int> asIndex(const SettingsValue& value) {
+  const auto number = asNumber(value);
+  if (!number || *number != std::floor(*number) || std::abs(*number) > 1e6) return std::nullopt;
+  return int(*number);
+}
+
 template <class Take>
 void forEach(const SettingsStore& settings, const char* key, Take&& take) {
   if (const auto entries = settings.dictionary(key))
@@ -40,7 +47,7 @@ RoutingState::RoutingState(SettingsStore& settings, bool boostAllowed)
     if (const auto* muted = value.template as<bool>()) rows_[id].isMuted = *muted;
   });
   forEach(settings, kBusesKey, [&](const auto& id, const auto& value) {
-    if (const auto* bus = value.template as<std::int64_t>()) rows_[id].busIndex = int(*bus);
+    if (const auto bus = asIndex(value)) rows_[id].busIndex = *bus;
   });
   forEach(settings, kMonitorVolumesKey, [&](const auto& id, const auto& value) {
     if (const auto v = asNumber(value)) rows_[id].monitorVolume = clampAppVolume(float(*v), boostAllowed);
@@ -55,10 +62,10 @@ RoutingState::RoutingState(SettingsStore& settings, bool boostAllowed)
   forEach(settings, kOutputChannelsKey, [&](const auto& id, const auto& value) {
     const auto* pair = value.template as<SettingsValue::Array>();
     if (!pair || pair->size() != 2) return;
-    const auto left = asNumber((*pair)[0]), right = asNumber((*pair)[1]);
+    const auto left = asIndex((*pair)[0]), right = asIndex((*pair)[1]);
     if (!left || !right) return;
-    rows_[id].outputLeftChannel = int(*left);
-    rows_[id].outputRightChannel = int(*right);
+    rows_[id].outputLeftChannel = *left;
+    rows_[id].outputRightChannel = *right;
   });
 }
 

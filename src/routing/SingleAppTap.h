@@ -13,6 +13,7 @@
 #include "base/RenderClaim.h"
 #include "dsp/Equaliser.h"
 #include "dsp/RTDoubles.h"
+#include "dsp/RenderFlags.h"
 #include "dsp/Ring.h"
 #include "dsp/RingLedger.h"
 #include "dsp/RingProbe.h"
@@ -25,7 +26,7 @@ namespace sonmere {
 // effect values change at any time from the main thread.
 struct SingleAppTap {
   SingleAppTap(ProcessID mainPID, std::vector<AudioObjectID> objects, std::string familyKey,
-               const HostClock& clock);
+               const HostClock& clock, const RenderFlags& flags);
 
   // Main thread.
   ProcessID pid;
@@ -34,13 +35,12 @@ struct SingleAppTap {
   TapAggregate objects;
   int busIndex = 0;                                    // 0 or 2 to 9
   AudioDeviceID outputDeviceID = kAudioObjectUnknown;  // 0 on a bus, else the device of its renderer
-  bool monitorLinked = true;
-  bool createdMuted = false;  // the mute behaviour of the platform tap
+  bool createdMuted = false;                           // the mute behaviour of the platform tap
 
   // Main thread writes, callbacks read.
   RTScalar<float> volume{1.0f};         // linear
   RTScalar<float> monitorVolume{1.0f};  // linear
-  RTScalar<bool> levelFollowsVolume{true};
+  RTScalar<bool> monitorLinked{true};   // the monitor and the meter follow the volume
   RTScalar<bool> isMuted{false};
   RTScalar<bool> monitorEnabled{false};
   RTScalar<bool> eqEnabled{false};
@@ -55,6 +55,7 @@ struct SingleAppTap {
 
   // I/O procedure.
   const HostClock& hostClock;
+  const RenderFlags& renderFlags;
   RTScalar<float> level{0.0f};  // 0 to 1
   RTScalar<std::uint64_t> levelStamp{0};
   RTScalar<std::int64_t> callbackCount{0};

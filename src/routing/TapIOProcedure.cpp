@@ -21,16 +21,16 @@ void meter(SingleAppTap& tap, const float* samples, std::int64_t n) noexcept {
   float rms = 0;
   if (!tap.isMuted && n > 0) {
     rms = std::sqrt(sumOfSquares(samples, std::size_t(n)) / float(n));
-    if (tap.levelFollowsVolume) rms *= tap.volume;
+    if (tap.monitorLinked) rms *= tap.volume;
   }
   tap.level = meterLevel(rms);
   tap.levelStamp = tap.hostClock.hostTime();
 }
 
-void capture(SingleAppTap& tap, const RenderFlags& flags, const AudioBuffer& buffer) noexcept {
+void capture(SingleAppTap& tap, const AudioBuffer& buffer) noexcept {
   const std::int64_t n = buffer.byteSize / 4;
   meter(tap, buffer.data, n);
-  if (flags.spectrumWanted()) tap.spectrum.feed(buffer.data, n);
+  if (tap.renderFlags.spectrumWanted()) tap.spectrum.feed(buffer.data, n);
   if (tap.isMuted) return;
   ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, buffer.data, n);
   tap.ledger.written.add(n);
@@ -41,10 +41,10 @@ void capture(SingleAppTap& tap, const RenderFlags& flags, const AudioBuffer& buf
 OSStatus tapIOProcedure(void* clientData, const AudioTimeStamp&, AudioBufferList input,
                         AudioBufferList output) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
-  const auto* context = static_cast<const TapIOContext*>(clientData);
-  if (!context) return noErr;
-  context->tap->callbackCount.add(1);
-  if (const AudioBuffer* buffer = firstFilled(input)) capture(*context->tap, *context->flags, *buffer);
+  auto* tap = static_cast<SingleAppTap*>(clientData);
+  if (!tap) return noErr;
+  tap->callbackCount.add(1);
+  if (const AudioBuffer* buffer = firstFilled(input)) capture(*tap, *buffer);
   for (const AudioBuffer& buffer : output)
     if (buffer.data) std::memset(buffer.data, 0, buffer.byteSize);
   return noErr;

@@ -1,19 +1,13 @@
 #pragma once
 
 #include "audio/device/AudioHardware.h"
-#include "dsp/RenderFlags.h"
 #include "routing/SingleAppTap.h"
 
 namespace sonmere {
 
-// What the I/O procedure gets as client data. Outlives every call.
-struct TapIOContext {
-  SingleAppTap* tap = nullptr;
-  const RenderFlags* flags = nullptr;
-};
-
-// Meters a block of captured audio, feeds the spectrum, and writes the block into the tap's ring. A muted tap
-// writes nothing, so its ring drains and stays drained. Render thread of the tap's aggregate.
+// Client data: the SingleAppTap, which outlives every call. Meters a block of captured audio, feeds the
+// spectrum, and writes the block into the tap's ring. A muted tap writes nothing, so its ring drains and
+// stays drained. Render thread of the tap's aggregate.
 OSStatus tapIOProcedure(void* clientData, const AudioTimeStamp& now, AudioBufferList input,
                         AudioBufferList output) noexcept SONMERE_NONBLOCKING;
 

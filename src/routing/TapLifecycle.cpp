@@ -12,9 +12,6 @@ namespace sonmere {
 
 namespace {
 
-constexpr double kFallbackRate = 48000.0;
-constexpr double kSameRateHz = 1.0;
-
 std::string permissionMessage(PermissionStatus status) {
   if (status == PermissionStatus::restricted)
     return "Screen Recording access is restricted by a system policy.";
@@ -43,17 +40,10 @@ bool TapLifecycle::wantsMutedTap(const SingleAppTap& tap) const {
          tap.outputDeviceID != kAudioObjectUnknown || mixModeIsEnabled;
 }
 
-double TapLifecycle::rateOfBus(int bus) const {
-  if (const auto rate = outputs_.sampleRate(bus)) return *rate;
-  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
-    return CoreAudioUtils::nominalRate(core_.hardware(), *bridge).value_or(kFallbackRate);
-  return kFallbackRate;
-}
-
 // The aggregate delivers at the rate of the bus, so that the ring needs no conversion.
 void TapLifecycle::matchRate(const SingleAppTap& tap) {
   if (tap.objects.aggDeviceID == kAudioObjectUnknown || tap.outputDeviceID != kAudioObjectUnknown) return;
-  const double wanted = rateOfBus(clampBus(tap.busIndex));
+  const double wanted = outputs_.rateOrDefault(clampBus(tap.busIndex));
   const auto present = core_.hardware().nominalSampleRate(tap.objects.aggDeviceID);
   if (present && std::abs(*present - wanted) < kSameRateHz) return;
   core_.hardware().setNominalSampleRate(tap.objects.aggDeviceID, wanted);
@@ -67,7 +57,7 @@ void TapLifecycle::matchRates(int bus) {
 void TapLifecycle::reportFailure(const SingleAppTap& tap, const TapAggregateFailure& failure) {
   const auto tell = [&](const std::string& line, std::string message) {
     core_.log().error(line);
-    core_.fail(std::move(message));
+    core_.errorMessage.set(std::move(message));
   };
   const OSStatus status = failure.status;
   switch (failure.step) {
@@ -105,7 +95,7 @@ TapAggregatePlan TapLifecycle::makePlan(SingleAppTap& tap, bool muted) {
   plan.aggregateUID = fmt::format("Sonmere_AppTap_{}_{}", tap.pid, makeShortUUID(core_.runtime()));
   plan.aggregateName = "Sonmere Tap - " + tap.bundleID;
   plan.procedure = tapIOProcedure;
-  plan.clientData = ioContexts_.at(&tap).get();
+  plan.clientData = &tap;
   plan.beforeSettling = [this, &tap](AudioDeviceID aggregate) {
     tap.objects.aggDeviceID = aggregate;
     matchRate(tap);
@@ -124,34 +114,34 @@ bool TapLifecycle::createPlatformObjects(SingleAppTap& tap, bool muted) {
   return made.has_value();
 }
 
-void TapLifecycle::adoptOutputDevice(SingleAppTap& tap, const TappedAppInfo& app) {
+// An app plays on a bus for as long as nothing renders taps to devices: on the device it would fall silent.
+void TapLifecycle::noteOutputDevice(const TappedAppInfo& app) {
   if (!app.outputDeviceUID || app.outputDeviceUID->empty()) return;
-  if (CoreAudioUtils::deviceForUID(core_.hardware(), *app.outputDeviceUID)) return;
-  core_.log().info(fmt::format(
-      "Sonmere: saved output device for {} not present — bridge routing until it returns", tap.bundleID));
+  const bool isPresent = CoreAudioUtils::deviceForUID(core_.hardware(), *app.outputDeviceUID).has_value();
+  core_.log().info(fmt::format("Sonmere: saved output device for {} {}", app.bundleID,
+                               isPresent ? "can't be rendered to in this version — bridge routing"
+                                         : "not present — bridge routing until it returns"));
 }
 
-bool TapLifecycle::startTap(const TappedAppInfo& app) {
+bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
   if (!checkPlatform()) return false;
   if (core_.activeTaps.contains(app.id)) return true;
   if (app.audioObjectIDs.empty()) return false;
   core_.log().info(fmt::format("Sonmere: Starting tap for {} (PID {}, {} audio process objects)",
                                app.bundleID, app.id, app.audioObjectIDs.size()));
-  auto tap = std::make_shared<SingleAppTap>(app.id, app.audioObjectIDs, app.bundleID, core_.hardware());
+  auto tap = std::make_shared<SingleAppTap>(app.id, app.audioObjectIDs, app.bundleID, core_.hardware(),
+                                            core_.context.flags);
   tap->volume = app.volume;
   tap->isMuted = app.isMuted;
   tap->monitorLinked = app.monitorLinked;
-  tap->levelFollowsVolume = app.monitorLinked;
   tap->monitorVolume = app.monitorLinked ? app.volume : app.monitorVolume;
   tap->busIndex = isRoutableBus(app.busIndex) ? app.busIndex : kBridgeBus;
-  adoptOutputDevice(*tap, app);
+  if (monitored) tap->allocateMonitorBuffer();
+  tap->monitorEnabled = monitored;
+  noteOutputDevice(app);
   if (loadEffects) loadEffects(*tap);
 
-  ioContexts_[tap.get()] = std::make_unique<TapIOContext>(TapIOContext{tap.get(), &core_.context.flags});
-  if (!createPlatformObjects(*tap, wantsMutedTap(*tap))) {
-    ioContexts_.erase(tap.get());
-    return false;
-  }
+  if (!createPlatformObjects(*tap, wantsMutedTap(*tap))) return false;
   core_.activeTaps[app.id] = tap;
   publish();
   outputs_.reconcile(tap->busIndex);
@@ -179,7 +169,6 @@ void TapLifecycle::stopTap(ProcessID pid) {
   publish();
   core_.log().info(fmt::format("Sonmere: Stopping tap for PID {} (bus {})", pid, tap->busIndex));
   destroyTapAggregate(core_.hardware(), tap->objects);
-  ioContexts_.erase(tap.get());
   outputs_.reconcile(clampBus(tap->busIndex));
   if (tapsDidChange) tapsDidChange();
 }
@@ -192,6 +181,7 @@ bool TapLifecycle::rebuildTap(ProcessID pid, bool muted) {
   if (createPlatformObjects(*tap, muted)) return true;
   tap->outputDeviceID = kAudioObjectUnknown;
   stopTap(pid);
+  if (tapLost) tapLost(*tap);
   return false;
 }
 

@@ -19,15 +19,19 @@ class TapLifecycle {
 
   // Loads the stored effects of an app into its new tap.
   std::function<void(SingleAppTap&)> loadEffects;
-  // Told after each change of the set of taps, to re-arm monitors and feeds.
+  // Told after each change of the set of taps.
   std::function<void()> tapsDidChange;
   bool mixModeIsEnabled = false;
 
-  // The full creation with roll-back; a failure leaves errorMessage set and nothing behind.
-  bool startTap(const TappedAppInfo& app);
+  // Told when a tap that ran is gone because it could not be made anew.
+  std::function<void(const SingleAppTap&)> tapLost;
+
+  // The full creation with roll-back; a failure leaves errorMessage set and nothing behind. `monitored`: the
+  // tap takes over the monitor of the one before it.
+  bool startTap(const TappedAppInfo& app, bool monitored = false);
   void stopTap(ProcessID pid);
   // Makes the platform objects of a live tap anew; ring, effects and meters survive. On failure the tap
-  // stops.
+  // stops and is lost.
   bool rebuildTap(ProcessID pid, bool muted);
   // For a tap that delivers only silence.
   void healTap(ProcessID pid);
@@ -48,13 +52,11 @@ class TapLifecycle {
   TapAggregatePlan makePlan(SingleAppTap& tap, bool muted);
   void reportFailure(const SingleAppTap& tap, const TapAggregateFailure& failure);
   void matchRate(const SingleAppTap& tap);
-  double rateOfBus(int bus) const;
   void publish();
-  void adoptOutputDevice(SingleAppTap& tap, const TappedAppInfo& app);
+  void noteOutputDevice(const TappedAppInfo& app);
 
   RoutingCore& core_;
   BusOutputs& outputs_;
-  std::map<const SingleAppTap*, std::unique_ptr<TapIOContext>> ioContexts_;
 };
 
 }  // namespace sonmere

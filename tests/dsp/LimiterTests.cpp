@@ -55,6 +55,15 @@ TEST(Limiter, SilenceRecoversTheGainAsSoundWould) {
             0.99995f);
 }
 
+// Not even a silent block lets one through.
+TEST(Limiter, NothingThatIsNoNumberComesOut) {
+  std::vector<float> block(64, 0.0f);
+  block[5] = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_EQ(limitUnlessSilent(block.data(), 64, 32, 0.5f, 1.0f, kBusQuietThreshold, kLimiterRates48k), 1.0f);
+  EXPECT_EQ(block[5], -0.5f);
+  EXPECT_EQ(reference::peakOf(block.data(), 64), 0.5f);
+}
+
 TEST(Limiter, EqualsThePlainLoopBitForBit) {
   RealtimeGuard guard;
   std::mt19937 random(3);
@@ -98,8 +107,12 @@ TEST(VectorMath, EqualsPlainLoops) {
     addScaled(y.data(), x.data(), 0.3f, n);
     EXPECT_EQ(y, expected);
   }
-  const float odd[] = {0.5f, std::numeric_limits<float>::quiet_NaN(), -3, 1, 2, 0, 0, 0, 0, -7};
-  EXPECT_EQ(maxMagnitude(odd, 10), 7);
+  std::vector<float> odd(21, 0.0f);
+  for (std::size_t i = 0; i < odd.size(); ++i) {
+    odd.assign(odd.size(), 0.5f);
+    odd[i] = -std::numeric_limits<float>::quiet_NaN();
+    EXPECT_TRUE(std::isnan(maxMagnitude(odd.data(), odd.size()))) << i;
+  }
 }
 
 TEST(Boost, ClampsToWhatIsAllowed) {

@@ -37,6 +37,7 @@ TEST_F(AppDiscoveryTest, FoldsProcessesIntoTheAppsThatPeopleKnow) {
   daemon("com.apple.sirittsd");
   daemon("com.apple.CoreSpeech");
   daemon("com.vendor.daemon.Speech");
+  daemon("com.sonmere.ToneFerry.helper.Renderer");
   world.startEngine();
   EXPECT_EQ(rows(), (IDs{"com.vendor.browser", "com.apple.Safari", "com.apple.Safari.WebApp.1234",
                          "systemsoundserverd", "sonmere.siri.family", "com.vendor.daemon.Speech"}));
@@ -97,12 +98,51 @@ TEST_F(AppDiscoveryTest, PinnedRowsStayWithoutTheirAppAndRoutesReturnWithIt) {
   EXPECT_TRUE(world.row("music").isEnabled);
   EXPECT_EQ(world.engine->tapOf("music")->busIndex, 4);
 
-  world.engine->unpin("music");
   world.engine->remove("music");
+  EXPECT_EQ(rows(), IDs{"music"}) << "a pin outweighs a removal";
+  world.engine->unpin("music");
   EXPECT_TRUE(rows().empty());
   EXPECT_EQ(world.host().counts().taps, 0u) << "a removed row leaves no tap";
   world.engine->restore("music");
   EXPECT_EQ(rows(), IDs{"music"});
+}
+
+// Without a pin too: the user finds the row, and what is set for it, while the app is away.
+TEST_F(AppDiscoveryTest, ARoutedAppThatQuitsKeepsItsRowUntilItIsUnrouted) {
+  auto music = world.launch("music"), radio = world.launch("radio");
+  world.startEngine();
+  ASSERT_TRUE(world.engine->setRouted("music", true));
+  music.quit();
+  radio.quit();
+  world.settle();
+  EXPECT_EQ(rows(), IDs{"music"});
+  EXPECT_FALSE(world.row("music").isEnabled);
+  world.engine->setRouted("music", false);
+  world.engine->refreshApps();
+  EXPECT_TRUE(rows().empty());
+}
+
+TEST_F(AppDiscoveryTest, WebContentThatBeginsToPlayAsksForARefresh) {
+  auto content = daemon("com.apple.WebKit.WebContent");
+  world.startEngine();
+  world.settle();
+  int refreshes = 0;
+  const auto counted = world.engine->availableApps.observe([&](const auto&) { ++refreshes; });
+  content.play(SampleSources::tone(300, 0.1f));
+  world.settle();
+  EXPECT_EQ(refreshes, 1);
+}
+
+TEST_F(AppDiscoveryTest, DevicesAreReadAgainWhenTenSecondsHavePassed) {
+  world.startEngine();
+  const auto reads = [&] { return world.host().faults().calls(Operation::devices); };
+  const auto before = reads();
+  world.wait(9);
+  world.engine->refreshApps();
+  EXPECT_EQ(reads(), before);
+  world.wait(1.5);
+  world.engine->refreshApps();
+  EXPECT_GT(reads(), before);
 }
 
 TEST_F(AppDiscoveryTest, ANewHelperRebuildsTheTapAndKeepsItsValues) {
@@ -110,11 +150,15 @@ TEST_F(AppDiscoveryTest, ANewHelperRebuildsTheTapAndKeepsItsValues) {
   world.startEngine();
   world.engine->setVolume("music", 0.3f);
   ASSERT_TRUE(world.engine->setRouted("music", true));
+  world.engine->tapOf("music")->allocateMonitorBuffer();
+  world.engine->tapOf("music")->monitorEnabled = true;
   const auto helper = daemon("music.helper");
   world.settle();
   EXPECT_TRUE(world.logged("Sonmere: music family changed (was 1 procs, now 2) — rebuilding tap"));
   EXPECT_EQ(helper.tapCount(), 1u);
   EXPECT_EQ(world.engine->tapOf("music")->volume, 0.3f);
+  EXPECT_TRUE(world.engine->tapOf("music")->monitorEnabled);
+  EXPECT_TRUE(helper.isSilenced()) << "a monitored tap is muted";
   world.host().faults().failNth(Operation::createIOProc, 1, -50);
   daemon("music.helper");
   world.settle();

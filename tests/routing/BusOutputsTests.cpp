@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "dsp/EffectSettingsCodec.h"
 #include "dsp/Limiter.h"
 #include "support/RoutingWorld.h"
@@ -42,6 +44,7 @@ TEST_F(BusOutputsTest, EachFailureOfAStartIsToldAndLeavesNoUnit) {
   begin({.hasOutputComponent = false});
   world->engine->setRouted("music", true);
   EXPECT_EQ(world->error(), "Audio component not found.");
+  EXPECT_TRUE(world->logged("Sonmere: Audio component not found."));
 }
 
 TEST_F(BusOutputsTest, TheUnitRunsWhileItsBusHasATapOrASend) {
@@ -95,6 +98,10 @@ TEST_F(BusOutputsTest, AChangeOfTheBridgesRateRestartsTheUnitAndCutsTheBacklog) 
   world->host().setNominalRate("ToneFerry_UID", 96000);
   world->wait(0.5);
   EXPECT_EQ(world->engine->outputs().sampleRate(3), 44100) << "a running file holds the rate";
+  world->engine->setRecordingRate([](int) { return std::optional<double>(); });
+  world->engine->setRecorderRing(3, nullptr);
+  world->wait(0.1);
+  EXPECT_EQ(world->engine->outputs().sampleRate(3), 96000) << "until it ends";
 }
 
 TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
@@ -115,6 +122,9 @@ TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
   EXPECT_TRUE(world->settings.data("sonmere.appEQSettings.__master__3"));
   EXPECT_FALSE(world->settings.object("sonmere.appEQSettings.__master__10"));
   world->settings.set("sonmere.appLimiterSettings.radio", SettingsData{"not JSON"});
+  effects.setAppEqualiser("music", {.isEnabled = true, .paraGain = std::nan("")}, SettingForm::final);
+  EXPECT_EQ(decodeJSON<AppEQSettings>(*world->settings.data("sonmere.appEQSettings.music")), equaliser)
+      << "what can't be read back is not written";
 
   world->engine.reset();
   world->launch("radio");
@@ -135,6 +145,21 @@ TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
   EXPECT_EQ(music2->limiterGain, 0.5f);
   world->engine->effects().setAppLimiter("music", {true, -3}, SettingForm::final);
   EXPECT_EQ(music2->limiterGain, 1.0f);
+}
+
+TEST_F(BusOutputsTest, SpectraAreFedForAnOpenPanelWhileTheyAreShown) {
+  begin();
+  auto& effects = world->engine->effects();
+  effects.setActiveEqualiser("music");
+  EXPECT_FALSE(world->flags.spectrumWanted());
+  effects.setSpectrumVisible(true);
+  EXPECT_TRUE(world->flags.spectrumWanted());
+  effects.setActiveEqualiser("");
+  EXPECT_FALSE(world->flags.spectrumWanted());
+  world->engine.reset();
+  world->flags.spectrumVisible = false;
+  world->startEngine();
+  EXPECT_TRUE(world->flags.spectrumVisible) << "remembered";
 }
 
 TEST_F(BusOutputsTest, TheLatencyRowsFollowTheTaps) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <random>
 
@@ -17,6 +18,19 @@ constexpr float kAttack = kLimiterRates48k.attack, kRelease = kLimiterRates48k.r
 
 struct StoppedClock final : HostClock {
   std::uint64_t hostTime() const noexcept SONMERE_NONBLOCKING override { return 0; }
+};
+
+// Bends the signal, so that its place in the chain shows.
+struct SquareEffect final : Effect {
+  OSStatus render(double, std::uint32_t frames, const float* const input[2],
+                  float* const output[2]) noexcept SONMERE_NONBLOCKING override {
+    for (int side = 0; side < 2; ++side)
+      for (std::uint32_t i = 0; i < frames; ++i) output[side][i] = input[side][i] * input[side][i];
+    return noErr;
+  }
+  double latency() const override { return 0; }
+  std::string fullState() const override { return {}; }
+  OSStatus setFullState(const std::string&) override { return noErr; }
 };
 
 // Adds a constant; fails when told to.
@@ -47,7 +61,7 @@ class BusRenderTest : public testing::Test {
 
   std::shared_ptr<SingleAppTap> addTap(int bus = 2) {
     auto tap = std::make_shared<SingleAppTap>(ProcessID(taps.size() + 1), std::vector<AudioObjectID>{1},
-                                              "app", clock);
+                                              "app", clock, flags);
     tap->busIndex = bus;
     taps.push_back(tap);
     auto lists = std::make_shared<BusTapLists>();
@@ -70,7 +84,7 @@ class BusRenderTest : public testing::Test {
     EXPECT_EQ(renderBus(&context, {}, frames, {&buffer, 1}), noErr);
     return out;
   }
-  static std::shared_ptr<PluginChainSnapshot> chain(std::vector<std::shared_ptr<OffsetEffect>> effects) {
+  static std::shared_ptr<PluginChainSnapshot> chain(std::vector<std::shared_ptr<Effect>> effects) {
     auto snapshot = std::make_shared<PluginChainSnapshot>();
     snapshot->scratch = std::make_shared<PluginRenderScratch>();
     for (auto& effect : effects)
@@ -91,7 +105,8 @@ class BusRenderTest : public testing::Test {
   std::mt19937 random{11};
 };
 
-// Every stage at once, against separate plain loops, over blocks of random size.
+// Every stage at once, effects that bend and the mic send among them, against separate plain loops, over
+// blocks of random size.
 TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
   const AppEQSettings tapEQ{.isEnabled = true, .highPassFreq = 80, .paraFreq = 900, .paraGain = 6};
   const AppEQSettings masterEQ{.isEnabled = true, .lowPassFreq = 8000, .paraFreq = 200, .paraGain = -4};
@@ -102,6 +117,16 @@ TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
   limited->volume = 0.5f;
   limited->limiterEnabled = true;
   limited->limiterCeiling = limiterCeiling(-6);
+  boosted->pluginChain.publish(chain({std::make_shared<SquareEffect>()}), retirement,
+                               PluginChainSnapshot::kGrace);
+  master().pluginChain.publish(chain({std::make_shared<SquareEffect>()}), retirement,
+                               PluginChainSnapshot::kGrace);
+  mic.active = true;
+  mic.captureRate = 48000;
+  mic.gains[2] = 0.5f;
+  const auto voice = noise(mic.ring.size());
+  std::ranges::copy(voice, mic.ring.begin());
+  std::size_t spoken = 0;
   master().eqCoefficients.publish(std::make_shared<const EQCoefficients>(coefficients48k(masterEQ)),
                                   retirement, kSnapshotGrace);
   master().eqEnabled = true;
@@ -115,8 +140,10 @@ TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
     auto first = noise(2 * frames), second = noise(2 * frames, 0.9f);
     feed(*boosted, first);
     feed(*limited, second);
+    mic.writePos.storeRelease(std::int64_t(4 * (spoken + 2 * frames)) % MicSend::kRingBytes);
     const auto out = render(std::uint32_t(frames));
 
+    for (auto& sample : first) sample *= sample;
     reference::equalise(coefficients48k(tapEQ), tapState, first.data(), frames);
     for (auto& sample : first) sample *= 2.0f;
     boostedGain = reference::limit(first.data(), frames, 1.0f, boostedGain, kAttack, kRelease);
@@ -124,6 +151,8 @@ TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
     std::vector<float> expected(2 * frames);
     for (std::size_t i = 0; i < expected.size(); ++i)
       expected[i] = (0.0f + first[i] * 1.0f) + second[i] * 0.5f;
+    for (auto& sample : expected) sample += voice[spoken++ % voice.size()] * 0.5f;
+    for (auto& sample : expected) sample *= sample;
     reference::equalise(coefficients48k(masterEQ), masterState, expected.data(), frames);
     masterGain = reference::limit(expected.data(), frames, limiterCeiling(-1), masterGain, kAttack, kRelease);
     ASSERT_EQ(std::memcmp(out.data(), expected.data(), 4 * out.size()), 0) << "round " << round;
@@ -188,20 +217,23 @@ TEST_F(BusRenderTest, MonitorsHearTheAppBeforeItsVolumeAndTheMasterChainAfterIt)
   tap->volume = 2.0f;
   master().allocateMonitorBuffer();
   master().monitorEnabled = true;
+  master().limiterEnabled = true;
+  master().limiterCeiling = 0.75f;
   auto ring = std::make_shared<RecorderRing>();
   master().recorder.publish(ring, retirement, kSnapshotGrace);
   flags.spectrumVisible = true;
   flags.equaliserAvailable = true;
   feed(*tap, {0.25f, -0.25f, 0.5f, 0.1f});
   const auto out = render(2);
-  EXPECT_EQ(out, (std::vector<float>{0.5f, -0.5f, 1.0f, 0.2f}));
+  EXPECT_EQ(out[2], 0.75f) << "the master's limiter works";
+  EXPECT_LT(out[3], 0.2f);
   const float* heard = tap->monitorBuffer.load();
   EXPECT_FLOAT_EQ(heard[0], 0.25f * 0.8f) << "the boost is taken back";
   EXPECT_EQ(tap->monitorWritePos.loadRelaxed(), 4);
   EXPECT_EQ(std::memcmp(master().monitorBuffer.load(), out.data(), 16), 0);
   EXPECT_EQ(std::memcmp(ring->buffer.get(), out.data(), 16), 0);
   EXPECT_EQ(ring->written.loadRelaxed(), 4);
-  EXPECT_EQ(master().spectrum.samples[1], (1.0f + 0.2f) * 0.5f);
+  EXPECT_EQ(master().spectrum.samples[1], (out[2] + out[3]) * 0.5f);
 
   flags.monitorsFollowVolume = true;
   tap->volume = 0.5f;
@@ -214,6 +246,15 @@ TEST_F(BusRenderTest, MonitorsHearTheAppBeforeItsVolumeAndTheMasterChainAfterIt)
   AudioBuffer buffer{2, 12, odd.data()};
   renderBus(&context, {}, 2, {&buffer, 1});
   EXPECT_EQ(ring->written.loadRelaxed(), 8);
+}
+
+TEST_F(BusRenderTest, ASilentBusLetsItsLimiterRecoverInOneStep) {
+  const auto tap = addTap();
+  master().limiterEnabled = true;
+  master().limiterGain = 0.5f;
+  feed(*tap, std::vector<float>(1024));
+  EXPECT_EQ(reference::peakOf(render(512).data(), 1024), 0);
+  EXPECT_EQ(master().limiterGain, (0.5f - 1.0f) * std::pow(kRelease, 512.0f) + 1.0f);
 }
 
 TEST_F(BusRenderTest, TheMicIsMixedOnlyAtTheUnitsRate) {

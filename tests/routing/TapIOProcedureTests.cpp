@@ -20,15 +20,14 @@ class TapIOProcedureTest : public testing::Test {
     std::vector<float> output(8, 3.0f);
     AudioBuffer inputs[] = {{2, 0, nullptr}, {2, std::uint32_t(4 * samples.size()), samples.data()}};
     AudioBuffer outputs[] = {{2, 32, output.data()}};
-    EXPECT_EQ(tapIOProcedure(&context, {}, inputs, outputs), noErr);
+    EXPECT_EQ(tapIOProcedure(&tap, {}, inputs, outputs), noErr);
     EXPECT_EQ(output, std::vector<float>(8, 0.0f));
   }
 
   RealtimeGuard guard;
   CountingClock clock;
   RenderFlags flags;
-  SingleAppTap tap{1, {1}, "app", clock};
-  TapIOContext context{&tap, &flags};
+  SingleAppTap tap{1, {1}, "app", clock, flags};
 };
 
 TEST_F(TapIOProcedureTest, MetersOnA60dBScaleAndFollowsTheVolumeWhenLinked) {
@@ -39,7 +38,7 @@ TEST_F(TapIOProcedureTest, MetersOnA60dBScaleAndFollowsTheVolumeWhenLinked) {
   tap.volume = 0.1f;
   call(std::vector<float>(512, 1.0f));
   EXPECT_NEAR(tap.level, 40.0 / 60, 1e-5);
-  tap.levelFollowsVolume = false;
+  tap.monitorLinked = false;
   call(std::vector<float>(512, 1.0f));
   EXPECT_FLOAT_EQ(tap.level, 1.0f);
   EXPECT_EQ(meterLevel(0), 0);

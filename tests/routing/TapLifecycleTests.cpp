@@ -68,7 +68,7 @@ TEST_F(TapLifecycleTest, AFailureAtAnyStepRollsBackExactlyWhatWasMade) {
        false,
        "Failed to start tap for music",
        "Sonmere: Failed to start IO: -50",
-       {"stopDevice", "destroyIOProc", "destroyAggregateDevice", "destroyProcessTap"}},
+       {"startDevice", "destroyIOProc", "destroyAggregateDevice", "destroyProcessTap"}},
   };
   for (const Case& failing : cases) {
     SCOPED_TRACE(operationName(failing.operation));
@@ -186,11 +186,62 @@ TEST_F(TapLifecycleTest, AFailedRebuildStopsTheTap) {
   begin();
   ASSERT_TRUE(world->engine->setRouted("music", true));
   world->host().faults().failFrom(Operation::startDevice, 1, -50);
-  world->engine->setMuted("music", true);
+  EXPECT_FALSE(world->engine->setMuted("music", true));
   EXPECT_FALSE(world->row("music").isEnabled);
   EXPECT_TRUE(world->engine->activeTaps().empty());
   EXPECT_EQ(counts().taps, 0u);
   EXPECT_FALSE(music.isSilenced());
+}
+
+TEST_F(TapLifecycleTest, AHealedTapKeepsItsObjectAndALostOneItsRowTellsIt) {
+  begin();
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  const auto tap = world->engine->tapOf("music");
+  const auto before = tap->objects.tapObjectID;
+  world->engine->taps().healTap(music.pid());
+  EXPECT_TRUE(world->logged("Sonmere: Healing tap PID " + std::to_string(music.pid()) +
+                            " (suspected zero-buffer drift)"));
+  EXPECT_EQ(world->engine->tapOf("music"), tap);
+  EXPECT_NE(tap->objects.tapObjectID, before);
+  world->host().faults().failNth(Operation::createAggregateDevice, 1, -50);
+  world->engine->taps().healTap(music.pid());
+  EXPECT_FALSE(world->row("music").isEnabled);
+  EXPECT_TRUE(world->logged("startTap failed for music (pid " + std::to_string(music.pid()) +
+                            ") — reverted to not-routed"));
+  EXPECT_TRUE(world->engine->setRouted("music", true)) << "and can be routed again";
+  EXPECT_EQ(counts().taps, 1u);
+}
+
+// With two taps on a bus and a mic send on another: nothing starts while the engine ends, and nothing is
+// left.
+TEST_F(TapLifecycleTest, TheEndOfTheEngineLeavesNothingRunning) {
+  begin();
+  world->launch("radio");
+  world->settle();
+  for (const char* app : {"music", "radio"}) {
+    world->engine->setBus(app, 3);
+    ASSERT_TRUE(world->engine->setRouted(app, true));
+  }
+  world->engine->setMicSend(3, 0.5f);
+  world->engine->setMicSend(5, 0.5f);
+  world->wait(0.1);
+  world->lines.clear();
+  world->engine.reset();
+  EXPECT_EQ(counts(), SimulatedHost::Counts{});
+  for (const auto& line : world->lines) EXPECT_EQ(line.find("started"), std::string::npos) << line;
+}
+
+TEST_F(TapLifecycleTest, LevelsReachTheRowsWhileMetersShow) {
+  begin();
+  music.play(SampleSources::tone(440, 1));
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  world->wait(0.2);
+  EXPECT_EQ(world->row("music").level, 0);
+  world->engine->setMetersVisible(true);
+  world->wait(0.2);
+  EXPECT_GT(world->row("music").level, 0.9f);
+  world->engine->setRouted("music", false);
+  EXPECT_EQ(world->row("music").level, 0);
 }
 
 TEST_F(TapLifecycleTest, AStoppedTapLivesUntilTheGraceIsOver) {

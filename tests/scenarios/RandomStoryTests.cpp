@@ -171,6 +171,8 @@ class Story {
 
   // Holds at every moment.
   void checkAlways() {
+    for (const auto& row : *world_.engine->availableApps)
+      EXPECT_EQ(row.isEnabled, world_.engine->tapOf(row.bundleID) != nullptr) << row.bundleID;
     for (const auto& [pid, tap] : world_.engine->activeTaps()) {
       const std::int64_t lapped = tap->ledger.lapped(tap->available());
       EXPECT_GE(lapped, 0) << tap->bundleID;
@@ -207,6 +209,7 @@ class Story {
       for (const auto& helper : helpers_[row.bundleID])
         EXPECT_EQ(helper.tapCount(), row.isEnabled ? 1u : 0u) << row.bundleID << "'s helper";
     }
+    checkSoundArrives();
     EXPECT_EQ(world_.engine->activeTaps().size(), routed);
     const auto counts = world_.host().counts();
     EXPECT_EQ(counts.taps, routed);
@@ -218,15 +221,24 @@ class Story {
       EXPECT_TRUE(buses.contains(bus) || !world_.engine->outputs().isRunning(bus)) << "bus " << bus;
   }
 
+  // Every bus with a tap pulls it.
+  void checkSoundArrives() {
+    std::map<std::string, std::int64_t> before;
+    for (const auto& [pid, tap] : world_.engine->activeTaps()) before[tap->bundleID] = tap->ledger.read;
+    world_.wait(1);
+    for (const auto& [pid, tap] : world_.engine->activeTaps())
+      EXPECT_TRUE(tap->isMuted || tap->ledger.read > before[tap->bundleID])
+          << tap->bundleID << " is not rendered";
+  }
+
   void tearDown() {
     std::vector<std::weak_ptr<SingleAppTap>> taps;
     for (const auto& [pid, tap] : world_.engine->activeTaps()) taps.push_back(tap);
     world_.stopRecordings();
     world_.recordings.reset();
     world_.engine.reset();
+    EXPECT_EQ(world_.host().counts(), SimulatedHost::Counts{}) << "what was created is destroyed";
     world_.wait(3);
-    SimulatedHost::Counts nothing;
-    EXPECT_EQ(world_.host().counts(), nothing) << "what was created is destroyed";
     for (const auto& tap : taps) EXPECT_TRUE(tap.expired());
     for (const auto& entry : std::filesystem::directory_iterator(world_.folder.path()))
       readFile(entry.path());
@@ -243,7 +255,7 @@ class Story {
     std::int64_t frames = 0;
     while (const auto n = (*reader)->read(block.data(), 4096).value_or(0)) {
       frames += n;
-      recorded_.insert(recorded_.end(), block.begin(), block.begin() + n);
+      recorded_.insert(recorded_.end(), block.begin(), block.begin() + 2 * n);
     }
     EXPECT_EQ(frames, (*reader)->frameCount()) << path;
   }

@@ -34,10 +34,13 @@ inline void equalise(const EQCoefficients& c, EqualiserState& state, float* buff
   }
 }
 
+// Not a number when any sample is none.
 inline float peakOf(const float* buffer, std::size_t n) {
   float peak = 0;
-  for (std::size_t i = 0; i < n; ++i)
+  for (std::size_t i = 0; i < n; ++i) {
+    if (std::isnan(buffer[i])) return buffer[i];
     if (std::fabs(buffer[i]) > peak) peak = std::fabs(buffer[i]);
+  }
   return peak;
 }
 

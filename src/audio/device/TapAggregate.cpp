@@ -61,12 +61,14 @@ std::expected<TapAggregate, TapAggregateFailure> buildTapAggregate(AudioHardware
 
   if (const OSStatus status = hardware.startDevice(*aggregate, *procedure); status != noErr)
     return fail(TapAggregateStep::startDevice, status);
+  made.isStarted = true;
   return made;
 }
 
 void destroyTapAggregate(AudioHardware& hardware, TapAggregate& objects) {
   if (objects.ioProcID != 0) {
-    hardware.stopDevice(objects.aggDeviceID, objects.ioProcID);
+    if (objects.isStarted) hardware.stopDevice(objects.aggDeviceID, objects.ioProcID);
+    objects.isStarted = false;
     hardware.destroyIOProc(objects.aggDeviceID, objects.ioProcID);
     objects.ioProcID = 0;
   }

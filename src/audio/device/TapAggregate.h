@@ -14,6 +14,7 @@ struct TapAggregate {
   AudioObjectID tapObjectID = kAudioObjectUnknown;
   AudioDeviceID aggDeviceID = kAudioObjectUnknown;
   IOProcID ioProcID = 0;
+  bool isStarted = false;
 };
 
 enum class TapAggregateStep { createTap, readTapUID, createAggregate, createIOProc, startDevice };

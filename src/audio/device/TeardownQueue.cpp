@@ -7,18 +7,38 @@ namespace sonmere {
 TeardownQueue::TeardownQueue(Runtime& runtime, Log& log)
     : runtime_(runtime), log_(log), queue_(runtime.serialQueue("sonmere.teardown")) {}
 
-void TeardownQueue::dispose(std::unique_ptr<OutputUnit> unit, std::shared_ptr<void> context) {
-  const AudioDeviceID device = unit->currentDevice().value_or(kAudioObjectUnknown);
-  log_.info(fmt::format("teardown queued: unit=0x{:x} device={}", unit->identifier(), device));
-  pending_->fetch_add(1);
-  queue_->post([unit = std::shared_ptr<OutputUnit>(std::move(unit)), context = std::move(context),
-                pending = pending_]() mutable {
+namespace {
+
+// A unit on its way out. Whether its task runs or is dropped with its queue, the unit is stopped before it
+// and then its context go.
+struct Departure {
+  Departure(std::unique_ptr<OutputUnit> departing, std::shared_ptr<void> itsContext,
+            std::shared_ptr<std::atomic<int>> count)
+      : pending(std::move(count)), context(std::move(itsContext)), unit(std::move(departing)) {
+    pending->fetch_add(1);
+  }
+  ~Departure() {
     unit->stop();
     unit->uninitialize();
     unit.reset();
     context.reset();
     pending->fetch_sub(1);
-  });
+  }
+  Departure(const Departure&) = delete;
+  Departure& operator=(const Departure&) = delete;
+
+  std::shared_ptr<std::atomic<int>> pending;
+  std::shared_ptr<void> context;
+  std::unique_ptr<OutputUnit> unit;
+};
+
+}  // namespace
+
+void TeardownQueue::dispose(std::unique_ptr<OutputUnit> unit, std::shared_ptr<void> context) {
+  const AudioDeviceID device = unit->currentDevice().value_or(kAudioObjectUnknown);
+  log_.info(fmt::format("teardown queued: unit=0x{:x} device={}", unit->identifier(), device));
+  queue_->post([departure = std::make_shared<Departure>(std::move(unit), std::move(context),
+                                                        pending_)]() mutable { departure.reset(); });
 }
 
 bool TeardownQueue::drain(Duration timeout) {
