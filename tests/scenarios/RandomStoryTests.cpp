@@ -234,7 +234,13 @@ class Story {
   void tearDown() {
     std::vector<std::weak_ptr<SingleAppTap>> taps;
     for (const auto& [pid, tap] : world_.engine->activeTaps()) taps.push_back(tap);
+    const auto rings = recorderRings();
     world_.stopRecordings();
+    for (const auto& [path, ring] : rings) {
+      // What the render delivered is what the file holds: nothing was lost, nothing came twice.
+      const auto reader = openAudioFile(path);
+      EXPECT_EQ(reader ? 2 * (*reader)->frameCount() : 0, ring->written.loadAcquire()) << path;
+    }
     world_.recordings.reset();
     world_.engine.reset();
     EXPECT_EQ(world_.host().counts(), SimulatedHost::Counts{}) << "what was created is destroyed";
@@ -242,6 +248,13 @@ class Story {
     for (const auto& tap : taps) EXPECT_TRUE(tap.expired());
     for (const auto& entry : std::filesystem::directory_iterator(world_.folder.path()))
       readFile(entry.path());
+  }
+
+  std::map<std::string, std::shared_ptr<RecorderRing>> recorderRings() {
+    std::map<std::string, std::shared_ptr<RecorderRing>> rings;
+    for (const auto& [bus, status] : *world_.recordings->busRecordingStatuses)
+      rings[status.path] = world_.engine->renderState().masters[std::size_t(bus)].recorder.current();
+    return rings;
   }
 
   void readFile(const std::filesystem::path& path) {
