@@ -85,7 +85,7 @@ void ringWriteAndRead(benchmark::State& state) {
   std::vector<float> ring(kTapRingSamples), block(512, 0.5f);
   RTPosition writePos, readPos;
   for (auto _ : state) {
-    ringWrite<kTapRingSamples>(ring.data(), writePos, block.data(), 512);
+    ringWrite<kTapRingSamples>(ring.data(), writePos, readPos, block.data(), 512);
     const std::int64_t at = readPos.loadRelaxed();
     ringCopyOut<kTapRingSamples>(ring.data(), at, block.data(), 512);
     readPos.storeRelease((at + 512) % kTapRingSamples);

@@ -18,7 +18,7 @@ struct RecorderRing {
 
   // Render thread.
   void write(const float* samples, std::int64_t n) noexcept SONMERE_NONBLOCKING {
-    ringWrite<kRecorderRingSamples>(buffer.get(), writePos, samples, n);
+    ringWrite<kRecorderRingSamples>(buffer.get(), writePos, readPos, samples, n);
     written.storeRelease(written.loadRelaxed() + n);
   }
 };

@@ -49,10 +49,12 @@ void ringCopyOut(const float* ring, std::int64_t at, float* target,
   std::memcpy(target + head, ring, std::size_t(n - head) * sizeof(float));
 }
 
-// Writer step.
+// Writer step. The reader's position decides nothing: loading it orders the reader's copies before what
+// overwrites them one lap later.
 template <std::int64_t Capacity>
-void ringWrite(float* ring, RTPosition& writePos, const float* source,
+void ringWrite(float* ring, RTPosition& writePos, const RTPosition& readPos, const float* source,
                std::int64_t n) noexcept SONMERE_NONBLOCKING {
+  (void)readPos.loadAcquire();
   const std::int64_t at = writePos.loadRelaxed();
   ringCopyIn<Capacity>(ring, at, source, n);
   writePos.storeRelease((at + n) % Capacity);

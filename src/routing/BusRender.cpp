@@ -73,6 +73,7 @@ void feedTapMonitor(SingleAppTap& tap, const RenderFlags& flags, float volume, c
   if (!ring) return;
   float gain = flags.monitorsFollowVolume ? volume : tap.monitorVolume.load();
   if (volume > 1.0f) gain /= volume;
+  (void)tap.monitorReadPos.loadAcquire();  // orders the reader's copies before these writes
   std::int64_t at = tap.monitorWritePos.loadRelaxed();
   for (std::int64_t i = 0; i < n; ++i) {
     ring[at] = scratch[i] * gain;
@@ -140,8 +141,10 @@ void feedRecorder(BusMaster& master, const float* out, std::int64_t n) noexcept 
 void feedMasterMonitor(BusMaster& master, bool masterRecordActive, const float* out,
                        std::int64_t n) noexcept {
   if (!master.monitorEnabled && !masterRecordActive) return;
-  if (float* ring = master.monitorBuffer.load())
-    ringWrite<kTapRingSamples>(ring, master.monitorWritePos, out, n);
+  float* ring = master.monitorBuffer.load();
+  if (!ring) return;
+  (void)master.masterRecordReadPos.loadAcquire();  // the ring's second reader
+  ringWrite<kTapRingSamples>(ring, master.monitorWritePos, master.monitorReadPos, out, n);
 }
 
 // Renders one buffer, which is all zero.

@@ -32,7 +32,7 @@ void capture(SingleAppTap& tap, const AudioBuffer& buffer) noexcept {
   meter(tap, buffer.data, n);
   if (tap.renderFlags.spectrumWanted()) tap.spectrum.feed(buffer.data, n);
   if (tap.isMuted) return;
-  ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, buffer.data, n);
+  ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, tap.readPos, buffer.data, n);
   tap.ledger.written.add(n);
 }
 

@@ -20,9 +20,9 @@ std::vector<float> counted(std::size_t n, float first = 1) {
 
 TEST(Ring, AWriteThatWrapsGoesToTheEndAndTheStart) {
   std::vector<float> ring(kTapRingSamples, 0.0f);
-  RTPosition writePos(47950);
+  RTPosition writePos(47950), readPos;
   const auto samples = counted(100);
-  ringWrite<kTapRingSamples>(ring.data(), writePos, samples.data(), 100);
+  ringWrite<kTapRingSamples>(ring.data(), writePos, readPos, samples.data(), 100);
   EXPECT_EQ(writePos.loadRelaxed(), 50);
   EXPECT_EQ(ring[47950], 1);
   EXPECT_EQ(ring[47999], 50);
@@ -40,9 +40,9 @@ TEST(Ring, AFullRingReadsAsEmptyAndAnOverlongWriteKeepsTheNewest) {
   EXPECT_EQ(ringAvailable<kTapRingSamples>(6, 7), kTapRingSamples - 1);
 
   std::vector<float> ring(64);
-  RTPosition writePos(10);
+  RTPosition writePos(10), readPos;
   const auto samples = counted(150);
-  ringWrite<64>(ring.data(), writePos, samples.data(), 150);
+  ringWrite<64>(ring.data(), writePos, readPos, samples.data(), 150);
   EXPECT_EQ(writePos.loadRelaxed(), (10 + 150) % 64);
   std::vector<float> back(64);
   ringCopyOut<64>(ring.data(), writePos.loadRelaxed(), back.data(), 64);

@@ -84,7 +84,7 @@ TEST_F(BusOutputsTest, AChangeOfTheBridgesRateRestartsTheUnitAndCutsTheBacklog) 
   const auto tap = world->engine->tapOf("music");
   world->wait(0.2);
   const float noise[4000] = {};
-  ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, noise, 4000);
+  ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, noise, 4000);
   ASSERT_TRUE(world->host().setNominalRate("ToneFerry_UID", 44100));
   world->wait(0.5);
   EXPECT_EQ(world->engine->outputs().sampleRate(3), 44100);

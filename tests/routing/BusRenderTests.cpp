@@ -70,7 +70,8 @@ class BusRenderTest : public testing::Test {
     return tap;
   }
   static void feed(SingleAppTap& tap, const std::vector<float>& samples) {
-    ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, samples.data(), std::int64_t(samples.size()));
+    ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, tap.readPos, samples.data(),
+                               std::int64_t(samples.size()));
   }
   std::vector<float> noise(std::size_t samples, float loudness = 1) {
     std::uniform_real_distribution<float> distribution(-loudness, loudness);
