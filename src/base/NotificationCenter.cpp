@@ -3,7 +3,7 @@
 namespace sonmere {
 
 Subscription NotificationCenter::observe(std::string_view name, Observer observer) {
-  auto active = std::make_shared<bool>(true);
+  auto active = std::make_shared<std::atomic<bool>>(true);
   observers_[std::string(name)].push_back({active, std::make_shared<Observer>(std::move(observer))});
   return Subscription(active);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <string>
@@ -23,7 +24,7 @@ class NotificationCenter {
 
  private:
   struct Entry {
-    std::shared_ptr<bool> active;
+    std::shared_ptr<std::atomic<bool>> active;
     std::shared_ptr<Observer> call;
   };
   std::map<std::string, std::vector<Entry>, std::less<>> observers_;

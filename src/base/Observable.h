@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -7,11 +8,11 @@
 
 namespace sonmere {
 
-// Ends an observation when destroyed. Main thread.
+// Ends an observation when destroyed. One thread at a time; the observer may be called on another.
 class Subscription {
  public:
   Subscription() = default;
-  explicit Subscription(std::shared_ptr<bool> active) : active_(std::move(active)) {}
+  explicit Subscription(std::shared_ptr<std::atomic<bool>> active) : active_(std::move(active)) {}
   Subscription(Subscription&& other) noexcept = default;
   Subscription& operator=(Subscription&& other) noexcept {
     if (this != &other) {
@@ -27,7 +28,7 @@ class Subscription {
   }
 
  private:
-  std::shared_ptr<bool> active_;
+  std::shared_ptr<std::atomic<bool>> active_;
 };
 
 // A published value. Observers run synchronously after each store, in the order of subscription.
@@ -58,14 +59,14 @@ class Observable {
   T& silently() { return value_; }
 
   [[nodiscard]] Subscription observe(std::function<void(const T&)> observer) {
-    auto active = std::make_shared<bool>(true);
+    auto active = std::make_shared<std::atomic<bool>>(true);
     observers_.push_back({active, std::make_shared<std::function<void(const T&)>>(std::move(observer))});
     return Subscription(active);
   }
 
  private:
   struct Entry {
-    std::shared_ptr<bool> active;
+    std::shared_ptr<std::atomic<bool>> active;
     std::shared_ptr<std::function<void(const T&)>> call;
   };
   void notify() {

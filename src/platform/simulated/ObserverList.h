@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -16,7 +17,7 @@ class ObserverList {
   explicit ObserverList(Runtime& runtime) : runtime_(runtime) {}
 
   [[nodiscard]] Subscription add(std::function<void(Arguments...)> observer) {
-    auto isActive = std::make_shared<bool>(true);
+    auto isActive = std::make_shared<std::atomic<bool>>(true);
     observers_.push_back({isActive, std::move(observer)});
     return Subscription(isActive);
   }
@@ -30,7 +31,7 @@ class ObserverList {
 
  private:
   struct Observer {
-    std::shared_ptr<bool> isActive;
+    std::shared_ptr<std::atomic<bool>> isActive;
     std::function<void(Arguments...)> call;
   };
   Runtime& runtime_;
