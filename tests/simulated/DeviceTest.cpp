@@ -93,6 +93,9 @@ TEST(SimulatedDevice, ProgramsFollowTheDefault) {
   EXPECT_EQ(counterBreaks(after, std::size_t(moved)), 0u);
   // The first frame on the headset follows the last one on the speakers.
   EXPECT_EQ(after[2 * std::size_t(moved)] - *std::ranges::max_element(before), 0x1p-24f);
+  EXPECT_EQ(machine.hardware().processDevices(fixed.objectID()), std::vector<AudioDeviceID>{})
+      << "one that doesn't play is on no device";
+  fixed.play(SampleSources::silence());
   EXPECT_EQ(machine.hardware().processDevices(fixed.objectID()),
             std::vector{machine.device(SimulatedHost::kSpeakersUID)});
   // The default that goes is replaced by the first device that can take its place.

@@ -104,5 +104,52 @@ TEST(SimulatedLive, RestartAndSleepMeetRunningClients) {
   }
 }
 
+TEST(SimulatedLive, UnitsAreTornDownOnAQueueWhileTheServiceRestarts) {
+  LiveMachine machine;
+  machine.host().plug(speakers("A"));
+  const auto teardown = machine.runtime.serialQueue("teardown");
+  for (int round = 0; round < 10; ++round) {
+    const AudioDeviceID device = machine.hardware().deviceForUID("A").value();
+    std::atomic<int> gone{0}, begun{0};
+    for (int i = 0; i < 8; ++i) {
+      auto player = std::make_shared<PlayingUnit>(machine.hardware(), device, SampleSources::counter());
+      ASSERT_EQ(player->unit->start(), noErr);
+      teardown->post([player = std::move(player), &gone, &begun]() mutable {
+        ++begun;
+        (void)player->unit->currentDevice();
+        (void)player->unit->hardwareFormat(AudioScope::output);
+        (void)player->unit->start();
+        (void)player->unit->stop();
+        (void)player->unit->uninitialize();
+        player.reset();
+        ++gone;
+      });
+    }
+    ASSERT_TRUE(machine.waitFor([&] { return begun > 0; }));
+    machine.host().restartService();
+    ASSERT_TRUE(machine.waitFor([&] { return gone == 8; }));
+    EXPECT_EQ(machine.host().counts(), SimulatedHost::Counts{});
+  }
+}
+
+TEST(SimulatedLive, ACaptureObserverEndsWhileItsOwnQueueIsTold) {
+  LiveMachine machine;
+  machine.host().installDriver();
+  const auto queue = machine.runtime.serialQueue("observer");
+  const AudioDeviceID device = machine.hardware().deviceForUID("ToneFerry_UID").value();
+  auto engine = machine.platform.newCaptureEngine();
+  ASSERT_EQ(engine->setCurrentDevice(device), noErr);
+  std::atomic<int> kept{0};
+  const auto keeper = engine->observeConfigurationChange(*queue, [&] { ++kept; });
+  for (int round = 0; round < 20; ++round) {
+    std::vector<Subscription> passing;
+    for (int i = 0; i < 20; ++i) passing.push_back(engine->observeConfigurationChange(*queue, [] {}));
+    ASSERT_EQ(engine->start(), noErr);
+    ASSERT_TRUE(machine.host().setNominalRate("ToneFerry_UID", round % 2 == 0 ? 44100 : 48000));
+    passing.clear();
+    ASSERT_TRUE(machine.waitFor([&] { return kept == round + 1; }));
+  }
+}
+
 }  // namespace
 }  // namespace sonmere

@@ -46,7 +46,8 @@ TEST(SimulatedServer, RestartVoidsEveryIDAndGivesTheProgramsTheirSoundBack) {
   EXPECT_EQ(probe.stop(), kAudioHardwareBadObjectError);
   EXPECT_EQ(hardware.tapUID(probe.tap), std::unexpected(kAudioHardwareBadObjectError));
   EXPECT_EQ(hardware.removeListener(onDevice), kAudioHardwareBadObjectError);
-  EXPECT_EQ(player.unit->start(), kAudioHardwareBadDeviceError);
+  EXPECT_EQ(player.unit->setCurrentDevice(machine.device(SimulatedHost::kSpeakersUID)), noErr);
+  EXPECT_EQ(player.unit->start(), kAudioUnitErrUninitialized) << "a new server knows nothing of old units";
   EXPECT_EQ(machine.host().counts(), (SimulatedHost::Counts{.units = 1, .listeners = 2}));
   EXPECT_EQ(machine.host().defaultUID(DefaultDevice::output), SimulatedHost::kSpeakersUID);
   EXPECT_EQ(counterBreaks(ear->samplesFrom(before), 0), 0u);

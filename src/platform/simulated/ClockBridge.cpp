@@ -42,7 +42,6 @@ bool ClockBridge::isReady(std::uint32_t backlog) noexcept {
 
 void ClockBridge::starve(float* frames, std::uint32_t count) noexcept {
   std::fill(frames, frames + std::size_t(count) * shape_.channels, 0.0f);
-  if (primed_) slips_.add(1);
   primed_ = false;
   resampler_.reset();
 }
@@ -57,7 +56,6 @@ void ClockBridge::read(float* frames, std::uint32_t count) noexcept {
   if (backlog > kSurplusAims * aim_) {
     fifo_.skip(backlog - aim_);
     backlog = aim_;
-    slips_.add(1);
   }
   // One clock on both sides needs no correction: blocks pass bit for bit.
   if (shape_.corrected && shape_.sourceRate != shape_.targetRate)

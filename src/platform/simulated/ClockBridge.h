@@ -4,7 +4,6 @@
 #include <memory>
 #include <vector>
 
-#include "base/RTScalar.h"
 #include "platform/simulated/FrameFIFO.h"
 #include "platform/simulated/SincResampler.h"
 
@@ -33,11 +32,6 @@ class ClockBridge {
   // The target's cycle: fills all of `count` frames.
   void read(float* frames, std::uint32_t count) noexcept;
 
-  // Frames that wait; frames skipped or missing since the bridge was first filled. Threads: any.
-  std::uint32_t backlogFrames() const noexcept { return fifo_.available(); }
-  std::uint32_t aimFrames() const noexcept { return aim_; }
-  std::uint64_t slipCount() const noexcept { return slips_; }
-
  private:
   bool isReady(std::uint32_t backlog) noexcept;
   void readCorrected(float* frames, std::uint32_t count, std::uint32_t backlog) noexcept;
@@ -53,7 +47,6 @@ class ClockBridge {
   std::vector<float> scratch_;
   bool primed_ = false;
   double smoothedBacklog_;
-  RTScalar<std::uint64_t> slips_;
 };
 
 }  // namespace sonmere

@@ -33,6 +33,8 @@ struct EndpointPlan {
   // back these are the block just played and the one before.
   const float* inputBlock = nullptr;
   const float* earlyInputBlock = nullptr;
+  // What other programs read there.
+  const float* othersInputBlock = nullptr;
   std::vector<Step> steps;
 
   // A zeroed block that lives as long as the plan.

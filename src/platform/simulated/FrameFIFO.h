@@ -23,8 +23,6 @@ class FrameFIFO {
   std::uint32_t available() const noexcept {
     return std::uint32_t(write_.loadAcquire() - read_.loadRelaxed());
   }
-  std::uint32_t capacity() const noexcept { return capacity_; }
-  std::uint32_t channels() const noexcept { return channels_; }
 
   // Writer. Returns the frames that fitted.
   std::uint32_t write(const float* frames, std::uint32_t count) noexcept {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "base/UUID.h"
 
@@ -28,14 +29,22 @@ std::vector<AudioValueRange> GraphEdits::availableRates(const SimulatedEndpoint&
   return ranges;
 }
 
+std::optional<double> GraphEdits::nearestRate(const SimulatedEndpoint& endpoint, double rate) const {
+  std::optional<double> nearest;
+  for (const AudioValueRange& range : availableRates(endpoint)) {
+    const double possible = std::clamp(rate, range.minimum, range.maximum);
+    if (!(std::abs(possible - rate) <= kRateTolerance)) continue;
+    if (!nearest || std::abs(possible - rate) < std::abs(*nearest - rate)) nearest = possible;
+  }
+  return nearest;
+}
+
 OSStatus GraphEdits::setNominalSampleRate(AudioDeviceID id, double rate) {
   SimulatedEndpoint* endpoint = graph_.endpoint(id);
   if (!endpoint) return kAudioHardwareBadObjectError;
-  const auto ranges = availableRates(*endpoint);
-  const bool possible = std::ranges::any_of(ranges, [&](const AudioValueRange& range) {
-    return rate >= range.minimum - kRateTolerance && rate <= range.maximum + kRateTolerance;
-  });
+  const auto possible = nearestRate(*endpoint, rate);
   if (!possible) return kAudioDeviceUnsupportedFormatError;
+  rate = *possible;
   if (SimulatedAggregate* aggregate = graph_.aggregate(id)) {
     if (aggregate->hasMembers()) return setNominalSampleRate(aggregate->clock, rate);
     world_.change([&] { aggregate->wantedRate = rate; });
@@ -99,6 +108,7 @@ OSStatus GraphEdits::setDefaultDevice(DefaultDevice role, AudioDeviceID id) {
 
 Result<AudioObjectID> GraphEdits::createProcessTap(const TapDescription& description) {
   if (!world_.options().supportsProcessTaps) return std::unexpected(kAudioHardwareIllegalOperationError);
+  if (!graph_.allows(Permission::audioCapture)) return std::unexpected(kAudioDevicePermissionsError);
   for (const AudioObjectID process : description.processes)
     if (!graph_.process(process)) return std::unexpected(kAudioHardwareBadObjectError);
   const SimulatedTap tap{world_.newObjectID(), makeUUID(world_.runtime()), description};

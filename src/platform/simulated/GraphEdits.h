@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "platform/simulated/SimulatedWorld.h"
@@ -21,6 +22,8 @@ class GraphEdits {
   OSStatus destroyAggregateDevice(AudioDeviceID aggregate);
 
  private:
+  // The available rate that is meant by `rate`, Hz; nothing when none is near.
+  std::optional<double> nearestRate(const SimulatedEndpoint& endpoint, double rate) const;
   OSStatus checkAggregate(const AggregateDescription& description) const;
   void applyRate(const std::string& uid, double rate);
 

@@ -93,7 +93,7 @@ std::unique_ptr<EndpointPlan> PlanBuilder::newPlan(SimulatedEndpoint& endpoint) 
   plan->state = endpoint.state;
   plan->mix.resize(std::size_t(plan->frames) * plan->outputChannels);
   plan->input.resize(std::size_t(plan->frames) * plan->inputChannels);
-  plan->inputBlock = plan->earlyInputBlock = plan->input.data();
+  plan->inputBlock = plan->earlyInputBlock = plan->othersInputBlock = plan->input.data();
   if (endpoint.state->ownBlock.size() != std::size_t(2) * plan->frames)
     endpoint.state->ownBlock.assign(std::size_t(2) * plan->frames, 0.0f);
   return plan;
@@ -105,7 +105,7 @@ std::unique_ptr<EndpointPlan> PlanBuilder::buildDevice(SimulatedDevice& device) 
   if (loopsBack) {
     auto& last = device.state->lastMix;
     if (last.size() != plan->mix.size()) last.assign(plan->mix.size(), 0.0f);
-    plan->inputBlock = plan->mix.data();
+    plan->inputBlock = plan->othersInputBlock = plan->mix.data();
     plan->earlyInputBlock = last.data();
   } else if (device.inputChannels > 0) {
     addPhysicalInput(device, *plan);
@@ -126,6 +126,8 @@ std::unique_ptr<EndpointPlan> PlanBuilder::buildDevice(SimulatedDevice& device) 
 }
 
 void PlanBuilder::addPhysicalInput(SimulatedDevice& device, Plan& plan) {
+  if (!graph_.allows(Permission::microphone))
+    plan.inputBlock = plan.earlyInputBlock = plan.newBlock(plan.input.size());
   float* stereo = plan.newBlock(std::size_t(2) * plan.frames);
   plan.steps.push_back([&source = device.inputSignal(), stereo, input = plan.input.data(),
                         frames = plan.frames, channels = plan.inputChannels](const AudioTimeStamp&) {

@@ -157,7 +157,7 @@ void PlanBuilder::addTapAggregate(SimulatedAggregate& aggregate, SimulatedEndpoi
   std::shared_ptr<Plan> nested = newPlan(aggregate);
   const bool sameBlocks =
       aggregate.sampleRate == clock.sampleRate && aggregate.bufferFrames == clock.bufferFrames;
-  if (sameBlocks) nested->inputBlock = nested->earlyInputBlock = source;
+  if (sameBlocks) nested->inputBlock = nested->earlyInputBlock = nested->othersInputBlock = source;
   addRenderers(aggregate, *nested);
   addInputClients(aggregate, *nested);
   if (!sameBlocks) return addReblocking(aggregate, clock, plan, nested, source);
@@ -253,7 +253,7 @@ void PlanBuilder::addRecorders(SimulatedEndpoint& endpoint, Plan& plan, bool isI
     const auto recorder = weak.lock();
     if (!recorder || recorder->isInput() != isInput || recorder->uid() != endpoint.uid) continue;
     plan.steps.push_back(
-        [recorder, block = isInput ? plan.inputBlock : plan.mix.data(), channels,
+        [recorder, block = isInput ? plan.othersInputBlock : plan.mix.data(), channels,
          frames = plan.frames](const AudioTimeStamp&) { recorder->append(block, frames, channels); });
   }
 }

@@ -108,8 +108,12 @@ class Counter final : public SampleSource {
 
 class File final : public SampleSource {
  public:
-  File(std::string path, std::unique_ptr<AudioFileReader> reader, bool loop)
-      : path_(std::move(path)), reader_(std::move(reader)), rate_(reader_->format().sampleRate), loop_(loop) {
+  File(std::string path, std::unique_ptr<AudioFileReader> reader, bool loop, FileFailure failed)
+      : path_(std::move(path)),
+        reader_(std::move(reader)),
+        rate_(reader_->format().sampleRate),
+        loop_(loop),
+        failed_(std::move(failed)) {
     const double fileRate = rate_;
     rate_ = 0;
     setSampleRate(fileRate);
@@ -127,7 +131,10 @@ class File final : public SampleSource {
     bool rewound = false;
     while (made < frames && reader_) {
       const auto count = reader_->read(stereo + 2 * std::size_t(made), frames - made);
-      if (!count) break;
+      if (!count) {
+        fail(count.error());
+        break;
+      }
       made += *count;
       sinceOpen_ += *count;
       if (*count > 0) {
@@ -145,15 +152,21 @@ class File final : public SampleSource {
 
  private:
   double place() const { return rate_ > 0 ? seconds_ + double(sinceOpen_) / rate_ : 0; }
+  void fail(const Error& error) {
+    reader_.reset();
+    if (failed_) failed_(error);
+  }
   void reopen() {
     if (!reader_ || sinceOpen_ > 0 || seconds_ > 0 || wrapped_) {
-      reader_.reset();
-      if (auto opened = openAudioFile(path_)) reader_ = std::move(*opened);
+      auto opened = openAudioFile(path_);
+      if (!opened) return fail(opened.error());
+      reader_ = std::move(*opened);
     }
     sinceOpen_ = 0;
     wrapped_ = true;
-    if (!reader_) return;
-    if (seconds_ > 0) (void)reader_->seek(std::llround(seconds_ * reader_->format().sampleRate));
+    if (seconds_ > 0)
+      if (auto placed = reader_->seek(std::llround(seconds_ * reader_->format().sampleRate)); !placed)
+        return fail(placed.error());
     reader_ = resampled(std::move(reader_), {rate_, 2});
   }
 
@@ -161,6 +174,7 @@ class File final : public SampleSource {
   std::unique_ptr<AudioFileReader> reader_;
   double rate_;
   bool loop_;
+  FileFailure failed_;
   bool wrapped_ = false;
   double seconds_ = 0;
   std::uint64_t sinceOpen_ = 0;
@@ -180,10 +194,10 @@ std::unique_ptr<SampleSource> samples(std::vector<float> stereo, bool loop) {
 }
 std::unique_ptr<SampleSource> counter() { return std::make_unique<Counter>(); }
 
-Outcome<std::unique_ptr<SampleSource>> file(const std::string& path, bool loop) {
+Outcome<std::unique_ptr<SampleSource>> file(const std::string& path, bool loop, FileFailure failed) {
   auto reader = openAudioFile(path);
   if (!reader) return std::unexpected(reader.error());
-  return std::make_unique<File>(path, std::move(*reader), loop);
+  return std::make_unique<File>(path, std::move(*reader), loop, std::move(failed));
 }
 
 }  // namespace sonmere::SampleSources

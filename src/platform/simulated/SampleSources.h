@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,7 +21,10 @@ std::unique_ptr<SampleSource> samples(std::vector<float> stereo, bool loop = fal
 // Frame n is {k, -k} / 2^24 with k = n mod 2^24 + 1: every frame differs, so that a lost, doubled or torn one
 // shows.
 std::unique_ptr<SampleSource> counter();
-// A file, resampled to the device's rate. Fails at once when it can't be opened.
-Outcome<std::unique_ptr<SampleSource>> file(const std::string& path, bool loop = false);
+// A file, resampled to the device's rate. Fails at once when it can't be opened. One that can't be read on
+// later ends there, and `failed` is told on the playing thread.
+using FileFailure = std::function<void(const Error&)>;
+Outcome<std::unique_ptr<SampleSource>> file(const std::string& path, bool loop = false,
+                                            FileFailure failed = nullptr);
 
 }  // namespace sonmere::SampleSources

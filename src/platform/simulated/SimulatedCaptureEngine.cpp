@@ -24,7 +24,6 @@ SimulatedCaptureEngine::SimulatedCaptureEngine(std::shared_ptr<SimulatedWorld> w
 }
 
 SimulatedCaptureEngine::~SimulatedCaptureEngine() {
-  draining_.cancel();
   removeTap();
   world_->locked([&] { world_->change([&] { std::erase(world_->graph().captures, feed_); }); });
 }
@@ -41,7 +40,7 @@ OSStatus SimulatedCaptureEngine::setCurrentDevice(AudioDeviceID device) {
 }
 
 Result<AudioDeviceID> SimulatedCaptureEngine::currentDevice() const {
-  return world_->call<AudioDeviceID>(Operation::captureCurrentDevice, feed_->device,
+  return world_->call<AudioDeviceID>(Operation::captureCurrentDevice, boundDevice(),
                                      [&]() -> Result<AudioDeviceID> { return feed_->device; });
 }
 
@@ -54,25 +53,36 @@ AudioStreamFormat SimulatedCaptureEngine::inputFormat() const {
 
 OSStatus SimulatedCaptureEngine::installTap(std::uint32_t bufferFrames, const AudioStreamFormat& format,
                                             TapBlock block) {
-  const OSStatus status = world_->perform(Operation::captureInstallTap, feed_->device, [&]() -> OSStatus {
+  std::shared_ptr<FrameFIFO> fifo;
+  const OSStatus status = world_->perform(Operation::captureInstallTap, boundDevice(), [&]() -> OSStatus {
     const SimulatedEndpoint* device = world_->graph().endpoint(feed_->device);
     if (!device) return kAudioHardwareBadDeviceError;
     if (hasTap_ || bufferFrames == 0) return kAudioHardwareIllegalOperationError;
     if (format != AudioStreamFormat{device->sampleRate, device->inputChannels})
       return kAudioDeviceUnsupportedFormatError;
+    if (feed_->isStarted) fifo = feed_->fifo;
     return noErr;
   });
   if (status != noErr) return status;
-  const std::lock_guard lock(delivery_->mutex);
-  delivery_->block = std::move(block);
-  delivery_->format = format;
-  delivery_->bufferFrames = bufferFrames;
-  delivery_->scratch.resize(std::size_t(bufferFrames) * format.channels);
+  {
+    const std::lock_guard lock(delivery_->mutex);
+    delivery_->block = std::move(block);
+    delivery_->format = format;
+    delivery_->bufferFrames = bufferFrames;
+    delivery_->scratch.resize(std::size_t(bufferFrames) * format.channels);
+    // Frames of another format may still wait in the one of a capture that was interrupted.
+    delivery_->fifo.reset();
+  }
   hasTap_ = true;
+  if (!fifo) return noErr;
+  // What passed while nobody took it is not heard later.
+  fifo->skip(fifo->available());
+  startDraining(std::move(fifo));
   return noErr;
 }
 
 void SimulatedCaptureEngine::removeTap() {
+  draining_.cancel();
   const std::lock_guard lock(delivery_->mutex);
   delivery_->block = nullptr;
   hasTap_ = false;
@@ -80,7 +90,7 @@ void SimulatedCaptureEngine::removeTap() {
 
 OSStatus SimulatedCaptureEngine::start() {
   std::shared_ptr<FrameFIFO> fifo;
-  const OSStatus status = world_->perform(Operation::captureStart, feed_->device, [&]() -> OSStatus {
+  const OSStatus status = world_->perform(Operation::captureStart, boundDevice(), [&]() -> OSStatus {
     const SimulatedEndpoint* device = world_->graph().endpoint(feed_->device);
     if (!device) return kAudioHardwareBadDeviceError;
     if (feed_->isStarted) return noErr;
@@ -95,17 +105,16 @@ OSStatus SimulatedCaptureEngine::start() {
     });
     return noErr;
   });
-  if (status == noErr && fifo) startDraining(fifo);
+  if (status == noErr && fifo && hasTap_) startDraining(std::move(fifo));
   return status;
 }
 
 // The worker's lock is never taken under the world's: the tap block may call the boundary.
-void SimulatedCaptureEngine::startDraining(const std::shared_ptr<FrameFIFO>& fifo) {
+void SimulatedCaptureEngine::startDraining(std::shared_ptr<FrameFIFO> fifo) {
   {
     const std::lock_guard lock(delivery_->mutex);
-    delivery_->fifo = fifo;
+    delivery_->fifo = std::move(fifo);
   }
-  if (!hasTap_) return;
   const Duration interval = fromSeconds(delivery_->bufferFrames / delivery_->format.sampleRate);
   draining_ = worker_->repeat(interval, [delivery = delivery_] { delivery->drain(); });
 }
@@ -123,7 +132,7 @@ bool SimulatedCaptureEngine::isRunning() const {
 
 Subscription SimulatedCaptureEngine::observeConfigurationChange(Queue& queue,
                                                                 std::function<void()> observer) {
-  auto isActive = std::make_shared<bool>(true);
+  auto isActive = std::make_shared<std::atomic<bool>>(true);
   world_->locked([&] {
     std::erase_if(*observers_, [](const Observer& each) { return !*each.isActive; });
     observers_->push_back({isActive, &queue, std::make_shared<std::function<void()>>(std::move(observer))});

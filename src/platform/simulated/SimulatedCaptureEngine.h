@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -38,12 +39,18 @@ class SimulatedCaptureEngine final : public CaptureEngine {
     void drain();
   };
   struct Observer {
-    std::shared_ptr<bool> isActive;
+    std::shared_ptr<std::atomic<bool>> isActive;
     Queue* queue;
     std::shared_ptr<std::function<void()>> call;
   };
 
-  void startDraining(const std::shared_ptr<FrameFIFO>& fifo);
+  // With the delivery set up: hands frames of `fifo` to the tap, one block at a time.
+  void startDraining(std::shared_ptr<FrameFIFO> fifo);
+
+  // Looked up under the world's lock.
+  auto boundDevice() const {
+    return [this] { return feed_->device; };
+  }
 
   std::shared_ptr<SimulatedWorld> world_;
   std::shared_ptr<CaptureFeed> feed_;

@@ -20,7 +20,6 @@ class SimulatedDevice final : public SimulatedEndpoint {
   // Hz with the clock's error.
   double trueRate() const { return sampleRate * (1 + description_.clockErrorPpm * 1e-6); }
   std::mutex& mutex() { return mutex_; }
-  bool hasPlan() const { return plan_ != nullptr; }
   std::uint32_t& dataSource(AudioScope scope) {
     return scope == AudioScope::input ? inputDataSource_ : outputDataSource_;
   }

@@ -173,11 +173,16 @@ void SimulatedGraph::resolveTapClock(SimulatedAggregate& aggregate) {
 }
 
 void SimulatedGraph::resolveRunning() {
+  const auto resolveEndpoint = [&](SimulatedEndpoint& each) {
+    each.isRunning = hasPlayingProcesses(each.id) || hasOutputClients(each.id) || hasInputClients(each.id) ||
+                     servesRunning(each);
+  };
+  // Each after those that it may serve: aggregates of taps, of devices, devices.
   for (auto& [id, aggregate] : aggregates)
-    aggregate->isRunning = hasPlayingProcesses(id) || hasOutputClients(id) || hasInputClients(id);
-  for (auto& [id, device] : devices)
-    device->isRunning =
-        hasPlayingProcesses(id) || hasOutputClients(id) || hasInputClients(id) || isMemberOfRunning(*device);
+    if (!aggregate->hasMembers()) resolveEndpoint(*aggregate);
+  for (auto& [id, aggregate] : aggregates)
+    if (aggregate->hasMembers()) resolveEndpoint(*aggregate);
+  for (auto& [id, device] : devices) resolveEndpoint(*device);
   for (auto& [pid, process] : processes) {
     if (!process->isOwn) {
       process->isRunningOutput = process->isPlaying;
@@ -189,10 +194,12 @@ void SimulatedGraph::resolveRunning() {
   }
 }
 
-bool SimulatedGraph::isMemberOfRunning(const SimulatedDevice& device) const {
+bool SimulatedGraph::servesRunning(const SimulatedEndpoint& endpoint) const {
   return std::ranges::any_of(aggregates, [&](const auto& entry) {
-    return entry.second->isRunning &&
-           std::ranges::find(entry.second->members, device.id) != entry.second->members.end();
+    const SimulatedAggregate& aggregate = *entry.second;
+    if (!aggregate.isRunning || aggregate.id == endpoint.id) return false;
+    return aggregate.clock == endpoint.id ||
+           std::ranges::find(aggregate.members, endpoint.id) != aggregate.members.end();
   });
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "audio/device/Permissions.h"
 #include "platform/simulated/CaptureFeed.h"
 #include "platform/simulated/DeviceRecorder.h"
 #include "platform/simulated/SimulatedAggregate.h"
@@ -30,6 +31,9 @@ struct SimulatedGraph {
   std::vector<std::weak_ptr<DeviceRecorder>> recorders;
   std::array<AudioDeviceID, 3> defaults{};  // by DefaultDevice
   std::vector<std::string> plugOrder;       // UIDs of devices
+  std::array<PermissionStatus, 2> permissions{};
+  // The driver's devices are listed, but no UID leads to them yet.
+  bool translationLags = false;
 
   SimulatedEndpoint* endpoint(AudioDeviceID id) const;
   SimulatedDevice* device(AudioDeviceID id) const;
@@ -38,6 +42,10 @@ struct SimulatedGraph {
   SimulatedProcess* process(AudioObjectID id) const;
   AudioDeviceID& defaultFor(DefaultDevice role) { return defaults[std::size_t(role)]; }
   AudioDeviceID defaultFor(DefaultDevice role) const { return defaults[std::size_t(role)]; }
+  PermissionStatus& permission(Permission which) { return permissions[std::size_t(which)]; }
+  bool allows(Permission which) const {
+    return permissions[std::size_t(which)] == PermissionStatus::authorized;
+  }
 
   // Whether the tap takes this process's sound.
   bool covers(const SimulatedTap& tap, const SimulatedProcess& process) const {
@@ -65,7 +73,8 @@ struct SimulatedGraph {
   void resolveTapClock(SimulatedAggregate& aggregate);
   void resolveProcesses();
   void resolveRunning();
-  bool isMemberOfRunning(const SimulatedDevice& device) const;
+  // Runs because an aggregate does that it belongs to, or that it clocks.
+  bool servesRunning(const SimulatedEndpoint& endpoint) const;
 };
 
 }  // namespace sonmere

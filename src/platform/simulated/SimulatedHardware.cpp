@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/simulated/GraphEdits.h"
+#include "platform/simulated/StandardMachine.h"
 
 namespace sonmere {
 
@@ -39,8 +40,10 @@ Result<std::vector<AudioDeviceID>> SimulatedHardware::devices() {
 Result<AudioDeviceID> SimulatedHardware::deviceForUID(std::string_view uid) {
   return world_->call<AudioDeviceID>(Operation::deviceForUID, kAudioObjectSystemObject,
                                      [&]() -> Result<AudioDeviceID> {
-                                       const SimulatedEndpoint* found = world_->graph().endpointForUID(uid);
-                                       return found ? found->id : kAudioObjectUnknown;
+                                       const SimulatedGraph& graph = world_->graph();
+                                       const SimulatedEndpoint* found = graph.endpointForUID(uid);
+                                       const bool lags = graph.translationLags && isDriverDevice(uid);
+                                       return found && !lags ? found->id : kAudioObjectUnknown;
                                      });
 }
 
@@ -122,7 +125,8 @@ OSStatus SimulatedHardware::setBufferFrameSize(AudioDeviceID device, std::uint32
 }
 
 Result<float> SimulatedHardware::volume(AudioDeviceID device, AudioScope scope) {
-  return readEndpoint<float>(Operation::volume, device, [&](auto& d) {
+  return readEndpoint<float>(Operation::volume, device, [&](SimulatedEndpoint& d) -> Result<float> {
+    if (d.channels(scope) == 0) return std::unexpected(kAudioHardwareUnknownPropertyError);
     return scope == AudioScope::input ? d.inputVolume : d.outputVolume;
   });
 }
@@ -131,6 +135,7 @@ OSStatus SimulatedHardware::setVolume(AudioDeviceID device, AudioScope scope, fl
   return world_->perform(Operation::setVolume, device, [&]() -> OSStatus {
     SimulatedEndpoint* found = world_->graph().endpoint(device);
     if (!found) return kAudioHardwareBadObjectError;
+    if (found->channels(scope) == 0) return kAudioHardwareUnknownPropertyError;
     if (!(volume >= 0 && volume <= 1)) return kAudioHardwareIllegalOperationError;
     (scope == AudioScope::input ? found->inputVolume : found->outputVolume) = volume;
     return noErr;
@@ -206,7 +211,7 @@ Result<std::vector<AudioDeviceID>> SimulatedHardware::processDevices(AudioObject
   using IDs = std::vector<AudioDeviceID>;
   return readProcess<IDs>(Operation::processDevices, process, [&](const SimulatedProcess& p) {
     IDs ids;
-    if (!p.isOwn && p.device != kAudioObjectUnknown) ids.push_back(p.device);
+    if (!p.isOwn && p.isPlaying && p.device != kAudioObjectUnknown) ids.push_back(p.device);
     if (p.isOwn)
       for (const auto& unit : world_->graph().units)
         if (unit->settings.isStarted && unit->settings.outputEnabled &&

@@ -111,6 +111,10 @@ bool SimulatedHost::isDriverInstalled() const {
   return std::ranges::all_of(virtualDevices(), [&](const auto& each) { return isPlugged(each.uid); });
 }
 
+void SimulatedHost::setTranslationLag(bool lags) {
+  world_->locked([&] { world_->graph().translationLags = lags; });
+}
+
 bool SimulatedHost::setDefault(DefaultDevice role, const std::string& uid) {
   return world_->locked([&] {
     const SimulatedEndpoint* found = world_->graph().endpointForUID(uid);

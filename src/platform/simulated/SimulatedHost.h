@@ -47,6 +47,8 @@ class SimulatedHost {
   void installDriver();
   void removeDriver();
   bool isDriverInstalled() const;
+  // While it lags the server lists the driver's devices, but finds none of them by its UID.
+  void setTranslationLag(bool lags);
 
   // The user's choice of default. False when there is no such device with that side.
   bool setDefault(DefaultDevice role, const std::string& uid);

@@ -43,7 +43,7 @@ SimulatedOutputUnit::~SimulatedOutputUnit() {
 
 template <class Edit>
 OSStatus SimulatedOutputUnit::set(Operation operation, Edit&& edit) {
-  return world_->perform(operation, renderer_->settings.device, [&]() -> OSStatus {
+  return world_->perform(operation, boundDevice(), [&]() -> OSStatus {
     if (!renderer_->settings.isStarted) return edit(renderer_->settings);
     OSStatus status = noErr;
     world_->change([&] { status = edit(renderer_->settings); });
@@ -72,7 +72,7 @@ OSStatus SimulatedOutputUnit::setCurrentDevice(AudioDeviceID device) {
 }
 
 Result<AudioDeviceID> SimulatedOutputUnit::currentDevice() const {
-  return world_->call<AudioDeviceID>(Operation::unitCurrentDevice, renderer_->settings.device,
+  return world_->call<AudioDeviceID>(Operation::unitCurrentDevice, boundDevice(),
                                      [&]() -> Result<AudioDeviceID> {
                                        const AudioDeviceID device = renderer_->settings.device;
                                        if (device != kAudioObjectUnknown && !world_->graph().endpoint(device))
@@ -94,7 +94,7 @@ OSStatus SimulatedOutputUnit::setStreamFormat(AudioScope scope, const AudioStrea
 
 Result<AudioStreamFormat> SimulatedOutputUnit::hardwareFormat(AudioScope scope) const {
   return world_->call<AudioStreamFormat>(
-      Operation::unitHardwareFormat, renderer_->settings.device, [&]() -> Result<AudioStreamFormat> {
+      Operation::unitHardwareFormat, boundDevice(), [&]() -> Result<AudioStreamFormat> {
         const SimulatedEndpoint* device = world_->graph().endpoint(renderer_->settings.device);
         if (!device) return std::unexpected(kAudioHardwareBadDeviceError);
         return AudioStreamFormat{device->sampleRate, device->channels(scope)};
@@ -157,7 +157,7 @@ OSStatus SimulatedOutputUnit::uninitialize() {
 }
 
 OSStatus SimulatedOutputUnit::start() {
-  return world_->perform(Operation::unitStart, renderer_->settings.device, [&]() -> OSStatus {
+  return world_->perform(Operation::unitStart, boundDevice(), [&]() -> OSStatus {
     UnitRenderer::Settings& settings = renderer_->settings;
     if (!settings.isInitialized) return kAudioUnitErrUninitialized;
     if (const OSStatus status = checkSides()) return status;

@@ -35,6 +35,10 @@ class SimulatedOutputUnit final : public OutputUnit {
   template <class Edit>
   OSStatus set(Operation operation, Edit&& edit);
   OSStatus checkSides() const;
+  // The device is looked up under the world's lock: a restart of the service takes it away from any thread.
+  auto boundDevice() const {
+    return [this] { return renderer_->settings.device; };
+  }
 
   std::shared_ptr<SimulatedWorld> world_;
   std::shared_ptr<UnitRenderer> renderer_;

@@ -3,34 +3,28 @@
 #include <functional>
 
 #include "audio/device/Permissions.h"
-#include "base/Runtime.h"
-#include "platform/simulated/SimulatedOptions.h"
+#include "platform/simulated/SimulatedWorld.h"
 
 namespace sonmere {
 
-// Permissions as the user has set them. Main thread.
+// Permissions as the user has set them. The server keeps to them: without leave to capture audio it makes no
+// tap, and without the microphone what this program reads from a physical input is silence. One that was
+// never asked for counts as not given. Main thread.
 class SimulatedPermissions final : public Permissions {
  public:
-  SimulatedPermissions(Runtime& runtime, const SimulatedOptions& options)
-      : runtime_(runtime), microphone_(options.microphone), audioCapture_(options.audioCapture) {}
+  explicit SimulatedPermissions(std::shared_ptr<SimulatedWorld> world) : world_(std::move(world)) {}
 
-  PermissionStatus status(Permission permission) override { return slot(permission); }
+  PermissionStatus status(Permission permission) override;
   void request(Permission permission, std::function<void(bool granted)> answer) override;
 
   // The host's side.
-  void set(Permission permission, PermissionStatus status) { slot(permission) = status; }
+  void set(Permission permission, PermissionStatus status);
   // What the user answers when asked.
   void setAnswer(bool granted) { userGrants_ = granted; }
   int requestCount() const { return requests_; }
 
  private:
-  PermissionStatus& slot(Permission permission) {
-    return permission == Permission::microphone ? microphone_ : audioCapture_;
-  }
-
-  Runtime& runtime_;
-  PermissionStatus microphone_;
-  PermissionStatus audioCapture_;
+  std::shared_ptr<SimulatedWorld> world_;
   bool userGrants_ = true;
   int requests_ = 0;
 };

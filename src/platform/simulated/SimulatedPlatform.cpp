@@ -10,7 +10,7 @@ struct SimulatedPlatform::Parts {
       : world(std::make_shared<SimulatedWorld>(runtime, log, options)),
         hardware(world),
         applications(world),
-        permissions(runtime, options),
+        permissions(world),
         privileges(runtime),
         power(runtime, options.reportsPowerEvents),
         host(world, applications, permissions, loginItem, privileges, power) {}

@@ -23,6 +23,8 @@ SimulatedWorld::SimulatedWorld(Runtime& runtime, Log& log, SimulatedOptions opti
   own->isOwn = true;
   own->id = newObjectID();
   graph_.processes[own->pid] = own;
+  graph_.permission(Permission::microphone) = options_.microphone;
+  graph_.permission(Permission::audioCapture) = options_.audioCapture;
 }
 
 SimulatedWorld::~SimulatedWorld() {
@@ -99,7 +101,7 @@ void SimulatedWorld::forgetClients() {
   graph_.taps.clear();
   for (const auto& unit : graph_.units) {
     unit->settings.device = kAudioObjectUnknown;
-    unit->settings.isStarted = false;
+    unit->settings.isInitialized = unit->settings.isStarted = false;
   }
   for (const auto& capture : graph_.captures) capture->device = kAudioObjectUnknown;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "base/Log.h"
@@ -29,18 +30,20 @@ class SimulatedWorld : public std::enable_shared_from_this<SimulatedWorld> {
   FaultPlan& faults() { return faults_; }
 
   // Serves a call of the boundary: an injected fault, a server that is down, or what `serve` answers. Holds
-  // the lock meanwhile.
-  template <class T, class Serve>
-  Result<T> call(Operation operation, AudioObjectID object, Serve&& serve) {
+  // the lock meanwhile. `about` is the object's ID, or a function that looks it up under the lock.
+  template <class T, class Object, class Serve>
+  Result<T> call(Operation operation, const Object& about, Serve&& serve) {
     const std::lock_guard lock(mutex_);
+    const AudioObjectID object = idOf(about);
     if (const auto status = refusal(operation, object)) return std::unexpected(*status);
     Result<T> result = serve();
     record(operation, object, result ? noErr : result.error());
     return result;
   }
-  template <class Serve>
-  OSStatus perform(Operation operation, AudioObjectID object, Serve&& serve) {
+  template <class Object, class Serve>
+  OSStatus perform(Operation operation, const Object& about, Serve&& serve) {
     const std::lock_guard lock(mutex_);
+    const AudioObjectID object = idOf(about);
     if (const auto status = refusal(operation, object)) return *status;
     const OSStatus status = serve();
     record(operation, object, status);
@@ -73,6 +76,13 @@ class SimulatedWorld : public std::enable_shared_from_this<SimulatedWorld> {
   void note(const std::string& event);
 
  private:
+  template <class Object>
+  static AudioObjectID idOf(const Object& about) {
+    if constexpr (std::is_invocable_v<const Object&>)
+      return about();
+    else
+      return about;
+  }
   std::optional<OSStatus> refusal(Operation operation, AudioObjectID object);
   void record(Operation operation, AudioObjectID object, OSStatus status);
   std::vector<std::shared_ptr<CaptureFeed>> stopInterruptedCaptures();

@@ -1,5 +1,6 @@
 #include "platform/simulated/StandardMachine.h"
 
+#include <algorithm>
 #include <string>
 
 #include "platform/simulated/SampleSources.h"
@@ -59,6 +60,10 @@ const std::vector<SimulatedDeviceDescription>& virtualDevices() {
     return all;
   }();
   return devices;
+}
+
+bool isDriverDevice(std::string_view uid) {
+  return std::ranges::any_of(virtualDevices(), [&](const auto& each) { return each.uid == uid; });
 }
 
 }  // namespace sonmere

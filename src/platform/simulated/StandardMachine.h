@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string_view>
 #include <vector>
 
 #include "platform/simulated/SimulatedDeviceDescription.h"
@@ -11,5 +12,6 @@ std::vector<SimulatedDeviceDescription> standardMachine();
 
 // The ten devices that the driver publishes, in the order of the buses.
 const std::vector<SimulatedDeviceDescription>& virtualDevices();
+bool isDriverDevice(std::string_view uid);
 
 }  // namespace sonmere
