@@ -1,5 +1,7 @@
 #include "app/Demo.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -41,11 +43,19 @@ Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
                         notifications_,
                         context_.folders,
                         RecordingHealth::create(runtime, log, notifications_, options.folder),
-                        std::make_shared<FlushDeadline>()},
+                        std::make_shared<FlushDeadline>(),
+                        [this](const std::string& path, const AudioFileSettings& settings) {
+                          auto file = options_.createFile(path, settings);
+                          if (file) writers_.push_back(*file);
+                          return file;
+                        }},
       latency_(runtime, settings_, options.folder) {
   settings_.set(kRecordingBitDepthKey, name(options.bitDepth));
   recordings_ = std::make_unique<BusRecordings>(recordingContext_, feed_);
   engine_.setRecordingRate([this](int bus) { return recordings_->recordingRate(bus); });
+  recordingFailures_ = recordings_->errorMessage.observe([this](const std::string& message) {
+    if (!message.empty()) fail(message);
+  });
   latency_.addSource(engine_);
 }
 
@@ -54,11 +64,16 @@ Demo::~Demo() { latency_.removeSource(engine_); }
 Outcome<std::unique_ptr<Demo>> Demo::prepare(Runtime& runtime, Log& log, const DemoOptions& options) {
   std::unique_ptr<Demo> demo(new Demo(runtime, log, options));
   for (const DemoOptions::App& app : options.apps)
-    if (auto launched = demo->embedded_.launchApp(app.id, app.file, app.loop); !launched)
-      return std::unexpected(launched.error());
+    if (auto launched = demo->launch(app); !launched) return std::unexpected(launched.error());
   if (auto folder = RecordingsFolder(demo->recordingContext_).current(); !folder)
     return std::unexpected(folder.error());
   return demo;
+}
+
+Outcome<void> Demo::launch(const DemoOptions::App& app) {
+  return embedded_.launchApp(app.id, app.file, app.loop, [this, id = app.id](const Error& error) {
+    note("\"" + id + "\" stopped playing: " + error.description);
+  });
 }
 
 void Demo::start(Done done) {
@@ -83,11 +98,15 @@ void Demo::route() {
 
 void Demo::begin() {
   std::set<int> buses;
-  for (const DemoOptions::App& app : options_.apps)
-    if (app.bus && engine_.tapOf(app.id)) buses.insert(*app.bus);
+  for (const DemoOptions::App& app : options_.apps) {
+    if (!app.bus) continue;
+    if (!engine_.tapOf(app.id)) return fail(routeFailure(app));
+    buses.insert(*app.bus);
+  }
   for (const int bus : buses) {
     recordings_->startRecording(bus);
-    if (recordings_->isRecording(bus)) recordedBuses_.push_back(bus);
+    if (finishing_) return;
+    recordedPaths_[bus] = recordings_->busRecordingStatuses->at(bus).path;
   }
   embedded_.playAll();
   playingSince_ = runtime_.uptime();
@@ -101,15 +120,37 @@ void Demo::sampleLevels() {
       peakLevels_[app.id] = std::max(peakLevels_[app.id], tap->level.load());
 }
 
+std::string Demo::routeFailure(const DemoOptions::App& app) {
+  return fmt::format("the app \"{}\" could not be routed to bus {}: {}", app.id, *app.bus,
+                     engine_.errorMessage()->value_or("it has no row of its own"));
+}
+
+void Demo::note(const std::string& problem) {
+  if (!report_.problem) report_.problem = problem;
+}
+
+void Demo::fail(const std::string& problem) {
+  note(problem);
+  finish();
+}
+
 void Demo::finish() {
-  if (finishing_) return;
-  finishing_ = true;
+  if (std::exchange(finishing_, true)) return;
   levels_.cancel();
   end_.cancel();
   for (const DemoOptions::App& app : options_.apps) report_.apps.push_back(describe(app));
   report_.latency = latency_.report();
-  report_.problem = *engine_.errorMessage();
-  recordings_->stopAllRecordings([this](const std::vector<std::string>& paths) { collect(paths); });
+  if (const auto& message = *engine_.errorMessage()) note(*message);
+  recordings_->stopAllRecordings([this](const auto&) { collect(); });
+}
+
+void Demo::quit() {
+  recordingContext_.flushDeadline->set(runtime_.uptime() + FlushDeadline::kQuitTime);
+  finish();
+}
+
+bool Demo::isWriting() const {
+  return std::ranges::any_of(writers_, [](const auto& writer) { return !writer.expired(); });
 }
 
 DemoReport::App Demo::describe(const DemoOptions::App& app) const {
@@ -146,14 +187,14 @@ Outcome<DemoReport::File> Demo::measure(const std::string& path, int bus) const 
   }
 }
 
-void Demo::collect(const std::vector<std::string>& paths) {
+void Demo::collect() {
   embedded_.stopAll();
-  if (const std::string& failure = *recordings_->errorMessage; !failure.empty())
-    return done_(std::unexpected(Error{"Demo", 1, failure}));
-  for (std::size_t i = 0; i < paths.size(); ++i) {
-    auto file = measure(paths[i], recordedBuses_[i]);
-    if (!file) return done_(std::unexpected(file.error()));
-    report_.files.push_back(std::move(*file));
+  for (const auto& [bus, path] : recordedPaths_) {
+    auto file = measure(path, bus);
+    if (file)
+      report_.files.push_back(std::move(*file));
+    else
+      note(file.error().description);
   }
   done_(report_);
 }

@@ -21,25 +21,36 @@ namespace sonmere {
 // buses, and every bus with an app on it is recorded. Main thread; works on any runtime.
 class Demo {
  public:
-  using Done = std::function<void(Outcome<DemoReport>)>;
+  using Done = std::function<void(const DemoReport&)>;
 
-  // Opens the files and makes the folder; nothing plays yet. Nothing is left behind after an error.
+  // Opens the files, makes the folder and tries to write in it; nothing plays yet. Nothing is left behind
+  // after an error.
   static Outcome<std::unique_ptr<Demo>> prepare(Runtime& runtime, Log& log, const DemoOptions& options);
   ~Demo();
 
-  // `done` is called on the main queue once all files are complete.
+  // `done` is called on the main queue once all files are complete, or have had their time to be. An app
+  // that can't be routed and a recording that fails end the demo before its time.
   void start(Done done);
   // Ends before its time; `done` is called as at a normal end.
   void finish();
+  // The same for a program that is told to quit: a drive that hangs holds `done` up for kQuitTime at most.
+  void quit();
+  // Whether a file is still open after `done`: a write hangs, and so would whoever waits for it.
+  bool isWriting() const;
   // 0 to 1.
   double progress() const;
 
  private:
   Demo(Runtime& runtime, Log& log, const DemoOptions& options);
+  Outcome<void> launch(const DemoOptions::App& app);
   void route();
+  std::string routeFailure(const DemoOptions::App& app);
   void begin();
   void sampleLevels();
-  void collect(const std::vector<std::string>& paths);
+  // Keeps the first problem and ends the demo.
+  void fail(const std::string& problem);
+  void note(const std::string& problem);
+  void collect();
   Outcome<DemoReport::File> measure(const std::string& path, int bus) const;
   DemoReport::App describe(const DemoOptions::App& app) const;
 
@@ -61,9 +72,11 @@ class Demo {
   Done done_;
   std::optional<Duration> playingSince_;
   bool finishing_ = false;
-  std::vector<int> recordedBuses_;
+  std::map<int, std::string> recordedPaths_;  // by bus
+  std::vector<std::weak_ptr<AudioFileWriter>> writers_;
   std::map<std::string, float> peakLevels_;
   DemoReport report_;
+  Subscription recordingFailures_;
   ScopedTask levels_;
   ScopedTask end_;
 };

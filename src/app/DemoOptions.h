@@ -7,6 +7,7 @@
 
 #include "dsp/AppEQSettings.h"
 #include "recording/RecordingBitDepth.h"
+#include "recording/RecordingContext.h"
 
 namespace sonmere {
 
@@ -26,6 +27,7 @@ struct DemoOptions {
   double seconds = 20;
   std::string folder;  // of the recordings
   RecordingBitDepth bitDepth = RecordingBitDepth::int16;
+  AudioFileFactory createFile = createAudioFile;
 };
 
 }  // namespace sonmere

@@ -29,7 +29,7 @@ struct DemoReport {
 
   std::vector<App> apps;
   std::vector<File> files;
-  std::optional<std::string> problem;  // the tap engine's last message
+  std::optional<std::string> problem;  // what went wrong first; the rest of the report holds all the same
   std::string latency;                 // the report of the latency probe
 };
 

@@ -13,8 +13,9 @@ struct EmbeddedPlatform::Parts {
     std::unique_ptr<SampleSource> source;
   };
 
-  Parts(Runtime& runtime, Log& log) : platform(runtime, log) {}
+  Parts(Runtime& itsRuntime, Log& log) : runtime(itsRuntime), platform(runtime, log) {}
 
+  Runtime& runtime;
   SimulatedPlatform platform;
   std::vector<Program> programs;
 };
@@ -27,10 +28,16 @@ EmbeddedPlatform::EmbeddedPlatform(Runtime& runtime, Log& log)
 
 EmbeddedPlatform::~EmbeddedPlatform() = default;
 
+std::string EmbeddedPlatform::ownBundleID() { return SimulatedOptions{}.ownBundleID; }
+
 Platform& EmbeddedPlatform::platform() { return parts_->platform; }
 
-Outcome<void> EmbeddedPlatform::launchApp(const std::string& bundleID, const std::string& file, bool loop) {
-  auto source = SampleSources::file(file, loop);
+Outcome<void> EmbeddedPlatform::launchApp(const std::string& bundleID, const std::string& file, bool loop,
+                                          FileFailure failed) {
+  auto toMainQueue = [&runtime = parts_->runtime, failed = std::move(failed)](const Error& error) {
+    runtime.mainQueue().post([failed, error] { failed(error); });
+  };
+  auto source = SampleSources::file(file, loop, std::move(toMainQueue));
   if (!source) return std::unexpected(source.error());
   SimulatedAppDescription description;
   description.bundleID = bundleID;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -18,9 +19,14 @@ class EmbeddedPlatform {
   ~EmbeddedPlatform();
 
   Platform& platform();
+  // What this program itself is called there; no app may be.
+  static std::string ownBundleID();
 
-  // A program that is about to play the file, once or over and over.
-  Outcome<void> launchApp(const std::string& bundleID, const std::string& file, bool loop);
+  // A program that is about to play the file, once or over and over. When the file can't be read on, the
+  // program falls silent and `failed` is told on the main queue.
+  using FileFailure = std::function<void(const Error&)>;
+  Outcome<void> launchApp(const std::string& bundleID, const std::string& file, bool loop,
+                          FileFailure failed);
   // All programs begin to play.
   void playAll();
   void stopAll();

@@ -105,11 +105,12 @@ Outcome<void> FileSettingsStore::State::flush() {
 FileSettingsStore::FileSettingsStore(Runtime& runtime, Log& log, const std::filesystem::path& path)
     : state_(std::make_shared<State>(runtime, log, path)) {
   auto values = state_->file.load();
-  if (values)
+  if (values) {
     state_->values = std::move(*values);
-  else
-    log.error(
-        fmt::format("The settings could not be read; the defaults apply. {}", values.error().description));
+    return;
+  }
+  loadError_ = values.error();
+  log.error(fmt::format("The settings could not be read; the defaults apply. {}", loadError_->description));
 }
 
 FileSettingsStore::~FileSettingsStore() {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,12 +33,16 @@ class FileSettingsStore final : public SettingsStore {
   void remove(std::string_view key) override;
   std::vector<std::string> keys() const override;
 
+  // Why the file could not be read, so that the defaults apply; nothing when it could.
+  const std::optional<Error>& loadError() const { return loadError_; }
+
   // Writes what is still unwritten, now.
   Outcome<void> synchronize();
 
  private:
   struct State;
   std::shared_ptr<State> state_;
+  std::optional<Error> loadError_;
 };
 
 }  // namespace sonmere

@@ -1,8 +1,12 @@
 #include "cli/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <csignal>
+#include <exception>
 #include <functional>
 
+#include "base/Error.h"
 #include "cli/DemoCommand.h"
 #include "cli/ExitStatus.h"
 #include "cli/SettingsCommand.h"
@@ -84,9 +88,12 @@ std::string oneLine(std::string text) {
   return text;
 }
 
-}  // namespace
+int fail(const std::string& text) {
+  std::fprintf(stderr, "sonmere: %s\n", oneLine(text).c_str());
+  return kExitFailure;
+}
 
-int runCommandLine(int argc, const char* const* argv) {
+int parseAndRun(int argc, const char* const* argv) {
   CLI::App app("Per-app volume, routing and recording", "sonmere");
   app.set_version_flag("--version", kVersion);
   app.require_subcommand(0, 1);
@@ -104,6 +111,23 @@ int runCommandLine(int argc, const char* const* argv) {
   if (arguments.run) return arguments.run();
   std::printf("%s", app.help().c_str());
   return kExitSuccess;
+}
+
+}  // namespace
+
+int runCommandLine(int argc, const char* const* argv) {
+  // A file beyond the user's size limit is then a write that fails, like one on a full disk.
+  std::signal(SIGXFSZ, SIG_IGN);
+  int status = kExitFailure;
+  try {
+    status = parseAndRun(argc, argv);
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+  // CLI11 flushes by itself, and what it could not write is then known by the stream's state alone.
+  errno = 0;
+  if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return status;
+  return fail(posixError(errno != 0 ? errno : EIO, "Write to standard output").description);
 }
 
 }  // namespace sonmere

@@ -6,10 +6,14 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
+#include <nlohmann/json.hpp>
+#include <set>
 
+#include "app/EmbeddedPlatform.h"
 #include "app/Resources.h"
 #include "audio/device/BusTable.h"
 #include "dsp/Boost.h"
+#include "routing/FamilyRules.h"
 
 namespace sonmere {
 
@@ -18,8 +22,15 @@ namespace {
 constexpr double kLongestSeconds = 24 * 3600;
 constexpr const char* kDefaultFolder = "sonmere-demo";
 
+// As it fits in one line on a terminal.
+std::string printable(std::string text) {
+  for (char& c : text)
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+  return text;
+}
+
 std::unexpected<Error> bad(std::string text) {
-  return std::unexpected(Error{"Arguments", 2, std::move(text)});
+  return std::unexpected(Error{"Arguments", 2, printable(std::move(text))});
 }
 
 std::optional<double> number(std::string_view text) {
@@ -52,15 +63,39 @@ Outcome<Pair> splitPair(const char* option, const std::string& text, const char*
   return Pair{text.substr(0, at), text.substr(at + 1)};
 }
 
-// Applies `take` to the app that each "ID=value" names.
+// JSON and the log carry nothing else.
+bool isUTF8(const std::string& text) {
+  const auto bytes = nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::ignore);
+  return nlohmann::json::parse(bytes).get_ref<const std::string&>() == text;
+}
+
+// Whether an app can have this identifier; those that belong to others never get a row to route.
+Outcome<void> checkID(const std::string& text, const std::string& id) {
+  const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
+  const auto refuse = [&](std::string_view why) { return bad(fmt::format("--app {}: {}", text, why)); };
+  if (std::ranges::any_of(id, isControl)) return refuse("an app's ID holds no control characters");
+  if (!isUTF8(id)) return refuse("an app's ID is UTF-8 text");
+  if (FamilyRules::helperOwner(id)) return refuse("an ID with \".helper\" is part of another app");
+  if (id == EmbeddedPlatform::ownBundleID()) return refuse("this is the program's own ID");
+  const bool isSystem = FamilyRules::hiddenSystemBundleIDs().contains(id) || FamilyRules::isSiriProcess(id) ||
+                        FamilyRules::isSystemSoundServer(id) || FamilyRules::isWebKitProcess(id) ||
+                        id == FamilyRules::kSiriKey || id == FamilyRules::kMasterKey;
+  if (isSystem) return refuse("this ID belongs to the system");
+  return {};
+}
+
+// Applies `take` to the app that each "ID=value" names, once for each app.
 template <class Take>
 Outcome<void> forEachPair(std::vector<DemoOptions::App>& apps, const char* option,
                           const std::vector<std::string>& values, const char* form, Take&& take) {
+  std::set<std::string> named;
   for (const std::string& text : values) {
     auto pair = splitPair(option, text, form);
     if (!pair) return std::unexpected(pair.error());
     const auto app = std::ranges::find(apps, pair->id, &DemoOptions::App::id);
     if (app == apps.end()) return bad(fmt::format("{} {}: there is no app \"{}\"", option, text, pair->id));
+    if (!named.insert(pair->id).second)
+      return bad(fmt::format("{} {}: given twice for the app \"{}\"", option, text, pair->id));
     if (Outcome<void> taken = take(*app, *pair, text); !taken) return taken;
   }
   return {};
@@ -80,6 +115,7 @@ Outcome<std::vector<DemoOptions::App>> readApps(const std::vector<std::string>& 
   for (const std::string& text : values) {
     auto pair = splitPair("--app", text, "ID=FILE");
     if (!pair) return std::unexpected(pair.error());
+    if (auto checked = checkID(text, pair->id); !checked) return std::unexpected(checked.error());
     if (std::ranges::find(apps, pair->id, &DemoOptions::App::id) != apps.end())
       return bad(fmt::format("--app {}: the app \"{}\" is named twice", text, pair->id));
     const int track = int(apps.size()) % (kBusCount - kFirstTrackBus);
@@ -131,8 +167,11 @@ Outcome<void> takeEqualiser(DemoOptions::App& app, const Pair& pair, const std::
     target = *parsed;
     return {};
   };
+  std::set<std::string> named;
   for (const std::string& section : split(pair.value, ',')) {
     const auto parts = split(section, ':');
+    if (!named.insert(parts[0]).second)
+      return bad(fmt::format("--eq {}: the section \"{}\" is given twice", text, parts[0]));
     Outcome<void> taken;
     if (parts[0] == "hp" && parts.size() == 2) {
       taken = read(parts[1], {"high-pass frequency in Hz", 20, 2000}, settings.highPassFreq);
@@ -185,6 +224,24 @@ Outcome<std::optional<std::uint64_t>> readSeed(const std::optional<std::string>&
   return value;
 }
 
+Outcome<std::string> readFolder(const std::optional<std::string>& text) {
+  if (text && text->empty()) return bad("--out: the folder's name is empty");
+  std::error_code error;
+  const std::filesystem::path full = std::filesystem::absolute(text.value_or(kDefaultFolder), error);
+  if (error)
+    return bad(fmt::format("--out {}: the current folder can't be found: {}", text.value_or(kDefaultFolder),
+                           error.message()));
+  return full.lexically_normal().string();
+}
+
+// The JSON report names files, and nothing that is no UTF-8 can stand in it.
+Outcome<void> checkForJSON(const DemoOptions& options) {
+  if (!isUTF8(options.folder)) return bad(fmt::format("--json: the folder {} is not UTF-8", options.folder));
+  for (const DemoOptions::App& app : options.apps)
+    if (!isUTF8(app.file)) return bad(fmt::format("--json: the file {} is not UTF-8", app.file));
+  return {};
+}
+
 }  // namespace
 
 Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
@@ -212,13 +269,16 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   if (!seed) return std::unexpected(seed.error());
   request.options.seconds = *seconds;
   request.options.bitDepth = *depth;
-  request.options.folder =
-      std::filesystem::absolute(arguments.folder.value_or(kDefaultFolder)).lexically_normal();
+  auto folder = readFolder(arguments.folder);
+  if (!folder) return std::unexpected(folder.error());
+  request.options.folder = std::move(*folder);
   request.seed = *seed;
   request.live = arguments.live;
   request.json = arguments.json;
   if (request.live && request.seed)
     return bad("--seed has no meaning with --live: real time can't be repeated");
+  if (request.json)
+    if (auto checked = checkForJSON(request.options); !checked) return std::unexpected(checked.error());
   return request;
 }
 

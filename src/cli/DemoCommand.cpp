@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <mutex>
 #include <optional>
 
 #include "app/Demo.h"
@@ -17,6 +18,8 @@ namespace sonmere {
 namespace {
 
 constexpr Duration kTick = fromMilliseconds(100);
+// Turns after the report in which files that are being closed come to their end.
+constexpr int kLastTurns = 3;
 constexpr int kBarWidth = 40;
 
 volatile std::sig_atomic_t interrupted = 0;
@@ -32,38 +35,73 @@ void clearProgress() {
   if (isatty(STDERR_FILENO)) fmt::print(stderr, "\r{:{}}\r", "", kBarWidth + 9);
 }
 
-int badInput(const Error& error) {
-  fmt::print(stderr, "sonmere demo: {}\n", error.description);
-  return kExitBadInput;
+int tell(int status, const std::string& text) {
+  fmt::print(stderr, "sonmere demo: {}\n", text);
+  return status;
+}
+
+int badInput(const Error& error) { return tell(kExitBadInput, error.description); }
+
+// The first error that is logged must not go by unseen when the log is not shown.
+class CommandLog : public Log {
+ public:
+  explicit CommandLog(bool verbose) {
+    if (verbose) addSink(standardError(LogLevel::info));
+    addSink([this](LogLevel level, const std::string& line) {
+      const std::lock_guard lock(mutex_);
+      if (level == LogLevel::error && !firstError_) firstError_ = line;
+    });
+  }
+  std::optional<std::string> firstError() const {
+    const std::lock_guard lock(mutex_);
+    return firstError_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::optional<std::string> firstError_;
+};
+
+// The first signal ends the demo, the next one the program.
+void noteSignal(int signal) {
+  if (interrupted) _exit(kExitSignalled + signal);
+  interrupted = signal;
 }
 
 // Runs the demo until it is done; `turn` lets time pass on the runtime, for at least one tick.
 template <class Turn>
-Outcome<DemoReport> play(Runtime& runtime, Demo& demo, Turn&& turn) {
-  std::optional<Outcome<DemoReport>> result;
-  const ScopedTask tick = runtime.mainQueue().repeat(kTick, [&] {
+DemoReport play(Runtime& runtime, Demo& demo, Turn&& turn) {
+  std::optional<DemoReport> result;
+  const ScopedTask tick = runtime.mainQueue().repeat(kTick, [&, quits = false]() mutable {
     showProgress(demo.progress());
-    if (interrupted) demo.finish();
+    if (interrupted && !std::exchange(quits, true)) demo.quit();
   });
-  demo.start([&](Outcome<DemoReport> report) { result = std::move(report); });
+  demo.start([&](const DemoReport& report) { result = report; });
   while (!result) turn();
   clearProgress();
   return std::move(*result);
 }
 
+int conclude(const DemoRequest& request, const CommandLog& log, DemoReport report) {
+  if (!report.problem) report.problem = log.firstError();
+  request.json ? printDemoJSON(report) : printDemoTable(report);
+  if (report.problem) tell(kExitFailure, *report.problem);
+  if (interrupted) return kExitSignalled + interrupted;
+  return report.problem ? kExitFailure : kExitSuccess;
+}
+
 template <class AnyRuntime, class Turn>
-int runOn(AnyRuntime& runtime, const DemoRequest& request, bool verbose, Turn&& turn) {
-  Log log;
-  log.addSink(Log::standardError(verbose ? LogLevel::info : LogLevel::error));
+int runOn(AnyRuntime& runtime, const DemoRequest& request, CommandLog& log, Turn&& turn) {
   auto demo = Demo::prepare(runtime, log, request.options);
   if (!demo) return badInput(demo.error());
-  const auto report = play(runtime, **demo, turn);
-  if (!report) {
-    fmt::print(stderr, "sonmere demo: {}\n", report.error().description);
-    return kExitFailure;
+  const int status = conclude(request, log, play(runtime, **demo, turn));
+  for (int i = 0; i < kLastTurns && (*demo)->isWriting(); ++i) turn();
+  // Tearing down would wait for a write that hangs for as long as the drive likes.
+  if ((*demo)->isWriting()) {
+    const bool written = std::fflush(stdout) == 0 && !std::ferror(stdout);
+    _exit(written ? status : kExitFailure);
   }
-  request.json ? printDemoJSON(*report) : printDemoTable(*report);
-  return kExitSuccess;
+  return status;
 }
 
 }  // namespace
@@ -71,12 +109,14 @@ int runOn(AnyRuntime& runtime, const DemoRequest& request, bool verbose, Turn&& 
 int runDemoCommand(const DemoArguments& arguments, bool verbose) {
   const auto request = parseDemo(arguments);
   if (!request) return badInput(request.error());
-  for (const std::string& note : request->notes) fmt::print(stderr, "sonmere demo: {}\n", note);
-  std::signal(SIGINT, [](int) { interrupted = 1; });
-  std::signal(SIGTERM, [](int) { interrupted = 1; });
+  for (const std::string& note : request->notes) tell(kExitSuccess, note);
+  interrupted = 0;
+  std::signal(SIGINT, noteSignal);
+  std::signal(SIGTERM, noteSignal);
+  CommandLog log(verbose);  // written to until the runtime's threads have ended
   if (request->live) {
     LiveRuntime runtime;
-    return runOn(runtime, *request, verbose, [&] {
+    return runOn(runtime, *request, log, [&] {
       const TaskToken wake = runtime.mainQueue().postAfter(kTick, [&] { runtime.stop(); });
       runtime.run();
       wake.cancel();
@@ -85,7 +125,7 @@ int runDemoCommand(const DemoArguments& arguments, bool verbose) {
   // A run that is to be repeated has its own calendar too.
   const Date start = request->seed ? VirtualRuntime::kDefaultStart : VirtualRuntime::today();
   VirtualRuntime runtime(request->seed.value_or(1), true, start);
-  return runOn(runtime, *request, verbose, [&] { runtime.advance(kTick); });
+  return runOn(runtime, *request, log, [&] { runtime.advance(kTick); });
 }
 
 }  // namespace sonmere

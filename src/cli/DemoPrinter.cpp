@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -14,6 +15,15 @@ std::string busName(int bus) { return bus == 0 ? "Bridge" : fmt::format("Track {
 
 std::string decibels(float linear) {
   return linear > 0 ? fmt::format("{:.1f} dBFS", 20 * std::log10(linear)) : "silent";
+}
+
+// The double of the fewest digits that mean the same float: 0.7f is printed as 0.7.
+double shortest(float value) {
+  char text[32];
+  double number = value;
+  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+  std::from_chars(text, end, number);
+  return number;
 }
 
 }  // namespace
@@ -32,7 +42,6 @@ void printDemoTable(const DemoReport& report) {
                file.format + " " + file.bitDepth, double(file.frames) / file.sampleRate, file.frames,
                decibels(file.peak), file.path);
   fmt::print("\n{}\n", report.latency);
-  if (report.problem) fmt::print(stderr, "sonmere demo: {}\n", *report.problem);
 }
 
 void printDemoJSON(const DemoReport& report) {
@@ -40,8 +49,8 @@ void printDemoJSON(const DemoReport& report) {
   for (const DemoReport::App& app : report.apps)
     apps.push_back({{"id", app.id},
                     {"bus", app.bus ? nlohmann::ordered_json(*app.bus) : nlohmann::ordered_json(nullptr)},
-                    {"levelDb", app.peakLevelDb},
-                    {"volume", app.volume},
+                    {"levelDb", shortest(app.peakLevelDb)},
+                    {"volume", shortest(app.volume)},
                     {"addedDelayMs", app.addedDelayMs},
                     {"underruns", app.underruns}});
   for (const DemoReport::File& file : report.files)
@@ -51,7 +60,7 @@ void printDemoJSON(const DemoReport& report) {
                      {"bitDepth", file.bitDepth},
                      {"frames", file.frames},
                      {"sampleRate", file.sampleRate},
-                     {"peak", file.peak}});
+                     {"peak", shortest(file.peak)}});
   nlohmann::ordered_json all{{"apps", apps}, {"files", files}};
   if (report.problem) all["problem"] = *report.problem;
   fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));

@@ -10,24 +10,50 @@ namespace sonmere {
 
 namespace {
 
+int tell(int status, const std::string& text) {
+  fmt::print(stderr, "sonmere settings: {}\n", text);
+  return status;
+}
+
+// A log whose warnings the user sees; errors come back from the store and are told once, by the command.
+class CommandLog : public Log {
+ public:
+  CommandLog() {
+    addSink([](LogLevel level, const std::string& line) {
+      if (level == LogLevel::warning) tell(kExitSuccess, line);
+    });
+  }
+};
+
 // The store without any thread: what is changed is written before the command ends.
 class SettingsSession {
  public:
-  SettingsSession() { log_.addSink(Log::standardError(LogLevel::warning)); }
-
   FileSettingsStore& store() { return store_; }
   int finish() {
     const auto written = store_.synchronize();
-    if (written) return kExitSuccess;
-    fmt::print(stderr, "sonmere settings: {}\n", written.error().description);
-    return kExitFailure;
+    return written ? kExitSuccess : tell(kExitFailure, written.error().description);
   }
 
  private:
   VirtualRuntime runtime_{1};
-  Log log_;
+  CommandLog log_;  // loading the store may warn already
   FileSettingsStore store_{runtime_, log_, defaultSettingsPath()};
 };
+
+// Runs `command` on the settings; what can't be read must not pass for empty.
+template <class Command>
+int withSettings(Command&& command) {
+  SettingsSession session;
+  if (const auto& error = session.store().loadError()) return tell(kExitFailure, error->description);
+  return command(session);
+}
+
+// With a key that must not be empty.
+template <class Command>
+int withKey(const std::string& key, Command&& command) {
+  if (key.empty()) return tell(kExitBadInput, "the key is empty");
+  return withSettings(std::forward<Command>(command));
+}
 
 // Strings and data read best as they are.
 std::string plainText(const SettingsValue& value) {
@@ -37,47 +63,50 @@ std::string plainText(const SettingsValue& value) {
 }
 
 int noSuchKey(const std::string& key) {
-  fmt::print(stderr, "sonmere settings: there is no value under \"{}\"\n", key);
-  return kExitFailure;
+  return tell(kExitFailure, fmt::format("there is no value under \"{}\"", key));
 }
 
 }  // namespace
 
 int runSettingsGet(const std::string& key) {
-  SettingsSession session;
-  const auto value = session.store().object(key);
-  if (!value) return noSuchKey(key);
-  fmt::print("{}\n", plainText(*value));
-  return kExitSuccess;
+  return withKey(key, [&](SettingsSession& session) {
+    const auto value = session.store().object(key);
+    if (!value) return noSuchKey(key);
+    fmt::print("{}\n", plainText(*value));
+    return int(kExitSuccess);
+  });
 }
 
 int runSettingsSet(const std::string& key, const std::string& value, bool asData) {
-  SettingsSession session;
-  if (asData)
-    session.store().set(key, SettingsData{value});
-  else
-    session.store().set(key, settingsValueFromJSON(value).value_or(SettingsValue(value)));
-  return session.finish();
+  return withKey(key, [&](SettingsSession& session) {
+    if (asData)
+      session.store().set(key, SettingsData{value});
+    else
+      session.store().set(key, settingsValueFromJSON(value).value_or(SettingsValue(value)));
+    return session.finish();
+  });
 }
 
 int runSettingsDelete(const std::string& key) {
-  SettingsSession session;
-  if (!session.store().object(key)) return noSuchKey(key);
-  session.store().remove(key);
-  return session.finish();
+  return withKey(key, [&](SettingsSession& session) {
+    if (!session.store().object(key)) return noSuchKey(key);
+    session.store().remove(key);
+    return session.finish();
+  });
 }
 
 int runSettingsList(bool json) {
-  SettingsSession session;
-  SettingsValue::Dictionary all;
-  for (const std::string& key : session.store().keys())
-    if (auto value = session.store().object(key)) all[key] = std::move(*value);
-  if (json) {
-    fmt::print("{}\n", settingsValueToJSON(all, 2));
+  return withSettings([&](SettingsSession& session) {
+    SettingsValue::Dictionary all;
+    for (const std::string& key : session.store().keys())
+      if (auto value = session.store().object(key)) all[key] = std::move(*value);
+    if (json) {
+      fmt::print("{}\n", settingsValueToJSON(all, 2));
+      return kExitSuccess;
+    }
+    for (const auto& [key, value] : all) fmt::print("{} = {}\n", key, settingsValueToJSON(value));
     return kExitSuccess;
-  }
-  for (const auto& [key, value] : all) fmt::print("{} = {}\n", key, settingsValueToJSON(value));
-  return kExitSuccess;
+  });
 }
 
 }  // namespace sonmere

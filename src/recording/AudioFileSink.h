@@ -77,6 +77,8 @@ class AudioFileSink : public std::enable_shared_from_this<AudioFileSink> {
   std::deque<std::unique_ptr<PCMBuffer>> pending_;
   std::int64_t pendingFrames_ = 0;
   bool drainScheduled_ = false;
+  // The first failure: what later queued writes return. For either kind of sink it keeps a failing close,
+  // which is then a consequence, from being reported as a failure of its own.
   std::optional<Error> failure_;
 
   std::int64_t writtenFrames_ = 0;  // drain job only

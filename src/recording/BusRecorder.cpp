@@ -150,8 +150,14 @@ std::int64_t BusRecorder::lostFrames() const {
 }
 
 void BusRecorder::stop(Task done) {
-  stopRequested_ = true;
-  pollStop(runtime_.uptime() + kStopTimeout, std::move(done));
+  // A render block that began with the ring may still write into it: the drain goes on for one poll, even
+  // when the ring is empty now.
+  const Duration deadline = runtime_.uptime() + kStopTimeout;
+  if (drainEnded_) return pollStop(deadline, std::move(done));
+  runtime_.mainQueue().postAfter(kStopPoll, [self = shared_from_this(), deadline, done = std::move(done)] {
+    self->stopRequested_ = true;
+    self->pollStop(deadline, done);
+  });
 }
 
 void BusRecorder::pollStop(Duration deadline, Task done) {

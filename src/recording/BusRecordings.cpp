@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "audio/device/BusTable.h"
+
 namespace sonmere {
 
 namespace {
@@ -39,7 +41,7 @@ BusRecordings::~BusRecordings() {
 }
 
 void BusRecordings::startRecording(int bus, std::optional<RecordingFormat> format) {
-  if (bus < 0 || bus >= kBusCount || bus == kMicBus || isRecording(bus)) return;
+  if (!isRoutableBus(bus) || isRecording(bus)) return;
   auto recorder = makeRecorder(bus, format.value_or(*defaultRecordingFormat));
   if (!recorder) return reportStartFailure(recorder.error());
   begin(bus, std::move(*recorder));

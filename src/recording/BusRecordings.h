@@ -20,9 +20,6 @@ namespace sonmere {
 // one ends by itself. Main thread.
 class BusRecordings {
  public:
-  static constexpr int kBusCount = 10;
-  static constexpr int kMicBus = 1;  // recorded by other means, never as a bus
-
   // The feed outlives the recordings.
   BusRecordings(const RecordingContext& context, RecorderFeed& feed);
   // Lets go of what still records; its files end where they are.

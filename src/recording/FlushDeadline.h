@@ -22,10 +22,6 @@ class FlushDeadline {
     const std::lock_guard lock(mutex_);
     deadline_ = uptime;
   }
-  void clear() {
-    const std::lock_guard lock(mutex_);
-    deadline_.reset();
-  }
   // When a flush that began at `start` gives up.
   Duration limit(Duration start, Duration timeout) const {
     const std::lock_guard lock(mutex_);

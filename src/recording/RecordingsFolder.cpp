@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <vector>
 
 #include "base/AtomicFile.h"
 #include "base/FileDescriptor.h"
@@ -13,6 +14,19 @@
 namespace sonmere {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// The folder and those above it that are not there, innermost first.
+std::vector<fs::path> missingFolders(const fs::path& folder) {
+  std::vector<fs::path> missing;
+  std::error_code ignored;
+  for (fs::path at = folder; at.has_relative_path() && !fs::exists(at, ignored); at = at.parent_path())
+    missing.push_back(at);
+  return missing;
+}
+
+}  // namespace
 
 Outcome<std::string> RecordingsFolder::current() const {
   const std::string chosen = context_.settings.string(kPathKey).value_or("");
@@ -27,8 +41,20 @@ Outcome<std::string> RecordingsFolder::current() const {
       return chosen;
     }
   }
-  if (const auto made = createFolders(defaultFolder()); !made) return std::unexpected(made.error());
+  if (const auto made = makeUsable(defaultFolder()); !made) return std::unexpected(made.error());
   return defaultFolder();
+}
+
+Outcome<void> RecordingsFolder::makeUsable(const std::string& folder) const {
+  const std::vector<fs::path> missing = missingFolders(folder);
+  auto result = createFolders(folder);
+  if (result) result = writeTest(folder);
+  if (result) return result;
+  std::error_code ignored;
+  for (const fs::path& made : missing) fs::remove(made, ignored);
+  return std::unexpected(
+      Error{result.error().domain, result.error().code,
+            "The recordings folder " + folder + " can't be used: " + result.error().description});
 }
 
 Outcome<void> RecordingsFolder::writeTest(const std::string& folder) const {

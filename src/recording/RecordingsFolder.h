@@ -19,6 +19,8 @@ class RecordingsFolder {
   const std::string& defaultFolder() const { return context_.folders.defaultRecordings; }
 
  private:
+  // Makes the folder where missing and tries to write there; after an error nothing is left behind.
+  Outcome<void> makeUsable(const std::string& folder) const;
   Outcome<void> writeTest(const std::string& folder) const;
 
   const RecordingContext context_;

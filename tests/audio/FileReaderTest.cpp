@@ -187,6 +187,40 @@ TEST(FileReader, TruncatedFilesGiveWhatIsThere) {
       << "the index at the end of the file is gone";
 }
 
+TEST(FileReader, AudioBehindAGoodHeaderIsDecodedBeforeTheFileCountsAsGood) {
+  TemporaryFolder folder;
+  std::mt19937 random(7);
+  std::vector<float> noise(2 * 96000);
+  for (float& sample : noise) sample = std::uniform_real_distribution<float>(-0.9f, 0.9f)(random);
+  const std::string path = folder / "a.flac";
+  writeWithLibrary(path, SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 48000, 2, noise);
+  const std::string good = bytesOf(path);
+  const auto damagedFrom = [&](std::size_t from) {
+    std::string bad = good;
+    for (std::size_t i = from; i < bad.size(); ++i) bad[i] = char(random());
+    writeBytes(path, bad);
+  };
+  const std::size_t audio = good.find("\xff\xf8");
+  ASSERT_NE(audio, std::string::npos);
+  damagedFrom(audio);
+  EXPECT_EQ(errorOf(path).description.substr(0, path.size() + 27), path + ": its audio can't be decode");
+
+  damagedFrom(good.size() / 2);
+  const auto reader = mustOpen(path);
+  ASSERT_TRUE(reader);
+  std::vector<float> block(2 * 1000);
+  Outcome<std::uint32_t> count = 1;
+  std::size_t frames = 0;
+  while (count && *count > 0) {
+    count = reader->read(block.data(), 1000);
+    if (count) frames += *count;
+  }
+  ASSERT_FALSE(count) << "the damage must not pass for the end";
+  EXPECT_NE(count.error().description.find(path), std::string::npos);
+  EXPECT_GT(frames, 30000u);
+  EXPECT_LT(frames, 60000u);
+}
+
 // Reads to the end, jumps about, and reads again. Errors are welcome, anything else is bounded.
 void exercise(const std::string& path) {
   const auto reader = openAudioFile(path);

@@ -84,6 +84,10 @@ TEST(FileResampler, SeekDeliversWhatReadingOnWould) {
     for (float& sample : noise) sample = std::uniform_real_distribution<float>(-1, 1)(random);
     const auto reader = resampled(memory(from, 1, noise), {to, 1});
     const auto whole = readAll(*reader);
+    // A seek in the middle must not leave the rest of a block behind.
+    float some[100];
+    ASSERT_TRUE(reader->seek(0));
+    ASSERT_EQ(*reader->read(some, 100), 100u);
     for (const std::size_t target :
          {std::size_t(1234), whole.size() - 500, std::size_t(0), whole.size() / 2}) {
       ASSERT_TRUE(reader->seek(std::int64_t(target)));

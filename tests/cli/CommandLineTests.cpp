@@ -1,9 +1,17 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sndfile.h>
+#include <sys/inotify.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <nlohmann/json.hpp>
+#include <random>
 
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/AudioFileWriter.h"
@@ -37,6 +45,26 @@ class CommandLineTest : public testing::Test {
     EXPECT_TRUE((*file)->write(block));
     EXPECT_TRUE((*file)->close());
     return path(name);
+  }
+  // Two seconds of noise that can't be decoded from this part of the audio on.
+  std::string makeDamagedFLAC(double part) {
+    SF_INFO info{};
+    info.samplerate = 48000;
+    info.channels = 2;
+    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
+    SNDFILE* file = sf_open(path("bad.flac").c_str(), SFM_WRITE, &info);
+    std::mt19937 random(3);
+    std::vector<float> noise(2 * 96000);
+    for (float& sample : noise) sample = std::uniform_real_distribution<float>(-0.9f, 0.9f)(random);
+    sf_writef_float(file, noise.data(), 96000);
+    sf_close(file);
+    std::ifstream in(path("bad.flac"), std::ios::binary);
+    std::string bytes(std::istreambuf_iterator<char>(in), {});
+    const std::size_t audio = bytes.find("\xff\xf8");
+    for (std::size_t i = audio + std::size_t(part * double(bytes.size() - audio)); i < bytes.size(); ++i)
+      bytes[i] = char(random());
+    std::ofstream(path("bad.flac"), std::ios::binary) << bytes;
+    return path("bad.flac");
   }
   static bool isOneLine(const std::string& text) {
     return !text.empty() && text.find('\n') == text.size() - 1;
@@ -82,6 +110,10 @@ TEST_F(CommandLineTest, TheSameSeedGivesTheSameFilesAndOutput) {
 TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
   std::ofstream(path("text.wav")) << "this is no audio";
   std::ofstream(path("plain")) << "a file";
+  EXPECT_TRUE(
+      (*createAudioFile(path("empty.wav"), {.sampleRate = 48000, .channels = 2, .bitDepth = 16}))->close());
+  const std::string empty = "a=" + path("empty.wav"), damaged = "a=" + makeDamagedFLAC(0);
+  const std::string helper = "a.helper=" + makeFile("h.wav");
   const std::string missing = "a=" + path("missing.wav"), text = "a=" + path("text.wav"),
                     good = "a=" + makeFile("g.wav");
   const std::string out = path("out"), inFile = path("plain/out");
@@ -91,6 +123,16 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
       {{"demo", "--app", good.c_str(), "--route", "a=1", "--out", out.c_str()}, "bus 1"},
       {{"demo", "--app", good.c_str(), "--volume", "a=-2", "--out", out.c_str()}, "-2"},
       {{"demo", "--app", good.c_str(), "--out", inFile.c_str()}, path("plain")},
+      {{"demo", "--app", good.c_str(), "--route", "a=10", "--out", out.c_str()}, "\"10\" is not a bus"},
+      {{"demo", "--app", good.c_str(), "--route", "a=x", "--out", out.c_str()}, "\"x\" is not a bus"},
+      {{"demo", "--app", good.c_str(), "--volume", "a=loud", "--out", out.c_str()}, "loud"},
+      {{"demo", "--app", empty.c_str(), "--out", out.c_str()}, "has no audio"},
+      {{"demo", "--app", damaged.c_str(), "--out", out.c_str()}, "can't be decoded"},
+      {{"demo", "--app", helper.c_str(), "--out", out.c_str()}, ".helper"},
+      {{"demo", "--app", good.c_str(), "--out", "/proc"}, "The recordings folder /proc can't be used"},
+      {{"demo", "--app", good.c_str(), "--out", ""}, "--out"},
+      {{"settings", "get", ""}, "the key is empty"},
+      {{"settings", "set", "", "1"}, "the key is empty"},
       {{"demo", "--nonsense"}, "--nonsense"},
       {{"nonsense"}, "nonsense"},
       {{"settings"}, "subcommand"},
@@ -121,6 +163,126 @@ TEST_F(CommandLineTest, SettingsAreReadChangedAndListed) {
   EXPECT_EQ(gone.status, 1);
   EXPECT_TRUE(isOneLine(gone.err));
   unsetenv("SONMERE_SETTINGS");
+}
+
+TEST_F(CommandLineTest, ADamagedSettingsFileIsSetAsideWithOneWarning) {
+  setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
+  std::ofstream(path("settings.json")) << "garbage";
+  const auto result = run({"settings", "list"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(isOneLine(result.err)) << result.err;
+  EXPECT_NE(result.err.find(path("settings.json") + " is damaged"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find(path("settings.json.bad")), std::string::npos) << result.err;
+  EXPECT_EQ(run({"settings", "list"}).err, "");
+  unsetenv("SONMERE_SETTINGS");
+}
+
+TEST_F(CommandLineTest, SettingsThatCantBeReadOrWrittenAreOneLineAndStatus1) {
+  std::ofstream(path("plain")) << "a file";
+  const std::string cases[] = {folder.path().string(), "/proc/none/settings.json"};
+  for (const std::string& file : cases) {
+    setenv("SONMERE_SETTINGS", file.c_str(), 1);
+    std::vector<std::vector<const char*>> commands = {{"settings", "set", "k", "1"}};
+    if (file == cases[0])
+      commands.insert(commands.end(),
+                      {{"settings", "list"}, {"settings", "get", "k"}, {"settings", "delete", "k"}});
+    for (const auto& arguments : commands) {
+      const auto result = run(arguments);
+      EXPECT_EQ(result.status, 1) << file << " " << arguments[1];
+      EXPECT_TRUE(isOneLine(result.err)) << result.err;
+      EXPECT_EQ(result.out, "");
+    }
+  }
+  unsetenv("SONMERE_SETTINGS");
+}
+
+TEST_F(CommandLineTest, AnAppThatFallsSilentIsAProblemInTheReport) {
+  const std::string app = "a=" + makeDamagedFLAC(0.5), good = "b=" + makeFile("g.wav"), out = path("out");
+  const auto result = run({"demo", "--app", app.c_str(), "--app", good.c_str(), "--seconds", "3", "--out",
+                           out.c_str(), "--json"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(isOneLine(result.err)) << result.err;
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_NE(std::string(report["problem"]).find(path("bad.flac")), std::string::npos) << report["problem"];
+  ASSERT_EQ(report["files"].size(), 2u);
+  for (const auto& file : report["files"]) EXPECT_NEAR(double(file["frames"]), 3 * 48000, 2048);
+}
+
+// Everything above the limit fails to be written, as on a full disk.
+TEST_F(CommandLineTest, AFullDiskEndsTheDemoAndTheFilesAreStillReported) {
+  const std::string app = "a=" + makeFile("in.wav"), out = path("out");
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  rlimit small = before;
+  small.rlim_cur = 300'000;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const auto result = run({"demo", "--app", app.c_str(), "--volume", "a=0.7", "--seconds", "600", "--out",
+                           out.c_str(), "--json"});
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(isOneLine(result.err)) << result.err;
+  EXPECT_NE(result.out.find("\"volume\": 0.7,"), std::string::npos) << "as it was given";
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_TRUE(std::string(report["problem"]).starts_with("Recording stopped: ")) << report["problem"];
+  ASSERT_EQ(report["files"].size(), 1u);
+  const std::int64_t frames = report["files"][0]["frames"];
+  EXPECT_GT(frames, 60'000);
+  EXPECT_LE(frames, 75'000);
+}
+
+TEST_F(CommandLineTest, OutputThatCantBeWrittenIsAFailure) {
+  setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
+  ASSERT_EQ(run({"settings", "set", "k", std::string(100'000, 'x').c_str()}).status, 0);
+  // In one go at the end, and more than fits the buffer.
+  for (const std::vector<const char*>& arguments :
+       {std::vector{"sonmere", "--version"}, std::vector{"sonmere", "settings", "list"}}) {
+    std::fflush(stdout);
+    const int saved = dup(STDOUT_FILENO), full = open("/dev/full", O_WRONLY);
+    ASSERT_GE(dup2(full, STDOUT_FILENO), 0);
+    testing::internal::CaptureStderr();
+    const int status = runCommandLine(int(arguments.size()), arguments.data());
+    const std::string text = testing::internal::GetCapturedStderr();
+    std::clearerr(stdout);
+    std::cout.clear();
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    close(full);
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(isOneLine(text)) << text;
+    EXPECT_NE(text.find(arguments.size() == 2 ? "standard output" : "No space left"), std::string::npos)
+        << text;
+  }
+  unsetenv("SONMERE_SETTINGS");
+}
+
+// The program in a process of its own gets the signal once its file is there.
+TEST_F(CommandLineTest, ASignalEndsTheDemoEarlyWithItsFilesComplete) {
+  const std::string app = "a=" + makeFile("in.wav"), out = path("out"), text = path("report.json");
+  std::filesystem::create_directory(out);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    const int watch = inotify_init1(IN_CLOEXEC);
+    ASSERT_GE(inotify_add_watch(watch, out.c_str(), IN_MODIFY), 0);
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+      if (!std::freopen(text.c_str(), "w", stdout)) _exit(99);
+      const char* const arguments[] = {"sonmere", "demo",      "--app", app.c_str(), "--live",
+                                       "--json",  "--seconds", "3600",  "--out",     out.c_str()};
+      _exit(runCommandLine(int(std::size(arguments)), arguments));
+    }
+    char events[4096];
+    ASSERT_GT(read(watch, events, sizeof events), 0);
+    close(watch);
+    ASSERT_EQ(kill(child, signal), 0);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
+    std::ifstream report(text);
+    const auto files = nlohmann::json::parse(report)["files"];
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ((*openAudioFile(files[0]["path"]))->frameCount(), std::int64_t(files[0]["frames"]));
+  }
 }
 
 TEST_F(CommandLineTest, HelpAndVersionGoToStandardOutput) {

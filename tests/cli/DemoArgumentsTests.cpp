@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "cli/DemoArguments.h"
+#include "support/TemporaryFolder.h"
 
 namespace sonmere {
 namespace {
@@ -61,6 +64,54 @@ TEST(DemoArguments, AVolumeAboveTheLargestIsHeldAndTold) {
   EXPECT_EQ(request->options.apps[0].volume, 4);
   ASSERT_EQ(request->notes.size(), 1u);
   EXPECT_EQ(request->notes[0], "--volume a=9: held to 4, the largest volume");
+}
+
+TEST(DemoArguments, WhatIsSaidTwiceIsRefusedAndNotReplaced) {
+  using A = DemoArguments;
+  const std::pair<std::vector<std::string> A::*, std::vector<std::string>> cases[] = {
+      {&A::routes, {"a=2", "a=3"}},
+      {&A::volumes, {"a=1", "a=1"}},
+      {&A::equalisers, {"a=hp:100", "a=lp:9000"}},
+      {&A::limits, {"a=-1", "a=-2"}}};
+  for (const auto& [member, values] : cases) {
+    auto arguments = twoApps();
+    arguments.*member = values;
+    EXPECT_NE(complaint(arguments).find(values[1] + ": given twice"), std::string::npos) << values[1];
+  }
+  auto arguments = twoApps();
+  arguments.equalisers = {"a=hp:100,hp:200"};
+  EXPECT_EQ(complaint(arguments), "--eq a=hp:100,hp:200: the section \"hp\" is given twice");
+}
+
+TEST(DemoArguments, AnIDThatCanGetNoRowIsRefused) {
+  for (const char* id : {"a.helper", "com.x.Player.helper.gpu", "com.sonmere.ToneFerry",
+                         "com.apple.assistantd", "com.apple.sirittsd", "com.apple.systemsoundserverd",
+                         "com.apple.WebKit.GPU", "__master__", "", "a\nb", "a\x7f", "\xff"}) {
+    DemoArguments arguments;
+    arguments.apps = {std::string(id) + "=x.wav"};
+    const std::string text = complaint(arguments);
+    EXPECT_TRUE(text.starts_with("--app ")) << id << ": " << text;
+    EXPECT_EQ(text.find('\n'), std::string::npos) << text;
+  }
+}
+
+TEST(DemoArguments, AFolderThatCantBeNamedIsRefused) {
+  auto arguments = twoApps();
+  arguments.folder = "";
+  EXPECT_EQ(complaint(arguments), "--out: the folder's name is empty");
+  arguments.folder = "/tmp/\xff";
+  EXPECT_EQ(complaint(arguments), "");
+  arguments.json = true;
+  EXPECT_EQ(complaint(arguments), "--json: the folder /tmp/\xff is not UTF-8");
+
+  const auto before = std::filesystem::current_path();
+  {
+    const TemporaryFolder gone;
+    std::filesystem::current_path(gone.path());
+  }
+  const std::string text = complaint(twoApps());
+  std::filesystem::current_path(before);
+  EXPECT_TRUE(text.starts_with("--out sonmere-demo: the current folder can't be found")) << text;
 }
 
 TEST(DemoArguments, WhatIsWrongIsNamed) {

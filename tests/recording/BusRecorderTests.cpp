@@ -168,6 +168,20 @@ TEST_F(BusRecorderTest, StopOfAHungQueueGivesUpAfterTheFlushAndTheFileIsFinished
   EXPECT_TRUE(file->isClosed());
 }
 
+TEST_F(BusRecorderTest, ABlockUnderWayWhenTheStopBeginsReachesTheFile) {
+  record();
+  write(1000, 0.5f);
+  runtime.advance(kSecond);
+  ASSERT_EQ(file->frames(), 1000) << "the ring is empty";
+  stop();
+  runtime.advance(fromMilliseconds(30));
+  write(512, 0.25f);
+  runtime.advance(kSecond);
+  ASSERT_TRUE(stoppedAt);
+  EXPECT_EQ(file->frames(), 1512);
+  EXPECT_TRUE(file->isClosed());
+}
+
 TEST_F(BusRecorderTest, WriteFailureEndsTheDrainAndTheStopDoesNotWaitForIt) {
   for (const bool isQueued : {false, true}) {
     SCOPED_TRACE(isQueued);

@@ -108,7 +108,8 @@ TEST_F(BusRecordingsTest, FailedStartLeavesAMessageAndNothingElse) {
   std::filesystem::remove_all(bench.defaultFolder());
   std::ofstream(bench.defaultFolder()) << "in the way";
   recordings->startRecording(2);
-  EXPECT_TRUE(recordings->errorMessage->starts_with("Couldn't start recording: Create the folder"));
+  EXPECT_TRUE(recordings->errorMessage->starts_with("Couldn't start recording: The recordings folder " +
+                                                    bench.defaultFolder() + " can't be used"));
 }
 
 TEST_F(BusRecordingsTest, WriteFailureStopsAllOnceAndKeepsWhatIsThere) {

@@ -100,6 +100,20 @@ TEST(RecordingsFolder, OnlyAnUnusableDefaultIsAnError) {
   EXPECT_NE(folder.error().description.find(bench.defaultFolder()), std::string::npos);
 }
 
+TEST(RecordingsFolder, ADefaultThatCantBeWrittenToIsFoundBeforehandAndLeavesNothing) {
+  VirtualRuntime runtime(1);
+  RecordingBench bench(runtime);
+  const std::string parent = (bench.folder / "new").string();
+  for (const std::string& path : {std::string("/proc"), parent + "/" + std::string(300, 'x')}) {
+    bench.context.folders.defaultRecordings = path;
+    const auto folder = RecordingsFolder(bench.context).current();
+    ASSERT_FALSE(folder) << path;
+    EXPECT_NE(folder.error().description.find("The recordings folder " + path + " can't be used"),
+              std::string::npos);
+  }
+  EXPECT_FALSE(fs::exists(parent)) << "made on the way to a folder that could not be made";
+}
+
 TEST(RecordingsFolder, SameFolderThroughALinkIsNoOther) {
   const TemporaryFolder folder;
   const auto at = [&](const char* name) { return (folder / name).string(); };

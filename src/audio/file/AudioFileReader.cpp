@@ -7,9 +7,9 @@
 #include <cerrno>
 
 #include "audio/file/FFmpegModule.h"
-#include "audio/file/FileDescriptor.h"
 #include "audio/file/ReaderError.h"
 #include "audio/file/SndFileReader.h"
+#include "base/FileDescriptor.h"
 
 namespace sonmere {
 

@@ -50,6 +50,8 @@ class SndFileInput {
 
 namespace {
 
+constexpr std::uint32_t kBlockFrames = 4096;
+
 std::string containerName(int format) {
   switch (format & SF_FORMAT_TYPEMASK) {
     case SF_FORMAT_WAV:
@@ -93,27 +95,49 @@ Outcome<std::unique_ptr<AudioFileReader>> SndFileReader::open(FileDescriptor& fi
     return std::unexpected(readerError(ReaderFault::notDecodable,
                                        fmt::format("{}: not an audio file that can be decoded", path)));
   }
-  std::unique_ptr<AudioFileReader> reader(new SndFileReader(std::move(input), sound, info, path));
+  std::unique_ptr<SndFileReader> reader(new SndFileReader(std::move(input), sound, info, path));
   if (auto checked = checkFormat(path, info.samplerate, info.channels); !checked) {
     return std::unexpected(checked.error());
   }
   if (info.frames <= 0) {
     return std::unexpected(readerError(ReaderFault::noAudio, fmt::format("{}: has no audio", path)));
   }
+  if (auto decoded = reader->decodeFirstBlock(); !decoded) return std::unexpected(decoded.error());
   return reader;
 }
 
-Outcome<std::uint32_t> SndFileReader::read(float* interleaved, std::uint32_t frames) {
-  const sf_count_t count = sf_readf_float(sound_, interleaved, frames);
-  if (count > 0) return std::uint32_t(count);
-  if (sf_error(sound_) != SF_ERR_NO_ERROR) {
-    return std::unexpected(
-        readerError(ReaderFault::damaged, fmt::format("{}: {}", path_, sf_strerror(sound_))));
+Outcome<void> SndFileReader::decodeFirstBlock() {
+  first_.resize(std::size_t(kBlockFrames) * format_.channels);
+  const auto count = decode(first_.data(), kBlockFrames);
+  if (!count || *count == 0) {
+    return std::unexpected(readerError(
+        ReaderFault::damaged, fmt::format("{}: its audio can't be decoded: {}", path_,
+                                          damage_.empty() ? "it ends before its first frame" : damage_)));
   }
-  return 0;
+  first_.resize(std::size_t(*count) * format_.channels);
+  return {};
+}
+
+Outcome<std::uint32_t> SndFileReader::read(float* interleaved, std::uint32_t frames) {
+  if (firstTaken_ == first_.size()) return decode(interleaved, frames);
+  const std::size_t count = std::min(std::size_t(frames) * format_.channels, first_.size() - firstTaken_);
+  std::copy_n(first_.data() + firstTaken_, count, interleaved);
+  firstTaken_ += count;
+  return std::uint32_t(count / format_.channels);
+}
+
+// The library tells damage together with the frames before it, and afterwards only that there are no more.
+Outcome<std::uint32_t> SndFileReader::decode(float* interleaved, std::uint32_t frames) {
+  const sf_count_t count = damage_.empty() ? sf_readf_float(sound_, interleaved, frames) : 0;
+  if (damage_.empty() && sf_error(sound_) != SF_ERR_NO_ERROR) damage_ = sf_strerror(sound_);
+  if (count > 0) return std::uint32_t(count);
+  if (damage_.empty()) return 0;
+  return std::unexpected(readerError(ReaderFault::damaged, fmt::format("{}: {}", path_, damage_)));
 }
 
 Outcome<void> SndFileReader::seek(std::int64_t frame) {
+  firstTaken_ = first_.size();
+  damage_.clear();
   const sf_count_t wanted = std::max<std::int64_t>(frame, 0);
   const sf_count_t target = frameCount_ < 0 ? wanted : std::min(wanted, frameCount_);
   const sf_count_t from = settledFrame(target);
@@ -137,10 +161,9 @@ std::int64_t SndFileReader::settledFrame(std::int64_t target) const {
 }
 
 Outcome<void> SndFileReader::skip(std::int64_t frames) {
-  constexpr std::int64_t kBlockFrames = 4096;
-  std::vector<float> dropped(std::size_t(std::min(frames, kBlockFrames)) * format_.channels);
+  std::vector<float> dropped(std::size_t(std::min<std::int64_t>(frames, kBlockFrames)) * format_.channels);
   while (frames > 0) {
-    const auto count = read(dropped.data(), std::uint32_t(std::min(frames, kBlockFrames)));
+    const auto count = read(dropped.data(), std::uint32_t(std::min<std::int64_t>(frames, kBlockFrames)));
     if (!count) return std::unexpected(count.error());
     if (*count == 0) break;
     frames -= *count;

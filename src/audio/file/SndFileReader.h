@@ -2,8 +2,10 @@
 
 #include <sndfile.h>
 
+#include <vector>
+
 #include "audio/file/AudioFileReader.h"
-#include "audio/file/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace sonmere {
 
@@ -26,6 +28,9 @@ class SndFileReader final : public AudioFileReader {
   SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound, const SF_INFO& info,
                 const std::string& path);
 
+  // Decodes what the first reads will deliver: a good header alone makes no good file.
+  Outcome<void> decodeFirstBlock();
+  Outcome<std::uint32_t> decode(float* interleaved, std::uint32_t frames);
   Outcome<void> skip(std::int64_t frames);
   // Where to seek to, so that reading on from there delivers exactly what is at `target`.
   std::int64_t settledFrame(std::int64_t target) const;
@@ -37,6 +42,10 @@ class SndFileReader final : public AudioFileReader {
   const std::int64_t frameCount_;
   const std::string container_;
   const int codec_;  // SF_FORMAT_SUBMASK of the format
+
+  std::vector<float> first_;    // decoded at open, interleaved; nothing after a seek
+  std::string damage_;          // what the library said; reading has ended there
+  std::size_t firstTaken_ = 0;  // samples of these already delivered
 };
 
 }  // namespace sonmere

@@ -95,6 +95,7 @@ class RateConverter final : public AudioFileReader {
     const std::int64_t from = restartFrame(target);
     if (auto result = source_->seek(from); !result) return result;
     soxr_.reset();
+    inputStart_ = inputEnd_ = 0;
     inputEnded_ = outputEnded_ = false;
     toDrop_ = target - std::llround(double(from) * ratio_);
     return {};

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "audio/file/AudioFileWriter.h"
-#include "audio/file/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace sonmere {
 

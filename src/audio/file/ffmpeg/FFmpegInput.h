@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "audio/file/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
