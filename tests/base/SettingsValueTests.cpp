@@ -91,7 +91,7 @@ TEST(SettingsStore, ReadsOnlyTheKindThatIsAskedFor) {
   EXPECT_FALSE(store.string("data"));
   EXPECT_EQ(store.data("data"), "bytes");
   EXPECT_FALSE(store.stringArray("mixed"));
-  EXPECT_EQ(store.stringSet("mixed"), (std::set<std::string>{"a", "b"}));
+  EXPECT_TRUE(store.stringSet("mixed").empty());
   EXPECT_FALSE(store.object("null"));
   store.setStringSet("set", {"z", "m"});
   EXPECT_EQ(store.stringArray("set"), (std::vector<std::string>{"m", "z"}));
