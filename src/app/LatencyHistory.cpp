@@ -20,10 +20,10 @@ std::vector<std::string> linesOf(std::string_view text) {
 
 void appendLine(const std::string& folder, const std::string& path, std::string line) {
   if (!createFolders(folder)) return;
-  const auto text0 = readWholeFile(path);
+  const auto stored = readWholeFile(path);
   // A file that is there and can't be read stays as it is.
-  if (!text0 && text0.error().code != ENOENT) return;
-  auto lines = linesOf(text0.value_or(""));
+  if (!stored && stored.error().code != ENOENT) return;
+  auto lines = linesOf(stored.value_or(""));
   lines.push_back(std::move(line));
   std::string text;
   for (std::size_t i = lines.size() - std::min(lines.size(), LatencyHistory::kLines); i < lines.size(); ++i)
