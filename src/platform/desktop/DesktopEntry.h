@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sonmere {
+
+// An installed application, as its .desktop file describes it (Desktop Entry Specification 1.5).
+struct DesktopEntry {
+  std::string id;  // "org.example.Player" for "org.example.Player.desktop"
+  std::string name;
+  std::string icon;  // name in the icon theme, or a path
+  std::string exec;  // command line with field codes, as written
+  std::string path;  // working folder; empty: none wanted
+  std::string startupWMClass;
+  std::string file;  // where it was read from
+  bool noDisplay = false;
+  bool hidden = false;  // counts as not installed
+  bool terminal = false;
+};
+
+// Reads the text of a .desktop file; nothing when it describes no application. `locale` is a POSIX locale
+// such as "de_AT.UTF-8@euro"; the best fitting translation of the name wins.
+std::optional<DesktopEntry> parseDesktopEntry(std::string_view text, std::string_view id,
+                                              std::string_view locale);
+
+// The arguments of an Exec line: quotes and escapes undone, field codes removed or filled in. Nothing when
+// the line is not well formed.
+std::optional<std::vector<std::string>> execArguments(const DesktopEntry& entry);
+
+}  // namespace sonmere
