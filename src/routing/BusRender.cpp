@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "base/RealtimeScope.h"
-#include "dsp/Limiter.h"
 #include "dsp/VectorMath.h"
 
 namespace sonmere {
@@ -48,21 +47,11 @@ void runPlugins(const PluginChainSnapshot* chain, float* buffer, std::int64_t n)
   if (chain && !chain->plugins.empty()) chain->render(buffer, std::uint32_t(n / 2));
 }
 
-void equaliseTap(SingleAppTap& tap, float* scratch, std::int64_t n) noexcept {
-  if (tap.eqEnabled && n >= 2) applyEqualiser(tap.eqCoefficients, tap.eqDelays, std::size_t(n / 2), scratch);
-}
-
-// Above 100 % the signal is multiplied first and always limited, so that a boost never passes the ceiling.
-void boostAndLimit(SingleAppTap& tap, float volume, float* scratch, std::int64_t n) noexcept {
-  const bool enabled = tap.limiterEnabled;
-  if (volume <= 1.0f && !enabled) return;
-  float ceiling = tap.limiterCeiling;
-  if (volume > 1.0f) {
-    scale(scratch, volume, std::size_t(n));
-    ceiling = enabled ? std::min(1.0f, ceiling) : 1.0f;
-  }
-  tap.limiterGain =
-      limit(scratch, std::size_t(n), std::size_t(n / 2), ceiling, tap.limiterGain, kLimiterRates48k);
+// A boosted app is held to full scale, or below it by its own ceiling.
+float tapCeiling(const SingleAppTap& tap, float volume) noexcept {
+  const float ceiling = tap.limiterCeiling;
+  if (volume <= 1.0f) return ceiling;
+  return tap.limiterEnabled ? std::min(1.0f, ceiling) : 1.0f;
 }
 
 // The monitor hears the app before its volume; what the boost already did is taken back.
@@ -90,9 +79,10 @@ void mixTap(SingleAppTap& tap, OutputAUContext& context, float* out, std::int64_
   trimIfAsked(tap, n);
   if (!pull(tap, scratch, n)) return;
   runPlugins(tap.pluginChain.load(), scratch, n);
-  equaliseTap(tap, scratch, n);
+  RenderSteps::equalise(tap, scratch, n);
   const float volume = tap.volume;
-  boostAndLimit(tap, volume, scratch, n);
+  RenderSteps::boost(volume, scratch, n);
+  RenderSteps::limitTap(tap, volume, tapCeiling(tap, volume), scratch, n);
   feedTapMonitor(tap, state.flags, volume, scratch, n);
   addScaled(out, scratch, std::min(volume, 1.0f), std::size_t(n));
 }
@@ -121,15 +111,14 @@ void addMicSend(OutputAUContext& context, float gain, float* out, std::int64_t n
 }
 
 void equaliseMaster(BusMaster& master, float* out, std::int64_t n) noexcept {
-  const EQCoefficients* coefficients = master.eqCoefficients.load();
-  if (master.eqEnabled && coefficients && n >= 2)
-    applyEqualiser(*coefficients, master.eqDelays, std::size_t(n / 2), out);
+  if (const EQCoefficients* coefficients = master.eqCoefficients.load())
+    RenderSteps::equalise(master.eqEnabled, *coefficients, master.eqDelays, out, n);
 }
 
 void limitMaster(BusMaster& master, float* out, std::int64_t n) noexcept {
   if (!master.limiterEnabled) return;
-  master.limiterGain = limitUnlessSilent(out, std::size_t(n), std::size_t(n / 2), master.limiterCeiling,
-                                         master.limiterGain, kBusQuietThreshold, kLimiterRates48k);
+  master.limiterGain =
+      RenderSteps::limitOutput(out, n, master.limiterCeiling, master.limiterGain, kBusQuietThreshold);
 }
 
 // Recordings hold the signal after the master chain, in whole frames.

@@ -5,11 +5,10 @@
 
 #include "audio/device/OutputUnit.h"
 #include "base/RenderReader.h"
+#include "dsp/RenderSteps.h"
 #include "routing/BusRenderState.h"
 
 namespace sonmere {
-
-constexpr std::int64_t kRenderScratchSamples = 8192;  // 4096 stereo frames; a longer block stays silent
 
 // What one running unit's callback works on. Lives until the unit is disposed of.
 struct OutputAUContext {

@@ -31,16 +31,6 @@ void store(SettingsStore& settings, const std::string& key, const T& record) {
     settings.set(key, SettingsData{std::move(json)});
 }
 
-void applyEqualiserTo(SingleAppTap& tap, const AppEQSettings& settings) {
-  tap.eqCoefficients.copy(coefficients48k(settings));
-  tap.eqEnabled = settings.isEnabled;
-}
-
-void applyLimiterTo(SingleAppTap& tap, const AppLimiterSettings& settings) {
-  tap.limiterEnabled = settings.isEnabled;
-  tap.limiterCeiling = limiterCeiling(settings.ceilingDb);
-}
-
 }  // namespace
 
 RoutingEffects::RoutingEffects(RoutingCore& core) : core_(core) {
@@ -80,16 +70,17 @@ AppLimiterSettings RoutingEffects::limiterOf(const std::string& bundleID) const 
 }
 
 void RoutingEffects::load(SingleAppTap& tap) {
-  applyEqualiserTo(tap, equaliserOf(tap.bundleID));
-  applyLimiterTo(tap, limiterOf(tap.bundleID));
+  tap.apply(equaliserOf(tap.bundleID));
+  tap.apply(limiterOf(tap.bundleID));
 }
 
 void RoutingEffects::setAppEqualiser(const std::string& bundleID, const AppEQSettings& settings,
                                      SettingForm form) {
   if (form == SettingForm::final) store(core_.context.settings, kEQPrefix + bundleID, settings);
   for (const auto& [pid, tap] : core_.activeTaps)
-    if (tap->bundleID == bundleID) applyEqualiserTo(*tap, settings);
-  if (form == SettingForm::final) eqSettings.update([&](auto& all) { all[bundleID] = settings; });
+    if (tap->bundleID == bundleID) tap->apply(settings);
+  if (form == SettingForm::live) return preview.set({bundleID, settings, std::nullopt});
+  eqSettings.update([&](auto& all) { all[bundleID] = settings; });
 }
 
 void RoutingEffects::setAppLimiter(const std::string& bundleID, const AppLimiterSettings& settings,
@@ -97,10 +88,11 @@ void RoutingEffects::setAppLimiter(const std::string& bundleID, const AppLimiter
   if (form == SettingForm::final) store(core_.context.settings, kAppLimiterPrefix + bundleID, settings);
   for (const auto& [pid, tap] : core_.activeTaps) {
     if (tap->bundleID != bundleID) continue;
-    applyLimiterTo(*tap, settings);
+    tap->apply(settings);
     if (form == SettingForm::final) tap->limiterGain = 1.0f;
   }
-  if (form == SettingForm::final) appLimiterSettings.update([&](auto& all) { all[bundleID] = settings; });
+  if (form == SettingForm::live) return preview.set({bundleID, std::nullopt, settings});
+  appLimiterSettings.update([&](auto& all) { all[bundleID] = settings; });
 }
 
 void RoutingEffects::applyMasterEqualiser(int bus, const AppEQSettings& settings) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "dsp/AppEQSettings.h"
@@ -13,6 +14,13 @@ namespace sonmere {
 // Whether a setter stores what it applies (the end of a drag) or only applies it (during one).
 enum class SettingForm { live, final };
 
+// An app's equaliser or limiter under a drag: applied, but not stored.
+struct AppEffectPreview {
+  std::string bundleID;
+  std::optional<AppEQSettings> equaliser;
+  std::optional<AppLimiterSettings> limiter;
+};
+
 // Equaliser and limiter settings of apps and bus masters, as stored and as the renders use them. A bus index
 // outside 0 to 9 is ignored. Main thread.
 class RoutingEffects {
@@ -22,6 +30,8 @@ class RoutingEffects {
   // By bundle identifier.
   Observable<std::map<std::string, AppEQSettings>> eqSettings;
   Observable<std::map<std::string, AppLimiterSettings>> appLimiterSettings;
+  // The latest live change, for whoever else renders the app.
+  Observable<AppEffectPreview> preview;
   // By bus.
   Observable<std::array<AppEQSettings, kBusCount>> masterEQSettings;
   Observable<std::array<MasterLimiterSettings, kBusCount>> masterLimiterSettings;

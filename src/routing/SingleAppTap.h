@@ -11,20 +11,19 @@
 #include "base/Published.h"
 #include "base/RTScalar.h"
 #include "base/RenderClaim.h"
-#include "dsp/Equaliser.h"
-#include "dsp/RTDoubles.h"
 #include "dsp/RenderFlags.h"
 #include "dsp/Ring.h"
 #include "dsp/RingLedger.h"
 #include "dsp/RingProbe.h"
 #include "dsp/SpectrumRing.h"
+#include "dsp/TapEffects.h"
 
 namespace sonmere {
 
 // One routed app: a process tap on all its processes, whose I/O procedure writes into a ring that the render
 // of its bus drains. Shared: lives until the last published list that holds it is gone. Volumes, flags and
 // effect values change at any time from the main thread.
-struct SingleAppTap {
+struct SingleAppTap : TapEffects {
   SingleAppTap(ProcessID mainPID, std::vector<AudioObjectID> objects, std::string familyKey,
                const HostClock& clock, const RenderFlags& flags);
 
@@ -38,15 +37,10 @@ struct SingleAppTap {
   bool createdMuted = false;                           // the mute behaviour of the platform tap
 
   // Main thread writes, callbacks read.
-  RTScalar<float> volume{1.0f};         // linear
   RTScalar<float> monitorVolume{1.0f};  // linear
   RTScalar<bool> monitorLinked{true};   // the monitor and the meter follow the volume
   RTScalar<bool> isMuted{false};
   RTScalar<bool> monitorEnabled{false};
-  RTScalar<bool> eqEnabled{false};
-  RTDoubles eqCoefficients{kEQCoefficientCount};
-  RTScalar<bool> limiterEnabled{false};
-  RTScalar<float> limiterCeiling{1.0f};
   RTPointer<float> monitorBuffer;  // 48,000 samples once monitored, kept until the tap is freed
   Published<const PluginChainSnapshot> pluginChain;
 
@@ -65,8 +59,6 @@ struct SingleAppTap {
   // The render of its bus, under the claim.
   RenderClaim claim;
   RTPosition readPos;
-  RTDoubles eqDelays{kEQDelayCount};
-  RTScalar<float> limiterGain{1.0f};  // also reset by the main thread
   RTPosition monitorWritePos;
   RTPosition monitorReadPos;  // the monitor's render
   RingProbe ringProbe;

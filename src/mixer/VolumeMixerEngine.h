@@ -1,0 +1,153 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "audio/device/EngineContext.h"
+#include "dsp/LatencySource.h"
+#include "mixer/VolumeMixerAppState.h"
+#include "mixer/VolumeMixerOutput.h"
+#include "mixer/VolumeMixerStore.h"
+#include "mixer/VolumeMixerTaps.h"
+#include "routing/AppTapEngine.h"
+#include "routing/TrackNamesStore.h"
+
+namespace sonmere {
+
+// Who decides on the sound of a row.
+enum class VolumeMixerControl {
+  none,    // the mixer is off, or the app does not play
+  mixer,   // a tap of the mixer
+  routed,  // "Routed in Per-App Routing": its volume is set there
+  hidden,  // plays untouched
+  direct,  // plays untouched, because the user asked for it
+  driver,  // the driver applies the volume, on sound that passes through the bridge (Siri)
+};
+
+// Per-app volume: takes every app that plays behind a muted tap and plays it again on the default output,
+// each with a volume, mute, equaliser and limiter of its own. Steps aside for routed, hidden and Direct apps.
+// An app without a tap is always audible by itself. Main thread only. Failures show in errorMessage and in
+// the log.
+class VolumeMixerEngine final : public LatencySource {
+ public:
+  using TapLatencyStats = sonmere::TapLatencyStats;
+  struct TapLatencySnapshot {
+    std::vector<TapLatencyStats> taps;  // those not muted, by bundle identifier
+    double sampleRate = 48000.0;        // of the bound output device, Hz
+  };
+
+  // Loads what is saved; off until it is attached. Without a store for client gains it makes its own.
+  explicit VolumeMixerEngine(EngineContext& context, std::shared_ptr<TrackNamesStore> trackNames = nullptr);
+  // Saves what waits to be saved, releases every app and waits for the output unit's tear-down.
+  ~VolumeMixerEngine() override;
+
+  // Follows the tap engine's apps and effects, and turns on if it was on when the program last ran. The tap
+  // engine may go first.
+  void attach(const std::shared_ptr<AppTapEngine>& appTapEngine);
+
+  // To be observed; changed by the operations below only.
+  Observable<bool> isEnabled{false};
+  Observable<std::map<std::string, VolumeMixerAppState>> appsState;  // by bundle identifier
+  Observable<float> masterVolume{1.0f};                              // linear
+  Observable<std::optional<std::string>> errorMessage;
+  Observable<std::set<std::string>> directBundleIDs;
+  Observable<std::set<std::string>> dawHintSeen;
+  Observable<AppEQSettings> outputEQSettings;
+
+  // False when the output could not be built; errorMessage tells why, and the mixer is off.
+  bool setEnabled(bool enabled);
+  // Gives taps to the apps that are to have one and takes them from all others.
+  void syncTaps();
+
+  // Volumes are linear; they are held to 0 up to 4.0 for apps and 2.0 for the master, 1.0 without boost.
+  void setVolume(const std::string& bundleID, float volume);
+  void setMuted(const std::string& bundleID, bool muted);
+  void setMasterVolume(float volume);
+  // After a change of the boost permission: lowers what is above the limit.
+  void clampVolumesToLimit();
+  // The state of an app, 100 % and not muted for one without.
+  VolumeMixerAppState appState(const std::string& bundleID) const;
+
+  // Leaves an app untouched, or takes it back. False for rows that can't be Direct: system sounds, calls and
+  // Siri.
+  bool setDirect(const std::string& bundleID, bool direct);
+  // Whether Direct is to be offered for this app now (see DAWHint).
+  bool shouldOfferDirect(const std::string& bundleID) const;
+  void markDAWHintSeen(const std::string& bundleID);
+
+  void setOutputEqualiser(const AppEQSettings& settings, SettingForm form = SettingForm::final);
+
+  VolumeMixerControl controlOf(const std::string& bundleID) const;
+  const std::map<std::string, std::shared_ptr<VolumeMixerTap>>& activeTaps() const { return taps_.active; }
+  // The device that the output plays on, 0 for none, and its rate in Hz.
+  AudioDeviceID boundOutputDevice() const { return output_.boundDevice(); }
+  double outputSampleRate() const { return output_.deviceRate(); }
+
+  TapLatencySnapshot tapLatencySnapshot() const;
+  std::vector<RingReport> latencyRings() const override;
+  // The latest 2,048 samples, mono, of an app after its equaliser, or of the output ("__output__"); nothing
+  // for what does not play here.
+  std::shared_ptr<const SpectrumRing> fftBuffer(const std::string& bundleID) const;
+
+  // Writes what a volume drag has changed and not yet saved.
+  void flushPendingSaves();
+
+ private:
+  void subscribe(AppTapEngine& appTapEngine);
+  bool boostAllowed() const;
+  void turnOff();
+  void fallBackToOff();
+
+  // One tap more or less.
+  void syncRow(AppTapEngine& tapEngine, const TappedAppInfo& row);
+  void addTap(AppTapEngine& tapEngine, const TappedAppInfo& row);
+  bool mustLeaveAlone(const AppTapEngine& tapEngine, const std::string& bundleID) const;
+  void applyEffects(AppTapEngine& tapEngine, VolumeMixerTap& tap) const;
+  void reapplyEffects();
+  void previewEffect(const AppEffectPreview& preview);
+  void pushClientGains();
+
+  // The output goes and comes back; the taps stay.
+  bool buildOutput();
+  void rebuildOutputSoon(Duration delay);
+  void rebuildOutput();
+  void retryOutput();
+  void serviceRestarted();
+  void willSleep();
+  void didWake();
+
+  void saveAppsState();
+  void saveAppsStateSoon();
+  void setMasterSilently(float volume);
+
+  EngineContext& context_;
+  std::shared_ptr<TrackNamesStore> trackNames_;
+  VolumeMixerStore store_;
+  VolumeMixerTaps taps_;
+  VolumeMixerOutput output_;
+  std::weak_ptr<AppTapEngine> appTapEngine_;
+  bool isSyncing_ = false;
+  bool mustSyncAgain_ = false;
+
+  bool isSuspendedForSleep_ = false;
+  int failedRebuilds_ = 0;
+  ScopedTask outputRebuild_;
+  ScopedTask wakeRebuildTask_;
+  ScopedTask persistDebounce_;
+
+  Subscription availableAppsCancellable_;
+  Subscription hiddenAppsCancellable_;
+  Subscription eqSettingsCancellable_;
+  Subscription limiterSettingsCancellable_;
+  Subscription previewCancellable_;
+  Subscription boostCancellable_;
+  Subscription sleepObserver_;
+  Subscription wakeObserver_;
+  Subscription quitFlush_;  // registered by the first drag
+};
+
+}  // namespace sonmere

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "audio/device/EngineContext.h"
+#include "audio/device/TeardownQueue.h"
+#include "base/RenderRetirement.h"
+#include "dsp/AppEQSettings.h"
+#include "mixer/VolumeMixerOutputContext.h"
+
+namespace sonmere {
+
+// The one output unit of the mixer, bound to the default output device, and what watches over it. Main
+// thread.
+class VolumeMixerOutput {
+ public:
+  using Taps = std::map<std::string, std::shared_ptr<VolumeMixerTap>>;
+
+  VolumeMixerOutput(EngineContext& context, const Taps& taps);
+  // Waits for the tear-down of its units.
+  ~VolumeMixerOutput();
+
+  // Told when the unit must be made anew: the default output changed, the device's rate did, the device died,
+  // or the unit no longer renders. `delay` is how long to let the server settle before.
+  std::function<void(Duration delay)> wantsRebuild;
+  std::function<void()> serviceRestarted;
+
+  // Builds and starts the unit unless there is one. Nothing on success, else the message for the user.
+  std::optional<std::string> build();
+  // Hands the unit to the tear-down queue; does not wait.
+  void teardown();
+  bool isRunning() const { return unit_ != nullptr; }
+
+  // Follow the default output device and the server while the mixer is on.
+  void startListening();
+  void stopListening();
+
+  // Publishes the taps to the render.
+  void refreshSnapshot();
+  void setMasterVolume(float volume);
+  void setEqualiser(const AppEQSettings& settings);
+
+  AudioDeviceID boundDevice() const { return boundDevice_; }
+  // Nominal rate of the bound device in Hz, 48000 where it can't be read.
+  double deviceRate() const;
+  // The rate that the unit was built for.
+  double unitRate() const { return context_ ? context_->sampleRate : 0; }
+  const std::shared_ptr<VolumeMixerOutputContext>& context() const { return context_; }
+
+ private:
+  struct Built {
+    std::shared_ptr<VolumeMixerOutputContext> context;
+    std::unique_ptr<OutputUnit> unit;
+    AudioDeviceID device = kAudioObjectUnknown;
+  };
+  std::expected<Built, std::string> make();
+  void applySettings(VolumeMixerOutputContext& context) const;
+  void listenToBoundDevice();
+  void stopListeningToBoundDevice();
+  void checkRender();
+  ListenerID listen(AudioObjectID object, AudioProperty property, std::function<void()> handler);
+
+  EngineContext& engine_;
+  const Taps& taps_;
+  RenderRetirement retirement_;
+  TeardownQueue teardown_;
+  float masterVolume_ = 1.0f;
+  AppEQSettings equaliser_;
+
+  // In this order: the unit goes before what its callback works on.
+  std::shared_ptr<VolumeMixerOutputContext> context_;
+  std::unique_ptr<OutputUnit> unit_;
+  AudioDeviceID boundDevice_ = kAudioObjectUnknown;
+  std::vector<ListenerID> boundDeviceListeners_;
+  std::vector<ListenerID> systemListeners_;
+
+  ScopedTask renderWatchdog_;
+  std::uint64_t watchedRenderTime_ = 0;
+  int consecutiveWatchdogRestarts_ = 0;
+  Duration nextWatchdogRestartAt_{0};
+
+  std::shared_ptr<VolumeMixerOutput*> self_ = std::make_shared<VolumeMixerOutput*>(this);
+  // What units that would not stop may still hold, at the end.
+  using Kept = std::vector<std::shared_ptr<const void>>;
+  std::shared_ptr<Kept> keptForStalledUnits_ = std::make_shared<Kept>();
+};
+
+}  // namespace sonmere

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "base/Observable.h"
+#include "base/SettingsStore.h"
+
+namespace sonmere {
+
+// What the virtual driver is to show and apply: the names of its Tracks, and gains for clients whose sound
+// can only be changed where it passes through the bridge. Kept in the settings, from where a driver takes
+// them, and observable. Main thread.
+class TrackNamesStore {
+ public:
+  explicit TrackNamesStore(SettingsStore& settings);
+
+  // By bus, 2 to 9; a Track without an entry keeps its own name.
+  Observable<std::map<int, std::string>> trackNames;
+  // Linear, by bundle identifier; a client without an entry plays as it is.
+  Observable<std::map<std::string, float>> clientGains;
+
+  // An empty name takes the entry away. False for a bus that is no Track.
+  bool setTrackName(int bus, const std::string& name);
+  void setClientGains(std::map<std::string, float> gains);
+  // Writes and tells both once more: after a restart of the driver.
+  void reapply();
+
+ private:
+  void writeTrackNames();
+  void writeClientGains();
+
+  SettingsStore& settings_;
+};
+
+}  // namespace sonmere
