@@ -87,6 +87,11 @@ LatencyProbe::Entry LatencyProbe::snapshot() const {
   return entry;
 }
 
+bool LatencyProbe::hasRings() const {
+  return std::ranges::any_of(sources_,
+                             [](const LatencySource* source) { return !source->latencyRings().empty(); });
+}
+
 bool LatencyProbe::mustStore(const Entry& entry) const {
   return !lastEntry_ || settings_.boolValue(kEveryTickKey) ||
          entry.date - lastEntry_->date >= kStoreInterval || differs(entry.rings, lastEntry_->rings);

@@ -25,6 +25,8 @@ class LatencyProbe {
   void addSource(const LatencySource& source) { sources_.push_back(&source); }
   void removeSource(const LatencySource& source) { std::erase(sources_, &source); }
 
+  // Whether any path exists now.
+  bool hasRings() const;
   // Takes a snapshot and stores it when something has changed; to be called every few seconds.
   void record();
   // The section of the diagnostic report.

@@ -9,6 +9,7 @@
 #include "base/Error.h"
 #include "cli/DemoCommand.h"
 #include "cli/ExitStatus.h"
+#include "cli/RunCommand.h"
 #include "cli/SettingsCommand.h"
 
 namespace sonmere {
@@ -19,6 +20,7 @@ constexpr const char* kVersion = "sonmere 0.1.0";
 
 struct Arguments {
   DemoArguments demo;
+  RunArguments foreground;
   bool verbose = false;
   std::string key, value;
   bool asData = false;
@@ -60,6 +62,31 @@ void addDemo(CLI::App& app, Arguments& arguments) {
   });
 }
 
+void addRun(CLI::App& app, Arguments& arguments) {
+  CLI::App* run = app.add_subcommand("run", "Run the application in the foreground, without a window");
+  RunArguments& r = arguments.foreground;
+  run->add_option("--platform", r.platform, "The audio server: auto, pipewire or simulated (default: auto)")
+      ->type_name("WHICH");
+  run->add_flag("--demo-apps", r.demoApps, "Three apps that play over and over, on the embedded server");
+  run->add_option("--route", r.routes,
+                  "The bus of an app, now or when it appears: 0 the bridge, 2 to 9 Track 1 to 8, off")
+      ->type_name("ID=BUS")
+      ->allow_extra_args(false);
+  run->add_option("--volume", r.volumes, "Linear volume of an app, 0 to 4")
+      ->type_name("ID=GAIN")
+      ->allow_extra_args(false);
+  run->add_option("--record", r.records, "Record a bus from its first app on")
+      ->type_name("BUS")
+      ->allow_extra_args(false);
+  run->add_option("--out", r.folder, "Folder of the recordings (default: that of the settings)")
+      ->type_name("DIR");
+  run->add_option("--for", r.seconds, "End after this time (default: when told to)")->type_name("SECONDS");
+  run->add_flag("--json", r.json, "Print one JSON object at the end");
+  run->add_flag("-v,--verbose", r.verbose, "Log to standard error");
+  run->callback(
+      [&arguments] { arguments.run = [&arguments] { return runRunCommand(arguments.foreground); }; });
+}
+
 void addSettings(CLI::App& app, Arguments& arguments) {
   CLI::App* settings = app.add_subcommand("settings", "Read and change the user's settings");
   settings->require_subcommand(1);
@@ -99,6 +126,7 @@ int parseAndRun(int argc, const char* const* argv) {
   app.require_subcommand(0, 1);
   Arguments arguments;
   addDemo(app, arguments);
+  addRun(app, arguments);
   addSettings(app, arguments);
   try {
     app.parse(argc, argv);

@@ -5,14 +5,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <filesystem>
-#include <nlohmann/json.hpp>
 #include <set>
 
+#include "app/DemoPieces.h"
 #include "app/EmbeddedPlatform.h"
-#include "app/Resources.h"
 #include "audio/device/BusTable.h"
-#include "dsp/Boost.h"
+#include "cli/ArgumentText.h"
 #include "routing/FamilyRules.h"
 
 namespace sonmere {
@@ -22,57 +20,12 @@ namespace {
 constexpr double kLongestSeconds = 24 * 3600;
 constexpr const char* kDefaultFolder = "sonmere-demo";
 
-// As it fits in one line on a terminal.
-std::string printable(std::string text) {
-  for (char& c : text)
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
-  return text;
-}
-
-std::unexpected<Error> bad(std::string text) {
-  return std::unexpected(Error{"Arguments", 2, printable(std::move(text))});
-}
-
-std::optional<double> number(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) return std::nullopt;
-  return value;
-}
-
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  std::size_t from = 0;
-  while (true) {
-    const std::size_t at = text.find(separator, from);
-    parts.push_back(text.substr(from, at == std::string::npos ? at : at - from));
-    if (at == std::string::npos) return parts;
-    from = at + 1;
-  }
-}
-
-struct Pair {
-  std::string id;
-  std::string value;
-};
-
-Outcome<Pair> splitPair(const char* option, const std::string& text, const char* form) {
-  const auto at = text.find('=');
-  if (at == std::string::npos || at == 0 || at + 1 == text.size())
-    return bad(fmt::format("{} {}: expected {}", option, text, form));
-  return Pair{text.substr(0, at), text.substr(at + 1)};
-}
-
-// JSON and the log carry nothing else.
-bool isUTF8(const std::string& text) {
-  const auto bytes = nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::ignore);
-  return nlohmann::json::parse(bytes).get_ref<const std::string&>() == text;
-}
-
 // Whether an app can have this identifier; those that belong to others never get a row to route.
 Outcome<void> checkID(const std::string& text, const std::string& id) {
   const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
-  const auto refuse = [&](std::string_view why) { return bad(fmt::format("--app {}: {}", text, why)); };
+  const auto refuse = [&](std::string_view why) {
+    return badArgument(fmt::format("--app {}: {}", text, why));
+  };
   if (std::ranges::any_of(id, isControl)) return refuse("an app's ID holds no control characters");
   if (!isUTF8(id)) return refuse("an app's ID is UTF-8 text");
   if (FamilyRules::helperOwner(id)) return refuse("an ID with \".helper\" is part of another app");
@@ -93,9 +46,10 @@ Outcome<void> forEachPair(std::vector<DemoOptions::App>& apps, const char* optio
     auto pair = splitPair(option, text, form);
     if (!pair) return std::unexpected(pair.error());
     const auto app = std::ranges::find(apps, pair->id, &DemoOptions::App::id);
-    if (app == apps.end()) return bad(fmt::format("{} {}: there is no app \"{}\"", option, text, pair->id));
+    if (app == apps.end())
+      return badArgument(fmt::format("{} {}: there is no app \"{}\"", option, text, pair->id));
     if (!named.insert(pair->id).second)
-      return bad(fmt::format("{} {}: given twice for the app \"{}\"", option, text, pair->id));
+      return badArgument(fmt::format("{} {}: given twice for the app \"{}\"", option, text, pair->id));
     if (Outcome<void> taken = take(*app, *pair, text); !taken) return taken;
   }
   return {};
@@ -105,54 +59,42 @@ Outcome<void> forEachPair(std::vector<DemoOptions::App>& apps, const char* optio
 Outcome<std::vector<DemoOptions::App>> readApps(const std::vector<std::string>& values) {
   std::vector<DemoOptions::App> apps;
   if (values.empty()) {
-    const auto folder = resourceFolder();
-    if (!folder) return std::unexpected(folder.error());
-    const auto piece = [&](const char* id, int bus) {
-      return DemoOptions::App{id, *folder + "/demo/" + id + ".flac", true, bus, 1.0f, {}, {}};
-    };
-    return std::vector{piece("melody", 2), piece("beat", 3), piece("speech", kBridgeBus)};
+    const auto pieces = demoPieces();
+    if (!pieces) return std::unexpected(pieces.error());
+    for (const DemoPiece& piece : *pieces)
+      apps.push_back({piece.id, piece.file, true, piece.bus, 1.0f, {}, {}});
+    return apps;
   }
   for (const std::string& text : values) {
     auto pair = splitPair("--app", text, "ID=FILE");
     if (!pair) return std::unexpected(pair.error());
     if (auto checked = checkID(text, pair->id); !checked) return std::unexpected(checked.error());
     if (std::ranges::find(apps, pair->id, &DemoOptions::App::id) != apps.end())
-      return bad(fmt::format("--app {}: the app \"{}\" is named twice", text, pair->id));
+      return badArgument(fmt::format("--app {}: the app \"{}\" is named twice", text, pair->id));
     const int track = int(apps.size()) % (kBusCount - kFirstTrackBus);
     apps.push_back({pair->id, pair->value, false, kFirstTrackBus + track, 1.0f, {}, {}});
   }
   return apps;
 }
 
-Outcome<void> takeRoute(DemoOptions::App& app, const Pair& pair, const std::string& text) {
-  constexpr const char* kChoices = "use 0 for the bridge, 2 to 9 for Track 1 to 8, or off";
-  if (pair.value == "off") {
-    app.bus.reset();
-    return {};
-  }
-  const auto value = number(pair.value);
-  if (!value || *value != std::floor(*value) || !isBus(int(std::clamp(*value, -1.0, 100.0))))
-    return bad(fmt::format("--route {}: \"{}\" is not a bus; {}", text, pair.value, kChoices));
-  if (!isRoutableBus(int(*value)))
-    return bad(fmt::format("--route {}: bus 1 is the internal mic bus; {}", text, kChoices));
-  app.bus = int(*value);
+Outcome<void> takeRoute(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
+  const auto bus = readBus("--route " + text, pair.value);
+  if (!bus) return std::unexpected(bus.error());
+  app.bus = *bus;
   return {};
 }
 
-Outcome<void> takeVolume(DemoOptions::App& app, const Pair& pair, const std::string& text,
+Outcome<void> takeVolume(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text,
                          std::vector<std::string>& notes) {
-  const auto value = number(pair.value);
-  if (!value || *value < 0)
-    return bad(fmt::format("--volume {}: \"{}\" is not a gain; use a number from 0 to 4, where 1 is 100 %",
-                           text, pair.value));
-  app.volume = clampAppVolume(float(*value), true);
-  if (*value > maxAppVolume(true))
-    notes.push_back(fmt::format("--volume {}: held to {}, the largest volume", text, app.volume));
+  const auto gain = readGain("--volume " + text, pair.value);
+  if (!gain) return std::unexpected(gain.error());
+  app.volume = gain->gain;
+  if (gain->note) notes.push_back(*gain->note);
   return {};
 }
 
 // "hp:HZ", "bell:HZ:DB:Q" and "lp:HZ", each at most once, with commas between.
-Outcome<void> takeEqualiser(DemoOptions::App& app, const Pair& pair, const std::string& text) {
+Outcome<void> takeEqualiser(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
   struct Range {
     const char* name;
     double lo, hi;
@@ -160,18 +102,18 @@ Outcome<void> takeEqualiser(DemoOptions::App& app, const Pair& pair, const std::
   AppEQSettings settings;
   settings.isEnabled = true;
   const auto read = [&](const std::string& value, const Range& range, double& target) -> Outcome<void> {
-    const auto parsed = number(value);
+    const auto parsed = readNumber(value);
     if (!parsed || *parsed < range.lo || *parsed > range.hi)
-      return bad(
+      return badArgument(
           fmt::format("--eq {}: \"{}\" is no {}; use {} to {}", text, value, range.name, range.lo, range.hi));
     target = *parsed;
     return {};
   };
   std::set<std::string> named;
-  for (const std::string& section : split(pair.value, ',')) {
-    const auto parts = split(section, ':');
+  for (const std::string& section : splitText(pair.value, ',')) {
+    const auto parts = splitText(section, ':');
     if (!named.insert(parts[0]).second)
-      return bad(fmt::format("--eq {}: the section \"{}\" is given twice", text, parts[0]));
+      return badArgument(fmt::format("--eq {}: the section \"{}\" is given twice", text, parts[0]));
     Outcome<void> taken;
     if (parts[0] == "hp" && parts.size() == 2) {
       taken = read(parts[1], {"high-pass frequency in Hz", 20, 2000}, settings.highPassFreq);
@@ -182,7 +124,7 @@ Outcome<void> takeEqualiser(DemoOptions::App& app, const Pair& pair, const std::
       if (taken) taken = read(parts[2], {"bell gain in dB", -24, 24}, settings.paraGain);
       if (taken) taken = read(parts[3], {"bell Q", 0.1, 10}, settings.paraQ);
     } else {
-      return bad(
+      return badArgument(
           fmt::format("--eq {}: \"{}\" is not a section; use hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between",
                       text, section));
     }
@@ -192,19 +134,19 @@ Outcome<void> takeEqualiser(DemoOptions::App& app, const Pair& pair, const std::
   return {};
 }
 
-Outcome<void> takeLimit(DemoOptions::App& app, const Pair& pair, const std::string& text) {
-  const auto value = number(pair.value);
+Outcome<void> takeLimit(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
+  const auto value = readNumber(pair.value);
   if (!value || *value < -12 || *value > 0)
-    return bad(fmt::format("--limit {}: \"{}\" is not a ceiling; use -12 to 0 dB", text, pair.value));
+    return badArgument(fmt::format("--limit {}: \"{}\" is not a ceiling; use -12 to 0 dB", text, pair.value));
   app.ceilingDb = *value;
   return {};
 }
 
 Outcome<double> readSeconds(const std::optional<std::string>& text) {
   if (!text) return DemoOptions{}.seconds;
-  const auto value = number(*text);
+  const auto value = readNumber(*text);
   if (!value || *value <= 0 || *value > kLongestSeconds)
-    return bad(fmt::format("--seconds {}: use a number above 0, at most {}", *text, kLongestSeconds));
+    return badArgument(fmt::format("--seconds {}: use a number above 0, at most {}", *text, kLongestSeconds));
   return *value;
 }
 
@@ -212,7 +154,7 @@ Outcome<RecordingBitDepth> readDepth(const std::optional<std::string>& text) {
   if (!text) return RecordingBitDepth::int16;
   for (const auto depth : {RecordingBitDepth::int16, RecordingBitDepth::int24, RecordingBitDepth::float32})
     if (*text == name(depth)) return depth;
-  return bad(fmt::format("--depth {}: use int16, int24 or float32", *text));
+  return badArgument(fmt::format("--depth {}: use int16, int24 or float32", *text));
 }
 
 Outcome<std::optional<std::uint64_t>> readSeed(const std::optional<std::string>& text) {
@@ -220,25 +162,16 @@ Outcome<std::optional<std::uint64_t>> readSeed(const std::optional<std::string>&
   std::uint64_t value = 0;
   const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
   if (error != std::errc{} || end != text->data() + text->size())
-    return bad(fmt::format("--seed {}: use a whole number from 0 on", *text));
+    return badArgument(fmt::format("--seed {}: use a whole number from 0 on", *text));
   return value;
-}
-
-Outcome<std::string> readFolder(const std::optional<std::string>& text) {
-  if (text && text->empty()) return bad("--out: the folder's name is empty");
-  std::error_code error;
-  const std::filesystem::path full = std::filesystem::absolute(text.value_or(kDefaultFolder), error);
-  if (error)
-    return bad(fmt::format("--out {}: the current folder can't be found: {}", text.value_or(kDefaultFolder),
-                           error.message()));
-  return full.lexically_normal().string();
 }
 
 // The JSON report names files, and nothing that is no UTF-8 can stand in it.
 Outcome<void> checkForJSON(const DemoOptions& options) {
-  if (!isUTF8(options.folder)) return bad(fmt::format("--json: the folder {} is not UTF-8", options.folder));
+  if (!isUTF8(options.folder))
+    return badArgument(fmt::format("--json: the folder {} is not UTF-8", options.folder));
   for (const DemoOptions::App& app : options.apps)
-    if (!isUTF8(app.file)) return bad(fmt::format("--json: the file {} is not UTF-8", app.file));
+    if (!isUTF8(app.file)) return badArgument(fmt::format("--json: the file {} is not UTF-8", app.file));
   return {};
 }
 
@@ -251,7 +184,7 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   auto& all = request.options.apps = std::move(*apps);
   if (auto r = forEachPair(all, "--route", arguments.routes, "ID=BUS", takeRoute); !r)
     return std::unexpected(r.error());
-  const auto volume = [&](auto& app, const Pair& pair, const std::string& text) {
+  const auto volume = [&](auto& app, const ArgumentPair& pair, const std::string& text) {
     return takeVolume(app, pair, text, request.notes);
   };
   if (auto r = forEachPair(all, "--volume", arguments.volumes, "ID=GAIN", volume); !r)
@@ -269,14 +202,14 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   if (!seed) return std::unexpected(seed.error());
   request.options.seconds = *seconds;
   request.options.bitDepth = *depth;
-  auto folder = readFolder(arguments.folder);
+  auto folder = readFolder("--out", arguments.folder.value_or(kDefaultFolder));
   if (!folder) return std::unexpected(folder.error());
   request.options.folder = std::move(*folder);
   request.seed = *seed;
   request.live = arguments.live;
   request.json = arguments.json;
   if (request.live && request.seed)
-    return bad("--seed has no meaning with --live: real time can't be repeated");
+    return badArgument("--seed has no meaning with --live: real time can't be repeated");
   if (request.json)
     if (auto checked = checkForJSON(request.options); !checked) return std::unexpected(checked.error());
   return request;

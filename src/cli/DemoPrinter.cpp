@@ -2,28 +2,18 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+
+#include "cli/Text.h"
 
 namespace sonmere {
 
 namespace {
 
-std::string busName(int bus) { return bus == 0 ? "Bridge" : fmt::format("Track {}", bus - 1); }
-
 std::string decibels(float linear) {
   return linear > 0 ? fmt::format("{:.1f} dBFS", 20 * std::log10(linear)) : "silent";
-}
-
-// The double of the fewest digits that mean the same float: 0.7f is printed as 0.7.
-double shortest(float value) {
-  char text[32];
-  double number = value;
-  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-  std::from_chars(text, end, number);
-  return number;
 }
 
 }  // namespace

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/PlatformChoice.h"
+#include "app/RunOptions.h"
+#include "app/RunReport.h"
+#include "app/ToneFerryApp.h"
+
+namespace sonmere {
+
+// The application in the foreground, without a window: starts it, sets up what the options ask for as apps
+// appear, and ends it in order. Main thread; application and platform outlive it.
+class ForegroundRun {
+ public:
+  using Done = std::function<void(const RunReport&)>;
+
+  ForegroundRun(Runtime& runtime, ToneFerryApp& app, PlatformChoice& platform, RunOptions options);
+
+  // What can be refused before anything happens: demo apps on a server of others, files and folders that
+  // can't be used.
+  Outcome<void> prepare();
+  // `ready` is called once the server answers and the apps that are there are set up; `done` after the time
+  // of the options, quit(), the end of the session, or a server that never answers.
+  void start(std::function<void()> ready, Done done);
+  // Completes the recordings, within the time a quit may take, and calls `done`.
+  void quit();
+  bool isReady() const { return isReady_; }
+  // Of this moment.
+  RunReport report() const;
+
+ private:
+  // The server's and the rows' state has changed, or may have.
+  void lookSoon();
+  void look();
+  bool serverAnswers();
+  bool demoAppsAppeared() const;
+  const TappedAppInfo* rowFor(const std::string& app) const;
+  void applyWishes();
+  void applyRoute(const std::string& id, const RunOptions::Route& route);
+  void startRecordings();
+  void becomeReady();
+  void giveUp();
+  void note(const std::string& error);
+  void finish();
+  RunReport::Recording describe(const BusRecordingStatus& status) const;
+
+  Runtime& runtime_;
+  ToneFerryApp& app_;
+  PlatformChoice& platform_;
+  const RunOptions options_;
+
+  std::vector<RunOptions::Route> pendingRoutes_;
+  std::vector<RunOptions::Volume> pendingVolumes_;
+  std::set<int> pendingRecordings_;
+  std::map<std::string, BusRecordingStatus> recordings_;  // all of this run, by path
+  std::vector<std::string> demoApps_;
+  std::vector<std::string> errors_;
+  std::function<void()> ready_;
+  Done done_;
+  bool isReady_ = false;
+  bool isFinishing_ = false;
+  std::vector<Subscription> observers_;
+  ScopedTask lookTask_;
+  ScopedTask readyCheck_;
+  ScopedTask limit_;  // of the wait for the server, then of the run
+};
+
+}  // namespace sonmere

@@ -1,0 +1,23 @@
+#include "app/LoginItemRule.h"
+
+namespace sonmere {
+
+namespace {
+constexpr const char* kLaunchAtLoginKey = "launchAtLogin";
+constexpr const char* kAttemptedKey = "didAutoRegisterLoginItem";
+}  // namespace
+
+void applyLoginItemRule(LoginItem& loginItem, SettingsStore& settings, Log& log) {
+  const bool isEnabled = loginItem.isEnabled();
+  settings.set(kLaunchAtLoginKey, isEnabled);
+  if (settings.boolValue(kAttemptedKey) || isEnabled) return;
+  if (const auto registered = loginItem.registerItem()) {
+    settings.set(kLaunchAtLoginKey, true);
+    log.info("Sonmere: Auto-registered as login item — required on macOS 15+ for mic capture to work");
+  } else {
+    log.error("Sonmere: Auto-register failed: " + registered.error().description);
+  }
+  settings.set(kAttemptedKey, true);
+}
+
+}  // namespace sonmere

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "audio/device/LoginItem.h"
+#include "base/Log.h"
+#include "base/SettingsStore.h"
+
+namespace sonmere {
+
+// Notes whether the program starts with the session, and registers it once in the life of the settings,
+// whether that works or not. Main thread.
+void applyLoginItemRule(LoginItem& loginItem, SettingsStore& settings, Log& log);
+
+}  // namespace sonmere

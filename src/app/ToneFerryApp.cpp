@@ -1,0 +1,82 @@
+#include "app/ToneFerryApp.h"
+
+#include <algorithm>
+
+#include "app/LoginItemRule.h"
+
+namespace sonmere {
+
+ToneFerryApp::ToneFerryApp(Environment environment)
+    : environment_(std::move(environment)),
+      context_{environment_.runtime,
+               environment_.log,
+               environment_.settings,
+               notifications_,
+               environment_.platform,
+               flags_,
+               *micSend_,
+               environment_.folders},
+      recordingSettings_(environment_.settings),
+      recordingContext_(makeRecordingContext()),
+      latencyProbe_(environment_.runtime, environment_.settings, environment_.folders.applicationSupport),
+      appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
+      appTapEngine_([this] { return makeAppTapEngine(); }),
+      recordings_([this] { return makeRecordings(); }),
+      performanceMonitor_(environment_.runtime, latencyProbe_) {
+  if (environment_.recordingsFolder)
+    recordingSettings_.override(RecordingsFolder::kPathKey, *environment_.recordingsFolder);
+}
+
+ToneFerryApp::~ToneFerryApp() {
+  appDelegate_.wire(nullptr, nullptr, nullptr);
+  if (!appTapEngine_.isMade()) return;
+  recordings_.release();
+  appTapEngine_.get()->setRecordingRate(nullptr);
+  latencyProbe_.removeSource(*appTapEngine_.get());
+}
+
+RecordingContext ToneFerryApp::makeRecordingContext() {
+  return {environment_.runtime,
+          environment_.log,
+          recordingSettings_,
+          notifications_,
+          environment_.folders,
+          RecordingHealth::create(environment_.runtime, environment_.log, notifications_,
+                                  environment_.folders.applicationSupport),
+          std::make_shared<FlushDeadline>(),
+          [this](const std::string& path, const AudioFileSettings& settings) {
+            std::erase_if(writers_, [](const auto& writer) { return writer.expired(); });
+            auto file = environment_.createFile(path, settings);
+            if (file) writers_.push_back(*file);
+            return file;
+          }};
+}
+
+std::shared_ptr<AppTapEngine> ToneFerryApp::makeAppTapEngine() {
+  auto engine = std::make_shared<AppTapEngine>(context_);
+  latencyProbe_.addSource(*engine);
+  return engine;
+}
+
+std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
+  recorderFeed_ = std::make_unique<TapEngineRecorderFeed>(*appTapEngine());
+  auto recordings = std::make_shared<BusRecordings>(recordingContext_, *recorderFeed_);
+  appTapEngine()->setRecordingRate(
+      [&recordings = *recordings](int bus) { return recordings.recordingRate(bus); });
+  return recordings;
+}
+
+void ToneFerryApp::startUp() {
+  appDelegate_.wire(appTapEngine(), recordings(), flushDeadline());
+  if (environment_.registersLoginItem)
+    applyLoginItemRule(environment_.platform.loginItem(), environment_.settings, environment_.log);
+  // The routed apps first: the mixer steps aside for them.
+  appTapEngine()->start();
+  performanceMonitor_.start(appTapEngine()->availableApps);
+}
+
+bool ToneFerryApp::isWriting() const {
+  return std::ranges::any_of(writers_, [](const auto& writer) { return !writer.expired(); });
+}
+
+}  // namespace sonmere

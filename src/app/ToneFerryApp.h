@@ -1,0 +1,78 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/AppDelegate.h"
+#include "app/LatencyProbe.h"
+#include "app/Lazy.h"
+#include "app/OverriddenSettings.h"
+#include "app/PerformanceMonitor.h"
+#include "app/TapEngineRecorderFeed.h"
+#include "audio/device/EngineContext.h"
+#include "recording/BusRecordings.h"
+#include "routing/AppTapEngine.h"
+
+namespace sonmere {
+
+// The application: owns every long-lived engine, and brings them together in the start-up step. An engine is
+// made when it is first asked for, and no engine's constructor needs another. Main thread.
+class ToneFerryApp {
+ public:
+  // What the application stands on; all of it outlives the application.
+  struct Environment {
+    Runtime& runtime;
+    Log& log;
+    SettingsStore& settings;
+    Platform& platform;
+    Folders folders;
+    AudioFileFactory createFile = createAudioFile;
+    // Takes the place of the folder in the settings, which stays as it is.
+    std::optional<std::string> recordingsFolder = std::nullopt;
+    // Not on a server inside this process, whose log-in item leads nowhere.
+    bool registersLoginItem = true;
+  };
+
+  explicit ToneFerryApp(Environment environment);
+  // Everything ends: the apps play as before, unsaved settings are written. A write that hangs holds it up.
+  ~ToneFerryApp();
+
+  // The step that ties the engines to one another; once.
+  void startUp();
+
+  AppDelegate& appDelegate() { return appDelegate_; }
+  const std::shared_ptr<AppTapEngine>& appTapEngine() { return appTapEngine_.get(); }
+  const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
+  LatencyProbe& latencyProbe() { return latencyProbe_; }
+  RecordingsFolder recordingsFolder() const { return RecordingsFolder(recordingContext_); }
+  const std::shared_ptr<FlushDeadline>& flushDeadline() const { return recordingContext_.flushDeadline; }
+  EngineContext& context() { return context_; }
+  NotificationCenter& notifications() { return notifications_; }
+  // Whether a recording's file is still open: a write hangs, and so would whoever waits for it.
+  bool isWriting() const;
+
+ private:
+  std::shared_ptr<AppTapEngine> makeAppTapEngine();
+  std::shared_ptr<BusRecordings> makeRecordings();
+  RecordingContext makeRecordingContext();
+
+  const Environment environment_;
+  NotificationCenter notifications_;
+  RenderFlags flags_;
+  const std::unique_ptr<MicSend> micSend_ = std::make_unique<MicSend>();
+  EngineContext context_;
+  std::vector<std::weak_ptr<AudioFileWriter>> writers_;
+  OverriddenSettings recordingSettings_;
+  const RecordingContext recordingContext_;
+  LatencyProbe latencyProbe_;
+
+  AppDelegate appDelegate_;
+  Lazy<AppTapEngine> appTapEngine_;
+  std::unique_ptr<TapEngineRecorderFeed> recorderFeed_;
+  Lazy<BusRecordings> recordings_;
+  PerformanceMonitor performanceMonitor_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,106 @@
+#include "cli/RunCommand.h"
+
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "app/FileSettingsStore.h"
+#include "app/ForegroundRun.h"
+#include "app/PlatformFolders.h"
+#include "base/LiveRuntime.h"
+#include "base/StopSignals.h"
+#include "cli/ExitStatus.h"
+#include "cli/RunPrinter.h"
+
+namespace sonmere {
+
+namespace {
+
+// Turns after the report in which files that are being closed come to their end.
+constexpr Duration kLastTurns = fromMilliseconds(300);
+
+int tell(int status, const std::string& text) {
+  fmt::print(stderr, "sonmere run: {}\n", text);
+  return status;
+}
+
+// One run of the application, from its parts to its exit status.
+class RunSession {
+ public:
+  explicit RunSession(RunRequest request) : request_(std::move(request)) {
+    log_.addSink(Log::standardError(request_.verbose ? LogLevel::info : LogLevel::warning));
+  }
+
+  int run() {
+    auto platform = PlatformChoice::choose(runtime_, log_, request_.platform);
+    if (!platform) return tell(kExitFailure, platform.error().description);
+    FileSettingsStore settings(runtime_, log_, defaultSettingsPath());
+    if (const auto& error = settings.loadError()) return tell(kExitFailure, error->description);
+    ToneFerryApp app({runtime_, log_, settings, platform->platform(), userFolders(), createAudioFile,
+                      request_.folder, platform->embedded() == nullptr});
+    return runOn(*platform, app);
+  }
+
+ private:
+  int runOn(PlatformChoice& platform, ToneFerryApp& app) {
+    auto watcher = FileDescriptorWatcher::create(runtime_.mainQueue());
+    if (!watcher) return tell(kExitFailure, watcher.error().description);
+    ForegroundRun run(runtime_, app, platform, request_.options);
+    if (const auto prepared = run.prepare(); !prepared)
+      return tell(kExitBadInput, prepared.error().description);
+    const auto signals = StopSignals::watch(**watcher, [&](int signal) {
+      signal_ = signal;
+      run.quit();
+    });
+    if (!signals) return tell(kExitFailure, signals.error().description);
+    app.appDelegate().applicationDidFinishLaunching(false, nullptr);
+    const RunReport report = play(run, platform);
+    const int status = conclude(platform, report);
+    letFilesEnd(app, status);
+    return status;
+  }
+
+  RunReport play(ForegroundRun& run, PlatformChoice& platform) {
+    std::optional<RunReport> result;
+    const auto ready = [&] {
+      if (!request_.json) printRunReady(platform, run.report());
+    };
+    const auto done = [&](const RunReport& report) {
+      result = report;
+      runtime_.stop();
+    };
+    runtime_.mainQueue().post([&] { run.start(ready, done); });
+    while (!result) runtime_.run();
+    return std::move(*result);
+  }
+
+  int conclude(const PlatformChoice& platform, const RunReport& report) {
+    request_.json ? printRunJSON(platform, report) : printRunTable(report);
+    for (const std::string& error : report.errors) tell(kExitFailure, error);
+    if (signal_ != 0) return kExitSignalled + signal_;
+    return report.errors.empty() ? kExitSuccess : kExitFailure;
+  }
+
+  // Tearing down would wait for a write that hangs for as long as the drive likes.
+  void letFilesEnd(const ToneFerryApp& app, int status) {
+    if (runtime_.waitUntil([&] { return !app.isWriting(); }, kLastTurns)) return;
+    const bool written = std::fflush(stdout) == 0 && !std::ferror(stdout);
+    _exit(written ? status : kExitFailure);
+  }
+
+  const RunRequest request_;
+  Log log_;  // written to until the runtime's threads have ended
+  LiveRuntime runtime_;
+  int signal_ = 0;
+};
+
+}  // namespace
+
+int runRunCommand(const RunArguments& arguments) {
+  auto request = parseRun(arguments);
+  if (!request) return tell(kExitBadInput, request.error().description);
+  for (const std::string& note : request->notes) tell(kExitSuccess, note);
+  return RunSession(std::move(*request)).run();
+}
+
+}  // namespace sonmere

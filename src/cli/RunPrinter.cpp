@@ -1,0 +1,85 @@
+#include "cli/RunPrinter.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/Text.h"
+
+namespace sonmere {
+
+namespace {
+
+using JSON = nlohmann::ordered_json;
+
+double seconds(const RunReport::Recording& recording) {
+  return recording.sampleRate > 0 ? double(recording.frames) / recording.sampleRate : 0;
+}
+
+JSON busOrNull(const std::optional<int>& bus) { return bus ? JSON(*bus) : JSON(nullptr); }
+
+JSON appsJSON(const RunReport& report) {
+  JSON apps = JSON::array();
+  for (const RunReport::App& app : report.apps)
+    apps.push_back({{"id", app.id},
+                    {"name", app.name},
+                    {"running", app.isRunning},
+                    {"bus", busOrNull(app.bus)},
+                    {"volume", shortest(app.volume)},
+                    {"muted", app.isMuted},
+                    {"addedDelayMs", app.addedDelayMs},
+                    {"underruns", app.underruns}});
+  return apps;
+}
+
+JSON routesJSON(const RunReport& report) {
+  JSON routes = JSON::array();
+  for (const RunReport::Route& route : report.routes)
+    routes.push_back({{"app", route.app}, {"bus", busOrNull(route.bus)}, {"armed", route.isArmed}});
+  return routes;
+}
+
+JSON recordingsJSON(const RunReport& report) {
+  JSON recordings = JSON::array();
+  for (const RunReport::Recording& recording : report.recordings)
+    recordings.push_back({{"bus", recording.bus},
+                          {"path", recording.path},
+                          {"frames", recording.frames},
+                          {"seconds", seconds(recording)},
+                          {"sampleRate", recording.sampleRate},
+                          {"lostFrames", recording.lostFrames}});
+  return recordings;
+}
+
+}  // namespace
+
+void printRunReady(const PlatformChoice& platform, const RunReport& report) {
+  fmt::print("Running on the {} audio server ({}).\n", platform.name(), platform.reason());
+  for (const RunReport::App& app : report.apps)
+    if (app.bus) fmt::print("{} ({}) plays on {}.\n", app.name, app.id, busName(*app.bus));
+  for (const RunReport::Route& route : report.routes)
+    if (!route.isArmed && route.bus)
+      fmt::print("{} goes to {} when it appears.\n", route.app, busName(*route.bus));
+  std::fflush(stdout);
+}
+
+void printRunTable(const RunReport& report) {
+  fmt::print("\n{:<24} {:<10} {:>7} {:>12} {:>9}\n", "app", "route", "volume", "added delay", "underruns");
+  for (const RunReport::App& app : report.apps)
+    fmt::print("{:<24} {:<10} {:>5.0f} % {:>9.1f} ms {:>9}\n", app.id, app.bus ? busName(*app.bus) : "-",
+               app.volume * 100, app.addedDelayMs, app.underruns);
+  if (report.recordings.empty()) return;
+  fmt::print("\n{:<10} {:>10} {:>12} {:>6}  {}\n", "bus", "length", "frames", "lost", "file");
+  for (const RunReport::Recording& recording : report.recordings)
+    fmt::print("{:<10} {:>8.2f} s {:>12} {:>6}  {}\n", busName(recording.bus), seconds(recording),
+               recording.frames, recording.lostFrames, recording.path);
+}
+
+void printRunJSON(const PlatformChoice& platform, const RunReport& report) {
+  const JSON all{
+      {"platform", platform.name()},  {"reason", platform.reason()},          {"apps", appsJSON(report)},
+      {"routes", routesJSON(report)}, {"recordings", recordingsJSON(report)}, {"errors", report.errors}};
+  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+}  // namespace sonmere
