@@ -3,7 +3,7 @@
 #include <array>
 #include <map>
 
-#include "platform/simulated/ListenerTable.h"
+#include "audio/device/ListenerTable.h"
 #include "platform/simulated/SimulatedGraph.h"
 
 namespace sonmere {

@@ -12,7 +12,7 @@
 #include "base/Runtime.h"
 #include "platform/simulated/CallRecord.h"
 #include "platform/simulated/FaultPlan.h"
-#include "platform/simulated/ListenerTable.h"
+#include "audio/device/ListenerTable.h"
 #include "platform/simulated/SimulatedGraph.h"
 #include "platform/simulated/SimulatedOptions.h"
 

@@ -1,4 +1,4 @@
-#include "platform/simulated/ListenerTable.h"
+#include "audio/device/ListenerTable.h"
 
 #include <utility>
 

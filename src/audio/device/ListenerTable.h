@@ -7,7 +7,7 @@
 
 namespace sonmere {
 
-// The property listeners of the server. Guarded by the world's lock.
+// The property listeners that a platform keeps. Guarded by the platform's lock.
 class ListenerTable {
  public:
   ListenerID add(AudioObjectID object, AudioProperty property, AudioScope scope, Queue& queue,

@@ -1,0 +1,127 @@
+#include "platform/pipewire/CombinedDevice.h"
+
+#include <fmt/format.h>
+#include <pipewire/impl-module.h>
+#include <pipewire/impl.h>
+#include <pipewire/pipewire.h>
+#include <spa/utils/hook.h>
+
+namespace sonmere {
+
+namespace {
+
+constexpr Duration kAppearTimeout = std::chrono::seconds(2);
+
+// Text of the server's configuration language.
+std::string quoted(const std::string& text) {
+  std::string result = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') result += '\\';
+    result += c;
+  }
+  return result + '"';
+}
+
+std::string joined(const std::vector<std::string>& positions) {
+  return fmt::format("[ {} ]", fmt::join(positions, " "));
+}
+
+}  // namespace
+
+// The module may go by itself, when its connection does.
+struct CombinedDevice::Module {
+  pw_impl_module* handle;
+  spa_hook listener{};
+
+  explicit Module(pw_impl_module* itsHandle) : handle(itsHandle) {
+    static const pw_impl_module_events kEvents = [] {
+      pw_impl_module_events events{};
+      events.version = PW_VERSION_IMPL_MODULE_EVENTS;
+      events.destroy = [](void* data) {
+        auto* self = static_cast<Module*>(data);
+        spa_hook_remove(&self->listener);
+        self->handle = nullptr;
+      };
+      return events;
+    }();
+    pw_impl_module_add_listener(handle, &listener, &kEvents, this);
+  }
+  ~Module() {
+    if (handle) pw_impl_module_destroy(handle);
+  }
+};
+
+CombinedDevice::CombinedDevice(PipeWireServer& server, AggregateDescription description)
+    : server_(server), description_(std::move(description)) {}
+
+CombinedDevice::~CombinedDevice() {
+  const PipeWireLoop::Lock lock(server_.loop());
+  server_.remove(*this);
+  if (device_ != kAudioObjectUnknown) server_.devices().forget(device_);
+  module_.reset();
+}
+
+std::string CombinedDevice::arguments(Side side) const {
+  const AudioScope scope = side == Side::output ? AudioScope::output : AudioScope::input;
+  std::vector<std::string> all;
+  std::string rules;
+  for (const auto& member : description_.subDevices) {
+    const PipeWireDevice* device = server_.devices().deviceNamed(member.uid);
+    auto own = device ? server_.devices().channels(*device, scope) : std::vector<std::string>();
+    if (own.empty()) own = {"FL", "FR"};
+    auto combined = own;
+    if (!description_.isStacked)
+      for (auto& position : combined) all.push_back(position = fmt::format("AUX{}", all.size()));
+    else if (own.size() > all.size())
+      all = own;
+    rules += fmt::format(
+        "{{ matches = [ {{ media.class = \"{}\" node.name = {} }} ] actions = {{ create-stream = {{ "
+        "combine.audio.position = {} audio.position = {} stream.dont-remix = true }} }} }} ",
+        side == Side::output ? "Audio/Sink" : "Audio/Source", quoted(member.uid), joined(combined),
+        joined(own));
+  }
+  const std::string mediaClass = fmt::format("Audio/{}{}", side == Side::output ? "Sink" : "Source",
+                                             description_.isPrivate ? "/Internal" : "");
+  return fmt::format(
+      "{{ {} combine.mode = {} node.name = {} node.description = {} combine.props = {{ audio.position = {} "
+      "media.class = \"{}\" node.name = {} node.description = {} }} stream.props = {{ node.group = {} }} "
+      "stream.rules = [ {}] }}",
+      server_.remote().empty() ? "" : "remote.name = " + quoted(server_.remote()),
+      side == Side::output ? "sink" : "source", quoted(description_.uid), quoted(description_.name),
+      joined(all), mediaClass, quoted(description_.uid), quoted(description_.name), quoted(server_.group()),
+      rules);
+}
+
+Result<AudioDeviceID> CombinedDevice::open() {
+  if (!server_.isReady()) return std::unexpected(kAudioHardwareNotRunningError);
+  bool anyOutput = false, anyInput = false;
+  std::vector<std::string> members;
+  for (const auto& member : description_.subDevices) {
+    const PipeWireDevice* device = server_.devices().deviceNamed(member.uid);
+    anyOutput = anyOutput || (device && device->sink);
+    anyInput = anyInput || (device && device->source);
+    members.push_back(member.uid);
+  }
+  if (!anyOutput && !anyInput) return std::unexpected(kAudioHardwareBadDeviceError);
+  const Side side = anyOutput ? Side::output : Side::input;
+  device_ = server_.devices().expect(description_.uid, description_.isPrivate, std::move(members));
+  server_.add(*this);
+  pw_impl_module* handle = pw_context_load_module(
+      server_.loop().context(), "libpipewire-module-combine-stream", arguments(side).c_str(), nullptr);
+  if (handle) module_ = std::make_unique<Module>(handle);
+  if (!module_) return std::unexpected(kAudioHardwareUnspecifiedError);
+  const auto isThere = [&] {
+    const PipeWireDevice* device = server_.devices().device(device_);
+    return device && device->anySide();
+  };
+  if (!server_.loop().waitUntil(isThere, kAppearTimeout))
+    return std::unexpected(kAudioHardwareUnspecifiedError);
+  return device_;
+}
+
+void CombinedDevice::serverLost() {
+  module_.reset();
+  device_ = kAudioObjectUnknown;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,172 @@
+#include "platform/pipewire/DeviceIO.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+
+#include "dsp/Ring.h"
+
+namespace sonmere {
+
+namespace {
+constexpr Duration kConnectTimeout = std::chrono::seconds(2);
+constexpr std::uint32_t kMaximumSamples = 1 << 16;  // of one cycle
+}  // namespace
+
+struct DeviceIO::Crossing {
+  explicit Crossing(std::uint32_t itsChannels) : channels(itsChannels) {}
+  const std::uint32_t channels;  // of the output side
+  std::vector<float> block = std::vector<float>(kMaximumSamples);
+  std::vector<float> ring = std::vector<float>(kTapRingSamples);
+  RTPosition writePos, readPos;
+};
+
+DeviceIO::DeviceIO(PipeWireServer& server, IOProc procedure, void* clientData)
+    : server_(server), procedure_(procedure), clientData_(clientData) {}
+
+DeviceIO::~DeviceIO() {
+  const PipeWireLoop::Lock lock(server_.loop());
+  stop();
+}
+
+CycleStreamPlan DeviceIO::plan(CycleStreamPlan::Kind kind, std::string name, double rate,
+                               std::uint32_t latencyFrames) {
+  CycleStreamPlan plan;
+  plan.kind = kind;
+  plan.name = std::move(name);
+  plan.description = "Sonmere";
+  plan.format = {rate, 2};
+  plan.latencyFrames = latencyFrames;
+  plan.group = server_.group();
+  return plan;
+}
+
+OSStatus DeviceIO::open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan,
+                        CycleStream::Process process) {
+  stream = std::make_unique<CycleStream>(server_.loop(), std::move(plan), process, this);
+  const OSStatus status = stream->connect(server_.core(), kConnectTimeout);
+  if (status == noErr && stream)
+    server_.watch(*stream);
+  else
+    stream.reset();
+  return status;
+}
+
+void DeviceIO::close(std::unique_ptr<CycleStream>& stream) {
+  if (!stream) return;
+  server_.unwatch(*stream);
+  stream.reset();
+}
+
+OSStatus DeviceIO::startOnTap(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
+  server_.add(*this);
+  const OSStatus status = startTapStream(tap, rate, latencyFrames);
+  if (status != noErr) stop();
+  return status;
+}
+
+OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
+  const auto kind = tap.isMuted() ? CycleStreamPlan::Kind::sink : CycleStreamPlan::Kind::listener;
+  CycleStreamPlan tapPlan = plan(kind, server_.uniqueName("tap"), rate, latencyFrames);
+  tapPlan.description = tap.description.name;
+  beats_ = tap.isMuted();
+  if (const OSStatus status = open(input_, std::move(tapPlan), captured); status != noErr) return status;
+  // The stream's node is usable once the server has announced it here too.
+  const auto announced = [&]() -> const GraphNode* {
+    const auto id = input_ ? input_->node() : std::nullopt;
+    return id ? server_.graph().node(*id) : nullptr;
+  };
+  server_.loop().waitUntil([&] { return !input_ || announced(); }, kConnectTimeout);
+  const GraphNode* node = announced();
+  if (!node) return kAudioHardwareNotRunningError;
+  tap_ = tap.id;
+  if (!tap.isMuted()) {
+    server_.links().start(tap, node->id);
+    return noErr;
+  }
+  std::from_chars(node->serial.data(), node->serial.data() + node->serial.size(), sinkSerial_);
+  server_.guard().add(sinkSerial_);
+  server_.mover().start(tap, node->id, [this] { return input_ ? input_->cycles() : 0; });
+  return noErr;
+}
+
+OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std::uint32_t latencyFrames) {
+  server_.add(*this);
+  const auto sidePlan = [&](CycleStreamPlan::Kind kind, AudioScope scope) {
+    CycleStreamPlan side = plan(kind, server_.uniqueName("io"), rate, latencyFrames);
+    side.target = device.uid;
+    side.positions = server_.devices().channels(device, scope);
+    side.format.channels = std::uint32_t(side.positions.size());
+    return side;
+  };
+  OSStatus status = device.anySide() ? noErr : kAudioHardwareBadDeviceError;
+  const bool hasInput = device.source.has_value();
+  if (device.sink) {
+    CycleStreamPlan output = sidePlan(CycleStreamPlan::Kind::playback, AudioScope::output);
+    if (hasInput) crossing_ = std::make_unique<Crossing>(output.format.channels);
+    status = open(output_, std::move(output), played);
+  }
+  if (status == noErr && hasInput)
+    status = open(input_, sidePlan(CycleStreamPlan::Kind::capture, AudioScope::input), captured);
+  if (status != noErr) stop();
+  return status;
+}
+
+void DeviceIO::stop() {
+  if (tap_ != kAudioObjectUnknown) {
+    // The apps are on their way home before the device that they played to goes.
+    server_.mover().stop(tap_);
+    server_.links().stop(tap_);
+    server_.guard().remove(sinkSerial_);
+    tap_ = kAudioObjectUnknown;
+    sinkSerial_ = 0;
+  }
+  close(input_);
+  close(output_);
+  crossing_.reset();
+  server_.remove(*this);
+}
+
+void DeviceIO::serverLost() {
+  server_.guard().remove(sinkSerial_);
+  sinkSerial_ = 0;
+  tap_ = kAudioObjectUnknown;
+  if (input_) input_->disconnect();
+  if (output_) output_->disconnect();
+}
+
+void DeviceIO::captured(void* refcon, const CycleStream::Cycle& cycle) noexcept {
+  auto* self = static_cast<DeviceIO*>(refcon);
+  AudioBuffer input{cycle.channels, cycle.frames * cycle.channels * std::uint32_t(sizeof(float)),
+                    cycle.samples};
+  if (Crossing* crossing = self->crossing_.get()) {
+    const std::uint32_t frames = std::min(cycle.frames, kMaximumSamples / crossing->channels);
+    AudioBuffer output{crossing->channels, frames * crossing->channels * std::uint32_t(sizeof(float)),
+                       crossing->block.data()};
+    std::memset(output.data, 0, output.byteSize);
+    self->procedure_(self->clientData_, cycle.now, {&input, 1}, {&output, 1});
+    ringWrite<kTapRingSamples>(crossing->ring.data(), crossing->writePos, crossing->readPos, output.data,
+                               std::int64_t(frames) * crossing->channels);
+  } else {
+    self->procedure_(self->clientData_, cycle.now, {&input, 1}, {});
+  }
+  if (self->beats_) self->server_.guard().beat();
+}
+
+void DeviceIO::played(void* refcon, const CycleStream::Cycle& cycle) noexcept {
+  auto* self = static_cast<DeviceIO*>(refcon);
+  const std::uint32_t samples = cycle.frames * cycle.channels;
+  AudioBuffer output{cycle.channels, samples * std::uint32_t(sizeof(float)), cycle.samples};
+  std::memset(output.data, 0, output.byteSize);
+  Crossing* crossing = self->crossing_.get();
+  if (!crossing) {
+    self->procedure_(self->clientData_, cycle.now, {}, {&output, 1});
+    return;
+  }
+  const std::int64_t at = crossing->readPos.loadRelaxed();
+  if (ringAvailable<kTapRingSamples>(crossing->writePos.loadAcquire(), at) < samples) return;
+  ringCopyOut<kTapRingSamples>(crossing->ring.data(), at, output.data, samples);
+  crossing->readPos.storeRelease((at + samples) % kTapRingSamples);
+}
+
+}  // namespace sonmere

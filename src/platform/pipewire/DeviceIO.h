@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "audio/device/AudioHardware.h"
+#include "platform/pipewire/PipeWireServer.h"
+#include "platform/pipewire/PipeWireTap.h"
+
+namespace sonmere {
+
+// A running I/O procedure: on the programs of a tap, or on the sides of a device. A device with both sides
+// calls its procedure as its input arrives; what the procedure gives goes out one cycle later.
+class DeviceIO final : public ServerDependent {
+ public:
+  DeviceIO(PipeWireServer& server, IOProc procedure, void* clientData);
+  ~DeviceIO() override;
+
+  // The caller holds the lock once.
+  OSStatus startOnTap(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
+  OSStatus startOnDevice(const PipeWireDevice& device, double rate, std::uint32_t latencyFrames);
+  // After it has returned the procedure is not running.
+  void stop();
+
+  void serverLost() override;
+
+ private:
+  struct Crossing;  // from the input's cycle to the output's
+  CycleStreamPlan plan(CycleStreamPlan::Kind kind, std::string name, double rate,
+                       std::uint32_t latencyFrames);
+  OSStatus open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan, CycleStream::Process process);
+  OSStatus startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
+  void close(std::unique_ptr<CycleStream>& stream);
+
+  static void captured(void* refcon, const CycleStream::Cycle& cycle) noexcept;
+  static void played(void* refcon, const CycleStream::Cycle& cycle) noexcept;
+
+  PipeWireServer& server_;
+  const IOProc procedure_;
+  void* const clientData_;
+  AudioObjectID tap_ = kAudioObjectUnknown;
+  std::uint32_t sinkSerial_ = 0;
+  bool beats_ = false;
+  std::unique_ptr<Crossing> crossing_;
+  std::unique_ptr<CycleStream> input_;
+  std::unique_ptr<CycleStream> output_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,252 @@
+#include "platform/pipewire/GraphMirror.h"
+
+#include <pipewire/extensions/metadata.h>
+#include <pipewire/pipewire.h>
+
+#include <spa/param/audio/raw.h>
+#include <spa/param/props.h>
+#include <spa/pod/builder.h>
+#include <spa/pod/iter.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <vector>
+
+namespace sonmere {
+
+namespace {
+
+AppProperties copy(const spa_dict* dictionary) {
+  AppProperties properties;
+  if (!dictionary) return properties;
+  const spa_dict_item* item = nullptr;
+  spa_dict_for_each(item, dictionary) properties[item->key] = item->value ? item->value : "";
+  return properties;
+}
+
+std::string_view find(const AppProperties& properties, std::string_view key) {
+  const auto found = properties.find(key);
+  return found == properties.end() ? std::string_view() : std::string_view(found->second);
+}
+
+GlobalID number(const AppProperties& properties, std::string_view key) {
+  const std::string_view text = find(properties, key);
+  GlobalID value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+NodeState stateOf(pw_node_state state) {
+  switch (state) {
+    case PW_NODE_STATE_ERROR:
+      return NodeState::error;
+    case PW_NODE_STATE_CREATING:
+      return NodeState::creating;
+    case PW_NODE_STATE_SUSPENDED:
+      return NodeState::suspended;
+    case PW_NODE_STATE_IDLE:
+      return NodeState::idle;
+    case PW_NODE_STATE_RUNNING:
+      return NodeState::running;
+  }
+  return NodeState::error;
+}
+
+}  // namespace
+
+std::string_view GraphNode::property(std::string_view key) const { return find(properties, key); }
+
+// A bound node or client.
+struct GraphMirror::Binding {
+  GraphMirror* mirror;
+  GlobalID id;
+  pw_proxy* proxy;
+  spa_hook listener{};
+
+  ~Binding() {
+    spa_hook_remove(&listener);
+    pw_proxy_destroy(proxy);
+  }
+
+  static void nodeInfo(void* data, const pw_node_info* info) {
+    auto* self = static_cast<Binding*>(data);
+    GraphNode& node = self->mirror->nodes_[self->id];
+    // Events about the state alone bear no properties.
+    if (info->props) {
+      for (auto& [key, value] : copy(info->props)) node.properties[key] = value;
+      node.isKnown = true;
+    }
+    node.state = stateOf(info->state);
+    self->mirror->observer_.nodeChanged(node);
+  }
+
+  // Volumes come as they change, devices' only.
+  void subscribe() {
+    std::uint32_t parameters[] = {SPA_PARAM_Props};
+    pw_node_subscribe_params(reinterpret_cast<pw_node*>(proxy), parameters, 1);
+  }
+
+  static void nodeParameter(void* data, int, std::uint32_t id, std::uint32_t, std::uint32_t,
+                            const spa_pod* pod) {
+    auto* self = static_cast<Binding*>(data);
+    if (id != SPA_PARAM_Props || !pod) return;
+    const spa_pod_prop* property = spa_pod_find_prop(pod, nullptr, SPA_PROP_channelVolumes);
+    if (!property) return;
+    std::array<float, SPA_AUDIO_MAX_CHANNELS> volumes{};
+    const std::uint32_t count =
+        spa_pod_copy_array(&property->value, SPA_TYPE_Float, volumes.data(), std::uint32_t(volumes.size()));
+    self->mirror->nodes_[self->id].channelVolumes.assign(volumes.data(), volumes.data() + count);
+  }
+
+  static void clientInfo(void* data, const pw_client_info* info) {
+    auto* self = static_cast<Binding*>(data);
+    if (!info->props) return;
+    GraphClient& client = self->mirror->clients_[self->id];
+    for (auto& [key, value] : copy(info->props)) client.properties[key] = value;
+    client.isKnown = true;
+    self->mirror->observer_.clientChanged(client);
+  }
+};
+
+struct GraphMirror::Hooks {
+  GraphMirror* mirror;
+  spa_hook listener{};
+
+  static void global(void* data, std::uint32_t id, std::uint32_t, const char* type, std::uint32_t,
+                     const spa_dict* properties) {
+    static_cast<Hooks*>(data)->mirror->added(id, type, copy(properties));
+  }
+  static void globalRemove(void* data, std::uint32_t id) { static_cast<Hooks*>(data)->mirror->removed(id); }
+};
+
+GraphMirror::GraphMirror(GraphObserver& observer) : observer_(observer) {}
+
+GraphMirror::~GraphMirror() { detach(); }
+
+void GraphMirror::attach(pw_core* core) {
+  static const pw_registry_events kEvents = {
+      .version = PW_VERSION_REGISTRY_EVENTS, .global = Hooks::global, .global_remove = Hooks::globalRemove};
+  registry_ = pw_core_get_registry(core, PW_VERSION_REGISTRY, 0);
+  hooks_ = std::make_unique<Hooks>(Hooks{this, {}});
+  pw_registry_add_listener(registry_, &hooks_->listener, &kEvents, hooks_.get());
+}
+
+void GraphMirror::detach() {
+  if (!registry_) return;
+  defaults_.unbind();
+  settings_.unbind();
+  bindings_.clear();
+  nodes_.clear();
+  clients_.clear();
+  ports_.clear();
+  links_.clear();
+  spa_hook_remove(&hooks_->listener);
+  hooks_.reset();
+  pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
+  registry_ = nullptr;
+}
+
+const GraphNode* GraphMirror::node(GlobalID id) const {
+  const auto found = nodes_.find(id);
+  return found == nodes_.end() ? nullptr : &found->second;
+}
+
+const GraphClient* GraphMirror::client(GlobalID id) const {
+  const auto found = clients_.find(id);
+  return found == clients_.end() ? nullptr : &found->second;
+}
+
+bool GraphMirror::setVolume(GlobalID id, float volume) {
+  const auto known = nodes_.find(id);
+  const auto binding = bindings_.find(id);
+  if (known == nodes_.end() || binding == bindings_.end() || known->second.channelVolumes.empty())
+    return false;
+  auto& volumes = known->second.channelVolumes;
+  std::ranges::fill(volumes, volume);
+  std::uint8_t space[1024];
+  spa_pod_builder builder{};
+  builder.data = space;
+  builder.size = sizeof space;
+  spa_pod_frame frame;
+  spa_pod_builder_push_object(&builder, &frame, SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+  spa_pod_builder_prop(&builder, SPA_PROP_channelVolumes, 0);
+  spa_pod_builder_array(&builder, sizeof(float), SPA_TYPE_Float, std::uint32_t(volumes.size()),
+                        volumes.data());
+  const auto* pod = static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
+  return pw_node_set_param(reinterpret_cast<pw_node*>(binding->second->proxy), SPA_PARAM_Props, 0, pod) >= 0;
+}
+
+void GraphMirror::added(GlobalID id, std::string_view type, const AppProperties& properties) {
+  if (type == PW_TYPE_INTERFACE_Node)
+    addNode(id, properties);
+  else if (type == PW_TYPE_INTERFACE_Client)
+    addClient(id, properties);
+  else if (type == PW_TYPE_INTERFACE_Port)
+    addPort(id, properties);
+  else if (type == PW_TYPE_INTERFACE_Link)
+    addLink(id, properties);
+  else if (type == PW_TYPE_INTERFACE_Metadata)
+    addMetadata(id, properties);
+}
+
+void GraphMirror::addNode(GlobalID id, const AppProperties& properties) {
+  static const pw_node_events kEvents = {
+      .version = PW_VERSION_NODE_EVENTS, .info = Binding::nodeInfo, .param = Binding::nodeParameter};
+  GraphNode& node = nodes_[id];
+  node.id = id;
+  node.client = number(properties, PW_KEY_CLIENT_ID);
+  node.serial = find(properties, PW_KEY_OBJECT_SERIAL);
+  node.properties = properties;
+  auto* proxy =
+      static_cast<pw_proxy*>(pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
+  if (proxy) {
+    auto& binding = bindings_[id] = std::make_unique<Binding>(Binding{this, id, proxy, {}});
+    pw_proxy_add_object_listener(proxy, &binding->listener, &kEvents, binding.get());
+    if (node.isDevice()) binding->subscribe();
+  }
+  observer_.nodeChanged(node);
+}
+
+void GraphMirror::addClient(GlobalID id, const AppProperties& properties) {
+  static const pw_client_events kEvents = {
+      .version = PW_VERSION_CLIENT_EVENTS, .info = Binding::clientInfo, .permissions = nullptr};
+  GraphClient& client = clients_[id];
+  client.id = id;
+  client.properties = properties;
+  auto* proxy =
+      static_cast<pw_proxy*>(pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Client, PW_VERSION_CLIENT, 0));
+  if (!proxy) return;
+  auto& binding = bindings_[id] = std::make_unique<Binding>(Binding{this, id, proxy, {}});
+  pw_proxy_add_object_listener(proxy, &binding->listener, &kEvents, binding.get());
+}
+
+void GraphMirror::addPort(GlobalID id, const AppProperties& properties) {
+  GraphPort port{id, number(properties, PW_KEY_NODE_ID), find(properties, PW_KEY_PORT_DIRECTION) == "out",
+                 find(properties, PW_KEY_PORT_MONITOR) == "true",
+                 std::string(find(properties, PW_KEY_AUDIO_CHANNEL))};
+  observer_.portAdded(ports_[id] = std::move(port));
+}
+
+void GraphMirror::addLink(GlobalID id, const AppProperties& properties) {
+  observer_.linkAdded(links_[id] = {id, number(properties, PW_KEY_LINK_OUTPUT_NODE),
+                                    number(properties, PW_KEY_LINK_INPUT_NODE)});
+}
+
+void GraphMirror::addMetadata(GlobalID id, const AppProperties& properties) {
+  const std::string_view name = find(properties, PW_KEY_METADATA_NAME);
+  if (name == "default") defaults_.bind(registry_, id);
+  if (name == "settings") settings_.bind(registry_, id);
+}
+
+void GraphMirror::removed(GlobalID id) {
+  bindings_.erase(id);
+  if (auto node = nodes_.extract(id)) observer_.nodeRemoved(node.mapped());
+  if (auto client = clients_.extract(id)) observer_.clientRemoved(client.mapped());
+  if (auto port = ports_.extract(id)) observer_.portRemoved(port.mapped());
+  if (auto link = links_.extract(id)) observer_.linkRemoved(link.mapped());
+  for (MetadataMirror* metadata : {&defaults_, &settings_})
+    if (metadata->isBoundTo(id)) metadata->unbind();
+}
+
+}  // namespace sonmere

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "platform/pipewire/GraphObserver.h"
+#include "platform/pipewire/MetadataMirror.h"
+
+struct pw_core;
+struct pw_registry;
+
+namespace sonmere {
+
+// What the server has told of its objects so far. Binds nodes and clients as soon as they are announced, for
+// most of their properties come only then. Guarded by the loop's lock.
+class GraphMirror {
+ public:
+  explicit GraphMirror(GraphObserver& observer);
+  ~GraphMirror();
+
+  // Begins to follow the server behind a fresh connection.
+  void attach(pw_core* core);
+  // Forgets everything, telling nobody: the connection has gone.
+  void detach();
+
+  const std::map<GlobalID, GraphNode>& nodes() const { return nodes_; }
+  const std::map<GlobalID, GraphClient>& clients() const { return clients_; }
+  const std::map<GlobalID, GraphPort>& ports() const { return ports_; }
+  const std::map<GlobalID, GraphLink>& links() const { return links_; }
+  const GraphNode* node(GlobalID id) const;
+  const GraphClient* client(GlobalID id) const;
+  // One linear volume for all channels of a device's side. False: it has none, or has gone.
+  bool setVolume(GlobalID node, float volume);
+
+  // The session's defaults and the targets of streams; the server's settings.
+  MetadataMirror& defaults() { return defaults_; }
+  const MetadataMirror& defaults() const { return defaults_; }
+  MetadataMirror& settings() { return settings_; }
+  const MetadataMirror& settings() const { return settings_; }
+
+ private:
+  struct Binding;
+  struct Hooks;
+  void added(GlobalID id, std::string_view type, const AppProperties& properties);
+  void removed(GlobalID id);
+  void addNode(GlobalID id, const AppProperties& properties);
+  void addClient(GlobalID id, const AppProperties& properties);
+  void addPort(GlobalID id, const AppProperties& properties);
+  void addLink(GlobalID id, const AppProperties& properties);
+  void addMetadata(GlobalID id, const AppProperties& properties);
+
+  GraphObserver& observer_;
+  pw_registry* registry_ = nullptr;
+  std::unique_ptr<Hooks> hooks_;
+  std::map<GlobalID, std::unique_ptr<Binding>> bindings_;
+  std::map<GlobalID, GraphNode> nodes_;
+  std::map<GlobalID, GraphClient> clients_;
+  std::map<GlobalID, GraphPort> ports_;
+  std::map<GlobalID, GraphLink> links_;
+  MetadataMirror defaults_;
+  MetadataMirror settings_;
+};
+
+}  // namespace sonmere

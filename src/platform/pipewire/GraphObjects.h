@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/desktop/AppIdentity.h"
+
+namespace sonmere {
+
+// Objects of the server, by the numbers that it gives them. A number is used again once its object has gone;
+// an object's serial is not, within one run of the server.
+using GlobalID = std::uint32_t;
+
+enum class NodeState { error, creating, suspended, idle, running };
+
+// Anything that makes or takes sound: a device's side, a program's stream.
+struct GraphNode {
+  GlobalID id = 0;
+  GlobalID client = 0;  // 0: the server's own
+  std::string serial;
+  // Few at first; all once `isKnown`.
+  AppProperties properties;
+  NodeState state = NodeState::creating;
+  std::vector<float> channelVolumes;  // linear; of devices, once known
+  bool isKnown = false;
+
+  std::string_view property(std::string_view key) const;
+  std::string_view mediaClass() const { return property("media.class"); }
+  std::string_view name() const { return property("node.name"); }
+  bool isDevice() const { return mediaClass().starts_with("Audio/"); }
+  bool isPlaybackStream() const { return mediaClass() == "Stream/Output/Audio"; }
+};
+
+struct GraphClient {
+  GlobalID id = 0;
+  AppProperties properties;
+  bool isKnown = false;
+};
+
+struct GraphPort {
+  GlobalID id = 0;
+  GlobalID node = 0;
+  bool isOutput = false;
+  bool isMonitor = false;
+  std::string channel;  // "FL", "AUX3"
+};
+
+struct GraphLink {
+  GlobalID id = 0;
+  GlobalID outputNode = 0;
+  GlobalID inputNode = 0;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,231 @@
+#include "platform/pipewire/PipeWireServer.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+namespace sonmere {
+
+namespace {
+
+constexpr double kUsualRate = 48000;
+constexpr std::uint32_t kUsualQuantum = 1024;
+constexpr Duration kAnswerTimeout = fromMilliseconds(500);
+
+double numberIn(const std::optional<std::string>& text, double otherwise) {
+  double value = 0;
+  if (!text) return otherwise;
+  const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), value);
+  return error == std::errc() && value > 0 ? value : otherwise;
+}
+
+std::string side(DefaultDevice role) { return role == DefaultDevice::input ? "source" : "sink"; }
+
+// {"name":"..."}
+std::string nameIn(const std::optional<std::string>& text) {
+  if (!text) return {};
+  const auto json = nlohmann::json::parse(*text, nullptr, false);
+  if (!json.is_object() || !json.contains("name") || !json["name"].is_string()) return {};
+  return json["name"];
+}
+
+}  // namespace
+
+PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, const DesktopEntries& entries,
+                               const PipeWireOptions& options)
+    : runtime_(runtime),
+      log_(log),
+      remote_(options.remote),
+      group_(fmt::format("sonmere.{}", getpid())),
+      graph_(*this),
+      devices_(graph_, [this] { return newID(); }),
+      processes_(graph_, entries, [this] { return newID(); }),
+      mover_(graph_, processes_, log),
+      links_(graph_, processes_),
+      guard_(options, log),
+      watch_(loop_, connection_, log, [this] { return runtime_.uptime(); }),
+      connection_(loop_, options.remote) {
+  const PipeWireLoop::Lock lock(loop_);
+  devices_.listChanged = [this] { notify(AudioProperty::devices); };
+  devices_.deviceChanged = [this](AudioDeviceID device, AudioProperty property, AudioScope scope) {
+    listeners_.notify(device, property, scope);
+  };
+  processes_.listChanged = [this] {
+    notify(AudioProperty::processObjectList);
+    // A tap that covers a process which was not known to be one yet.
+    for (const auto& [id, node] : graph_.nodes()) mover_.nodeChanged(node);
+  };
+  processes_.runningChanged = [this](AudioObjectID process) {
+    listeners_.notify(process, AudioProperty::isRunningOutput);
+    watch_.update();
+  };
+  graph_.defaults().changed = [this](GlobalID subject, const std::string& key,
+                                     const std::optional<std::string>& value) {
+    defaultsChanged(subject, key, value);
+  };
+  graph_.defaults().presenceChanged = [this](bool isPresent) {
+    if (isPresent) mover_.tableCameBack();
+    loop_.wake();
+  };
+  graph_.settings().changed = [this](GlobalID, const std::string& key, const std::optional<std::string>&) {
+    settingsChanged(key);
+  };
+  watch_.isNeeded = [this] {
+    if (!isReady() || dependents_.empty()) return false;
+    for (const auto& [id, process] : processes_.all())
+      if (process.isRunning) return true;
+    return false;
+  };
+  watch_.tick = [this] { return mover_.reclaim(); };
+  connection_.connected = [this](pw_core* core) { connected(core); };
+  connection_.ready = [this] { ready(); };
+  connection_.lost = [this] { lost(); };
+  connection_.start();
+}
+
+PipeWireServer::~PipeWireServer() {
+  const PipeWireLoop::Lock lock(loop_);
+  if (forcedRate_ && graph_.settings().value(0, "clock.force-rate") == forcedRate_)
+    graph_.settings().set(0, "clock.force-rate", "0");
+}
+
+bool PipeWireServer::waitUntilReady(Duration timeout) {
+  const PipeWireLoop::Lock lock(loop_);
+  return loop_.waitUntil([&] { return isReady() && !defaultName(DefaultDevice::output).empty(); }, timeout);
+}
+
+void PipeWireServer::connected(pw_core* core) {
+  links_.setCore(core);
+  graph_.attach(core);
+}
+
+void PipeWireServer::ready() {
+  const bool isRestart = std::exchange(wasReady_, true);
+  if (!isRestart) return;
+  log_.warning(fmt::format("Sonmere: the audio server is back after {:.1f} s",
+                           lostAt_ ? toSeconds(runtime_.uptime() - *lostAt_) : 0.0));
+  lostAt_.reset();
+  notify(AudioProperty::serviceRestarted);
+  notify(AudioProperty::devices);
+  notify(AudioProperty::processObjectList);
+}
+
+void PipeWireServer::lost() {
+  if (isReady()) {
+    lostAt_ = runtime_.uptime();
+    log_.error("Sonmere: the audio server has gone; waiting for it to come back");
+  }
+  for (ServerDependent* dependent : dependents_) dependent->serverLost();
+  watch_.reset();
+  links_.reset();
+  links_.setCore(nullptr);
+  mover_.reset();
+  processes_.clear();
+  devices_.clear();
+  graph_.detach();
+}
+
+void PipeWireServer::defaultsChanged(GlobalID subject, const std::string& key,
+                                     const std::optional<std::string>& value) {
+  if (key == "target.object") {
+    mover_.targetChanged(subject, value);
+    watch_.update();
+  }
+  if (subject == 0 && key == "default.audio.sink") {
+    notify(AudioProperty::defaultOutput);
+    notify(AudioProperty::defaultSystemOutput);
+  }
+  if (subject == 0 && key == "default.audio.source") notify(AudioProperty::defaultInput);
+  loop_.wake();
+}
+
+void PipeWireServer::settingsChanged(const std::string& key) {
+  if (key == "clock.force-rate" || key == "clock.rate")
+    for (const AudioDeviceID device : devices_.list())
+      listeners_.notify(device, AudioProperty::nominalSampleRate);
+  loop_.wake();
+}
+
+void PipeWireServer::nodeChanged(const GraphNode& node) {
+  devices_.nodeChanged(node);
+  // First the move: once the stream is linked to a device it has been heard there.
+  mover_.nodeChanged(node);
+  processes_.nodeChanged(node);
+  links_.nodeChanged(node);
+  loop_.wake();
+}
+
+void PipeWireServer::nodeRemoved(const GraphNode& node) {
+  mover_.nodeRemoved(node);
+  devices_.nodeRemoved(node);
+  processes_.nodeRemoved(node);
+  loop_.wake();
+}
+
+void PipeWireServer::clientChanged(const GraphClient& client) { processes_.clientChanged(client); }
+
+void PipeWireServer::clientRemoved(const GraphClient& client) { processes_.clientRemoved(client); }
+
+std::string PipeWireServer::uniqueName(const std::string& kind) {
+  return fmt::format("sonmere-{}-{}-{}", kind, getpid(), nextName_++);
+}
+
+double PipeWireServer::graphRate() const {
+  const MetadataMirror& settings = graph_.settings();
+  const double usual = numberIn(settings.value(0, "clock.rate"), kUsualRate);
+  return numberIn(settings.value(0, "clock.force-rate"), usual);
+}
+
+OSStatus PipeWireServer::setGraphRate(double rate) {
+  if (!isReady() || !graph_.settings().isPresent()) return kAudioHardwareNotRunningError;
+  if (!(rate >= 8000 && rate <= 768000)) return kAudioDeviceUnsupportedFormatError;
+  if (std::abs(graphRate() - rate) < 0.5) return noErr;
+  forcedRate_ = std::to_string(std::lround(rate));
+  graph_.settings().set(0, "clock.force-rate", forcedRate_);
+  const bool isSet = loop_.waitUntil([&] { return std::abs(graphRate() - rate) < 1; }, kAnswerTimeout);
+  return isSet ? noErr : kAudioHardwareUnspecifiedError;
+}
+
+std::vector<double> PipeWireServer::allowedRates() const {
+  // The server takes any of these when forced, whatever it chooses by itself.
+  std::vector<double> rates = {44100, 48000, 88200, 96000, 176400, 192000};
+  const double present = graphRate();
+  if (std::ranges::find(rates, present) == rates.end()) rates.push_back(present);
+  return rates;
+}
+
+std::uint32_t PipeWireServer::graphQuantum() const {
+  const MetadataMirror& settings = graph_.settings();
+  const double usual = numberIn(settings.value(0, "clock.quantum"), kUsualQuantum);
+  return std::uint32_t(numberIn(settings.value(0, "clock.force-quantum"), usual));
+}
+
+std::string PipeWireServer::defaultName(DefaultDevice role) const {
+  return nameIn(graph_.defaults().value(0, "default.audio." + side(role)));
+}
+
+// The session manager takes the wish and sets the default by it.
+OSStatus PipeWireServer::setDefaultName(DefaultDevice role, const std::string& uid) {
+  if (!isReady() || !graph_.defaults().isPresent()) return kAudioHardwareNotRunningError;
+  // There is one default output for all kinds of sound.
+  if (role == DefaultDevice::systemOutput && defaultName(role) == uid) return noErr;
+  graph_.defaults().set(0, "default.configured.audio." + side(role), nlohmann::json{{"name", uid}}.dump(),
+                        "Spa:String:JSON");
+  const bool isSet = loop_.waitUntil([&] { return defaultName(role) == uid; }, kAnswerTimeout);
+  return isSet ? noErr : kAudioHardwareUnspecifiedError;
+}
+
+void PipeWireServer::watch(const CycleStream& stream) {
+  watch_.add(stream);
+  watch_.update();
+}
+
+void PipeWireServer::unwatch(const CycleStream& stream) {
+  watch_.remove(stream);
+  watch_.update();
+}
+
+}  // namespace sonmere

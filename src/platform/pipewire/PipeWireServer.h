@@ -1,0 +1,114 @@
+#pragma once
+
+#include <memory>
+#include <set>
+#include <string>
+
+#include "audio/device/ListenerTable.h"
+#include "base/Log.h"
+#include "base/Runtime.h"
+#include "platform/pipewire/AppMover.h"
+#include "platform/pipewire/CycleStream.h"
+#include "platform/pipewire/DeviceDirectory.h"
+#include "platform/pipewire/GraphMirror.h"
+#include "platform/pipewire/PipeWireLoop.h"
+#include "platform/pipewire/PipeWireOptions.h"
+#include "platform/pipewire/ProcessDirectory.h"
+#include "platform/pipewire/ServerConnection.h"
+#include "platform/pipewire/ServerDependent.h"
+#include "platform/pipewire/ServerWatch.h"
+#include "platform/pipewire/TapGuard.h"
+#include "platform/pipewire/TapLinks.h"
+
+namespace sonmere {
+
+// The audio server as one value: what it has told, what this program keeps there, and who is told of changes.
+// Everything in it is guarded by the loop's lock; object IDs are never used twice, so that those of a server
+// that has died stay void.
+class PipeWireServer final : private GraphObserver {
+ public:
+  PipeWireServer(Runtime& runtime, Log& log, const DesktopEntries& entries, const PipeWireOptions& options);
+  ~PipeWireServer() override;
+
+  // Waits until the server has told its objects and has a session manager with a default device; false when
+  // that is not so within the timeout.
+  bool waitUntilReady(Duration timeout);
+
+  PipeWireLoop& loop() { return loop_; }
+  GraphMirror& graph() { return graph_; }
+  DeviceDirectory& devices() { return devices_; }
+  ProcessDirectory& processes() { return processes_; }
+  ListenerTable& listeners() { return listeners_; }
+  AppMover& mover() { return mover_; }
+  TapLinks& links() { return links_; }
+  TapGuard& guard() { return guard_; }
+  Runtime& runtime() { return runtime_; }
+  Log& log() { return log_; }
+  // Name or path of the server's socket; empty: the default.
+  const std::string& remote() const { return remote_; }
+  bool isReady() const { return connection_.isReady(); }
+  // Null while there is no connection.
+  pw_core* core() const { return connection_.core(); }
+
+  AudioObjectID newID() { return nextID_++; }
+  // A node name that no other stream bears, of this run or another.
+  std::string uniqueName(const std::string& kind);
+  // All streams of this program run in one clock group.
+  const std::string& group() const { return group_; }
+
+  // Rate of the whole graph, in Hz, and its usual buffer size.
+  double graphRate() const;
+  OSStatus setGraphRate(double rate);
+  std::vector<double> allowedRates() const;
+  std::uint32_t graphQuantum() const;
+
+  // The default device's UID; empty: there is none.
+  std::string defaultName(DefaultDevice role) const;
+  OSStatus setDefaultName(DefaultDevice role, const std::string& uid);
+
+  void add(ServerDependent& dependent) { dependents_.insert(&dependent); }
+  void remove(ServerDependent& dependent) { dependents_.erase(&dependent); }
+  // Streams whose cycles tell whether the server is alive.
+  void watch(const CycleStream& stream);
+  void unwatch(const CycleStream& stream);
+
+ private:
+  void connected(pw_core* core);
+  void ready();
+  void lost();
+  void notify(AudioProperty property) { listeners_.notify(kAudioObjectSystemObject, property); }
+  void defaultsChanged(GlobalID subject, const std::string& key, const std::optional<std::string>& value);
+  void settingsChanged(const std::string& key);
+
+  void nodeChanged(const GraphNode& node) override;
+  void nodeRemoved(const GraphNode& node) override;
+  void clientChanged(const GraphClient& client) override;
+  void clientRemoved(const GraphClient& client) override;
+  void portAdded(const GraphPort& port) override { links_.portAdded(port); }
+  void portRemoved(const GraphPort& port) override { links_.portRemoved(port); }
+  void linkAdded(const GraphLink& link) override { mover_.linkAdded(link); }
+  void linkRemoved(const GraphLink&) override {}
+
+  Runtime& runtime_;
+  Log& log_;
+  PipeWireLoop loop_;
+  AudioObjectID nextID_ = kAudioObjectSystemObject + 1;
+  std::uint64_t nextName_ = 1;
+  const std::string remote_;
+  const std::string group_;
+  ListenerTable listeners_;
+  GraphMirror graph_;
+  DeviceDirectory devices_;
+  ProcessDirectory processes_;
+  AppMover mover_;
+  TapLinks links_;
+  std::set<ServerDependent*> dependents_;
+  bool wasReady_ = false;
+  std::optional<Duration> lostAt_;
+  std::optional<std::string> forcedRate_;
+  TapGuard guard_;
+  ServerWatch watch_;  // outlives the connection, whose end it is told
+  ServerConnection connection_;
+};
+
+}  // namespace sonmere

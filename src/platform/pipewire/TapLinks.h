@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "platform/pipewire/GraphMirror.h"
+#include "platform/pipewire/PipeWireTap.h"
+#include "platform/pipewire/ProcessDirectory.h"
+
+struct pw_core;
+
+namespace sonmere {
+
+// Links from programs to the streams of unmuted taps, beside the links that the session has made. They go
+// with this program. Guarded by the loop's lock.
+class TapLinks {
+ public:
+  TapLinks(const GraphMirror& graph, const ProcessDirectory& processes);
+  ~TapLinks();
+
+  void setCore(pw_core* core) { core_ = core; }
+  void start(const PipeWireTap& tap, GlobalID listener);
+  void stop(AudioObjectID tap);
+  void reset();
+
+  void portAdded(const GraphPort& port);
+  void portRemoved(const GraphPort& port);
+  void nodeChanged(const GraphNode& node);
+
+  // The channels of a stereo mixdown (0 left, 1 right) that take a program's channel.
+  static std::vector<std::uint32_t> mixdown(std::string_view channel);
+
+ private:
+  struct Link;
+  struct Active {
+    PipeWireTap tap;
+    GlobalID listener = 0;
+  };
+  using Key = std::tuple<AudioObjectID, GlobalID, GlobalID>;  // tap, output port, input port
+  void connect(const Active& active, const GraphNode& stream);
+  void connectAll(const Active& active);
+  void makeLink(const Active& active, const GraphPort& from, const GraphPort& to);
+
+  const GraphMirror& graph_;
+  const ProcessDirectory& processes_;
+  pw_core* core_ = nullptr;
+  std::vector<Active> active_;
+  std::map<Key, std::unique_ptr<Link>> links_;
+};
+
+}  // namespace sonmere
