@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "audio/device/RunningApplications.h"
-#include "platform/simulated/ObserverList.h"
+#include "platform/ObserverList.h"
 #include "platform/simulated/SimulatedWorld.h"
 
 namespace sonmere {

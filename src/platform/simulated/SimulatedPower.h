@@ -1,7 +1,7 @@
 #pragma once
 
 #include "audio/device/PowerEvents.h"
-#include "platform/simulated/ObserverList.h"
+#include "platform/ObserverList.h"
 
 namespace sonmere {
 
