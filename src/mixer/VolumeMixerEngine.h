@@ -97,21 +97,23 @@ class VolumeMixerEngine final : public LatencySource {
   void flushPendingSaves();
 
  private:
-  void subscribe(AppTapEngine& appTapEngine);
-  bool boostAllowed() const;
+  // Leaves no app tapped and no output running.
   void turnOff();
-  void fallBackToOff();
+  void releaseApps();
 
-  // One tap more or less.
+  void syncOnce();
   void syncRow(AppTapEngine& tapEngine, const TappedAppInfo& row);
   void addTap(AppTapEngine& tapEngine, const TappedAppInfo& row);
+  // Routed, hidden or Direct.
   bool mustLeaveAlone(const AppTapEngine& tapEngine, const std::string& bundleID) const;
   void applyEffects(AppTapEngine& tapEngine, VolumeMixerTap& tap) const;
   void reapplyEffects();
   void previewEffect(const AppEffectPreview& preview);
   void pushClientGains();
+  void saveAppsState();
+  void saveAppsStateSoon();
 
-  // The output goes and comes back; the taps stay.
+  // Keeping an output under the apps (VolumeMixerRecovery.cpp).
   bool buildOutput();
   void rebuildOutputSoon(Duration delay);
   void rebuildOutput();
@@ -119,10 +121,6 @@ class VolumeMixerEngine final : public LatencySource {
   void serviceRestarted();
   void willSleep();
   void didWake();
-
-  void saveAppsState();
-  void saveAppsStateSoon();
-  void setMasterSilently(float volume);
 
   EngineContext& context_;
   std::shared_ptr<TrackNamesStore> trackNames_;
@@ -135,9 +133,11 @@ class VolumeMixerEngine final : public LatencySource {
 
   bool isSuspendedForSleep_ = false;
   int failedRebuilds_ = 0;
+  Duration serverReadyAt_{0};  // uptime; no rebuild before
   ScopedTask outputRebuild_;
   ScopedTask wakeRebuildTask_;
   ScopedTask persistDebounce_;
+  bool persistQuitFlushRegistered_ = false;
 
   Subscription availableAppsCancellable_;
   Subscription hiddenAppsCancellable_;
@@ -147,7 +147,7 @@ class VolumeMixerEngine final : public LatencySource {
   Subscription boostCancellable_;
   Subscription sleepObserver_;
   Subscription wakeObserver_;
-  Subscription quitFlush_;  // registered by the first drag
+  Subscription quitFlush_;
 };
 
 }  // namespace sonmere

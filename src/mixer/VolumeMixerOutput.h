@@ -1,11 +1,11 @@
 #pragma once
 
+#include <expected>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "audio/device/EngineContext.h"
 #include "audio/device/TeardownQueue.h"
@@ -28,6 +28,7 @@ class VolumeMixerOutput {
   // Told when the unit must be made anew: the default output changed, the device's rate did, the device died,
   // or the unit no longer renders. `delay` is how long to let the server settle before.
   std::function<void(Duration delay)> wantsRebuild;
+  // Told when the server came back with every object gone.
   std::function<void()> serviceRestarted;
 
   // Builds and starts the unit unless there is one. Nothing on success, else the message for the user.
@@ -39,6 +40,8 @@ class VolumeMixerOutput {
   // Follow the default output device and the server while the mixer is on.
   void startListening();
   void stopListening();
+  // Nothing renders while the machine sleeps; the next build watches again.
+  void pauseWatchdog() { renderWatchdog_.cancel(); }
 
   // Publishes the taps to the render.
   void refreshSnapshot();
@@ -54,16 +57,21 @@ class VolumeMixerOutput {
 
  private:
   struct Built {
+    // In this order: the unit goes before what its callback works on.
     std::shared_ptr<VolumeMixerOutputContext> context;
     std::unique_ptr<OutputUnit> unit;
     AudioDeviceID device = kAudioObjectUnknown;
   };
   std::expected<Built, std::string> make();
-  void applySettings(VolumeMixerOutputContext& context) const;
+  void publishTaps(VolumeMixerOutputContext& context);
   void listenToBoundDevice();
-  void stopListeningToBoundDevice();
+  void unlisten(ListenerID& listener);
+  void boundDeviceChanged();
+  void defaultOutputChanged();
+  void serverCameBack();
+  void watch();
   void checkRender();
-  ListenerID listen(AudioObjectID object, AudioProperty property, std::function<void()> handler);
+  ListenerID listen(AudioObjectID object, AudioProperty property, void (VolumeMixerOutput::*handler)());
 
   EngineContext& engine_;
   const Taps& taps_;
@@ -76,18 +84,20 @@ class VolumeMixerOutput {
   std::shared_ptr<VolumeMixerOutputContext> context_;
   std::unique_ptr<OutputUnit> unit_;
   AudioDeviceID boundDevice_ = kAudioObjectUnknown;
-  std::vector<ListenerID> boundDeviceListeners_;
-  std::vector<ListenerID> systemListeners_;
+  ListenerID boundRateListener_ = 0;
+  ListenerID boundAliveListener_ = 0;
+  bool isListening_ = false;
+  ListenerID defaultOutputListener_ = 0;
+  ListenerID restartListener_ = 0;
 
   ScopedTask renderWatchdog_;
-  std::uint64_t watchedRenderTime_ = 0;
+  std::uint64_t watchedRenderTime_ = 0;  // lastRenderHostTime at the latest look
   int consecutiveWatchdogRestarts_ = 0;
-  Duration nextWatchdogRestartAt_{0};
+  std::uint64_t nextWatchdogRestartAt_ = 0;  // host time, ns
 
   std::shared_ptr<VolumeMixerOutput*> self_ = std::make_shared<VolumeMixerOutput*>(this);
-  // What units that would not stop may still hold, at the end.
-  using Kept = std::vector<std::shared_ptr<const void>>;
-  std::shared_ptr<Kept> keptForStalledUnits_ = std::make_shared<Kept>();
+  std::shared_ptr<VolumeMixerOutputContext::Kept> keptForStalledUnits_ =
+      std::make_shared<VolumeMixerOutputContext::Kept>();
 };
 
 }  // namespace sonmere

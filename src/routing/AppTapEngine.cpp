@@ -41,6 +41,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
       outputs_(core_),
       taps_(core_, outputs_),
       discovery_(context) {
+  boostAllowed.silently() = context.flags.boostAllowed;
   outputs_.didStart = [this](int bus) { taps_.matchRates(bus); };
   taps_.loadEffects = [this](SingleAppTap& tap) { effects_.load(tap); };
   taps_.tapsDidChange = [this] { reconcileLevelTimer(); };
@@ -336,6 +337,7 @@ void AppTapEngine::setBoostAllowed(bool allowed) {
   }
   state_.clampVolumes(allowed);
   saveState();
+  boostAllowed.set(allowed);
   publishRows();
 }
 

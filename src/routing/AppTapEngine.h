@@ -59,6 +59,7 @@ class AppTapEngine final : public LatencySource {
   bool setMonitorLinked(const std::string& bundleID, bool linked);
   // Volumes above 100 %. Turning it off lowers what is above and saves it.
   void setBoostAllowed(bool allowed);
+  Observable<bool> boostAllowed{true};
   // Writes what a volume drag has changed and not yet saved.
   void flushPendingSaves();
 

@@ -1,8 +1,8 @@
 #include "routing/TapIOProcedure.h"
 
 #include <cmath>
-#include <cstring>
 
+#include "audio/device/AudioBuffers.h"
 #include "base/RealtimeScope.h"
 #include "dsp/Level.h"
 #include "dsp/VectorMath.h"
@@ -10,12 +10,6 @@
 namespace sonmere {
 
 namespace {
-
-const AudioBuffer* firstFilled(AudioBufferList buffers) noexcept {
-  for (const AudioBuffer& buffer : buffers)
-    if (buffer.byteSize > 0 && buffer.data) return &buffer;
-  return nullptr;
-}
 
 void meter(SingleAppTap& tap, const float* samples, std::int64_t n) noexcept {
   float rms = 0;
@@ -45,8 +39,7 @@ OSStatus tapIOProcedure(void* clientData, const AudioTimeStamp&, AudioBufferList
   if (!tap) return noErr;
   tap->callbackCount.add(1);
   if (const AudioBuffer* buffer = firstFilled(input)) capture(*tap, *buffer);
-  for (const AudioBuffer& buffer : output)
-    if (buffer.data) std::memset(buffer.data, 0, buffer.byteSize);
+  silence(output);
   return noErr;
 }
 

@@ -1,0 +1,85 @@
+// The part of VolumeMixerEngine that keeps an output under the apps: changes of the default device, sleep and
+// wake, restarts of the server, and builds that fail.
+
+#include <algorithm>
+#include <cmath>
+
+#include "audio/device/CoreAudioUtils.h"
+#include "mixer/VolumeMixerEngine.h"
+
+namespace sonmere {
+
+namespace {
+
+// Devices come back one by one after a wake; the server publishes its objects one by one after a restart.
+constexpr Duration kWakeDelay = std::chrono::seconds(1);
+constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
+// Distances between attempts double from the first on; after the last the mixer goes off.
+constexpr Duration kFirstRetryDelay = std::chrono::seconds(1);
+constexpr int kRebuildAttempts = 5;
+// How often to look for a default output while there is none, beside the listener.
+constexpr Duration kNoDeviceRetryDelay = std::chrono::seconds(5);
+
+}  // namespace
+
+bool VolumeMixerEngine::buildOutput() {
+  if (auto message = output_.build()) {
+    context_.log.error("Sonmere: " + *message);
+    errorMessage.set(std::move(message));
+    return false;
+  }
+  if (*errorMessage) errorMessage.set(std::nullopt);
+  return true;
+}
+
+void VolumeMixerEngine::rebuildOutputSoon(Duration delay) {
+  if (!*isEnabled || isSuspendedForSleep_) return;
+  delay = std::max(delay, serverReadyAt_ - context_.runtime.uptime());
+  outputRebuild_ = context_.runtime.mainQueue().postAfter(delay, [this] { rebuildOutput(); });
+}
+
+// The taps stay, at the new rate; without an output they would only silence their apps.
+void VolumeMixerEngine::rebuildOutput() {
+  outputRebuild_.cancel();
+  if (!*isEnabled || isSuspendedForSleep_) return;
+  output_.teardown();
+  taps_.reconcileRates();
+  if (!buildOutput()) return retryOutput();
+  failedRebuilds_ = 0;
+  syncTaps();
+}
+
+void VolumeMixerEngine::retryOutput() {
+  releaseApps();
+  if (!CoreAudioUtils::defaultOutput(context_.platform.hardware()))
+    return rebuildOutputSoon(kNoDeviceRetryDelay);
+  if (failedRebuilds_ < kRebuildAttempts)
+    return rebuildOutputSoon(kFirstRetryDelay * (1 << failedRebuilds_++));
+  context_.log.error("Sonmere: the Volume Mixer's output can't be built: the mixer is off");
+  setEnabled(false);
+}
+
+// Every object is gone, and with it every tap: the apps play by themselves until the server is ready.
+void VolumeMixerEngine::serviceRestarted() {
+  if (!*isEnabled) return;
+  releaseApps();
+  output_.teardown();
+  serverReadyAt_ = context_.runtime.uptime() + kServiceRestartDelay;
+  rebuildOutputSoon(Duration::zero());
+}
+
+void VolumeMixerEngine::willSleep() {
+  isSuspendedForSleep_ = true;
+  outputRebuild_.cancel();
+  wakeRebuildTask_.cancel();
+  output_.pauseWatchdog();
+}
+
+// The output of before may go on playing meanwhile, so that nothing is lost where the devices never stopped.
+void VolumeMixerEngine::didWake() {
+  isSuspendedForSleep_ = false;
+  if (*isEnabled)
+    wakeRebuildTask_ = context_.runtime.mainQueue().postAfter(kWakeDelay, [this] { rebuildOutput(); });
+}
+
+}  // namespace sonmere
