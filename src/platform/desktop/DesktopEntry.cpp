@@ -147,6 +147,7 @@ std::optional<DesktopEntry> parseDesktopEntry(std::string_view text, std::string
   entry.wmClass = value(keys, "StartupWMClass");
   entry.noDisplay = isTrue(keys, "NoDisplay");
   entry.needsTerminal = isTrue(keys, "Terminal");
+  entry.isAutostartEnabled = value(keys, "X-GNOME-Autostart-enabled") != "false";
   entry.isTerminal = (";" + value(keys, "Categories") + ";").find(";TerminalEmulator;") != std::string::npos;
   return entry;
 }

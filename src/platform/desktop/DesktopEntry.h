@@ -21,7 +21,8 @@ struct DesktopEntry {
   bool noDisplay = false;
   bool hidden = false;  // counts as not installed
   bool needsTerminal = false;
-  bool isTerminal = false;  // a terminal emulator: what runs inside it is something else
+  bool isAutostartEnabled = true;  // by settings programs, in an autostart folder
+  bool isTerminal = false;         // a terminal emulator: what runs inside it is something else
 };
 
 // Reads the text of a .desktop file; nothing when it describes no application. `locale` is a POSIX locale

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+
+#include "audio/device/PowerEvents.h"
+#include "base/Log.h"
+#include "base/Runtime.h"
+
+namespace sonmere {
+
+// Sleep and wake as logind reports them. Before the machine sleeps the observers run to their end; logind
+// waits for that, but no longer than its InhibitDelayMaxSec. One thread, asleep until something comes.
+// Without a system bus or logind nothing is reported, and the log says so once. Main thread.
+class DesktopPowerEvents final : public PowerEvents {
+ public:
+  DesktopPowerEvents(Runtime& runtime, Log& log);
+  ~DesktopPowerEvents() override;
+
+  bool isAvailable() const override;
+  [[nodiscard]] Subscription observeWillSleep(std::function<void()> observer) override;
+  [[nodiscard]] Subscription observeDidWake(std::function<void()> observer) override;
+  // The end of the session shows as a signal to the program, which calls postWillTerminate().
+  [[nodiscard]] Subscription observeWillTerminate(std::function<void()> observer) override;
+
+  // Tells the observers, each by a task of the main queue.
+  void postWillTerminate();
+
+ private:
+  struct Observers;
+  class Watch;
+  std::shared_ptr<Observers> observers_;
+  std::unique_ptr<Watch> watch_;
+};
+
+}  // namespace sonmere
