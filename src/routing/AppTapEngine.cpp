@@ -37,6 +37,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
       core_(context),
       rowSets_(context.settings),
       state_(context.settings, readBoostAllowed(context)),
+      profiles_(context.settings, context.runtime),
       effects_(core_),
       outputs_(core_),
       taps_(core_, outputs_),
@@ -174,7 +175,7 @@ void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
     return;
   }
   row.isEnabled = false;
-  if (!justAppeared || !state_.isIntended(row.bundleID)) return;
+  if (!justAppeared || !state_.isGlobalEnabled() || !state_.isIntended(row.bundleID)) return;
   row.isEnabled = taps_.startTap(row);
   if (!row.isEnabled)
     context_.log.error(fmt::format("arm-on-appearance failed for {} — reverted to not-routed", row.bundleID));
@@ -237,26 +238,80 @@ void AppTapEngine::revertRoute(const std::string& bundleID, ProcessID pid) {
 }
 
 bool AppTapEngine::setRouted(const std::string& bundleID, bool routed) {
-  const TappedAppInfo* row = findRow(bundleID);
-  if (!row) return false;
+  if (!findRow(bundleID)) return false;
   state_.setIntended(bundleID, routed);
   saveState();
+  const bool isDone = reconcileRoute(bundleID);
+  if (isDone) publishRows();
+  return isDone;
+}
+
+bool AppTapEngine::reconcileRoute(const std::string& bundleID) {
+  const TappedAppInfo* row = findRow(bundleID);
+  if (!row) return true;
   const bool isRunning = !row->audioObjectIDs.empty();
-  if (routed && isRunning && !tapOf(bundleID)) {
+  const bool isWanted = state_.isGlobalEnabled() && state_.isIntended(bundleID);
+  const auto tap = tapOf(bundleID);
+  if (isWanted && isRunning && !tap) {
     const TappedAppInfo app = *row;
     if (!taps_.startTap(app)) {
       revertRoute(bundleID, app.id);
       return false;
     }
   }
-  if (const auto tap = tapOf(bundleID); tap && !routed) taps_.stopTap(tap->pid);
+  if (tap && !isWanted) taps_.stopTap(tap->pid);
   // Looked up again: whoever observed a message may have changed the rows.
   if (TappedAppInfo* now = findRow(bundleID)) {
     now->isEnabled = tapOf(bundleID) != nullptr;
     if (!now->isEnabled) now->level = 0;
   }
-  publishRows();
   return true;
+}
+
+void AppTapEngine::setGlobalEnabled(bool enabled) {
+  if (enabled == state_.isGlobalEnabled()) return;
+  state_.setGlobalEnabled(enabled);
+  saveState();
+  for (const TappedAppInfo& row : std::vector(*availableApps)) reconcileRoute(row.bundleID);
+  publishRows();
+}
+
+std::optional<RoutingProfile> AppTapEngine::saveProfile(const std::string& name) {
+  saveState();
+  std::vector<AppProfileEntry> apps;
+  for (const std::string& bundleID : state_.intended()) apps.push_back(state_.entry(bundleID));
+  return profiles_.save(name, std::move(apps));
+}
+
+bool AppTapEngine::applyProfile(const std::string& id) {
+  const RoutingProfile* found = profiles_.find(id);
+  if (!found) return false;
+  const RoutingProfile profile = *found;
+  saveState();
+  for (const std::string& bundleID : std::set(state_.intended())) state_.setIntended(bundleID, false);
+  for (AppProfileEntry entry : profile.apps) {
+    entry.volume = clampAppVolume(entry.volume, context_.flags.boostAllowed);
+    state_.adopt(entry);
+    if (TappedAppInfo* row = findRow(entry.bundleID)) state_.restore(*row);
+  }
+  saveState();
+  bool isDone = true;
+  for (const TappedAppInfo& row : std::vector(*availableApps)) {
+    isDone &= reconcileRoute(row.bundleID);
+    isDone &= applyRowToTap(row.bundleID);
+  }
+  publishRows();
+  return isDone;
+}
+
+bool AppTapEngine::applyRowToTap(const std::string& bundleID) {
+  const auto tap = tapOf(bundleID);
+  const TappedAppInfo* row = findRow(bundleID);
+  if (!tap || !row) return true;
+  applyVolumes(*row);
+  tap->isMuted = row->isMuted;
+  taps_.moveTap(tap->pid, isRoutableBus(row->busIndex) ? row->busIndex : kBridgeBus);
+  return taps_.applyMuteRule(tap->pid);
 }
 
 bool AppTapEngine::setBus(const std::string& bundleID, int bus) {

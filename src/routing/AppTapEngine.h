@@ -11,6 +11,7 @@
 #include "routing/BusOutputs.h"
 #include "routing/RoutingCore.h"
 #include "routing/RoutingEffects.h"
+#include "routing/RoutingProfiles.h"
 #include "routing/RoutingState.h"
 #include "routing/RowSets.h"
 #include "routing/TapLifecycle.h"
@@ -60,6 +61,19 @@ class AppTapEngine final : public LatencySource {
   // Volumes above 100 %. Turning it off lowers what is above and saves it.
   void setBoostAllowed(bool allowed);
   Observable<bool> boostAllowed{true};
+  // Routing as a whole. Off stops every tap and keeps every wish; on arms the wished-for apps that run.
+  bool isGlobalEnabled() const { return state_.isGlobalEnabled(); }
+  void setGlobalEnabled(bool enabled);
+
+  // Named routings. A profile takes the routed apps, running or not; applying it restores the whole routing:
+  // apps that it does not name are un-routed, named ones that do not run are wished for.
+  Observable<std::vector<RoutingProfile>>& profiles() { return profiles_.profiles; }
+  // Nothing for an empty name.
+  std::optional<RoutingProfile> saveProfile(const std::string& name);
+  // False when there is no such profile, or an app that runs could not be routed.
+  bool applyProfile(const std::string& id);
+  bool deleteProfile(const std::string& id) { return profiles_.remove(id); }
+
   // Writes what a volume drag has changed and not yet saved.
   void flushPendingSaves();
 
@@ -97,6 +111,10 @@ class AppTapEngine final : public LatencySource {
   // A tap could not be made: the row shows it, the intent stays.
   void revertRoute(const std::string& bundleID, ProcessID pid);
   void applyVolumes(const TappedAppInfo& row);
+  // A row's tap started or stopped as the row's app is wished for now. False when a tap could not be made.
+  bool reconcileRoute(const std::string& bundleID);
+  // Values into the running tap. False when it was lost on the way.
+  bool applyRowToTap(const std::string& bundleID);
   void updateRoute(TappedAppInfo& row, bool justAppeared);
   void stopVanished(const std::vector<TappedAppInfo>& rows);
   void refreshDevicesIfStale();
@@ -111,6 +129,7 @@ class AppTapEngine final : public LatencySource {
   RoutingCore core_;
   RowSets rowSets_;
   RoutingState state_;
+  RoutingProfiles profiles_;
   RoutingEffects effects_;
   BusOutputs outputs_;
   TapLifecycle taps_;

@@ -16,6 +16,7 @@ constexpr const char* kMonitorVolumesKey = "sonmere.perapp.monitorVolumes";
 constexpr const char* kMonitorLinksKey = "sonmere.perapp.monitorLinks";
 constexpr const char* kOutputDevicesKey = "sonmere.perapp.outputDevices";
 constexpr const char* kOutputChannelsKey = "sonmere.perapp.outputChannels";
+constexpr const char* kGlobalEnabledKey = "sonmere.perapp.globalEnabled";
 
 std::optional<double> asNumber(const SettingsValue& value) {
   if (const auto* whole = value.as<std::int64_t>()) return double(*whole);
@@ -39,7 +40,9 @@ void forEach(const SettingsStore& settings, const char* key, Take&& take) {
 }  // namespace
 
 RoutingState::RoutingState(SettingsStore& settings, bool boostAllowed)
-    : settings_(settings), enabled_(settings.stringSet(kEnabledAppsKey)) {
+    : settings_(settings),
+      enabled_(settings.stringSet(kEnabledAppsKey)),
+      isGlobalEnabled_(settings.optionalBool(kGlobalEnabledKey).value_or(true)) {
   forEach(settings, kVolumesKey, [&](const auto& id, const auto& value) {
     if (const auto v = asNumber(value)) rows_[id].volume = clampAppVolume(float(*v), boostAllowed);
   });
@@ -92,6 +95,21 @@ void RoutingState::note(const TappedAppInfo& row) {
                          row.busIndex, row.outputDeviceUID, row.outputLeftChannel, row.outputRightChannel};
 }
 
+AppProfileEntry RoutingState::entry(const std::string& bundleID) const {
+  const auto found = rows_.find(bundleID);
+  const Saved saved = found == rows_.end() ? Saved{} : found->second;
+  return {bundleID, saved.volume, saved.isMuted, saved.busIndex};
+}
+
+void RoutingState::adopt(const AppProfileEntry& entry) {
+  enabled_.insert(entry.bundleID);
+  Saved& saved = rows_[entry.bundleID];
+  saved.volume = entry.volume;
+  if (saved.monitorLinked) saved.monitorVolume = entry.volume;
+  saved.isMuted = entry.isMuted;
+  saved.busIndex = entry.busIndex;
+}
+
 void RoutingState::clampVolumes(bool boostAllowed) {
   for (auto& [id, saved] : rows_) {
     saved.volume = clampAppVolume(saved.volume, boostAllowed);
@@ -112,6 +130,7 @@ void RoutingState::save() {
     channels[id] = SettingsValue::Array{saved.outputLeftChannel, saved.outputRightChannel};
   }
   settings_.setStringSet(kEnabledAppsKey, enabled_);
+  settings_.set(kGlobalEnabledKey, isGlobalEnabled_);
   settings_.set(kVolumesKey, std::move(volumes));
   settings_.set(kMutedKey, std::move(muted));
   settings_.set(kBusesKey, std::move(buses));

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/SettingsStore.h"
+#include "routing/RoutingProfile.h"
 #include "routing/TappedAppInfo.h"
 
 namespace sonmere {
@@ -19,6 +20,13 @@ class RoutingState {
   void restore(TappedAppInfo& row) const;
   bool isIntended(const std::string& bundleID) const { return enabled_.contains(bundleID); }
   void setIntended(const std::string& bundleID, bool routed);
+  const std::set<std::string>& intended() const { return enabled_; }
+  // Whether apps are routed at all. Off leaves every intent alone.
+  bool isGlobalEnabled() const { return isGlobalEnabled_; }
+  void setGlobalEnabled(bool enabled) { isGlobalEnabled_ = enabled; }
+  // An app as it stands, and as a profile wants it: routed, with the entry's values.
+  AppProfileEntry entry(const std::string& bundleID) const;
+  void adopt(const AppProfileEntry& entry);
   // Takes a row's values over; save() writes them.
   void note(const TappedAppInfo& row);
   // Lowers what is stored above the limit.
@@ -40,6 +48,7 @@ class RoutingState {
 
   SettingsStore& settings_;
   std::set<std::string> enabled_;
+  bool isGlobalEnabled_ = true;
   std::map<std::string, Saved> rows_;
 };
 
