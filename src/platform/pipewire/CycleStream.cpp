@@ -120,7 +120,7 @@ OSStatus CycleStream::connect(pw_core* core, Duration timeout) {
   if (!core) return kAudioHardwareNotRunningError;
   pw_stream* handle = pw_stream_new(core, plan_.name.c_str(), propertiesOf(plan_));
   if (!handle) return kAudioHardwareUnspecifiedError;
-  hooks_ = std::make_unique<Hooks>(Hooks{this, handle, {}});
+  hooks_ = std::make_unique<Hooks>(this, handle);
   pw_stream_add_listener(handle, &hooks_->listener, &Hooks::events(), hooks_.get());
 
   std::uint8_t space[1024];

@@ -128,7 +128,7 @@ void GraphMirror::attach(pw_core* core) {
   static const pw_registry_events kEvents = {
       .version = PW_VERSION_REGISTRY_EVENTS, .global = Hooks::global, .global_remove = Hooks::globalRemove};
   registry_ = pw_core_get_registry(core, PW_VERSION_REGISTRY, 0);
-  hooks_ = std::make_unique<Hooks>(Hooks{this, {}});
+  hooks_ = std::make_unique<Hooks>(this);
   pw_registry_add_listener(registry_, &hooks_->listener, &kEvents, hooks_.get());
 }
 
@@ -201,7 +201,7 @@ void GraphMirror::addNode(GlobalID id, const AppProperties& properties) {
   auto* proxy =
       static_cast<pw_proxy*>(pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));
   if (proxy) {
-    auto& binding = bindings_[id] = std::make_unique<Binding>(Binding{this, id, proxy, {}});
+    auto& binding = bindings_[id] = std::make_unique<Binding>(this, id, proxy);
     pw_proxy_add_object_listener(proxy, &binding->listener, &kEvents, binding.get());
     if (node.isDevice()) binding->subscribe();
   }
@@ -217,7 +217,7 @@ void GraphMirror::addClient(GlobalID id, const AppProperties& properties) {
   auto* proxy =
       static_cast<pw_proxy*>(pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Client, PW_VERSION_CLIENT, 0));
   if (!proxy) return;
-  auto& binding = bindings_[id] = std::make_unique<Binding>(Binding{this, id, proxy, {}});
+  auto& binding = bindings_[id] = std::make_unique<Binding>(this, id, proxy);
   pw_proxy_add_object_listener(proxy, &binding->listener, &kEvents, binding.get());
 }
 

@@ -36,7 +36,7 @@ void MetadataMirror::bind(pw_registry* registry, GlobalID id) {
   if (!metadata) return;
   values_.clear();
   id_ = id;
-  hooks_ = std::make_unique<Hooks>(Hooks{this, metadata, {}});
+  hooks_ = std::make_unique<Hooks>(this, metadata);
   pw_metadata_add_listener(metadata, &hooks_->listener, &kEvents, hooks_.get());
   if (presenceChanged) presenceChanged(true);
 }

@@ -74,7 +74,7 @@ void ServerConnection::connect() {
   }
   retries_ = 0;
   isReady_ = false;
-  hooks_ = std::make_unique<Hooks>(Hooks{this, {}});
+  hooks_ = std::make_unique<Hooks>(this);
   pw_core_add_listener(core_, &hooks_->listener, &kEvents, hooks_.get());
   connected(core_);
   syncsToReady_ = kSyncsToReady;

@@ -68,7 +68,7 @@ void TapLinks::makeLink(const Active& active, const GraphPort& from, const Graph
                                                              PW_VERSION_LINK, &properties->dict, 0));
   pw_properties_free(properties);
   if (proxy)
-    link = std::make_unique<Link>(Link{proxy});
+    link = std::make_unique<Link>(proxy);
   else
     links_.erase({active.tap.id, from.id, to.id});
 }
