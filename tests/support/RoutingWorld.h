@@ -23,7 +23,7 @@ struct RoutingWorld {
 
   SimulatedHost& host() { return platform.host(); }
   void startEngine() {
-    engine = std::make_unique<AppTapEngine>(context);
+    engine = std::make_shared<AppTapEngine>(context);
     engine->start();
   }
   SimulatedApp launch(const std::string& bundleID, const std::string& name = "") {
@@ -56,7 +56,7 @@ struct RoutingWorld {
   RenderFlags flags;
   std::unique_ptr<MicSend> micSend = std::make_unique<MicSend>();
   EngineContext context{runtime, log, settings, notifications, platform, flags, *micSend, Folders{}};
-  std::unique_ptr<AppTapEngine> engine;
+  std::shared_ptr<AppTapEngine> engine;
 
  private:
   void listen() {
