@@ -126,8 +126,6 @@ std::string_view unwrapped(std::string_view name) {
 
 // ---- the rules, in their order ----
 
-using Rule = std::optional<AppIdentity> (*)(const Evidence&);
-
 std::optional<AppIdentity> bySandbox(const Evidence& e) {
   std::string_view id = property(e, "pipewire.access.portal.app_id");
   if (id.empty() && !e.facts.chain.empty()) id = e.facts.chain.front().sandboxID;
@@ -197,7 +195,14 @@ std::optional<AppIdentity> byInterpreter(const Evidence& e) {
   return program.key.empty() ? std::nullopt : std::optional(identity(e, program.key, program.name));
 }
 
-constexpr std::array<Rule, 5> kRules = {bySandbox, byControlGroup, byProgram, byName, byInterpreter};
+struct Rule {
+  std::optional<AppIdentity> (*identity)(const Evidence&);
+  // Which process of the chain then answers for the stream.
+  std::size_t (*owner)(const ProcessFacts&);
+};
+constexpr std::array kRules = {Rule{bySandbox, outermostProcess}, Rule{byControlGroup, outermostProcess},
+                               Rule{byProgram, owningProcess}, Rule{byName, owningProcess},
+                               Rule{byInterpreter, owningProcess}};
 
 // Sounds that stand for an event, whichever program they come from.
 bool isEventSound(const AppProperties& stream) {
@@ -206,8 +211,13 @@ bool isEventSound(const AppProperties& stream) {
 }
 
 AppIdentity applyRules(const Evidence& e) {
-  for (const Rule rule : kRules)
-    if (auto found = rule(e)) return *found;
+  for (const Rule& rule : kRules) {
+    auto found = rule.identity(e);
+    if (!found) continue;
+    const auto& chain = e.facts.chain;
+    if (!chain.empty()) found->ownerPID = chain[rule.owner(e.facts)].pid;
+    return *found;
+  }
   return identity(e, "unknown", "Unknown");
 }
 
@@ -224,9 +234,7 @@ AppIdentity identifyApp(const AppProperties& stream, const AppProperties& client
                         const DesktopEntries& entries) {
   static const ProcessFacts kNoFacts;
   const bool areTrue = areFactsOfStream(stream, client, facts);
-  const Evidence evidence{stream, client, areTrue ? facts : kNoFacts, entries};
-  AppIdentity result = applyRules(evidence);
-  if (areTrue) result.ownerPID = facts.chain[outermostProcess(facts)].pid;
+  AppIdentity result = applyRules({stream, client, areTrue ? facts : kNoFacts, entries});
   if (isEventSound(stream)) {
     result.bundleID = kSystemSoundsKey;
     result.name = "System Sounds";

@@ -101,8 +101,8 @@ std::optional<ProcessFact> readFact(ProcessID pid, const std::string& procFolder
   fact.pid = pid;
   if (!parseStat(readStart(folder + "stat"), fact)) return std::nullopt;
   fact.exe = readLink(folder + "exe");
-  for (const std::string_view argument : split(readStart(folder + "cmdline"), '\0'))
-    fact.arguments.emplace_back(argument);
+  const std::string arguments = readStart(folder + "cmdline");
+  for (const std::string_view argument : split(arguments, '\0')) fact.arguments.emplace_back(argument);
   fact.controlGroup = parseControlGroup(readStart(folder + "cgroup"));
   fact.sandboxID = parseSandboxID(readStart(folder + "root/.flatpak-info"));
   ProcessFact after;

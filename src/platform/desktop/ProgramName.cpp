@@ -106,7 +106,7 @@ std::string_view className(std::string_view name) {
     if (!kPlainNames.contains(lower(last))) return last;
     name = name.substr(0, dot);
   }
-  return whole;
+  return kPlainNames.contains(lower(name)) ? whole : name;
 }
 
 ProgramName named(std::string_view path, std::string_view key) {
