@@ -1,12 +1,21 @@
 #include "app/PlatformChoice.h"
 
+#include "platform/pipewire/PipeWirePlatform.h"
+
 namespace sonmere {
 
 namespace {
 
+// A server that has just started has no default device yet; without one apps can be routed all the same.
+constexpr Duration kSessionTimeout = std::chrono::seconds(5);
+
 // A server of others, or why there is none.
-Outcome<std::unique_ptr<Platform>> openPipeWire(Runtime&, Log&) {
-  return std::unexpected(Error{"Platform", 1, "this build has no PipeWire platform"});
+Outcome<std::unique_ptr<Platform>> openPipeWire(Runtime& runtime, Log& log) {
+  std::string reason;
+  if (!PipeWirePlatform::answers({}, reason)) return std::unexpected(Error{"Platform", 1, reason});
+  auto platform = std::make_unique<PipeWirePlatform>(runtime, log);
+  platform->waitUntilReady(kSessionTimeout);
+  return platform;
 }
 
 }  // namespace

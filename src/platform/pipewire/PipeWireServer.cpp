@@ -7,6 +7,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "platform/desktop/DesktopApplications.h"
+
 namespace sonmere {
 
 namespace {
@@ -34,7 +36,7 @@ std::string nameIn(const std::optional<std::string>& text) {
 
 }  // namespace
 
-PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, const DesktopEntries& entries,
+PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& applications,
                                const PipeWireOptions& options)
     : runtime_(runtime),
       log_(log),
@@ -42,7 +44,7 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, const DesktopEntries&
       group_(fmt::format("sonmere.{}", getpid())),
       graph_(*this),
       devices_(graph_, [this] { return newID(); }),
-      processes_(graph_, entries, [this] { return newID(); }),
+      processes_(graph_, applications.entries(), [this] { return newID(); }),
       mover_(graph_, processes_, log),
       links_(graph_, processes_),
       guard_(options, log),
@@ -58,6 +60,10 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, const DesktopEntries&
     // A tap that covers a process which was not known to be one yet.
     for (const auto& [id, node] : graph_.nodes()) mover_.nodeChanged(node);
   };
+  processes_.appeared = [&applications](ProcessID pid, const AppIdentity& identity) {
+    applications.appeared(pid, identity);
+  };
+  processes_.vanished = [&applications](ProcessID pid) { applications.vanished(pid); };
   processes_.runningChanged = [this](AudioObjectID process) {
     listeners_.notify(process, AudioProperty::isRunningOutput);
     watch_.update();

@@ -22,12 +22,16 @@
 
 namespace sonmere {
 
+class DesktopApplications;
+
 // The audio server as one value: what it has told, what this program keeps there, and who is told of changes.
 // Everything in it is guarded by the loop's lock; object IDs are never used twice, so that those of a server
 // that has died stay void.
 class PipeWireServer final : private GraphObserver {
  public:
-  PipeWireServer(Runtime& runtime, Log& log, const DesktopEntries& entries, const PipeWireOptions& options);
+  // The applications are told of each process that plays.
+  PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& applications,
+                 const PipeWireOptions& options);
   ~PipeWireServer() override;
 
   // Waits until the server has told its objects and has a session manager with a default device; false when

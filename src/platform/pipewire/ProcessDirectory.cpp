@@ -57,7 +57,7 @@ PipeWireProcess& ProcessDirectory::entry(const Place& place, const GraphNode& no
   const GraphClient* client = graph_.client(node.client);
   process.identity = identifyApp(node.properties, client ? client->properties : kNoProperties,
                                  readProcessFacts(place.pid), entries_);
-  if (appeared) appeared(place.pid);
+  if (appeared) appeared(place.pid, process.identity);
   if (listChanged) listChanged();
   return process;
 }

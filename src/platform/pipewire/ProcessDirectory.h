@@ -36,7 +36,7 @@ class ProcessDirectory {
   // Loop's thread.
   std::function<void()> listChanged;
   std::function<void(AudioObjectID process)> runningChanged;
-  std::function<void(ProcessID pid)> appeared;
+  std::function<void(ProcessID pid, const AppIdentity& identity)> appeared;
   std::function<void(ProcessID pid)> vanished;
 
   void nodeChanged(const GraphNode& node);

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "audio/device/AudioTypes.h"
-#include "platform/simulated/FrameFIFO.h"
+#include "platform/FrameFIFO.h"
 
 namespace sonmere {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/simulated/FrameFIFO.h"
+#include "platform/FrameFIFO.h"
 #include "platform/simulated/SincResampler.h"
 
 namespace sonmere {

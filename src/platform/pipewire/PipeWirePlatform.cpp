@@ -1,0 +1,78 @@
+#include "platform/pipewire/PipeWirePlatform.h"
+
+#include <filesystem>
+
+#include "platform/desktop/DesktopApplications.h"
+#include "platform/desktop/DesktopFolders.h"
+#include "platform/desktop/DesktopLoginItem.h"
+#include "platform/desktop/DesktopPermissions.h"
+#include "platform/desktop/DesktopPowerEvents.h"
+#include "platform/desktop/DesktopPrivilegedCommand.h"
+#include "platform/pipewire/PipeWireCaptureEngine.h"
+#include "platform/pipewire/PipeWireHardware.h"
+#include "platform/pipewire/PipeWireServer.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr Duration kProbeTimeout = std::chrono::seconds(2);
+
+std::vector<std::string> ownCommand() {
+  std::error_code error;
+  return {std::filesystem::read_symlink("/proc/self/exe", error).string(), "run"};
+}
+
+}  // namespace
+
+struct PipeWirePlatform::Parts {
+  Parts(Runtime& itsRuntime, Log& log, const PipeWireOptions& options)
+      : runtime(itsRuntime),
+        folders(DesktopFolders::ofUser()),
+        applications(itsRuntime, log, DesktopEntries::read(), {"/proc", folders.runtime}),
+        permissions(itsRuntime),
+        loginItem(folders, ownCommand()),
+        privileges(itsRuntime),
+        power(itsRuntime, log),
+        server(itsRuntime, log, applications, options),
+        hardware(server) {}
+
+  Runtime& runtime;
+  const DesktopFolders folders;
+  DesktopApplications applications;
+  DesktopPermissions permissions;
+  DesktopLoginItem loginItem;
+  DesktopPrivilegedCommand privileges;
+  DesktopPowerEvents power;
+  PipeWireServer server;
+  PipeWireHardware hardware;
+};
+
+PipeWirePlatform::PipeWirePlatform(Runtime& runtime, Log& log, PipeWireOptions options)
+    : parts_(std::make_unique<Parts>(runtime, log, options)) {}
+
+PipeWirePlatform::~PipeWirePlatform() = default;
+
+bool PipeWirePlatform::answers(const PipeWireOptions& options, std::string& reason) {
+  return ServerConnection::answers(options.remote, kProbeTimeout, reason);
+}
+
+bool PipeWirePlatform::waitUntilReady(Duration timeout) { return parts_->server.waitUntilReady(timeout); }
+
+AudioHardware& PipeWirePlatform::hardware() { return parts_->hardware; }
+RunningApplications& PipeWirePlatform::applications() { return parts_->applications; }
+Permissions& PipeWirePlatform::permissions() { return parts_->permissions; }
+LoginItem& PipeWirePlatform::loginItem() { return parts_->loginItem; }
+PrivilegedCommand& PipeWirePlatform::privilegedCommand() { return parts_->privileges; }
+PowerEvents& PipeWirePlatform::powerEvents() { return parts_->power; }
+
+std::unique_ptr<CaptureEngine> PipeWirePlatform::newCaptureEngine() {
+  return std::make_unique<PipeWireCaptureEngine>(parts_->runtime, parts_->hardware);
+}
+
+int PipeWirePlatform::tapGuardPID() {
+  const PipeWireLoop::Lock lock(parts_->server.loop());
+  return parts_->server.guard().pid();
+}
+
+}  // namespace sonmere
