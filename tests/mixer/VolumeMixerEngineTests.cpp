@@ -1,0 +1,362 @@
+#include <gtest/gtest.h>
+
+#include <fmt/format.h>
+
+#include <set>
+
+#include "mixer/DAWHint.h"
+#include "mixer/MixerRows.h"
+#include "support/MixerWorld.h"
+#include "support/RealtimeGuard.h"
+
+namespace sonmere {
+namespace {
+
+using Control = VolumeMixerControl;
+
+class VolumeMixerEngineTest : public testing::Test {
+ protected:
+  void begin(SimulatedOptions options = {}) {
+    world = std::make_unique<MixerWorld>(1, std::move(options));
+    music = world->launch("music", "Music");
+    game = world->launch("game");
+    music.play(SampleSources::tone(440, 0.25f));
+    speakers = world->host().hear(SimulatedHost::kSpeakersUID);
+    world->startMixer();
+    world->settle();
+  }
+  VolumeMixerEngine& mixer() { return *world->mixer; }
+  SimulatedHost::Counts counts() { return world->host().counts(); }
+  // The loudest sample of the next moment.
+  float heard(double seconds = 0.3) {
+    world->wait(0.1);
+    speakers->takePeak();
+    world->wait(seconds);
+    return speakers->takePeak();
+  }
+  std::vector<std::string> callsSince(std::size_t seen) {
+    static const std::set<std::string> kInteresting = {
+        "createProcessTap", "tapUID",        "createAggregateDevice",  "createIOProc",     "startDevice",
+        "stopDevice",       "destroyIOProc", "destroyAggregateDevice", "destroyProcessTap"};
+    std::vector<std::string> names;
+    const auto ledger = world->host().ledger();
+    for (std::size_t i = seen; i < ledger.size(); ++i)
+      if (std::string name(operationName(ledger[i].operation)); kInteresting.contains(name))
+        names.push_back(name);
+    return names;
+  }
+
+  std::unique_ptr<MixerWorld> world;
+  SimulatedApp music, game;
+  std::shared_ptr<DeviceRecorder> speakers;
+};
+
+TEST_F(VolumeMixerEngineTest, EveryAppIsHeardOnceThroughItsTapAtItsVolume) {
+  begin();
+  RealtimeGuard guard;
+  EXPECT_TRUE(world->tap("music"));
+  EXPECT_TRUE(world->tap("game")) << "an app that may play later is held too";
+  EXPECT_TRUE(music.isSilenced());
+  EXPECT_EQ(music.tapCount(), 1u);
+  EXPECT_NEAR(heard(), 0.25f, 0.001f);
+  mixer().setVolume("music", 0.5f);
+  EXPECT_NEAR(heard(), 0.125f, 0.001f);
+  mixer().setVolume("music", 3.0f);
+  EXPECT_NEAR(heard(), 0.75f, 0.001f);
+  mixer().setMasterVolume(0.5f);
+  EXPECT_NEAR(heard(), 0.375f, 0.001f);
+  mixer().setVolume("music", 9.0f);
+  EXPECT_EQ(mixer().appState("music").volume, 4.0f);
+  EXPECT_LE(heard(), 0.5f) << "a boosted app is limited though its limiter is off";
+  mixer().setMuted("music", true);
+  EXPECT_EQ(heard(), 0.0f);
+  EXPECT_REALTIME_SAFE(guard);
+
+  mixer().setEnabled(false);
+  EXPECT_FALSE(music.isSilenced());
+  EXPECT_NEAR(heard(), 0.25f, 0.001f);
+  EXPECT_EQ(counts().taps + counts().aggregates + counts().ioProcs + counts().units, 0u);
+}
+
+TEST_F(VolumeMixerEngineTest, TheObjectsAreMadeAsNamed) {
+  begin();
+  const auto aggregates = world->host().aggregateUIDs();
+  ASSERT_EQ(aggregates.size(), 2u);
+  for (const std::string& uid : aggregates) {
+    EXPECT_TRUE(uid.starts_with("Sonmere_VolMixer_music_") || uid.starts_with("Sonmere_VolMixer_game_"));
+    EXPECT_EQ(uid.substr(uid.rfind('_') + 1).size(), 8u);
+  }
+  EXPECT_TRUE(world->logged(
+      fmt::format("Volume Mixer output rate: {:f} Hz (device id={})", 48000.0, mixer().boundOutputDevice())));
+  EXPECT_TRUE(
+      world->logged("Rate OK for music: capture 48000.000000 Hz == output 48000.000000 Hz (no change)"));
+}
+
+// Each step of a creation fails: what was made before is destroyed in reverse, the app sounds on by itself,
+// the other app gets its tap all the same, and the next look at the apps tries again.
+TEST_F(VolumeMixerEngineTest, AFailureAtAnyStepLeavesTheAppAudible) {
+  struct Case {
+    Operation operation;
+    std::uint64_t times;
+    std::vector<std::string> undo;
+  };
+  const std::vector<Case> cases = {
+      {Operation::createProcessTap, 1, {}},
+      {Operation::tapUID, 5, {"destroyProcessTap"}},
+      {Operation::createAggregateDevice, 1, {"destroyProcessTap"}},
+      {Operation::createIOProc, 1, {"destroyAggregateDevice", "destroyProcessTap"}},
+      {Operation::startDevice, 1, {"destroyIOProc", "destroyAggregateDevice", "destroyProcessTap"}}};
+  for (const Case& failing : cases) {
+    SCOPED_TRACE(operationName(failing.operation));
+    begin();
+    mixer().setEnabled(false);
+    world->lines.clear();
+    const std::size_t seen = world->host().ledger().size();
+    for (std::uint64_t n = 1; n <= failing.times; ++n)
+      world->host().faults().failNth(failing.operation, n, -50);
+    EXPECT_TRUE(mixer().setEnabled(true));
+
+    EXPECT_EQ(mixer().activeTaps().size(), 1u);
+    const std::string failed = world->tap("music") ? "game" : "music";
+    EXPECT_TRUE(world->logged("Failed to build tap for " + failed));
+    EXPECT_EQ(world->logged("Failed to create process tap: -50"),
+              failing.operation == Operation::createProcessTap);
+    const auto calls = callsSince(seen);
+    const auto at = std::ranges::find_if(calls, [](const auto& name) { return name.starts_with("destroy"); });
+    EXPECT_EQ(std::vector(at, at + std::min<std::ptrdiff_t>(calls.end() - at, std::ssize(failing.undo))),
+              failing.undo);
+    EXPECT_EQ(counts().taps, 1u);
+    EXPECT_EQ(counts().aggregates, 1u);
+    EXPECT_EQ(counts().runningIOProcs, 1u);
+    EXPECT_NEAR(heard(), 0.25f, 0.001f);
+
+    world->engine->refreshApps();
+    EXPECT_EQ(mixer().activeTaps().size(), 2u);
+  }
+}
+
+TEST_F(VolumeMixerEngineTest, AServerWithoutTapsIsToldAndSilencesNobody) {
+  begin({.supportsProcessTaps = false});
+  EXPECT_EQ(world->mixerError(), "Volume Mixer requires macOS 14.2 or later.");
+  EXPECT_TRUE(mixer().activeTaps().empty());
+  EXPECT_NEAR(heard(), 0.25f, 0.001f);
+}
+
+// Each step of the output fails: the message is the user's, nothing is left, and the mixer is off, here and
+// in the settings.
+TEST_F(VolumeMixerEngineTest, AnOutputThatCannotBeBuiltLeavesTheMixerOff) {
+  const std::vector<std::pair<Operation, std::string>> cases = {
+      {Operation::newOutputUnit, "Failed to create audio output (-50)."},
+      {Operation::defaultDevice, "No system default output device."},
+      {Operation::unitSetCurrentDevice, "Failed to bind audio output (-50)."},
+      {Operation::unitSetStreamFormat, "Failed to set audio output format (-50)."},
+      {Operation::unitSetRenderCallback, "Failed to install render callback (-50)."},
+      {Operation::unitInitialize, "Failed to initialize audio output (-50)."},
+      {Operation::unitStart, "Failed to start audio output (-50)."}};
+  begin();
+  mixer().setEnabled(false);
+  world->wait(0.1);
+  const auto before = counts();
+  for (const auto& [operation, message] : cases) {
+    SCOPED_TRACE(operationName(operation));
+    world->host().faults().failNth(operation, 1, -50);
+    EXPECT_FALSE(mixer().setEnabled(true));
+    EXPECT_EQ(world->mixerError(), message);
+    EXPECT_FALSE(*mixer().isEnabled);
+    EXPECT_EQ(world->settings.optionalBool("sonmere.volumeMixer.isEnabled"), false);
+    EXPECT_EQ(counts(), before);
+  }
+  EXPECT_TRUE(mixer().setEnabled(true));
+  EXPECT_EQ(world->mixerError(), "");
+  EXPECT_EQ(counts().runningUnits, 1u);
+
+  begin({.hasOutputComponent = false});
+  EXPECT_EQ(world->mixerError(), "Audio system component not found.");
+}
+
+// The parallel rule: routed, hidden and Direct apps are left alone, each comes back with what the user set.
+TEST_F(VolumeMixerEngineTest, TheMixerStepsAsideAndComesBack) {
+  begin();
+  mixer().setVolume("music", 0.5f);
+  const auto expectLeftAlone = [&](Control control) {
+    EXPECT_EQ(mixer().controlOf("music"), control);
+    EXPECT_FALSE(world->tap("music"));
+    EXPECT_FALSE(music.isSilenced());
+    EXPECT_NEAR(heard(), 0.25f, 0.001f);
+  };
+  const auto expectBack = [&] {
+    EXPECT_EQ(mixer().controlOf("music"), Control::mixer);
+    EXPECT_EQ(music.tapCount(), 1u);
+    EXPECT_NEAR(heard(), 0.125f, 0.001f);
+  };
+  expectBack();
+  world->engine->setRouted("music", true);
+  EXPECT_EQ(music.tapCount(), 1u);
+  expectLeftAlone(Control::routed);
+  world->engine->setRouted("music", false);
+  expectBack();
+  world->engine->hide("music");
+  expectLeftAlone(Control::hidden);
+  world->engine->unhide("music");
+  expectBack();
+  EXPECT_TRUE(mixer().setDirect("music", true));
+  expectLeftAlone(Control::direct);
+  world->engine->setRouted("music", true);
+  expectLeftAlone(Control::routed);
+  world->engine->setRouted("music", false);
+  expectLeftAlone(Control::direct);
+  EXPECT_TRUE(mixer().setDirect("music", false));
+  expectBack();
+
+  // A route that fails leaves the app where it was.
+  world->host().faults().failNth(Operation::createProcessTap, 1, -50);
+  EXPECT_FALSE(world->engine->setRouted("music", true));
+  expectBack();
+}
+
+TEST_F(VolumeMixerEngineTest, SystemRowsAreNeverDirectAndSiriIsNeverTapped) {
+  begin();
+  for (const auto key : {FamilyRules::kSystemSoundsKey, FamilyRules::kCallAudioKey, FamilyRules::kSiriKey})
+    EXPECT_FALSE(mixer().setDirect(std::string(key), true));
+  EXPECT_TRUE(mixer().directBundleIDs->empty());
+
+  auto siri = world->launch("com.apple.CoreSpeech");
+  siri.play(SampleSources::tone(300, 0.25f));
+  world->settle();
+  const std::string key(FamilyRules::kSiriKey);
+  ASSERT_FALSE(world->row(key).bundleID.empty());
+  EXPECT_FALSE(world->tap(key));
+  EXPECT_EQ(mixer().controlOf(key), Control::driver);
+  mixer().setVolume(key, 0.5f);
+  EXPECT_EQ(
+      *world->trackNames->clientGains,
+      (std::map<std::string, float>{
+          {"com.apple.sirittsd", 0.5f}, {"com.apple.CoreSpeech", 0.5f}, {"com.apple.SiriNCService", 0.5f}}));
+  mixer().setMuted(key, true);
+  EXPECT_EQ(world->trackNames->clientGains->at("com.apple.sirittsd"), 0.0f);
+  EXPECT_EQ(TrackNamesStore(world->settings).clientGains->size(), 3u) << "they are kept";
+}
+
+TEST_F(VolumeMixerEngineTest, AChangedFamilyGetsANewTapAndAnOrderDoesNot) {
+  begin();
+  const auto first = world->tap("music");
+  auto helper = world->launch("music.helper.Renderer");
+  helper.play(SampleSources::tone(440, 0.125f));
+  world->settle();
+  const auto second = world->tap("music");
+  ASSERT_TRUE(second);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(second->audioObjectIDs.size(), 2u);
+  EXPECT_EQ(helper.tapCount(), 1u);
+
+  world->engine->availableApps.update([](auto& rows) {
+    for (auto& row : rows) std::ranges::reverse(row.audioObjectIDs);
+  });
+  EXPECT_EQ(world->tap("music"), second);
+
+  world->engine->pin("music");
+  helper.quit();
+  music.quit();
+  world->settle();
+  EXPECT_FALSE(world->row("music").bundleID.empty()) << "the pinned row stays";
+  EXPECT_FALSE(world->tap("music"));
+  EXPECT_EQ(counts().taps, 1u);
+
+  music = world->launch("music", "Music");
+  music.play(SampleSources::tone(440, 0.25f));
+  world->settle();
+  EXPECT_TRUE(world->tap("music"));
+  EXPECT_NEAR(heard(), 0.25f, 0.001f);
+}
+
+// What played into the void while muted is never heard.
+TEST_F(VolumeMixerEngineTest, UnmutingPlaysNoBacklog) {
+  begin();
+  music.play(SampleSources::tone(440, 0.9f));
+  world->wait(0.2);
+  mixer().setMuted("music", true);
+  world->wait(0.5);
+  music.play(SampleSources::tone(440, 0.1f));
+  world->wait(0.2);
+  speakers->takePeak();
+  mixer().setMuted("music", false);
+  world->wait(1);
+  EXPECT_NEAR(speakers->takePeak(), 0.1f, 0.001f);
+  EXPECT_LT(world->tap("music")->available(), 4800);
+}
+
+TEST_F(VolumeMixerEngineTest, EffectsFollowTheTapEngineWhileDraggedAndWhenSet) {
+  begin();
+  const auto tap = world->tap("music");
+  RoutingEffects& effects = world->engine->effects();
+  const AppEQSettings bright{.isEnabled = true, .paraGain = 6};
+  effects.setAppEqualiser("music", bright, SettingForm::live);
+  EXPECT_TRUE(tap->eqEnabled);
+  EXPECT_EQ(tap->eqCoefficients[5], coefficients48k(bright)[5]);
+  effects.setAppEqualiser("music", {}, SettingForm::final);
+  EXPECT_FALSE(tap->eqEnabled);
+
+  tap->limiterGain = 0.5f;
+  effects.setAppLimiter("music", {true, -6}, SettingForm::live);
+  EXPECT_EQ(tap->limiterGain, 1.0f) << "switched on";
+  EXPECT_EQ(tap->limiterCeiling, limiterCeiling(-6));
+  tap->limiterGain = 0.5f;
+  effects.setAppLimiter("music", {true, -3}, SettingForm::final);
+  EXPECT_EQ(tap->limiterGain, 0.5f) << "it was on";
+  EXPECT_FALSE(world->tap("game")->limiterEnabled);
+
+  // A new tap takes what is stored.
+  mixer().setDirect("music", true);
+  mixer().setDirect("music", false);
+  EXPECT_TRUE(world->tap("music")->limiterEnabled);
+
+  mixer().setOutputEqualiser(bright, SettingForm::live);
+  EXPECT_EQ(*mixer().outputEQSettings, AppEQSettings{});
+  mixer().setOutputEqualiser(bright);
+  EXPECT_EQ(*mixer().outputEQSettings, bright);
+  world->makeMixer();
+  EXPECT_EQ(*mixer().outputEQSettings, bright);
+}
+
+TEST_F(VolumeMixerEngineTest, DirectIsOfferedOncePerProgram) {
+  begin();
+  auto daw = world->launch("com.cockos.reaper");
+  daw.play(SampleSources::tone(440, 0.1f));
+  world->settle();
+  EXPECT_FALSE(mixer().shouldOfferDirect("music"));
+  EXPECT_TRUE(mixer().shouldOfferDirect("com.cockos.reaper"));
+  mixer().markDAWHintSeen("com.cockos.reaper");
+  EXPECT_FALSE(mixer().shouldOfferDirect("com.cockos.reaper"));
+  EXPECT_EQ(world->settings.stringArray("sonmere.volumeMixer.dawHintSeen"),
+            std::vector<std::string>{"com.cockos.reaper"});
+  EXPECT_TRUE(DAWHint::text("Reaper").starts_with("**Reaper** is controlled by Per-App Volume."));
+}
+
+TEST_F(VolumeMixerEngineTest, LatencyIsReportedForTapsThatAreNotMuted) {
+  begin();
+  world->wait(1);
+  const auto snapshot = mixer().tapLatencySnapshot();
+  ASSERT_EQ(snapshot.taps.size(), 2u);
+  EXPECT_EQ(snapshot.taps[1].bundleID, "music");
+  EXPECT_GT(snapshot.taps[1].reads, 50);
+  EXPECT_EQ(snapshot.taps[1].overflows, 0);
+  EXPECT_EQ(snapshot.sampleRate, 48000);
+  EXPECT_LT(mixer().latencyRings()[1].backlogMs, 50);
+  mixer().setMuted("music", true);
+  EXPECT_EQ(mixer().tapLatencySnapshot().taps.size(), 1u);
+  EXPECT_TRUE(mixer().fftBuffer("game"));
+  EXPECT_TRUE(mixer().fftBuffer("__output__"));
+  EXPECT_FALSE(mixer().fftBuffer("nobody"));
+}
+
+TEST_F(VolumeMixerEngineTest, TheTapEngineMayGoFirst) {
+  begin();
+  world->engine.reset();
+  mixer().syncTaps();
+  EXPECT_NEAR(heard(), 0.25f, 0.001f) << "nobody falls silent";
+  mixer().setEnabled(false);
+  EXPECT_EQ(counts().taps, 0u);
+}
+
+}  // namespace
+}  // namespace sonmere
