@@ -27,7 +27,7 @@ class PrivateBus {
   PrivateBus() {
     const std::string config = folder_ / "bus.conf";
     std::ofstream(config)
-        << "<busconfig><type>system</type><listen>unix:path=" << (folder_ / "bus").string()
+        << "<busconfig><type>session</type><listen>unix:path=" << (folder_ / "bus").string()
         << "</listen><policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
            "<allow send_destination=\"*\"/><allow receive_sender=\"*\"/></policy></busconfig>";
     std::array<int, 2> ends;

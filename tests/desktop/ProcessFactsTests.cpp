@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "platform/desktop/ProcessFacts.h"
-#include "platform/desktop/ProcessOwner.h"
+#include "platform/desktop/SandboxProcesses.h"
 #include "support/TemporaryFolder.h"
 
 namespace sonmere {
@@ -33,6 +33,8 @@ class ProcFolder {
   void link(int pid, const std::string& target) {
     std::filesystem::create_symlink(target, folder_ / std::to_string(pid) / "exe");
   }
+  void remove(int pid) { std::filesystem::remove_all(folder_ / std::to_string(pid)); }
+  std::string path() const { return folder_.path(); }
   ProcessFacts read(int pid) const { return readProcessFacts(pid, folder_.path()); }
 
  private:
@@ -89,6 +91,31 @@ TEST(ProcessFacts, RealProcessesAreReadAndZombiesHaveNoProgram) {
   EXPECT_TRUE(zombie.chain.empty() || zombie.chain[0].arguments.empty());
   waitpid(child, nullptr, 0);
   EXPECT_TRUE(readProcessFacts(child).chain.empty());
+}
+
+TEST(SandboxProcesses, ANumberFromInsideLeadsToTheProcessOfThatSandbox) {
+  ProcFolder proc;
+  const auto add = [&](int pid, const char* sandbox, const char* numbers) {
+    proc.add(pid, 1, 5);
+    proc.write(pid, "status", std::string("Name:\tx\nNSpid:\t") + numbers + "\nNSsid:\t7\n");
+    if (*sandbox) proc.write(pid, "root/.flatpak-info", std::string("[Application]\nname=") + sandbox + "\n");
+  };
+  add(2, "", "2");
+  add(41, "org.other.App", "41\t2");
+  add(42, "org.sand.Box", "42\t2");
+  add(43, "org.sand.Box", "43\t3");
+  const AppProperties client = {{"client.api", "pipewire-pulse"},
+                                {"pipewire.access.portal.app_id", "org.sand.Box"},
+                                {"application.process.id", "2"}};
+  SandboxProcesses processes(proc.path());
+  EXPECT_EQ(streamProcessID({}, client), 0);
+  EXPECT_EQ(processes.find({}, client), 42);
+  EXPECT_EQ(processes.find({}, client), 42);
+  proc.remove(42);
+  EXPECT_EQ(processes.find({}, client), 0);
+  add(52, "org.sand.Box", "52\t2");
+  EXPECT_EQ(processes.find({}, client), 52) << "started again";
+  EXPECT_EQ(processes.find({}, {{"application.process.id", "2"}}), 0) << "no sandbox";
 }
 
 }  // namespace sonmere

@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::string_view kSystemSoundsKey = "systemsoundserverd";
 constexpr std::string_view kEffectsMasterKey = "__master__";
+constexpr std::string_view kSnap = "snap.";
 constexpr std::string_view kPulseClient = "pipewire-pulse";
 
 // What is known of one stream.
@@ -50,10 +51,11 @@ bool isPulseClient(const AppProperties& stream, const AppProperties& client) {
   return property(stream, client, "client.api") == kPulseClient;
 }
 
-// What the server found out about the sandbox of a client.
+// Whether the server found that the client lives among process numbers of its own.
 bool isSandboxed(const AppProperties& stream, const AppProperties& client) {
-  return !property(stream, client, "pipewire.access.portal.app_id").empty() ||
-         property(stream, client, "pipewire.access") == "flatpak" ||
+  const auto id = property(stream, client, "pipewire.access.portal.app_id");
+  if (id.starts_with(kSnap)) return false;
+  return !id.empty() || property(stream, client, "pipewire.access") == "flatpak" ||
          property(stream, client, "pipewire.client.access") == "flatpak";
 }
 
@@ -130,7 +132,6 @@ std::optional<AppIdentity> bySandbox(const Evidence& e) {
   std::string_view id = property(e, "pipewire.access.portal.app_id");
   if (id.empty() && !e.facts.chain.empty()) id = e.facts.chain.front().sandboxID;
   if (id.empty()) return std::nullopt;
-  constexpr std::string_view kSnap = "snap.";
   if (!id.starts_with(kSnap)) return identityOfID(e, id);
   id.remove_prefix(kSnap.size());
   const auto dot = id.find('.');

@@ -2,12 +2,10 @@
 
 #include <fmt/format.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <filesystem>
 
 #include "base/Error.h"
@@ -22,21 +20,6 @@ namespace fs = std::filesystem;
 constexpr OSStatus kNoSuchApplication = -600;
 constexpr OSStatus kPOSIXErrorBase = 100000;
 const AppProperties kNoProperties;
-
-// This user's processes, kernel threads and strangers left out.
-std::vector<ProcessID> userProcesses(const std::string& procFolder) {
-  std::vector<ProcessID> pids;
-  std::error_code failed;
-  for (fs::directory_iterator at(procFolder, failed), end; !failed && at != end; at.increment(failed)) {
-    const std::string name = at->path().filename();
-    ProcessID pid = 0;
-    const auto [rest, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
-    struct stat info {};
-    if (error != std::errc() || *rest != '\0' || ::stat(at->path().c_str(), &info) != 0) continue;
-    if (info.st_uid == ::getuid()) pids.push_back(pid);
-  }
-  return pids;
-}
 
 // "-" and what else may not stand in the name of a unit.
 std::string unitEscaped(std::string_view text) {

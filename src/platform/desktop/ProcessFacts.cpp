@@ -1,12 +1,14 @@
 #include "platform/desktop/ProcessFacts.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <climits>
+#include <filesystem>
 #include <optional>
 #include <string_view>
 
@@ -122,6 +124,20 @@ ProcessFacts readProcessFacts(ProcessID pid, const std::string& procFolder) {
     facts.chain.push_back(std::move(*fact));
   }
   return facts;
+}
+
+std::vector<ProcessID> userProcesses(const std::string& procFolder) {
+  std::vector<ProcessID> pids;
+  std::error_code failed;
+  for (std::filesystem::directory_iterator at(procFolder, failed), end; !failed && at != end;
+       at.increment(failed)) {
+    const std::string name = at->path().filename();
+    const auto pid = toNumber<ProcessID>(name);
+    struct stat info {};
+    const bool isProcess = pid > 0 && name.find_first_not_of("0123456789") == std::string::npos;
+    if (isProcess && ::stat(at->path().c_str(), &info) == 0 && info.st_uid == ::getuid()) pids.push_back(pid);
+  }
+  return pids;
 }
 
 }  // namespace sonmere

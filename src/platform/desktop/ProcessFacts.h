@@ -32,4 +32,7 @@ struct ProcessFacts {
 // render thread.
 ProcessFacts readProcessFacts(ProcessID pid, const std::string& procFolder = "/proc");
 
+// The processes of this user, threads of the kernel among them where the user is root.
+std::vector<ProcessID> userProcesses(const std::string& procFolder = "/proc");
+
 }  // namespace sonmere
