@@ -7,6 +7,7 @@
 
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/ReaderError.h"
+#include "mixer/VolumeMixerEngine.h"
 #include "scenarios/RecordingWorld.h"
 #include "support/RealtimeGuard.h"
 
@@ -35,6 +36,8 @@ class Story {
   explicit Story(std::uint64_t seed) : random_(seed), world_(seed) {
     speakers_ = world_.host().hear(SimulatedHost::kSpeakersUID, DeviceRecorder::Keep::hashOnly);
     world_.startAll();
+    mixer_ = std::make_unique<VolumeMixerEngine>(world_.context);
+    mixer_->attach(world_.engine);
   }
 
   void play() {
@@ -67,7 +70,7 @@ class Story {
 
   void step() {
     const std::string& app = pick(kApps);
-    switch (below(20)) {
+    switch (below(27)) {
       case 0:
       case 1:
       case 2:
@@ -105,6 +108,19 @@ class Story {
         return record();
       case 19:
         return addHelper(app);
+      case 20:
+      case 21:
+        return void(mixer_->setEnabled(below(4) != 0));
+      case 22:
+        return mixer_->setVolume(app, float(below(400)) / 100);
+      case 23:
+        return mixer_->setMuted(app, below(2) == 0);
+      case 24:
+        return void(mixer_->setDirect(app, below(2) == 0));
+      case 25:
+        return below(2) ? world_.engine->hide(app) : world_.engine->unhide(app);
+      case 26:
+        return shapeOutput();
     }
   }
 
@@ -137,6 +153,11 @@ class Story {
     world_.engine->effects().setMasterEqualiser(pick(kBuses), equaliser, form);
     world_.engine->effects().setAppLimiter(app, {below(2) == 0, -double(below(12))}, form);
     world_.engine->effects().setMasterLimiter(pick(kBuses), {below(2) == 0, -1}, form);
+  }
+  void shapeOutput() {
+    mixer_->setMasterVolume(float(below(200)) / 100);
+    mixer_->setOutputEqualiser({.isEnabled = below(2) == 0, .paraGain = double(below(24) - 12)},
+                               below(2) ? SettingForm::live : SettingForm::final);
   }
   void disturb() {
     switch (below(4)) {
@@ -173,17 +194,28 @@ class Story {
   void checkAlways() {
     for (const auto& row : *world_.engine->availableApps)
       EXPECT_EQ(row.isEnabled, world_.engine->tapOf(row.bundleID) != nullptr) << row.bundleID;
-    for (const auto& [pid, tap] : world_.engine->activeTaps()) {
-      const std::int64_t lapped = tap->ledger.lapped(tap->available());
-      EXPECT_GE(lapped, 0) << tap->bundleID;
-      EXPECT_EQ(lapped % kTapRingSamples, 0) << tap->bundleID << ": frames in are not frames out plus losses";
-    }
+    for (const auto& [pid, tap] : world_.engine->activeTaps()) expectNothingLost(*tap);
+    for (const auto& [bundleID, tap] : mixer_->activeTaps()) expectNothingLost(*tap);
+    EXPECT_TRUE(mixer_->activeTaps().empty() || mixer_->boundOutputDevice() != kAudioObjectUnknown)
+        << "apps are held and nothing plays them";
     for (const auto& [app, handle] : running_) expectHeard(app, handle);
     for (const auto& [app, all] : helpers_)
       for (const auto& helper : all) expectHeard(app, helper);
   }
+  template <class Tap>
+  static void expectNothingLost(const Tap& tap) {
+    const std::int64_t lapped = tap.ledger.lapped(tap.available());
+    EXPECT_GE(lapped, 0) << tap.bundleID;
+    EXPECT_EQ(lapped % kTapRingSamples, 0) << tap.bundleID << ": frames in are not frames out plus losses";
+  }
+  bool isMixed(const std::string& app) const { return mixer_->activeTaps().contains(app); }
+  bool isRouted(const std::string& app) const { return world_.engine->tapOf(app) != nullptr; }
+  // By one of the two paths or by itself, never twice.
   void expectHeard(const std::string& app, const SimulatedApp& process) {
-    EXPECT_TRUE(muted_.contains(app) || !process.isSilenced()) << app << " is silent and nobody muted it";
+    EXPECT_TRUE((isRouted(app) && muted_.contains(app)) || isMixed(app) || !process.isSilenced())
+        << app << " is silent and nobody muted it";
+    EXPECT_FALSE(isRouted(app) && isMixed(app)) << app;
+    EXPECT_LE(process.tapCount(), 1u) << app;
   }
 
   // The faults are over, the server and the driver are there, and everyone had time.
@@ -193,6 +225,8 @@ class Story {
     if (!world_.host().isPlugged(SimulatedHost::kSpeakersUID))
       world_.host().replug(SimulatedHost::kSpeakersUID);
     world_.wait(6);
+    // The mixer's output may wait for its next attempt.
+    if (*mixer_->isEnabled && mixer_->boundOutputDevice() == kAudioObjectUnknown) world_.wait(20);
     world_.engine->refreshApps();
   }
 
@@ -203,37 +237,56 @@ class Story {
       const bool hasTap = world_.engine->tapOf(row.bundleID) != nullptr;
       EXPECT_EQ(hasTap, row.isEnabled) << row.bundleID;
       routed += row.isEnabled;
-      const auto app = running_.find(row.bundleID);
-      if (app == running_.end()) continue;
-      EXPECT_EQ(app->second.tapCount(), row.isEnabled ? 1u : 0u) << row.bundleID;
-      for (const auto& helper : helpers_[row.bundleID])
-        EXPECT_EQ(helper.tapCount(), row.isEnabled ? 1u : 0u) << row.bundleID << "'s helper";
+      checkPathOf(row);
     }
     checkSoundArrives();
     EXPECT_EQ(world_.engine->activeTaps().size(), routed);
+    const std::size_t captured = routed + mixer_->activeTaps().size();
     const auto counts = world_.host().counts();
-    EXPECT_EQ(counts.taps, routed);
-    EXPECT_EQ(counts.aggregates, routed);
-    EXPECT_EQ(counts.runningIOProcs, routed);
+    EXPECT_EQ(counts.taps, captured);
+    EXPECT_EQ(counts.aggregates, captured);
+    EXPECT_EQ(counts.runningIOProcs, captured);
     std::set<int> buses;
     for (const auto& [pid, tap] : world_.engine->activeTaps()) buses.insert(tap->busIndex);
     for (int bus = 0; bus < kBusCount; ++bus)
       EXPECT_TRUE(buses.contains(bus) || !world_.engine->outputs().isRunning(bus)) << "bus " << bus;
   }
 
-  // Every bus with a tap pulls it.
+  // The mixer holds all that play and that nobody else wants.
+  void checkPathOf(const TappedAppInfo& row) {
+    const std::string& app = row.bundleID;
+    const bool isFree = world_.engine->rowSets().hiddenBundleIDs().contains(app) ||
+                        mixer_->directBundleIDs->contains(app) || row.audioObjectIDs.empty();
+    EXPECT_EQ(isMixed(app), *mixer_->isEnabled && !row.isEnabled && !isFree) << app;
+    const auto found = running_.find(app);
+    if (found == running_.end()) return;
+    auto processes = helpers_[app];
+    processes.push_back(found->second);
+    for (const auto& process : processes) {
+      EXPECT_EQ(process.tapCount(), row.isEnabled || isMixed(app) ? 1u : 0u) << app;
+      EXPECT_EQ(process.isSilenced(), isMixed(app) || (row.isEnabled && muted_.contains(app))) << app;
+    }
+  }
+
+  // Whoever holds a tap pulls it.
   void checkSoundArrives() {
     std::map<std::string, std::int64_t> before;
-    for (const auto& [pid, tap] : world_.engine->activeTaps()) before[tap->bundleID] = tap->ledger.read;
+    const auto forEachTap = [&](const auto& look) {
+      for (const auto& [pid, tap] : world_.engine->activeTaps()) look(*tap);
+      for (const auto& [bundleID, tap] : mixer_->activeTaps()) look(*tap);
+    };
+    forEachTap([&](const auto& tap) { before[tap.bundleID] = tap.ledger.read; });
     world_.wait(1);
-    for (const auto& [pid, tap] : world_.engine->activeTaps())
-      EXPECT_TRUE(tap->isMuted || tap->ledger.read > before[tap->bundleID])
-          << tap->bundleID << " is not rendered";
+    forEachTap([&](const auto& tap) {
+      EXPECT_TRUE(tap.isMuted || tap.ledger.read > before[tap.bundleID])
+          << tap.bundleID << " is not rendered";
+    });
   }
 
   void tearDown() {
-    std::vector<std::weak_ptr<SingleAppTap>> taps;
+    std::vector<std::weak_ptr<void>> taps;
     for (const auto& [pid, tap] : world_.engine->activeTaps()) taps.push_back(tap);
+    for (const auto& [bundleID, tap] : mixer_->activeTaps()) taps.push_back(tap);
     const auto rings = recorderRings();
     world_.stopRecordings();
     for (const auto& [path, ring] : rings) {
@@ -242,7 +295,9 @@ class Story {
       EXPECT_EQ(reader ? 2 * (*reader)->frameCount() : 0, ring->written.loadAcquire()) << path;
     }
     world_.recordings.reset();
+    if (below(2)) mixer_.reset();
     world_.engine.reset();
+    mixer_.reset();
     EXPECT_EQ(world_.host().counts(), SimulatedHost::Counts{}) << "what was created is destroyed";
     world_.wait(3);
     for (const auto& tap : taps) EXPECT_TRUE(tap.expired());
@@ -275,6 +330,7 @@ class Story {
 
   std::mt19937_64 random_;
   RecordingWorld world_;
+  std::unique_ptr<VolumeMixerEngine> mixer_;
   std::shared_ptr<DeviceRecorder> speakers_;
   std::map<std::string, SimulatedApp> running_;
   std::map<std::string, std::vector<SimulatedApp>> helpers_;
