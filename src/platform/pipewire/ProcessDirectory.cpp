@@ -28,10 +28,16 @@ ProcessDirectory::ProcessDirectory(const GraphMirror& graph, const DesktopEntrie
                                    std::function<AudioObjectID()> newID)
     : graph_(graph), entries_(entries), newID_(std::move(newID)) {}
 
+// A client in a sandbox knows only its number there.
+ProcessID ProcessDirectory::processIDOf(const AppProperties& stream, const AppProperties& client) const {
+  const ProcessID pid = streamProcessID(stream, client);
+  return pid > 0 ? pid : sandboxes_.find(stream, client);
+}
+
 std::optional<ProcessDirectory::Place> ProcessDirectory::placeOf(const GraphNode& node) const {
   if (!node.isPlaybackStream() || isPlumbing(node)) return std::nullopt;
   const GraphClient* client = graph_.client(node.client);
-  const ProcessID pid = streamProcessID(node.properties, client ? client->properties : kNoProperties);
+  const ProcessID pid = processIDOf(node.properties, client ? client->properties : kNoProperties);
   if (pid <= 0 || pid == getpid()) return std::nullopt;
   return Place{pid, isEventSound(node)};
 }
@@ -100,7 +106,7 @@ void ProcessDirectory::clear() {
 
 bool ProcessDirectory::isConnected(ProcessID pid) const {
   return std::ranges::any_of(graph_.clients(), [&](const auto& entry) {
-    return streamProcessID(kNoProperties, entry.second.properties) == pid;
+    return processIDOf(kNoProperties, entry.second.properties) == pid;
   });
 }
 

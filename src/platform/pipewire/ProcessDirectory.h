@@ -8,6 +8,7 @@
 
 #include "audio/device/AudioTypes.h"
 #include "platform/desktop/AppIdentity.h"
+#include "platform/desktop/SandboxProcesses.h"
 #include "platform/pipewire/GraphMirror.h"
 
 namespace sonmere {
@@ -56,6 +57,7 @@ class ProcessDirectory {
     bool playsEventSounds = false;
     auto operator<=>(const Place&) const = default;
   };
+  ProcessID processIDOf(const AppProperties& stream, const AppProperties& client) const;
   std::optional<Place> placeOf(const GraphNode& node) const;
   const PipeWireProcess* find(const Place& place) const;
   PipeWireProcess& entry(const Place& place, const GraphNode& node);
@@ -67,6 +69,7 @@ class ProcessDirectory {
   const DesktopEntries& entries_;
   const std::function<AudioObjectID()> newID_;
   std::map<AudioObjectID, PipeWireProcess> processes_;
+  mutable SandboxProcesses sandboxes_;  // a cache
 };
 
 }  // namespace sonmere
