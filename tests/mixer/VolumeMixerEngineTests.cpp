@@ -267,6 +267,15 @@ TEST_F(VolumeMixerEngineTest, AChangedFamilyGetsANewTapAndAnOrderDoesNot) {
   world->settle();
   EXPECT_TRUE(world->tap("music"));
   EXPECT_NEAR(heard(), 0.25f, 0.001f);
+
+  // A row that goes takes its tap along.
+  world->engine->unpin("music");
+  game.quit();
+  world->engine->remove("music");
+  world->settle();
+  EXPECT_TRUE(mixer().activeTaps().empty());
+  EXPECT_EQ(counts().taps, 0u);
+  EXPECT_NEAR(heard(), 0.25f, 0.001f);
 }
 
 // What played into the void while muted is never heard.

@@ -118,7 +118,7 @@ class Story {
       case 24:
         return void(mixer_->setDirect(app, below(2) == 0));
       case 25:
-        return below(2) ? world_.engine->hide(app) : world_.engine->unhide(app);
+        return changeVisibility(app);
       case 26:
         return shapeOutput();
     }
@@ -153,6 +153,18 @@ class Story {
     world_.engine->effects().setMasterEqualiser(pick(kBuses), equaliser, form);
     world_.engine->effects().setAppLimiter(app, {below(2) == 0, -double(below(12))}, form);
     world_.engine->effects().setMasterLimiter(pick(kBuses), {below(2) == 0, -1}, form);
+  }
+  void changeVisibility(const std::string& app) {
+    switch (below(4)) {
+      case 0:
+        return world_.engine->hide(app);
+      case 1:
+        return world_.engine->unhide(app);
+      case 2:
+        return world_.engine->remove(app);
+      case 3:
+        return world_.engine->restore(app);
+    }
   }
   void shapeOutput() {
     mixer_->setMasterVolume(float(below(200)) / 100);
@@ -240,6 +252,8 @@ class Story {
       checkPathOf(row);
     }
     checkSoundArrives();
+    for (const auto& [bundleID, tap] : mixer_->activeTaps())
+      EXPECT_TRUE(world_.engine->row(bundleID)) << bundleID << " is held without a row";
     EXPECT_EQ(world_.engine->activeTaps().size(), routed);
     const std::size_t captured = routed + mixer_->activeTaps().size();
     const auto counts = world_.host().counts();
