@@ -59,6 +59,9 @@ void ForegroundRun::start(std::function<void()> ready, Done done) {
   observers_.push_back(engine.errorMessage().observe([this](const auto& text) {
     if (text) note(*text);
   }));
+  observers_.push_back(app_.volumeMixerEngine()->errorMessage.observe([this](const auto& text) {
+    if (text) note(*text);
+  }));
   observers_.push_back(recordings.errorMessage.observe([this](const auto& text) {
     if (!text.empty()) note(text);
   }));
@@ -104,14 +107,25 @@ const TappedAppInfo* ForegroundRun::rowFor(const std::string& app) const {
 
 void ForegroundRun::applyWishes() {
   std::erase_if(pendingVolumes_, [this](const RunOptions::Volume& volume) {
-    const TappedAppInfo* row = rowFor(volume.app);
-    return row && app_.appTapEngine()->setVolume(std::string(row->bundleID), volume.gain);
+    if (const TappedAppInfo* row = rowFor(volume.app)) setVolume(std::string(row->bundleID), volume);
+    return rowFor(volume.app) != nullptr;
   });
   std::erase_if(pendingRoutes_, [this](const RunOptions::Route& route) {
     const TappedAppInfo* row = rowFor(route.app);
     if (row) applyRoute(std::string(row->bundleID), route);
     return row != nullptr;
   });
+}
+
+// That of its route for an app that is routed or is to be, else that of the mixer.
+void ForegroundRun::setVolume(const std::string& id, const RunOptions::Volume& volume) {
+  const bool isToBeRouted = std::ranges::any_of(options_.routes, [&](const RunOptions::Route& route) {
+    return route.bus && isSameText(route.app, volume.app);
+  });
+  if (isToBeRouted || app_.appTapEngine()->tapOf(id))
+    app_.appTapEngine()->setVolume(id, volume.gain);
+  else
+    app_.volumeMixerEngine()->setVolume(id, volume.gain);
 }
 
 void ForegroundRun::applyRoute(const std::string& id, const RunOptions::Route& route) {
@@ -173,11 +187,14 @@ RunReport ForegroundRun::report() const {
   RunReport report;
   const AppTapEngine& engine = *app_.appTapEngine();
   for (const TappedAppInfo& row : *engine.availableApps) {
+    const VolumeMixerAppState mixed = app_.volumeMixerEngine()->appState(row.bundleID);
     RunReport::App app{
-        row.bundleID, row.name, !row.audioObjectIDs.empty(), {}, row.volume, row.isMuted, 0, 0};
+        row.bundleID, row.name, !row.audioObjectIDs.empty(), {}, mixed.volume, mixed.isMuted, 0, 0};
     if (const auto tap = engine.tapOf(row.bundleID)) {
       const RingReport ring = ringReport(row.bundleID, tap->ringProbe, engine.busSampleRate(tap->busIndex));
       app.bus = tap->busIndex;
+      app.volume = row.volume;
+      app.isMuted = row.isMuted;
       app.addedDelayMs = ring.backlogMs;
       app.underruns = ring.underruns;
     }

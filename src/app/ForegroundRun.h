@@ -41,6 +41,7 @@ class ForegroundRun {
   bool demoAppsAppeared() const;
   const TappedAppInfo* rowFor(const std::string& app) const;
   void applyWishes();
+  void setVolume(const std::string& id, const RunOptions::Volume& volume);
   void applyRoute(const std::string& id, const RunOptions::Route& route);
   void startRecordings();
   void becomeReady();

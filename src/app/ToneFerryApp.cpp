@@ -21,6 +21,7 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       latencyProbe_(environment_.runtime, environment_.settings, environment_.folders.applicationSupport),
       appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
       appTapEngine_([this] { return makeAppTapEngine(); }),
+      volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
       recordings_([this] { return makeRecordings(); }),
       performanceMonitor_(environment_.runtime, latencyProbe_) {
   if (environment_.recordingsFolder)
@@ -29,6 +30,9 @@ ToneFerryApp::ToneFerryApp(Environment environment)
 
 ToneFerryApp::~ToneFerryApp() {
   appDelegate_.wire(nullptr, nullptr, nullptr);
+  if (const VolumeMixerEngine* mixer = volumeMixerEngine_.peek()) latencyProbe_.removeSource(*mixer);
+  // The mixer first: with the tap engine gone it would take the routed apps over.
+  volumeMixerEngine_.release();
   if (!appTapEngine_.isMade()) return;
   recordings_.release();
   appTapEngine_.get()->setRecordingRate(nullptr);
@@ -58,6 +62,12 @@ std::shared_ptr<AppTapEngine> ToneFerryApp::makeAppTapEngine() {
   return engine;
 }
 
+std::shared_ptr<VolumeMixerEngine> ToneFerryApp::makeVolumeMixerEngine() {
+  auto engine = std::make_shared<VolumeMixerEngine>(context_);
+  latencyProbe_.addSource(*engine);
+  return engine;
+}
+
 std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
   recorderFeed_ = std::make_unique<TapEngineRecorderFeed>(*appTapEngine());
   auto recordings = std::make_shared<BusRecordings>(recordingContext_, *recorderFeed_);
@@ -72,7 +82,9 @@ void ToneFerryApp::startUp() {
     applyLoginItemRule(environment_.platform.loginItem(), environment_.settings, environment_.log);
   // The routed apps first: the mixer steps aside for them.
   appTapEngine()->start();
-  performanceMonitor_.start(appTapEngine()->availableApps);
+  volumeMixerEngine()->attach(appTapEngine());
+  performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->isEnabled,
+                            volumeMixerEngine()->directBundleIDs);
 }
 
 bool ToneFerryApp::isWriting() const {

@@ -12,6 +12,7 @@
 #include "app/PerformanceMonitor.h"
 #include "app/TapEngineRecorderFeed.h"
 #include "audio/device/EngineContext.h"
+#include "mixer/VolumeMixerEngine.h"
 #include "recording/BusRecordings.h"
 #include "routing/AppTapEngine.h"
 
@@ -44,6 +45,7 @@ class ToneFerryApp {
 
   AppDelegate& appDelegate() { return appDelegate_; }
   const std::shared_ptr<AppTapEngine>& appTapEngine() { return appTapEngine_.get(); }
+  const std::shared_ptr<VolumeMixerEngine>& volumeMixerEngine() { return volumeMixerEngine_.get(); }
   const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
   LatencyProbe& latencyProbe() { return latencyProbe_; }
   RecordingsFolder recordingsFolder() const { return RecordingsFolder(recordingContext_); }
@@ -55,6 +57,7 @@ class ToneFerryApp {
 
  private:
   std::shared_ptr<AppTapEngine> makeAppTapEngine();
+  std::shared_ptr<VolumeMixerEngine> makeVolumeMixerEngine();
   std::shared_ptr<BusRecordings> makeRecordings();
   RecordingContext makeRecordingContext();
 
@@ -70,6 +73,7 @@ class ToneFerryApp {
 
   AppDelegate appDelegate_;
   Lazy<AppTapEngine> appTapEngine_;
+  Lazy<VolumeMixerEngine> volumeMixerEngine_;
   std::unique_ptr<TapEngineRecorderFeed> recorderFeed_;
   Lazy<BusRecordings> recordings_;
   PerformanceMonitor performanceMonitor_;

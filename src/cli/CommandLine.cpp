@@ -7,8 +7,10 @@
 #include <functional>
 
 #include "base/Error.h"
+#include "cli/CommandTree.h"
 #include "cli/DemoCommand.h"
 #include "cli/ExitStatus.h"
+#include "cli/RemoteCommands.h"
 #include "cli/RunCommand.h"
 #include "cli/SettingsCommand.h"
 
@@ -22,7 +24,7 @@ struct Arguments {
   DemoArguments demo;
   RunArguments foreground;
   bool verbose = false;
-  std::string key, value;
+  std::string key, value, shell;
   bool asData = false;
   bool json = false;
   std::function<int()> run;
@@ -81,6 +83,7 @@ void addRun(CLI::App& app, Arguments& arguments) {
   run->add_option("--out", r.folder, "Folder of the recordings (default: that of the settings)")
       ->type_name("DIR");
   run->add_option("--for", r.seconds, "End after this time (default: when told to)")->type_name("SECONDS");
+  run->add_flag("--no-control", r.noControl, "Without the service that the other commands talk to");
   run->add_flag("--json", r.json, "Print one JSON object at the end");
   run->add_flag("-v,--verbose", r.verbose, "Log to standard error");
   run->callback(
@@ -109,6 +112,28 @@ void addSettings(CLI::App& app, Arguments& arguments) {
   list->callback([&arguments] { arguments.run = [&arguments] { return runSettingsList(arguments.json); }; });
 }
 
+void addCompletion(CLI::App& app, Arguments& arguments) {
+  CLI::App* completion =
+      app.add_subcommand("completion", "Print a script that completes commands in a shell");
+  completion->add_option("SHELL", arguments.shell, "bash or zsh")
+      ->required()
+      ->check(CLI::IsMember({"bash", "zsh"}));
+  completion->callback([&app, &arguments] {
+    arguments.run = [&] {
+      const CommandTree tree = commandTree(app);
+      std::printf("%s", (arguments.shell == "zsh" ? zshCompletion(tree) : bashCompletion(tree)).c_str());
+      return int(kExitSuccess);
+    };
+  });
+  CLI::App* manual = app.add_subcommand("man", "Print the manual page")->group("");
+  manual->callback([&app, &arguments] {
+    arguments.run = [&app] {
+      std::printf("%s", manualPage(commandTree(app), kVersion).c_str());
+      return int(kExitSuccess);
+    };
+  });
+}
+
 std::string oneLine(std::string text) {
   for (char& c : text)
     if (c == '\n') c = ' ';
@@ -122,12 +147,15 @@ int fail(const std::string& text) {
 
 int parseAndRun(int argc, const char* const* argv) {
   CLI::App app("Per-app volume, routing and recording", "sonmere");
+  app.footer("Without a command: run. Most commands talk to the program that runs.");
   app.set_version_flag("--version", kVersion);
   app.require_subcommand(0, 1);
   Arguments arguments;
-  addDemo(app, arguments);
   addRun(app, arguments);
+  addRemoteCommands(app, arguments.run);
+  addDemo(app, arguments);
   addSettings(app, arguments);
+  addCompletion(app, arguments);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
@@ -137,8 +165,7 @@ int parseAndRun(int argc, const char* const* argv) {
     return kExitBadInput;
   }
   if (arguments.run) return arguments.run();
-  std::printf("%s", app.help().c_str());
-  return kExitSuccess;
+  return runRunCommand({});
 }
 
 }  // namespace

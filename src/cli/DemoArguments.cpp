@@ -11,6 +11,7 @@
 #include "app/EmbeddedPlatform.h"
 #include "audio/device/BusTable.h"
 #include "cli/ArgumentText.h"
+#include "cli/EqualiserText.h"
 #include "routing/FamilyRules.h"
 
 namespace sonmere {
@@ -93,44 +94,10 @@ Outcome<void> takeVolume(DemoOptions::App& app, const ArgumentPair& pair, const 
   return {};
 }
 
-// "hp:HZ", "bell:HZ:DB:Q" and "lp:HZ", each at most once, with commas between.
 Outcome<void> takeEqualiser(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
-  struct Range {
-    const char* name;
-    double lo, hi;
-  };
-  AppEQSettings settings;
-  settings.isEnabled = true;
-  const auto read = [&](const std::string& value, const Range& range, double& target) -> Outcome<void> {
-    const auto parsed = readNumber(value);
-    if (!parsed || *parsed < range.lo || *parsed > range.hi)
-      return badArgument(
-          fmt::format("--eq {}: \"{}\" is no {}; use {} to {}", text, value, range.name, range.lo, range.hi));
-    target = *parsed;
-    return {};
-  };
-  std::set<std::string> named;
-  for (const std::string& section : splitText(pair.value, ',')) {
-    const auto parts = splitText(section, ':');
-    if (!named.insert(parts[0]).second)
-      return badArgument(fmt::format("--eq {}: the section \"{}\" is given twice", text, parts[0]));
-    Outcome<void> taken;
-    if (parts[0] == "hp" && parts.size() == 2) {
-      taken = read(parts[1], {"high-pass frequency in Hz", 20, 2000}, settings.highPassFreq);
-    } else if (parts[0] == "lp" && parts.size() == 2) {
-      taken = read(parts[1], {"low-pass frequency in Hz", 1000, 20000}, settings.lowPassFreq);
-    } else if (parts[0] == "bell" && parts.size() == 4) {
-      taken = read(parts[1], {"bell frequency in Hz", 20, 20000}, settings.paraFreq);
-      if (taken) taken = read(parts[2], {"bell gain in dB", -24, 24}, settings.paraGain);
-      if (taken) taken = read(parts[3], {"bell Q", 0.1, 10}, settings.paraQ);
-    } else {
-      return badArgument(
-          fmt::format("--eq {}: \"{}\" is not a section; use hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between",
-                      text, section));
-    }
-    if (!taken) return taken;
-  }
-  app.equaliser = settings;
+  const auto settings = readEqualiser("--eq " + text, pair.value, RangeRule::refuse);
+  if (!settings) return std::unexpected(settings.error());
+  app.equaliser = *settings;
   return {};
 }
 

@@ -83,6 +83,7 @@ Outcome<RunRequest> parseRun(const RunArguments& arguments) {
       return badArgument(fmt::format("--json: the folder {} is not UTF-8", *folder));
     request.folder = std::move(*folder);
   }
+  request.hasControl = !arguments.noControl;
   request.json = arguments.json;
   request.verbose = arguments.verbose;
   return request;

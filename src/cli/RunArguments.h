@@ -19,6 +19,7 @@ struct RunArguments {
   std::vector<std::string> records;  // BUS
   std::optional<std::string> folder;
   std::optional<std::string> seconds;
+  bool noControl = false;
   bool json = false;
   bool verbose = false;
 };
@@ -29,6 +30,7 @@ struct RunRequest {
   PlatformWish platform = PlatformWish::automatic;
   RunOptions options;
   std::optional<std::string> folder;  // of the recordings; nothing: that of the settings
+  bool hasControl = true;             // the control service
   bool json = false;
   bool verbose = false;
   std::vector<std::string> notes;

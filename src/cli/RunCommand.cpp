@@ -11,6 +11,7 @@
 #include "base/StopSignals.h"
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
+#include "control/ControlServer.h"
 
 namespace sonmere {
 
@@ -32,6 +33,11 @@ class RunSession {
   }
 
   int run() {
+    if (request_.hasControl) {
+      auto endpoint = ControlEndpoint::open(userControlFolder());
+      if (!endpoint) return tell(kExitFailure, endpoint.error().description);
+      endpoint_ = std::move(*endpoint);
+    }
     auto platform = PlatformChoice::choose(runtime_, log_, request_.platform);
     if (!platform) return tell(kExitFailure, platform.error().description);
     FileSettingsStore settings(runtime_, log_, defaultSettingsPath());
@@ -53,6 +59,13 @@ class RunSession {
       run.quit();
     });
     if (!signals) return tell(kExitFailure, signals.error().description);
+    Control control(app, platform, [&] { run.quit(); });
+    std::unique_ptr<ControlServer> server;
+    if (endpoint_) {
+      auto started = ControlServer::start(runtime_, log_, **watcher, control, std::move(endpoint_));
+      if (!started) return tell(kExitFailure, started.error().description);
+      server = std::move(*started);
+    }
     app.appDelegate().applicationDidFinishLaunching(false, nullptr);
     const RunReport report = play(run, platform);
     const int status = conclude(platform, report);
@@ -91,6 +104,7 @@ class RunSession {
   const RunRequest request_;
   Log log_;  // written to until the runtime's threads have ended
   LiveRuntime runtime_;
+  std::unique_ptr<ControlEndpoint> endpoint_;  // until the server has it
   int signal_ = 0;
 };
 

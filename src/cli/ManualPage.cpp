@@ -1,0 +1,62 @@
+#include <fmt/format.h>
+
+#include "cli/CommandTree.h"
+
+namespace sonmere {
+
+namespace {
+
+// As the formatter takes it: hyphens that are typed, and no line that begins like a request.
+std::string escaped(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    if (c == '\\')
+      out += "\\e";
+    else if (c == '-')
+      out += "\\-";
+    else
+      out += c;
+  }
+  return out.starts_with('.') || out.starts_with('\'') ? "\\&" + out : out;
+}
+
+std::string nameOf(const CommandTree::Option& option) {
+  std::string text;
+  for (const std::string& name : option.names) text += (text.empty() ? "" : ", ") + escaped(name);
+  return option.isPositional || option.value.empty() ? text : text + " " + escaped(option.value);
+}
+
+void addCommand(std::string& out, const CommandTree& tree, const std::string& path) {
+  const std::string own = path.empty() ? tree.name : path + " " + tree.name;
+  std::string line = own;
+  for (const auto& option : tree.options)
+    if (option.isPositional) line += option.isRequired ? " " + option.names[0] : " [" + option.names[0] + "]";
+  out += fmt::format(".SS {}\n{}.\n", escaped(line), escaped(tree.help));
+  for (const auto& option : tree.options)
+    out += fmt::format(".TP\n.B {}\n{}\n", nameOf(option), escaped(option.help));
+  for (const CommandTree& command : tree.commands) addCommand(out, command, own);
+}
+
+}  // namespace
+
+std::string manualPage(const CommandTree& tree, const std::string& version) {
+  std::string out = fmt::format(".TH SONMERE 1 \"\" \"{}\" \"User Commands\"\n", escaped(version));
+  out += fmt::format(".SH NAME\nsonmere \\- {}\n.SH SYNOPSIS\n.B sonmere\n[COMMAND] [OPTIONS]\n",
+                     escaped(tree.help));
+  out +=
+      ".SH DESCRIPTION\nWithout a command the application runs in the foreground, as with\n.BR \"sonmere "
+      "run\" .\n";
+  out += "Most other commands talk to the one that runs.\n.SH COMMANDS\n";
+  for (const CommandTree& command : tree.commands) addCommand(out, command, "sonmere");
+  out +=
+      ".SH EXIT STATUS\n.TP\n0\nSuccess.\n.TP\n1\nSomething went wrong while running, or nothing "
+      "runs.\n.TP\n2\n"
+      "The arguments, or what they name, can't be used; nothing was done.\n.TP\n130, 143\nEnded by a signal, "
+      "with the files complete.\n";
+  out +=
+      ".SH FILES\n.TP\n.I $XDG_CONFIG_HOME/sonmere/settings.json\nThe settings.\n.TP\n"
+      ".I $XDG_RUNTIME_DIR/sonmere/control.sock\nThe socket of the program that runs.\n";
+  return out;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,51 @@
+#include "cli/RemoteCall.h"
+
+#include <fmt/format.h>
+
+#include "app/PlatformFolders.h"
+#include "cli/ExitStatus.h"
+
+namespace sonmere {
+
+namespace {
+
+bool isBadInput(const Error& error) {
+  if (error.domain == "Arguments") return true;
+  if (error.domain != ControlClient::kAnswerDomain) return false;
+  return error.code == kInvalidParams || error.code == kAppNotFound || error.code == kAppAmbiguous ||
+         error.code == kMethodNotFound;
+}
+
+}  // namespace
+
+int RemoteCall::tell(int status, const std::string& text) const {
+  fmt::print(stderr, "sonmere {}: {}\n", command_, text);
+  return status;
+}
+
+int RemoteCall::fail(const Error& error) const {
+  return tell(isBadInput(error) ? kExitBadInput : kExitFailure, error.description);
+}
+
+int RemoteCall::with(const std::function<int(ControlClient&)>& talk) const {
+  auto client = ControlClient::connect(userControlFolder());
+  return client ? talk(*client) : fail(client.error());
+}
+
+int RemoteCall::ask(const std::string& method, const ControlJSON& params, const Show& show) const {
+  return with([&](ControlClient& client) {
+    const auto result = client.call(method, params);
+    if (!result) return fail(result.error());
+    showNotes(*result);
+    show(*result);
+    return int(kExitSuccess);
+  });
+}
+
+void RemoteCall::showNotes(const ControlJSON& result) const {
+  if (!result.is_object()) return;
+  for (const auto& note : result.value("notes", ControlJSON::array()))
+    if (note.is_string()) tell(kExitSuccess, note);
+}
+
+}  // namespace sonmere

@@ -1,0 +1,223 @@
+#include "control/AppControl.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "control/AppMatch.h"
+#include "control/ControlError.h"
+#include "control/EffectLimits.h"
+#include "dsp/Boost.h"
+#include "dsp/Level.h"
+
+namespace sonmere {
+
+namespace {
+
+// A meter value older than this belongs to a capture that has stopped.
+constexpr std::uint64_t kLevelAge = 500'000'000;  // ns
+
+const char* controlName(VolumeMixerControl control) {
+  switch (control) {
+    case VolumeMixerControl::none:
+      return "none";
+    case VolumeMixerControl::mixer:
+      return "mixer";
+    case VolumeMixerControl::routed:
+      return "routed";
+    case VolumeMixerControl::hidden:
+      return "hidden";
+    case VolumeMixerControl::direct:
+      return "direct";
+    case VolumeMixerControl::driver:
+      return "driver";
+  }
+  return "none";
+}
+
+float reductionDb(float limiterGain) {
+  return limiterGain > 0 && limiterGain < 1 ? -20.0f * std::log10(limiterGain) : 0.0f;
+}
+
+}  // namespace
+
+std::vector<AppState> AppControl::list() const {
+  std::vector<AppState> apps;
+  for (const TappedAppInfo& row : *engine().availableApps) apps.push_back(describe(row));
+  return apps;
+}
+
+Outcome<AppState> AppControl::get(const std::string& app) const {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  return describe(*id);
+}
+
+bool AppControl::isRouted(const std::string& id) const { return engine().tapOf(id) != nullptr; }
+
+AppState AppControl::describe(const TappedAppInfo& row) const {
+  AppState state;
+  state.id = row.bundleID;
+  state.name = row.name;
+  state.isRunning = !row.audioObjectIDs.empty();
+  state.isHidden = engine().rowSets().hiddenBundleIDs().contains(row.bundleID);
+  state.isPinned = engine().rowSets().pinnedBundleIDs().contains(row.bundleID);
+  state.control = controlName(mixer().controlOf(row.bundleID));
+  state.equaliser = engine().effects().equaliserOf(row.bundleID);
+  state.limiter = engine().effects().limiterOf(row.bundleID);
+  if (const auto tap = engine().tapOf(row.bundleID)) {
+    state.control = controlName(VolumeMixerControl::routed);
+    state.volume = row.volume;
+    state.isMuted = row.isMuted;
+    describeRoute(state, *tap);
+    return state;
+  }
+  const VolumeMixerAppState saved = mixer().appState(row.bundleID);
+  state.volume = saved.volume;
+  state.isMuted = saved.isMuted;
+  const auto tap = mixer().activeTaps().find(row.bundleID);
+  if (tap != mixer().activeTaps().end()) describeMixerTap(state, *tap->second);
+  return state;
+}
+
+void AppControl::describeRoute(AppState& state, const SingleAppTap& tap) const {
+  const RingReport ring = ringReport(state.id, tap.ringProbe, engine().busSampleRate(tap.busIndex));
+  const bool isFresh = tap.levelStamp.load() + kLevelAge > tap.hostClock.hostTime();
+  state.bus = tap.busIndex;
+  state.levelDb = meterLevelDb(isFresh ? tap.level.load() : 0.0f);
+  state.gainReductionDb = reductionDb(tap.limiterGain);
+  state.addedDelayMs = ring.backlogMs;
+  state.underruns = ring.underruns;
+}
+
+void AppControl::describeMixerTap(AppState& state, const VolumeMixerTap& tap) const {
+  const TapLatencyStats stats = tap.latencyStats();
+  state.gainReductionDb = reductionDb(tap.limiterGain);
+  state.addedDelayMs = stereoMilliseconds(stats.backlogSamples, mixer().outputSampleRate());
+  state.underruns = stats.underruns;
+}
+
+// Of an app that may have lost its row.
+AppState AppControl::describe(const std::string& id) const {
+  if (const TappedAppInfo* row = engine().row(id)) return describe(*row);
+  AppState state;
+  state.id = state.name = id;
+  state.control = controlName(VolumeMixerControl::none);
+  return state;
+}
+
+Outcome<std::string> AppControl::find(const std::string& app) const {
+  std::vector<AppName> names;
+  for (const TappedAppInfo& row : *engine().availableApps) names.push_back({row.bundleID, row.name});
+  return matchApp(app, names);
+}
+
+Outcome<AppChange> AppControl::setVolume(const std::string& app, VolumeRequest request) {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  if (!std::isfinite(request.value))
+    return std::unexpected(controlError(ControlFault::badValue, "the volume is not a number"));
+  AppChange change;
+  const float present = describe(*id).volume;
+  const float wanted = request.isStep ? present + request.value : request.value;
+  const float held = heldVolume(wanted, maxAppVolume(app_.context().flags.boostAllowed), change.notes);
+  if (isRouted(*id))
+    engine().setVolume(*id, held);
+  else
+    mixer().setVolume(*id, held);
+  change.app = describe(*id);
+  return change;
+}
+
+Outcome<AppChange> AppControl::setMuted(const std::string& app, SwitchRequest request) {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  const bool muted = request == SwitchRequest::toggle ? !describe(*id).isMuted : request == SwitchRequest::on;
+  if (!isRouted(*id))
+    mixer().setMuted(*id, muted);
+  else if (!engine().setMuted(*id, muted))
+    return std::unexpected(controlError(ControlFault::failed,
+                                        engine().errorMessage()->value_or("the mute could not be changed")));
+  return AppChange{describe(*id), {}};
+}
+
+Outcome<AppChange> AppControl::setEqualiser(const std::string& app, AppEQSettings settings) {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  AppChange change;
+  engine().effects().setAppEqualiser(*id, heldToRange(settings, change.notes), SettingForm::final);
+  change.app = describe(*id);
+  return change;
+}
+
+Outcome<AppChange> AppControl::setLimiter(const std::string& app, std::optional<double> ceilingDb) {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  AppChange change;
+  AppLimiterSettings settings = engine().effects().limiterOf(*id);
+  settings.isEnabled = ceilingDb.has_value();
+  if (ceilingDb) settings.ceilingDb = heldCeiling(*ceilingDb, change.notes);
+  engine().effects().setAppLimiter(*id, settings, SettingForm::final);
+  change.app = describe(*id);
+  return change;
+}
+
+Outcome<AppChange> AppControl::setDirect(const std::string& app, bool direct) {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  if (!mixer().setDirect(*id, direct))
+    return std::unexpected(controlError(ControlFault::badValue,
+                                        fmt::format("{} belongs to the system and can't be Direct", *id)));
+  return AppChange{describe(*id), {}};
+}
+
+Outcome<AppChange> AppControl::route(const std::string& app, std::optional<int> bus) {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  if (bus && !isRoutableBus(*bus))
+    return std::unexpected(controlError(
+        ControlFault::badValue,
+        fmt::format("bus {} is none that apps route to; use 0 for the bridge or 2 to 9 for Track 1 to 8",
+                    *bus)));
+  if (bus) engine().setBus(*id, *bus);
+  if (!engine().setRouted(*id, bus.has_value()))
+    return std::unexpected(controlError(
+        ControlFault::failed, fmt::format("{} could not be routed: {}", *id,
+                                          engine().errorMessage()->value_or("its tap could not be made"))));
+  AppChange change{describe(*id), {}};
+  if (bus && !change.app.isRunning)
+    change.notes.push_back(fmt::format("{} is not playing; its route waits for it", *id));
+  return change;
+}
+
+Outcome<AppChange> AppControl::setRow(const std::string& app, Row change) {
+  auto id = find(app);
+  if (!id && change == Row::unhide) {
+    std::vector<AppName> removed;
+    for (const std::string& gone : engine().rowSets().removedBundleIDs()) removed.push_back({gone, gone});
+    if (auto other = matchApp(app, removed)) id = other;
+  }
+  if (!id) return std::unexpected(id.error());
+  switch (change) {
+    case Row::hide:
+      engine().hide(*id);
+      break;
+    case Row::unhide:
+      engine().restore(*id);
+      engine().unhide(*id);
+      break;
+    case Row::pin:
+      engine().pin(*id);
+      break;
+    case Row::unpin:
+      engine().unpin(*id);
+      break;
+    case Row::remove:
+      engine().remove(*id);
+      break;
+  }
+  return AppChange{describe(*id), {}};
+}
+
+}  // namespace sonmere

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/ToneFerryApp.h"
+#include "control/AppState.h"
+#include "control/VolumeRequest.h"
+
+namespace sonmere {
+
+// The apps: what they are, their volume, effects, routes and rows. Every app is named as matchApp allows.
+// A volume or mute is that of the app's route while it is routed, else that of the mixer. Main thread.
+class AppControl {
+ public:
+  explicit AppControl(ToneFerryApp& app) : app_(app) {}
+
+  std::vector<AppState> list() const;
+  Outcome<AppState> get(const std::string& app) const;
+
+  Outcome<AppChange> setVolume(const std::string& app, VolumeRequest request);
+  Outcome<AppChange> setMuted(const std::string& app, SwitchRequest request);
+  Outcome<AppChange> setEqualiser(const std::string& app, AppEQSettings settings);
+  // Nothing turns it off.
+  Outcome<AppChange> setLimiter(const std::string& app, std::optional<double> ceilingDb);
+  Outcome<AppChange> setDirect(const std::string& app, bool direct);
+  // Nothing takes its route away. The wish of an app that does not run is kept for its return.
+  Outcome<AppChange> route(const std::string& app, std::optional<int> bus);
+
+  enum class Row { hide, unhide, pin, unpin, remove };
+  Outcome<AppChange> setRow(const std::string& app, Row change);
+
+ private:
+  AppTapEngine& engine() const { return *app_.appTapEngine(); }
+  VolumeMixerEngine& mixer() const { return *app_.volumeMixerEngine(); }
+  Outcome<std::string> find(const std::string& app) const;
+  bool isRouted(const std::string& id) const;
+  AppState describe(const TappedAppInfo& row) const;
+  AppState describe(const std::string& id) const;
+  void describeRoute(AppState& state, const SingleAppTap& tap) const;
+  void describeMixerTap(AppState& state, const VolumeMixerTap& tap) const;
+
+  ToneFerryApp& app_;
+};
+
+}  // namespace sonmere

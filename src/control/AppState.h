@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "dsp/AppEQSettings.h"
+#include "dsp/LimiterSettings.h"
+
+namespace sonmere {
+
+// One app as it is shown and controlled.
+struct AppState {
+  std::string id;
+  std::string name;
+  bool isRunning = false;
+  bool isHidden = false;
+  bool isPinned = false;
+  std::string control;  // who decides on its sound: "none", "mixer", "routed", "hidden", "direct", "driver"
+  std::optional<int> bus;  // nothing: not routed
+  float volume = 1;        // linear; that of its route, else that of the mixer
+  bool isMuted = false;
+  std::optional<float> levelDb;  // dB full scale rms; nothing while nothing meters it
+  float gainReductionDb = 0;     // what the limiter takes away now
+  double addedDelayMs = 0;
+  std::int64_t underruns = 0;
+  AppEQSettings equaliser;
+  AppLimiterSettings limiter;
+};
+
+// What became of a change: the app afterwards, and what is to be told of it, as a value that was held to its
+// limit.
+struct AppChange {
+  AppState app;
+  std::vector<std::string> notes;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+
+#include "control/AppControl.h"
+#include "control/DeviceControl.h"
+#include "control/MixerControl.h"
+#include "control/ProfileControl.h"
+#include "control/RecordingControl.h"
+#include "control/ReportControl.h"
+
+namespace sonmere {
+
+// The one face of the application for whatever controls it: the command line, a window. Plain values in and
+// out, topic by topic. Main thread; the application outlives it.
+class Control {
+ public:
+  // `quit` asks for the program's end.
+  Control(ToneFerryApp& app, const PlatformChoice& platform, std::function<void()> quit)
+      : apps_(app),
+        mixer_(app),
+        recordings_(app),
+        profiles_(app),
+        devices_(app),
+        reports_(app, platform),
+        quit_(std::move(quit)) {}
+
+  AppControl& apps() { return apps_; }
+  MixerControl& mixer() { return mixer_; }
+  RecordingControl& recordings() { return recordings_; }
+  ProfileControl& profiles() { return profiles_; }
+  DeviceControl& devices() { return devices_; }
+  ReportControl& reports() { return reports_; }
+  void quit() { quit_(); }
+
+ private:
+  AppControl apps_;
+  MixerControl mixer_;
+  RecordingControl recordings_;
+  ProfileControl profiles_;
+  DeviceControl devices_;
+  ReportControl reports_;
+  std::function<void()> quit_;
+};
+
+}  // namespace sonmere

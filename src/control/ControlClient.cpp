@@ -1,0 +1,92 @@
+#include "control/ControlClient.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+
+#include "control/ControlEndpoint.h"
+
+namespace sonmere {
+
+namespace {
+
+// A recording that is stopped on a slow drive takes its time.
+constexpr int kAnswerTimeout = 20'000;  // ms
+
+std::unexpected<Error> lost(std::string text) {
+  return std::unexpected(Error{ControlClient::kErrorDomain, ControlClient::kLost, std::move(text)});
+}
+
+}  // namespace
+
+Outcome<ControlClient> ControlClient::connect(const std::filesystem::path& folder) {
+  auto socket = connectToControl(folder);
+  if (socket) return ControlClient(std::move(*socket));
+  const bool isAbsent = socket.error().code == ENOENT || socket.error().code == ECONNREFUSED;
+  if (!isAbsent || socket.error().domain != kPOSIXErrorDomain) return std::unexpected(socket.error());
+  return std::unexpected(
+      Error{kErrorDomain, kNotRunning, "Sonmere is not running; start it with: sonmere run"});
+}
+
+Outcome<void> ControlClient::send(const std::string& text) {
+  std::size_t sent = 0;
+  while (sent < text.size()) {
+    const ssize_t size = ::send(socket_.get(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return std::unexpected(posixError(errno, "Send to Sonmere"));
+    sent += std::size_t(size);
+  }
+  return {};
+}
+
+Outcome<std::optional<ControlJSON>> ControlClient::receive(int milliseconds) {
+  while (true) {
+    if (const auto line = framer_.next()) {
+      auto message = ControlJSON::parse(*line, nullptr, false);
+      if (!message.is_object()) return lost("Sonmere answered something that is no message");
+      return message;
+    }
+    pollfd waiting{socket_.get(), POLLIN, 0};
+    const int ready = ::poll(&waiting, 1, milliseconds);
+    if (ready == 0 || (ready < 0 && errno == EINTR)) return std::nullopt;
+    std::array<char, 16384> bytes;
+    const ssize_t size = ::recv(socket_.get(), bytes.data(), bytes.size(), 0);
+    if (size <= 0) return lost("Sonmere has ended");
+    framer_.append({bytes.data(), std::size_t(size)});
+  }
+}
+
+Outcome<ControlJSON> ControlClient::call(const std::string& method, const ControlJSON& params) {
+  const int id = nextID_++;
+  if (auto sent = send(controlRequestText(id, method, params)); !sent) return std::unexpected(sent.error());
+  while (true) {
+    auto message = receive(kAnswerTimeout);
+    if (!message) return std::unexpected(message.error());
+    if (!*message) return lost("Sonmere does not answer");
+    ControlJSON& answer = **message;
+    if (answer.contains("method")) {
+      notifications_.push_back(answer.value("params", ControlJSON::object()));
+      continue;
+    }
+    if (answer.value("id", ControlJSON()) != id) continue;
+    if (const auto error = answer.find("error"); error != answer.end() && error->is_object())
+      return std::unexpected(Error{kAnswerDomain, error->value("code", 0),
+                                   error->value("message", std::string("no reason given"))});
+    return answer.value("result", ControlJSON());
+  }
+}
+
+Outcome<std::optional<ControlJSON>> ControlClient::nextNotification(int milliseconds) {
+  if (!notifications_.empty()) {
+    ControlJSON params = std::move(notifications_.front());
+    notifications_.pop_front();
+    return params;
+  }
+  auto message = receive(milliseconds);
+  if (!message || !*message) return message;
+  return (*message)->value("params", ControlJSON::object());
+}
+
+}  // namespace sonmere

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "base/Error.h"
+#include "base/FileDescriptor.h"
+#include "control/ControlMessage.h"
+#include "control/MessageFramer.h"
+
+namespace sonmere {
+
+// The other side of the control service: asks and waits for the answer. One thread at a time; it blocks.
+class ControlClient {
+ public:
+  // The domain of the program's answers that are errors; their codes are those of JSON-RPC.
+  static constexpr const char* kAnswerDomain = "Sonmere";
+  // Codes of errors that are not the program's answer.
+  static constexpr const char* kErrorDomain = "ControlClient";
+  static constexpr std::int64_t kNotRunning = 1;
+  static constexpr std::int64_t kLost = 2;  // the program ended, or answers something else
+
+  // The error says that nothing runs, and how to start it.
+  static Outcome<ControlClient> connect(const std::filesystem::path& folder);
+
+  // The result, or the program's error with its JSON-RPC code.
+  Outcome<ControlJSON> call(const std::string& method, const ControlJSON& params = nullptr);
+  // The parameters of the next notification; nothing after `milliseconds` without one.
+  Outcome<std::optional<ControlJSON>> nextNotification(int milliseconds);
+
+ private:
+  explicit ControlClient(FileDescriptor socket) : socket_(std::move(socket)) {}
+  Outcome<void> send(const std::string& text);
+  // The next message; nothing after `milliseconds`.
+  Outcome<std::optional<ControlJSON>> receive(int milliseconds);
+
+  FileDescriptor socket_;
+  MessageFramer framer_{MessageFramer::kUnbounded};
+  std::deque<ControlJSON> notifications_;
+  int nextID_ = 1;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,119 @@
+#include "control/ControlCodec.h"
+
+#include <charconv>
+
+#include "control/ControlParams.h"
+
+namespace sonmere {
+
+namespace {
+
+// The double of the fewest digits that mean the same float.
+double shortest(float value) {
+  char text[32];
+  double number = value;
+  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+  std::from_chars(text, end, number);
+  return number;
+}
+
+template <class T>
+ControlJSON orNull(const std::optional<T>& value) {
+  return value ? ControlJSON(*value) : ControlJSON(nullptr);
+}
+
+}  // namespace
+
+ControlJSON encodeControl(const AppEQSettings& s) {
+  return {{"enabled", s.isEnabled}, {"highPassHz", s.highPassFreq},
+          {"bellHz", s.paraFreq},   {"bellDb", s.paraGain},
+          {"bellQ", s.paraQ},       {"lowPassHz", s.lowPassFreq}};
+}
+
+ControlJSON encodeControl(const AppState& app) {
+  return {{"id", app.id},
+          {"name", app.name},
+          {"running", app.isRunning},
+          {"hidden", app.isHidden},
+          {"pinned", app.isPinned},
+          {"control", app.control},
+          {"bus", orNull(app.bus)},
+          {"volume", shortest(app.volume)},
+          {"muted", app.isMuted},
+          {"levelDb", app.levelDb ? ControlJSON(shortest(*app.levelDb)) : ControlJSON(nullptr)},
+          {"gainReductionDb", shortest(app.gainReductionDb)},
+          {"addedDelayMs", app.addedDelayMs},
+          {"underruns", app.underruns},
+          {"equaliser", encodeControl(app.equaliser)},
+          {"limiter", {{"enabled", app.limiter.isEnabled}, {"ceilingDb", app.limiter.ceilingDb}}}};
+}
+
+ControlJSON encodeControl(const AppChange& change) {
+  return {{"app", encodeControl(change.app)}, {"notes", change.notes}};
+}
+
+ControlJSON encodeControl(const MixerState& mixer) {
+  return {{"enabled", mixer.isEnabled},         {"masterVolume", shortest(mixer.masterVolume)},
+          {"boostAllowed", mixer.boostAllowed}, {"outputEqualiser", encodeControl(mixer.outputEqualiser)},
+          {"outputDevice", mixer.outputDevice}, {"sampleRate", mixer.sampleRate},
+          {"error", orNull(mixer.error)}};
+}
+
+ControlJSON encodeControl(const MixerChange& change) {
+  return {{"mixer", encodeControl(change.mixer)}, {"notes", change.notes}};
+}
+
+ControlJSON encodeControl(const RecordingState& recording) {
+  return {{"bus", recording.bus},       {"path", recording.path},   {"seconds", recording.seconds},
+          {"frames", recording.frames}, {"bytes", recording.bytes}, {"lostFrames", recording.lostFrames}};
+}
+
+ControlJSON encodeControl(const ProfileState& profile) {
+  return {{"id", profile.id}, {"name", profile.name}, {"apps", profile.apps}};
+}
+
+ControlJSON encodeControl(const DeviceState& device) {
+  return {{"id", device.id},
+          {"name", device.name},
+          {"inputs", device.inputs},
+          {"outputs", device.outputs},
+          {"sampleRate", device.sampleRate},
+          {"defaultOutput", device.isDefaultOutput},
+          {"defaultInput", device.isDefaultInput},
+          {"own", device.isOwn}};
+}
+
+ControlJSON encodeControl(const ProgramStatus& status) {
+  return {{"platform", status.platform},
+          {"reason", status.platformReason},
+          {"uptimeSeconds", status.uptimeSeconds},
+          {"mixerEnabled", status.mixerEnabled},
+          {"apps", status.apps},
+          {"runningApps", status.runningApps},
+          {"routedApps", status.routedApps},
+          {"mixedApps", status.mixedApps},
+          {"runningBuses", status.runningBuses},
+          {"recordings", status.recordings},
+          {"routingError", orNull(status.routingError)},
+          {"mixerError", orNull(status.mixerError)},
+          {"recordingError",
+           status.recordingError.empty() ? ControlJSON(nullptr) : ControlJSON(status.recordingError)}};
+}
+
+Outcome<AppEQSettings> decodeEqualiser(const ControlJSON& object) {
+  AppEQSettings settings;
+  ControlParams members(object);
+  const auto read = [&](const char* name, double& target) {
+    if (members.has(name)) target = members.number(name);
+  };
+  settings.isEnabled = members.flagOr("enabled", !object.empty());
+  read("highPassHz", settings.highPassFreq);
+  read("bellHz", settings.paraFreq);
+  read("bellDb", settings.paraGain);
+  read("bellQ", settings.paraQ);
+  read("lowPassHz", settings.lowPassFreq);
+  if (auto finished = members.finish(); !finished) return std::unexpected(finished.error());
+  return settings;
+}
+
+}  // namespace sonmere

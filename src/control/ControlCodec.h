@@ -1,0 +1,37 @@
+#pragma once
+
+#include <vector>
+
+#include "control/AppState.h"
+#include "control/ControlMessage.h"
+#include "control/DeviceState.h"
+#include "control/MixerState.h"
+#include "control/ProfileState.h"
+#include "control/ProgramStatus.h"
+#include "control/RecordingState.h"
+
+namespace sonmere {
+
+// The façade's values as they stand in messages.
+ControlJSON encodeControl(const AppState& app);
+ControlJSON encodeControl(const AppChange& change);
+ControlJSON encodeControl(const MixerState& mixer);
+ControlJSON encodeControl(const MixerChange& change);
+ControlJSON encodeControl(const RecordingState& recording);
+ControlJSON encodeControl(const ProfileState& profile);
+ControlJSON encodeControl(const DeviceState& device);
+ControlJSON encodeControl(const ProgramStatus& status);
+ControlJSON encodeControl(const AppEQSettings& settings);
+
+template <class T>
+ControlJSON encodeControl(const std::vector<T>& values) {
+  ControlJSON list = ControlJSON::array();
+  for (const T& value : values) list.push_back(encodeControl(value));
+  return list;
+}
+
+// An equaliser from any of its members; a missing one has its default, and an empty object or null is off.
+// The error names the member that is wrong.
+Outcome<AppEQSettings> decodeEqualiser(const ControlJSON& object);
+
+}  // namespace sonmere

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <list>
+#include <memory>
+
+#include "base/FileDescriptorWatcher.h"
+#include "base/Log.h"
+#include "control/Control.h"
+#include "control/ControlConnection.h"
+#include "control/ControlEndpoint.h"
+#include "control/ControlMethods.h"
+
+namespace sonmere {
+
+// The control service: JSON-RPC 2.0, one message a line, on the socket of an endpoint. It sleeps while nobody
+// asks. Main thread; all that it is given outlives it.
+class ControlServer {
+ public:
+  static constexpr std::size_t kMostConnections = 32;
+  // How often a client that watches is told the levels.
+  static constexpr Duration kWatchInterval = fromMilliseconds(100);
+
+  static Outcome<std::unique_ptr<ControlServer>> start(Runtime& runtime, Log& log,
+                                                       FileDescriptorWatcher& watcher, Control& control,
+                                                       std::unique_ptr<ControlEndpoint> endpoint);
+  ~ControlServer();
+
+ private:
+  ControlServer(Runtime& runtime, Log& log, FileDescriptorWatcher& watcher, Control& control,
+                std::unique_ptr<ControlEndpoint> endpoint);
+  void accept();
+  void add(FileDescriptor socket);
+  void remove(const ControlConnection* connection);
+  void reconcileWatch();
+  void tellLevels();
+
+  Runtime& runtime_;
+  Log& log_;
+  FileDescriptorWatcher& watcher_;
+  Control& control_;
+  ControlMethods methods_;
+  const std::unique_ptr<ControlEndpoint> endpoint_;
+  std::list<std::shared_ptr<ControlConnection>> connections_;
+  ScopedTask watch_;
+  // Tells what was posted whether this object is still there.
+  std::shared_ptr<char> alive_ = std::make_shared<char>();
+};
+
+}  // namespace sonmere

@@ -1,0 +1,61 @@
+#include "control/ProfileControl.h"
+
+#include <fmt/format.h>
+#include <strings.h>
+
+#include <algorithm>
+
+#include "control/ControlError.h"
+
+namespace sonmere {
+
+namespace {
+
+ProfileState describe(const RoutingProfile& profile) {
+  ProfileState state{profile.id, profile.name, {}};
+  for (const AppProfileEntry& app : profile.apps) state.apps.push_back(app.bundleID);
+  return state;
+}
+
+}  // namespace
+
+std::vector<ProfileState> ProfileControl::list() const {
+  std::vector<ProfileState> all;
+  for (const RoutingProfile& profile : *app_.appTapEngine()->profiles()) all.push_back(describe(profile));
+  return all;
+}
+
+Outcome<ProfileState> ProfileControl::find(const std::string& name) const {
+  const auto all = list();
+  const auto found = std::ranges::find_if(all, [&](const ProfileState& profile) {
+    return profile.id == name || strcasecmp(profile.name.c_str(), name.c_str()) == 0;
+  });
+  if (found != all.end()) return *found;
+  return std::unexpected(
+      controlError(ControlFault::notFound, fmt::format("there is no profile \"{}\"", name)));
+}
+
+Outcome<ProfileState> ProfileControl::save(const std::string& name) {
+  if (find(name))
+    return std::unexpected(
+        controlError(ControlFault::badValue, fmt::format("there is a profile \"{}\" already", name)));
+  if (const auto saved = app_.appTapEngine()->saveProfile(name)) return describe(*saved);
+  return std::unexpected(controlError(ControlFault::badValue, "the profile's name is empty"));
+}
+
+Outcome<ProfileState> ProfileControl::apply(const std::string& name) {
+  const auto profile = find(name);
+  if (!profile) return profile;
+  if (app_.appTapEngine()->applyProfile(profile->id)) return profile;
+  return std::unexpected(controlError(
+      ControlFault::failed, fmt::format("the profile \"{}\" could not be applied in full: {}", profile->name,
+                                        app_.appTapEngine()->errorMessage()->value_or("no reason given"))));
+}
+
+Outcome<ProfileState> ProfileControl::remove(const std::string& name) {
+  const auto profile = find(name);
+  if (profile) app_.appTapEngine()->deleteProfile(profile->id);
+  return profile;
+}
+
+}  // namespace sonmere

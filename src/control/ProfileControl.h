@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app/ToneFerryApp.h"
+#include "control/ProfileState.h"
+
+namespace sonmere {
+
+// The saved routings, by name (in any case of its letters) or identifier. Main thread.
+class ProfileControl {
+ public:
+  explicit ProfileControl(ToneFerryApp& app) : app_(app) {}
+
+  std::vector<ProfileState> list() const;
+  // The routing of this moment. A name that is taken is refused.
+  Outcome<ProfileState> save(const std::string& name);
+  Outcome<ProfileState> apply(const std::string& name);
+  Outcome<ProfileState> remove(const std::string& name);
+
+ private:
+  Outcome<ProfileState> find(const std::string& name) const;
+
+  ToneFerryApp& app_;
+};
+
+}  // namespace sonmere

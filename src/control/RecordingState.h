@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace sonmere {
+
+// One running recording.
+struct RecordingState {
+  int bus = 0;
+  std::string path;
+  double seconds = 0;  // since it began
+  std::int64_t frames = 0;
+  std::int64_t bytes = 0;
+  std::int64_t lostFrames = 0;  // overwritten before they reached the file
+};
+
+}  // namespace sonmere

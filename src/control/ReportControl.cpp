@@ -1,0 +1,48 @@
+#include "control/ReportControl.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace sonmere {
+
+ProgramStatus ReportControl::status() const {
+  const AppTapEngine& engine = *app_.appTapEngine();
+  const VolumeMixerEngine& mixer = *app_.volumeMixerEngine();
+  ProgramStatus status;
+  status.platform = platform_.name();
+  status.platformReason = platform_.reason();
+  status.uptimeSeconds = toSeconds(app_.context().runtime.uptime());
+  status.mixerEnabled = *mixer.isEnabled;
+  status.apps = int(engine.availableApps->size());
+  status.runningApps = int(std::ranges::count_if(
+      *engine.availableApps, [](const TappedAppInfo& row) { return !row.audioObjectIDs.empty(); }));
+  status.routedApps = int(engine.activeTaps().size());
+  status.mixedApps = int(mixer.activeTaps().size());
+  for (int bus = 0; bus < kBusCount; ++bus)
+    if (app_.appTapEngine()->outputs().isRunning(bus)) status.runningBuses.push_back(bus);
+  status.recordings = int(app_.recordings()->busRecordingStatuses->size());
+  status.routingError = *app_.appTapEngine()->errorMessage();
+  status.mixerError = *mixer.errorMessage;
+  status.recordingError = *app_.recordings()->errorMessage;
+  return status;
+}
+
+std::string ReportControl::report() const {
+  const ProgramStatus now = status();
+  std::string text = fmt::format("Platform: {} ({})\nUptime: {:.0f} s\n", now.platform, now.platformReason,
+                                 now.uptimeSeconds);
+  text +=
+      fmt::format("Apps: {} rows, {} playing\nRouting: {} apps, buses running: {}\n", now.apps,
+                  now.runningApps, now.routedApps,
+                  now.runningBuses.empty() ? "none" : fmt::format("{}", fmt::join(now.runningBuses, ", ")));
+  text += fmt::format("Per-app volume: {}, {} apps\nRecordings: {}\n", now.mixerEnabled ? "on" : "off",
+                      now.mixedApps, now.recordings);
+  if (now.routingError) text += "Routing's last error: " + *now.routingError + "\n";
+  if (now.mixerError) text += "Per-app volume's last error: " + *now.mixerError + "\n";
+  if (!now.recordingError.empty()) text += "Recording's last error: " + now.recordingError + "\n";
+  return text + "\n" + app_.latencyProbe().report();
+}
+
+}  // namespace sonmere
