@@ -85,14 +85,15 @@ class FakeLogind {
   void prepareForSleep(bool isBeginning) {
     sd_bus_emit_signal(bus_, kPath, kInterface, "PrepareForSleep", "b", int(isBeginning));
   }
-  // Whether nobody holds the n-th delay any more.
-  bool isReleased(std::size_t n) const {
-    pollfd end{delays[n].get(), POLLIN, 0};
+  // Whether nobody holds the delay any more.
+  static bool isReleased(int delay) {
+    pollfd end{delay, POLLIN, 0};
     return ::poll(&end, 1, 0) == 1 && (end.revents & POLLHUP);
   }
 
   bool isUp = false;
   std::vector<FileDescriptor> delays;
+  std::atomic<int> latestDelay = -1;  // the program's threads may look at it
   std::string what;
 
  private:
@@ -107,6 +108,7 @@ class FakeLogind {
     auto* const logind = static_cast<FakeLogind*>(self);
     logind->what = std::string(what) + " " + who + " " + mode;
     logind->delays.emplace_back(ends[0]);
+    logind->latestDelay = ends[0];
     const FileDescriptor given(ends[1]);
     return sd_bus_reply_method_return(message, "h", given.get());
   }
@@ -157,7 +159,7 @@ TEST(DesktopPowerEvents, SleepWaitsForTheObserversAndWakeIsReported) {
   std::thread program([&] {
     events = std::make_unique<DesktopPowerEvents>(runtime, log);
     sleep = events->observeWillSleep([&] {
-      seen.push_back(logind.isReleased(0) ? "sleeps too early" : "sleep");
+      seen.push_back(FakeLogind::isReleased(logind.latestDelay) ? "sleeps too early" : "sleep");
       isObserving = true;
     });
     wake = events->observeDidWake([&] {
@@ -172,16 +174,16 @@ TEST(DesktopPowerEvents, SleepWaitsForTheObserversAndWakeIsReported) {
   EXPECT_TRUE(events->isAvailable());
   EXPECT_EQ(logind.what, "sleep Sonmere delay");
   logind.prepareForSleep(true);
-  logind.serveUntil([&] { return isObserving && logind.isReleased(0); });
+  logind.serveUntil([&] { return isObserving && FakeLogind::isReleased(logind.latestDelay); });
   logind.prepareForSleep(false);
   logind.serveUntil([&] { return isDone.load(); });
   program.join();
   EXPECT_EQ(seen, (std::vector<std::string>{"sleep", "wake"}));
   ASSERT_EQ(logind.delays.size(), 2u) << "the next sleep is delayed too";
-  EXPECT_FALSE(logind.isReleased(1));
+  EXPECT_FALSE(FakeLogind::isReleased(logind.latestDelay));
   EXPECT_TRUE(told.lines.empty());
   events.reset();
-  EXPECT_TRUE(logind.isReleased(1));
+  EXPECT_TRUE(FakeLogind::isReleased(logind.latestDelay));
 }
 
 TEST(DesktopPowerEvents, ABusWithoutLogindReportsNothing) {
