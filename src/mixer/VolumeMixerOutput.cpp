@@ -142,12 +142,15 @@ ListenerID VolumeMixerOutput::listen(AudioObjectID object, AudioProperty propert
       .value_or(0);
 }
 
+// One that a stopped server does not take back stays known, for the next time.
 void VolumeMixerOutput::unlisten(ListenerID& listener) {
-  if (listener != 0) engine_.platform.hardware().removeListener(listener);
-  listener = 0;
+  if (listener == 0) return;
+  if (engine_.platform.hardware().removeListener(listener) != kAudioHardwareNotRunningError) listener = 0;
 }
 
 void VolumeMixerOutput::listenToBoundDevice() {
+  unlisten(boundRateListener_);
+  unlisten(boundAliveListener_);
   boundRateListener_ =
       listen(boundDevice_, AudioProperty::nominalSampleRate, &VolumeMixerOutput::boundDeviceChanged);
   boundAliveListener_ = listen(boundDevice_, AudioProperty::isAlive, &VolumeMixerOutput::boundDeviceChanged);
@@ -183,12 +186,12 @@ void VolumeMixerOutput::stopListening() {
 }
 
 void VolumeMixerOutput::serverCameBack() {
-  if (serviceRestarted) serviceRestarted();
+  if (isListening_ && serviceRestarted) serviceRestarted();
 }
 
 void VolumeMixerOutput::defaultOutputChanged() {
   AudioHardware& hardware = engine_.platform.hardware();
-  if (unit_ && CoreAudioUtils::defaultOutput(hardware) == boundDevice_) return;
+  if (!isListening_ || (unit_ && CoreAudioUtils::defaultOutput(hardware) == boundDevice_)) return;
   if (wantsRebuild) wantsRebuild(hardware.needsSettling() ? kChangeSettleTime : Duration::zero());
 }
 

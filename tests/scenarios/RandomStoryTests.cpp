@@ -33,11 +33,14 @@ const std::vector<Operation> kBreakable = {Operation::createProcessTap,      Ope
 // A user, a machine and some programs that do things at random.
 class Story {
  public:
-  explicit Story(std::uint64_t seed) : random_(seed), world_(seed) {
+  explicit Story(std::uint64_t seed) : random_(seed), world_(seed, {.needsSettling = seed % 4 < 2}) {
     speakers_ = world_.host().hear(SimulatedHost::kSpeakersUID, DeviceRecorder::Keep::hashOnly);
     world_.startAll();
     mixer_ = std::make_unique<VolumeMixerEngine>(world_.context);
     mixer_->attach(world_.engine);
+    launchOrPlay(kApps.front());
+    route(kApps.front(), seed % 3 == 0);
+    mixer_->setEnabled(seed % 2 == 0);
   }
 
   void play() {
