@@ -141,6 +141,32 @@ TEST_F(DesktopApplicationsTest, LaunchStartsExecInItsFolderAndTerminateEndsIt) {
   EXPECT_TRUE(runUntil([&] { return applications().applicationsWithBundleID("a.Sleeper").empty(); }));
 }
 
+// What we start must not count as a part of us.
+TEST_F(DesktopApplicationsTest, WhereThereIsASessionManagerTheProgramGetsAControlGroup) {
+  const auto note = folder / "note", tool = folder / "systemd-run", manager = folder / "systemd";
+  std::ofstream(tool) << "#!/bin/sh\nfor each; do echo \"$each\" >> '" << note.string()
+                      << ".part'; done\nmv '" << note.string() << ".part' '" << note.string() << "'\n";
+  std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
+  std::filesystem::create_directories(manager);
+  std::ofstream(manager / "private").put(' ');
+  install("my-sleeper", "Exec=/usr/bin/sleep \"a b\"\n");
+  DesktopApplications inSession(runtime, log, DesktopEntries::read({folder / "data"}, "C"),
+                                {"/proc", folder.path()});
+  const std::string path = getenv("PATH");
+  setenv("PATH", (folder.path().string() + ":" + path).c_str(), 1);
+  EXPECT_EQ(inSession.launch("my-sleeper"), noErr);
+  setenv("PATH", path.c_str(), 1);
+  ASSERT_TRUE(runUntil([&] { return std::filesystem::exists(note); }));
+  std::ifstream lines(note);
+  std::string all;
+  for (std::string line; std::getline(lines, line);) all += line + '|';
+  EXPECT_TRUE(
+      all.starts_with("--user|--scope|--quiet|--collect|--slice=app.slice|"
+                      "--unit=app-sonmere-my\\x2dsleeper-"))
+      << all;
+  EXPECT_TRUE(all.ends_with(".scope|--|/usr/bin/sleep|a b|")) << all;
+}
+
 TEST_F(DesktopApplicationsTest, WhatCannotBeStartedOrEndedIsTold) {
   install("b.Missing", "Exec=/no/such/program\n");
   install("b.Broken", "Exec=\"open\n");

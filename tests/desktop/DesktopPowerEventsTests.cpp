@@ -35,6 +35,7 @@ class PrivateBus {
     pid_ = fork();
     if (pid_ == 0) {
       close(ends[0]);
+      if (!std::freopen("/dev/null", "w", stderr)) _exit(1);
       execlp("dbus-daemon", "dbus-daemon", "--nofork", ("--config-file=" + config).c_str(),
              ("--print-address=" + std::to_string(ends[1])).c_str(), nullptr);
       _exit(1);
