@@ -8,6 +8,7 @@
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/ReaderError.h"
 #include "base/LiveRuntime.h"
+#include "mixer/VolumeMixerEngine.h"
 #include "platform/simulated/SampleSources.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "recording/BusRecordings.h"
@@ -24,8 +25,10 @@ class LiveStory {
     platform_.host().plugStandardMachine();
     platform_.host().installDriver();
     for (const char* app : {"music", "game", "radio"}) launch(app);
-    engine_.start();
-    engine_.setRecordingRate([this](int bus) { return recordings_.recordingRate(bus); });
+    engine_->start();
+    mixer_.attach(engine_);
+    mixer_.setEnabled(true);
+    engine_->setRecordingRate([this](int bus) { return recordings_.recordingRate(bus); });
   }
 
   void play(double seconds) {
@@ -56,8 +59,9 @@ class LiveStory {
   // Sound passed from one device thread to another.
   void checkSound() {
     std::int64_t read = 0;
-    for (const auto& [pid, tap] : engine_.activeTaps()) read += tap->ledger.read;
+    for (const auto& [pid, tap] : engine_->activeTaps()) read += tap->ledger.read;
     EXPECT_GT(read + readBefore_, 0);
+    EXPECT_GT(mixed_, 0);
   }
 
  private:
@@ -72,36 +76,53 @@ class LiveStory {
     static const std::vector<std::string> kApps = {"music", "game", "radio"};
     const std::string app = kApps[random_() % kApps.size()];
     const int bus = random_() % 2 ? 2 : 3;
-    switch (random_() % 10) {
+    for (const auto& [bundleID, tap] : mixer_.activeTaps()) mixed_ += tap->probeReadCount;
+    switch (random_() % 14) {
       case 0:
         apps_[app].isRunning() ? apps_[app].quit() : launch(app);
         break;
       case 1:
       case 2:
       case 3:
-        engine_.setRouted(app, true);
+        engine_->setRouted(app, true);
         break;
       case 4:
-        if (const auto tap = engine_.tapOf(app)) readBefore_ += tap->ledger.read;
-        engine_.setRouted(app, false);
+        if (const auto tap = engine_->tapOf(app)) readBefore_ += tap->ledger.read;
+        engine_->setRouted(app, false);
         break;
       case 5:
-        engine_.setBus(app, bus);
+        engine_->setBus(app, bus);
         break;
       case 6:
-        engine_.setVolume(app, float(random_() % 300) / 100);
+        engine_->setVolume(app, float(random_() % 300) / 100);
         break;
       case 7:
-        engine_.effects().setAppEqualiser(app, {.isEnabled = true, .paraGain = double(random_() % 9)},
-                                          SettingForm::live);
-        engine_.effects().setMasterEqualiser(bus, {.isEnabled = true, .paraGain = 3}, SettingForm::final);
-        engine_.effects().setMasterLimiter(bus, {true, -3}, SettingForm::final);
+        engine_->effects().setAppEqualiser(app, {.isEnabled = true, .paraGain = double(random_() % 9)},
+                                           SettingForm::live);
+        engine_->effects().setMasterEqualiser(bus, {.isEnabled = true, .paraGain = 3}, SettingForm::final);
+        engine_->effects().setMasterLimiter(bus, {true, -3}, SettingForm::final);
         break;
       case 8:
         recordings_.isRecording(bus) ? recordings_.stopRecording(bus) : recordings_.startRecording(bus);
         break;
       case 9:
-        engine_.setMuted(app, random_() % 2);
+        engine_->setMuted(app, random_() % 2);
+        break;
+      case 10:
+        mixer_.setVolume(app, float(random_() % 300) / 100);
+        mixer_.setMasterVolume(float(random_() % 200) / 100);
+        break;
+      case 11:
+        mixer_.setMuted(app, random_() % 2);
+        break;
+      case 12:
+        mixer_.setOutputEqualiser({.isEnabled = random_() % 2 == 0, .paraGain = 3});
+        mixer_.setDirect(app, random_() % 2);
+        break;
+      case 13:
+        if (random_() % 3 == 0) mixer_.setEnabled(!*mixer_.isEnabled);
+        platform_.host().setDefault(DefaultDevice::output,
+                                    random_() % 2 ? SimulatedHost::kSpeakersUID : SimulatedHost::kHeadsetUID);
         break;
     }
   }
@@ -117,8 +138,9 @@ class LiveStory {
   std::unique_ptr<MicSend> micSend_ = std::make_unique<MicSend>();
   EngineContext context_{runtime_,  log_,   settings_, notifications_,
                          platform_, flags_, *micSend_, {folder_.path().string(), folder_.path().string()}};
-  AppTapEngine engine_{context_};
-  TapEngineRecorderFeed feed_{engine_};
+  std::shared_ptr<AppTapEngine> engine_ = std::make_shared<AppTapEngine>(context_);
+  VolumeMixerEngine mixer_{context_};
+  TapEngineRecorderFeed feed_{*engine_};
   BusRecordings recordings_{
       RecordingContext{runtime_, log_, settings_, notifications_, context_.folders,
                        RecordingHealth::create(runtime_, log_, notifications_, folder_.path().string()),
@@ -126,6 +148,7 @@ class LiveStory {
       feed_};
   std::map<std::string, SimulatedApp> apps_;
   std::int64_t readBefore_ = 0;
+  std::int64_t mixed_ = 0;
   ScopedTask act_;
 };
 
