@@ -41,7 +41,7 @@ VolumeMixerEngine::VolumeMixerEngine(EngineContext& context, std::shared_ptr<Tra
   output_.setEqualiser(*outputEQSettings);
   output_.wantsRebuild = [this](Duration delay) { rebuildOutputSoon(delay); };
   output_.serviceRestarted = [this] { serviceRestarted(); };
-  taps_.fail = [this](const std::string& message) { errorMessage.set(message); };
+  taps_.fail = [this](const std::string& message) { tell(message); };
   PowerEvents& power = context.platform.powerEvents();
   sleepObserver_ = power.observeWillSleep([this] { willSleep(); });
   wakeObserver_ = power.observeDidWake([this] { didWake(); });

@@ -115,6 +115,7 @@ class VolumeMixerEngine final : public LatencySource {
 
   // Keeping an output under the apps (VolumeMixerRecovery.cpp).
   bool buildOutput();
+  void tell(const std::optional<std::string>& message);
   void rebuildOutputSoon(Duration delay);
   void rebuildOutput();
   void retryOutput();

@@ -103,7 +103,9 @@ void VolumeMixerOutput::teardown() {
 void VolumeMixerOutput::publishTaps(VolumeMixerOutputContext& context) {
   auto snapshot = std::make_shared<VolumeMixerSnapshot>();
   for (const auto& [bundleID, tap] : taps_) snapshot->taps.push_back(tap);
-  context.tapsSnapshot.publish(std::move(snapshot), retirement_, kSnapshotGrace);
+  const auto& published = context.tapsSnapshot.current();
+  if (!published || published->taps != snapshot->taps)
+    context.tapsSnapshot.publish(std::move(snapshot), retirement_, kSnapshotGrace);
   context.masterVolume = masterVolume_;
   context.outputEQCoefficients.copy(coefficients48k(equaliser_));
   context.outputEQEnabled = equaliser_.isEnabled;

@@ -51,8 +51,6 @@ class VolumeMixerOutput {
   AudioDeviceID boundDevice() const { return boundDevice_; }
   // Nominal rate of the bound device in Hz, 48000 where it can't be read.
   double deviceRate() const;
-  // The rate that the unit was built for.
-  double unitRate() const { return context_ ? context_->sampleRate : 0; }
   const std::shared_ptr<VolumeMixerOutputContext>& context() const { return context_; }
 
  private:

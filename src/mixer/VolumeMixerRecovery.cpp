@@ -2,7 +2,6 @@
 // wake, restarts of the server, and builds that fail.
 
 #include <algorithm>
-#include <cmath>
 
 #include "audio/device/CoreAudioUtils.h"
 #include "mixer/VolumeMixerEngine.h"
@@ -14,6 +13,7 @@ namespace {
 // Devices come back one by one after a wake; the server publishes its objects one by one after a restart.
 constexpr Duration kWakeDelay = std::chrono::seconds(1);
 constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
+constexpr Duration kShortRestartDelay = fromMilliseconds(50);  // where the server needs no settling
 // Distances between attempts double from the first on; after the last the mixer goes off.
 constexpr Duration kFirstRetryDelay = std::chrono::seconds(1);
 constexpr int kRebuildAttempts = 5;
@@ -23,13 +23,14 @@ constexpr Duration kNoDeviceRetryDelay = std::chrono::seconds(5);
 }  // namespace
 
 bool VolumeMixerEngine::buildOutput() {
-  if (auto message = output_.build()) {
-    context_.log.error("Sonmere: " + *message);
-    errorMessage.set(std::move(message));
-    return false;
-  }
-  if (*errorMessage) errorMessage.set(std::nullopt);
-  return true;
+  const auto message = output_.build();
+  if (message && message != *errorMessage) context_.log.error("Sonmere: " + *message);
+  tell(message);
+  return !message;
+}
+
+void VolumeMixerEngine::tell(const std::optional<std::string>& message) {
+  if (message != *errorMessage) errorMessage.set(message);
 }
 
 void VolumeMixerEngine::rebuildOutputSoon(Duration delay) {
@@ -64,7 +65,8 @@ void VolumeMixerEngine::serviceRestarted() {
   if (!*isEnabled) return;
   releaseApps();
   output_.teardown();
-  serverReadyAt_ = context_.runtime.uptime() + kServiceRestartDelay;
+  const bool settles = context_.platform.hardware().needsSettling();
+  serverReadyAt_ = context_.runtime.uptime() + (settles ? kServiceRestartDelay : kShortRestartDelay);
   rebuildOutputSoon(Duration::zero());
 }
 

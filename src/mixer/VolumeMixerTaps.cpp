@@ -7,13 +7,12 @@
 #include "audio/device/CoreAudioUtils.h"
 #include "base/UUID.h"
 #include "mixer/VolumeMixerCapture.h"
+#include "routing/RoutingCore.h"
 
 namespace sonmere {
 
 namespace {
 
-// Rates nearer than this count as one, in Hz.
-constexpr double kSameRate = 1.0;
 // How long an aggregate needs after a change of its rate, where the server needs settling.
 constexpr Duration kRateSettleTime = fromMilliseconds(50);
 
@@ -29,7 +28,7 @@ bool VolumeMixerTaps::reconcileRate(const std::string& bundleID, AudioDeviceID a
   AudioHardware& hardware = context_.platform.hardware();
   const double wanted = outputRate(hardware);
   const double capture = CoreAudioUtils::nominalRate(hardware, aggregate).value_or(0);
-  if (wanted <= 0 || capture <= 0 || std::abs(wanted - capture) <= kSameRate) {
+  if (wanted <= 0 || capture <= 0 || std::abs(wanted - capture) <= kSameRateHz) {
     context_.log.info(fmt::format("Rate OK for {}: capture {:f} Hz == output {:f} Hz (no change)", bundleID,
                                   capture, wanted));
     return false;
