@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+#include <functional>
 #include <set>
 
 #include "mixer/DAWHint.h"
@@ -212,6 +214,49 @@ TEST_F(VolumeMixerEngineTest, TheMixerStepsAsideAndComesBack) {
   world->host().faults().failNth(Operation::createProcessTap, 1, -50);
   EXPECT_FALSE(world->engine->setRouted("music", true));
   expectBack();
+}
+
+// Every frame of the app bears its number. Through the mixer, by itself, routed and back: no frame sounds
+// twice, none is mixed with another, and what is lost on the way from one path to the other is short.
+TEST_F(VolumeMixerEngineTest, ChangingPathsDoublesNothingAndLosesLittle) {
+  for (const bool settles : {false, true}) {
+    SCOPED_TRACE(settles);
+    begin({.needsSettling = settles});
+    world->wait(0.5);
+    const std::uint64_t from = speakers->frameCount();
+    music.play(SampleSources::counter());
+    world->wait(0.5);
+    const std::vector<std::function<void()>> changes = {[&] { world->engine->setRouted("music", true); },
+                                                        [&] { world->engine->setRouted("music", false); },
+                                                        [&] { mixer().setDirect("music", true); },
+                                                        [&] { mixer().setDirect("music", false); },
+                                                        [&] { world->engine->hide("music"); },
+                                                        [&] { world->engine->unhide("music"); },
+                                                        [&] { mixer().setEnabled(false); },
+                                                        [&] { mixer().setEnabled(true); },
+                                                        [&] {
+                                                          world->host().sleep();
+                                                          world->host().wake();
+                                                        },
+                                                        [&] { world->launch("music.helper.Renderer"); }};
+    for (const auto& change : changes) {
+      change();
+      world->wait(1.3);
+    }
+    const auto heardFrames = speakers->samplesFrom(from);
+    std::int64_t last = 0, heardCount = 0, faults = 0;
+    for (std::size_t i = 0; i + 1 < heardFrames.size(); i += 2) {
+      const auto number = std::int64_t(std::lround(double(heardFrames[i]) * (1 << 24)));
+      if (number == 0) continue;
+      faults += number <= last || heardFrames[i + 1] != -heardFrames[i];
+      last = number;
+      ++heardCount;
+    }
+    EXPECT_EQ(faults, 0);
+    const auto lost = std::int64_t(heardFrames.size() / 2) - heardCount;
+    EXPECT_GT(heardCount, 48000 * 10);
+    EXPECT_LT(lost, std::ssize(changes) * 4800) << "less than 0.1 s each";
+  }
 }
 
 TEST_F(VolumeMixerEngineTest, SystemRowsAreNeverDirectAndSiriIsNeverTapped) {
