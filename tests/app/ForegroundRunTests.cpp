@@ -1,0 +1,162 @@
+#include "app/ForegroundRun.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "audio/file/AudioFileReader.h"
+#include "base/VirtualRuntime.h"
+#include "support/AppWorld.h"
+
+namespace sonmere {
+namespace {
+
+constexpr Duration kSecond = std::chrono::seconds(1);
+
+// On a drive that goes away when the file is to be closed.
+class FileThatHangs final : public AudioFileWriter {
+ public:
+  FileThatHangs(Runtime& runtime, std::string path, const AudioFileSettings& settings)
+      : runtime_(runtime), path_(std::move(path)), format_{settings.sampleRate, settings.channels} {}
+  const PCMFormat& processingFormat() const override { return format_; }
+  const std::string& path() const override { return path_; }
+  Outcome<void> write(const PCMBuffer&) override { return {}; }
+  Outcome<void> close() override {
+    runtime_.blockFor(60 * kSecond);
+    return {};
+  }
+
+ private:
+  Runtime& runtime_;
+  const std::string path_;
+  const PCMFormat format_;
+};
+
+struct ForegroundRunTest : testing::Test {
+  void begin(RunOptions options) {
+    run = std::make_unique<ForegroundRun>(world.runtime, world.start(), world.platform, std::move(options));
+    ASSERT_TRUE(run->prepare());
+    run->start([this] { readyAt = world.runtime.uptime(); },
+               [this](const RunReport& itsReport) {
+                 report = itsReport;
+                 doneAt = world.runtime.uptime();
+               });
+  }
+  const RunReport::App& app(const std::string& id) const {
+    return *std::ranges::find(report->apps, id, &RunReport::App::id);
+  }
+
+  AppWorld<VirtualRuntime> world{1};
+  std::unique_ptr<ForegroundRun> run;
+  std::optional<Duration> readyAt, doneAt;
+  std::optional<RunReport> report;
+};
+
+TEST_F(ForegroundRunTest, RoutesRecordsAndEndsAfterItsTime) {
+  RunOptions options;
+  options.demoApps = true;
+  options.routes = {{"Melody", 2}, {"beat", 3}, {"speech", std::nullopt}, {"absent", 4}};
+  options.volumes = {{"melody", 0.5f}, {"speech", 0.25f}};
+  options.recordedBuses = {2, 5};
+  options.seconds = 3;
+  begin(options);
+  world.runtime.advance(10 * kSecond);
+  ASSERT_TRUE(report);
+  EXPECT_GE(*doneAt - *readyAt, 3 * kSecond);
+  EXPECT_EQ(report->errors, std::vector<std::string>{});
+  EXPECT_EQ(app("melody").bus, 2);
+  EXPECT_EQ(app("melody").volume, 0.5f);
+  EXPECT_EQ(app("speech").bus, std::nullopt);
+  EXPECT_EQ(app("speech").volume, 0.25f) << "that of the mixer";
+  ASSERT_EQ(report->routes.size(), 4u);
+  EXPECT_TRUE(report->routes[0].isArmed && report->routes[1].isArmed && report->routes[2].isArmed);
+  EXPECT_FALSE(report->routes[3].isArmed);
+  ASSERT_EQ(report->recordings.size(), 1u) << "nothing plays on bus 5";
+  const RunReport::Recording& recording = report->recordings[0];
+  EXPECT_NEAR(double(recording.frames), 3 * 48000, 4800);
+  EXPECT_EQ(recording.lostFrames, 0);
+  EXPECT_EQ((*openAudioFile(recording.path))->frameCount(), recording.frames);
+}
+
+TEST_F(ForegroundRunTest, AnAppThatComesLaterIsArmedAndItsBusRecorded) {
+  RunOptions options;
+  options.routes = {{"late", 4}};
+  options.volumes = {{"late", 2.0f}};
+  options.recordedBuses = {4};
+  begin(options);
+  world.runtime.advance(kSecond);
+  EXPECT_TRUE(run->isReady());
+  world.launch("late");
+  world.platform.embedded()->playAll();
+  world.runtime.advance(2 * kSecond);
+  run->quit();
+  world.runtime.advance(kSecond);
+  ASSERT_TRUE(report);
+  EXPECT_TRUE(report->routes[0].isArmed);
+  EXPECT_EQ(app("late").volume, 2.0f);
+  ASSERT_EQ(report->recordings.size(), 1u);
+  EXPECT_GT(report->recordings[0].frames, 48000);
+}
+
+TEST_F(ForegroundRunTest, AHungDriveHoldsTheQuitUpForEightSecondsAtMost) {
+  world.createFile = [this](const std::string& path, const AudioFileSettings& settings) {
+    return std::make_shared<FileThatHangs>(world.runtime, path, settings);
+  };
+  RunOptions options;
+  options.demoApps = true;
+  options.routes = {{"beat", 2}};
+  options.recordedBuses = {2};
+  begin(options);
+  // Inside of the time that the drive hangs, which passes in one go out here.
+  const Duration quitAt = 3 * kSecond;
+  world.runtime.mainQueue().postAfter(quitAt, [this] {
+    run->quit();
+    run->quit();
+    EXPECT_FALSE(report) << "not before the file had its time";
+  });
+  world.runtime.mainQueue().postAfter(quitAt + AppDelegate::kQuitLimit, [&] {
+    ASSERT_TRUE(report);
+    EXPECT_GE(*doneAt, quitAt + FlushDeadline::kQuitTime);
+    EXPECT_LE(*doneAt, quitAt + AppDelegate::kQuitLimit);
+    EXPECT_TRUE(world.app->isWriting());
+  });
+  world.runtime.advance(120 * kSecond);
+  EXPECT_FALSE(world.app->isWriting());
+}
+
+TEST_F(ForegroundRunTest, QuitsAtOnceWithoutRecordings) {
+  begin({});
+  world.runtime.advance(kSecond);
+  run->quit();
+  EXPECT_TRUE(report);
+}
+
+TEST_F(ForegroundRunTest, TheLatencyHistoryGrowsOnlyWhilePathsExist) {
+  const auto history = std::filesystem::path(world.folders().applicationSupport) / "latency-history.jsonl";
+  begin({});
+  world.runtime.advance(60 * kSecond);
+  EXPECT_FALSE(std::filesystem::exists(history));
+  world.launch("app");
+  world.platform.embedded()->playAll();
+  world.runtime.advance(kSecond);
+  EXPECT_TRUE(world.app->appTapEngine()->setRouted("app", true));
+  world.runtime.advance(PerformanceMonitor::kTick + kSecond);
+  EXPECT_TRUE(std::filesystem::exists(history));
+}
+
+TEST_F(ForegroundRunTest, TheMixerTakesWhatIsNotRoutedAndLetsGoOfWhatIs) {
+  RunOptions options;
+  options.demoApps = true;
+  begin(options);
+  world.runtime.advance(kSecond);
+  ASSERT_TRUE(world.app->volumeMixerEngine()->setEnabled(true));
+  EXPECT_EQ(world.app->volumeMixerEngine()->activeTaps().size(), 3u);
+  EXPECT_TRUE(world.app->appTapEngine()->setRouted("melody", true));
+  EXPECT_EQ(world.app->volumeMixerEngine()->activeTaps().size(), 2u);
+  EXPECT_TRUE(world.app->appTapEngine()->setRouted("melody", false));
+  EXPECT_EQ(world.app->volumeMixerEngine()->activeTaps().size(), 3u);
+}
+
+}  // namespace
+}  // namespace sonmere

@@ -1,0 +1,149 @@
+#include "control/ControlMethods.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "base/VirtualRuntime.h"
+#include "support/AppWorld.h"
+
+namespace sonmere {
+namespace {
+
+struct ControlMethodsTest : testing::Test {
+  ControlMethodsTest() {
+    for (const char* id : {"org.music", "org.talk", "org.beat"}) world.launch(id);
+    world.app->startUp();
+    world.platform.embedded()->playAll();
+    wait(1);
+  }
+  void wait(double seconds) { world.runtime.advance(fromSeconds(seconds)); }
+  Outcome<ControlJSON> call(const std::string& method, const std::string& params = "{}") {
+    std::optional<Outcome<ControlJSON>> result;
+    const bool isKnown =
+        methods.call(method, ControlJSON::parse(params), [&](auto answer) { result = answer; });
+    if (!isKnown) return std::unexpected(Error{"Test", kMethodNotFound, "no method"});
+    for (int i = 0; i < 300 && !result; ++i) wait(0.1);
+    return result.value_or(std::unexpected(Error{"Test", 0, "no answer"}));
+  }
+  // The error's code, 0 for none.
+  int code(const std::string& method, const std::string& params) {
+    const auto result = call(method, params);
+    return result ? 0 : controlErrorCode(result.error());
+  }
+
+  AppWorld<VirtualRuntime> world{1};
+  bool hasQuit = false;
+  Control control{world.start(), world.platform, [this] { hasQuit = true; }};
+  ControlMethods methods{control};
+};
+
+TEST_F(ControlMethodsTest, AVolumeIsThatOfTheRouteForARoutedAppElseThatOfTheMixer) {
+  AppTapEngine& engine = *world.app->appTapEngine();
+  VolumeMixerEngine& mixer = *world.app->volumeMixerEngine();
+  ASSERT_TRUE(call("route", R"({"app":"music","bus":2})"));
+  EXPECT_EQ((*call("volume", R"({"app":"music","volume":0.5})"))["app"]["volume"], 0.5);
+  EXPECT_EQ(engine.tapOf("org.music")->volume.load(), 0.5f);
+  EXPECT_EQ(mixer.appState("org.music").volume, 1.0f);
+
+  EXPECT_EQ((*call("volume", R"({"app":"talk","volume":0.25})"))["app"]["volume"], 0.25);
+  EXPECT_EQ(mixer.appState("org.talk").volume, 0.25f);
+  EXPECT_EQ(engine.row("org.talk")->volume, 1.0f);
+
+  EXPECT_EQ((*call("mute", R"({"app":"talk","toggle":true})"))["app"]["muted"], true);
+  EXPECT_TRUE(mixer.appState("org.talk").isMuted);
+  EXPECT_EQ((*call("mute", R"({"app":"music","muted":true})"))["app"]["muted"], true);
+  EXPECT_TRUE(engine.row("org.music")->isMuted);
+}
+
+TEST_F(ControlMethodsTest, ValuesOutOfRangeAreHeldAndTold) {
+  const auto loud = *call("volume", R"({"app":"talk","volume":9})");
+  EXPECT_EQ(loud["app"]["volume"], 4.0);
+  EXPECT_EQ(loud["notes"], ControlJSON::array({"volume held to 400 %"}));
+  EXPECT_EQ((*call("volume", R"({"app":"talk","step":-9})"))["app"]["volume"], 0.0);
+  const auto eq = *call("equaliser", R"({"app":"talk","equaliser":{"bellDb":-99,"highPassHz":1}})");
+  EXPECT_EQ(eq["app"]["equaliser"]["bellDb"], -24.0);
+  EXPECT_EQ(eq["app"]["equaliser"]["highPassHz"], 20.0);
+  EXPECT_EQ(eq["app"]["equaliser"]["enabled"], true);
+  EXPECT_EQ(eq["notes"].size(), 2u);
+  EXPECT_EQ((*call("equaliser", R"({"app":"talk","equaliser":null})"))["app"]["equaliser"]["enabled"], false);
+  EXPECT_EQ((*call("limiter", R"({"app":"talk","ceilingDb":5})"))["app"]["limiter"]["ceilingDb"], 0.0);
+
+  ASSERT_TRUE(call("mixer.boost", R"({"allowed":false})"));
+  EXPECT_EQ((*call("volume", R"({"app":"talk","volume":2})"))["notes"][0], "volume held to 100 %");
+  EXPECT_EQ((*call("mixer.master", R"({"volume":3})"))["mixer"]["masterVolume"], 1.0);
+}
+
+TEST_F(ControlMethodsTest, WrongParametersDoNothingAndSayWhy) {
+  const auto before = *call("apps");
+  const std::pair<const char*, const char*> cases[] = {
+      {"volume", R"({"app":"talk"})"},
+      {"volume", R"({"app":"talk","volume":"loud"})"},
+      {"volume", R"({"app":7,"volume":1})"},
+      {"volume", R"({"app":"talk","volume":1,"extra":2})"},
+      {"mute", R"({"app":"talk","muted":1})"},
+      {"route", R"({"app":"talk","bus":1})"},
+      {"route", R"({"app":"talk","bus":2.5})"},
+      {"route", R"({"app":"talk","bus":1e300})"},
+      {"route", R"({"app":"talk"})"},
+      {"equaliser", R"({"app":"talk","equaliser":{"treble":1}})"},
+      {"equaliser", R"({"app":"talk","equaliser":[]})"},
+      {"status", R"({"verbose":true})"},
+      {"record.start", R"({"bus":1})"},
+      {"record.start", R"({"bus":5})"},
+      {"profile.save", R"({"name":""})"},
+  };
+  for (const auto& [method, params] : cases)
+    EXPECT_EQ(code(method, params), kInvalidParams) << method << params;
+  EXPECT_EQ(code("volume", R"({"app":"nobody","volume":1})"), kAppNotFound);
+  EXPECT_EQ(code("volume", R"({"app":"org","volume":1})"), kAppAmbiguous);
+  EXPECT_EQ(code("profile.apply", R"({"name":"none"})"), kAppNotFound);
+  EXPECT_EQ(code("record.stop", R"({"bus":2})"), kAppNotFound);
+  EXPECT_EQ(*call("apps"), before);
+  EXPECT_FALSE(methods.call("nonsense", ControlJSON::object(), nullptr));
+}
+
+TEST_F(ControlMethodsTest, ARecordingIsAnsweredOnceItsFileIsComplete) {
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":3})"));
+  const auto begun = call("record.start", R"({"bus":3})");
+  ASSERT_TRUE(begun) << begun.error().description;
+  EXPECT_EQ(code("record.start", R"({"bus":3})"), kInvalidParams) << "already";
+  wait(2);
+  EXPECT_EQ((*call("recordings"))[0]["bus"], 3);
+  const auto stopped = call("record.stop", R"({"bus":3})");
+  ASSERT_TRUE(stopped);
+  EXPECT_EQ((*stopped)["path"], (*begun)["path"]);
+  EXPECT_TRUE(call("recordings")->empty());
+}
+
+TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {
+  const auto app = [&](const char* name) { return *call("app", fmt::format(R"({{"app":"{}"}})", name)); };
+  ASSERT_TRUE(call("mixer.enable", R"({"enabled":true})"));
+  EXPECT_EQ(app("talk")["control"], "mixer");
+  ASSERT_TRUE(call("direct", R"({"app":"talk","direct":true})"));
+  EXPECT_EQ(app("talk")["control"], "direct");
+  ASSERT_TRUE(call("hide", R"({"app":"music"})"));
+  EXPECT_EQ(app("music")["hidden"], true);
+  ASSERT_TRUE(call("remove", R"({"app":"music"})"));
+  EXPECT_EQ(code("app", R"({"app":"music"})"), kAppNotFound);
+  ASSERT_TRUE(call("unhide", R"({"app":"music"})")) << "brings a removed one back too";
+  EXPECT_EQ(app("music")["hidden"], false);
+
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":4})"));
+  ASSERT_TRUE(call("profile.save", R"({"name":"Evening"})"));
+  EXPECT_EQ(code("profile.save", R"({"name":"evening"})"), kInvalidParams) << "taken";
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":null})"));
+  EXPECT_EQ(app("beat")["bus"], nullptr);
+  ASSERT_TRUE(call("profile.apply", R"({"name":"EVENING"})"));
+  EXPECT_EQ(app("beat")["bus"], 4);
+  ASSERT_TRUE(call("profile.delete", R"({"name":"Evening"})"));
+  EXPECT_TRUE(call("profiles")->empty());
+
+  EXPECT_EQ((*call("status"))["routedApps"], 1);
+  EXPECT_NE(std::string((*call("report"))["text"]).find("route:org.beat"), std::string::npos);
+  EXPECT_GE(call("devices")->size(), 13u);
+  ASSERT_TRUE(call("quit"));
+  EXPECT_TRUE(hasQuit);
+}
+
+}  // namespace
+}  // namespace sonmere

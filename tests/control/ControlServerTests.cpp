@@ -1,0 +1,209 @@
+#include "control/ControlServer.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "base/LiveRuntime.h"
+#include "control/ControlClient.h"
+#include "support/AppWorld.h"
+
+namespace sonmere {
+namespace {
+
+// The service on a live runtime; what the clients do runs on a thread of its own.
+struct LiveControlServer : testing::Test {
+  void SetUp() override {
+    world.launch("org.music");
+    world.start().startUp();
+    control.emplace(*world.app, world.platform, [this] { ++quits; });
+    auto endpoint = ControlEndpoint::open(controlFolder);
+    ASSERT_TRUE(endpoint) << endpoint.error().description;
+    auto started = ControlServer::start(world.runtime, world.log, *watcher, *control, std::move(*endpoint));
+    ASSERT_TRUE(started);
+    server = std::move(*started);
+  }
+  template <class Work>
+  void asClient(Work work) {
+    std::thread client([&] {
+      work();
+      world.runtime.stop();
+    });
+    world.runtime.run();
+    client.join();
+  }
+  ControlClient connect() {
+    auto client = ControlClient::connect(controlFolder);
+    if (!client) throw std::runtime_error(client.error().description);
+    return std::move(*client);
+  }
+  FileDescriptor rawConnection() { return std::move(*connectToControl(controlFolder)); }
+  static void write(const FileDescriptor& socket, const std::string& text) {
+    std::size_t sent = 0;
+    while (sent < text.size()) {
+      const ssize_t size = send(socket.get(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
+      if (size <= 0) return;
+      sent += std::size_t(size);
+    }
+  }
+  // Everything until the other side ends or `lines` whole lines have come.
+  static std::string read(const FileDescriptor& socket, std::ptrdiff_t lines = -1) {
+    std::string text;
+    char bytes[4096];
+    while (lines < 0 || std::ranges::count(text, '\n') < lines) {
+      const ssize_t size = recv(socket.get(), bytes, sizeof bytes, 0);
+      if (size <= 0) break;
+      text.append(bytes, std::size_t(size));
+    }
+    return text;
+  }
+
+  AppWorld<LiveRuntime> world;
+  const std::filesystem::path controlFolder = world.folder / "run";
+  int quits = 0;
+  std::optional<Control> control;
+  std::unique_ptr<FileDescriptorWatcher> watcher =
+      std::move(*FileDescriptorWatcher::create(world.runtime.mainQueue()));
+  std::unique_ptr<ControlServer> server;
+};
+
+TEST_F(LiveControlServer, AnswersInOrderTakesNotificationsAndRefusesWhatItDoesNotKnow) {
+  asClient([&] {
+    ControlClient client = connect();
+    EXPECT_EQ((*client.call("volume", {{"app", "music"}, {"volume", 0.5}}))["app"]["volume"], 0.5);
+    EXPECT_EQ(client.call("nonsense").error().code, kMethodNotFound);
+    const FileDescriptor raw = rawConnection();
+    write(raw, R"({"jsonrpc":"2.0","method":"quit"})"
+               "\nno json\n"
+               R"({"jsonrpc":"2.0","id":"last","method":"app","params":{"app":"music"}})"
+               "\n");
+    shutdown(raw.get(), SHUT_WR);
+    const std::string answers = read(raw);
+    EXPECT_EQ(std::ranges::count(answers, '\n'), 2) << "none to the notification: " << answers;
+    EXPECT_LT(answers.find("-32700"), answers.find("\"last\""));
+  });
+  EXPECT_EQ(quits, 1);
+}
+
+TEST_F(LiveControlServer, AHalfOrOversizedMessageConcernsItsSenderAlone) {
+  asClient([&] {
+    const FileDescriptor half = rawConnection();
+    write(half, R"({"jsonrpc":"2.0","id":1,)");
+    {
+      const FileDescriptor gone = rawConnection();
+      write(gone, "{");
+    }
+    const FileDescriptor large = rawConnection();
+    write(large, std::string(MessageFramer::kLongestMessage + 1, 'x'));
+    EXPECT_NE(read(large).find("longer than 64 KiB"), std::string::npos);
+    EXPECT_TRUE(connect().call("status"));
+    write(half, "\"method\":\"status\"}\n");
+    EXPECT_NE(read(half, 1).find("\"result\""), std::string::npos);
+  });
+}
+
+// A thousand requests at once are answered at the pace of the budget, and others are not kept waiting.
+TEST_F(LiveControlServer, AFloodIsAnsweredInFullWhileOthersAreServed) {
+  asClient([&] {
+    const FileDescriptor flood = rawConnection();
+    constexpr int kRequests = int(RequestBudget::kBurst) + 20;
+    std::string text;
+    for (int i = 0; i < kRequests; ++i) text += controlRequestText(i, "methods", nullptr);
+    write(flood, text);
+    EXPECT_TRUE(connect().call("status"));
+    const std::string answers = read(flood, kRequests);
+    EXPECT_EQ(std::ranges::count(answers, '\n'), kRequests);
+    EXPECT_NE(answers.find("\"id\":" + std::to_string(kRequests - 1) + ","), std::string::npos);
+  });
+}
+
+TEST_F(LiveControlServer, AClientThatDoesNotReadIsLetGoAndBlocksNobody) {
+  asClient([&] {
+    const FileDescriptor slow = rawConnection();
+    const int small = 4096;
+    setsockopt(slow.get(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+    std::string text;
+    // Each answer carries the long name back.
+    for (int i = 0; i < 40; ++i) text += controlRequestText(i, std::string(60'000, 'n'), nullptr);
+    write(slow, text);
+    EXPECT_TRUE(connect().call("status"));
+    EXPECT_LT(read(slow).size(), text.size()) << "cut off";
+  });
+}
+
+TEST_F(LiveControlServer, WatchersAreToldLevelsUntilTheyEnd) {
+  asClient([&] {
+    ControlClient client = connect();
+    ASSERT_TRUE(client.call("watch"));
+    for (int i = 0; i < 3; ++i) {
+      const auto levels = client.nextNotification(60'000);
+      ASSERT_TRUE(levels && *levels);
+      EXPECT_EQ((**levels)["apps"][0]["id"], "org.music");
+    }
+    ASSERT_TRUE(client.call("watch", {{"on", false}}));
+  });
+}
+
+TEST_F(LiveControlServer, TheSocketIsTheUsersAloneAndASecondInstanceIsRefused) {
+  struct stat info {};
+  ASSERT_EQ(stat((controlFolder / ControlEndpoint::kSocketName).c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  ASSERT_EQ(stat(controlFolder.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0700u);
+  const auto second = ControlEndpoint::open(controlFolder);
+  ASSERT_FALSE(second);
+  EXPECT_EQ(second.error().code, ControlEndpoint::kAlreadyRunning);
+  EXPECT_EQ(second.error().description,
+            "Sonmere is running already (process " + std::to_string(getpid()) + ")");
+  asClient([&] { EXPECT_TRUE(connect().call("status")) << "the first goes on"; });
+  server.reset();
+  const auto gone = ControlClient::connect(controlFolder);
+  ASSERT_FALSE(gone);
+  EXPECT_EQ(gone.error().code, ControlClient::kNotRunning);
+  EXPECT_TRUE(ControlEndpoint::open(controlFolder)) << "free again";
+}
+
+TEST(ControlEndpoint, WhatAKilledInstanceLeftIsTakenOver) {
+  TemporaryFolder folder;
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto endpoint = ControlEndpoint::open(folder / "run");
+    const char byte = endpoint ? 'y' : 'n';
+    if (::write(ready[1], &byte, 1) != 1) _exit(1);
+    pause();
+  }
+  char byte = 0;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  ASSERT_EQ(byte, 'y');
+  EXPECT_EQ(ControlEndpoint::open(folder / "run").error().description,
+            "Sonmere is running already (process " + std::to_string(child) + ")");
+  kill(child, SIGKILL);
+  ASSERT_EQ(waitpid(child, nullptr, 0), child);
+  EXPECT_TRUE(std::filesystem::exists(folder / "run" / ControlEndpoint::kSocketName));
+  EXPECT_EQ(ControlClient::connect(folder / "run").error().code, ControlClient::kNotRunning);
+  const auto next = ControlEndpoint::open(folder / "run");
+  ASSERT_TRUE(next) << next.error().description;
+  EXPECT_TRUE(connectToControl(folder / "run"));
+  close(ready[0]);
+  close(ready[1]);
+}
+
+TEST(ControlEndpoint, AFolderThatIsNotTheUsersOrAPathThatIsTooLongIsRefused) {
+  TemporaryFolder folder;
+  std::filesystem::create_directory(folder / "real");
+  std::filesystem::create_directory_symlink(folder / "real", folder / "link");
+  EXPECT_NE(ControlEndpoint::open(folder / "link").error().description.find("not a folder of this user"),
+            std::string::npos);
+  EXPECT_NE(ControlEndpoint::open(folder / std::string(120, 'x')).error().description.find("too long"),
+            std::string::npos);
+}
+
+}  // namespace
+}  // namespace sonmere

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "app/ForegroundRun.h"
+#include "app/PlatformChoice.h"
+#include "app/ToneFerryApp.h"
+#include "support/TemporaryFolder.h"
+
+namespace sonmere {
+
+// The application on the embedded server, on either runtime, with settings in memory and its files in a
+// folder of its own.
+template <class AnyRuntime>
+struct AppWorld {
+  template <class... Arguments>
+  explicit AppWorld(Arguments... arguments) : runtime(arguments...) {}
+
+  void launch(const std::string& id) {
+    const auto launched = platform.embedded()->launchApp(id, SONMERE_SOURCE_DIR "/resources/demo/beat.flac",
+                                                         true, [](const Error&) {});
+    if (!launched) throw std::runtime_error(launched.error().description);
+  }
+  ToneFerryApp& start() {
+    app = std::make_unique<ToneFerryApp>(ToneFerryApp::Environment{runtime, log, settings,
+                                                                   platform.platform(), folders(), createFile,
+                                                                   std::nullopt, registersLoginItem});
+    return *app;
+  }
+  Folders folders() const { return {(folder / "state").string(), (folder / "music").string()}; }
+
+  TemporaryFolder folder;
+  Log log;
+  AnyRuntime runtime;
+  PlatformChoice platform = std::move(*PlatformChoice::choose(runtime, log, PlatformWish::simulated));
+  MemorySettingsStore settings;
+  AudioFileFactory createFile = createAudioFile;
+  bool registersLoginItem = false;
+  std::unique_ptr<ToneFerryApp> app;
+};
+
+}  // namespace sonmere
