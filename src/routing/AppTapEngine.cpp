@@ -17,7 +17,9 @@ constexpr Duration kDeviceEnumInterval = std::chrono::seconds(10);
 constexpr Duration kVolumeSaveDelay = fromMilliseconds(500);
 constexpr Duration kLevelInterval = fromMilliseconds(33);
 // The server publishes its objects one by one after a restart.
+// A restarted server that needs settling publishes its objects one by one; any other has them at once.
 constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
+constexpr Duration kShortRestartDelay = fromMilliseconds(50);
 constexpr Duration kTeardownWait = std::chrono::seconds(5);
 
 bool sameObjects(const std::vector<AudioObjectID>& a, const std::vector<AudioObjectID>& b) {
@@ -427,7 +429,9 @@ void AppTapEngine::deviceListChanged() {
 void AppTapEngine::serviceRestarted() {
   outputs_.dropAll();
   discovery_.forgetObjects();
-  restartRecheck_ = context_.runtime.mainQueue().postAfter(kServiceRestartDelay, [this] {
+  const Duration delay =
+      context_.platform.hardware().needsSettling() ? kServiceRestartDelay : kShortRestartDelay;
+  restartRecheck_ = context_.runtime.mainQueue().postAfter(delay, [this] {
     outputs_.reconcileDevices();
     refreshApps();
     taps_.recheckTaps();

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <utility>
 
 #include "audio/device/CoreAudioUtils.h"
 
@@ -82,6 +83,7 @@ void BusOutputs::start(int bus) {
   }
   Output& output = outputs_[std::size_t(bus)].emplace(std::move(*built));
   core_.log().info(fmt::format("Sonmere: Output AudioUnit started on bus {}", bus));
+  reportGap(bus);
   if (didStart) didStart(bus);
   listenForRate(bus, output);
 }
@@ -91,9 +93,24 @@ void BusOutputs::stop(int bus) {
   Output output = std::move(*outputs_[std::size_t(bus)]);
   outputs_[std::size_t(bus)].reset();
   output.context->retired = true;
+  noteInterruption(bus, *output.context);
   core_.teardown.dispose(std::move(output.unit), output.context);
   for (const ListenerID listener : output.rateListeners) core_.hardware().removeListener(listener);
   core_.log().info(fmt::format("Sonmere: Output AudioUnit stopped on bus {}", bus));
+}
+
+void BusOutputs::noteInterruption(int bus, const OutputAUContext& context) {
+  const std::uint64_t last = context.lastRenderHostTime;
+  if (last != 0 && recordingRate && recordingRate(bus)) interruptedAt_[std::size_t(bus)] = last;
+}
+
+// The file goes on where it stopped: what was missed is told here only.
+void BusOutputs::reportGap(int bus) {
+  const auto last = std::exchange(interruptedAt_[std::size_t(bus)], std::nullopt);
+  const std::uint64_t now = core_.hardware().hostTime();
+  if (!last || now <= *last || !recordingRate || !recordingRate(bus)) return;
+  core_.log().warning(
+      fmt::format("Sonmere: the recording of bus {} has a gap of {:.3f} s", bus, double(now - *last) / 1e9));
 }
 
 bool BusOutputs::isWanted(int bus) const {

@@ -62,10 +62,14 @@ class BusOutputs {
   double chooseRate(int bus, AudioDeviceID device) const;
   std::expected<Output, StartFailure> build(int bus);
   void listenForRate(int bus, Output& output);
+  void noteInterruption(int bus, const OutputAUContext& context);
+  void reportGap(int bus);
 
   RoutingCore& core_;
   bool closed_ = false;
   std::array<std::optional<Output>, kBusCount> outputs_;
+  // Host time of the last audio of buses whose unit went while they were recorded.
+  std::array<std::optional<std::uint64_t>, kBusCount> interruptedAt_;
   std::shared_ptr<BusOutputs*> self_ = std::make_shared<BusOutputs*>(this);
 };
 

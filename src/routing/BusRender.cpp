@@ -164,13 +164,14 @@ void renderBuffer(OutputAUContext& context, const BusTapLists* lists, std::uint3
 
 }  // namespace
 
-OSStatus renderBus(void* refcon, const AudioTimeStamp&, std::uint32_t frames,
+OSStatus renderBus(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
                    AudioBufferList buffers) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
   auto& context = *static_cast<OutputAUContext*>(refcon);
   if (!context.state->engineAlive) return noErr;
   const RenderReader::Block block(*context.reader);
   const bool isRetired = context.retired;
+  if (!isRetired) context.lastRenderHostTime = time.hostTime;
   const BusTapLists* lists = context.state->activeTapsByBus.load();
   for (AudioBuffer& buffer : buffers) {
     if (!buffer.data) break;

@@ -36,12 +36,27 @@ void AppMover::reset() {
 }
 
 const AppMover::Active* AppMover::wanted(const GraphNode& node) const {
-  if (takenAway_.contains(node.id) || !isMovable(node)) return nullptr;
-  const PipeWireProcess* process = processes_.processOfStream(node);
+  if (active_.empty() || takenAway_.contains(node.id) || !isMovable(node)) return nullptr;
+  const PipeWireProcess* process = judgedAs(node);
   if (!process) return nullptr;
   for (const Active& active : active_ | std::views::reverse)
     if (active.tap.covers(process->id)) return &active;
   return nullptr;
+}
+
+// A new process of a captured app is captured with it, before anybody has asked: its first sound would be heard
+// elsewhere otherwise.
+const PipeWireProcess* AppMover::judgedAs(const GraphNode& node) const {
+  const PipeWireProcess* process = processes_.processOfStream(node);
+  if (!process) return processes_.relativeOfStream(node);
+  if (isCovered(*process)) return process;
+  for (const auto& [id, other] : processes_.all())
+    if (other.identity.bundleID == process->identity.bundleID && isCovered(other)) return &other;
+  return process;
+}
+
+bool AppMover::isCovered(const PipeWireProcess& process) const {
+  return std::ranges::any_of(active_, [&](const Active& active) { return active.tap.covers(process.id); });
 }
 
 const AppMover::Active* AppMover::find(AudioObjectID tap) const {

@@ -60,6 +60,8 @@ class AppMover {
   void placeAll();
   void write(GlobalID stream, const std::optional<std::string>& target);
   const Active* find(AudioObjectID tap) const;
+  const PipeWireProcess* judgedAs(const GraphNode& node) const;
+  bool isCovered(const PipeWireProcess& process) const;
 
   GraphMirror& graph_;
   const ProcessDirectory& processes_;

@@ -148,6 +148,13 @@ OSStatus CycleStream::connect(pw_core* core, Duration timeout) {
 
 void CycleStream::disconnect() { hooks_.reset(); }
 
+void CycleStream::silence() {
+  isSilenced_.store(true, std::memory_order_seq_cst);
+  // The audio thread gets to this once a callback under way has ended.
+  const auto nothing = [](spa_loop*, bool, std::uint32_t, const void*, std::size_t, void*) { return 0; };
+  pw_data_loop_invoke(pw_context_get_data_loop(loop_.context()), nothing, 0, nullptr, 0, true, nullptr);
+}
+
 bool CycleStream::isConnected() const { return hooks_ != nullptr; }
 
 std::optional<GlobalID> CycleStream::node() const {
@@ -180,7 +187,8 @@ void CycleStream::process() noexcept {
       cycle.frames = std::uint32_t(std::min<std::uint64_t>(buffer->requested, cycle.frames));
     cycle.samples = static_cast<float*>(data.data);
   }
-  if (data.data && cycle.frames > 0) process_(refcon_, cycle);
+  const bool isSilenced = isSilenced_.load(std::memory_order_seq_cst);
+  if (data.data && cycle.frames > 0 && !isSilenced) process_(refcon_, cycle);
   if (!takes(plan_.kind)) {
     data.chunk->offset = 0;
     data.chunk->stride = std::int32_t(stride);

@@ -57,6 +57,8 @@ class CycleStream {
   OSStatus connect(pw_core* core, Duration timeout);
   // Lock held.
   void disconnect();
+  // The stream goes on, taking what comes, but its callback does not run once this has returned. Lock held.
+  void silence();
   bool isConnected() const;
   // The stream's node; nothing before it is connected.
   std::optional<GlobalID> node() const;
@@ -74,6 +76,8 @@ class CycleStream {
   const Process process_;
   void* const refcon_;
   std::unique_ptr<Hooks> hooks_;
+
+  std::atomic<bool> isSilenced_{false};
 
   // Audio thread.
   double sampleTime_ = 0;

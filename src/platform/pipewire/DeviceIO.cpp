@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <utility>
 
 #include "dsp/Ring.h"
 
@@ -79,14 +80,16 @@ OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint
   server_.loop().waitUntil([&] { return !input_ || announced(); }, kConnectTimeout);
   const GraphNode* node = announced();
   if (!node) return kAudioHardwareNotRunningError;
-  tap_ = tap.id;
+  // A tap that is started again is another one to those who move apps.
+  PipeWireTap activation = tap;
+  activation.id = tap_ = server_.newID();
   if (!tap.isMuted()) {
-    server_.links().start(tap, node->id);
+    server_.links().start(activation, node->id);
     return noErr;
   }
   std::from_chars(node->serial.data(), node->serial.data() + node->serial.size(), sinkSerial_);
   server_.guard().add(sinkSerial_);
-  server_.mover().start(tap, node->id, [this] { return input_ ? input_->cycles() : 0; });
+  server_.mover().start(activation, node->id, [stream = input_.get()] { return stream->cycles(); });
   return noErr;
 }
 
@@ -113,18 +116,23 @@ OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std:
 }
 
 void DeviceIO::stop() {
-  if (tap_ != kAudioObjectUnknown) {
-    // The apps are on their way home before the device that they played to goes.
-    server_.mover().stop(tap_);
-    server_.links().stop(tap_);
-    server_.guard().remove(sinkSerial_);
-    tap_ = kAudioObjectUnknown;
-    sinkSerial_ = 0;
-  }
+  if (tap_ != kAudioObjectUnknown) stopTap();
   close(input_);
   close(output_);
   crossing_.reset();
   server_.remove(*this);
+}
+
+void DeviceIO::stopTap() {
+  const AudioObjectID activation = std::exchange(tap_, kAudioObjectUnknown);
+  const std::uint32_t serial = std::exchange(sinkSerial_, 0);
+  server_.links().stop(activation);
+  if (serial == 0 || !input_) return;
+  server_.unwatch(*input_);
+  server_.lingering().keep(std::move(input_), [&server = server_, activation, serial] {
+    server.mover().stop(activation);
+    server.guard().remove(serial);
+  });
 }
 
 void DeviceIO::serverLost() {

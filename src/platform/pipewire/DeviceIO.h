@@ -30,6 +30,7 @@ class DeviceIO final : public ServerDependent {
                        std::uint32_t latencyFrames);
   OSStatus open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan, CycleStream::Process process);
   OSStatus startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
+  void stopTap();
   void close(std::unique_ptr<CycleStream>& stream);
 
   static void captured(void* refcon, const CycleStream::Cycle& cycle) noexcept;

@@ -48,6 +48,7 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
       mover_(graph_, processes_, log),
       links_(graph_, processes_),
       guard_(options, log),
+      lingering_(loop_),
       watch_(loop_, connection_, log, [this] { return runtime_.uptime(); }),
       connection_(loop_, options.remote) {
   const PipeWireLoop::Lock lock(loop_);
@@ -96,6 +97,14 @@ PipeWireServer::~PipeWireServer() {
   const PipeWireLoop::Lock lock(loop_);
   if (forcedRate_ && graph_.settings().value(0, "clock.force-rate") == forcedRate_)
     graph_.settings().set(0, "clock.force-rate", "0");
+  lingering_.releaseAll();
+  // What was said last is on its way only once the server has answered.
+  bool hasAnswered = !isReady();
+  connection_.ping([&] {
+    hasAnswered = true;
+    loop_.wake();
+  });
+  loop_.waitUntil([&] { return hasAnswered || !isReady(); }, kAnswerTimeout);
 }
 
 bool PipeWireServer::waitUntilReady(Duration timeout) {
@@ -125,6 +134,8 @@ void PipeWireServer::lost() {
     log_.error("Sonmere: the audio server has gone; waiting for it to come back");
   }
   for (ServerDependent* dependent : dependents_) dependent->serverLost();
+  lingering_.forget();
+  guard_.clear();
   watch_.reset();
   links_.reset();
   links_.setCore(nullptr);

@@ -11,6 +11,7 @@
 #include "platform/pipewire/CycleStream.h"
 #include "platform/pipewire/DeviceDirectory.h"
 #include "platform/pipewire/GraphMirror.h"
+#include "platform/pipewire/LingeringTaps.h"
 #include "platform/pipewire/PipeWireLoop.h"
 #include "platform/pipewire/PipeWireOptions.h"
 #include "platform/pipewire/ProcessDirectory.h"
@@ -46,6 +47,7 @@ class PipeWireServer final : private GraphObserver {
   AppMover& mover() { return mover_; }
   TapLinks& links() { return links_; }
   TapGuard& guard() { return guard_; }
+  LingeringTaps& lingering() { return lingering_; }
   Runtime& runtime() { return runtime_; }
   Log& log() { return log_; }
   // Name or path of the server's socket; empty: the default.
@@ -111,6 +113,7 @@ class PipeWireServer final : private GraphObserver {
   std::optional<Duration> lostAt_;
   std::optional<std::string> forcedRate_;
   TapGuard guard_;
+  LingeringTaps lingering_;
   ServerWatch watch_;  // outlives the connection, whose end it is told
   ServerConnection connection_;
 };

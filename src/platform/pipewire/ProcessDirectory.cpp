@@ -53,6 +53,17 @@ const PipeWireProcess* ProcessDirectory::processOfStream(const GraphNode& node) 
   return place ? find(*place) : nullptr;
 }
 
+const PipeWireProcess* ProcessDirectory::relativeOfStream(const GraphNode& node) const {
+  const auto place = placeOf(node);
+  const GraphClient* client = graph_.client(node.client);
+  if (!place || !client || !client->isKnown) return nullptr;
+  const AppIdentity identity =
+      identifyApp(node.properties, client->properties, readProcessFacts(place->pid), entries_);
+  for (const auto& [id, process] : processes_)
+    if (process.identity.bundleID == identity.bundleID) return &process;
+  return nullptr;
+}
+
 PipeWireProcess& ProcessDirectory::entry(const Place& place, const GraphNode& node) {
   if (const PipeWireProcess* known = find(place)) return processes_.at(known->id);
   const AudioObjectID id = newID_();

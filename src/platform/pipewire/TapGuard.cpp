@@ -96,6 +96,12 @@ void TapGuard::remove(std::uint32_t serial) {
   tell();
 }
 
+void TapGuard::clear() {
+  if (!page_) return;
+  for (auto& place : page_->serials) place.store(0, std::memory_order_release);
+  tell();
+}
+
 void TapGuard::tell() {
   if (wake_.valid()) (void)!send(wake_.get(), "", 1, MSG_DONTWAIT | MSG_NOSIGNAL);
 }

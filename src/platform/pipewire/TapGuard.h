@@ -25,6 +25,8 @@ class TapGuard {
   // Apps are moved to, or back from, the hidden device of that serial.
   void add(std::uint32_t serial);
   void remove(std::uint32_t serial);
+  // The server has gone, and all moves with it.
+  void clear();
   // A muted tap's callback has run to its end. Audio thread.
   void beat() noexcept SONMERE_NONBLOCKING {
     if (page_) page_->beats.fetch_add(1, std::memory_order_relaxed);
