@@ -51,7 +51,8 @@ Ran runScript(std::vector<std::string> arguments) {
   if (pid > 0) waitpid(pid, &outcome.status, 0);
   std::rewind(output);
   std::array<char, 4096> buffer;
-  while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), output)) outcome.text.append(buffer.data(), n);
+  while (const std::size_t n = std::fread(buffer.data(), 1, buffer.size(), output))
+    outcome.text.append(buffer.data(), n);
   std::fclose(output);
   return outcome;
 }

@@ -33,8 +33,8 @@ class SessionProgram {
   pid_t pid_ = 0;
 };
 
-// A PipeWire server with session manager and PulseAudio service of its own, without hardware: started with the
-// object, ended with it, and also when this test program crashes.
+// A PipeWire server with session manager and PulseAudio service of its own, without hardware: started with
+// the object, ended with it, and also when this test program crashes.
 class PrivateSession {
  public:
   explicit PrivateSession(int quantum = 0);
