@@ -84,10 +84,10 @@ bool VolumeMixerEngine::setEnabled(bool enabled) {
     store_.setEnabled(false);
     return false;
   }
-  output_.startListening();
   isEnabled.set(true);
+  if (*isEnabled) output_.startListening();
   syncTaps();
-  return true;
+  return *isEnabled;
 }
 
 void VolumeMixerEngine::turnOff() {
@@ -125,6 +125,7 @@ void VolumeMixerEngine::syncOnce() {
   std::set<std::string> seen;
   const std::vector<TappedAppInfo> rows = *tapEngine->availableApps;
   for (const TappedAppInfo& row : rows) {
+    if (!output_.isRunning()) return;  // an observer of a failure has turned the mixer off
     seen.insert(row.bundleID);
     syncRow(*tapEngine, row);
   }

@@ -142,6 +142,17 @@ TEST_F(VolumeMixerEngineTest, AServerWithoutTapsIsToldAndSilencesNobody) {
   EXPECT_EQ(world->mixerError(), "Volume Mixer requires macOS 14.2 or later.");
   EXPECT_TRUE(mixer().activeTaps().empty());
   EXPECT_NEAR(heard(), 0.25f, 0.001f);
+
+  // Whoever observes the message may answer at once.
+  mixer().setEnabled(false);
+  mixer().errorMessage.set(std::nullopt);
+  const auto answer = mixer().errorMessage.observe([&](const auto& text) {
+    if (text) mixer().setEnabled(false);
+  });
+  mixer().setEnabled(true);
+  world->wait(0.1);
+  EXPECT_FALSE(*mixer().isEnabled);
+  EXPECT_EQ(counts().units, 0u);
 }
 
 // Each step of the output fails: the message is the user's, nothing is left, and the mixer is off, here and
