@@ -244,6 +244,24 @@ TEST(AppIdentity, ATerminalIsNotWhatRunsInIt) {
   });
 }
 
+TEST(AppIdentity, AProgramIsCalledByTheLinkThatStartedIt) {
+  auto linked = process(60, "/usr/bin/many-tools", {"x"});
+  linked.arguments[0] = "/usr/bin/sound-tool";
+  linked.comm = "sound-tool";
+  auto renamed = linked;
+  renamed.comm = "worker";
+  expectIdentities({
+      {"one program of several", {}, {}, {linked, kShell}, "sound-tool", "sound-tool", 60},
+      {"a name that only the program itself tells",
+       {},
+       {},
+       {renamed, kShell},
+       "many-tools",
+       "many-tools",
+       60},
+  });
+}
+
 TEST(AppIdentity, InterpretersYieldToWhatTheyRun) {
   const auto launcher = process(30, "/usr/games/blocklauncher");
   expectIdentities({

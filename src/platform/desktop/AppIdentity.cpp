@@ -205,12 +205,6 @@ constexpr std::array kRules = {Rule{bySandbox, outermostProcess}, Rule{byControl
                                Rule{byProgram, owningProcess}, Rule{byName, owningProcess},
                                Rule{byInterpreter, owningProcess}};
 
-// Sounds that stand for an event, whichever program they come from.
-bool isEventSound(const AppProperties& stream) {
-  static const std::set<std::string_view> roles = {"event", "Event", "Notification", "notification"};
-  return roles.contains(property(stream, "media.role")) || !property(stream, "event.id").empty();
-}
-
 AppIdentity applyRules(const Evidence& e) {
   for (const Rule& rule : kRules) {
     auto found = rule.identity(e);
@@ -223,6 +217,11 @@ AppIdentity applyRules(const Evidence& e) {
 }
 
 }  // namespace
+
+bool isEventSound(const AppProperties& stream) {
+  static const std::set<std::string_view> roles = {"event", "Event", "Notification", "notification"};
+  return roles.contains(property(stream, "media.role")) || !property(stream, "event.id").empty();
+}
 
 ProcessID streamProcessID(const AppProperties& stream, const AppProperties& client) {
   if (!isPulseClient(stream, client))

@@ -30,6 +30,9 @@ struct AppIdentity {
 // itself is taken only where the server knows no better: inside a sandbox its number means another process.
 ProcessID streamProcessID(const AppProperties& stream, const AppProperties& client);
 
+// Whether it is a sound that stands for an event, whichever program it comes from.
+bool isEventSound(const AppProperties& stream);
+
 // The identity, by the first rule that applies: event sound, sandbox, control group, program, name. Facts of
 // a process that can't be the stream's (another program than the client says) are ignored. A pure function.
 AppIdentity identifyApp(const AppProperties& stream, const AppProperties& client, const ProcessFacts& facts,

@@ -146,6 +146,15 @@ bool isSameApplication(const ProcessFact& one, const ProcessFact& other) {
   return app && app == controlGroupApp(other.controlGroup);
 }
 
+// One file may be several programs, by links to it; the kernel names the process after the link.
+bool isStartedByOtherName(const ProcessFact& fact, const ProgramName& program) {
+  constexpr std::size_t kCommLength = 15;
+  if (program.isRunnerAlone || fact.exe.empty() || fact.arguments.empty() || program.path != fact.exe)
+    return false;
+  const std::string_view given = baseName(fact.arguments[0]);
+  return !given.empty() && given != baseName(fact.exe) && given.substr(0, kCommLength) == fact.comm;
+}
+
 }  // namespace
 
 std::optional<ControlGroupApp> controlGroupApp(std::string_view controlGroup) {
@@ -158,7 +167,11 @@ std::optional<ControlGroupApp> controlGroupApp(std::string_view controlGroup) {
 }
 
 ProgramName programName(const ProcessFact& fact) {
-  return programName(fact.exe.empty() && fact.arguments.empty() ? fact.comm : fact.exe, fact.arguments);
+  ProgramName program =
+      programName(fact.exe.empty() && fact.arguments.empty() ? fact.comm : fact.exe, fact.arguments);
+  if (!isStartedByOtherName(fact, program)) return program;
+  program.key = program.name = baseName(fact.arguments[0]);
+  return program;
 }
 
 std::size_t owningProcess(const ProcessFacts& facts) {

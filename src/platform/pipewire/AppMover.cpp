@@ -44,8 +44,8 @@ const AppMover::Active* AppMover::wanted(const GraphNode& node) const {
   return nullptr;
 }
 
-// A new process of a captured app is captured with it, before anybody has asked: its first sound would be heard
-// elsewhere otherwise.
+// A new process of a captured app is captured with it, before anybody has asked: its first sound would be
+// heard elsewhere otherwise.
 const PipeWireProcess* AppMover::judgedAs(const GraphNode& node) const {
   const PipeWireProcess* process = processes_.processOfStream(node);
   if (!process) return processes_.relativeOfStream(node);

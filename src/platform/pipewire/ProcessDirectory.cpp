@@ -17,11 +17,6 @@ bool isPlumbing(const GraphNode& node) {
   return !node.property("node.link-group").empty() || node.property("node.virtual") == "true";
 }
 
-bool isEventSound(const GraphNode& node) {
-  const std::string_view role = node.property("media.role");
-  return role == "event" || role == "Notification";
-}
-
 }  // namespace
 
 ProcessDirectory::ProcessDirectory(const GraphMirror& graph, const DesktopEntries& entries,
@@ -39,7 +34,7 @@ std::optional<ProcessDirectory::Place> ProcessDirectory::placeOf(const GraphNode
   const GraphClient* client = graph_.client(node.client);
   const ProcessID pid = processIDOf(node.properties, client ? client->properties : kNoProperties);
   if (pid <= 0 || pid == getpid()) return std::nullopt;
-  return Place{pid, isEventSound(node)};
+  return Place{pid, isEventSound(node.properties)};
 }
 
 const PipeWireProcess* ProcessDirectory::find(const Place& place) const {
