@@ -13,11 +13,13 @@ class OverriddenSettings final : public SettingsStore {
  public:
   explicit OverriddenSettings(SettingsStore& settings) : settings_(settings) {}
 
+  // A null hides what is stored.
   void override(std::string key, SettingsValue value) { values_[std::move(key)] = std::move(value); }
 
   std::optional<SettingsValue> object(std::string_view key) const override {
     const auto found = values_.find(key);
-    return found == values_.end() ? settings_.object(key) : found->second;
+    if (found == values_.end()) return settings_.object(key);
+    return found->second.isNull() ? std::nullopt : std::optional(found->second);
   }
   void set(std::string_view key, SettingsValue value) override { settings_.set(key, std::move(value)); }
   void remove(std::string_view key) override { settings_.remove(key); }

@@ -24,8 +24,8 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
       recordings_([this] { return makeRecordings(); }),
       performanceMonitor_(environment_.runtime, latencyProbe_) {
-  if (environment_.recordingsFolder)
-    recordingSettings_.override(RecordingsFolder::kPathKey, *environment_.recordingsFolder);
+  // The one folder, without another to fall back on.
+  if (environment_.recordingsFolder) recordingSettings_.override(RecordingsFolder::kPathKey, {});
 }
 
 ToneFerryApp::~ToneFerryApp() {
@@ -40,11 +40,13 @@ ToneFerryApp::~ToneFerryApp() {
 }
 
 RecordingContext ToneFerryApp::makeRecordingContext() {
+  Folders folders = environment_.folders;
+  if (environment_.recordingsFolder) folders.defaultRecordings = *environment_.recordingsFolder;
   return {environment_.runtime,
           environment_.log,
           recordingSettings_,
           notifications_,
-          environment_.folders,
+          folders,
           RecordingHealth::create(environment_.runtime, environment_.log, notifications_,
                                   environment_.folders.applicationSupport),
           std::make_shared<FlushDeadline>(),

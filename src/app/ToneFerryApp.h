@@ -30,7 +30,7 @@ class ToneFerryApp {
     Platform& platform;
     Folders folders;
     AudioFileFactory createFile = createAudioFile;
-    // Takes the place of the folder in the settings, which stays as it is.
+    // Takes the place of the folder in the settings, which stays as it is, and of the default one.
     std::optional<std::string> recordingsFolder = std::nullopt;
     // Not on a server inside this process, whose log-in item leads nowhere.
     bool registersLoginItem = true;

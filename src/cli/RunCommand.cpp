@@ -19,6 +19,7 @@ namespace {
 
 // Turns after the report in which files that are being closed come to their end.
 constexpr Duration kLastTurns = fromMilliseconds(300);
+constexpr Duration kLastTurn = fromMilliseconds(5);
 
 int tell(int status, const std::string& text) {
   fmt::print(stderr, "sonmere run: {}\n", text);
@@ -96,7 +97,12 @@ class RunSession {
 
   // Tearing down would wait for a write that hangs for as long as the drive likes.
   void letFilesEnd(const ToneFerryApp& app, int status) {
-    if (runtime_.waitUntil([&] { return !app.isWriting(); }, kLastTurns)) return;
+    const Duration limit = runtime_.uptime() + kLastTurns;
+    const ScopedTask look = runtime_.mainQueue().repeat(kLastTurn, [&] {
+      if (!app.isWriting() || runtime_.uptime() > limit) runtime_.stop();
+    });
+    if (app.isWriting()) runtime_.run();
+    if (!app.isWriting()) return;
     const bool written = std::fflush(stdout) == 0 && !std::ferror(stdout);
     _exit(written ? status : kExitFailure);
   }

@@ -134,6 +134,20 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
       {{"settings", "get", ""}, "the key is empty"},
       {{"settings", "set", "", "1"}, "the key is empty"},
       {{"demo", "--nonsense"}, "--nonsense"},
+      {{"run", "--platform", "tape"}, "tape"},
+      {{"run", "--route", "a=1"}, "bus 1"},
+      {{"run", "--route", "a=2", "--route", "a=3"}, "given twice"},
+      {{"run", "--volume", "a=loud"}, "loud"},
+      {{"run", "--record", "off"}, "name the bus"},
+      {{"run", "--for", "0"}, "--for 0"},
+      {{"run", "--out", ""}, "--out"},
+      {{"run", "--no-control", "--platform", "simulated", "--record", "2", "--out", "/proc"}, "/proc"},
+      {{"volume", "a", "loud"}, "\"loud\" is not a volume"},
+      {{"limit", "a", "low"}, "\"low\" is not a ceiling"},
+      {{"eq", "a", "treble:3"}, "treble"},
+      {{"route", "a", "1"}, "bus 1"},
+      {{"mixer", "maybe"}, "maybe"},
+      {{"completion", "tcsh"}, "tcsh"},
       {{"nonsense"}, "nonsense"},
       {{"settings"}, "subcommand"},
   };
@@ -285,12 +299,106 @@ TEST_F(CommandLineTest, ASignalEndsTheDemoEarlyWithItsFilesComplete) {
   }
 }
 
+// With settings, state and socket of its own.
+class RunTest : public CommandLineTest {
+ protected:
+  RunTest() {
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"})
+      setenv(name, path(name).c_str(), 1);
+    setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
+    setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1);
+  }
+  ~RunTest() override { unsetenv("SONMERE_SETTINGS"); }
+};
+
+TEST_F(RunTest, ItRoutesRecordsAndReportsAsJSON) {
+  const std::string out = path("out");
+  const auto result =
+      run({"run", "--platform", "simulated", "--demo-apps", "--route", "melody=2", "--route", "later=3",
+           "--volume", "melody=0.5", "--record", "2", "--out", out.c_str(), "--for", "1", "--json"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const auto report = nlohmann::json::parse(result.out);
+  EXPECT_EQ(report["platform"], "simulated");
+  EXPECT_EQ(report["routes"][0]["armed"], true);
+  EXPECT_EQ(report["routes"][1]["armed"], false);
+  ASSERT_EQ(report["recordings"].size(), 1u);
+  const auto recording = report["recordings"][0];
+  EXPECT_GT(recording["frames"], 0);
+  EXPECT_EQ((*openAudioFile(std::string(recording["path"])))->frameCount(),
+            std::int64_t(recording["frames"]));
+  EXPECT_EQ(std::filesystem::path(std::string(recording["path"])).parent_path(), out);
+  const auto saved = nlohmann::json::parse(run({"settings", "list", "--json"}).out);
+  EXPECT_EQ(saved["sonmere.perapp.enabledApps"], nlohmann::json::array({"melody"}));
+  EXPECT_FALSE(saved.contains("sonmere.recordingsFolderPath")) << "--out holds for the run alone";
+  EXPECT_FALSE(saved.contains("didAutoRegisterLoginItem"))
+      << "the embedded server has no session to start with";
+}
+
+// The program in a process of its own; it is ready once it has printed its first line.
+TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
+  const auto absent = run({"status"});
+  EXPECT_EQ(absent.status, 1);
+  EXPECT_NE(absent.err.find("sonmere run"), std::string::npos) << "says how to start it";
+  int output[2];
+  ASSERT_EQ(pipe(output), 0);
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(output[1], STDOUT_FILENO);
+    close(output[0]);
+    close(output[1]);
+    const char* const arguments[] = {"sonmere", "run", "--platform", "simulated", "--demo-apps"};
+    _exit(runCommandLine(int(std::size(arguments)), arguments));
+  }
+  close(output[1]);
+  char text[4096];
+  ASSERT_GT(read(output[0], text, sizeof text), 0);
+  EXPECT_NE(run({"volume", "mel", "+50%"}).out.find("150 %"), std::string::npos);
+  const auto held = run({"volume", "mel", "900%", "--json"});
+  EXPECT_EQ(nlohmann::json::parse(held.out)["volume"], 4.0);
+  EXPECT_EQ(held.err, "sonmere volume: volume held to 400 %\n");
+  EXPECT_EQ(run({"volume", "e", "50%"}).status, 2) << "several apps fit";
+  EXPECT_EQ(run({"apps", "--ids"}).out, "melody\nbeat\nspeech\n");
+  const auto watched = run({"watch", "--count", "2", "--json"});
+  EXPECT_EQ(std::ranges::count(watched.out, '\n'), 2);
+  const auto second = run({"run", "--platform", "simulated"});
+  EXPECT_EQ(second.status, 1);
+  EXPECT_EQ(second.err, "sonmere run: Sonmere is running already (process " + std::to_string(child) + ")\n");
+  ASSERT_EQ(kill(child, SIGTERM), 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
+  EXPECT_EQ(run({"status"}).status, 1);
+  close(output[0]);
+}
+
+TEST_F(CommandLineTest, CompletionsAreScriptsThatTheShellTakesAndKnowEveryCommand) {
+  std::ofstream(path("c.bash")) << run({"completion", "bash"}).out << R"(
+complete_words() { COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)); _sonmere; echo "${COMPREPLY[@]}"; }
+complete_words sonmere rec
+complete_words sonmere record sta
+complete_words sonmere run --plat
+complete_words sonmere route app of
+)";
+  const std::string command = "bash " + path("c.bash");
+  FILE* const shell = popen(command.c_str(), "r");
+  char text[4096] = {};
+  const std::size_t size = std::fread(text, 1, sizeof text, shell);
+  EXPECT_EQ(pclose(shell), 0);
+  EXPECT_EQ(std::string(text, size), "record\nstart\n--platform\noff\n");
+  EXPECT_NE(run({"completion", "zsh"}).out.find("'watch:"), std::string::npos);
+  const std::string manual = run({"man"}).out;
+  EXPECT_TRUE(manual.starts_with(".TH SONMERE 1"));
+  EXPECT_NE(manual.find(".SS sonmere record start BUS"), std::string::npos);
+}
+
 TEST_F(CommandLineTest, HelpAndVersionGoToStandardOutput) {
   EXPECT_EQ(run({"--version"}).out.substr(0, 8), "sonmere ");
   EXPECT_NE(run({"demo", "--help"}).out.find("--route"), std::string::npos);
-  const auto bare = run({});
-  EXPECT_EQ(bare.status, 0);
-  EXPECT_NE(bare.out.find("demo"), std::string::npos);
+  const auto all = run({"--help"});
+  EXPECT_EQ(all.status, 0);
+  for (const char* command : {"run", "demo", "volume", "watch", "completion"})
+    EXPECT_NE(all.out.find(command), std::string::npos) << command;
 }
 
 }  // namespace
