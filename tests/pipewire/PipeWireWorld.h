@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "KnownSignal.h"
 #include "PrivateSession.h"
 #include "app/TapEngineRecorderFeed.h"
 #include "base/LiveRuntime.h"
@@ -74,6 +76,19 @@ struct PipeWireWorld {
       return row && !row->audioObjectIDs.empty();
     };
     return until(isThere) && engine->setBus(app, bus) && engine->setRouted(app, true);
+  }
+  // Until the file of a recorder that is under way holds that many samples of the signal.
+  bool untilRecorded(const std::string& path, const KnownSignal& signal, std::size_t samples, Match& match) {
+    std::uintmax_t enough = 0;
+    return until([&] {
+      std::error_code error;
+      const auto size = std::filesystem::file_size(path, error);
+      if (error || size < enough) return false;
+      // Looking is dear: not before as much more has come as is missing.
+      match = findSignal(readSamples(path), signal.samples);
+      enough = size + (samples - std::min(samples, match.length)) * sizeof(float) + 4096;
+      return match.length >= samples;
+    });
   }
   AudioHardware& hardware() { return platform.hardware(); }
   AudioDeviceID device(const std::string& uid) { return hardware().deviceForUID(uid).value_or(0); }

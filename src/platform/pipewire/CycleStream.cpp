@@ -155,6 +155,12 @@ void CycleStream::silence() {
   pw_data_loop_invoke(pw_context_get_data_loop(loop_.context()), nothing, 0, nullptr, 0, true, nullptr);
 }
 
+void CycleStream::resume(Process callback, void* refcon) {
+  process_ = callback;
+  refcon_ = refcon;
+  isSilenced_.store(false, std::memory_order_seq_cst);
+}
+
 bool CycleStream::isConnected() const { return hooks_ != nullptr; }
 
 std::optional<GlobalID> CycleStream::node() const {

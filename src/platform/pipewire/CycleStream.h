@@ -59,6 +59,9 @@ class CycleStream {
   void disconnect();
   // The stream goes on, taking what comes, but its callback does not run once this has returned. Lock held.
   void silence();
+  // From now on this callback runs, of a stream that was silenced. Lock held.
+  void resume(Process callback, void* refcon);
+  const CycleStreamPlan& plan() const { return plan_; }
   bool isConnected() const;
   // The stream's node; nothing before it is connected.
   std::optional<GlobalID> node() const;
@@ -73,8 +76,8 @@ class CycleStream {
 
   PipeWireLoop& loop_;
   const CycleStreamPlan plan_;
-  const Process process_;
-  void* const refcon_;
+  Process process_;  // these two change while silenced only
+  void* refcon_;
   std::unique_ptr<Hooks> hooks_;
 
   std::atomic<bool> isSilenced_{false};

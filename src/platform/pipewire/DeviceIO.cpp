@@ -71,26 +71,43 @@ OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint
   CycleStreamPlan tapPlan = plan(kind, server_.uniqueName("tap"), rate, latencyFrames);
   tapPlan.description = tap.description.name;
   beats_ = tap.isMuted();
-  if (const OSStatus status = open(input_, std::move(tapPlan), captured); status != noErr) return status;
-  // The stream's node is usable once the server has announced it here too.
+  auto former = beats_ ? server_.lingering().take(tapPlan) : LingeringTaps::Taken{};
+  if (former.stream) {
+    input_ = std::move(former.stream);
+    input_->resume(captured, this);
+    server_.watch(*input_);
+  } else if (const OSStatus status = open(input_, std::move(tapPlan), captured); status != noErr) {
+    return status;
+  }
+  const GraphNode* node = announcedNode();
+  if (node) capture(tap, *node);
+  if (former.release) former.release();
+  if (!node) return kAudioHardwareNotRunningError;
+  // The release took the device off the guard's list too.
+  if (beats_) server_.guard().add(sinkSerial_);
+  return noErr;
+}
+
+// The stream's node is usable once the server has announced it here too.
+const GraphNode* DeviceIO::announcedNode() {
   const auto announced = [&]() -> const GraphNode* {
     const auto id = input_ ? input_->node() : std::nullopt;
     return id ? server_.graph().node(*id) : nullptr;
   };
   server_.loop().waitUntil([&] { return !input_ || announced(); }, kConnectTimeout);
-  const GraphNode* node = announced();
-  if (!node) return kAudioHardwareNotRunningError;
+  return announced();
+}
+
+void DeviceIO::capture(const PipeWireTap& tap, const GraphNode& node) {
   // A tap that is started again is another one to those who move apps.
   PipeWireTap activation = tap;
   activation.id = tap_ = server_.newID();
   if (!tap.isMuted()) {
-    server_.links().start(activation, node->id);
-    return noErr;
+    server_.links().start(activation, node.id);
+    return;
   }
-  std::from_chars(node->serial.data(), node->serial.data() + node->serial.size(), sinkSerial_);
-  server_.guard().add(sinkSerial_);
-  server_.mover().start(activation, node->id, [stream = input_.get()] { return stream->cycles(); });
-  return noErr;
+  std::from_chars(node.serial.data(), node.serial.data() + node.serial.size(), sinkSerial_);
+  server_.mover().start(activation, node.id, [stream = input_.get()] { return stream->cycles(); });
 }
 
 OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std::uint32_t latencyFrames) {

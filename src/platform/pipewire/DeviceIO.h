@@ -30,6 +30,8 @@ class DeviceIO final : public ServerDependent {
                        std::uint32_t latencyFrames);
   OSStatus open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan, CycleStream::Process process);
   OSStatus startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
+  const GraphNode* announcedNode();
+  void capture(const PipeWireTap& tap, const GraphNode& node);
   void stopTap();
   void close(std::unique_ptr<CycleStream>& stream);
 

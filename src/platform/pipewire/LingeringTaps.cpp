@@ -2,6 +2,8 @@
 
 #include <pipewire/pipewire.h>
 
+#include <algorithm>
+
 namespace sonmere {
 
 namespace {
@@ -30,6 +32,20 @@ void LingeringTaps::keep(std::unique_ptr<CycleStream> stream, std::function<void
   stream->silence();
   if (taps_.empty()) schedule(true);
   taps_.push_back({std::move(stream), std::move(release), false});
+}
+
+LingeringTaps::Taken LingeringTaps::take(const CycleStreamPlan& plan) {
+  const auto isAlike = [&](const Tap& tap) {
+    const CycleStreamPlan& other = tap.stream->plan();
+    return tap.stream->isConnected() && other.description == plan.description &&
+           other.format == plan.format && other.latencyFrames == plan.latencyFrames;
+  };
+  const auto found = std::ranges::find_if(taps_, isAlike);
+  if (found == taps_.end()) return {};
+  Taken taken{std::move(found->stream), std::move(found->release)};
+  taps_.erase(found);
+  if (taps_.empty()) schedule(false);
+  return taken;
 }
 
 void LingeringTaps::tick() {

@@ -20,6 +20,14 @@ class LingeringTaps {
 
   // The stream is silenced. `release` lets the apps go, just before the device does.
   void keep(std::unique_ptr<CycleStream> stream, std::function<void()> release);
+  // Another tap like that one takes the stream over, with the apps in it: nothing is lost, nothing is heard
+  // in between. `release` of the old one runs once the caller has made the stream its own. Null: there is
+  // none.
+  struct Taken {
+    std::unique_ptr<CycleStream> stream;
+    std::function<void()> release;
+  };
+  Taken take(const CycleStreamPlan& plan);
   // All at once, for the program ends.
   void releaseAll();
   // The server has gone, and nothing is to be released there.
