@@ -36,6 +36,13 @@ const char* controlName(VolumeMixerControl control) {
   return "none";
 }
 
+// Of a tap of either engine.
+template <class Tap>
+float levelOf(const Tap& tap, const HostClock& clock) {
+  const bool isFresh = !tap.isMuted && tap.levelStamp.load() + kLevelAge > clock.hostTime();
+  return meterLevelDb(isFresh ? tap.level.load() : 0.0f);
+}
+
 float reductionDb(float limiterGain) {
   return limiterGain > 0 && limiterGain < 1 ? -20.0f * std::log10(limiterGain) : 0.0f;
 }
@@ -83,9 +90,8 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
 
 void AppControl::describeRoute(AppState& state, const SingleAppTap& tap) const {
   const RingReport ring = ringReport(state.id, tap.ringProbe, engine().busSampleRate(tap.busIndex));
-  const bool isFresh = tap.levelStamp.load() + kLevelAge > tap.hostClock.hostTime();
   state.bus = tap.busIndex;
-  state.levelDb = meterLevelDb(isFresh ? tap.level.load() : 0.0f);
+  state.levelDb = levelOf(tap, tap.hostClock);
   state.gainReductionDb = reductionDb(tap.limiterGain);
   state.addedDelayMs = ring.backlogMs;
   state.underruns = ring.underruns;
@@ -93,6 +99,7 @@ void AppControl::describeRoute(AppState& state, const SingleAppTap& tap) const {
 
 void AppControl::describeMixerTap(AppState& state, const VolumeMixerTap& tap) const {
   const TapLatencyStats stats = tap.latencyStats();
+  state.levelDb = levelOf(tap, app_.context().platform.hardware());
   state.gainReductionDb = reductionDb(tap.limiterGain);
   state.addedDelayMs = stereoMilliseconds(stats.backlogSamples, mixer().outputSampleRate());
   state.underruns = stats.underruns;

@@ -33,6 +33,8 @@ struct VolumeMixerTap : TapEffects {
 
   // Capture callback.
   RTPosition writePos;
+  RTScalar<float> level{0.0f};            // 0 to 1, at the app's volume
+  RTScalar<std::uint64_t> levelStamp{0};  // ns on the server's host clock
   RTScalar<std::int64_t> probeWriteCount;
   RTScalar<std::int64_t> probeOverflowCount;  // writes that would lap the reader
   RTScalar<std::int64_t> probeLastWriteSamples;

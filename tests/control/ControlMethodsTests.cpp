@@ -119,6 +119,12 @@ TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {
   const auto app = [&](const char* name) { return *call("app", fmt::format(R"({{"app":"{}"}})", name)); };
   ASSERT_TRUE(call("mixer.enable", R"({"enabled":true})"));
   EXPECT_EQ(app("talk")["control"], "mixer");
+  wait(1);
+  const double loud = app("talk")["levelDb"];
+  EXPECT_GT(loud, -59) << "it plays";
+  ASSERT_TRUE(call("mute", R"({"app":"talk","muted":true})"));
+  EXPECT_EQ(app("talk")["levelDb"], -60);
+  ASSERT_TRUE(call("mute", R"({"app":"talk","muted":false})"));
   ASSERT_TRUE(call("direct", R"({"app":"talk","direct":true})"));
   EXPECT_EQ(app("talk")["control"], "direct");
   ASSERT_TRUE(call("hide", R"({"app":"music"})"));
