@@ -39,6 +39,8 @@ DeviceDirectory::DeviceDirectory(const GraphMirror& graph, std::function<AudioOb
 
 void DeviceDirectory::nodeChanged(const GraphNode& node) {
   const Side side = sideOf(node);
+  // What a device consists of is certain only once all is known of it.
+  if (!node.isKnown) return;
   // Hidden devices are known only where this program has announced them.
   if (side == Side::none || node.name().empty() || (isInternal(node) && !deviceNamed(node.name()))) return;
   PipeWireDevice& device = entry(std::string(node.name()));

@@ -7,6 +7,7 @@ namespace sonmere {
 
 namespace {
 constexpr Duration kConnectTimeout = std::chrono::seconds(2);
+constexpr Duration kSettleTimeout = fromMilliseconds(200);
 constexpr std::uint32_t kMaximumChannels = 64;
 constexpr std::uint32_t kBytes = sizeof(float);
 
@@ -149,17 +150,23 @@ OSStatus PipeWireOutputUnit::start() {
   isStarted_ = true;
   server_.add(*this);
   const OSStatus status = openSides(*device);
-  if (status != noErr) stop();
+  if (status != noErr) closeSides();
   return status;
 }
 
 OSStatus PipeWireOutputUnit::stop() {
   const PipeWireLoop::Lock lock(server_.loop());
+  for (const auto* stream : {&output_, &input_})
+    if (*stream) (*stream)->settle(kSettleTimeout);
+  closeSides();
+  return noErr;
+}
+
+void PipeWireOutputUnit::closeSides() {
   close(output_);
   close(input_);
   server_.remove(*this);
   isStarted_ = false;
-  return noErr;
 }
 
 void PipeWireOutputUnit::serverLost() {

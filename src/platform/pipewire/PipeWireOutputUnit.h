@@ -42,6 +42,7 @@ class PipeWireOutputUnit final : public OutputUnit, private ServerDependent {
   OSStatus open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan, CycleStream::Process process);
   CycleStreamPlan plan(CycleStreamPlan::Kind kind, const PipeWireDevice& device) const;
   OSStatus openSides(const PipeWireDevice& device);
+  void closeSides();
   void renderSlice(float* target, std::uint32_t frames, std::uint32_t channels,
                    const AudioTimeStamp& now) noexcept;
 
