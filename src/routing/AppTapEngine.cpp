@@ -16,7 +16,6 @@ constexpr const char* kBoostAllowedKey = "sonmere.boostAllowed";
 constexpr Duration kDeviceEnumInterval = std::chrono::seconds(10);
 constexpr Duration kVolumeSaveDelay = fromMilliseconds(500);
 constexpr Duration kLevelInterval = fromMilliseconds(33);
-// The server publishes its objects one by one after a restart.
 // A restarted server that needs settling publishes its objects one by one; any other has them at once.
 constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
 constexpr Duration kShortRestartDelay = fromMilliseconds(50);
