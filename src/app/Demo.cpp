@@ -23,50 +23,21 @@ constexpr Duration kLevelInterval = fromMilliseconds(100);
 }  // namespace
 
 Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
-    : options_(options),
-      runtime_(runtime),
-      log_(log),
-      embedded_(runtime, log),
-      context_{runtime,
-               log,
-               settings_,
-               notifications_,
-               embedded_.platform(),
-               flags_,
-               *micSend_,
-               Folders{options.folder, options.folder}},
-      engine_(context_),
-      feed_(engine_),
-      recordingContext_{runtime,
-                        log,
-                        settings_,
-                        notifications_,
-                        context_.folders,
-                        RecordingHealth::create(runtime, log, notifications_, options.folder),
-                        std::make_shared<FlushDeadline>(),
-                        [this](const std::string& path, const AudioFileSettings& settings) {
-                          auto file = options_.createFile(path, settings);
-                          if (file) writers_.push_back(*file);
-                          return file;
-                        }},
-      latency_(runtime, settings_, options.folder) {
+    : options_(options), runtime_(runtime), embedded_(runtime, log) {
   settings_.set(kRecordingBitDepthKey, name(options.bitDepth));
-  recordings_ = std::make_unique<BusRecordings>(recordingContext_, feed_);
-  engine_.setRecordingRate([this](int bus) { return recordings_->recordingRate(bus); });
-  recordingFailures_ = recordings_->errorMessage.observe([this](const std::string& message) {
+  app_ = std::make_unique<ToneFerryApp>(ToneFerryApp::Environment{
+      runtime, log, settings_, embedded_.platform(), Folders{options.folder, options.folder},
+      options.createFile, std::nullopt, false});
+  recordingFailures_ = recordings().errorMessage.observe([this](const std::string& message) {
     if (!message.empty()) fail(message);
   });
-  latency_.addSource(engine_);
 }
-
-Demo::~Demo() { latency_.removeSource(engine_); }
 
 Outcome<std::unique_ptr<Demo>> Demo::prepare(Runtime& runtime, Log& log, const DemoOptions& options) {
   std::unique_ptr<Demo> demo(new Demo(runtime, log, options));
   for (const DemoOptions::App& app : options.apps)
     if (auto launched = demo->launch(app); !launched) return std::unexpected(launched.error());
-  if (auto folder = RecordingsFolder(demo->recordingContext_).current(); !folder)
-    return std::unexpected(folder.error());
+  if (auto folder = demo->app_->recordingsFolder().current(); !folder) return std::unexpected(folder.error());
   return demo;
 }
 
@@ -78,7 +49,7 @@ Outcome<void> Demo::launch(const DemoOptions::App& app) {
 
 void Demo::start(Done done) {
   done_ = std::move(done);
-  engine_.start();
+  engine().start();
   end_ = runtime_.mainQueue().postAfter(kDiscoveryTime, [this] {
     route();
     begin();
@@ -87,12 +58,12 @@ void Demo::start(Done done) {
 
 void Demo::route() {
   for (const DemoOptions::App& app : options_.apps) {
-    engine_.setVolume(app.id, app.volume);
-    if (app.equaliser) engine_.effects().setAppEqualiser(app.id, *app.equaliser, SettingForm::final);
-    if (app.ceilingDb) engine_.effects().setAppLimiter(app.id, {true, *app.ceilingDb}, SettingForm::final);
+    engine().setVolume(app.id, app.volume);
+    if (app.equaliser) engine().effects().setAppEqualiser(app.id, *app.equaliser, SettingForm::final);
+    if (app.ceilingDb) engine().effects().setAppLimiter(app.id, {true, *app.ceilingDb}, SettingForm::final);
     if (!app.bus) continue;
-    engine_.setBus(app.id, *app.bus);
-    engine_.setRouted(app.id, true);
+    engine().setBus(app.id, *app.bus);
+    engine().setRouted(app.id, true);
   }
 }
 
@@ -100,13 +71,13 @@ void Demo::begin() {
   std::set<int> buses;
   for (const DemoOptions::App& app : options_.apps) {
     if (!app.bus) continue;
-    if (!engine_.tapOf(app.id)) return fail(routeFailure(app));
+    if (!engine().tapOf(app.id)) return fail(routeFailure(app));
     buses.insert(*app.bus);
   }
   for (const int bus : buses) {
-    recordings_->startRecording(bus);
+    recordings().startRecording(bus);
     if (finishing_) return;
-    recordedPaths_[bus] = recordings_->busRecordingStatuses->at(bus).path;
+    recordedPaths_[bus] = recordings().busRecordingStatuses->at(bus).path;
   }
   embedded_.playAll();
   playingSince_ = runtime_.uptime();
@@ -116,13 +87,13 @@ void Demo::begin() {
 
 void Demo::sampleLevels() {
   for (const DemoOptions::App& app : options_.apps)
-    if (const auto tap = engine_.tapOf(app.id))
+    if (const auto tap = engine().tapOf(app.id))
       peakLevels_[app.id] = std::max(peakLevels_[app.id], tap->level.load());
 }
 
 std::string Demo::routeFailure(const DemoOptions::App& app) {
   return fmt::format("the app \"{}\" could not be routed to bus {}: {}", app.id, *app.bus,
-                     engine_.errorMessage()->value_or("it has no row of its own"));
+                     engine().errorMessage()->value_or("it has no row of its own"));
 }
 
 void Demo::note(const std::string& problem) {
@@ -139,29 +110,27 @@ void Demo::finish() {
   levels_.cancel();
   end_.cancel();
   for (const DemoOptions::App& app : options_.apps) report_.apps.push_back(describe(app));
-  report_.latency = latency_.report();
-  if (const auto& message = *engine_.errorMessage()) note(*message);
-  recordings_->stopAllRecordings([this](const auto&) { collect(); });
+  report_.latency = app_->latencyProbe().report();
+  if (const auto& message = *engine().errorMessage()) note(*message);
+  recordings().stopAllRecordings([this](const auto&) { collect(); });
 }
 
 void Demo::quit() {
-  recordingContext_.flushDeadline->set(runtime_.uptime() + FlushDeadline::kQuitTime);
+  app_->flushDeadline()->set(runtime_.uptime() + FlushDeadline::kQuitTime);
   finish();
 }
 
-bool Demo::isWriting() const {
-  return std::ranges::any_of(writers_, [](const auto& writer) { return !writer.expired(); });
-}
+bool Demo::isWriting() const { return app_->isWriting(); }
 
 DemoReport::App Demo::describe(const DemoOptions::App& app) const {
   DemoReport::App row{app.id, std::nullopt, meterLevelDb(0), app.volume, 0, 0};
-  if (const TappedAppInfo* info = engine_.row(app.id)) row.volume = info->volume;
+  if (const TappedAppInfo* info = engine().row(app.id)) row.volume = info->volume;
   if (const auto level = peakLevels_.find(app.id); level != peakLevels_.end())
     row.peakLevelDb = meterLevelDb(level->second);
-  const auto tap = engine_.tapOf(app.id);
+  const auto tap = engine().tapOf(app.id);
   if (!tap) return row;
   row.bus = tap->busIndex;
-  const RingReport ring = ringReport(app.id, tap->ringProbe, engine_.busSampleRate(tap->busIndex));
+  const RingReport ring = ringReport(app.id, tap->ringProbe, engine().busSampleRate(tap->busIndex));
   row.addedDelayMs = ring.backlogMs;
   row.underruns = ring.underruns;
   return row;
@@ -169,7 +138,7 @@ DemoReport::App Demo::describe(const DemoOptions::App& app) const {
 
 // What the files hold is read back from them, not taken from the recorders' word.
 Outcome<DemoReport::File> Demo::measure(const std::string& path, int bus) const {
-  DemoReport::File file{bus, path, "wav", name(options_.bitDepth), 0, engine_.busSampleRate(bus), 0};
+  DemoReport::File file{bus, path, "wav", name(options_.bitDepth), 0, engine().busSampleRate(bus), 0};
   auto reader = openAudioFile(path);
   if (!reader && isFault(reader.error(), ReaderFault::noAudio)) return file;
   if (!reader) return std::unexpected(reader.error());

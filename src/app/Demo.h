@@ -9,11 +9,8 @@
 #include "app/DemoOptions.h"
 #include "app/DemoReport.h"
 #include "app/EmbeddedPlatform.h"
-#include "app/LatencyProbe.h"
-#include "app/TapEngineRecorderFeed.h"
+#include "app/ToneFerryApp.h"
 #include "base/Error.h"
-#include "recording/BusRecordings.h"
-#include "routing/AppTapEngine.h"
 
 namespace sonmere {
 
@@ -26,7 +23,6 @@ class Demo {
   // Opens the files, makes the folder and tries to write in it; nothing plays yet. Nothing is left behind
   // after an error.
   static Outcome<std::unique_ptr<Demo>> prepare(Runtime& runtime, Log& log, const DemoOptions& options);
-  ~Demo();
 
   // `done` is called on the main queue once all files are complete, or have had their time to be. An app
   // that can't be routed and a recording that fails end the demo before its time.
@@ -54,26 +50,19 @@ class Demo {
   Outcome<DemoReport::File> measure(const std::string& path, int bus) const;
   DemoReport::App describe(const DemoOptions::App& app) const;
 
+  AppTapEngine& engine() const { return *app_->appTapEngine(); }
+  BusRecordings& recordings() const { return *app_->recordings(); }
+
   const DemoOptions options_;
   Runtime& runtime_;
-  Log& log_;
   EmbeddedPlatform embedded_;
   MemorySettingsStore settings_;
-  NotificationCenter notifications_;
-  RenderFlags flags_;
-  std::unique_ptr<MicSend> micSend_ = std::make_unique<MicSend>();
-  EngineContext context_;
-  AppTapEngine engine_;
-  TapEngineRecorderFeed feed_;
-  RecordingContext recordingContext_;
-  std::unique_ptr<BusRecordings> recordings_;
-  LatencyProbe latency_;
+  std::unique_ptr<ToneFerryApp> app_;
 
   Done done_;
   std::optional<Duration> playingSince_;
   bool finishing_ = false;
   std::map<int, std::string> recordedPaths_;  // by bus
-  std::vector<std::weak_ptr<AudioFileWriter>> writers_;
   std::map<std::string, float> peakLevels_;
   DemoReport report_;
   Subscription recordingFailures_;

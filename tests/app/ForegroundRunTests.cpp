@@ -34,6 +34,7 @@ class FileThatHangs final : public AudioFileWriter {
 };
 
 struct ForegroundRunTest : testing::Test {
+  ForegroundRunTest() { setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1); }
   void begin(RunOptions options) {
     run = std::make_unique<ForegroundRun>(world.runtime, world.start(), world.platform, std::move(options));
     ASSERT_TRUE(run->prepare());
