@@ -43,8 +43,10 @@ class RunSession {
     if (!platform) return tell(kExitFailure, platform.error().description);
     FileSettingsStore settings(runtime_, log_, defaultSettingsPath());
     if (const auto& error = settings.loadError()) return tell(kExitFailure, error->description);
+    // A run for some seconds, or on a server inside this process, is no sign that the user wants it always.
+    const bool registersLoginItem = !platform->embedded() && !request_.options.seconds;
     ToneFerryApp app({runtime_, log_, settings, platform->platform(), userFolders(), createAudioFile,
-                      request_.folder, platform->embedded() == nullptr});
+                      request_.folder, registersLoginItem});
     return runOn(*platform, app);
   }
 
