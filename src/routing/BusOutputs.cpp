@@ -83,9 +83,6 @@ void BusOutputs::start(int bus) {
   }
   Output& output = outputs_[std::size_t(bus)].emplace(std::move(*built));
   core_.log().info(fmt::format("Sonmere: Output AudioUnit started on bus {}", bus));
-  // What has gathered in the rings before would stay as delay. Asked only now: an old unit could take it.
-  for (const auto& [pid, tap] : core_.activeTaps)
-    if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
   reportGap(bus);
   if (didStart) didStart(bus);
   listenForRate(bus, output);
@@ -162,6 +159,9 @@ void BusOutputs::checkRate(int bus) {
   if (std::abs(chooseRate(bus, output.device) - output.context->sampleRate) < kSameRateHz) return;
   stop(bus);
   start(bus);
+  // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
+  for (const auto& [pid, tap] : core_.activeTaps)
+    if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
 }
 
 }  // namespace sonmere

@@ -17,15 +17,20 @@ constexpr std::int64_t kTrimReserveSamples = 256;
 constexpr std::int64_t kMicSendLimitBytes = MicSend::kRingBytes / 2;
 constexpr double kSameRateHz = 1.0;
 
-// Drops the backlog down to one block and a reserve, when asked to.
-void trimIfAsked(SingleAppTap& tap, std::int64_t n) noexcept {
-  if (tap.trimKeepSamples < 0 || tap.trimKeepSamples.exchange(-1) < 0) return;
-  const std::int64_t keep = n + kTrimReserveSamples;
+void dropAllBut(SingleAppTap& tap, std::int64_t keep) noexcept {
   const std::int64_t writePos = tap.writePos.loadAcquire();
   const std::int64_t available = ringAvailable<kTapRingSamples>(writePos, tap.readPos.loadRelaxed());
   if (available <= keep) return;
   tap.readPos.storeRelease((writePos - keep + kTapRingSamples) % kTapRingSamples);
   tap.ledger.skipped.add(available - keep);
+}
+
+// Drops the backlog down to one block and a reserve, when asked to; to one block for a tap that is read for
+// the first time since it was made.
+void trimIfAsked(SingleAppTap& tap, std::int64_t n) noexcept {
+  if (tap.startLive && tap.startLive.exchange(false)) dropAllBut(tap, n);
+  if (tap.trimKeepSamples < 0 || tap.trimKeepSamples.exchange(-1) < 0) return;
+  dropAllBut(tap, n + kTrimReserveSamples);
 }
 
 // Takes n samples from the tap's ring; false when it holds too little, which leaves the ring alone.

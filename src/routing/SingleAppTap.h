@@ -46,6 +46,8 @@ struct SingleAppTap : TapEffects {
 
   // A value of 0 or more asks the next read to drop the backlog; the render sets -1 when it has.
   RTScalar<std::int64_t> trimKeepSamples{-1};
+  // The next read begins at the newest block: what gathered before anybody read would stay as delay.
+  RTScalar<bool> startLive{true};
 
   // I/O procedure.
   const HostClock& hostClock;

@@ -178,6 +178,7 @@ bool TapLifecycle::rebuildTap(ProcessID pid, bool muted) {
   if (found == core_.activeTaps.end()) return false;
   const auto tap = found->second;
   destroyTapAggregate(core_.hardware(), tap->objects);
+  tap->startLive = true;
   if (createPlatformObjects(*tap, muted)) return true;
   tap->outputDeviceID = kAudioObjectUnknown;
   stopTap(pid);

@@ -177,6 +177,7 @@ TEST_F(BusRenderTest, AShortTapIsLeftOutWholeAndKeepsWhatItHas) {
 
 TEST_F(BusRenderTest, ATrimKeepsOneBlockAndAReserveAndIsUsedUp) {
   const auto tap = addTap();
+  tap->startLive = false;
   tap->trimKeepSamples = 5;
   feed(*tap, noise(128 + 256));
   render(64);
@@ -190,6 +191,17 @@ TEST_F(BusRenderTest, ATrimKeepsOneBlockAndAReserveAndIsUsedUp) {
   feed(*tap, noise(5000));
   render(64);
   EXPECT_EQ(tap->available(), 256 + 5000 - 128);
+}
+
+TEST_F(BusRenderTest, ATapThatWasNeverReadBeginsAtItsNewestBlock) {
+  const auto tap = addTap();
+  feed(*tap, noise(5000));
+  render(64);
+  EXPECT_EQ(tap->available(), 0);
+  EXPECT_EQ(tap->ledger.skipped, 5000 - 128);
+  feed(*tap, noise(5000));
+  render(64);
+  EXPECT_EQ(tap->available(), 5000 - 128) << "only once";
 }
 
 TEST_F(BusRenderTest, BlocksThatAreTooLongOrOfRetiredUnitsStaySilentAndReadNothing) {

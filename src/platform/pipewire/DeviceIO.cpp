@@ -144,7 +144,7 @@ void DeviceIO::stopTap() {
   const AudioObjectID activation = std::exchange(tap_, kAudioObjectUnknown);
   const std::uint32_t serial = std::exchange(sinkSerial_, 0);
   server_.links().stop(activation);
-  if (serial == 0 || !input_) return;
+  if (!input_) return;
   server_.unwatch(*input_);
   server_.lingering().keep(std::move(input_), [&server = server_, activation, serial] {
     server.mover().stop(activation);

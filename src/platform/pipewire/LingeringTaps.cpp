@@ -37,7 +37,7 @@ void LingeringTaps::keep(std::unique_ptr<CycleStream> stream, std::function<void
 LingeringTaps::Taken LingeringTaps::take(const CycleStreamPlan& plan) {
   const auto isAlike = [&](const Tap& tap) {
     const CycleStreamPlan& other = tap.stream->plan();
-    return tap.stream->isConnected() && other.description == plan.description &&
+    return tap.stream->isConnected() && other.kind == plan.kind && other.description == plan.description &&
            other.format == plan.format && other.latencyFrames == plan.latencyFrames;
   };
   const auto found = std::ranges::find_if(taps_, isAlike);

@@ -10,9 +10,10 @@ struct spa_source;
 
 namespace sonmere {
 
-// Hidden devices of muted taps that were stopped a moment ago. The apps in them stay silent for that moment:
-// a tap that is made anew takes them over, and what they play is not heard elsewhere in between. Guarded by
-// the loop's lock.
+// Streams of taps that were stopped a moment ago. Apps in the hidden device of a muted one stay silent for
+// that moment: a tap that is made anew takes them over, and what they play is not heard elsewhere in between.
+// A stream that goes while the server still links it would leave descriptors behind. Guarded by the loop's
+// lock.
 class LingeringTaps {
  public:
   explicit LingeringTaps(PipeWireLoop& loop);

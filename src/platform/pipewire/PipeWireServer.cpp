@@ -97,6 +97,7 @@ PipeWireServer::~PipeWireServer() {
   const PipeWireLoop::Lock lock(loop_);
   if (forcedRate_ && graph_.settings().value(0, "clock.force-rate") == forcedRate_)
     graph_.settings().set(0, "clock.force-rate", "0");
+  isEnding_ = true;
   lingering_.releaseAll();
   // What was said last is on its way only once the server has answered.
   bool hasAnswered = !isReady();
@@ -129,7 +130,7 @@ void PipeWireServer::ready() {
 }
 
 void PipeWireServer::lost() {
-  if (isReady()) {
+  if (isReady() && !isEnding_) {
     lostAt_ = runtime_.uptime();
     log_.error("Sonmere: the audio server has gone; waiting for it to come back");
   }

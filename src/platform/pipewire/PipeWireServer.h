@@ -110,6 +110,7 @@ class PipeWireServer final : private GraphObserver {
   TapLinks links_;
   std::set<ServerDependent*> dependents_;
   bool wasReady_ = false;
+  bool isEnding_ = false;
   std::optional<Duration> lostAt_;
   std::optional<std::string> forcedRate_;
   TapGuard guard_;
