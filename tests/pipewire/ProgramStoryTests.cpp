@@ -25,9 +25,10 @@ struct ProgramWorld : PipeWireWorld {
   void startMixer() {
     KnownSignal(120).write(session.file("signal.wav"));
     player = session.launch({"pw-play", session.file("signal.wav")});
+    ASSERT_TRUE(until([&] { return isHome(); }));
     session.run(command({"settings", "set", "sonmere.volumeMixer.isEnabled", "true"}));
     program = session.launch(command({"run", "--platform", "pipewire", "--no-control", "--for", "200"}));
-    ASSERT_TRUE(until([&] { return !hardware().processObjects().value().empty() && isCaptured(); }));
+    ASSERT_TRUE(until([&] { return isCaptured(); }));
   }
   bool isCaptured() { return outputsOf("pw-play").empty(); }
   bool isHome() { return outputsOf("pw-play") == std::vector<std::string>{"fake.speaker"}; }
