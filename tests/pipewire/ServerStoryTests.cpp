@@ -157,6 +157,8 @@ TEST(ServerStory, TapsLeaveNothingBehind) {
     ASSERT_TRUE(world.engine->setMuted("pw-play", muted));
     ASSERT_TRUE(world.engine->setRouted("pw-play", false));
     ASSERT_TRUE(world.engine->setRouted("pw-play", true));
+    const auto tap = world.engine->tapOf("pw-play");
+    ASSERT_TRUE(world.until([&] { return tap->callbackCount > 0; }));
   };
   for (int i = 0; i < 10; ++i) cycle(i % 2 == 0);
   for (int i = 0; i < 50; ++i) world.pump();

@@ -146,13 +146,8 @@ OSStatus CycleStream::connect(pw_core* core, Duration timeout) {
   return kAudioHardwareNotRunningError;
 }
 
-void CycleStream::settle(Duration timeout) {
-  const auto isSettled = [&] {
-    if (!hooks_) return true;
-    const pw_stream_state state = pw_stream_get_state(hooks_->handle, nullptr);
-    return state == PW_STREAM_STATE_STREAMING || state <= PW_STREAM_STATE_UNCONNECTED;
-  };
-  loop_.waitUntil(isSettled, timeout);
+bool CycleStream::hasGone() const {
+  return !hooks_ || pw_stream_get_state(hooks_->handle, nullptr) <= PW_STREAM_STATE_UNCONNECTED;
 }
 
 void CycleStream::disconnect() { hooks_.reset(); }

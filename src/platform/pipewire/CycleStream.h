@@ -55,9 +55,8 @@ class CycleStream {
 
   // Waits until the server has made the stream's node, or says why not. The caller holds the lock once.
   OSStatus connect(pw_core* core, Duration timeout);
-  // Lets a stream that has just been connected come to run, or to fail. A stream that goes while the server
-  // is still linking it leaves descriptors behind. The caller holds the lock once.
-  void settle(Duration timeout);
+  // Whether the server has taken the stream down. Lock held.
+  bool hasGone() const;
   // Lock held.
   void disconnect();
   // The stream goes on, taking what comes, but its callback does not run once this has returned. Lock held.

@@ -56,7 +56,7 @@ OSStatus DeviceIO::open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan pl
 void DeviceIO::close(std::unique_ptr<CycleStream>& stream) {
   if (!stream) return;
   server_.unwatch(*stream);
-  stream.reset();
+  server_.departing().bury(std::move(stream));
 }
 
 OSStatus DeviceIO::startOnTap(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
@@ -71,7 +71,7 @@ OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint
   CycleStreamPlan tapPlan = plan(kind, server_.uniqueName("tap"), rate, latencyFrames);
   tapPlan.description = tap.description.name;
   beats_ = tap.isMuted();
-  auto former = beats_ ? server_.lingering().take(tapPlan) : LingeringTaps::Taken{};
+  auto former = beats_ ? server_.departing().take(tapPlan) : DepartingStreams::Taken{};
   if (former.stream) {
     input_ = std::move(former.stream);
     input_->resume(captured, this);
@@ -144,9 +144,9 @@ void DeviceIO::stopTap() {
   const AudioObjectID activation = std::exchange(tap_, kAudioObjectUnknown);
   const std::uint32_t serial = std::exchange(sinkSerial_, 0);
   server_.links().stop(activation);
-  if (!input_) return;
+  if (!input_ || serial == 0) return;
   server_.unwatch(*input_);
-  server_.lingering().keep(std::move(input_), [&server = server_, activation, serial] {
+  server_.departing().linger(std::move(input_), [&server = server_, activation, serial] {
     server.mover().stop(activation);
     server.guard().remove(serial);
   });

@@ -157,6 +157,10 @@ const GraphClient* GraphMirror::client(GlobalID id) const {
   return found == clients_.end() ? nullptr : &found->second;
 }
 
+void GraphMirror::destroy(GlobalID id) {
+  if (registry_) pw_registry_destroy(registry_, id);
+}
+
 bool GraphMirror::setVolume(GlobalID id, float volume) {
   const auto known = nodes_.find(id);
   const auto binding = bindings_.find(id);

@@ -29,6 +29,8 @@ class GraphMirror {
   const std::map<GlobalID, GraphLink>& links() const { return links_; }
   const GraphNode* node(GlobalID id) const;
   const GraphClient* client(GlobalID id) const;
+  // Asks the server to take an object down, one of this program's own.
+  void destroy(GlobalID id);
   // One linear volume for all channels of a device's side. False: it has none, or has gone.
   bool setVolume(GlobalID node, float volume);
 

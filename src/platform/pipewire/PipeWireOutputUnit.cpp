@@ -7,7 +7,6 @@ namespace sonmere {
 
 namespace {
 constexpr Duration kConnectTimeout = std::chrono::seconds(2);
-constexpr Duration kSettleTimeout = fromMilliseconds(200);
 constexpr std::uint32_t kMaximumChannels = 64;
 constexpr std::uint32_t kBytes = sizeof(float);
 
@@ -130,7 +129,7 @@ OSStatus PipeWireOutputUnit::open(std::unique_ptr<CycleStream>& stream, CycleStr
 void PipeWireOutputUnit::close(std::unique_ptr<CycleStream>& stream) {
   if (!stream) return;
   server_.unwatch(*stream);
-  stream.reset();
+  server_.departing().bury(std::move(stream));
 }
 
 OSStatus PipeWireOutputUnit::openSides(const PipeWireDevice& device) {
@@ -156,8 +155,6 @@ OSStatus PipeWireOutputUnit::start() {
 
 OSStatus PipeWireOutputUnit::stop() {
   const PipeWireLoop::Lock lock(server_.loop());
-  for (const auto* stream : {&output_, &input_})
-    if (*stream) (*stream)->settle(kSettleTimeout);
   closeSides();
   return noErr;
 }

@@ -48,7 +48,7 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
       mover_(graph_, processes_, log),
       links_(graph_, processes_),
       guard_(options, log),
-      lingering_(loop_),
+      departing_(loop_, graph_),
       watch_(loop_, connection_, log, [this] { return runtime_.uptime(); }),
       connection_(loop_, options.remote) {
   const PipeWireLoop::Lock lock(loop_);
@@ -98,7 +98,7 @@ PipeWireServer::~PipeWireServer() {
   if (forcedRate_ && graph_.settings().value(0, "clock.force-rate") == forcedRate_)
     graph_.settings().set(0, "clock.force-rate", "0");
   isEnding_ = true;
-  lingering_.releaseAll();
+  departing_.releaseAll();
   // What was said last is on its way only once the server has answered.
   bool hasAnswered = !isReady();
   connection_.ping([&] {
@@ -135,7 +135,7 @@ void PipeWireServer::lost() {
     log_.error("Sonmere: the audio server has gone; waiting for it to come back");
   }
   for (ServerDependent* dependent : dependents_) dependent->serverLost();
-  lingering_.forget();
+  departing_.forget();
   guard_.clear();
   watch_.reset();
   links_.reset();

@@ -9,9 +9,9 @@
 #include "base/Runtime.h"
 #include "platform/pipewire/AppMover.h"
 #include "platform/pipewire/CycleStream.h"
+#include "platform/pipewire/DepartingStreams.h"
 #include "platform/pipewire/DeviceDirectory.h"
 #include "platform/pipewire/GraphMirror.h"
-#include "platform/pipewire/LingeringTaps.h"
 #include "platform/pipewire/PipeWireLoop.h"
 #include "platform/pipewire/PipeWireOptions.h"
 #include "platform/pipewire/ProcessDirectory.h"
@@ -47,7 +47,7 @@ class PipeWireServer final : private GraphObserver {
   AppMover& mover() { return mover_; }
   TapLinks& links() { return links_; }
   TapGuard& guard() { return guard_; }
-  LingeringTaps& lingering() { return lingering_; }
+  DepartingStreams& departing() { return departing_; }
   Runtime& runtime() { return runtime_; }
   Log& log() { return log_; }
   // Name or path of the server's socket; empty: the default.
@@ -114,7 +114,7 @@ class PipeWireServer final : private GraphObserver {
   std::optional<Duration> lostAt_;
   std::optional<std::string> forcedRate_;
   TapGuard guard_;
-  LingeringTaps lingering_;
+  DepartingStreams departing_;
   ServerWatch watch_;  // outlives the connection, whose end it is told
   ServerConnection connection_;
 };
