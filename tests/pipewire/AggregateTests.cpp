@@ -1,5 +1,7 @@
 // Several devices as one.
 
+#include <gtest/gtest.h>
+
 #include "PipeWireWorld.h"
 
 namespace sonmere {

@@ -1,5 +1,7 @@
 // How much later a routed app is heard in its Track than it played.
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <cmath>
 

@@ -1,5 +1,7 @@
 // The program itself on a private session: what it leaves behind, however it ends.
 
+#include <gtest/gtest.h>
+
 #include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>

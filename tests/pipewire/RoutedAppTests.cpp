@@ -1,5 +1,7 @@
 // Real programs play a known signal, are routed into a Track, and other programs record what the Track gives.
 
+#include <gtest/gtest.h>
+
 #include <csignal>
 
 #include "KnownSignal.h"

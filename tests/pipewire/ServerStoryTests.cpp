@@ -1,5 +1,7 @@
 // What happens to the server, its devices and its programs while apps are routed.
 
+#include <gtest/gtest.h>
+
 #include <csignal>
 
 #include "PipeWireWorld.h"
