@@ -8,11 +8,12 @@ namespace sonmere {
 Outcome<std::vector<DemoPiece>> demoPieces() {
   const auto folder = resourceFolder();
   if (!folder) return std::unexpected(folder.error());
-  const auto piece = [&](const char* id, int bus) {
-    return DemoPiece{id, *folder + "/demo/" + id + ".flac", bus};
+  const auto piece = [&](const char* id, const char* file, int bus) {
+    return DemoPiece{id, *folder + "/demo/" + file, bus};
   };
-  return std::vector{piece("melody", kFirstTrackBus), piece("beat", kFirstTrackBus + 1),
-                     piece("speech", kBridgeBus)};
+  return std::vector{piece("music", "melody.flac", kFirstTrackBus),
+                     piece("beat", "beat.flac", kFirstTrackBus + 1),
+                     piece("speech", "speech.flac", kBridgeBus)};
 }
 
 }  // namespace sonmere

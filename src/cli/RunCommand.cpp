@@ -6,6 +6,7 @@
 
 #include "app/FileSettingsStore.h"
 #include "app/ForegroundRun.h"
+#include "app/OverriddenSettings.h"
 #include "app/PlatformFolders.h"
 #include "base/LiveRuntime.h"
 #include "base/StopSignals.h"
@@ -43,9 +44,12 @@ class RunSession {
     if (!platform) return tell(kExitFailure, platform.error().description);
     FileSettingsStore settings(runtime_, log_, defaultSettingsPath());
     if (const auto& error = settings.loadError()) return tell(kExitFailure, error->description);
+    // The demo apps are there to try the per-app volume on; it stays as it was for other runs.
+    OverriddenSettings ofThisRun(settings);
+    if (request_.options.demoApps) ofThisRun.override("sonmere.volumeMixer.isEnabled", true);
     // A run for some seconds, or on a server inside this process, is no sign that the user wants it always.
     const bool registersLoginItem = !platform->embedded() && !request_.options.seconds;
-    ToneFerryApp app({runtime_, log_, settings, platform->platform(), userFolders(), createAudioFile,
+    ToneFerryApp app({runtime_, log_, ofThisRun, platform->platform(), userFolders(), createAudioFile,
                       request_.folder, registersLoginItem});
     return runOn(*platform, app);
   }

@@ -120,6 +120,16 @@ Outcome<std::string> AppControl::find(const std::string& app) const {
   return matchApp(app, names);
 }
 
+// What is set for an app that nobody has in hand is kept, and heard later.
+void AppControl::noteIfUnheard(AppChange& change, const std::string& id) const {
+  if (isRouted(id)) return;
+  if (!*mixer().isEnabled)
+    change.notes.push_back(
+        "kept for later: per-app volume is off (sonmere mixer on) and the app is not routed");
+  else if (mixer().directBundleIDs->contains(id))
+    change.notes.push_back("kept for later: the app is Direct, and plays untouched");
+}
+
 Outcome<AppChange> AppControl::setVolume(const std::string& app, VolumeRequest request) {
   const auto id = find(app);
   if (!id) return std::unexpected(id.error());
@@ -134,6 +144,7 @@ Outcome<AppChange> AppControl::setVolume(const std::string& app, VolumeRequest r
   else
     mixer().setVolume(*id, held);
   change.app = describe(*id);
+  noteIfUnheard(change, *id);
   return change;
 }
 
@@ -146,7 +157,9 @@ Outcome<AppChange> AppControl::setMuted(const std::string& app, SwitchRequest re
   else if (!engine().setMuted(*id, muted))
     return std::unexpected(controlError(ControlFault::failed,
                                         engine().errorMessage()->value_or("the mute could not be changed")));
-  return AppChange{describe(*id), {}};
+  AppChange change{describe(*id), {}};
+  noteIfUnheard(change, *id);
+  return change;
 }
 
 Outcome<AppChange> AppControl::setEqualiser(const std::string& app, AppEQSettings settings) {
@@ -155,6 +168,7 @@ Outcome<AppChange> AppControl::setEqualiser(const std::string& app, AppEQSetting
   AppChange change;
   engine().effects().setAppEqualiser(*id, heldToRange(settings, change.notes), SettingForm::final);
   change.app = describe(*id);
+  noteIfUnheard(change, *id);
   return change;
 }
 
@@ -167,6 +181,7 @@ Outcome<AppChange> AppControl::setLimiter(const std::string& app, std::optional<
   if (ceilingDb) settings.ceilingDb = heldCeiling(*ceilingDb, change.notes);
   engine().effects().setAppLimiter(*id, settings, SettingForm::final);
   change.app = describe(*id);
+  noteIfUnheard(change, *id);
   return change;
 }
 

@@ -35,6 +35,7 @@ class AppControl {
   AppTapEngine& engine() const { return *app_.appTapEngine(); }
   VolumeMixerEngine& mixer() const { return *app_.volumeMixerEngine(); }
   Outcome<std::string> find(const std::string& app) const;
+  void noteIfUnheard(AppChange& change, const std::string& id) const;
   bool isRouted(const std::string& id) const;
   AppState describe(const TappedAppInfo& row) const;
   AppState describe(const std::string& id) const;

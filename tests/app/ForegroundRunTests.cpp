@@ -57,8 +57,8 @@ struct ForegroundRunTest : testing::Test {
 TEST_F(ForegroundRunTest, RoutesRecordsAndEndsAfterItsTime) {
   RunOptions options;
   options.demoApps = true;
-  options.routes = {{"Melody", 2}, {"beat", 3}, {"speech", std::nullopt}, {"absent", 4}};
-  options.volumes = {{"melody", 0.5f}, {"speech", 0.25f}};
+  options.routes = {{"Music", 2}, {"beat", 3}, {"speech", std::nullopt}, {"absent", 4}};
+  options.volumes = {{"music", 0.5f}, {"speech", 0.25f}};
   options.recordedBuses = {2, 5};
   options.seconds = 3;
   begin(options);
@@ -66,8 +66,8 @@ TEST_F(ForegroundRunTest, RoutesRecordsAndEndsAfterItsTime) {
   ASSERT_TRUE(report);
   EXPECT_GE(*doneAt - *readyAt, 3 * kSecond);
   EXPECT_EQ(report->errors, std::vector<std::string>{});
-  EXPECT_EQ(app("melody").bus, 2);
-  EXPECT_EQ(app("melody").volume, 0.5f);
+  EXPECT_EQ(app("music").bus, 2);
+  EXPECT_EQ(app("music").volume, 0.5f);
   EXPECT_EQ(app("speech").bus, std::nullopt);
   EXPECT_EQ(app("speech").volume, 0.25f) << "that of the mixer";
   ASSERT_EQ(report->routes.size(), 4u);
@@ -153,9 +153,9 @@ TEST_F(ForegroundRunTest, TheMixerTakesWhatIsNotRoutedAndLetsGoOfWhatIs) {
   world.runtime.advance(kSecond);
   ASSERT_TRUE(world.app->volumeMixerEngine()->setEnabled(true));
   EXPECT_EQ(world.app->volumeMixerEngine()->activeTaps().size(), 3u);
-  EXPECT_TRUE(world.app->appTapEngine()->setRouted("melody", true));
+  EXPECT_TRUE(world.app->appTapEngine()->setRouted("music", true));
   EXPECT_EQ(world.app->volumeMixerEngine()->activeTaps().size(), 2u);
-  EXPECT_TRUE(world.app->appTapEngine()->setRouted("melody", false));
+  EXPECT_TRUE(world.app->appTapEngine()->setRouted("music", false));
   EXPECT_EQ(world.app->volumeMixerEngine()->activeTaps().size(), 3u);
 }
 

@@ -314,8 +314,8 @@ class RunTest : public CommandLineTest {
 TEST_F(RunTest, ItRoutesRecordsAndReportsAsJSON) {
   const std::string out = path("out");
   const auto result =
-      run({"run", "--platform", "simulated", "--demo-apps", "--route", "melody=2", "--route", "later=3",
-           "--volume", "melody=0.5", "--record", "2", "--out", out.c_str(), "--for", "1", "--json"});
+      run({"run", "--platform", "simulated", "--demo-apps", "--route", "music=2", "--route", "later=3",
+           "--volume", "music=0.5", "--record", "2", "--out", out.c_str(), "--for", "1", "--json"});
   ASSERT_EQ(result.status, 0) << result.err;
   const auto report = nlohmann::json::parse(result.out);
   EXPECT_EQ(report["platform"], "simulated");
@@ -328,7 +328,7 @@ TEST_F(RunTest, ItRoutesRecordsAndReportsAsJSON) {
             std::int64_t(recording["frames"]));
   EXPECT_EQ(std::filesystem::path(std::string(recording["path"])).parent_path(), out);
   const auto saved = nlohmann::json::parse(run({"settings", "list", "--json"}).out);
-  EXPECT_EQ(saved["sonmere.perapp.enabledApps"], nlohmann::json::array({"melody"}));
+  EXPECT_EQ(saved["sonmere.perapp.enabledApps"], nlohmann::json::array({"music"}));
   EXPECT_FALSE(saved.contains("sonmere.recordingsFolderPath")) << "--out holds for the run alone";
   EXPECT_FALSE(saved.contains("didAutoRegisterLoginItem"))
       << "the embedded server has no session to start with";
@@ -351,14 +351,19 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
     _exit(runCommandLine(int(std::size(arguments)), arguments));
   }
   close(output[1]);
+  // Whatever fails below, no child keeps the test's output open.
+  pid_t alive = child;
+  const std::unique_ptr<pid_t, void (*)(pid_t*)> ended(&alive, [](pid_t* pid) {
+    if (*pid > 0) kill(*pid, SIGKILL);
+  });
   char text[4096];
   ASSERT_GT(read(output[0], text, sizeof text), 0);
-  EXPECT_NE(run({"volume", "mel", "+50%"}).out.find("150 %"), std::string::npos);
-  const auto held = run({"volume", "mel", "900%", "--json"});
+  EXPECT_NE(run({"volume", "mus", "+50%"}).out.find("150 %"), std::string::npos);
+  const auto held = run({"volume", "mus", "900%", "--json"});
   EXPECT_EQ(nlohmann::json::parse(held.out)["volume"], 4.0);
   EXPECT_EQ(held.err, "sonmere volume: volume held to 400 %\n");
   EXPECT_EQ(run({"volume", "e", "50%"}).status, 2) << "several apps fit";
-  EXPECT_EQ(run({"apps", "--ids"}).out, "melody\nbeat\nspeech\n");
+  EXPECT_EQ(run({"apps", "--ids"}).out, "music\nbeat\nspeech\n");
   const auto watched = run({"watch", "--count", "2", "--json"});
   EXPECT_EQ(std::ranges::count(watched.out, '\n'), 2);
   const auto second = run({"run", "--platform", "simulated"});
@@ -367,6 +372,7 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   ASSERT_EQ(kill(child, SIGTERM), 0);
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
+  alive = 0;
   EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
   EXPECT_EQ(run({"status"}).status, 1);
   close(output[0]);

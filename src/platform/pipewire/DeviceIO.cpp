@@ -42,23 +42,6 @@ CycleStreamPlan DeviceIO::plan(CycleStreamPlan::Kind kind, std::string name, dou
   return plan;
 }
 
-OSStatus DeviceIO::open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan,
-                        CycleStream::Process process) {
-  stream = std::make_unique<CycleStream>(server_.loop(), std::move(plan), process, this);
-  const OSStatus status = stream->connect(server_.core(), kConnectTimeout);
-  if (status == noErr && stream)
-    server_.watch(*stream);
-  else
-    stream.reset();
-  return status;
-}
-
-void DeviceIO::close(std::unique_ptr<CycleStream>& stream) {
-  if (!stream) return;
-  server_.unwatch(*stream);
-  server_.departing().bury(std::move(stream));
-}
-
 OSStatus DeviceIO::startOnTap(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
   server_.add(*this);
   const OSStatus status = startTapStream(tap, rate, latencyFrames);
@@ -76,7 +59,8 @@ OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint
     input_ = std::move(former.stream);
     input_->resume(captured, this);
     server_.watch(*input_);
-  } else if (const OSStatus status = open(input_, std::move(tapPlan), captured); status != noErr) {
+  } else if (const OSStatus status = server_.open(input_, std::move(tapPlan), captured, this);
+             status != noErr) {
     return status;
   }
   const GraphNode* node = announcedNode();
@@ -124,18 +108,19 @@ OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std:
   if (device.sink) {
     CycleStreamPlan output = sidePlan(CycleStreamPlan::Kind::playback, AudioScope::output);
     if (hasInput) crossing_ = std::make_unique<Crossing>(output.format.channels);
-    status = open(output_, std::move(output), played);
+    status = server_.open(output_, std::move(output), played, this);
   }
   if (status == noErr && hasInput)
-    status = open(input_, sidePlan(CycleStreamPlan::Kind::capture, AudioScope::input), captured);
+    status =
+        server_.open(input_, sidePlan(CycleStreamPlan::Kind::capture, AudioScope::input), captured, this);
   if (status != noErr) stop();
   return status;
 }
 
 void DeviceIO::stop() {
   if (tap_ != kAudioObjectUnknown) stopTap();
-  close(input_);
-  close(output_);
+  server_.close(input_);
+  server_.close(output_);
   crossing_.reset();
   server_.remove(*this);
 }

@@ -28,12 +28,10 @@ class DeviceIO final : public ServerDependent {
   struct Crossing;  // from the input's cycle to the output's
   CycleStreamPlan plan(CycleStreamPlan::Kind kind, std::string name, double rate,
                        std::uint32_t latencyFrames);
-  OSStatus open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan, CycleStream::Process process);
   OSStatus startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
   const GraphNode* announcedNode();
   void capture(const PipeWireTap& tap, const GraphNode& node);
   void stopTap();
-  void close(std::unique_ptr<CycleStream>& stream);
 
   static void captured(void* refcon, const CycleStream::Cycle& cycle) noexcept;
   static void played(void* refcon, const CycleStream::Cycle& cycle) noexcept;

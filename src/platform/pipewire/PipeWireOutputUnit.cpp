@@ -6,7 +6,6 @@
 namespace sonmere {
 
 namespace {
-constexpr Duration kConnectTimeout = std::chrono::seconds(2);
 constexpr std::uint32_t kMaximumChannels = 64;
 constexpr std::uint32_t kBytes = sizeof(float);
 
@@ -115,29 +114,13 @@ CycleStreamPlan PipeWireOutputUnit::plan(CycleStreamPlan::Kind kind, const PipeW
   return plan;
 }
 
-OSStatus PipeWireOutputUnit::open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan,
-                                  CycleStream::Process process) {
-  stream = std::make_unique<CycleStream>(server_.loop(), std::move(plan), process, this);
-  const OSStatus status = stream->connect(server_.core(), kConnectTimeout);
-  if (status == noErr && stream)
-    server_.watch(*stream);
-  else
-    stream.reset();
-  return status;
-}
-
-void PipeWireOutputUnit::close(std::unique_ptr<CycleStream>& stream) {
-  if (!stream) return;
-  server_.unwatch(*stream);
-  server_.departing().bury(std::move(stream));
-}
-
 OSStatus PipeWireOutputUnit::openSides(const PipeWireDevice& device) {
   const CycleStreamPlan outputPlan = plan(CycleStreamPlan::Kind::playback, device);
   const CycleStreamPlan inputPlan = plan(CycleStreamPlan::Kind::capture, device);
   if (outputEnabled_)
-    if (const OSStatus status = open(output_, outputPlan, played); status != noErr) return status;
-  return inputEnabled_ ? open(input_, inputPlan, captured) : noErr;
+    if (const OSStatus status = server_.open(output_, outputPlan, played, this); status != noErr)
+      return status;
+  return inputEnabled_ ? server_.open(input_, inputPlan, captured, this) : noErr;
 }
 
 OSStatus PipeWireOutputUnit::start() {
@@ -160,8 +143,8 @@ OSStatus PipeWireOutputUnit::stop() {
 }
 
 void PipeWireOutputUnit::closeSides() {
-  close(output_);
-  close(input_);
+  server_.close(output_);
+  server_.close(input_);
   server_.remove(*this);
   isStarted_ = false;
 }

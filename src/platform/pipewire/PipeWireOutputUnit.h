@@ -38,8 +38,6 @@ class PipeWireOutputUnit final : public OutputUnit, private ServerDependent {
  private:
   void serverLost() override;
   OSStatus change(const std::function<void()>& edit);
-  void close(std::unique_ptr<CycleStream>& stream);
-  OSStatus open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan, CycleStream::Process process);
   CycleStreamPlan plan(CycleStreamPlan::Kind kind, const PipeWireDevice& device) const;
   OSStatus openSides(const PipeWireDevice& device);
   void closeSides();

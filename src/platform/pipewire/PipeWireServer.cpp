@@ -15,6 +15,7 @@ namespace {
 
 constexpr double kUsualRate = 48000;
 constexpr std::uint32_t kUsualQuantum = 1024;
+constexpr Duration kConnectTimeout = std::chrono::seconds(2);
 constexpr Duration kAnswerTimeout = fromMilliseconds(500);
 
 double numberIn(const std::optional<std::string>& text, double otherwise) {
@@ -234,6 +235,23 @@ OSStatus PipeWireServer::setDefaultName(DefaultDevice role, const std::string& u
                         "Spa:String:JSON");
   const bool isSet = loop_.waitUntil([&] { return defaultName(role) == uid; }, kAnswerTimeout);
   return isSet ? noErr : kAudioHardwareUnspecifiedError;
+}
+
+OSStatus PipeWireServer::open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan,
+                              CycleStream::Process process, void* refcon) {
+  stream = std::make_unique<CycleStream>(loop_, std::move(plan), process, refcon);
+  const OSStatus status = stream->connect(core(), kConnectTimeout);
+  if (status == noErr)
+    watch(*stream);
+  else
+    stream.reset();
+  return status;
+}
+
+void PipeWireServer::close(std::unique_ptr<CycleStream>& stream) {
+  if (!stream) return;
+  unwatch(*stream);
+  departing_.bury(std::move(stream));
 }
 
 void PipeWireServer::watch(const CycleStream& stream) {

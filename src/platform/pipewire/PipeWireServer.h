@@ -74,7 +74,12 @@ class PipeWireServer final : private GraphObserver {
 
   void add(ServerDependent& dependent) { dependents_.insert(&dependent); }
   void remove(ServerDependent& dependent) { dependents_.erase(&dependent); }
-  // Streams whose cycles tell whether the server is alive.
+  // A new stream, or none and why. Its cycles tell whether the server is alive. Lock held once.
+  OSStatus open(std::unique_ptr<CycleStream>& stream, CycleStreamPlan plan, CycleStream::Process process,
+                void* refcon);
+  // Its callback does not run any more once this has returned.
+  void close(std::unique_ptr<CycleStream>& stream);
+  // The same, for a stream whose owner takes care of its end, or has it from another.
   void watch(const CycleStream& stream);
   void unwatch(const CycleStream& stream);
 
