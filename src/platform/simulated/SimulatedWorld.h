@@ -8,11 +8,11 @@
 #include <type_traits>
 #include <vector>
 
+#include "audio/device/ListenerTable.h"
 #include "base/Log.h"
 #include "base/Runtime.h"
 #include "platform/simulated/CallRecord.h"
 #include "platform/simulated/FaultPlan.h"
-#include "audio/device/ListenerTable.h"
 #include "platform/simulated/SimulatedGraph.h"
 #include "platform/simulated/SimulatedOptions.h"
 
