@@ -135,6 +135,42 @@ TEST(ServerStory, DevicesAndDefaultsAreFollowed) {
   EXPECT_NE(world.device("headset"), first);
 }
 
+// An app that ends leaves nothing running, and is routed by itself when it plays again.
+TEST(ServerStory, AnAppThatComesBackIsRoutedAgain) {
+  PipeWireWorld world(256);
+  ASSERT_EQ(world.session.problem(), "");
+  ASSERT_TRUE(world.start());
+  KnownSignal(60).write(world.session.file("signal.wav"));
+  const std::vector<std::string> play = {"paplay", world.session.file("signal.wav")};
+  auto program = world.session.launch(play);
+  ASSERT_TRUE(world.route("paplay", kTrack1));
+  program.end();
+  ASSERT_TRUE(world.until([&] { return world.engine->activeTaps().empty(); }));
+  EXPECT_TRUE(world.until([&] { return !world.engine->outputs().isRunning(kTrack1); }));
+  program = world.session.launch(play);
+  EXPECT_TRUE(world.until([&] {
+    const auto tap = world.engine->tapOf("paplay");
+    return tap && tap->callbackCount > 3;
+  }));
+}
+
+// A program that asks not to be moved is captured, but not muted: it is told, and plays on where it is.
+TEST(ServerStory, AProgramThatAsksToStayIsLeftAlone) {
+  PipeWireWorld world(256);
+  ASSERT_EQ(world.session.problem(), "");
+  ASSERT_TRUE(world.start());
+  KnownSignal(60).write(world.session.file("signal.wav"));
+  auto program = world.session.launch(
+      {"pw-play", "-P", "{ node.dont-reconnect=true }", world.session.file("signal.wav")});
+  ASSERT_TRUE(world.route("pw-play", kTrack1));
+  const auto tap = world.engine->tapOf("pw-play");
+  ASSERT_TRUE(world.until([&] { return tap->callbackCount > 3; })) << "a capture needs no move";
+  tap->monitorEnabled = true;
+  EXPECT_FALSE(world.engine->taps().rebuildTap(tap->pid, true));
+  EXPECT_TRUE(world.logged("asks the audio server to leave it where it is"));
+  EXPECT_EQ(world.outputsOf("pw-play"), std::vector<std::string>{"fake.speaker"});
+}
+
 TEST(ServerStory, TheRateIsTheWholeGraphs) {
   PipeWireWorld world(256);
   ASSERT_EQ(world.session.problem(), "");
