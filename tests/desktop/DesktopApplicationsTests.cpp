@@ -16,6 +16,9 @@ namespace {
 
 constexpr Duration kLong = fromSeconds(30);
 
+// Of this process alone: tests that run beside it have sleepers too.
+const std::string sleeper = "sleeper" + std::to_string(getpid());
+
 // A child that sleeps until it is killed, under a name of its own.
 class Child {
  public:
@@ -86,8 +89,8 @@ class DesktopApplicationsTest : public testing::Test {
 }  // namespace
 
 TEST_F(DesktopApplicationsTest, ProgramsAreFoundInProcAndByWhatThePlatformTells) {
-  install("org.sleep.Sleeper", "Exec=" + (folder / "sleeper").string() + " 600\n");
-  Child child(folder / "sleeper");
+  install("org.sleep.Sleeper", "Exec=" + (folder / sleeper).string() + " 600\n");
+  Child child(folder / sleeper);
   const RunningApplication expected{child.pid(), "org.sleep.Sleeper", "Sleeper", "moon",
                                     ActivationPolicy::regular};
   EXPECT_EQ(applications().applicationWithPID(child.pid()), expected);
@@ -111,7 +114,7 @@ TEST_F(DesktopApplicationsTest, ObserversHearOfFirstStreamsAndOfTheEndOfProcesse
       applications().observeLaunches([&](const auto& a) { events.push_back("+" + a.bundleID); });
   const auto ends =
       applications().observeTerminations([&](const auto& a) { events.push_back("-" + a.bundleID); });
-  Child child(folder / "sleeper");
+  Child child(folder / sleeper);
   const AppIdentity identity{"sleeper", "Sleeper", "", child.pid(), false};
   applications().appeared(child.pid(), identity);
   applications().appeared(child.pid(), identity);
@@ -127,7 +130,7 @@ TEST_F(DesktopApplicationsTest, ObserversHearOfFirstStreamsAndOfTheEndOfProcesse
 }
 
 TEST_F(DesktopApplicationsTest, LaunchStartsExecInItsFolderAndTerminateEndsIt) {
-  const auto program = folder / "sleeper";
+  const auto program = folder / sleeper;
   std::filesystem::copy_file("/usr/bin/sleep", program);
   install("a.Sleeper", "Exec=\"" + program.string() + "\" 600 %U\n");
   ASSERT_EQ(applications().launch("a.Sleeper"), noErr);
