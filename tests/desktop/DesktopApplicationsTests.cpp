@@ -152,7 +152,10 @@ TEST_F(DesktopApplicationsTest, WhereThereIsASessionManagerTheProgramGetsAContro
   std::filesystem::permissions(tool, std::filesystem::perms::owner_all);
   std::filesystem::create_directories(manager);
   std::ofstream(manager / "private").put(' ');
-  install("my-sleeper", "Exec=/usr/bin/sleep \"a b\"\n");
+  // A program of the test's own: one that runs already would not be started.
+  const auto program = folder / sleeper;
+  std::filesystem::copy_file("/usr/bin/sleep", program);
+  install("my-sleeper", "Exec=" + program.string() + " \"a b\"\n");
   DesktopApplications inSession(runtime, log, DesktopEntries::read({folder / "data"}, "C"),
                                 {"/proc", folder.path()});
   const std::string path = getenv("PATH");
@@ -167,7 +170,7 @@ TEST_F(DesktopApplicationsTest, WhereThereIsASessionManagerTheProgramGetsAContro
       all.starts_with("--user|--scope|--quiet|--collect|--slice=app.slice|"
                       "--unit=app-sonmere-my\\x2dsleeper-"))
       << all;
-  EXPECT_TRUE(all.ends_with(".scope|--|/usr/bin/sleep|a b|")) << all;
+  EXPECT_TRUE(all.ends_with(".scope|--|" + program.string() + "|a b|")) << all;
 }
 
 TEST_F(DesktopApplicationsTest, WhatCannotBeStartedOrEndedIsTold) {
