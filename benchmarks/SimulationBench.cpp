@@ -1,8 +1,10 @@
-#include <benchmark/benchmark.h>
+#include <fmt/format.h>
 
 #include <cstdint>
+#include <cstring>
 #include <random>
 
+#include "Bench.h"
 #include "base/VirtualRuntime.h"
 #include "dsp/Ring.h"
 #include "platform/simulated/SampleSources.h"
@@ -59,53 +61,57 @@ struct BenchWorld {
   std::shared_ptr<DeviceRecorder> speakers;
 };
 
-// The whole server and all renders in virtual time; "x_realtime" is virtual seconds per second of one core.
-void wholeServer(benchmark::State& state) {
-  BenchWorld world(int(state.range(0)), state.range(1) != 0, state.range(2) != 0);
-  double seconds = 0;
-  for (auto _ : state) {
+// The whole server and all renders in virtual time: virtual seconds per second of one core.
+double timesRealTime(int apps, bool spread, bool withMasters, int rounds) {
+  BenchWorld world(apps, spread, withMasters);
+  std::vector<double> speeds;
+  for (int round = 0; round < rounds; ++round) {
+    const std::int64_t begin = threadTime();
     world.runtime.advance(fromSeconds(kSecondsPerRound));
-    seconds += kSecondsPerRound;
+    speeds.push_back(kSecondsPerRound * 1e9 / double(threadTime() - begin));
   }
-  state.counters["x_realtime"] = benchmark::Counter(seconds, benchmark::Counter::kIsRate);
-  state.counters["hash"] = double(world.speakers->hash() % 1'000'000);
+  return median(std::move(speeds));
 }
-BENCHMARK(wholeServer)
-    ->ArgNames({"apps", "spread", "masters"})
-    ->Args({8, 1, 0})
-    ->Args({8, 1, 1})
-    ->Args({8, 0, 1})
-    ->Args({32, 1, 0})
-    ->Unit(benchmark::kMillisecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly();
 
-// One ring write and read of 256 stereo frames, and the two copies that it amounts to.
-void ringWriteAndRead(benchmark::State& state) {
+constexpr int kBlocks = 2000;
+
+// Ring writes and reads of 256 stereo frames, and the two copies that each amounts to.
+double ringPerCopies(const Bench& bench) {
   std::vector<float> ring(kTapRingSamples), block(512, 0.5f);
   RTPosition writePos, readPos;
-  for (auto _ : state) {
-    ringWrite<kTapRingSamples>(ring.data(), writePos, readPos, block.data(), 512);
-    const std::int64_t at = readPos.loadRelaxed();
-    ringCopyOut<kTapRingSamples>(ring.data(), at, block.data(), 512);
-    readPos.storeRelease((at + 512) % kTapRingSamples);
-    benchmark::ClobberMemory();
-  }
-}
-BENCHMARK(ringWriteAndRead);
-
-void twoCopies(benchmark::State& state) {
-  std::vector<float> ring(kTapRingSamples), block(512, 0.5f);
+  const auto throughRing = [&] {
+    for (int i = 0; i < kBlocks; ++i) {
+      ringWrite<kTapRingSamples>(ring.data(), writePos, readPos, block.data(), 512);
+      const std::int64_t at = readPos.loadRelaxed();
+      ringCopyOut<kTapRingSamples>(ring.data(), at, block.data(), 512);
+      readPos.storeRelease((at + 512) % kTapRingSamples);
+      asm volatile("" ::: "memory");
+    }
+  };
   std::size_t at = 0;
-  for (auto _ : state) {
-    std::memcpy(ring.data() + at, block.data(), 2048);
-    benchmark::ClobberMemory();
-    std::memcpy(block.data(), ring.data() + at, 2048);
-    benchmark::ClobberMemory();
-    at = (at + 512) % (kTapRingSamples - 512);
-  }
+  const auto copies = [&] {
+    for (int i = 0; i < kBlocks; ++i) {
+      std::memcpy(ring.data() + at, block.data(), 2048);
+      asm volatile("" ::: "memory");
+      std::memcpy(block.data(), ring.data() + at, 2048);
+      asm volatile("" ::: "memory");
+      at = (at + 512) % (kTapRingSamples - 512);
+    }
+  };
+  return bench.ratio(throughRing, copies);
 }
-BENCHMARK(twoCopies);
 
 }  // namespace
+
+void benchSimulation(Bench& bench) {
+  bench.add({"B1", "ring write + read of 256 frames / two copies", ringPerCopies(bench), 1.15, true, ""});
+  const int rounds = bench.rounds() < 5 ? bench.rounds() : 5;
+  bench.add({"A7", "whole server, 8 apps with EQ and limiter, x real time",
+             timesRealTime(8, true, false, rounds), 200, false, ""});
+  bench.note(fmt::format(
+      "A7 with all bus masters on too: {:.0f}; on one bus with its master on: {:.0f}; 32 apps: {:.0f}",
+      timesRealTime(8, true, true, rounds), timesRealTime(8, false, true, rounds),
+      timesRealTime(32, true, false, rounds)));
+}
+
 }  // namespace sonmere

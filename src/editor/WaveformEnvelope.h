@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace sonmere {
+
+struct WaveformBin {
+  float minValue = 0;
+  float maxValue = 0;
+  bool operator==(const WaveformBin&) const = default;
+};
+
+// The extremes of each bin of a file: what trim and zoom look at instead of the audio.
+struct WaveformEnvelope {
+  std::vector<std::vector<WaveformBin>> channels;
+  double sampleRate = 0;  // Hz
+  std::int64_t totalFrames = 0;
+  std::int64_t binFrames = 1;  // frames of every bin but the last, which may have fewer
+};
+
+}  // namespace sonmere

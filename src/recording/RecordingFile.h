@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "recording/RecordingFormat.h"
+
+namespace sonmere {
+
+// One take, as the library shows it.
+struct RecordingFile {
+  std::string url;          // full path
+  std::string displayName;  // what stands in front of the stamp, without a leading "Sonmere "
+  RecordingFormat format = RecordingFormat::wav;
+  double durationSeconds = 0;  // 0 when the file does not tell
+  std::uint64_t fileSize = 0;  // bytes; 0 when it can't be read
+
+  bool operator==(const RecordingFile&) const = default;
+};
+
+}  // namespace sonmere
