@@ -90,7 +90,7 @@ TEST_P(TapDelay, IsAtMostOneQuantum) {
   // A cycle that the machine misses delays all that comes after it until the app is routed anew; then the
   // measurement is made again.
   std::int64_t delay = 0;
-  for (int attempt = 0; attempt < 5; ++attempt) {
+  for (int attempt = 0; attempt < 8; ++attempt) {
     ASSERT_TRUE(world.route("pw-play", 2));
     delay = delayOf(world);
     if (delay <= std::int64_t(quantum) + 2) break;
