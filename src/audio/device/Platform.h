@@ -7,7 +7,6 @@
 #include "audio/device/EffectsHost.h"
 #include "audio/device/LoginItem.h"
 #include "audio/device/Permissions.h"
-#include "audio/device/PlaybackEngine.h"
 #include "audio/device/PowerEvents.h"
 #include "audio/device/PrivilegedCommand.h"
 #include "audio/device/RunningApplications.h"
@@ -27,8 +26,6 @@ class Platform {
   virtual std::unique_ptr<CaptureEngine> newCaptureEngine() = 0;
   // Null where the platform hosts no effects.
   virtual EffectsHost* effectsHost() = 0;
-  // Null where the platform plays no files.
-  virtual std::unique_ptr<PlaybackEngine> newPlaybackEngine() = 0;
 };
 
 }  // namespace sonmere

@@ -30,7 +30,6 @@ class PipeWirePlatform final : public Platform {
   PowerEvents& powerEvents() override;
   std::unique_ptr<CaptureEngine> newCaptureEngine() override;
   EffectsHost* effectsHost() override { return nullptr; }
-  std::unique_ptr<PlaybackEngine> newPlaybackEngine() override { return nullptr; }
 
   // The process that lets apps go when this one hangs; 0 before the first muted tap.
   int tapGuardPID();

@@ -26,7 +26,6 @@ class SimulatedPlatform final : public Platform {
   PowerEvents& powerEvents() override;
   std::unique_ptr<CaptureEngine> newCaptureEngine() override;
   EffectsHost* effectsHost() override { return nullptr; }
-  std::unique_ptr<PlaybackEngine> newPlaybackEngine() override { return nullptr; }
 
   // The world's side of it.
   SimulatedHost& host();

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "audio/device/AudioHardware.h"
+#include "audio/device/TeardownQueue.h"
+#include "audio/playback/PlaybackFeeder.h"
+#include "base/Log.h"
+#include "base/RenderRetirement.h"
+
+namespace sonmere {
+
+// Plays tracks on the default output device, on any platform: one output unit whose callback sums what a
+// worker has read ahead. However long the tracks are, each takes half a megabyte. Main thread.
+class PlaybackEngine {
+ public:
+  using OpenSource = PlaybackFeeder::OpenSource;
+  struct Request {
+    std::vector<OpenSource> tracks;  // they begin together, in step to the sample
+    // Where on the present timeline the tracks begin: the request then takes the place of what plays without
+    // a gap. Nothing: a new timeline, that begins with them.
+    std::optional<std::int64_t> from;
+    // Told on the main thread, unless another request or a stop came before.
+    std::function<void()> started;   // it sounds from the next block on
+    std::function<void()> finished;  // all tracks have been played to their ends
+    std::function<void(std::size_t track, const Error& error)> failed;  // the others go on
+  };
+
+  PlaybackEngine(Runtime& runtime, Log& log, AudioHardware& hardware);
+  // Waits for the tear-down of its unit.
+  ~PlaybackEngine();
+
+  // The output is not what it was (unplugged, another default, another rate, the server restarted) and
+  // nothing plays any more. Whoever wants to go on starts again.
+  std::function<void()> interrupted;
+
+  // Makes and starts the output unit unless it runs. The error names what could not be done.
+  Outcome<void> start();
+  bool isRunning() const { return unit_ != nullptr; }
+  // Of the unit and so of the timeline, Hz; 0 while it does not run.
+  double sampleRate() const { return sampleRate_; }
+
+  // Only while it runs.
+  void play(Request request);
+  // Frames of the present timeline that have been rendered.
+  std::int64_t playedFrames() const;
+  // Silence from the next block on. The unit is given back when nothing follows within a second.
+  void stop();
+
+ private:
+  struct Pending {
+    std::shared_ptr<PlaybackFeeder> feeder;
+    std::function<void()> started;
+  };
+  Outcome<void> build();
+  void teardown();
+  void begin(const std::shared_ptr<PlaybackFeeder>& feeder);
+  void endFeeder(std::shared_ptr<PlaybackFeeder>& feeder);
+  void listen();
+  void unlisten();
+  void outputChanged();
+  bool isOutputAsBuilt() const;
+  void serviceRestarted();
+  void interrupt(Duration settleTime);
+
+  Runtime& runtime_;
+  Log& log_;
+  AudioHardware& hardware_;
+  RenderRetirement retirement_;
+  TeardownQueue teardown_;
+  const std::shared_ptr<Queue> worker_;
+
+  // In this order: the unit goes before what its callback works on.
+  std::shared_ptr<PlaybackContext> context_;
+  std::unique_ptr<OutputUnit> unit_;
+  AudioDeviceID device_ = kAudioObjectUnknown;
+  double sampleRate_ = 0;
+  std::vector<ListenerID> listeners_;
+
+  std::shared_ptr<PlaybackFeeder> playing_;
+  Pending pending_;
+  std::shared_ptr<PlaybackTimeline> timeline_;
+  ScopedTask idle_;
+  ScopedTask interruption_;
+  std::shared_ptr<PlaybackEngine*> self_ = std::make_shared<PlaybackEngine*>(this);
+};
+
+}  // namespace sonmere
