@@ -9,20 +9,10 @@
 #include <nlohmann/json.hpp>
 
 #include "audio/device/BusTable.h"
+#include "cli/Text.h"
 #include "dsp/Boost.h"
 
 namespace sonmere {
-
-namespace {
-
-// As it fits in one line on a terminal.
-std::string printable(std::string text) {
-  for (char& c : text)
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
-  return text;
-}
-
-}  // namespace
 
 std::unexpected<Error> badArgument(std::string text) {
   return std::unexpected(Error{"Arguments", 2, printable(std::move(text))});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace sonmere {
@@ -11,5 +12,14 @@ std::string busName(int bus);
 
 // The double of the fewest digits that mean the same float: 0.7f is printed as 0.7.
 double shortest(float value);
+
+// "0:07", "12:34", "1:02:03"; with decimals "0:07.3". Seconds; a length can't be negative.
+std::string lengthText(double seconds, int decimals = 0);
+
+// "812 bytes", "2.3 MB".
+std::string sizeText(std::uint64_t bytes);
+
+// As it fits in one line on a terminal: control characters become question marks.
+std::string printable(std::string text);
 
 }  // namespace sonmere
