@@ -3,10 +3,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "editor/MP3Bitrate.h"
 
 namespace sonmere {
+
+class SettingsStore;
 
 inline constexpr const char* kExportFormatKey = "editor.exportFormat";
 
@@ -26,5 +29,11 @@ struct ExportFormat {
 std::string name(const ExportFormat& format);
 // Nothing for any other text.
 std::optional<ExportFormat> exportFormat(std::string_view name);
+// In the order in which they are offered.
+const std::vector<ExportFormat>& allExportFormats();
+
+// The user's choice; a missing or unreadable value means WAV. Main thread.
+ExportFormat exportFormat(const SettingsStore& settings);
+void setExportFormat(SettingsStore& settings, const ExportFormat& format);
 
 }  // namespace sonmere

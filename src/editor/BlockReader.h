@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "audio/file/PCMBuffer.h"
+#include "base/Error.h"
+
+namespace sonmere {
+
+// Reads any supported audio file in deinterleaved blocks; plain WAV without detours.
+// Threads: one at a time, never a render thread.
+class BlockReader {
+ public:
+  static Outcome<std::unique_ptr<BlockReader>> open(const std::string& path);
+  virtual ~BlockReader() = default;
+
+  virtual const PCMFormat& format() const = 0;
+  // -1 when the file does not say.
+  virtual std::int64_t frameCount() const = 0;
+  virtual Outcome<void> seek(std::int64_t frame) = 0;
+  // Reads up to `frames` frames, at most the buffer's capacity, to its front; sets its length, which is 0 at
+  // the end. The buffer has the file's channel count.
+  virtual Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) = 0;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "base/Error.h"
+#include "base/FileDescriptor.h"
+
+namespace sonmere {
+
+// The place of a file that is being exported: what is there stays as it is until the new file is complete.
+// Work goes on in a file beside it, whose name has ".tmp" added. Threads: one at a time.
+class ExportDestination {
+ public:
+  // Makes the folder where missing and removes what an export that died left. Refuses names that are no
+  // file's, folders, symbolic links, whatever is one of `sources`, and what another export is writing; unless
+  // `mayReplace`, also a file that exists.
+  static Outcome<ExportDestination> prepare(const std::string& path, std::span<const std::string> sources,
+                                            bool mayReplace);
+  ExportDestination(ExportDestination&& other) noexcept = default;
+  ~ExportDestination();
+
+  const std::string& path() const { return path_; }
+  const std::string& temporaryPath() const { return temporary_; }
+  // To be called once the temporary file exists: it is now this export's alone.
+  Outcome<void> claim();
+  // Puts the finished temporary file in its place.
+  Outcome<void> commit();
+  // Removes what was committed, when the export of which it was a part failed.
+  void revoke();
+
+ private:
+  ExportDestination(std::string path, bool mayReplace);
+
+  Outcome<void> checkTarget(std::span<const std::string> sources) const;
+  Outcome<void> removeLeftOver(std::span<const std::string> sources) const;
+  bool isStillOurs() const;
+  Outcome<void> moveInPlace() const;
+
+  std::string path_;
+  std::string temporary_;
+  bool mayReplace_;
+  bool isCommitted_ = false;
+  FileDescriptor claim_;  // of the temporary file, locked
+};
+
+}  // namespace sonmere

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "base/Error.h"
+#include "base/FileDescriptor.h"
+
+namespace sonmere {
+
+// The bytes of an export on their way to the disk: in large writes, which the disk begins to store at once.
+// Threads: one at a time.
+class ExportFile {
+ public:
+  // Makes a new private file (0600) in place of one that may be there; never through a symbolic link.
+  static Outcome<ExportFile> create(const std::string& path);
+
+  const std::string& path() const { return path_; }
+  std::uint64_t size() const { return size_; }
+  // Appends all bytes, or fails with the system's reason.
+  Outcome<void> append(std::span<const std::uint8_t> bytes);
+  // Replaces bytes that were written before.
+  Outcome<void> rewrite(std::uint64_t offset, std::span<const std::uint8_t> bytes);
+  // Waits until all is stored, checks the length and closes; a second call does nothing.
+  Outcome<void> close();
+
+ private:
+  ExportFile(FileDescriptor file, std::string path) : file_(std::move(file)), path_(std::move(path)) {}
+
+  Outcome<void> writeAll(std::uint64_t offset, std::span<const std::uint8_t> bytes);
+
+  FileDescriptor file_;
+  std::string path_;
+  std::uint64_t size_ = 0;
+  std::uint64_t stored_ = 0;  // up to here the disk was told to begin
+};
+
+}  // namespace sonmere

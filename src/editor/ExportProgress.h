@@ -1,0 +1,40 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <optional>
+
+#include "base/Runtime.h"
+
+namespace sonmere {
+
+// How far an export is, and the way to end it early. Threads: `begin` and `advance` belong to the worker, the
+// rest is for any.
+class ExportProgress {
+ public:
+  explicit ExportProgress(const Runtime& runtime) : runtime_(runtime) {}
+
+  void begin(std::int64_t totalFrames);
+  // Calls `onAdvance`.
+  void advance(std::int64_t frames);
+
+  // From 0 to 1.
+  double fraction() const;
+  // From the pace until now; nothing while this says too little.
+  std::optional<Duration> timeLeft() const;
+
+  void cancel() { isCancelled_.store(true, std::memory_order_relaxed); }
+  bool isCancelled() const { return isCancelled_.load(std::memory_order_relaxed); }
+
+  // Called by the worker after each block; set before the export begins.
+  std::function<void()> onAdvance;
+
+ private:
+  const Runtime& runtime_;
+  std::atomic<std::int64_t> startedAt_{0};  // uptime, ns
+  std::atomic<std::int64_t> totalFrames_{0};
+  std::atomic<std::int64_t> doneFrames_{0};
+  std::atomic<bool> isCancelled_{false};
+};
+
+}  // namespace sonmere
