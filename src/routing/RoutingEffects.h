@@ -5,14 +5,12 @@
 #include <optional>
 #include <string>
 
+#include "base/SettingForm.h"
 #include "dsp/AppEQSettings.h"
 #include "dsp/LimiterSettings.h"
 #include "routing/RoutingCore.h"
 
 namespace sonmere {
-
-// Whether a setter stores what it applies (the end of a drag) or only applies it (during one).
-enum class SettingForm { live, final };
 
 // An app's equaliser or limiter under a drag: applied, but not stored.
 struct AppEffectPreview {

@@ -125,7 +125,6 @@ void PlaybackEngine::begin(const std::shared_ptr<PlaybackFeeder>& feeder) {
 std::int64_t PlaybackEngine::playedFrames() const { return timeline_ ? timeline_->frame.loadAcquire() : 0; }
 
 void PlaybackEngine::stop() {
-  interruption_.cancel();
   endFeeder(pending_.feeder);
   pending_ = {};
   endFeeder(playing_);
@@ -183,10 +182,7 @@ void PlaybackEngine::interrupt(Duration settleTime) {
   stop();
   idle_.cancel();
   teardown();
-  if (!wasPlaying) return;
-  interruption_ = runtime_.mainQueue().postAfter(settleTime, [this] {
-    if (interrupted) interrupted();
-  });
+  if (wasPlaying && interrupted) interrupted(settleTime);
 }
 
 }  // namespace sonmere

@@ -35,8 +35,8 @@ class PlaybackEngine {
   ~PlaybackEngine();
 
   // The output is not what it was (unplugged, another default, another rate, the server restarted) and
-  // nothing plays any more. Whoever wants to go on starts again.
-  std::function<void()> interrupted;
+  // nothing plays any more. Whoever wants to go on starts again, once the server had time to settle.
+  std::function<void(Duration settleTime)> interrupted;
 
   // Makes and starts the output unit unless it runs. The error names what could not be done.
   Outcome<void> start();
@@ -85,7 +85,6 @@ class PlaybackEngine {
   Pending pending_;
   std::shared_ptr<PlaybackTimeline> timeline_;
   ScopedTask idle_;
-  ScopedTask interruption_;
   std::shared_ptr<PlaybackEngine*> self_ = std::make_shared<PlaybackEngine*>(this);
 };
 

@@ -47,7 +47,7 @@ void PlaybackFeeder::prime() {
   for (std::size_t i = 0; i < tracks_.size() && !isCancelled_; ++i) openTrack(i);
   refill(kPrimedFrames);
   tell([this] {
-    if (events_.primed) events_.primed();
+    if (const auto primed = events_.primed) primed();
   });
 }
 
@@ -89,7 +89,7 @@ void PlaybackFeeder::fail(std::size_t index, const Error& error) {
   tracks_[index].hasEnded = true;
   tracks_[index].stream->finish();
   tell([this, index, error] {
-    if (events_.failed) events_.failed(index, error);
+    if (const auto failed = events_.failed) failed(index, error);
   });
 }
 
@@ -101,12 +101,12 @@ void PlaybackFeeder::tick() {
       std::ranges::all_of(program_->streams, [now](const auto& stream) { return stream->isPlayedOut(now); });
   if (!hasFinished_) return;
   tell([this] {
-    if (events_.finished) events_.finished();
+    if (const auto finished = events_.finished) finished();
   });
 }
 
 void PlaybackFeeder::tell(std::function<void()> event) {
-  // An event may replace the feeder: it stays until the event is over.
+  // Whoever is told may cancel: the feeder and the function called stay until the call is over.
   runtime_.mainQueue().post([self = shared_from_this(), event = std::move(event)] { event(); });
 }
 

@@ -1,0 +1,240 @@
+#include "editor/EditorEngine.h"
+
+#include <filesystem>
+
+#include "audio/file/StreamResampler.h"
+#include "editor/SessionExporter.h"
+#include "editor/SourceBitDepth.h"
+#include "editor/TrackPlaybackReader.h"
+
+namespace sonmere {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kNoRangeText = "Drag the trim handles to select a range first.";
+constexpr const char* kSaveFailedText = "Save failed. Check disk space and try again.";
+constexpr const char* kBusyText = "A save is under way. Wait for its end or cancel it first.";
+constexpr Duration kSaveProgressInterval = fromMilliseconds(100);
+
+// A destination that can't be used has a reason of its own, and the disk is not it.
+std::string saveErrorText(const Error& error) {
+  return error.domain == "ExportDestination" ? error.description : kSaveFailedText;
+}
+
+}  // namespace
+
+Outcome<std::shared_ptr<EditorEngine>> EditorEngine::open(EngineContext& context, const std::string& url) {
+  auto file = openAudioFile(url);
+  if (!file) return std::unexpected(file.error());
+  return std::shared_ptr<EditorEngine>(
+      new EditorEngine(context, url, (*file)->format(), (*file)->frameCount()));
+}
+
+EditorEngine::EditorEngine(EngineContext& context, std::string url, const PCMFormat& format,
+                           std::int64_t frames)
+    : context_(context), url_(std::move(url)), format_(format), transport_(context, material()) {
+  learnLength(frames);
+}
+
+EditorEngine::~EditorEngine() { cancelSave(); }
+
+std::string EditorEngine::fileName() const { return fs::path(url_).filename().string(); }
+
+void EditorEngine::learnLength(std::int64_t frames) {
+  if (*trimRange || frames <= 0) return;
+  trimRange.set(TrimRange::whole(frames, format_.sampleRate));
+  viewport_.setTotalFrames(frames);
+}
+
+void EditorEngine::setEnvelope(std::shared_ptr<const WaveformEnvelope> found) {
+  if (found) learnLength(found->totalFrames);
+  envelope.set(std::move(found));
+}
+
+// Playing.
+
+EditorTransport::Material EditorEngine::material() {
+  EditorTransport::Material material;
+  material.logName = "EditorEngine";
+  material.sampleRate = format_.sampleRate;
+  material.needsAllTracks = true;
+  material.span = [this]() -> EditorTransport::Span {
+    if (!*trimRange) return {};
+    return {(*trimRange)->startFrame, (*trimRange)->endFrame};
+  };
+  material.totalFrames = [this] { return *trimRange ? (*trimRange)->totalFrames : 0; };
+  material.tracks = [this](std::int64_t from, bool loops) {
+    return std::vector{source(from, (*trimRange)->endFrame, loops, (*trimRange)->startFrame)};
+  };
+  return material;
+}
+
+PlaybackEngine::OpenSource EditorEngine::source(std::int64_t from, std::int64_t until, bool loops,
+                                                std::int64_t loopStart) const {
+  const TrackPlaybackReader::Span span{from, until, loops, loopStart};
+  return [input = MixTrackInput{url_, **trimRange},
+          span](const PCMFormat& wanted) -> Outcome<std::unique_ptr<AudioFileReader>> {
+    auto reader = TrackPlaybackReader::open(input, span);
+    if (!reader) return reader;
+    return resampled(std::move(*reader), wanted);
+  };
+}
+
+// Edits.
+
+template <class Change>
+void EditorEngine::edit(Field field, SettingForm form, Change&& change) {
+  if (!*trimRange) return;
+  const TrimRange before = **trimRange;
+  // A drag starts from where it began with each of its edits: a fade that a trim has shortened on its way
+  // comes back when the trim does.
+  if (!gesture_ || gesture_->field != field) gesture_ = Gesture{field, before};
+  const TrimRange after = change(gesture_->start);
+  if (form == SettingForm::final) gesture_.reset();
+  if (onEdit)
+    onEdit({before, after, field, form});
+  else
+    history_.record(before, after, field, form);
+  if (after != before) setRange(after);
+}
+
+void EditorEngine::setRange(const TrimRange& range) {
+  trimRange.set(range);
+  transport_.materialChanged();
+}
+
+void EditorEngine::setTrimStart(std::int64_t frame, SettingForm form) {
+  edit(Field::trimStart, form, [&](const TrimRange& range) { return TrimEdit::withStart(range, frame); });
+}
+
+void EditorEngine::setTrimEnd(std::int64_t frame, SettingForm form) {
+  edit(Field::trimEnd, form, [&](const TrimRange& range) { return TrimEdit::withEnd(range, frame); });
+}
+
+void EditorEngine::setFadeIn(std::int64_t frames, SettingForm form) {
+  edit(Field::fadeIn, form, [&](const TrimRange& range) { return TrimEdit::withFadeIn(range, frames); });
+}
+
+void EditorEngine::setFadeOut(std::int64_t frames, SettingForm form) {
+  edit(Field::fadeOut, form, [&](const TrimRange& range) { return TrimEdit::withFadeOut(range, frames); });
+}
+
+void EditorEngine::setGainDecibels(double decibels, SettingForm form) {
+  setGainLinear(TrimEdit::gainOfDecibels(decibels), form);
+}
+
+void EditorEngine::setGainLinear(double gain, SettingForm form) {
+  edit(Field::gain, form, [&](const TrimRange& range) { return TrimEdit::withGain(range, gain); });
+}
+
+void EditorEngine::normalize() {
+  const auto found = *envelope;
+  if (!*trimRange || !found) return;
+  setGainLinear(double(TrimEdit::normalizingGain(**trimRange, *found)));
+}
+
+void EditorEngine::undo() {
+  gesture_.reset();
+  if (const auto range = history_.undo()) setRange(*range);
+}
+
+void EditorEngine::redo() {
+  gesture_.reset();
+  if (const auto range = history_.redo()) setRange(*range);
+}
+
+void EditorEngine::restore(const TrimRange& range) {
+  if (!*trimRange) return;
+  gesture_.reset();
+  const TrimRange held = TrimEdit::held(range, (*trimRange)->totalFrames, format_.sampleRate);
+  if (held != **trimRange) setRange(held);
+}
+
+// Saving.
+
+std::optional<MixTrackInput> EditorEngine::track() const {
+  if (!*trimRange) return std::nullopt;
+  return MixTrackInput{url_, **trimRange};
+}
+
+std::string EditorEngine::suggestedPath(const ExportFormat& format) const {
+  const fs::path path(url_);
+  return (path.parent_path() / (path.stem().string() + " (Trimmed)." + format.fileExtension())).string();
+}
+
+bool EditorEngine::saveTrimmed(const std::string& to, const ExportFormat& format) {
+  const auto input = track();
+  if (!input || *isSaving) {
+    saveError.set(input ? kBusyText : kNoRangeText);
+    return false;
+  }
+  saveError.set(std::nullopt);
+  saveProgress.set(0);
+  isSaving.set(true);
+  saving_ = std::make_shared<ExportProgress>(context_.runtime);
+  saveTimer_ = context_.runtime.mainQueue().repeat(kSaveProgressInterval,
+                                                   [this] { saveProgress.set(saving_->fraction()); });
+  context_.runtime.globalQueue().post(
+      [&context = context_, progress = saving_, input = *input, to, format, weak = std::weak_ptr(self_)] {
+        const SessionExporter::Options options{format, sourceBitDepth(input.url)};
+        const auto result = SessionExporter(context.log).exportTrack(input, to, options, *progress);
+        context.runtime.mainQueue().post([weak, progress, result] {
+          if (const auto self = weak.lock()) (*self)->saved(progress, result);
+        });
+      });
+  return true;
+}
+
+void EditorEngine::cancelSave() {
+  if (saving_) saving_->cancel();
+}
+
+void EditorEngine::saved(const std::shared_ptr<ExportProgress>& progress, const Outcome<void>& result) {
+  if (progress != saving_) return;
+  saveTimer_.cancel();
+  saving_.reset();
+  if (result) {
+    saveProgress.set(1);
+  } else if (result.error().domain != kExportCancelledDomain) {
+    context_.log.error("EditorEngine: save failed: " + result.error().description);
+    saveError.set(saveErrorText(result.error()));
+  }
+  isSaving.set(false);
+}
+
+// Keys.
+
+bool EditorEngine::perform(EditorShortcutAction action) {
+  const std::int64_t playhead = *playheadFrame();
+  if (const auto seconds = nudgeSeconds(action)) {
+    seek(playhead + std::int64_t(*seconds * format_.sampleRate));
+    viewport_.reveal(*playheadFrame());
+    return true;
+  }
+  switch (action) {
+    case EditorShortcutAction::togglePlayback:
+      transport_.togglePlayback();
+      return true;
+    case EditorShortcutAction::zoomIn:
+      viewport_.zoomIn(playhead);
+      return true;
+    case EditorShortcutAction::zoomOut:
+      viewport_.zoomOut(playhead);
+      return true;
+    case EditorShortcutAction::zoomToFit:
+      viewport_.zoomToFit();
+      return true;
+    case EditorShortcutAction::setTrimStartAtPlayhead:
+      setTrimStart(playhead);
+      return true;
+    case EditorShortcutAction::setTrimEndAtPlayhead:
+      setTrimEnd(playhead);
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace sonmere

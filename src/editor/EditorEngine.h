@@ -1,0 +1,136 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "editor/EditHistory.h"
+#include "editor/EditorShortcutAction.h"
+#include "editor/EditorTransport.h"
+#include "editor/EditorViewport.h"
+#include "editor/ExportFormat.h"
+#include "editor/ExportProgress.h"
+#include "editor/MixTrackInput.h"
+#include "editor/TrimEdit.h"
+
+namespace sonmere {
+
+// One audio file with a non-destructive edit: a range that is kept, fades and a gain. Plays it as it will be
+// saved, to the sample; saving makes a new file, the opened one is never changed. Main thread.
+class EditorEngine {
+ public:
+  // What an edit changes; a drag of one of these is one step of undo.
+  enum class Field { trimStart, trimEnd, fadeIn, fadeOut, gain };
+  struct Edit {
+    TrimRange before;
+    TrimRange after;
+    Field field;
+    SettingForm form;
+  };
+
+  // The error names the file and says what is wrong with it.
+  static Outcome<std::shared_ptr<EditorEngine>> open(EngineContext& context, const std::string& url);
+  ~EditorEngine();
+
+  const std::string& url() const { return url_; }
+  const PCMFormat& format() const { return format_; }
+  std::string fileName() const;
+
+  // To be observed; changed by the operations below only.
+  Observable<std::shared_ptr<const WaveformEnvelope>>
+      envelope;  // null until the file has been looked through
+  // Nothing only where neither the file's header nor an envelope has told the length yet.
+  Observable<std::optional<TrimRange>> trimRange;
+  Observable<bool> isSaving{false};
+  Observable<double> saveProgress{0};  // of a save under way, 0 to 1
+  Observable<std::optional<std::string>> saveError;
+
+  // What has been found out about the file: it lets normalize work and tells the length where the header
+  // does not.
+  void setEnvelope(std::shared_ptr<const WaveformEnvelope> found);
+
+  // Playing. See EditorTransport.
+  const Observable<bool>& isPlaying() const { return transport_.isPlaying; }
+  Observable<bool>& isPlaying() { return transport_.isPlaying; }
+  const Observable<bool>& loopEnabled() const { return transport_.loopEnabled; }
+  const Observable<std::int64_t>& playheadFrame() const { return transport_.playheadFrame; }
+  Observable<std::int64_t>& playheadFrame() { return transport_.playheadFrame; }
+  const EditorTransport& transport() const { return transport_; }
+  void play() { transport_.play(); }
+  void pause() { transport_.pause(); }
+  void seek(std::int64_t frame) { transport_.seek(frame); }
+  void setLoop(bool loops) { transport_.setLoop(loops); }
+  // Stops and gives the output back.
+  void close() { transport_.close(); }
+
+  // Edits. Values are held to what the file allows (see TrimEdit); live ones of one field, and the final one
+  // behind them, are one step.
+  void setTrimStart(std::int64_t frame, SettingForm form = SettingForm::final);
+  void setTrimEnd(std::int64_t frame, SettingForm form = SettingForm::final);
+  void setFadeIn(std::int64_t frames, SettingForm form = SettingForm::final);
+  void setFadeOut(std::int64_t frames, SettingForm form = SettingForm::final);
+  // The gain is 10^(dB / 20), at most 16.
+  void setGainDecibels(double decibels, SettingForm form = SettingForm::final);
+  void setGainLinear(double gain, SettingForm form = SettingForm::final);
+  // "Auto-set gain so peak hits -0.5 dBFS". Needs the envelope; a silent range stays as it is.
+  void normalize();
+
+  bool canUndo() const { return history_.canUndo(); }
+  bool canRedo() const { return history_.canRedo(); }
+  void undo();
+  void redo();
+  // Where an editor of many tracks keeps the history it is told of each edit instead.
+  std::function<void(const Edit&)> onEdit;
+  // Sets the range without a step, held to the file.
+  void restore(const TrimRange& range);
+
+  // The edit as an export takes it; nothing without a range.
+  std::optional<MixTrackInput> track() const;
+  // What the editor plays of it: from a frame on, at the rate asked for. Threads: the result is for a worker.
+  PlaybackEngine::OpenSource source(std::int64_t from, std::int64_t until, bool loops,
+                                    std::int64_t loopStart) const;
+
+  // Saving, in the background. False with a saveError at once when there is nothing to save or a save is
+  // under way. The file appears when it is complete; after a failure or a cancel what was there still is.
+  bool saveTrimmed(const std::string& to, const ExportFormat& format);
+  void cancelSave();
+  // "{name} (Trimmed)", with the extension of the format, in the file's folder.
+  std::string suggestedPath(const ExportFormat& format) const;
+
+  // Zooming and pinching.
+  EditorViewport& viewport() { return viewport_; }
+  const EditorViewport& viewport() const { return viewport_; }
+
+  // Returns whether it was used.
+  bool perform(EditorShortcutAction action);
+
+ private:
+  EditorEngine(EngineContext& context, std::string url, const PCMFormat& format, std::int64_t frames);
+  EditorTransport::Material material();
+  void learnLength(std::int64_t frames);
+  template <class Change>
+  void edit(Field field, SettingForm form, Change&& change);
+  void setRange(const TrimRange& range);
+  void saved(const std::shared_ptr<ExportProgress>& progress, const Outcome<void>& result);
+
+  struct Gesture {
+    Field field;
+    TrimRange start;
+  };
+
+  EngineContext& context_;
+  const std::string url_;
+  const PCMFormat format_;
+  EditorTransport transport_;
+  EditorViewport viewport_;
+  EditHistory<TrimRange, Field> history_;
+  std::optional<Gesture> gesture_;
+
+  std::shared_ptr<ExportProgress> saving_;
+  ScopedTask saveTimer_;
+  std::shared_ptr<EditorEngine*> self_ = std::make_shared<EditorEngine*>(this);
+};
+
+}  // namespace sonmere

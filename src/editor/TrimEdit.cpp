@@ -1,0 +1,74 @@
+#include "editor/TrimEdit.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace sonmere::TrimEdit {
+
+namespace {
+
+// -0.5 dBFS.
+constexpr float kNormalizedPeak = std::bit_cast<float>(0x3F71B08Au);
+
+TrimRange withFadesHeld(TrimRange range) {
+  range.fadeInFrames = std::clamp<std::int64_t>(range.fadeInFrames, 0, range.length());
+  range.fadeOutFrames = std::clamp<std::int64_t>(range.fadeOutFrames, 0, range.length());
+  return range;
+}
+
+float peakOf(const std::vector<WaveformBin>& bins, std::size_t first, std::size_t last) {
+  float peak = 0;
+  for (std::size_t bin = first; bin < std::min(last, bins.size()); ++bin)
+    peak = std::max({peak, std::fabs(bins[bin].minValue), std::fabs(bins[bin].maxValue)});
+  return peak;
+}
+
+}  // namespace
+
+TrimRange withStart(TrimRange range, std::int64_t frame) {
+  range.startFrame = std::clamp<std::int64_t>(frame, 0, range.endFrame - 1);
+  return withFadesHeld(range);
+}
+
+TrimRange withEnd(TrimRange range, std::int64_t frame) {
+  range.endFrame = std::clamp(frame, range.startFrame + 1, range.totalFrames);
+  return withFadesHeld(range);
+}
+
+TrimRange withFadeIn(TrimRange range, std::int64_t frames) {
+  range.fadeInFrames = frames;
+  return withFadesHeld(range);
+}
+
+TrimRange withFadeOut(TrimRange range, std::int64_t frames) {
+  range.fadeOutFrames = frames;
+  return withFadesHeld(range);
+}
+
+TrimRange withGain(TrimRange range, double gain) {
+  if (!std::isnan(gain)) range.gainLinear = float(std::clamp(gain, 0.0, double(kMaximumGain)));
+  return range;
+}
+
+TrimRange held(TrimRange range, std::int64_t totalFrames, double sampleRate) {
+  TrimRange whole = TrimRange::whole(totalFrames, sampleRate);
+  whole.startFrame = std::clamp<std::int64_t>(range.startFrame, 0, totalFrames - 1);
+  whole.endFrame = std::clamp(range.endFrame, whole.startFrame + 1, totalFrames);
+  whole.fadeInFrames = range.fadeInFrames;
+  whole.fadeOutFrames = range.fadeOutFrames;
+  return withFadesHeld(withGain(whole, double(range.gainLinear)));
+}
+
+double gainOfDecibels(double decibels) { return std::min(std::pow(10, decibels / 20), double(kMaximumGain)); }
+
+float normalizingGain(const TrimRange& range, const WaveformEnvelope& envelope) {
+  const std::int64_t binFrames = std::max<std::int64_t>(envelope.binFrames, 1);
+  const auto first = std::size_t(range.startFrame / binFrames);
+  const auto last = std::size_t((range.endFrame + binFrames - 1) / binFrames);
+  float peak = 0;
+  for (const auto& bins : envelope.channels) peak = std::max(peak, peakOf(bins, first, last));
+  return peak > 0 && std::isfinite(peak) ? std::min(kNormalizedPeak / peak, kMaximumGain) : range.gainLinear;
+}
+
+}  // namespace sonmere::TrimEdit
