@@ -1,5 +1,6 @@
 #include "recording/RecordingFileName.h"
 
+#include <ctime>
 #include <filesystem>
 
 #include "base/DateText.h"
@@ -8,10 +9,80 @@ namespace sonmere {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+constexpr std::string_view kSeparator = " \u2014 ";
+constexpr std::string_view kStampForm = "dddd-dd-dd dd-dd-dd";
+constexpr std::string_view kOwnPrefix = "Sonmere ";
+
+bool isStamp(std::string_view text) {
+  if (text.size() != kStampForm.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isRight = kStampForm[i] == 'd' ? text[i] >= '0' && text[i] <= '9' : text[i] == kStampForm[i];
+    if (!isRight) return false;
+  }
+  return true;
+}
+
+std::optional<RecordingFormat> formatOfExtension(std::string_view extension) {
+  for (const RecordingFormat format : {RecordingFormat::wav, RecordingFormat::m4a})
+    if (extension == fileExtension(format)) return format;
+  return std::nullopt;
+}
+
+int digits(std::string_view text, std::size_t from, std::size_t count) {
+  int value = 0;
+  for (const char c : text.substr(from, count)) value = value * 10 + (c - '0');
+  return value;
+}
+
+}  // namespace
+
 std::string recordingStamp(Date date) { return localDateText(date, "%Y-%m-%d %H-%M-%S"); }
 
 std::string recordingFileName(const std::string& name, Date date, RecordingFormat format) {
-  return name + " \u2014 " + recordingStamp(date) + "." + fileExtension(format);
+  return name + std::string(kSeparator) + recordingStamp(date) + "." + fileExtension(format);
+}
+
+std::optional<Date> dateOfStamp(std::string_view stamp) {
+  if (!isStamp(stamp)) return std::nullopt;
+  const int year = digits(stamp, 0, 4), month = digits(stamp, 5, 2), day = digits(stamp, 8, 2);
+  const int hour = digits(stamp, 11, 2), minute = digits(stamp, 14, 2), second = digits(stamp, 17, 2);
+  if (!(std::chrono::year(year) / month / day).ok() || hour > 23 || minute > 59 || second > 59)
+    return std::nullopt;
+  std::tm fields{};
+  fields.tm_year = year - 1900;
+  fields.tm_mon = month - 1;
+  fields.tm_mday = day;
+  fields.tm_hour = hour;
+  fields.tm_min = minute;
+  fields.tm_sec = second;
+  fields.tm_isdst = -1;
+  const std::chrono::sys_seconds seconds{std::chrono::seconds(std::mktime(&fields))};
+  // What Date can't hold: from 2262 on, and before 1677.
+  const bool fits = seconds < std::chrono::floor<std::chrono::seconds>(Date::max()) &&
+                    seconds > std::chrono::ceil<std::chrono::seconds>(Date::min());
+  return fits ? std::optional<Date>(seconds) : std::nullopt;
+}
+
+std::optional<RecordingNameParts> parseRecordingName(std::string_view fileName) {
+  // Read from the end, where everything has its length: what is left is the name, however many dashes it has.
+  const std::size_t dot = fileName.rfind('.');
+  if (dot == std::string_view::npos) return std::nullopt;
+  const auto format = formatOfExtension(fileName.substr(dot + 1));
+  const std::size_t tail = kSeparator.size() + kStampForm.size();
+  if (!format || dot <= tail) return std::nullopt;
+  const std::string_view name = fileName.substr(0, dot - tail);
+  const std::string_view stamp = fileName.substr(dot - kStampForm.size(), kStampForm.size());
+  if (fileName.substr(name.size(), kSeparator.size()) != kSeparator || !isStamp(stamp)) return std::nullopt;
+  if (name.find_first_of("\r\n") != std::string_view::npos) return std::nullopt;
+  return RecordingNameParts{name, stamp, *format};
+}
+
+std::string_view recordingDisplayName(std::string_view name) {
+  // A name that is nothing else stays.
+  if (name.starts_with(kOwnPrefix) && name.size() > kOwnPrefix.size()) name.remove_prefix(kOwnPrefix.size());
+  return name;
 }
 
 std::string freeRecordingPath(const std::string& folder, const std::string& name, Date date,

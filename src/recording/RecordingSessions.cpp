@@ -1,0 +1,70 @@
+#include "recording/RecordingSessions.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "recording/RecordingFileName.h"
+
+namespace sonmere {
+
+namespace {
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; }
+
+// Takes the digits at the beginning, without leading zeros.
+std::string_view takeNumber(std::string_view& text) {
+  std::size_t end = 0;
+  while (end < text.size() && isDigit(text[end])) ++end;
+  std::string_view number = text.substr(0, end);
+  text.remove_prefix(end);
+  number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
+  return number;
+}
+
+// Less than 0, 0 or more, as a comparison.
+int compareNaturally(std::string_view a, std::string_view b) {
+  while (!a.empty() && !b.empty()) {
+    if (isDigit(a[0]) && isDigit(b[0])) {
+      const std::string_view first = takeNumber(a), second = takeNumber(b);
+      if (first.size() != second.size()) return first.size() < second.size() ? -1 : 1;
+      if (const int order = first.compare(second)) return order;
+      continue;
+    }
+    const auto first = static_cast<unsigned char>(lower(a[0])),
+               second = static_cast<unsigned char>(lower(b[0]));
+    if (first != second) return first < second ? -1 : 1;
+    a.remove_prefix(1);
+    b.remove_prefix(1);
+  }
+  return int(!a.empty()) - int(!b.empty());
+}
+
+bool isFileBefore(const RecordingFile& a, const RecordingFile& b) {
+  const int order = compareNaturally(a.displayName, b.displayName);
+  return order != 0 ? order < 0 : a.url < b.url;
+}
+
+}  // namespace
+
+void RecordingSessions::add(std::string_view stamp, RecordingFile file) {
+  found_.push_back({stamp, std::move(file)});
+}
+
+std::vector<RecordingSession> RecordingSessions::take() {
+  std::ranges::sort(found_, [](const Found& a, const Found& b) {
+    return a.stamp != b.stamp ? a.stamp > b.stamp : isFileBefore(a.file, b.file);
+  });
+  std::vector<RecordingSession> sessions;
+  for (Found& found : found_) {
+    if (sessions.empty() || sessions.back().timestampString != found.stamp)
+      sessions.push_back({std::string(found.stamp), dateOfStamp(found.stamp).value_or(Date::min()), {}});
+    sessions.back().files.push_back(std::move(found.file));
+  }
+  found_.clear();
+  std::ranges::stable_sort(sessions, std::greater<>(), &RecordingSession::timestamp);
+  return sessions;
+}
+
+}  // namespace sonmere

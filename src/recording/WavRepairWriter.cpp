@@ -1,0 +1,56 @@
+#include "recording/WavRepairWriter.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "base/FileDescriptor.h"
+#include "recording/WavRepair.h"
+
+namespace sonmere {
+
+namespace {
+
+std::unexpected<Error> failure(const char* action) { return std::unexpected(posixError(errno, action)); }
+
+bool isSame(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+bool write(int file, const WavRepair::Patch& patch) {
+  std::array<std::uint8_t, 8> bytes{};
+  for (int i = 0; i < patch.bytes; ++i) bytes[std::size_t(i)] = std::uint8_t(patch.value >> (8 * i));
+  ssize_t count = 0;
+  do {
+    errno = EIO;  // what a write that ends early is taken for
+    count = pwrite(file, bytes.data(), std::size_t(patch.bytes), off_t(patch.at));
+  } while (count < 0 && errno == EINTR);
+  return count == patch.bytes;
+}
+
+}  // namespace
+
+Outcome<std::optional<std::uint64_t>> repairWavFile(int folder, const std::string& name,
+                                                    const struct stat& seen) {
+  const FileDescriptor file(
+      openat(folder, name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file.valid()) return failure("Open");
+  // Where there are no locks, two programs that mend at once write the same.
+  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return std::nullopt;
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) return failure("Look at");
+  if (!S_ISREG(status.st_mode) || !isSame(status, seen)) return std::nullopt;
+  const auto chunks = readWavChunks(readBytesOf(file.get()));
+  const auto plan = chunks ? planWavRepair(*chunks, std::uint64_t(status.st_size)) : std::nullopt;
+  if (!plan) return std::nullopt;
+  for (const WavRepair::Patch& patch : plan->patches)
+    if (!write(file.get(), patch)) return failure("Write");
+  if (fsync(file.get()) != 0) return failure("Write");
+  return plan->audioBytes;
+}
+
+}  // namespace sonmere
