@@ -19,4 +19,9 @@ struct WaveformEnvelope {
   std::int64_t binFrames = 1;  // frames of every bin but the last, which may have fewer
 };
 
+// The extremes of a channel between two frames, the second exclusive, as far as whole bins tell; zeros where
+// there are no bins.
+WaveformBin extremes(const WaveformEnvelope& envelope, std::size_t channel, std::int64_t from,
+                     std::int64_t until);
+
 }  // namespace sonmere
