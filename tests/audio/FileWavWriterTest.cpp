@@ -1,7 +1,6 @@
 #include "audio/file/WavFileWriter.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -12,6 +11,7 @@
 #include <random>
 
 #include "FileSupport.h"
+#include "WriterSupport.h"
 #include "audio/file/WavHeader.h"
 #include "support/TemporaryFolder.h"
 
@@ -24,24 +24,6 @@ AudioFileSettings pcm(int bitDepth, bool isFloat = false, std::uint32_t channels
   settings.isFloat = isFloat;
   settings.channels = channels;
   return settings;
-}
-
-PCMBuffer bufferOf(const PCMFormat& format, const std::vector<float>& interleaved) {
-  const auto frames = std::uint32_t(interleaved.size() / format.channels);
-  PCMBuffer buffer(format, frames + 5);
-  buffer.setFrameLength(frames);
-  for (std::uint32_t frame = 0; frame < frames; ++frame) {
-    for (std::uint32_t channel = 0; channel < format.channels; ++channel) {
-      buffer.channel(channel)[frame] = interleaved[frame * format.channels + channel];
-    }
-  }
-  return buffer;
-}
-
-std::shared_ptr<AudioFileWriter> mustCreate(const std::string& path, const AudioFileSettings& settings) {
-  auto writer = createAudioFile(path, settings);
-  if (!writer) ADD_FAILURE() << writer.error().description;
-  return writer ? *writer : nullptr;
 }
 
 // The file as libsndfile sees it: integers as they are, in the upper bits of 32; floats as their bits.
@@ -171,24 +153,6 @@ TEST(FileWavWriter, SurvivesTheDeathOfItsProcess) {
   for (std::size_t i = 0; i < found.size(); ++i) ASSERT_NEAR(found[i], samples[i % samples.size()], 1e-6);
 }
 
-// Limits the size of files that this process may write, as a full disk would.
-class SizeLimit {
- public:
-  explicit SizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~SizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-
- private:
-  rlimit before_{};
-  void (*handler_)(int);
-};
-
 TEST(FileWavWriter, FailedWriteLeavesWholeFramesAndTheNextOneGoesOn) {
   TemporaryFolder folder;
   const std::string path = folder / "full.wav";
@@ -275,8 +239,8 @@ TEST(FileWavWriter, BadSettingsAreRefusedAndLeaveNoFile) {
     bad.push_back(pcm(16));
     bad.back().sampleRate = rate;
   }
-  bad.push_back({});
-  bad.back().encoding = AudioFileSettings::Encoding::aac;
+  for (const double rate : {192000.0, 44101.0, 4000.0, 48000.5}) bad.push_back(aac(rate));
+  bad.push_back(aac(48000, 3));
   for (const auto& settings : bad) {
     const auto refused = createAudioFile(path, settings);
     ASSERT_FALSE(refused) << settings.bitDepth << ' ' << settings.sampleRate << ' ' << settings.channels;

@@ -10,7 +10,8 @@
 namespace sonmere {
 
 // An audio file being written. A write is synchronous: when it has returned success the samples are with the
-// operating system and survive the death of this process. Threads: one at a time, never a render thread.
+// operating system and survive the death of this process; with AAC all but the last 0.2 s, which wait for
+// their packets to be full. Threads: one at a time, never a render thread.
 class AudioFileWriter {
  public:
   virtual ~AudioFileWriter() = default;
@@ -25,7 +26,8 @@ class AudioFileWriter {
 };
 
 // Creates a new file, private to the user (0600), never through a symbolic link at its last component, never
-// over an existing file. Fails for encodings that this build cannot write.
+// over an existing file. Linear PCM is written as WAV, AAC as M4A; AAC knows 1 or 2 channels, and rates of
+// 7350, 8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000, 64000, 88200 and 96000 Hz.
 Outcome<std::shared_ptr<AudioFileWriter>> createAudioFile(const std::string& path,
                                                           const AudioFileSettings& settings);
 

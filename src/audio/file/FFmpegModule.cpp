@@ -37,28 +37,38 @@ std::vector<std::string> moduleDirectories() {
   return directories;
 }
 
-Outcome<OpenFFmpegReader> loadFFmpegModule(const std::vector<std::string>& directories) {
+Outcome<FFmpegModule> loadFFmpegModule(const std::vector<std::string>& directories) {
   for (const std::string& directory : directories) {
     const std::filesystem::path path = std::filesystem::path(directory) / kModuleFile;
     std::error_code ignored;
     if (!std::filesystem::exists(path, ignored)) continue;
     void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!module) return noModule(fmt::format("the decoder module could not be loaded: {}", ::dlerror()));
-    void* symbol = ::dlsym(module, kOpenFFmpegReaderSymbol);
-    if (!symbol) return noModule(fmt::format("{} is not a decoder module: {}", path.string(), ::dlerror()));
-    return reinterpret_cast<OpenFFmpegReader>(symbol);
+    if (!module) return noModule(fmt::format("the codec module could not be loaded: {}", ::dlerror()));
+    void* const reader = ::dlsym(module, kOpenFFmpegReaderSymbol);
+    void* const encoder = ::dlsym(module, kMakeFFmpegEncoderSymbol);
+    if (!reader || !encoder) return noModule(fmt::format("{} is not a codec module", path.string()));
+    return FFmpegModule{reinterpret_cast<OpenFFmpegReader>(reader),
+                        reinterpret_cast<MakeFFmpegEncoder>(encoder)};
   }
-  return noModule(
-      fmt::format("the decoder module {} is not in {}", kModuleFile, fmt::join(directories, ", ")));
+  return noModule(fmt::format("the codec module {} is not in {}", kModuleFile, fmt::join(directories, ", ")));
 }
 
 Outcome<std::unique_ptr<AudioFileReader>> openWithFFmpeg(FileDescriptor file, const std::string& path) {
-  const auto open = loadFFmpegModule(moduleDirectories());
-  if (!open) return noModule(fmt::format("{}: could not be decoded: {}", path, open.error().description));
+  const auto module = loadFFmpegModule(moduleDirectories());
+  if (!module) return noModule(fmt::format("{}: could not be decoded: {}", path, module.error().description));
   Error error;
-  std::unique_ptr<AudioFileReader> reader((*open)(file.release(), path.c_str(), &error));
+  std::unique_ptr<AudioFileReader> reader(module->openReader(file.release(), path.c_str(), &error));
   if (!reader) return std::unexpected(error);
   return reader;
+}
+
+Outcome<std::unique_ptr<AACEncoder>> makeAACEncoder(const AudioFileSettings& settings) {
+  const auto module = loadFFmpegModule(moduleDirectories());
+  if (!module) return std::unexpected(module.error());
+  Error error;
+  std::unique_ptr<AACEncoder> encoder(module->makeEncoder(settings, &error));
+  if (!encoder) return std::unexpected(error);
+  return encoder;
 }
 
 }  // namespace sonmere

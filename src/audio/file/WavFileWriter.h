@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "audio/file/AudioFileWriter.h"
-#include "base/FileDescriptor.h"
+#include "audio/file/OutputFile.h"
 
 namespace sonmere {
 
@@ -20,24 +19,19 @@ class WavFileWriter final : public AudioFileWriter {
   ~WavFileWriter() override;
 
   const PCMFormat& processingFormat() const override { return format_; }
-  const std::string& path() const override { return path_; }
+  const std::string& path() const override { return file_.path(); }
   Outcome<void> write(const PCMBuffer& buffer) override;
   Outcome<void> close() override;
 
  private:
   WavFileWriter(FileDescriptor file, const std::string& path, const AudioFileSettings& settings);
 
-  Outcome<void> checkLayout(const PCMBuffer& buffer) const;
   Outcome<void> writeHeader();
-  // Writes all bytes at an offset; `written` tells how many there are in the file after an error.
-  Outcome<void> writeAll(const std::uint8_t* bytes, std::size_t count, std::uint64_t offset,
-                         std::size_t& written);
   Outcome<void> complete();
   Outcome<void> verify() const;
   std::uint64_t endOfData() const { return headerBytes_ + frames_ * bytesPerFrame_; }
 
-  FileDescriptor file_;
-  const std::string path_;
+  OutputFile file_;
   const AudioFileSettings settings_;
   const PCMFormat format_;
   const std::uint32_t bytesPerFrame_;

@@ -67,6 +67,7 @@ Outcome<void> FFmpegReader::prepare() {
   if (pending_.empty()) return failure(ReaderFault::noAudio, fmt::format("{}: has no audio", path_));
   container_ = containerName();
   frameCount_ = declaredFrames();
+  end_ = declaredEnd();
   return {};
 }
 
@@ -119,6 +120,7 @@ Outcome<void> FFmpegReader::openDecoder() {
 }
 
 Outcome<std::uint32_t> FFmpegReader::read(float* interleaved, std::uint32_t frames) {
+  frames = std::uint32_t(std::clamp<std::int64_t>(end_ - position_, 0, frames));
   std::uint32_t done = 0;
   while (done < frames) {
     if (pendingFrames() == 0) {
@@ -131,6 +133,7 @@ Outcome<std::uint32_t> FFmpegReader::read(float* interleaved, std::uint32_t fram
     taken_ += samples;
     done += std::uint32_t(count);
   }
+  position_ += done;
   return done;
 }
 
@@ -176,13 +179,23 @@ Outcome<void> FFmpegReader::takeFrame() {
       return checked;
     }
     format_ = {double(frame_->sample_rate), std::uint32_t(frame_->ch_layout.nb_channels)};
-    if (frame_->pts != AV_NOPTS_VALUE) firstTimestamp_ = frame_->pts;
+    learnStart();
   }
   if (target_) align();
   if (auto converted = convert(); !converted) return converted;
   dropBeforeTarget();
   av_frame_unref(frame_.get());
   return {};
+}
+
+void FFmpegReader::learnStart() {
+  packetFrames_ = frame_->nb_samples;
+  if (frame_->pts == AV_NOPTS_VALUE) return;
+  firstTimestamp_ = frame_->pts;
+  // The edit list of a fragmented file only moves the beginning to time 0.
+  if (!isMP4() || frame_->pts >= 0 || toFrames(-frame_->pts) > kPrerollFrames) return;
+  leadIn_ = toDrop_ = toFrames(-frame_->pts);
+  firstTimestamp_ = 0;
 }
 
 Outcome<void> FFmpegReader::convert() {
@@ -219,6 +232,7 @@ bool FFmpegReader::prepareConverter() {
 
 Outcome<void> FFmpegReader::seek(std::int64_t frame) {
   const std::int64_t target = std::max<std::int64_t>(frame, 0);
+  position_ = target;
   pending_.clear();
   taken_ = 0;
   target_.reset();
@@ -239,7 +253,7 @@ Outcome<void> FFmpegReader::restart(std::int64_t target) {
   demuxer_.reset();
   converter_.reset();
   avio_seek(input_.context(), 0, SEEK_SET);
-  toDrop_ = target;
+  toDrop_ = target + leadIn_;
   ended_ = true;
   if (auto opened = openContainer(); !opened) return opened;
   if (auto opened = openDecoder(); !opened) return opened;
@@ -274,15 +288,28 @@ std::int64_t FFmpegReader::toTimestamp(std::int64_t frames) const {
 
 std::int64_t FFmpegReader::declaredFrames() const {
   if (demuxer_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) return -1;
-  if (stream_->duration > 0) return toFrames(stream_->duration);
+  if (stream_->duration > 0) return std::max<std::int64_t>(toFrames(stream_->duration) - leadIn_, 0);
   if (demuxer_->duration <= 0) return -1;
   return av_rescale(demuxer_->duration, std::int64_t(format_.sampleRate), AV_TIME_BASE);
 }
 
+std::int64_t FFmpegReader::declaredEnd() const {
+  constexpr std::int64_t kWithinPackets = 3;
+  const auto none = std::numeric_limits<std::int64_t>::max();
+  const int packets = avformat_index_get_entries_count(stream_);
+  const AVIndexEntry* last = packets > 0 ? avformat_index_get_entry(stream_, packets - 1) : nullptr;
+  if (!isMP4() || !last || frameCount_ <= 0) return none;
+  const std::int64_t decoded = toFrames(last->timestamp - firstTimestamp_) + packetFrames_;
+  const std::int64_t excess = decoded - frameCount_;
+  // More than padding means that the duration is wrong, not the audio.
+  return excess > 0 && excess < kWithinPackets * packetFrames_ ? frameCount_ : none;
+}
+
+bool FFmpegReader::isMP4() const { return std::string_view(demuxer_->iformat->name).starts_with("mov"); }
+
 std::string FFmpegReader::containerName() const {
   const std::string names = demuxer_->iformat->name;
-  const std::string first = names.substr(0, names.find(','));
-  if (first != "mov") return first;
+  if (!isMP4()) return names.substr(0, names.find(','));
   const int video = av_find_best_stream(demuxer_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   const bool picture = video >= 0 && (demuxer_->streams[video]->disposition & AV_DISPOSITION_ATTACHED_PIC);
   return video < 0 || picture ? "m4a" : "mp4";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -9,7 +10,7 @@
 namespace sonmere {
 
 // Reads the best audio stream of what libavformat knows (AAC in MP4, Matroska, ADTS and so on). Encoder delay
-// and padding that the container declares are left out, as in any other FFmpeg program.
+// and padding that the container declares are left out.
 class FFmpegReader final : public AudioFileReader {
  public:
   static Outcome<std::unique_ptr<FFmpegReader>> open(FileDescriptor file, const std::string& path);
@@ -41,7 +42,12 @@ class FFmpegReader final : public AudioFileReader {
   // Learns from the first decoded frame after a seek how many frames lie before the target.
   void align();
   void dropBeforeTarget();
+  bool isMP4() const;
+  // Learns from the first decoded frame how many lie before the beginning.
+  void learnStart();
   std::int64_t declaredFrames() const;
+  // The frame at which an MP4's edit ends inside its last packets; libavformat delivers these whole.
+  std::int64_t declaredEnd() const;
   std::string containerName() const;
   std::int64_t toFrames(std::int64_t timestamp) const;
   std::int64_t toTimestamp(std::int64_t frames) const;
@@ -65,9 +71,13 @@ class FFmpegReader final : public AudioFileReader {
   int converterRate_ = 0;
   int converterChannels_ = 0;
 
-  std::vector<float> pending_;          // decoded samples, interleaved
-  std::size_t taken_ = 0;               // of these, already delivered
-  std::int64_t firstTimestamp_ = 0;     // of the first decoded frame, in the stream's time base
+  std::vector<float> pending_;       // decoded samples, interleaved
+  std::size_t taken_ = 0;            // of these, already delivered
+  std::int64_t firstTimestamp_ = 0;  // of frame 0, in the stream's time base
+  std::int64_t leadIn_ = 0;          // decoded frames before frame 0
+  std::int64_t packetFrames_ = 0;    // of the first packet
+  std::int64_t position_ = 0;        // frame that is delivered next
+  std::int64_t end_ = std::numeric_limits<std::int64_t>::max();
   std::optional<std::int64_t> target_;  // frame of a seek that awaits its first decoded frame
   std::int64_t toDrop_ = 0;             // frames before the target still to be decoded
   bool ended_ = false;

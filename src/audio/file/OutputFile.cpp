@@ -1,0 +1,80 @@
+#include "audio/file/OutputFile.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "audio/file/WriterError.h"
+
+namespace sonmere {
+
+namespace {
+
+std::unexpected<Error> systemError(int errnoValue, const char* action, const std::string& path) {
+  return std::unexpected(posixError(errnoValue, fmt::format("could not {} {}", action, path)));
+}
+
+}  // namespace
+
+Outcome<void> OutputFile::writeAt(std::span<const std::uint8_t> bytes, std::uint64_t offset,
+                                  std::size_t* written) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t result =
+        ::pwrite(file_.get(), bytes.data() + done, bytes.size() - done, off_t(offset + done));
+    if (result < 0 && errno == EINTR) continue;
+    if (written) *written = done;
+    if (result < 0) return systemError(errno, "write", path_);
+    // A device that takes nothing and gives no reason is full.
+    if (result == 0) return systemError(ENOSPC, "write", path_);
+    done += std::size_t(result);
+  }
+  if (written) *written = done;
+  return {};
+}
+
+Outcome<std::vector<std::uint8_t>> OutputFile::readAt(std::size_t count, std::uint64_t offset) const {
+  std::vector<std::uint8_t> bytes(count);
+  const ssize_t result = ::pread(file_.get(), bytes.data(), count, off_t(offset));
+  if (result < 0) return systemError(errno, "check", path_);
+  bytes.resize(std::size_t(result));
+  return bytes;
+}
+
+Outcome<void> OutputFile::truncate(std::uint64_t bytes) {
+  if (::ftruncate(file_.get(), off_t(bytes)) == 0) return {};
+  return systemError(errno, "shorten", path_);
+}
+
+Outcome<void> OutputFile::sync() {
+  // Some file systems can't.
+  if (::fsync(file_.get()) == 0 || errno == EINVAL || errno == ENOTSUP) return {};
+  return systemError(errno, "store", path_);
+}
+
+Outcome<void> OutputFile::checkSize(std::uint64_t bytes) const {
+  struct stat status {};
+  if (::fstat(file_.get(), &status) != 0) return systemError(errno, "check", path_);
+  if (std::uint64_t(status.st_size) == bytes) return {};
+  return writerError(WriterFault::notVerified,
+                     fmt::format("{} has {} bytes on disk instead of {}", path_, status.st_size, bytes));
+}
+
+Outcome<void> OutputFile::close() {
+  if (!file_.valid() || ::close(file_.release()) == 0) return {};
+  return systemError(errno, "close", path_);
+}
+
+Outcome<void> checkBuffer(const PCMBuffer& buffer, const PCMFormat& format, const OutputFile& file) {
+  if (!file.isOpen()) {
+    return writerError(WriterFault::closed, fmt::format("could not write {}: it is closed", file.path()));
+  }
+  if (buffer.format() == format) return {};
+  return writerError(
+      WriterFault::wrongLayout,
+      fmt::format("could not write {}: it has {} channels at {} Hz, the buffer {} at {} Hz", file.path(),
+                  format.channels, format.sampleRate, buffer.format().channels, buffer.format().sampleRate));
+}
+
+}  // namespace sonmere
