@@ -22,6 +22,7 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
       appTapEngine_([this] { return makeAppTapEngine(); }),
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
+      recordingsLibrary_([this] { return std::make_shared<RecordingsLibrary>(recordingContext_); }),
       recordings_([this] { return makeRecordings(); }),
       performanceMonitor_(environment_.runtime, latencyProbe_) {
   // The one folder, without another to fall back on.
@@ -72,7 +73,8 @@ std::shared_ptr<VolumeMixerEngine> ToneFerryApp::makeVolumeMixerEngine() {
 
 std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
   recorderFeed_ = std::make_unique<TapEngineRecorderFeed>(*appTapEngine());
-  auto recordings = std::make_shared<BusRecordings>(recordingContext_, *recorderFeed_);
+  auto recordings = std::make_shared<BusRecordings>(
+      recordingContext_, *recorderFeed_, [this] { return recordingsLibrary()->recordingsFolder(); });
   appTapEngine()->setRecordingRate(
       [&recordings = *recordings](int bus) { return recordings.recordingRate(bus); });
   return recordings;

@@ -14,6 +14,7 @@
 #include "audio/device/EngineContext.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "recording/BusRecordings.h"
+#include "recording/RecordingsLibrary.h"
 #include "routing/AppTapEngine.h"
 
 namespace sonmere {
@@ -48,7 +49,7 @@ class ToneFerryApp {
   const std::shared_ptr<VolumeMixerEngine>& volumeMixerEngine() { return volumeMixerEngine_.get(); }
   const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
   LatencyProbe& latencyProbe() { return latencyProbe_; }
-  RecordingsFolder recordingsFolder() const { return RecordingsFolder(recordingContext_); }
+  const std::shared_ptr<RecordingsLibrary>& recordingsLibrary() { return recordingsLibrary_.get(); }
   const std::shared_ptr<FlushDeadline>& flushDeadline() const { return recordingContext_.flushDeadline; }
   EngineContext& context() { return context_; }
   NotificationCenter& notifications() { return notifications_; }
@@ -75,6 +76,7 @@ class ToneFerryApp {
   Lazy<AppTapEngine> appTapEngine_;
   Lazy<VolumeMixerEngine> volumeMixerEngine_;
   std::unique_ptr<TapEngineRecorderFeed> recorderFeed_;
+  Lazy<RecordingsLibrary> recordingsLibrary_;
   Lazy<BusRecordings> recordings_;
   PerformanceMonitor performanceMonitor_;
 };

@@ -13,6 +13,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
 #include "control/ControlServer.h"
+#include "recording/InotifyFolderWatch.h"
 
 namespace sonmere {
 
@@ -26,6 +27,29 @@ int tell(int status, const std::string& text) {
   fmt::print(stderr, "sonmere run: {}\n", text);
   return status;
 }
+
+// Keeps the library up to date while the run goes on, and tells when recordings go elsewhere than chosen.
+class LibraryUpkeep {
+ public:
+  LibraryUpkeep(RecordingsLibrary& library, FileDescriptorWatcher& watcher) : library_(library) {
+    unavailable_ = library.folderUnavailable.observe([this](bool isUnavailable) { show(isUnavailable); });
+    show(*library.folderUnavailable);
+    auto watch = InotifyFolderWatch::create(watcher);
+    if (!watch) tell(kExitSuccess, watch.error().description);
+    library.startWatching(watch ? std::move(*watch) : nullptr);
+  }
+  ~LibraryUpkeep() { library_.stopWatching(); }
+  LibraryUpkeep(const LibraryUpkeep&) = delete;
+  LibraryUpkeep& operator=(const LibraryUpkeep&) = delete;
+
+ private:
+  void show(bool isUnavailable) const {
+    if (isUnavailable) tell(kExitSuccess, recordingsFolderUnavailableText(library_.defaultFolder()));
+  }
+
+  RecordingsLibrary& library_;
+  Subscription unavailable_;
+};
 
 // One run of the application, from its parts to its exit status.
 class RunSession {
@@ -73,6 +97,7 @@ class RunSession {
       if (!started) return tell(kExitFailure, started.error().description);
       server = std::move(*started);
     }
+    const LibraryUpkeep upkeep(*app.recordingsLibrary(), **watcher);
     app.appDelegate().applicationDidFinishLaunching(false, nullptr);
     const RunReport report = play(run, platform);
     const int status = conclude(platform, report);

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "audio/device/BusTable.h"
+#include "recording/RecordingFormatSetting.h"
 
 namespace sonmere {
 
@@ -26,15 +27,20 @@ std::string BusRecordings::baseName(int bus) {
   return bus == 0 ? "Sonmere Recording" : "Sonmere Track " + std::to_string(bus - 1);
 }
 
-BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed)
+BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed, Folder folder)
     : context_(context),
       feed_(feed),
-      folder_(context),
+      folder_(folder ? std::move(folder) : [own = RecordingsFolder(context)] { return own.current(); }),
       writeFailures_(
           context.notifications.observe(RecordingHealth::kWriteFailed, [this](const NotificationInfo& info) {
             const auto reason = info.find("reason");
             if (reason != info.end()) handleRecordingFailure(reason->second);
-          })) {}
+          })) {
+  defaultRecordingFormat.set(storedRecordingFormat(context_.settings).value_or(RecordingFormat::wav));
+  formatChanges_ = defaultRecordingFormat.observe([this](RecordingFormat format) {
+    context_.settings.set(kRecordingFormatKey, std::string(name(format)));
+  });
+}
 
 BusRecordings::~BusRecordings() {
   for (const auto& [bus, recorder] : busRecorders_) feed_.setRecorderRing(bus, nullptr);
@@ -54,7 +60,7 @@ std::optional<double> BusRecordings::recordingRate(int bus) const {
 }
 
 Outcome<std::shared_ptr<BusRecorder>> BusRecordings::makeRecorder(int bus, RecordingFormat format) {
-  const auto folder = folder_.current();
+  const auto folder = folder_();
   if (!folder) return std::unexpected(folder.error());
   const double busRate = feed_.busSampleRate(bus);
   return BusRecorder::create(

@@ -20,8 +20,11 @@ namespace sonmere {
 // one ends by itself. Main thread.
 class BusRecordings {
  public:
-  // The feed outlives the recordings.
-  BusRecordings(const RecordingContext& context, RecorderFeed& feed);
+  // The folder for a new recording.
+  using Folder = std::function<Outcome<std::string>()>;
+
+  // The feed outlives the recordings. Without `folder` it is that of the settings.
+  BusRecordings(const RecordingContext& context, RecorderFeed& feed, Folder folder = nullptr);
   // Lets go of what still records; its files end where they are.
   ~BusRecordings();
 
@@ -46,7 +49,7 @@ class BusRecordings {
   Observable<std::map<int, BusRecordingStatus>> busRecordingStatuses;
   Observable<std::string> errorMessage;
   Observable<std::optional<std::string>> silentRecordingNotice;
-  // Used when a start asks for no format.
+  // Used when a start asks for no format; kept in the settings.
   Observable<RecordingFormat> defaultRecordingFormat{RecordingFormat::wav};
 
   // "Sonmere Recording" for bus 0, "Sonmere Track {n-1}" from bus 2 on.
@@ -68,7 +71,7 @@ class BusRecordings {
 
   const RecordingContext context_;
   RecorderFeed& feed_;
-  const RecordingsFolder folder_;
+  const Folder folder_;
   std::map<int, std::shared_ptr<BusRecorder>> busRecorders_;
   int stopping_ = 0;
   std::vector<Task> whenNoneStops_;
@@ -76,6 +79,7 @@ class BusRecordings {
   RecordingWatch watch_;
   ScopedTask statusTimer_;
   Subscription writeFailures_;
+  Subscription formatChanges_;
   // Tells the ends of stops whether this object is still there.
   const std::shared_ptr<char> alive_ = std::make_shared<char>();
 };

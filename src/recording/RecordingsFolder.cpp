@@ -29,20 +29,32 @@ std::vector<fs::path> missingFolders(const fs::path& folder) {
 }  // namespace
 
 Outcome<std::string> RecordingsFolder::current() const {
-  const std::string chosen = context_.settings.string(kPathKey).value_or("");
-  if (!chosen.empty()) {
-    if (!createFolders(chosen)) {
+  if (const auto folder = chosen()) {
+    if (!createFolders(*folder)) {
       context_.log.warning(
           "Sonmere: chosen recordings folder not available, recording to the default folder");
-    } else if (const auto usable = writeTest(chosen); !usable) {
+    } else if (const auto usable = writeTest(*folder); !usable) {
       context_.log.warning("Sonmere: chosen recordings folder failed (" + usable.error().description +
                            "), recording to the default folder");
     } else {
-      return chosen;
+      return *folder;
     }
   }
   if (const auto made = makeUsable(defaultFolder()); !made) return std::unexpected(made.error());
   return defaultFolder();
+}
+
+std::optional<std::string> RecordingsFolder::chosen() const {
+  auto folder = context_.settings.string(kPathKey);
+  return folder && !folder->empty() ? folder : std::nullopt;
+}
+
+RecordingsFolderState RecordingsFolder::state(const std::optional<std::string>& chosenFolder) const {
+  if (!chosenFolder) return {defaultFolder(), false};
+  std::error_code ignored;
+  const bool isThere = fs::exists(*chosenFolder, ignored);
+  const bool isUsable = isFolderUsable(*chosenFolder) && (!isThere || writeTest(*chosenFolder));
+  return {isUsable ? *chosenFolder : defaultFolder(), !isUsable};
 }
 
 Outcome<void> RecordingsFolder::makeUsable(const std::string& folder) const {
@@ -63,6 +75,13 @@ Outcome<void> RecordingsFolder::writeTest(const std::string& folder) const {
   if (!file.valid()) return std::unexpected(posixError(errno, "Create " + path));
   if (::unlink(path.c_str()) != 0) return std::unexpected(posixError(errno, "Remove " + path));
   return {};
+}
+
+bool isFolderUsable(const std::string& folder) {
+  std::error_code ignored;
+  fs::path at = folder;
+  while (at.has_relative_path() && !fs::exists(fs::status(at, ignored))) at = at.parent_path();
+  return fs::is_directory(at, ignored) && ::access(at.c_str(), W_OK) == 0;
 }
 
 bool areDifferentFolders(const std::string& a, const std::string& b) {

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "recording/RecordingContext.h"
+#include "recording/RecordingsFolderState.h"
 
 namespace sonmere {
 
-// Where recordings go. Main thread.
+// Where recordings go. Main thread; what does not read the settings may be asked on any.
 class RecordingsFolder {
  public:
   static constexpr const char* kPathKey = "sonmere.recordingsFolderPath";
@@ -16,15 +18,25 @@ class RecordingsFolder {
   // The folder for a new recording, made where missing. A chosen folder that can't be used is passed over for
   // the default one, so that no recording is lost to a missing drive; the error is that of the default one.
   Outcome<std::string> current() const;
+  // As the settings have it; nothing while the default one is meant.
+  std::optional<std::string> chosen() const;
   const std::string& defaultFolder() const { return context_.folders.defaultRecordings; }
+  // Which folder is in force when this one is chosen, or none. Makes nothing but the file of the write test,
+  // in a folder that is there. Any thread.
+  RecordingsFolderState state(const std::optional<std::string>& chosenFolder) const;
+  // Makes a file in the folder and takes it away again. Any thread.
+  Outcome<void> writeTest(const std::string& folder) const;
 
  private:
   // Makes the folder where missing and tries to write there; after an error nothing is left behind.
   Outcome<void> makeUsable(const std::string& folder) const;
-  Outcome<void> writeTest(const std::string& folder) const;
 
   const RecordingContext context_;
 };
+
+// Whether the path is a folder that this user may write to; for one that isn't there yet the nearest folder
+// above it decides. Makes nothing. Threads: any.
+bool isFolderUsable(const std::string& folder);
 
 // Whether two paths name different folders, once symbolic links are resolved.
 bool areDifferentFolders(const std::string& a, const std::string& b);
