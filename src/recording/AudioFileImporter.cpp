@@ -1,0 +1,126 @@
+#include "recording/AudioFileImporter.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <new>
+#include <vector>
+
+#include "audio/file/AudioFileWriter.h"
+#include "audio/file/ReaderError.h"
+#include "audio/file/StreamResampler.h"
+#include "dsp/VectorMath.h"
+#include "recording/ImportDestination.h"
+#include "recording/ImportFileName.h"
+#include "recording/RecordingFileName.h"
+#include "recording/RecordingFileSettings.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr std::uint32_t kBlockFrames = 4096;
+constexpr std::uint32_t kMostChannels = 2;
+
+Outcome<void> checkTarget(const AudioFileImporter::Request& request) {
+  if (!(request.sampleRate >= 1 && request.sampleRate <= kMaxReaderSampleRate)) {
+    return std::unexpected(ImportError::targetFormatInvalid(
+        fmt::format("a session can't have a sample rate of {} Hz", request.sampleRate)));
+  }
+  if (!parseRecordingName(fmt::format("a \u2014 {}.wav", request.stamp))) {
+    return std::unexpected(ImportError::targetFormatInvalid(
+        fmt::format("\"{}\" is not the date and time of a session", request.stamp)));
+  }
+  return {};
+}
+
+// Reads a block of interleaved samples and hands it on in planes.
+class BlockMover {
+ public:
+  BlockMover(AudioFileReader& from, AudioFileWriter& to)
+      : from_(from),
+        to_(to),
+        interleaved_(std::size_t(kBlockFrames) * from.format().channels),
+        planes_(from.format(), kBlockFrames) {}
+
+  // Frames that were moved; 0 at the end.
+  Outcome<std::uint32_t> move() {
+    const auto frames = from_.read(interleaved_.data(), kBlockFrames);
+    if (!frames) return std::unexpected(ImportError::conversionFailed(frames.error().description));
+    if (*frames == 0) return 0;
+    split(*frames);
+    if (auto written = to_.write(planes_); !written)
+      return std::unexpected(ImportError::writeFailed(written.error().description));
+    return *frames;
+  }
+
+ private:
+  void split(std::uint32_t frames) {
+    planes_.setFrameLength(frames);
+    if (from_.format().channels == 1) {
+      std::copy_n(interleaved_.data(), frames, planes_.channel(0));
+    } else {
+      deinterleave(interleaved_.data(), planes_.channel(0), planes_.channel(1), frames);
+    }
+  }
+
+  AudioFileReader& from_;
+  AudioFileWriter& to_;
+  std::vector<float> interleaved_;
+  PCMBuffer planes_;
+};
+
+Outcome<void> convert(AudioFileReader& from, AudioFileWriter& to, const TaskToken& cancel,
+                      const AudioFileImporter::Progress& progress) {
+  BlockMover mover(from, to);
+  std::int64_t done = 0;
+  for (;;) {
+    if (cancel.isCancelled()) return std::unexpected(ImportError::cancelled());
+    const auto moved = mover.move();
+    if (!moved) return std::unexpected(moved.error());
+    if (*moved == 0) break;
+    done += *moved;
+    if (progress && from.frameCount() > 0) progress(std::min(1.0, double(done) / double(from.frameCount())));
+  }
+  if (auto closed = to.close(); !closed)
+    return std::unexpected(ImportError::writeFailed(closed.error().description));
+  return {};
+}
+
+Outcome<std::string> convertInto(std::unique_ptr<AudioFileReader> source,
+                                 const AudioFileImporter::Request& request, const TaskToken& cancel,
+                                 const AudioFileImporter::Progress& progress) {
+  const PCMFormat format{request.sampleRate, std::min(source->format().channels, kMostChannels)};
+  const auto reader = resampled(std::move(source), format);
+  ImportDestination destination(request.folder);
+  auto writer = createAudioFile(destination.temporaryPath(),
+                                wavFileSettings(format.sampleRate, format.channels, request.depth));
+  if (!writer) return std::unexpected(ImportError::writeFailed(writer.error().description));
+  if (auto claimed = destination.claim(); !claimed)
+    return std::unexpected(ImportError::writeFailed(claimed.error().description));
+  if (auto converted = convert(*reader, **writer, cancel, progress); !converted)
+    return std::unexpected(converted.error());
+  auto path = destination.publish(importBaseName(request.source), request.stamp);
+  if (!path) return std::unexpected(ImportError::writeFailed(path.error().description));
+  return path;
+}
+
+}  // namespace
+
+Outcome<std::string> AudioFileImporter::importFile(const Request& request, const TaskToken& cancel,
+                                                   const Progress& progress) const {
+  if (auto checked = checkTarget(request); !checked) return std::unexpected(checked.error());
+  try {
+    auto source = openAudioFile(request.source);
+    if (!source) {
+      log_.error(fmt::format("AudioFileImporter: open failed for {}: {}", request.source,
+                             source.error().description));
+      return std::unexpected(ImportError::sourceUnreadable(source.error().description));
+    }
+    return convertInto(std::move(*source), request, cancel, progress);
+  } catch (const std::bad_alloc&) {
+    return std::unexpected(ImportError::conversionFailed("buffer alloc failed"));
+  }
+}
+
+}  // namespace sonmere

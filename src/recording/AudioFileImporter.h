@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "audio/file/AudioFileReader.h"
+#include "base/Log.h"
+#include "base/TaskToken.h"
+#include "recording/ImportError.h"
+#include "recording/RecordingBitDepth.h"
+
+namespace sonmere {
+
+// Makes a track of any audio file that can be read: a WAV at the session's rate, in its folder, with its
+// stamp in the name. Mono stays mono, two channels stay two; of more the first two are kept. The source is
+// only read. Threads: a worker; imports may run side by side.
+class AudioFileImporter {
+ public:
+  struct Request {
+    std::string source;
+    std::string folder;         // the session's; exists
+    std::string stamp;          // the session's, "yyyy-MM-dd HH-mm-ss"
+    double sampleRate = 48000;  // the session's, Hz
+    // Float keeps what lies beyond full scale in compressed files.
+    RecordingBitDepth depth = RecordingBitDepth::float32;
+  };
+  // From 0 to 1; not called for a source that does not tell its length.
+  using Progress = std::function<void(double fraction)>;
+
+  // The log outlives the importer.
+  explicit AudioFileImporter(Log& log) : log_(log) {}
+
+  // The path of the new file, which appears under its name only once it is complete. After an ImportError
+  // nothing is left behind.
+  Outcome<std::string> importFile(const Request& request, const TaskToken& cancel = {},
+                                  const Progress& progress = nullptr) const;
+
+ private:
+  Log& log_;
+};
+
+}  // namespace sonmere
