@@ -274,12 +274,26 @@ TEST_F(BusRecorderTest, RealFilesAreCompleteAndRefusalsLeaveNothing) {
     return std::distance(std::filesystem::directory_iterator(bench.defaultFolder()), {});
   };
   request.format = RecordingFormat::m4a;
+  stoppedAt.reset();
+  recorder = BusRecorder::create(bench.context, request).value();
+  EXPECT_TRUE(recorder->outputPath().ends_with(".m4a"));
+  write(5000, 0.5f);
+  stop();
+  runtime.advance(kSecond);
+  ASSERT_TRUE(stoppedAt);
+  const auto encoded = openAudioFile(recorder->outputPath());
+  ASSERT_TRUE(encoded) << encoded.error().description;
+  EXPECT_EQ((*encoded)->frameCount(), 5000);
+  EXPECT_EQ((*encoded)->container(), "m4a");
+
+  request.sampleRate = 192000;
   const auto refused = BusRecorder::create(bench.context, request);
   ASSERT_FALSE(refused);
-  EXPECT_FALSE(refused.error().description.empty());
+  EXPECT_TRUE(
+      refused.error().description.ends_with("AAC has no sample rate of 192000 Hz; choose WAV instead"));
   request = {0, RecordingFormat::wav, 44100, "Sonmere Recording", "/proc/nowhere"};
   EXPECT_FALSE(BusRecorder::create(bench.context, request));
-  EXPECT_EQ(entries(), 2);
+  EXPECT_EQ(entries(), 3);
 }
 
 // Real threads: a producer that keeps just within the ring, so that each part of it is written right behind

@@ -97,6 +97,21 @@ TEST_F(BusRecordingsTest, RecordsBusesIntoTheirFilesAndShowsProgress) {
   EXPECT_TRUE(none && !*none);
 }
 
+TEST_F(BusRecordingsTest, DefaultFormatIsKeptInTheSettings) {
+  bench.settings.set("recording.format", std::string("m4a"));
+  recordings = std::make_unique<BusRecordings>(bench.context, feed);
+  recordings->startRecording(2);
+  EXPECT_EQ(file(0).settings.encoding, AudioFileSettings::Encoding::aac);
+  EXPECT_EQ(std::filesystem::path(file(0).path()).extension(), ".m4a");
+
+  recordings->defaultRecordingFormat.set(RecordingFormat::wav);
+  EXPECT_EQ(bench.settings.string("recording.format"), "wav");
+  recordings->startRecording(3);
+  EXPECT_EQ(std::filesystem::path(file(1).path()).extension(), ".wav");
+  recordings->startRecording(4, RecordingFormat::m4a);
+  EXPECT_EQ(std::filesystem::path(file(2).path()).extension(), ".m4a");
+}
+
 TEST_F(BusRecordingsTest, FailedStartLeavesAMessageAndNothingElse) {
   bench.createError = Error{"audio", 1, "can't write aac"};
   recordings->startRecording(2, RecordingFormat::m4a);
