@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <iterator>
 #include <numbers>
 
 namespace sonmere {
@@ -60,61 +60,12 @@ EQCoefficients build(const AppEQSettings& settings, Angle&& angleOf) {
   return result;
 }
 
-// Left and right of one frame, in the lower half of a register.
-using Stereo = float __attribute__((vector_size(16)));
-
-Stereo both(double v) { return Stereo{float(v), float(v), 0, 0}; }
-
-// As one value of 8 bytes, which is one instruction each way.
-void loadFrame(Stereo& frame, const float* source) {
-  using Halves = double __attribute__((vector_size(16)));
-  double bits;
-  std::memcpy(&bits, source, sizeof bits);
-  frame = Stereo(Halves{bits, 0});
-}
-
-// One section on both channels at once. A value of its own, so that all of it stays in registers.
-struct Section {
-  template <class Coefficients>
-  Section(const Coefficients& c, const RTDoubles& delays, std::size_t index)
-      : b0(both(c[5 * index])),
-        b1(both(c[5 * index + 1])),
-        b2(both(c[5 * index + 2])),
-        a1(both(c[5 * index + 3])),
-        a2(both(c[5 * index + 4])),
-        z1{float(delays[4 * index]), float(delays[4 * index + 2]), 0, 0},
-        z2{float(delays[4 * index + 1]), float(delays[4 * index + 3]), 0, 0} {}
-
-  Stereo step(Stereo x) {
-    const Stereo y = b0 * x + z1;
-    z1 = (b1 * x - a1 * y) + z2;
-    z2 = b2 * x - a2 * y;
-    return y;
-  }
-  void save(RTDoubles& delays, std::size_t index) const {
-    delays.set(4 * index, z1[0]);
-    delays.set(4 * index + 1, z2[0]);
-    delays.set(4 * index + 2, z1[1]);
-    delays.set(4 * index + 3, z2[1]);
-  }
-
-  Stereo b0, b1, b2, a1, a2, z1, z2;
-};
-
-// The three sections fused in one loop: the same operations on the same values in the same order per sample
-// as three passes over the block, so the same bits.
 template <class Coefficients>
-void cascade(const Coefficients& c, RTDoubles& delays, std::size_t frames, float* buffer) noexcept {
-  Section highPassed(c, delays, 0), belled(c, delays, 1), lowPassed(c, delays, 2);
-  for (std::size_t i = 0; i < frames; ++i) {
-    Stereo x;
-    loadFrame(x, buffer + 2 * i);
-    x = lowPassed.step(belled.step(highPassed.step(x)));
-    std::memcpy(buffer + 2 * i, &x, 2 * sizeof(float));
-  }
-  highPassed.save(delays, 0);
-  belled.save(delays, 1);
-  lowPassed.save(delays, 2);
+EqualiserLane makeLane(const Coefficients& coefficients, const RTDoubles& delays) {
+  EqualiserLane lane;
+  for (std::size_t k = 0; k < kEQCoefficientCount; ++k) lane.coefficients[k] = float(coefficients[k]);
+  for (std::size_t k = 0; k < std::size(lane.delays); ++k) lane.delays[k] = float(delays[k]);
+  return lane;
 }
 
 }  // namespace
@@ -125,14 +76,18 @@ EQCoefficients coefficients(const AppEQSettings& settings, double sampleRate) {
 
 EQCoefficients coefficients48k(const AppEQSettings& settings) { return build(settings, angle48k); }
 
-void applyEqualiser(const RTDoubles& coefficients, RTDoubles& delays, std::size_t frames,
-                    float* buffer) noexcept SONMERE_NONBLOCKING {
-  cascade(coefficients, delays, frames, buffer);
+EqualiserLane equaliserLane(const RTDoubles& coefficients,
+                            const RTDoubles& delays) noexcept SONMERE_NONBLOCKING {
+  return makeLane(coefficients, delays);
 }
 
-void applyEqualiser(const EQCoefficients& coefficients, RTDoubles& delays, std::size_t frames,
-                    float* buffer) noexcept SONMERE_NONBLOCKING {
-  cascade(coefficients, delays, frames, buffer);
+EqualiserLane equaliserLane(const EQCoefficients& coefficients,
+                            const RTDoubles& delays) noexcept SONMERE_NONBLOCKING {
+  return makeLane(coefficients, delays);
+}
+
+void saveDelays(const EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING {
+  for (std::size_t k = 0; k < std::size(lane.delays); ++k) delays.set(k, lane.delays[k]);
 }
 
 double equaliserCurveDb(const AppEQSettings& settings, double f) {

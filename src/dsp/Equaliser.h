@@ -6,6 +6,7 @@
 #include "base/RealtimeScope.h"
 #include "dsp/AppEQSettings.h"
 #include "dsp/RTDoubles.h"
+#include "dsp/kernels/Kernels.h"
 
 namespace sonmere {
 
@@ -25,13 +26,22 @@ EQCoefficients coefficients(const AppEQSettings& settings, double sampleRate);
 // strictly than the form above, and is to stay that way.
 EQCoefficients coefficients48k(const AppEQSettings& settings);
 
-// The cascade in place over `frames` interleaved stereo frames, in float32: transposed direct form II,
-// y = b0 x + z1; z1 = (b1 x - a1 y) + z2; z2 = b2 x - a2 y. Coefficients and delays are narrowed at the
-// start of the block and the delays widened back at its end. Render thread.
-void applyEqualiser(const RTDoubles& coefficients, RTDoubles& delays, std::size_t frames,
-                    float* buffer) noexcept SONMERE_NONBLOCKING;
-void applyEqualiser(const EQCoefficients& coefficients, RTDoubles& delays, std::size_t frames,
-                    float* buffer) noexcept SONMERE_NONBLOCKING;
+// The cascade's state for one block, narrowed to float32 and widened back: transposed direct form II,
+// y = b0 x + z1; z1 = (b1 x - a1 y) + z2; z2 = b2 x - a2 y. The kernels run it. Render thread.
+EqualiserLane equaliserLane(const RTDoubles& coefficients,
+                            const RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
+EqualiserLane equaliserLane(const EQCoefficients& coefficients,
+                            const RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
+void saveDelays(const EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
+
+// All of it, in place over `frames` interleaved stereo frames. Render thread.
+template <class Coefficients>
+void applyEqualiser(const Coefficients& coefficients, RTDoubles& delays, std::size_t frames,
+                    float* buffer) noexcept SONMERE_NONBLOCKING {
+  EqualiserLane lane = equaliserLane(coefficients, delays);
+  kernels().equalise(lane, buffer, frames);
+  saveDelays(lane, delays);
+}
 
 // The editor's curve in dB at frequency f: a drawing aid, not the filter's response.
 double equaliserCurveDb(const AppEQSettings& settings, double f);

@@ -12,29 +12,24 @@ namespace sonmere {
 static_assert(std::bit_cast<std::uint32_t>(kLimiterRates48k.attack) == 0x3f7eef80);
 static_assert(std::bit_cast<std::uint32_t>(kLimiterRates48k.release) == 0x3f7fe4b3);
 
-namespace {
-
-// A comparison that is false for a NaN leaves it to the lower bound.
-float clampSample(float v, float ceiling) {
-  v = v > ceiling ? ceiling : v;
-  return v > -ceiling ? v : -ceiling;
+LimiterLane limiterLane(float peak, float ceiling, float gain,
+                        const LimiterRates& rates) noexcept SONMERE_NONBLOCKING {
+  const float target = gain * peak > ceiling ? ceiling / std::max(peak, 1e-9f) : 1.0f;
+  return {target, gain > target ? rates.attack : rates.release, ceiling, gain};
 }
+
+bool isLimiterAtRest(float peak, float ceiling, float gain) noexcept SONMERE_NONBLOCKING {
+  return gain == 1.0f && peak <= ceiling && ceiling > 0;
+}
+
+namespace {
 
 float limitTo(float peak, float* buffer, std::size_t frames, float ceiling, float gain,
               const LimiterRates& rates) noexcept {
-  const float target = gain * peak > ceiling ? ceiling / std::max(peak, 1e-9f) : 1.0f;
-  std::size_t i = 0;
-  for (bool moves = true; i < frames && moves; ++i) {
-    const float rate = gain > target ? rates.attack : rates.release;
-    const float next = (gain - target) * rate + target;
-    moves = next != gain;
-    gain = next;
-    buffer[2 * i] = clampSample(buffer[2 * i] * gain, ceiling);
-    buffer[2 * i + 1] = clampSample(buffer[2 * i + 1] * gain, ceiling);
-  }
-  // A step that leaves the gain unchanged would do so to the end of the block.
-  for (std::size_t at = 2 * i; at < 2 * frames; ++at) buffer[at] = clampSample(buffer[at] * gain, ceiling);
-  return gain;
+  if (isLimiterAtRest(peak, ceiling, gain)) return gain;
+  LimiterLane lane = limiterLane(peak, ceiling, gain, rates);
+  kernels().limit(lane, buffer, frames);
+  return lane.gain;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "base/RealtimeScope.h"
+#include "dsp/kernels/Kernels.h"
 
 namespace sonmere {
 
@@ -23,6 +24,13 @@ constexpr float kBusQuietThreshold = 0.0001f;
 
 // 10^(ceilingDb / 20).
 float limiterCeiling(double ceilingDb);
+
+// The limiter's state for one block of this peak, of which no value needs to be a number: the target is
+// ceiling / peak when the gain would not do, else 1. The kernels run it. Render thread.
+LimiterLane limiterLane(float peak, float ceiling, float gain,
+                        const LimiterRates& rates) noexcept SONMERE_NONBLOCKING;
+// Whether that would neither move the gain nor change a sample.
+bool isLimiterAtRest(float peak, float ceiling, float gain) noexcept SONMERE_NONBLOCKING;
 
 // Limits `samples` samples (of `frames` stereo frames) in place, and returns the new gain. The target is
 // fixed for the block by its peak, there is no look-ahead; the clamp at the end guarantees the ceiling.

@@ -36,7 +36,7 @@ struct VolumeMixerOutputContext {
   RTScalar<bool> retired{false};  // its unit waits for disposal: no sound, no reading
 
   // The render.
-  std::array<float, kRenderScratchSamples> scratch{};
+  RenderScratch scratch;
   RTScalar<std::uint64_t> lastRenderHostTime{0};  // ns; the render watchdog reads it
   RTScalar<float> masterLimiterGain{1.0f};
   RTDoubles outputEQDelays{kEQDelayCount};

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "dsp/VectorMath.h"
 #include "mixer/VolumeMixerOutputContext.h"
@@ -48,30 +49,56 @@ float tapCeiling(const VolumeMixerTap& tap) noexcept {
   return tap.limiterEnabled ? tap.limiterCeiling.load() : 1.0f;
 }
 
-// A volume of 0 still drains the ring, so that raising it plays what sounds then.
-void addToSum(float* out, const float* scratch, float volume, float master, std::int64_t n) noexcept {
-  const float gain = std::min(1.0f, volume) * master;
-  if (gain > 0) addScaled(out, scratch, gain, std::size_t(n));
+using TapList = std::vector<std::shared_ptr<VolumeMixerTap>>;
+
+// Puts the tap's next block into the batch; false when it has none. A volume of 0 still drains the ring, so
+// that raising it plays what sounds then.
+bool enter(VolumeMixerTap& tap, TapBatch& batch, float master, std::int64_t n) noexcept {
+  if (startedLive(tap) || !pull(tap, batch.nextBlock(), n)) return false;
+  const float volume = tap.volume, gain = std::min(1.0f, volume) * master;
+  batch.add(tap, volume, tapCeiling(tap), gain, !(gain > 0));
+  return true;
 }
 
-void mixTap(VolumeMixerTap& tap, VolumeMixerOutputContext& context, float master, float* out,
-            std::int64_t n) noexcept {
-  if (tap.isMuted) return;
-  const RenderClaim::Hold hold(tap.claim);
-  if (!hold || startedLive(tap)) return;
-  float* scratch = context.scratch.data();
-  if (!pull(tap, scratch, n)) return;
-  RenderSteps::equalise(tap, scratch, n);
-  if (context.flags.spectrumWanted()) tap.fftBuffer.feed(scratch, n);
-  const float volume = tap.volume;
-  RenderSteps::boost(volume, scratch, n);
-  RenderSteps::limitTap(tap, volume, tapCeiling(tap), scratch, n);
-  addToSum(out, scratch, volume, master, n);
+// Adds up to a batch of taps, from `next` on, to the sum, and behind the last of all runs the sum's
+// equaliser.
+void mixBatch(const TapList& taps, std::size_t& next, VolumeMixerOutputContext& context, float master,
+              float* out, std::int64_t n, EqualiserLane* outputEqualiser) noexcept {
+  std::array<std::optional<RenderClaim::Hold>, kMaxLanes> holds;
+  std::array<VolumeMixerTap*, kMaxLanes> members;
+  TapBatch batch(context.scratch, n);
+  std::size_t count = 0;
+  for (; next < taps.size() && !batch.isFull(); ++next) {
+    VolumeMixerTap& tap = *taps[next];
+    if (tap.isMuted || !holds[count].emplace(tap.claim)) continue;
+    if (enter(tap, batch, master, n)) members[count++] = &tap;
+  }
+  batch.equalise();
+  if (context.flags.spectrumWanted())
+    for (std::size_t i = 0; i < count; ++i) members[i]->fftBuffer.feed(batch.block(i), n);
+  batch.boost();
+  batch.limitAndMix(out, next == taps.size() ? outputEqualiser : nullptr);
 }
 
-void finishOutput(VolumeMixerOutputContext& context, float master, float* out, std::int64_t n) noexcept {
-  const bool isEqualised = context.outputEQEnabled;
-  RenderSteps::equalise(isEqualised, context.outputEQCoefficients, context.outputEQDelays, out, n);
+void mixAndEqualise(const VolumeMixerSnapshot* snapshot, VolumeMixerOutputContext& context, float master,
+                    bool isEqualised, float* out, std::int64_t n) noexcept {
+  EqualiserLane lane;
+  EqualiserLane* equaliser = nullptr;
+  if (isEqualised && n >= 2) {
+    lane = equaliserLane(context.outputEQCoefficients, context.outputEQDelays);
+    equaliser = &lane;
+  }
+  std::size_t next = 0;
+  const bool hasTaps = snapshot && !snapshot->taps.empty();
+  while (hasTaps && next < snapshot->taps.size())
+    mixBatch(snapshot->taps, next, context, master, out, n, equaliser);
+  if (!equaliser) return;
+  if (!hasTaps) kernels().equalise(lane, out, std::size_t(n / 2));
+  saveDelays(lane, context.outputEQDelays);
+}
+
+void finishOutput(VolumeMixerOutputContext& context, bool isEqualised, float master, float* out,
+                  std::int64_t n) noexcept {
   if (context.flags.spectrumWanted()) context.outputFFTBuffer.feed(out, n);
   if (!isEqualised && master <= 1.0f) return;
   context.masterLimiterGain =
@@ -94,9 +121,9 @@ OSStatus renderVolumeMixer(void* refcon, const AudioTimeStamp&, std::uint32_t fr
     const std::int64_t n = std::min<std::int64_t>(buffer.byteSize / 4, 2 * std::int64_t(frames));
     std::memset(buffer.data, 0, buffer.byteSize);
     if (isRetired || n > kRenderScratchSamples) continue;
-    if (snapshot)
-      for (const auto& tap : snapshot->taps) mixTap(*tap, context, master, buffer.data, n);
-    finishOutput(context, master, buffer.data, n);
+    const bool isEqualised = context.outputEQEnabled;
+    mixAndEqualise(snapshot, context, master, isEqualised, buffer.data, n);
+    finishOutput(context, isEqualised, master, buffer.data, n);
   }
   return noErr;
 }

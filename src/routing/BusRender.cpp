@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "base/RealtimeScope.h"
 #include "dsp/VectorMath.h"
@@ -76,20 +77,40 @@ void feedTapMonitor(SingleAppTap& tap, const RenderFlags& flags, float volume, c
   tap.monitorWritePos.storeRelease(at);
 }
 
-void mixTap(SingleAppTap& tap, OutputAUContext& context, float* out, std::int64_t n) noexcept {
-  const RenderClaim::Hold hold(tap.claim);
-  if (!hold) return;
-  float* scratch = context.scratch.data();
-  const BusRenderState& state = *context.state;
+// Puts the tap's next block, through its plug-ins, into the batch; false when it has none.
+bool enter(SingleAppTap& tap, TapBatch& batch, std::int64_t n) noexcept {
   trimIfAsked(tap, n);
-  if (!pull(tap, scratch, n)) return;
-  runPlugins(tap.pluginChain.load(), scratch, n);
-  RenderSteps::equalise(tap, scratch, n);
+  float* block = batch.nextBlock();
+  if (!pull(tap, block, n)) return false;
+  runPlugins(tap.pluginChain.load(), block, n);
   const float volume = tap.volume;
-  RenderSteps::boost(volume, scratch, n);
-  RenderSteps::limitTap(tap, volume, tapCeiling(tap, volume), scratch, n);
-  feedTapMonitor(tap, state.flags, volume, scratch, n);
-  addScaled(out, scratch, std::min(volume, 1.0f), std::size_t(n));
+  batch.add(tap, volume, tapCeiling(tap, volume), std::min(volume, 1.0f));
+  return true;
+}
+
+using TapList = std::vector<std::shared_ptr<SingleAppTap>>;
+const TapList kNoTaps;
+
+// Adds up to a batch of taps, from `next` on, to the sum. `sumEqualiser` runs behind the last of all, if
+// there is one; returns whether it did.
+bool mixBatch(const TapList& taps, std::size_t& next, OutputAUContext& context, float* out, std::int64_t n,
+              EqualiserLane* sumEqualiser) noexcept {
+  std::array<std::optional<RenderClaim::Hold>, kMaxLanes> holds;
+  std::array<SingleAppTap*, kMaxLanes> members;
+  TapBatch batch(context.scratch, n);
+  std::size_t count = 0;
+  for (; next < taps.size() && !batch.isFull(); ++next) {
+    SingleAppTap& tap = *taps[next];
+    if (!holds[count].emplace(tap.claim)) continue;
+    if (enter(tap, batch, n)) members[count++] = &tap;
+  }
+  batch.equalise();
+  batch.boost();
+  const bool isLast = next == taps.size();
+  batch.limitAndMix(out, isLast ? sumEqualiser : nullptr);
+  for (std::size_t i = 0; i < count; ++i)
+    feedTapMonitor(*members[i], context.state->flags, batch.volume(i), batch.block(i), n);
+  return isLast;
 }
 
 // Adds the microphone, only when it was captured at this unit's rate.
@@ -115,9 +136,23 @@ void addMicSend(OutputAUContext& context, float gain, float* out, std::int64_t n
   cursor = readPos;
 }
 
-void equaliseMaster(BusMaster& master, float* out, std::int64_t n) noexcept {
-  if (const EQCoefficients* coefficients = master.eqCoefficients.load())
-    RenderSteps::equalise(master.eqEnabled, *coefficients, master.eqDelays, out, n);
+// The taps in their order, then the microphone, the bus's plug-ins and its equaliser. Where nothing stands
+// between the taps and the equaliser it runs along with the last of them.
+void mixAndEqualise(const TapList& taps, OutputAUContext& context, BusMaster& master, float sendGain,
+                    float* out, std::int64_t n) noexcept {
+  const EQCoefficients* coefficients = master.eqEnabled ? master.eqCoefficients.load() : nullptr;
+  const PluginChainSnapshot* chain = master.pluginChain.load();
+  const bool isDirect = !(sendGain > MicSend::kAudibleGain) && (!chain || chain->plugins.empty());
+  EqualiserLane equaliser;
+  if (coefficients) equaliser = equaliserLane(*coefficients, master.eqDelays);
+  bool isEqualised = !coefficients || n < 2;
+  for (std::size_t next = 0; next < taps.size();)
+    isEqualised |=
+        mixBatch(taps, next, context, out, n, isDirect && !isEqualised ? &equaliser : nullptr) && isDirect;
+  addMicSend(context, sendGain, out, n);
+  runPlugins(chain, out, n);
+  if (!isEqualised) kernels().equalise(equaliser, out, std::size_t(n / 2));
+  if (coefficients) saveDelays(equaliser, master.eqDelays);
 }
 
 void limitMaster(BusMaster& master, float* out, std::int64_t n) noexcept {
@@ -156,11 +191,7 @@ void renderBuffer(OutputAUContext& context, const BusTapLists* lists, std::uint3
   BusMaster& master = state.masters[bus];
   const RenderClaim::Hold hold(master.claim);
   if (!hold) return;
-  if (lists)
-    for (const auto& tap : lists->buses[bus]) mixTap(*tap, context, out, n);
-  addMicSend(context, sendGain, out, n);
-  runPlugins(master.pluginChain.load(), out, n);
-  equaliseMaster(master, out, n);
+  mixAndEqualise(hasTaps ? lists->buses[bus] : kNoTaps, context, master, sendGain, out, n);
   limitMaster(master, out, n);
   feedRecorder(master, out, n);
   feedMasterMonitor(master, state.masterRecordActive, out, n);

@@ -17,7 +17,7 @@ struct OutputAUContext {
 
   std::shared_ptr<BusRenderState> state;
   int busIndex;
-  std::array<float, kRenderScratchSamples> scratch{};
+  RenderScratch scratch;
   double sampleRate = 48000.0;                    // Hz
   RTScalar<bool> retired{false};                  // its unit waits for disposal: no sound, no reading
   RTScalar<std::uint64_t> lastRenderHostTime{0};  // ns; 0: not rendered yet

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "dsp/kernels/LaneState.h"
+
+namespace sonmere {
+
+// Most streams that one call takes side by side, on any processor.
+constexpr std::size_t kMaxLanes = 8;
+
+// The inner loops of the renders, written once and compiled for each instruction set. All sets give the same
+// bits as the plain loops; only which of several NaNs comes out is the processor's choice. Blocks are
+// interleaved stereo; `frames` are stereo frames, `n` samples. Render threads.
+struct Kernels {
+  const char* target;  // "avx512", "avx2", "sse2", "neon", "plain"
+
+  // The equaliser's three sections in place: one stream, or up to kMaxLanes streams with a block each.
+  void (*equalise)(EqualiserLane& lane, float* block, std::size_t frames) noexcept;
+  void (*equaliseLanes)(EqualiserLane* lanes, float* const* blocks, std::size_t streams,
+                        std::size_t frames) noexcept;
+  // The limiter's gain and clamp in place, from the block's target on.
+  void (*limit)(LimiterLane& lane, float* block, std::size_t frames) noexcept;
+  // Limiters, sum and equaliser of a group of streams.
+  void (*limitAndMix)(const MixJob& job, std::size_t frames) noexcept;
+
+  void (*scale)(float* block, float gain, std::size_t n) noexcept;
+  void (*addTo)(float* target, const float* source, std::size_t n) noexcept;
+  void (*addScaled)(float* target, const float* source, float gain, std::size_t n) noexcept;
+  float (*maxMagnitude)(const float* block, std::size_t n) noexcept;
+  float (*sumOfSquares)(const float* block, std::size_t n) noexcept;
+  void (*deinterleave)(const float* block, float* left, float* right, std::size_t frames) noexcept;
+  void (*interleave)(const float* left, const float* right, float* block, std::size_t frames) noexcept;
+};
+
+// Those of the best instruction set that this processor has, unless others were chosen. Any thread.
+const Kernels& kernels() noexcept;
+
+// All that can run here, the best first, the plain loops last.
+std::span<const Kernels* const> availableKernels();
+// For tests and measurements; nothing may render meanwhile. Null: the best again. Main thread.
+void chooseKernels(const Kernels* chosen);
+
+}  // namespace sonmere

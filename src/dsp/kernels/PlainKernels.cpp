@@ -1,0 +1,127 @@
+// The loops as they read: what the vector kernels are held to, and what runs where there are none.
+
+#include <cmath>
+
+#include "dsp/kernels/KernelTargets.h"
+
+namespace sonmere {
+
+namespace {
+
+// One channel through one section.
+struct Section {
+  float b0, b1, b2, a1, a2, z1, z2;
+
+  float step(float x) {
+    const float y = b0 * x + z1;
+    z1 = (b1 * x - a1 * y) + z2;
+    z2 = b2 * x - a2 * y;
+    return y;
+  }
+};
+
+void equalise(EqualiserLane& lane, float* block, std::size_t frames) noexcept {
+  for (int section = 0; section < 3; ++section) {
+    const float* c = lane.coefficients + 5 * section;
+    float* z = lane.delays + 4 * section;
+    Section left{c[0], c[1], c[2], c[3], c[4], z[0], z[1]}, right{c[0], c[1], c[2], c[3], c[4], z[2], z[3]};
+    for (std::size_t i = 0; i < frames; ++i) {
+      block[2 * i] = left.step(block[2 * i]);
+      block[2 * i + 1] = right.step(block[2 * i + 1]);
+    }
+    z[0] = left.z1;
+    z[1] = left.z2;
+    z[2] = right.z1;
+    z[3] = right.z2;
+  }
+}
+
+void equaliseLanes(EqualiserLane* lanes, float* const* blocks, std::size_t streams,
+                   std::size_t frames) noexcept {
+  for (std::size_t s = 0; s < streams; ++s) equalise(lanes[s], blocks[s], frames);
+}
+
+// A comparison that is false for a NaN leaves it to the lower bound.
+float clampSample(float v, float ceiling) {
+  v = v > ceiling ? ceiling : v;
+  return v > -ceiling ? v : -ceiling;
+}
+
+void limit(LimiterLane& lane, float* block, std::size_t frames) noexcept {
+  const float target = lane.target, rate = lane.rate, ceiling = lane.ceiling;
+  float gain = lane.gain;
+  for (std::size_t i = 0; i < frames; ++i) {
+    gain = (gain - target) * rate + target;
+    block[2 * i] = clampSample(block[2 * i] * gain, ceiling);
+    block[2 * i + 1] = clampSample(block[2 * i + 1] * gain, ceiling);
+  }
+  lane.gain = gain;
+}
+
+void scale(float* block, float gain, std::size_t n) noexcept {
+  for (std::size_t i = 0; i < n; ++i) block[i] *= gain;
+}
+
+void addTo(float* target, const float* source, std::size_t n) noexcept {
+  for (std::size_t i = 0; i < n; ++i) target[i] += source[i];
+}
+
+void addScaled(float* target, const float* source, float gain, std::size_t n) noexcept {
+  for (std::size_t i = 0; i < n; ++i) target[i] += source[i] * gain;
+}
+
+void limitAndMix(const MixJob& job, std::size_t frames) noexcept {
+  for (std::size_t s = 0; s < job.limitedCount; ++s) limit(job.limiters[s], job.limited[s], frames);
+  for (std::size_t s = 0; s < job.sourceCount; ++s)
+    addScaled(job.sum, job.sources[s], job.gains[s], 2 * frames);
+  if (job.equaliser) equalise(*job.equaliser, job.sum, frames);
+}
+
+// Once not a number, it stays so.
+float maxMagnitude(const float* block, std::size_t n) noexcept {
+  float result = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const float magnitude = std::fabs(block[i]);
+    if (!(magnitude <= result) && !std::isnan(result)) result = magnitude;
+  }
+  return result;
+}
+
+float sumOfSquares(const float* block, std::size_t n) noexcept {
+  float sum[8] = {};
+  for (std::size_t i = 0; i < n; ++i) sum[i % 8] += block[i] * block[i];
+  return ((sum[0] + sum[1]) + (sum[2] + sum[3])) + ((sum[4] + sum[5]) + (sum[6] + sum[7]));
+}
+
+void deinterleave(const float* block, float* left, float* right, std::size_t frames) noexcept {
+  for (std::size_t i = 0; i < frames; ++i) {
+    left[i] = block[2 * i];
+    right[i] = block[2 * i + 1];
+  }
+}
+
+void interleave(const float* left, const float* right, float* block, std::size_t frames) noexcept {
+  for (std::size_t i = 0; i < frames; ++i) {
+    block[2 * i] = left[i];
+    block[2 * i + 1] = right[i];
+  }
+}
+
+}  // namespace
+
+const Kernels kPlainKernels = {
+    .target = "plain",
+    .equalise = equalise,
+    .equaliseLanes = equaliseLanes,
+    .limit = limit,
+    .limitAndMix = limitAndMix,
+    .scale = scale,
+    .addTo = addTo,
+    .addScaled = addScaled,
+    .maxMagnitude = maxMagnitude,
+    .sumOfSquares = sumOfSquares,
+    .deinterleave = deinterleave,
+    .interleave = interleave,
+};
+
+}  // namespace sonmere
