@@ -5,7 +5,6 @@
 #include "audio/file/StreamResampler.h"
 #include "editor/SessionExporter.h"
 #include "editor/SourceBitDepth.h"
-#include "editor/TrackPlaybackReader.h"
 
 namespace sonmere {
 
@@ -16,7 +15,6 @@ namespace {
 constexpr const char* kNoRangeText = "Drag the trim handles to select a range first.";
 constexpr const char* kSaveFailedText = "Save failed. Check disk space and try again.";
 constexpr const char* kBusyText = "A save is under way. Wait for its end or cancel it first.";
-constexpr Duration kSaveProgressInterval = fromMilliseconds(100);
 
 // A destination that can't be used has a reason of its own, and the disk is not it.
 std::string saveErrorText(const Error& error) {
@@ -34,11 +32,16 @@ Outcome<std::shared_ptr<EditorEngine>> EditorEngine::open(EngineContext& context
 
 EditorEngine::EditorEngine(EngineContext& context, std::string url, const PCMFormat& format,
                            std::int64_t frames)
-    : context_(context), url_(std::move(url)), format_(format), transport_(context, material()) {
+    : context_(context),
+      url_(std::move(url)),
+      format_(format),
+      transport_(context, material()),
+      waveform_(context.runtime, context.log),
+      export_(context.runtime) {
   learnLength(frames);
+  waveform_.onEnvelopeReady = [this](const WaveformEnvelope& found) { setEnvelope(found); };
+  waveform_.setURL(url_);
 }
-
-EditorEngine::~EditorEngine() { cancelSave(); }
 
 std::string EditorEngine::fileName() const { return fs::path(url_).filename().string(); }
 
@@ -48,9 +51,9 @@ void EditorEngine::learnLength(std::int64_t frames) {
   viewport_.setTotalFrames(frames);
 }
 
-void EditorEngine::setEnvelope(std::shared_ptr<const WaveformEnvelope> found) {
-  if (found) learnLength(found->totalFrames);
-  envelope.set(std::move(found));
+void EditorEngine::setEnvelope(const WaveformEnvelope& found) {
+  learnLength(found.totalFrames);
+  envelope.set(std::make_shared<const WaveformEnvelope>(found));
 }
 
 // Playing.
@@ -58,7 +61,7 @@ void EditorEngine::setEnvelope(std::shared_ptr<const WaveformEnvelope> found) {
 EditorTransport::Material EditorEngine::material() {
   EditorTransport::Material material;
   material.logName = "EditorEngine";
-  material.sampleRate = format_.sampleRate;
+  material.sampleRate = [this] { return format_.sampleRate; };
   material.needsAllTracks = true;
   material.span = [this]() -> EditorTransport::Span {
     if (!*trimRange) return {};
@@ -66,14 +69,12 @@ EditorTransport::Material EditorEngine::material() {
   };
   material.totalFrames = [this] { return *trimRange ? (*trimRange)->totalFrames : 0; };
   material.tracks = [this](std::int64_t from, bool loops) {
-    return std::vector{source(from, (*trimRange)->endFrame, loops, (*trimRange)->startFrame)};
+    return std::vector{source({from, (*trimRange)->endFrame, loops, (*trimRange)->startFrame})};
   };
   return material;
 }
 
-PlaybackEngine::OpenSource EditorEngine::source(std::int64_t from, std::int64_t until, bool loops,
-                                                std::int64_t loopStart) const {
-  const TrackPlaybackReader::Span span{from, until, loops, loopStart};
+PlaybackEngine::OpenSource EditorEngine::source(const TrackPlaybackReader::Span& span) const {
   return [input = MixTrackInput{url_, **trimRange},
           span](const PCMFormat& wanted) -> Outcome<std::unique_ptr<AudioFileReader>> {
     auto reader = TrackPlaybackReader::open(input, span);
@@ -129,10 +130,11 @@ void EditorEngine::setGainLinear(double gain, SettingForm form) {
   edit(Field::gain, form, [&](const TrimRange& range) { return TrimEdit::withGain(range, gain); });
 }
 
-void EditorEngine::normalize() {
+bool EditorEngine::normalize() {
   const auto found = *envelope;
-  if (!*trimRange || !found) return;
+  if (!*trimRange || !found) return false;
   setGainLinear(double(TrimEdit::normalizingGain(**trimRange, *found)));
+  return true;
 }
 
 void EditorEngine::undo() {
@@ -166,42 +168,23 @@ std::string EditorEngine::suggestedPath(const ExportFormat& format) const {
 
 bool EditorEngine::saveTrimmed(const std::string& to, const ExportFormat& format) {
   const auto input = track();
-  if (!input || *isSaving) {
+  if (!input || *isSaving()) {
     saveError.set(input ? kBusyText : kNoRangeText);
     return false;
   }
   saveError.set(std::nullopt);
-  saveProgress.set(0);
-  isSaving.set(true);
-  saving_ = std::make_shared<ExportProgress>(context_.runtime);
-  saveTimer_ = context_.runtime.mainQueue().repeat(kSaveProgressInterval,
-                                                   [this] { saveProgress.set(saving_->fraction()); });
-  context_.runtime.globalQueue().post(
-      [&context = context_, progress = saving_, input = *input, to, format, weak = std::weak_ptr(self_)] {
-        const SessionExporter::Options options{format, sourceBitDepth(input.url)};
-        const auto result = SessionExporter(context.log).exportTrack(input, to, options, *progress);
-        context.runtime.mainQueue().post([weak, progress, result] {
-          if (const auto self = weak.lock()) (*self)->saved(progress, result);
-        });
-      });
+  export_.start(
+      [&log = context_.log, input = *input, to, format](ExportProgress& progress) {
+        return SessionExporter(log).exportTrack(input, to, {format, sourceBitDepth(input.url)}, progress);
+      },
+      [this](const Outcome<void>& result) { saved(result); });
   return true;
 }
 
-void EditorEngine::cancelSave() {
-  if (saving_) saving_->cancel();
-}
-
-void EditorEngine::saved(const std::shared_ptr<ExportProgress>& progress, const Outcome<void>& result) {
-  if (progress != saving_) return;
-  saveTimer_.cancel();
-  saving_.reset();
-  if (result) {
-    saveProgress.set(1);
-  } else if (result.error().domain != kExportCancelledDomain) {
-    context_.log.error("EditorEngine: save failed: " + result.error().description);
-    saveError.set(saveErrorText(result.error()));
-  }
-  isSaving.set(false);
+void EditorEngine::saved(const Outcome<void>& result) {
+  if (result || result.error().domain == kExportCancelledDomain) return;
+  context_.log.error("EditorEngine: save failed: " + result.error().description);
+  saveError.set(saveErrorText(result.error()));
 }
 
 // Keys.

@@ -6,14 +6,16 @@
 #include <optional>
 #include <string>
 
+#include "editor/BackgroundExport.h"
 #include "editor/EditHistory.h"
 #include "editor/EditorShortcutAction.h"
 #include "editor/EditorTransport.h"
 #include "editor/EditorViewport.h"
 #include "editor/ExportFormat.h"
-#include "editor/ExportProgress.h"
 #include "editor/MixTrackInput.h"
+#include "editor/TrackPlaybackReader.h"
 #include "editor/TrimEdit.h"
+#include "editor/WaveformView.h"
 
 namespace sonmere {
 
@@ -32,7 +34,6 @@ class EditorEngine {
 
   // The error names the file and says what is wrong with it.
   static Outcome<std::shared_ptr<EditorEngine>> open(EngineContext& context, const std::string& url);
-  ~EditorEngine();
 
   const std::string& url() const { return url_; }
   const PCMFormat& format() const { return format_; }
@@ -43,13 +44,10 @@ class EditorEngine {
       envelope;  // null until the file has been looked through
   // Nothing only where neither the file's header nor an envelope has told the length yet.
   Observable<std::optional<TrimRange>> trimRange;
-  Observable<bool> isSaving{false};
-  Observable<double> saveProgress{0};  // of a save under way, 0 to 1
   Observable<std::optional<std::string>> saveError;
 
-  // What has been found out about the file: it lets normalize work and tells the length where the header
-  // does not.
-  void setEnvelope(std::shared_ptr<const WaveformEnvelope> found);
+  // Reads the file through, beside the main thread, from the opening on; gives the envelope when it is done.
+  const WaveformView& waveform() const { return waveform_; }
 
   // Playing. See EditorTransport.
   const Observable<bool>& isPlaying() const { return transport_.isPlaying; }
@@ -74,8 +72,8 @@ class EditorEngine {
   // The gain is 10^(dB / 20), at most 16.
   void setGainDecibels(double decibels, SettingForm form = SettingForm::final);
   void setGainLinear(double gain, SettingForm form = SettingForm::final);
-  // "Auto-set gain so peak hits -0.5 dBFS". Needs the envelope; a silent range stays as it is.
-  void normalize();
+  // "Auto-set gain so peak hits -0.5 dBFS". A silent range stays as it is. False before there is an envelope.
+  bool normalize();
 
   bool canUndo() const { return history_.canUndo(); }
   bool canRedo() const { return history_.canRedo(); }
@@ -88,14 +86,16 @@ class EditorEngine {
 
   // The edit as an export takes it; nothing without a range.
   std::optional<MixTrackInput> track() const;
-  // What the editor plays of it: from a frame on, at the rate asked for. Threads: the result is for a worker.
-  PlaybackEngine::OpenSource source(std::int64_t from, std::int64_t until, bool loops,
-                                    std::int64_t loopStart) const;
+  // What is played of it. Only with a range; the result is for a worker.
+  PlaybackEngine::OpenSource source(const TrackPlaybackReader::Span& span) const;
 
   // Saving, in the background. False with a saveError at once when there is nothing to save or a save is
   // under way. The file appears when it is complete; after a failure or a cancel what was there still is.
   bool saveTrimmed(const std::string& to, const ExportFormat& format);
-  void cancelSave();
+  void cancelSave() { export_.cancel(); }
+  const Observable<bool>& isSaving() const { return export_.isSaving; }
+  Observable<bool>& isSaving() { return export_.isSaving; }
+  Observable<double>& saveProgress() { return export_.saveProgress; }
   // "{name} (Trimmed)", with the extension of the format, in the file's folder.
   std::string suggestedPath(const ExportFormat& format) const;
 
@@ -110,10 +110,11 @@ class EditorEngine {
   EditorEngine(EngineContext& context, std::string url, const PCMFormat& format, std::int64_t frames);
   EditorTransport::Material material();
   void learnLength(std::int64_t frames);
+  void setEnvelope(const WaveformEnvelope& found);
   template <class Change>
   void edit(Field field, SettingForm form, Change&& change);
   void setRange(const TrimRange& range);
-  void saved(const std::shared_ptr<ExportProgress>& progress, const Outcome<void>& result);
+  void saved(const Outcome<void>& result);
 
   struct Gesture {
     Field field;
@@ -125,12 +126,10 @@ class EditorEngine {
   const PCMFormat format_;
   EditorTransport transport_;
   EditorViewport viewport_;
+  WaveformView waveform_;
   EditHistory<TrimRange, Field> history_;
   std::optional<Gesture> gesture_;
-
-  std::shared_ptr<ExportProgress> saving_;
-  ScopedTask saveTimer_;
-  std::shared_ptr<EditorEngine*> self_ = std::make_shared<EditorEngine*>(this);
+  BackgroundExport export_;
 };
 
 }  // namespace sonmere

@@ -22,12 +22,17 @@ bool contains(const EditorTransport::Span& span, std::int64_t frame) {
 EditorTransport::EditorTransport(EngineContext& context, Material material)
     : context_(context), material_(std::move(material)) {}
 
-EditorTransport::~EditorTransport() { close(); }
+EditorTransport::~EditorTransport() {
+  halt();
+  silence();
+}
 
 void EditorTransport::close() {
   halt();
   restart_.cancel();
   silence();
+  pausedAtFrame_.reset();
+  if (*isPlaying) isPlaying.set(false);
 }
 
 // Operations.
@@ -188,12 +193,12 @@ void EditorTransport::movePlayhead(std::int64_t frame) {
 
 std::int64_t EditorTransport::frameByClock() const {
   const double elapsed = toSeconds(context_.runtime.uptime() - playbackStartTimestamp_);
-  return wrapped(playbackStartFrame_ + std::int64_t(elapsed * material_.sampleRate));
+  return wrapped(playbackStartFrame_ + std::int64_t(elapsed * material_.sampleRate()));
 }
 
 std::int64_t EditorTransport::frameHeard(std::int64_t timelineFrame) const {
   if (!scheduled_) return *playheadFrame;
-  const double ratio = material_.sampleRate / audioEngine_->sampleRate();
+  const double ratio = material_.sampleRate() / audioEngine_->sampleRate();
   const double frames = double(timelineFrame - scheduled_->timelineFrame) * ratio;
   return wrapped(scheduled_->fromFrame + std::llround(frames));
 }

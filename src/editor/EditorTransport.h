@@ -23,9 +23,9 @@ class EditorTransport {
   };
   // What the editor holds, asked for whenever it is to play.
   struct Material {
-    std::string logName;          // in front of the log lines
-    double sampleRate = 0;        // of the timeline, Hz
-    bool needsAllTracks = false;  // one that can't be read ends the playing
+    std::string logName;                 // in front of the log lines
+    std::function<double()> sampleRate;  // of the timeline, Hz
+    bool needsAllTracks = false;         // one that can't be read ends the playing
     std::function<Span()> span;
     std::function<std::int64_t()> totalFrames;  // as far as the playhead goes
     std::function<std::vector<PlaybackEngine::OpenSource>(std::int64_t from, bool loops)> tracks;

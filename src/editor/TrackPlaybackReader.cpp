@@ -48,9 +48,10 @@ Outcome<std::uint32_t> TrackPlaybackReader::read(float* interleaved, std::uint32
 
 Outcome<void> TrackPlaybackReader::fillBlock(std::uint32_t frames) {
   const TrimRange& range = input_.range;
-  const bool isKept = position_ >= range.startFrame && position_ < range.endFrame;
-  std::int64_t end = isKept ? range.endFrame : position_ < range.startFrame ? range.startFrame : span_.until;
-  end = std::min(end, span_.until);
+  const bool isKept = span_.isAudible && position_ >= range.startFrame && position_ < range.endFrame;
+  std::int64_t end = span_.until;
+  if (isKept) end = std::min(end, range.endFrame);
+  if (position_ < range.startFrame) end = std::min(end, range.startFrame);
   const auto count = std::uint32_t(std::min<std::int64_t>({frames, block_.frameCapacity(), end - position_}));
   if (isKept) return readKept(count);
   block_.setFrameLength(count);
@@ -70,7 +71,19 @@ Outcome<void> TrackPlaybackReader::readKept(std::uint32_t frames) {
     std::fill(block_.channel(channel) + found, block_.channel(channel) + frames, 0.0f);
   applyFadesAndGain(input_.range, position_ - input_.range.startFrame, block_);
   filePosition_ = position_ + frames;
+  softenEdges();
   return {};
+}
+
+void TrackPlaybackReader::softenEdges() {
+  if (span_.edgeFrames <= 0) return;
+  for (std::uint32_t i = 0; i < block_.frameLength(); ++i) {
+    const std::int64_t fromEdge = std::min(position_ + i - span_.from, span_.until - 1 - position_ - i);
+    if (fromEdge >= span_.edgeFrames) continue;
+    const float gain = float(fromEdge) / float(span_.edgeFrames);
+    for (std::uint32_t channel = 0; channel < format().channels; ++channel)
+      block_.channel(channel)[i] *= gain;
+  }
 }
 
 Outcome<void> TrackPlaybackReader::seek(std::int64_t) {

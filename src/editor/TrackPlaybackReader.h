@@ -15,10 +15,12 @@ namespace sonmere {
 class TrackPlaybackReader final : public AudioFileReader {
  public:
   struct Span {
-    std::int64_t from = 0;       // first frame delivered
-    std::int64_t until = 0;      // one past the last
-    bool loops = false;          // goes on at `loopStart` instead of ending
-    std::int64_t loopStart = 0;  // below `until`
+    std::int64_t from = 0;        // first frame delivered
+    std::int64_t until = 0;       // one past the last
+    bool loops = false;           // goes on at `loopStart` instead of ending
+    std::int64_t loopStart = 0;   // below `until`
+    bool isAudible = true;        // else all of it is silent, and nothing is read
+    std::int64_t edgeFrames = 0;  // over so many frames it rises at `from` and falls before `until`
   };
   static Outcome<std::unique_ptr<AudioFileReader>> open(const MixTrackInput& input, const Span& span);
 
@@ -34,6 +36,7 @@ class TrackPlaybackReader final : public AudioFileReader {
   // Fills the block with frames of one kind, kept or silent; at least one.
   Outcome<void> fillBlock(std::uint32_t frames);
   Outcome<void> readKept(std::uint32_t frames);
+  void softenEdges();
 
   const MixTrackInput input_;
   const Span span_;

@@ -1,27 +1,18 @@
 #include "editor/TrimEdit.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 namespace sonmere::TrimEdit {
 
 namespace {
 
-// -0.5 dBFS.
-constexpr float kNormalizedPeak = std::bit_cast<float>(0x3F71B08Au);
+constexpr float kNormalizedPeak = 0.94406f;  // -0.5 dBFS
 
 TrimRange withFadesHeld(TrimRange range) {
   range.fadeInFrames = std::clamp<std::int64_t>(range.fadeInFrames, 0, range.length());
   range.fadeOutFrames = std::clamp<std::int64_t>(range.fadeOutFrames, 0, range.length());
   return range;
-}
-
-float peakOf(const std::vector<WaveformBin>& bins, std::size_t first, std::size_t last) {
-  float peak = 0;
-  for (std::size_t bin = first; bin < std::min(last, bins.size()); ++bin)
-    peak = std::max({peak, std::fabs(bins[bin].minValue), std::fabs(bins[bin].maxValue)});
-  return peak;
 }
 
 }  // namespace
@@ -63,11 +54,11 @@ TrimRange held(TrimRange range, std::int64_t totalFrames, double sampleRate) {
 double gainOfDecibels(double decibels) { return std::min(std::pow(10, decibels / 20), double(kMaximumGain)); }
 
 float normalizingGain(const TrimRange& range, const WaveformEnvelope& envelope) {
-  const std::int64_t binFrames = std::max<std::int64_t>(envelope.binFrames, 1);
-  const auto first = std::size_t(range.startFrame / binFrames);
-  const auto last = std::size_t((range.endFrame + binFrames - 1) / binFrames);
   float peak = 0;
-  for (const auto& bins : envelope.channels) peak = std::max(peak, peakOf(bins, first, last));
+  for (std::size_t channel = 0; channel < envelope.channels.size(); ++channel) {
+    const WaveformBin bin = extremes(envelope, channel, range.startFrame, range.endFrame);
+    peak = std::max({peak, std::fabs(bin.minValue), std::fabs(bin.maxValue)});
+  }
   return peak > 0 && std::isfinite(peak) ? std::min(kNormalizedPeak / peak, kMaximumGain) : range.gainLinear;
 }
 

@@ -36,7 +36,7 @@ TEST_F(EditorPlayback, WhatIsHeardIsWhatIsSavedToTheSample) {
   const std::string path = (folder / "saved.wav").string();
   ASSERT_TRUE(engine->saveTrimmed(path, kWAV));
   wait(1);
-  EXPECT_FALSE(*engine->isSaving);
+  EXPECT_FALSE(*engine->isSaving());
   EXPECT_FALSE(*engine->saveError) << **engine->saveError;
   const auto saved = contentOf(path);
   EXPECT_EQ(saved.size(), 2u * (120001 - 10007));
