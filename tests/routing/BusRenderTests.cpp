@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <random>
 
 #include "base/VirtualRuntime.h"
@@ -64,10 +65,13 @@ class BusRenderTest : public testing::Test {
                                               "app", clock, flags);
     tap->busIndex = bus;
     taps.push_back(tap);
+    publishTaps();
+    return tap;
+  }
+  void publishTaps() {
     auto lists = std::make_shared<BusTapLists>();
     for (const auto& each : taps) lists->buses[std::size_t(each->busIndex)].push_back(each);
     state->activeTapsByBus.publish(std::move(lists), retirement, kSnapshotGrace);
-    return tap;
   }
   static void feed(SingleAppTap& tap, const std::vector<float>& samples) {
     ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, tap.readPos, samples.data(),
@@ -160,6 +164,65 @@ TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
   }
   EXPECT_EQ(boosted->ringProbe.reads, 200);
   EXPECT_GT(guard.scopesEntered(), 0);
+}
+
+// More taps than run side by side, each with effects of its own, that join, leave and run dry, on all the
+// kernels that this processor has.
+TEST_F(BusRenderTest, AnyMixOfTapsEqualsPlainLoopsOnEveryTarget) {
+  struct Reference {
+    reference::EqualiserState state;
+    EQCoefficients coefficients{};
+    float gain = 1;
+  };
+  std::map<SingleAppTap*, Reference> references;
+  const EQCoefficients masterEQ = coefficients48k({.isEnabled = true, .highPassFreq = 60, .paraGain = 3});
+  master().eqCoefficients.publish(std::make_shared<const EQCoefficients>(masterEQ), retirement,
+                                  kSnapshotGrace);
+  reference::EqualiserState masterState;
+  for (int round = 0; round < 600; ++round) {
+    const auto targets = availableKernels();
+    chooseKernels(targets[random() % targets.size()]);
+    if (taps.size() < 20 && random() % 4 == 0) {
+      SingleAppTap& tap = *addTap();
+      references[&tap].coefficients =
+          coefficients48k({.isEnabled = true, .highPassFreq = 20 + double(random() % 900), .paraGain = 9});
+      tap.eqCoefficients.copy(references[&tap].coefficients);
+    }
+    if (taps.size() > 1 && random() % 9 == 0)
+      taps.erase(taps.begin() + std::ptrdiff_t(random() % taps.size()));
+    publishTaps();
+    master().eqEnabled = random() % 2 == 0;
+    master().limiterEnabled = random() % 2 == 0;
+    const std::size_t frames = 1 + random() % (round % 10 == 0 ? 4096 : 400);
+    std::vector<float> expected(2 * frames);
+    for (const auto& tap : taps) {
+      tap->eqEnabled = random() % 3 != 0;
+      tap->limiterEnabled = random() % 3 != 0;
+      tap->limiterCeiling = 0.5f;
+      tap->volume = float(random() % 5) * 0.5f;
+      if (random() % 6 == 0) continue;
+      auto block = noise(2 * frames, 0.7f);
+      feed(*tap, block);
+      Reference& plain = references[tap.get()];
+      if (tap->eqEnabled) reference::equalise(plain.coefficients, plain.state, block.data(), frames);
+      const float volume = tap->volume;
+      if (volume > 1)
+        for (float& sample : block) sample *= volume;
+      if (volume > 1 || tap->limiterEnabled)
+        plain.gain = reference::limit(block.data(), frames, tap->limiterEnabled ? 0.5f : 1.0f, plain.gain,
+                                      kAttack, kRelease);
+      for (std::size_t i = 0; i < expected.size(); ++i)
+        expected[i] = expected[i] + block[i] * std::min(volume, 1.0f);
+    }
+    if (taps.empty()) continue;
+    if (master().eqEnabled) reference::equalise(masterEQ, masterState, expected.data(), frames);
+    if (master().limiterEnabled)
+      reference::limit(expected.data(), frames, 1.0f, master().limiterGain, kAttack, kRelease);
+    const auto out = render(std::uint32_t(frames));
+    ASSERT_EQ(std::memcmp(out.data(), expected.data(), 4 * out.size()), 0)
+        << "round " << round << " on " << kernels().target << ", " << taps.size() << " taps";
+  }
+  chooseKernels(nullptr);
 }
 
 TEST_F(BusRenderTest, AShortTapIsLeftOutWholeAndKeepsWhatItHas) {
