@@ -1,10 +1,13 @@
 #include "editor/EditorEngine.h"
 
+#include <cmath>
 #include <filesystem>
 
 #include "audio/file/StreamResampler.h"
+#include "editor/LoudnessMeter.h"
 #include "editor/SessionExporter.h"
 #include "editor/SourceBitDepth.h"
+#include "editor/TrackReader.h"
 
 namespace sonmere {
 
@@ -37,7 +40,8 @@ EditorEngine::EditorEngine(EngineContext& context, std::string url, const PCMFor
       format_(format),
       transport_(context, material()),
       waveform_(context.runtime, context.log),
-      export_(context.runtime) {
+      export_(context.runtime),
+      measuring_(context.runtime) {
   learnLength(frames);
   waveform_.onEnvelopeReady = [this](const WaveformEnvelope& found) { setEnvelope(found); };
   waveform_.setURL(url_);
@@ -135,6 +139,43 @@ bool EditorEngine::normalize() {
   if (!*trimRange || !found) return false;
   setGainLinear(double(TrimEdit::normalizingGain(**trimRange, *found)));
   return true;
+}
+
+bool EditorEngine::normalizeLoudness(double targetLUFS, Normalized done) {
+  auto input = track();
+  if (!input || *isNormalizing()) return false;
+  const TrimRange range = input->range;
+  input->range.gainLinear = 1;
+  const auto found = std::make_shared<Outcome<Loudness>>();
+  measuring_.start(
+      [input = *input, found](ExportProgress& progress) -> Outcome<void> {
+        auto source = TrackReader::open(input);
+        *found = source ? measureLoudness(**source, progress) : std::unexpected(source.error());
+        return {};
+      },
+      [this, range, found, targetLUFS, done](const Outcome<void>&) {
+        measured(range, *found, targetLUFS, done);
+      });
+  return true;
+}
+
+void EditorEngine::measured(const TrimRange& range, const Outcome<Loudness>& loudness, double targetLUFS,
+                            const Normalized& done) {
+  if (!loudness) {
+    if (loudness.error().domain == kExportCancelledDomain) return;
+    context_.log.error("EditorEngine: normalize failed: " + loudness.error().description);
+    if (done) done(std::unexpected(loudness.error()));
+    return;
+  }
+  if (TrimEdit::withGain(**trimRange, 1) != TrimEdit::withGain(range, 1)) {
+    context_.runtime.mainQueue().post([weak = std::weak_ptr(self_), targetLUFS, done] {
+      if (const auto self = weak.lock()) (*self)->normalizeLoudness(targetLUFS, done);
+    });
+    return;
+  }
+  const LoudnessGain gain = gainToLoudness(*loudness, targetLUFS);
+  if (std::isfinite(loudness->integratedLUFS)) setGainLinear(double(gain.gainLinear));
+  if (done) done(gain);
 }
 
 void EditorEngine::undo() {

@@ -6,12 +6,13 @@
 #include <optional>
 #include <string>
 
-#include "editor/BackgroundExport.h"
+#include "editor/BackgroundWork.h"
 #include "editor/EditHistory.h"
 #include "editor/EditorShortcutAction.h"
 #include "editor/EditorTransport.h"
 #include "editor/EditorViewport.h"
 #include "editor/ExportFormat.h"
+#include "editor/LoudnessGain.h"
 #include "editor/MixTrackInput.h"
 #include "editor/TrackPlaybackReader.h"
 #include "editor/TrimEdit.h"
@@ -72,8 +73,16 @@ class EditorEngine {
   // The gain is 10^(dB / 20), at most 16.
   void setGainDecibels(double decibels, SettingForm form = SettingForm::final);
   void setGainLinear(double gain, SettingForm form = SettingForm::final);
-  // "Auto-set gain so peak hits -0.5 dBFS". A silent range stays as it is. False before there is an envelope.
+  // "Auto-set gain so peak hits -0.5 dBFS". A silent range stays as it is. False before there is an
+  // envelope.
   bool normalize();
+  // Sets the gain with which the range, with its fades, is as loud as asked for (LUFS): measured in the
+  // background, and anew when the range changes meanwhile. `done` is told once the gain is set, unless
+  // cancelled; silence stays as it is. False while a request is under way or without a range.
+  using Normalized = std::function<void(const Outcome<LoudnessGain>& gain)>;
+  bool normalizeLoudness(double targetLUFS, Normalized done = nullptr);
+  void cancelNormalizing() { measuring_.cancel(); }
+  const Observable<bool>& isNormalizing() const { return measuring_.isRunning; }
 
   bool canUndo() const { return history_.canUndo(); }
   bool canRedo() const { return history_.canRedo(); }
@@ -93,9 +102,9 @@ class EditorEngine {
   // under way. The file appears when it is complete; after a failure or a cancel what was there still is.
   bool saveTrimmed(const std::string& to, const ExportFormat& format);
   void cancelSave() { export_.cancel(); }
-  const Observable<bool>& isSaving() const { return export_.isSaving; }
-  Observable<bool>& isSaving() { return export_.isSaving; }
-  Observable<double>& saveProgress() { return export_.saveProgress; }
+  const Observable<bool>& isSaving() const { return export_.isRunning; }
+  Observable<bool>& isSaving() { return export_.isRunning; }
+  Observable<double>& saveProgress() { return export_.progress; }
   // "{name} (Trimmed)", with the extension of the format, in the file's folder.
   std::string suggestedPath(const ExportFormat& format) const;
 
@@ -115,6 +124,8 @@ class EditorEngine {
   void edit(Field field, SettingForm form, Change&& change);
   void setRange(const TrimRange& range);
   void saved(const Outcome<void>& result);
+  void measured(const TrimRange& range, const Outcome<Loudness>& loudness, double targetLUFS,
+                const Normalized& done);
 
   struct Gesture {
     Field field;
@@ -129,7 +140,9 @@ class EditorEngine {
   WaveformView waveform_;
   EditHistory<TrimRange, Field> history_;
   std::optional<Gesture> gesture_;
-  BackgroundExport export_;
+  BackgroundWork export_;
+  BackgroundWork measuring_;
+  std::shared_ptr<EditorEngine*> self_ = std::make_shared<EditorEngine*>(this);
 };
 
 }  // namespace sonmere

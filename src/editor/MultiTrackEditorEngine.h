@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "editor/AddTrackError.h"
-#include "editor/BackgroundExport.h"
+#include "editor/BackgroundWork.h"
 #include "editor/EditorEngine.h"
 #include "editor/ScrubAudioPlayer.h"
 #include "editor/SessionEditState.h"
@@ -87,8 +87,8 @@ class MultiTrackEditorEngine {
   // "Render the whole session as a single mixed-down WAV", of the tracks that are heard.
   bool exportMix(const std::string& to, const ExportFormat& format = {});
   void cancelExport() { export_.cancel(); }
-  Observable<bool>& isSaving() { return export_.isSaving; }
-  Observable<double>& saveProgress() { return export_.saveProgress; }
+  Observable<bool>& isSaving() { return export_.isRunning; }
+  Observable<double>& saveProgress() { return export_.progress; }
 
   EditorViewport& viewport() { return viewport_; }
   // Returns whether it was used: trims belong to a track and are not.
@@ -129,7 +129,7 @@ class MultiTrackEditorEngine {
   std::int64_t trackFrame(const EditorEngine& track, std::int64_t frame) const;
   std::int64_t sessionFrame(const EditorEngine& track, std::int64_t frame) const;
   std::int64_t endFrame() const;
-  bool startExport(bool hasTracks, const char* nothingText, BackgroundExport::Work work);
+  bool startExport(bool hasTracks, const char* nothingText, BackgroundWork::Work work);
 
   EngineContext& context_;
   std::optional<RecordingSession> session_;
@@ -145,7 +145,7 @@ class MultiTrackEditorEngine {
   std::unique_ptr<SessionEditsKeeper> keeper_;
   std::map<std::string, PersistedTrackEdits> pendingRestore_;  // by path
   bool isRestoringFromSidecar_ = false;
-  BackgroundExport export_;
+  BackgroundWork export_;
   std::shared_ptr<MultiTrackEditorEngine*> opened_;  // of the open session
 };
 

@@ -142,8 +142,7 @@ bool MultiTrackEditorEngine::exportMix(const std::string& to, const ExportFormat
                      });
 }
 
-bool MultiTrackEditorEngine::startExport(bool hasTracks, const char* nothingText,
-                                         BackgroundExport::Work work) {
+bool MultiTrackEditorEngine::startExport(bool hasTracks, const char* nothingText, BackgroundWork::Work work) {
   if (!hasTracks || *isSaving()) {
     saveError.set(hasTracks ? kBusyText : nothingText);
     return false;

@@ -66,6 +66,32 @@ TEST_F(EditorEdits, NormalisingBringsThePeakOfTheRangeToHalfADecibelBelowFullSca
   EXPECT_EQ(at(0.25f, 200), 1) << "a silent range stays as it is";
 }
 
+TEST_F(EditorEdits, NormalisingToALoudnessMeasuresTheRangeAsItStandsAtTheEnd) {
+  const auto engine = openTone(96000);
+  const auto normalize = [&](double target) {
+    EXPECT_TRUE(engine->normalizeLoudness(target));
+    EXPECT_FALSE(engine->normalizeLoudness(target)) << "one at a time";
+  };
+  normalize(-20);
+  engine->setFadeOut(90000);  // while it is measured
+  wait(0.2);
+  EXPECT_FALSE(*engine->isNormalizing());
+  const float withFade = (*engine->trimRange)->gainLinear;
+  engine->setGainLinear(7);
+  normalize(-20);
+  wait(0.2);
+  EXPECT_EQ((*engine->trimRange)->gainLinear, withFade) << "the gain that was there does not count";
+  normalize(-26);
+  wait(0.2);
+  EXPECT_NEAR((*engine->trimRange)->gainLinear, withFade * 0.501, 0.01 * withFade);
+  engine->undo();
+  EXPECT_EQ((*engine->trimRange)->gainLinear, withFade);
+  normalize(-14);
+  engine->cancelNormalizing();
+  wait(0.2);
+  EXPECT_EQ((*engine->trimRange)->gainLinear, withFade);
+}
+
 TEST_F(EditorEdits, ADragIsOneStepAndGivesBackWhatItPushedAside) {
   const auto engine = openTone();
   engine->setFadeOut(20000);

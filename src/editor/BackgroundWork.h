@@ -10,22 +10,22 @@
 
 namespace sonmere {
 
-// One export at a time beside the main thread, with its progress. Main thread.
-class BackgroundExport {
+// One long piece of work at a time beside the main thread, with its progress. Main thread.
+class BackgroundWork {
  public:
   // Worker; ends early with an error of kExportCancelledDomain when cancelled.
   using Work = std::function<Outcome<void>(ExportProgress& progress)>;
   using Done = std::function<void(const Outcome<void>& result)>;
 
-  explicit BackgroundExport(Runtime& runtime) : runtime_(runtime) {}
+  explicit BackgroundWork(Runtime& runtime) : runtime_(runtime) {}
   // Cancels; what runs ends by itself, and nobody is told.
-  ~BackgroundExport() { cancel(); }
+  ~BackgroundWork() { cancel(); }
 
   // To be observed.
-  Observable<bool> isSaving{false};
-  Observable<double> saveProgress{0};  // 0 to 1
+  Observable<bool> isRunning{false};
+  Observable<double> progress{0};  // 0 to 1
 
-  // Only while none runs. `done` is told before isSaving falls.
+  // Only while none runs. `done` is told once isRunning has fallen.
   void start(Work work, Done done);
   void cancel();
 
@@ -34,9 +34,9 @@ class BackgroundExport {
 
   Runtime& runtime_;
   Done done_;
-  std::shared_ptr<ExportProgress> progress_;  // of the export under way
+  std::shared_ptr<ExportProgress> running_;  // of the work under way
   ScopedTask progressTimer_;
-  std::shared_ptr<BackgroundExport*> self_ = std::make_shared<BackgroundExport*>(this);
+  std::shared_ptr<BackgroundWork*> self_ = std::make_shared<BackgroundWork*>(this);
 };
 
 }  // namespace sonmere
