@@ -9,6 +9,7 @@
 #include "base/Error.h"
 #include "cli/CommandTree.h"
 #include "cli/DemoCommand.h"
+#include "cli/EditorCommands.h"
 #include "cli/ExitStatus.h"
 #include "cli/RemoteCommands.h"
 #include "cli/RunCommand.h"
@@ -154,6 +155,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRun(app, arguments);
   addRemoteCommands(app, arguments.run);
   addDemo(app, arguments);
+  addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
   addCompletion(app, arguments);
   try {

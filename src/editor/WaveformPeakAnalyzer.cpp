@@ -81,8 +81,9 @@ std::int64_t WaveformPeakAnalyzer::binFrames(std::int64_t totalFrames, double sa
   return std::max<std::int64_t>(std::llround(sampleRate / binsPerSecond), 1);
 }
 
-std::optional<WaveformPeaks> WaveformPeakAnalyzer::analyze(const std::string& url,
-                                                           const std::atomic<bool>* isCancelled) const {
+std::optional<WaveformPeaks> WaveformPeakAnalyzer::analyze(
+    const std::string& url, const std::atomic<bool>* isCancelled,
+    const std::function<void(double)>& progress) const {
   WaveformPeaks peaks;
   peaks.summary.url = url;
   const auto openFailed = [&](const std::string& why) {
@@ -118,6 +119,7 @@ std::optional<WaveformPeaks> WaveformPeakAnalyzer::analyze(const std::string& ur
     if (whole > 0) lists.take(scan.finder(), block->data(), frames, whole);
     if (rest > 0) lists.take(scan.finder(), block->data() + whole * frames * scan.bytesPerFrame(), rest, 1);
     position += count;
+    if (progress) progress(double(position) / double(total));
   }
   return peaks;
 }

@@ -1,0 +1,98 @@
+#include "cli/EditorCommands.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/EditCommand.h"
+#include "cli/SessionCommand.h"
+#include "cli/WaveformCommand.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr const char* kFormatHelp =
+    "wav, mp3-128, mp3-192, mp3-256 or mp3-320 (default: by the file's extension, else by the settings)";
+constexpr const char* kForceHelp = "Replace a file that exists";
+constexpr const char* kJSONHelp = "Print one JSON object";
+
+void addWaveform(CLI::App& app, std::function<int()>& run) {
+  CLI::App* command = app.add_subcommand("waveform", "Draw an audio file as a picture");
+  const auto a = std::make_shared<WaveformArguments>();
+  command->add_option("FILE", a->file, "The audio file")->required();
+  command->add_option("--png", a->png, "The picture, as PNG")->type_name("FILE");
+  command->add_option("--svg", a->svg, "The picture, as SVG")->type_name("FILE");
+  command->add_option("--width", a->width, "In pixels (default: 1200)")->type_name("N");
+  command->add_option("--height", a->height, "In pixels (default: 300)")->type_name("N");
+  command->add_option("--from", a->from, "Where the picture begins: seconds or h:m:s")->type_name("TIME");
+  command->add_option("--to", a->to, "Where it ends")->type_name("TIME");
+  command->add_flag("--force", a->force, kForceHelp);
+  command->add_flag("--json", a->json, kJSONHelp);
+  command->callback([a, &run] { run = [a] { return runWaveformCommand(*a); }; });
+}
+
+void addEdit(CLI::App& app, std::function<int()>& run) {
+  CLI::App* command = app.add_subcommand("edit", "Make a new file of a part of one, with fades and gain");
+  const auto a = std::make_shared<EditArguments>();
+  command->add_option("FILE", a->file, "The audio file, which stays as it is")->required();
+  command->add_option("--trim", a->trim, "What is kept: seconds as 1:3, or h:m:s as 0:01:00-0:02:30")
+      ->type_name("RANGE");
+  command->add_option("--fade-in", a->fadeIn, "Length of the fade-in: seconds or h:m:s")->type_name("TIME");
+  command->add_option("--fade-out", a->fadeOut, "Length of the fade-out")->type_name("TIME");
+  command->add_option("--gain", a->gain, "In decibels, at most 24")->type_name("DB");
+  command
+      ->add_option("--normalise,--normalize", a->normalise,
+                   "Set the gain so that the peak is at -0.5 dBFS, or to a loudness in LUFS")
+      ->type_name("peak|LUFS")
+      ->expected(0, 1)
+      ->default_str("peak");
+  command->add_option("--save", a->save, "The new file")->type_name("FILE");
+  command->add_option("--format", a->format, kFormatHelp)->type_name("FORMAT");
+  command->add_flag("--loudness", a->loudness, "Measure the loudness of the result");
+  command->add_flag("--force", a->force, kForceHelp);
+  command->add_flag("--json", a->json, kJSONHelp);
+  command->callback([a, command, &run] {
+    if (command->count("--normalise") > 0 && (!a->normalise || a->normalise->empty())) a->normalise = "peak";
+    run = [a] { return runEditCommand(*a); };
+  });
+}
+
+void addSession(CLI::App& app, std::function<int()>& run) {
+  CLI::App* session = app.add_subcommand("session", "Recordings that began together, with their edits");
+  session->require_subcommand(1);
+  const auto a = std::make_shared<SessionArguments>();
+  const auto addCommon = [&](CLI::App* command) {
+    command
+        ->add_option("STAMP", a->stamp,
+                     "The stamp in the files' names (\"2026-01-31 20-15-00\"), or its beginning")
+        ->required();
+    command->add_option("--folder", a->folder, "Where the recordings are (default: that of the settings)")
+        ->type_name("DIR");
+    command->add_flag("--json", a->json, kJSONHelp);
+  };
+  CLI::App* show = session->add_subcommand("show", "Show the tracks and their edits");
+  addCommon(show);
+  show->add_flag("--loudness", a->loudness, "Measure the loudness of the mix");
+  show->callback([a, &run] { run = [a] { return runSessionShow(*a); }; });
+
+  CLI::App* save = session->add_subcommand("export", "Write the mix, or each track by itself");
+  addCommon(save);
+  CLI::Option* mix = save->add_flag("--mix", a->mix, "All tracks that are heard in one file (this is the default)");
+  save->add_flag("--stems", a->stems, "Each track to a file of its own")->excludes(mix);
+  save->add_option("--out", a->out, "The file of the mix, or the folder of the stems")
+      ->type_name("PATH")
+      ->required();
+  save->add_option("--format", a->format, kFormatHelp)->type_name("FORMAT");
+  save->add_flag("--force", a->force, "Replace a file that exists; stems never do");
+  save->callback([a, &run] { run = [a] { return runSessionExport(*a); }; });
+}
+
+}  // namespace
+
+void addEditorCommands(CLI::App& app, std::function<int()>& run) {
+  addWaveform(app, run);
+  addEdit(app, run);
+  addSession(app, run);
+}
+
+}  // namespace sonmere

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "editor/Loudness.h"
+
+namespace sonmere {
+
+// "-14.2 LUFS, range 5.1 LU, true peak -1.0 dBTP, sample peak -1.3 dBFS".
+std::string loudnessText(const Loudness& loudness);
+// Levels of silence are null.
+nlohmann::ordered_json loudnessJSON(const Loudness& loudness);
+
+}  // namespace sonmere

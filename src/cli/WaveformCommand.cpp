@@ -1,0 +1,126 @@
+#include "cli/WaveformCommand.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "cli/ArgumentText.h"
+#include "cli/ExitStatus.h"
+#include "cli/FileWork.h"
+#include "cli/Text.h"
+#include "editor/ExportDestination.h"
+#include "editor/ExportFile.h"
+#include "editor/TrackReader.h"
+#include "editor/WaveformPNG.h"
+#include "editor/WaveformPeakAnalyzer.h"
+#include "editor/WaveformSVG.h"
+
+namespace sonmere {
+
+namespace {
+
+Outcome<TimeRange> readView(const WaveformArguments& arguments) {
+  TimeRange view;
+  if (arguments.from) {
+    const auto from = readTime("--from", *arguments.from);
+    if (!from) return std::unexpected(from.error());
+    view.from = *from;
+  }
+  if (arguments.to) {
+    const auto to = readTime("--to", *arguments.to);
+    if (!to) return std::unexpected(to.error());
+    if (*to <= view.from) return badArgument(fmt::format("--to {}: this is not after --from", *arguments.to));
+    view.until = *to;
+  }
+  return view;
+}
+
+// Through a file beside it, as exports are.
+Outcome<void> writePicture(const std::string& path, const std::string& bytes,
+                           const WaveformArguments& arguments) {
+  const std::string source = arguments.file;
+  auto destination = ExportDestination::prepare(path, std::span(&source, 1), arguments.force);
+  if (!destination) return std::unexpected(destination.error());
+  auto file = ExportFile::create(destination->temporaryPath());
+  if (!file) return std::unexpected(file.error());
+  if (auto claimed = destination->claim(); !claimed) return claimed;
+  const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
+  if (auto written = file->append({data, bytes.size()}); !written) return written;
+  if (auto closed = file->close(); !closed) return closed;
+  return destination->commit();
+}
+
+Outcome<void> writePictures(const WaveformLayout& layout, const WaveformArguments& arguments) {
+  if (arguments.png) {
+    const auto png = waveformPNG(layout);
+    if (!png) return std::unexpected(png.error());
+    if (auto written = writePicture(*arguments.png, *png, arguments); !written) return written;
+  }
+  if (!arguments.svg) return {};
+  return writePicture(*arguments.svg, waveformSVG(layout), arguments);
+}
+
+nlohmann::ordered_json pathOrNull(const std::optional<std::string>& path) {
+  return path ? nlohmann::ordered_json(*path) : nlohmann::ordered_json(nullptr);
+}
+
+void print(const WaveformArguments& arguments, const TrimRange& view, const WaveformEnvelope& envelope) {
+  nlohmann::ordered_json peaks = nlohmann::ordered_json::array();
+  for (std::size_t channel = 0; channel < envelope.channels.size(); ++channel) {
+    const WaveformBin bin = extremes(envelope, channel, view.startFrame, view.endFrame);
+    peaks.push_back(shortest(std::max(std::abs(bin.minValue), std::abs(bin.maxValue))));
+  }
+  if (arguments.json) {
+    const nlohmann::ordered_json all{{"file", arguments.file},
+                                     {"png", pathOrNull(arguments.png)},
+                                     {"svg", pathOrNull(arguments.svg)},
+                                     {"width", arguments.width},
+                                     {"height", arguments.height},
+                                     {"sampleRate", envelope.sampleRate},
+                                     {"frames", envelope.totalFrames},
+                                     {"fromFrame", view.startFrame},
+                                     {"toFrame", view.endFrame},
+                                     {"binFrames", envelope.binFrames},
+                                     {"peaks", peaks}};
+    fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    return;
+  }
+  for (const auto& path : {arguments.png, arguments.svg})
+    if (path)
+      fmt::print("{}: {} × {}, {} to {}\n", printable(*path), arguments.width, arguments.height,
+                 lengthText(double(view.startFrame) / view.sampleRate, 1),
+                 lengthText(double(view.endFrame) / view.sampleRate, 1));
+}
+
+}  // namespace
+
+int runWaveformCommand(const WaveformArguments& arguments) {
+  FileWork work("waveform", "Reading", arguments.json);
+  if (!arguments.png && !arguments.svg)
+    return work.tell(kExitBadInput, "name the picture with --png FILE or --svg FILE");
+  const auto times = readView(arguments);
+  if (!times) return work.badInput(times.error());
+  const auto whole = wholeFile(arguments.file);
+  if (!whole) return work.badInput(whole.error());
+  const auto view = trimTo(whole->range, "--from", *times);
+  if (!view) return work.badInput(view.error());
+
+  std::optional<std::string> damage;
+  work.log().addSink([&](LogLevel, const std::string& line) { damage = line; });
+  std::atomic<bool> isCancelled = false;
+  const auto peaks = WaveformPeakAnalyzer(work.log()).analyze(arguments.file, &isCancelled, [&](double done) {
+    if (work.show(done)) isCancelled = true;
+  });
+  if (!peaks) return work.fail({"WaveformCommand", 1, damage.value_or("the reading was cancelled")});
+  if (damage) work.tell(kExitSuccess, *damage + "; what follows is drawn as silence");
+  const auto layout =
+      layOut(peaks->envelope, view->startFrame, std::min(view->endFrame, peaks->envelope.totalFrames),
+             arguments.width, arguments.height);
+  if (!layout) return work.badInput(layout.error());
+  if (auto written = writePictures(*layout, arguments); !written) return work.fail(written.error());
+  print(arguments, *view, peaks->envelope);
+  return kExitSuccess;
+}
+
+}  // namespace sonmere
