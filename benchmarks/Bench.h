@@ -48,6 +48,7 @@ std::int64_t elapsedTime();
 [[noreturn]] void benchFailed(const std::string& why);
 
 // The groups; each adds its rows.
+void benchFiles(Bench& bench);
 void benchSimulation(Bench& bench);
 
 }  // namespace sonmere

@@ -15,6 +15,7 @@ using Group = void (*)(Bench&);
 // In the order of the table.
 const std::vector<std::pair<std::string, Group>> kGroups = {
     {"simulation", benchSimulation},
+    {"files", benchFiles},
 };
 
 void printTable(const Bench& bench) {
