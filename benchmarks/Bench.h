@@ -49,6 +49,7 @@ std::int64_t elapsedTime();
 
 // The groups; each adds its rows.
 void benchFiles(Bench& bench);
+void benchKernels(Bench& bench);
 void benchSimulation(Bench& bench);
 
 }  // namespace sonmere

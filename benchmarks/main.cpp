@@ -14,6 +14,7 @@ using Group = void (*)(Bench&);
 
 // In the order of the table.
 const std::vector<std::pair<std::string, Group>> kGroups = {
+    {"kernels", benchKernels},
     {"simulation", benchSimulation},
     {"files", benchFiles},
 };
