@@ -51,5 +51,6 @@ std::int64_t elapsedTime();
 void benchFiles(Bench& bench);
 void benchKernels(Bench& bench);
 void benchSimulation(Bench& bench);
+void benchLibrary(Bench& bench);
 
 }  // namespace sonmere

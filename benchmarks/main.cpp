@@ -16,6 +16,7 @@ using Group = void (*)(Bench&);
 const std::vector<std::pair<std::string, Group>> kGroups = {
     {"kernels", benchKernels},
     {"simulation", benchSimulation},
+    {"library", benchLibrary},
     {"files", benchFiles},
 };
 

@@ -37,7 +37,8 @@ Outcome<std::unique_ptr<Demo>> Demo::prepare(Runtime& runtime, Log& log, const D
   std::unique_ptr<Demo> demo(new Demo(runtime, log, options));
   for (const DemoOptions::App& app : options.apps)
     if (auto launched = demo->launch(app); !launched) return std::unexpected(launched.error());
-  if (auto folder = demo->app_->recordingsLibrary()->recordingsFolder(); !folder) return std::unexpected(folder.error());
+  if (auto folder = demo->app_->recordingsLibrary()->recordingsFolder(); !folder)
+    return std::unexpected(folder.error());
   return demo;
 }
 

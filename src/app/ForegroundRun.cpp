@@ -33,7 +33,8 @@ ForegroundRun::ForegroundRun(Runtime& runtime, ToneFerryApp& app, PlatformChoice
 
 Outcome<void> ForegroundRun::prepare() {
   if (!options_.recordedBuses.empty())
-    if (auto folder = app_.recordingsLibrary()->recordingsFolder(); !folder) return std::unexpected(folder.error());
+    if (auto folder = app_.recordingsLibrary()->recordingsFolder(); !folder)
+      return std::unexpected(folder.error());
   if (!options_.demoApps) return {};
   if (!platform_.embedded())
     return std::unexpected(Error{"Run", 2,

@@ -10,7 +10,7 @@ namespace sonmere {
 
 namespace {
 
-constexpr std::size_t kWindowBytes = 1024;
+constexpr std::size_t kWindowBytes = 512;
 // A day of audio in fragments of a second; no file of the program comes near.
 constexpr int kMostSteps = 300000;
 

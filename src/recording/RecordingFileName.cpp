@@ -36,6 +36,14 @@ int digits(std::string_view text, std::size_t from, std::size_t count) {
   return value;
 }
 
+// Of local time from UTC.
+std::chrono::seconds offsetAt(std::chrono::sys_seconds at) {
+  const std::time_t time = at.time_since_epoch().count();
+  std::tm fields{};
+  localtime_r(&time, &fields);
+  return std::chrono::seconds(fields.tm_gmtoff);
+}
+
 }  // namespace
 
 std::string recordingStamp(Date date) { return localDateText(date, "%Y-%m-%d %H-%M-%S"); }
@@ -50,15 +58,12 @@ std::optional<Date> dateOfStamp(std::string_view stamp) {
   const int hour = digits(stamp, 11, 2), minute = digits(stamp, 14, 2), second = digits(stamp, 17, 2);
   if (!(std::chrono::year(year) / month / day).ok() || hour > 23 || minute > 59 || second > 59)
     return std::nullopt;
-  std::tm fields{};
-  fields.tm_year = year - 1900;
-  fields.tm_mon = month - 1;
-  fields.tm_mday = day;
-  fields.tm_hour = hour;
-  fields.tm_min = minute;
-  fields.tm_sec = second;
-  fields.tm_isdst = -1;
-  const std::chrono::sys_seconds seconds{std::chrono::seconds(std::mktime(&fields))};
+  const auto local = std::chrono::sys_days(std::chrono::year(year) / month / day) + std::chrono::hours(hour) +
+                     std::chrono::minutes(minute) + std::chrono::seconds(second);
+  // As if it were UTC, then with the offset in force there, then with the one in force at the result: that is
+  // another one only around a change of the clocks. mktime would look at the zone's file each time.
+  std::chrono::sys_seconds seconds = local - offsetAt(local);
+  seconds = local - offsetAt(seconds);
   // What Date can't hold: from 2262 on, and before 1677.
   const bool fits = seconds < std::chrono::floor<std::chrono::seconds>(Date::max()) &&
                     seconds > std::chrono::ceil<std::chrono::seconds>(Date::min());

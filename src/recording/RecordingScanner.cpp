@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +19,8 @@ namespace {
 
 // File systems may round the time of a change up to this.
 constexpr Duration kChangeTimeUnit = std::chrono::seconds(2);
+// Repairs that go to the disk side by side.
+constexpr std::size_t kMostPending = 32;
 
 std::int64_t changedAt(const struct stat& status) {
   return status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
@@ -25,6 +29,12 @@ std::int64_t changedAt(const struct stat& status) {
 bool isOrdinaryFile(int folder, const std::string& name) {
   struct stat status {};
   return fstatat(folder, name.c_str(), &status, 0) == 0 && S_ISREG(status.st_mode);
+}
+
+// 0 when it can't be told.
+std::uint64_t sizeOf(int folder, const std::string& name) {
+  struct stat status {};
+  return fstatat(folder, name.c_str(), &status, 0) == 0 ? std::uint64_t(status.st_size) : 0;
 }
 
 // A pipe or a device that took the file's place is not waited for, and does nothing.
@@ -55,6 +65,7 @@ RecordingScan RecordingScanner::scan(const std::string& folder, Date now, const 
     if (auto file = look(entry, *parts)) sessions.add(parts->stamp, std::move(*file));
     if (progress) progress(double(i + 1) / double(listing->entries.size()));
   }
+  finishRepairs();
   result_.sessions = sessions.take();
   return std::move(result_);
 }
@@ -62,60 +73,79 @@ RecordingScan RecordingScanner::scan(const std::string& folder, Date now, const 
 std::optional<RecordingFile> RecordingScanner::look(const RecordingsListing::Entry& entry,
                                                     const RecordingNameParts& parts) {
   if (entry.isLink && !isOrdinaryFile(folder_, entry.name)) return std::nullopt;
-  struct stat status {};
-  const FileDescriptor file = openEntry(folder_, entry);
-  const int openError = file.valid() ? 0 : errno;
-  const bool isKnown =
-      (file.valid() ? fstat(file.get(), &status) : fstatat(folder_, entry.name.c_str(), &status, 0)) == 0;
-  // Deleted, or replaced by something else, since the folder was listed.
-  if (openError == ENOENT || openError == ELOOP || (isKnown && !S_ISREG(status.st_mode))) return std::nullopt;
-
   RecordingFile found;
   found.url = folderPath_ + entry.name;
   found.displayName = recordingDisplayName(parts.name);
   found.format = parts.format;
-  if (isKnown) found.fileSize = std::uint64_t(status.st_size);
-  if (!file.valid() || !isKnown) return found;
+  const FileDescriptor file = openEntry(folder_, entry);
+  if (!file.valid()) {
+    if (errno == ENOENT || errno == ELOOP) return std::nullopt;  // gone or replaced since it was listed
+    found.fileSize = sizeOf(folder_, entry.name);
+    return found;
+  }
+  // Half as dear as fstat, which counts over thousands of files. A pipe that took the place has no end.
+  const off_t size = lseek(file.get(), 0, SEEK_END);
+  if (size < 0) return std::nullopt;
+  found.fileSize = std::uint64_t(size);
   found.durationSeconds = parts.format == RecordingFormat::wav
-                              ? wavLength(entry, file.get(), status)
+                              ? wavLength(entry, file.get(), found.fileSize)
                               : mp4Seconds(readBytesOf(file.get()), found.fileSize);
   return found;
 }
 
-double RecordingScanner::wavLength(const RecordingsListing::Entry& entry, int file,
-                                   const struct stat& status) {
+double RecordingScanner::wavLength(const RecordingsListing::Entry& entry, int file, std::uint64_t size) {
   auto chunks = readWavChunks(readBytesOf(file));
   if (!chunks) return 0;
-  if (!entry.isLink) mend(entry.name, status, *chunks);
-  return wavSeconds(*chunks, std::uint64_t(status.st_size));
+  if (const auto plan = planWavRepair(*chunks, size); plan && !entry.isLink)
+    if (mend(entry.name, file)) chunks = repairedChunks(*chunks, *plan);
+  return wavSeconds(*chunks, size);
 }
 
-void RecordingScanner::mend(const std::string& name, const struct stat& status, WavChunks& chunks) {
-  const auto plan = planWavRepair(chunks, std::uint64_t(status.st_size));
-  if (!plan) return;
+bool RecordingScanner::mend(const std::string& name, int file) {
+  struct stat status {};
+  if (fstat(file, &status) != 0) return false;
   const Duration age = now_.time_since_epoch() - Duration(changedAt(status));
   if (age <= kRepairRest) {
     const Duration rest = kRepairRest - age + kChangeTimeUnit;
     // A time that is ahead of the clock says nothing.
     if (age >= -kChangeTimeUnit) result_.nextRepairIn = std::min(rest, result_.nextRepairIn.value_or(rest));
-    return;
+    return false;
   }
   const FileState state{status.st_ino, status.st_size, changedAt(status)};
   const std::string path = folderPath_ + name;
-  if (const auto failed = failures_.find(path); failed != failures_.end() && failed->second == state) return;
+  if (const auto failed = failures_.find(path); failed != failures_.end() && failed->second == state)
+    return false;
 
-  const auto repaired = repairWavFile(folder_, name, status);
-  if (!repaired) {
-    failures_[path] = state;
-    log_.error(fmt::format("Sonmere: could not repair {}: {}", name, repaired.error().description));
-    result_.repairs.push_back({name, 0, repaired.error()});
-  } else if (*repaired) {
-    failures_.erase(path);
-    chunks = repairedChunks(chunks, *plan);
-    log_.info(
-        fmt::format("Sonmere: repaired interrupted recording {} ({} bytes of audio)", name, **repaired));
-    result_.repairs.push_back({name, **repaired, std::nullopt});
+  auto writer = WavRepairWriter::begin(folder_, name, status);
+  if (!writer) {
+    repairFailed(name, state, writer.error());
+    return false;
   }
+  if (!*writer) return false;
+  pending_.push_back({name, state, std::move(**writer)});
+  if (pending_.size() == kMostPending) finishRepairs();
+  return true;
+}
+
+void RecordingScanner::finishRepairs() {
+  for (Pending& repair : pending_) {
+    const auto finished = repair.writer.finish();
+    if (!finished) {
+      repairFailed(repair.name, repair.state, finished.error());
+      continue;
+    }
+    failures_.erase(folderPath_ + repair.name);
+    log_.info(fmt::format("Sonmere: repaired interrupted recording {} ({} bytes of audio)", repair.name,
+                          repair.writer.audioBytes()));
+    result_.repairs.push_back({repair.name, repair.writer.audioBytes(), std::nullopt});
+  }
+  pending_.clear();
+}
+
+void RecordingScanner::repairFailed(const std::string& name, const FileState& state, const Error& error) {
+  failures_[folderPath_ + name] = state;
+  log_.error(fmt::format("Sonmere: could not repair {}: {}", name, error.description));
+  result_.repairs.push_back({name, 0, error});
 }
 
 }  // namespace sonmere

@@ -1,19 +1,19 @@
 #pragma once
 
-#include <sys/stat.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "base/FileDescriptor.h"
 #include "base/Log.h"
 #include "recording/RecordingFileName.h"
 #include "recording/RecordingScan.h"
 #include "recording/RecordingsListing.h"
-#include "recording/WavChunks.h"
+#include "recording/WavRepairWriter.h"
 
 namespace sonmere {
 
@@ -41,8 +41,11 @@ class RecordingScanner {
   };
   // Nothing when the entry is no recording after all.
   std::optional<RecordingFile> look(const RecordingsListing::Entry& entry, const RecordingNameParts& parts);
-  double wavLength(const RecordingsListing::Entry& entry, int file, const struct stat& status);
-  void mend(const std::string& name, const struct stat& status, WavChunks& chunks);
+  double wavLength(const RecordingsListing::Entry& entry, int file, std::uint64_t size);
+  // Whether the interrupted file could be mended; that ends later, together with others.
+  bool mend(const std::string& name, int file);
+  void finishRepairs();
+  void repairFailed(const std::string& name, const FileState& state, const Error& error);
 
   Log& log_;
   std::map<std::string, FileState> failures_;  // by path
@@ -51,6 +54,12 @@ class RecordingScanner {
   int folder_ = -1;
   Date now_{};
   RecordingScan result_;
+  struct Pending {
+    std::string name;
+    FileState state;
+    WavRepairWriter writer;
+  };
+  std::vector<Pending> pending_;
 };
 
 }  // namespace sonmere

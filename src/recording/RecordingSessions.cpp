@@ -53,17 +53,26 @@ void RecordingSessions::add(std::string_view stamp, RecordingFile file) {
 }
 
 std::vector<RecordingSession> RecordingSessions::take() {
-  std::ranges::sort(found_, [](const Found& a, const Found& b) {
-    return a.stamp != b.stamp ? a.stamp > b.stamp : isFileBefore(a.file, b.file);
-  });
+  // By stamp, with the files where they are; the files of a session are few.
+  std::vector<std::pair<std::string_view, std::size_t>> order;
+  order.reserve(found_.size());
+  for (std::size_t i = 0; i < found_.size(); ++i) order.emplace_back(found_[i].stamp, i);
+  std::ranges::sort(order, std::greater<>());
   std::vector<RecordingSession> sessions;
-  for (Found& found : found_) {
-    if (sessions.empty() || sessions.back().timestampString != found.stamp)
-      sessions.push_back({std::string(found.stamp), dateOfStamp(found.stamp).value_or(Date::min()), {}});
-    sessions.back().files.push_back(std::move(found.file));
+  for (auto first = order.begin(); first != order.end();) {
+    const std::string_view stamp = first->first;
+    const auto last = std::find_if(first, order.end(), [&](const auto& each) { return each.first != stamp; });
+    RecordingSession& session = sessions.emplace_back(
+        std::string(stamp), dateOfStamp(stamp).value_or(Date::min()), std::vector<RecordingFile>());
+    session.files.reserve(std::size_t(last - first));
+    for (; first != last; ++first) session.files.push_back(std::move(found_[first->second].file));
+    std::ranges::sort(session.files, isFileBefore);
   }
   found_.clear();
-  std::ranges::stable_sort(sessions, std::greater<>(), &RecordingSession::timestamp);
+  // Nearly always the stamps are in the order of time; where clocks go back and forth they are not.
+  constexpr auto isNewer = std::greater<>();
+  if (!std::ranges::is_sorted(sessions, isNewer, &RecordingSession::timestamp))
+    std::ranges::stable_sort(sessions, isNewer, &RecordingSession::timestamp);
   return sessions;
 }
 

@@ -12,8 +12,9 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kFormatBytes = 16;
 constexpr std::size_t kLargeSizesBytes = 24;  // the table behind them is of no interest
-// As much as one read gives at no more cost than less.
-constexpr std::size_t kFirstWindowBytes = 512;
+// Our own headers and most others end within these; over thousands of files each further line of memory
+// counts.
+constexpr std::size_t kFirstWindowBytes = 128;
 constexpr std::size_t kWindowBytes = 4096;
 constexpr int kMostWindows = 64;
 constexpr std::uint32_t kSizeElsewhere = 0xFFFFFFFF;

@@ -32,12 +32,17 @@ bool write(int file, const WavRepair::Patch& patch) {
   return count == patch.bytes;
 }
 
+// What a repair changes stands in the part of the file that it looks at.
+bool syncHead(int file, unsigned how) {
+  if (sync_file_range(file, 0, kRepairableHeadBytes, how) == 0) return true;
+  return errno == ENOSYS || errno == EINVAL || errno == ESPIPE ? fsync(file) == 0 : false;
+}
+
 }  // namespace
 
-Outcome<std::optional<std::uint64_t>> repairWavFile(int folder, const std::string& name,
-                                                    const struct stat& seen) {
-  const FileDescriptor file(
-      openat(folder, name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+Outcome<std::optional<WavRepairWriter>> WavRepairWriter::begin(int folder, const std::string& name,
+                                                               const struct stat& seen) {
+  FileDescriptor file(openat(folder, name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!file.valid()) return failure("Open");
   // Where there are no locks, two programs that mend at once write the same.
   if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return std::nullopt;
@@ -49,8 +54,20 @@ Outcome<std::optional<std::uint64_t>> repairWavFile(int folder, const std::strin
   if (!plan) return std::nullopt;
   for (const WavRepair::Patch& patch : plan->patches)
     if (!write(file.get(), patch)) return failure("Write");
-  if (fsync(file.get()) != 0) return failure("Write");
-  return plan->audioBytes;
+  if (!syncHead(file.get(), SYNC_FILE_RANGE_WRITE)) return failure("Write");
+  return WavRepairWriter(std::move(file), plan->audioBytes);
+}
+
+// Without the commit of the file system's journal that fsync waits for and makes every recorder wait for: a
+// repair that a loss of power takes back is done again by the next scan.
+Outcome<void> WavRepairWriter::finish() {
+  constexpr unsigned kWriteAndWait =
+      SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+  const bool isDone = syncHead(file_.get(), kWriteAndWait);
+  const int error = errno;
+  file_ = FileDescriptor();
+  if (!isDone) return std::unexpected(posixError(error, "Write"));
+  return {};
 }
 
 }  // namespace sonmere
