@@ -35,18 +35,23 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
-double Bench::ratio(const std::function<void()>& slow, const std::function<void()>& fast, int rounds) const {
+double Bench::ratioOfTimes(const std::function<double()>& slow, const std::function<double()>& fast,
+                           int rounds) const {
   std::vector<double> ratios;
   slow();
   fast();
   for (int round = 0; round < (rounds ? rounds : rounds_); ++round) {
     double slowTime = 0, fastTime = 0;
-    if (round % 2 == 0) slowTime = timed(slow);
-    fastTime = timed(fast);
-    if (round % 2 != 0) slowTime = timed(slow);
+    if (round % 2 == 0) slowTime = slow();
+    fastTime = fast();
+    if (round % 2 != 0) slowTime = slow();
     ratios.push_back(slowTime / fastTime);
   }
   return median(std::move(ratios));
+}
+
+double Bench::ratio(const std::function<void()>& slow, const std::function<void()>& fast, int rounds) const {
+  return ratioOfTimes([&] { return timed(slow); }, [&] { return timed(fast); }, rounds);
 }
 
 void Bench::add(BenchResult result) {
