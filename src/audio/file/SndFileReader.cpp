@@ -95,6 +95,12 @@ Outcome<std::unique_ptr<AudioFileReader>> SndFileReader::open(FileDescriptor& fi
     return std::unexpected(readerError(ReaderFault::notDecodable,
                                        fmt::format("{}: not an audio file that can be decoded", path)));
   }
+  // libsndfile 1.2 takes the floats of a W64 for integers.
+  if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_W64) {
+    sf_close(sound);
+    file = input->release();
+    return std::unexpected(readerError(ReaderFault::notDecodable, fmt::format("{}: is a W64 file", path)));
+  }
   std::unique_ptr<SndFileReader> reader(new SndFileReader(std::move(input), sound, info, path));
   if (auto checked = checkFormat(path, info.samplerate, info.channels); !checked) {
     return std::unexpected(checked.error());

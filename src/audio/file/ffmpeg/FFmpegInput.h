@@ -37,6 +37,7 @@ class FFmpegInput {
 
   // Null when there is no memory.
   AVIOContext* context() const { return context_.get(); }
+  int descriptor() const { return file_.get(); }
 
  private:
   static int read(void* self, std::uint8_t* bytes, int count);

@@ -2,10 +2,14 @@
 
 #include <fmt/format.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <mutex>
 
 #include "audio/file/FFmpegModule.h"
 #include "audio/file/ReaderError.h"
+#include "audio/file/ffmpeg/MovieTimescale.h"
 
 namespace sonmere {
 
@@ -33,6 +37,18 @@ std::unexpected<Error> failure(ReaderFault fault, std::string text) {
   return std::unexpected(readerError(fault, std::move(text)));
 }
 
+// A few bytes may ask for gigabytes. What is allowed grows with the largest file: a packet of silence is
+// smaller than its entry in the index.
+void limitMemory(int fd) {
+  static std::mutex mutex;
+  static std::size_t limit = std::size_t(48) << 20;
+  struct stat status {};
+  const std::size_t bytes = ::fstat(fd, &status) == 0 ? std::size_t(status.st_size) : 0;
+  const std::lock_guard lock(mutex);
+  limit = std::max(limit, (std::size_t(48) << 20) + 8 * bytes);
+  av_max_alloc(limit);
+}
+
 // Decoders may leave the order of the channels open; the converter wants to know.
 struct Layout {
   explicit Layout(const AVChannelLayout& given) {
@@ -54,6 +70,7 @@ struct Layout {
 
 Outcome<std::unique_ptr<FFmpegReader>> FFmpegReader::open(FileDescriptor file, const std::string& path) {
   av_log_set_level(AV_LOG_QUIET);
+  limitMemory(file.get());
   std::unique_ptr<FFmpegReader> reader(new FFmpegReader(std::move(file), path));
   if (auto prepared = reader->prepare(); !prepared) return std::unexpected(prepared.error());
   return reader;
@@ -67,6 +84,13 @@ Outcome<void> FFmpegReader::prepare() {
   if (pending_.empty()) return failure(ReaderFault::noAudio, fmt::format("{}: has no audio", path_));
   container_ = containerName();
   frameCount_ = declaredFrames();
+  const int packets = avformat_index_get_entries_count(stream_);
+  if (isMP4() && packets > 0) {
+    lastTimestamp_ = avformat_index_get_entry(stream_, packets - 1)->timestamp;
+    const std::int64_t parts = movieTimescale(input_.descriptor());
+    const auto rate = std::int64_t(format_.sampleRate);
+    editRounding_ = parts > 0 && parts % rate != 0 ? (rate + parts - 1) / parts : 0;
+  }
   end_ = declaredEnd();
   return {};
 }
@@ -206,7 +230,7 @@ Outcome<void> FFmpegReader::convert() {
   pending_.resize(std::size_t(std::max(room, 0)) * format_.channels);
   auto* out = reinterpret_cast<std::uint8_t*>(pending_.data());
   const int count = swr_convert(converter_.get(), &out, room,
-                                const_cast<const std::uint8_t**>(frame_->extended_data), frame_->nb_samples);
+                                const_cast<const std::uint8_t**>(frame_->extended_data), framesOfPacket());
   pending_.resize(std::size_t(std::max(count, 0)) * format_.channels);
   return {};
 }
@@ -296,13 +320,19 @@ std::int64_t FFmpegReader::declaredFrames() const {
 std::int64_t FFmpegReader::declaredEnd() const {
   constexpr std::int64_t kWithinPackets = 3;
   const auto none = std::numeric_limits<std::int64_t>::max();
-  const int packets = avformat_index_get_entries_count(stream_);
-  const AVIndexEntry* last = packets > 0 ? avformat_index_get_entry(stream_, packets - 1) : nullptr;
-  if (!isMP4() || !last || frameCount_ <= 0) return none;
-  const std::int64_t decoded = toFrames(last->timestamp - firstTimestamp_) + packetFrames_;
-  const std::int64_t excess = decoded - frameCount_;
+  if (lastTimestamp_ == AV_NOPTS_VALUE || frameCount_ <= 0) return none;
+  const std::int64_t decoded = toFrames(lastTimestamp_ - firstTimestamp_) + packetFrames_;
+  const std::int64_t end = frameCount_ + editRounding_;
   // More than padding means that the duration is wrong, not the audio.
-  return excess > 0 && excess < kWithinPackets * packetFrames_ ? frameCount_ : none;
+  return decoded > end && decoded - end < kWithinPackets * packetFrames_ ? end : none;
+}
+
+int FFmpegReader::framesOfPacket() const {
+  const int frames = frame_->nb_samples;
+  if (lastTimestamp_ == AV_NOPTS_VALUE || frame_->pts != lastTimestamp_) return frames;
+  const std::int64_t declared = toFrames(frame_->pkt_duration);
+  if (declared <= 0) return frames;
+  return int(std::min<std::int64_t>(frames, declared + editRounding_));
 }
 
 bool FFmpegReader::isMP4() const { return std::string_view(demuxer_->iformat->name).starts_with("mov"); }

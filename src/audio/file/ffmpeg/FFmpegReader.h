@@ -48,6 +48,8 @@ class FFmpegReader final : public AudioFileReader {
   std::int64_t declaredFrames() const;
   // The frame at which an MP4's edit ends inside its last packets; libavformat delivers these whole.
   std::int64_t declaredEnd() const;
+  // Frames of the decoded ones that count: the last packet of an MP4 may say that it is shorter.
+  int framesOfPacket() const;
   std::string containerName() const;
   std::int64_t toFrames(std::int64_t timestamp) const;
   std::int64_t toTimestamp(std::int64_t frames) const;
@@ -71,12 +73,14 @@ class FFmpegReader final : public AudioFileReader {
   int converterRate_ = 0;
   int converterChannels_ = 0;
 
-  std::vector<float> pending_;       // decoded samples, interleaved
-  std::size_t taken_ = 0;            // of these, already delivered
-  std::int64_t firstTimestamp_ = 0;  // of frame 0, in the stream's time base
-  std::int64_t leadIn_ = 0;          // decoded frames before frame 0
-  std::int64_t packetFrames_ = 0;    // of the first packet
-  std::int64_t position_ = 0;        // frame that is delivered next
+  std::vector<float> pending_;                   // decoded samples, interleaved
+  std::size_t taken_ = 0;                        // of these, already delivered
+  std::int64_t firstTimestamp_ = 0;              // of frame 0, in the stream's time base
+  std::int64_t leadIn_ = 0;                      // decoded frames before frame 0
+  std::int64_t packetFrames_ = 0;                // of the first packet
+  std::int64_t lastTimestamp_ = AV_NOPTS_VALUE;  // of an MP4's last packet, where it is known
+  std::int64_t editRounding_ = 0;                // frames by which an MP4's edit may be short of the truth
+  std::int64_t position_ = 0;                    // frame that is delivered next
   std::int64_t end_ = std::numeric_limits<std::int64_t>::max();
   std::optional<std::int64_t> target_;  // frame of a seek that awaits its first decoded frame
   std::int64_t toDrop_ = 0;             // frames before the target still to be decoded

@@ -1,0 +1,29 @@
+#include <time.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "fuzz/FuzzImporter.h"
+
+namespace {
+
+// Of processor time. Run with -malloc_limit_mb=64 for the memory.
+constexpr double kMostMilliseconds = 100;
+
+double milliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return double(now.tv_sec) * 1e3 + double(now.tv_nsec) * 1e-6;
+}
+
+}  // namespace
+
+// Entry of libFuzzer.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const double before = milliseconds();
+  sonmere::fuzzImporter(data, size);
+  const double spent = milliseconds() - before;
+  if (spent <= kMostMilliseconds) return 0;
+  std::fprintf(stderr, "an input took %.0f ms\n", spent);
+  std::abort();
+}
