@@ -11,6 +11,7 @@
 #include "cli/DemoCommand.h"
 #include "cli/EditorCommands.h"
 #include "cli/ExitStatus.h"
+#include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
 #include "cli/RunCommand.h"
 #include "cli/SettingsCommand.h"
@@ -155,6 +156,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRun(app, arguments);
   addRemoteCommands(app, arguments.run);
   addDemo(app, arguments);
+  addRecordingsCommands(app, arguments.run);
   addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
   addCompletion(app, arguments);

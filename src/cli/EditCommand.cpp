@@ -168,10 +168,11 @@ Outcome<Loudness> Edit::measure() {
 }
 
 Outcome<void> Edit::save() {
-  return SessionExporter(work_.log())
-      .exportTrack(track_, *arguments_.save,
-                   {.format = format_, .depth = sourceBitDepth(track_.url), .mayReplace = arguments_.force},
-                   work_.progress());
+  const RecordingBitDepth depth = sourceBitDepth(track_.url);
+  const SessionExporter::Options options{.format = format_, .depth = depth, .mayReplace = arguments_.force};
+  auto saved = SessionExporter(work_.log()).exportTrack(track_, *arguments_.save, options, work_.progress());
+  if (saved) work_.noteClipping(format_, depth);
+  return saved;
 }
 
 void Edit::print() const {

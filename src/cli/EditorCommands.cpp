@@ -77,7 +77,8 @@ void addSession(CLI::App& app, std::function<int()>& run) {
 
   CLI::App* save = session->add_subcommand("export", "Write the mix, or each track by itself");
   addCommon(save);
-  CLI::Option* mix = save->add_flag("--mix", a->mix, "All tracks that are heard in one file (this is the default)");
+  CLI::Option* mix =
+      save->add_flag("--mix", a->mix, "All tracks that are heard in one file (this is the default)");
   save->add_flag("--stems", a->stems, "Each track to a file of its own")->excludes(mix);
   save->add_option("--out", a->out, "The file of the mix, or the folder of the stems")
       ->type_name("PATH")

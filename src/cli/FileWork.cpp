@@ -10,6 +10,7 @@
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/Text.h"
+#include "editor/ExportDestination.h"
 #include "editor/SessionExporter.h"
 
 namespace sonmere {
@@ -58,7 +59,17 @@ int FileWork::tell(int status, const std::string& text) const {
 
 int FileWork::fail(const Error& error) {
   const int status = interrupted ? kExitSignalled + interrupted : kExitFailure;
-  return tell(status, error.description);
+  const bool isForced = error.domain == kExportDestinationDomain && error.code == kExportWouldReplace;
+  return tell(status, error.description + (isForced ? ", or add --force" : ""));
+}
+
+void FileWork::noteClipping(const ExportFormat& format, RecordingBitDepth depth) const {
+  const bool holdsAll = format.kind == ExportFormat::Kind::wav && depth == RecordingBitDepth::float32;
+  if (holdsAll || progress_.peak() <= 1) return;
+  tell(kExitSuccess,
+       fmt::format("the loudest sample is {:.1f} dB above full scale and was clipped; a lower gain "
+                   "keeps it",
+                   20 * std::log10(double(progress_.peak()))));
 }
 
 int FileWork::badInput(const Error& error) const { return tell(kExitBadInput, error.description); }

@@ -9,6 +9,7 @@
 #include "editor/ExportFormat.h"
 #include "editor/ExportProgress.h"
 #include "editor/TrimRange.h"
+#include "recording/RecordingBitDepth.h"
 
 namespace sonmere {
 
@@ -32,6 +33,8 @@ class FileWork {
   // Takes the bar away and tells why the work did not succeed; returns the exit status.
   int fail(const Error& error);
   int badInput(const Error& error) const;
+  // Tells when the export that was made did not hold its loudest samples.
+  void noteClipping(const ExportFormat& format, RecordingBitDepth depth) const;
 
  private:
   const std::string command_;

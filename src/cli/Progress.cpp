@@ -39,14 +39,16 @@ Progress::Progress(Runtime& runtime, std::string what, Style style, std::FILE* o
       start_(runtime.uptime()),
       nextDrawing_(start_ + (style == Style::bar ? kFirstBar : kLineInterval)) {}
 
-Progress::~Progress() {
+void Progress::clear() {
   if (!isDrawn_) return;
+  isDrawn_ = false;
   fmt::print(out_, "\r\x1b[K");
   std::fflush(out_);
 }
 
 void Progress::show(double fraction) {
   if (style_ == Style::silent) return;
+  if (fraction >= 1) return clear();
   const Duration now = runtime_.uptime();
   if (now < nextDrawing_) return;
   const double shown = std::clamp(fraction, 0.0, 1.0);

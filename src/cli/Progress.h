@@ -17,13 +17,14 @@ class Progress {
 
   // `what` names the work in a word or two ("Exporting").
   Progress(Runtime& runtime, std::string what, Style style, std::FILE* out = stderr);
-  // Takes the bar off the screen.
-  ~Progress();
+  ~Progress() { clear(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // From 0 to 1, as often as one likes: it is drawn only when there is something new to see.
+  // From 0 to 1, as often as one likes: it is drawn only when there is something new to see. 1 takes
+  // the bar off the screen.
   void show(double fraction);
+  void clear();
 
  private:
   void drawBar(double fraction, const std::string& left);

@@ -170,6 +170,7 @@ int runSessionExport(const SessionArguments& arguments) {
       exportTo(work, *open, arguments,
                {.format = *format, .depth = settings->bitDepth, .mayReplace = arguments.force});
   if (!paths) return work.fail(paths.error());
+  work.noteClipping(*format, settings->bitDepth);
   if (arguments.json) {
     printJSON({{"session", open->session.timestampString},
                {"kind", arguments.stems ? "stems" : "mix"},

@@ -1,6 +1,7 @@
 #include "recording/RecordingSessions.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "recording/RecordingFileName.h"
@@ -70,9 +71,10 @@ std::vector<RecordingSession> RecordingSessions::take() {
   }
   found_.clear();
   // Nearly always the stamps are in the order of time; where clocks go back and forth they are not.
-  constexpr auto isNewer = std::greater<>();
-  if (!std::ranges::is_sorted(sessions, isNewer, &RecordingSession::timestamp))
-    std::ranges::stable_sort(sessions, isNewer, &RecordingSession::timestamp);
+  constexpr auto isNewer = [](const RecordingSession& a, const RecordingSession& b) {
+    return std::tie(b.timestamp, b.timestampString) < std::tie(a.timestamp, a.timestampString);
+  };
+  if (!std::ranges::is_sorted(sessions, isNewer)) std::ranges::sort(sessions, isNewer);
   return sessions;
 }
 

@@ -391,7 +391,7 @@ complete_words sonmere route app of
   char text[4096] = {};
   const std::size_t size = std::fread(text, 1, sizeof text, shell);
   EXPECT_EQ(pclose(shell), 0);
-  EXPECT_EQ(std::string(text, size), "record\nstart\n--platform\noff\n");
+  EXPECT_EQ(std::string(text, size), "record recordings\nstart\n--platform\noff\n");
   EXPECT_NE(run({"completion", "zsh"}).out.find("'watch:"), std::string::npos);
   const std::string manual = run({"man"}).out;
   EXPECT_TRUE(manual.starts_with(".TH SONMERE 1"));

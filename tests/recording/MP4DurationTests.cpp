@@ -11,7 +11,7 @@ namespace {
 
 std::string big(std::uint64_t value, int bytes) {
   std::string text;
-  for (int i = bytes - 1; i >= 0; --i) text += char(value >> (8 * i));
+  for (int i = bytes - 1; i >= 0; --i) text += i < 8 ? char(value >> (8 * i)) : '\0';
   return text;
 }
 

@@ -1,0 +1,255 @@
+#include "cli/RecordingsCommand.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "audio/file/AudioFileReader.h"
+#include "cli/ArgumentText.h"
+#include "cli/ExitStatus.h"
+#include "cli/FileWork.h"
+#include "cli/RecordingsPrinter.h"
+#include "cli/Text.h"
+#include "cli/UserLibrary.h"
+#include "editor/SessionEditsSidecar.h"
+#include "recording/AudioFileImporter.h"
+#include "recording/RecordingRename.h"
+
+namespace sonmere {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Place {
+  std::string folder;
+  bool isUnavailable = false;  // that of the settings
+};
+
+// The folder that the arguments name, else the one in force.
+Outcome<Place> placeOf(const RecordingsArguments& arguments, const FileWork& work) {
+  if (arguments.folder) {
+    auto folder = readFolder("--folder", *arguments.folder);
+    if (!folder) return std::unexpected(folder.error());
+    std::error_code ignored;
+    if (!fs::is_directory(*folder, ignored))
+      return badArgument(fmt::format("--folder {}: there is no such folder", *folder));
+    return Place{std::move(*folder), false};
+  }
+  auto user = UserLibrary::open();
+  if (!user) return std::unexpected(user.error());
+  const RecordingsLibrary& library = (*user)->library();
+  if (*library.folderUnavailable)
+    work.tell(kExitSuccess, recordingsFolderUnavailableText(library.defaultFolder()));
+  return Place{*library.folderInUse, *library.folderUnavailable};
+}
+
+int failure(FileWork& work, const Error& error) {
+  return error.domain == "Arguments" ? work.badInput(error) : work.fail(error);
+}
+
+RecordingScan scanWithBar(FileWork& work, const std::string& folder) {
+  std::atomic<bool> isCancelled = false;
+  return RecordingScanner(work.log()).scan(folder, VirtualRuntime::today(), &isCancelled, [&](double done) {
+    if (work.show(done)) isCancelled = true;
+  });
+}
+
+// Scans, prints, and says whether all went well.
+template <class Print>
+int scanAndPrint(const char* command, const RecordingsArguments& arguments, Print&& print) {
+  FileWork work(command, "Scanning", arguments.json);
+  const auto place = placeOf(arguments, work);
+  if (!place) return failure(work, place.error());
+  const RecordingScan scan = scanWithBar(work, place->folder);
+  if (scan.error) return work.fail(*scan.error);
+  if (work.show(1)) return work.fail({"RecordingsCommand", 1, "the scan was cancelled"});
+  print(*place, scan);
+  const bool isWhole =
+      std::ranges::none_of(scan.repairs, [](const auto& repair) { return repair.error.has_value(); });
+  return isWhole ? kExitSuccess : kExitFailure;
+}
+
+// Edits of a session know its files by their names.
+void renameInEdits(const std::string& from, const std::string& to, Log& log) {
+  const fs::path folder = fs::path(from).parent_path();
+  const SessionEditsSidecar sidecar(log);
+  auto edits = sidecar.load(folder);
+  if (!edits) return;
+  const std::string oldName = fs::path(from).filename().string(), newName = fs::path(to).filename().string();
+  if (auto track = edits->tracks.extract(oldName)) {
+    track.key() = newName;
+    edits->tracks.insert(std::move(track));
+  }
+  for (auto& [stamp, names] : edits->addedTracks) std::ranges::replace(names, oldName, newName);
+  sidecar.save(*edits, folder);
+}
+
+// The session that the import goes to, and the rate of its files.
+struct Target {
+  std::string stamp;
+  double sampleRate = 0;
+};
+
+Outcome<Target> targetOf(const RecordingScan& scan, const std::string& stamp) {
+  const auto session = std::ranges::find(scan.sessions, stamp, &RecordingSession::timestampString);
+  if (session == scan.sessions.end())
+    return badArgument(
+        fmt::format("--session {}: there is no such session; see \"sonmere recordings list\"", stamp));
+  for (const RecordingFile& file : session->files)
+    if (const auto reader = openAudioFile(file.url)) return Target{stamp, (*reader)->format().sampleRate};
+  return badArgument(fmt::format("--session {}: none of its files can be read", stamp));
+}
+
+Outcome<Target> targetOf(const RecordingsArguments& arguments, FileWork& work, const std::string& folder) {
+  if (arguments.session) return targetOf(scanWithBar(work, folder), *arguments.session);
+  const auto source = openAudioFile(arguments.file);
+  if (!source) return badArgument(source.error().description);
+  return Target{recordingStamp(VirtualRuntime::today()), (*source)->format().sampleRate};
+}
+
+// Where a new file goes: made where missing.
+Outcome<std::string> folderForNewFile(const RecordingsArguments& arguments, const FileWork& work) {
+  if (arguments.folder) {
+    auto place = placeOf(arguments, work);
+    if (!place) return std::unexpected(place.error());
+    return place->folder;
+  }
+  auto user = UserLibrary::open();
+  if (!user) return std::unexpected(user.error());
+  RecordingsLibrary& library = (*user)->library();
+  auto folder = library.recordingsFolder();
+  if (*library.folderUnavailable)
+    work.tell(kExitSuccess, recordingsFolderUnavailableText(library.defaultFolder()));
+  return folder;
+}
+
+void printPath(const RecordingsArguments& arguments, const char* what, const std::string& path) {
+  if (!arguments.json) {
+    fmt::print("{} {}\n", what, printable(path));
+    return;
+  }
+  const nlohmann::ordered_json all{{"path", path}};
+  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+void printFolder(const RecordingsArguments& arguments, RecordingsLibrary& library) {
+  const auto chosen = library.chosenFolder();
+  if (!arguments.json) {
+    fmt::print("{}{}\n", printable(*library.folderInUse), chosen ? "" : " (the default)");
+    return;
+  }
+  using JSON = nlohmann::ordered_json;
+  const JSON all{{"folder", *library.folderInUse},
+                 {"chosen", chosen ? JSON(*chosen) : JSON(nullptr)},
+                 {"default", library.defaultFolder()},
+                 {"unavailable", *library.folderUnavailable}};
+  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
+// Changes the setting; returns the exit status.
+int changeFolder(FileWork& work, UserLibrary& user, const RecordingsArguments& arguments) {
+  RecordingsLibrary& library = user.library();
+  if (arguments.useDefault) {
+    library.useDefaultFolder();
+  } else {
+    const auto folder = readFolder("PATH", *arguments.newFolder);
+    if (!folder) return work.badInput(folder.error());
+    const auto choice = library.chooseFolder(*folder);
+    if (choice == RecordingsLibrary::Choice::refused)
+      return work.tell(kExitBadInput, fmt::format("{}: {}", kFolderRefusedText, *folder));
+    if (choice == RecordingsLibrary::Choice::absent)
+      work.tell(kExitSuccess, pickedFolderUnavailableText(library.defaultFolder()));
+  }
+  if (const auto saved = user.save(); !saved) return work.fail(saved.error());
+  return kExitSuccess;
+}
+
+}  // namespace
+
+int runRecordingsList(const RecordingsArguments& arguments) {
+  return scanAndPrint("recordings list", arguments, [&](const Place& place, const RecordingScan& scan) {
+    if (arguments.json)
+      fmt::print("{}", scanJSON(place.folder, place.isUnavailable, scan));
+    else
+      fmt::print("{}{}", sessionsText(place.folder, scan), repairsText(scan));
+  });
+}
+
+int runRecordingsScan(const RecordingsArguments& arguments) {
+  return scanAndPrint("recordings scan", arguments, [&](const Place& place, const RecordingScan& scan) {
+    if (arguments.json)
+      fmt::print("{}", scanJSON(place.folder, place.isUnavailable, scan));
+    else
+      fmt::print("{}{}", foundText(place.folder, scan), repairsText(scan));
+  });
+}
+
+int runRecordingsRepair(const RecordingsArguments& arguments) {
+  return scanAndPrint("recordings repair", arguments, [&](const Place& place, const RecordingScan& scan) {
+    const std::string text = repairsText(scan);
+    if (arguments.json)
+      fmt::print("{}", repairsJSON(place.folder, scan));
+    else
+      fmt::print("{}", text.empty() ? "Nothing to repair in " + printable(place.folder) + ".\n" : text);
+  });
+}
+
+int runRecordingsRename(const RecordingsArguments& arguments) {
+  FileWork work("recordings rename", "Renaming", arguments.json);
+  std::string path = arguments.file;
+  if (path.find('/') == std::string::npos) {
+    const auto place = placeOf(arguments, work);
+    if (!place) return failure(work, place.error());
+    path = (fs::path(place->folder) / path).string();
+  }
+  const auto renamed = renameRecording(path, arguments.name, !arguments.dropStamp);
+  if (!renamed) {
+    const Error& error = renamed.error();
+    const bool isInput =
+        error.domain == kRecordingRenameDomain || error.code == ENOENT || error.code == ENOTDIR;
+    return isInput ? work.badInput(error) : work.fail(error);
+  }
+  renameInEdits(path, *renamed, work.log());
+  printPath(arguments, "Renamed to", *renamed);
+  return kExitSuccess;
+}
+
+int runRecordingsImport(const RecordingsArguments& arguments) {
+  FileWork work("recordings import", "Importing", arguments.json);
+  const auto folder = folderForNewFile(arguments, work);
+  if (!folder) return failure(work, folder.error());
+  const auto target = targetOf(arguments, work, *folder);
+  if (!target) return failure(work, target.error());
+  const TaskToken cancel(std::make_shared<std::atomic<bool>>(false));
+  const auto imported =
+      AudioFileImporter(work.log())
+          .importFile({arguments.file, *folder, target->stamp, target->sampleRate}, cancel, [&](double done) {
+            if (work.show(done)) cancel.cancel();
+          });
+  if (!imported) {
+    const bool isInput = imported.error().domain == ImportError::kDomain &&
+                         imported.error().code == ImportError::kSourceUnreadable;
+    return isInput ? work.badInput(imported.error()) : work.fail(imported.error());
+  }
+  printPath(arguments, "Imported as", *imported);
+  return kExitSuccess;
+}
+
+int runRecordingsFolder(const RecordingsArguments& arguments) {
+  FileWork work("recordings folder", "", arguments.json);
+  auto user = UserLibrary::open();
+  if (!user) return work.fail(user.error());
+  if (arguments.useDefault || arguments.newFolder) {
+    const int status = changeFolder(work, **user, arguments);
+    if (status != kExitSuccess) return status;
+  } else if (*(*user)->library().folderUnavailable) {
+    work.tell(kExitSuccess, recordingsFolderUnavailableText((*user)->library().defaultFolder()));
+  }
+  printFolder(arguments, (*user)->library());
+  return kExitSuccess;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace sonmere {
+
+struct RecordingsArguments {
+  std::optional<std::string> folder;  // in place of that of the settings
+  std::string file;
+  std::string name;
+  std::optional<std::string> session;
+  std::optional<std::string> newFolder;
+  bool useDefault = false;
+  bool dropStamp = false;
+  bool json = false;
+};
+
+// "sonmere recordings ...": each returns the exit status. Main thread.
+int runRecordingsList(const RecordingsArguments& arguments);
+int runRecordingsScan(const RecordingsArguments& arguments);
+int runRecordingsRepair(const RecordingsArguments& arguments);
+int runRecordingsRename(const RecordingsArguments& arguments);
+int runRecordingsImport(const RecordingsArguments& arguments);
+int runRecordingsFolder(const RecordingsArguments& arguments);
+
+}  // namespace sonmere

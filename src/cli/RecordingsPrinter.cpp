@@ -1,0 +1,121 @@
+#include "cli/RecordingsPrinter.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "base/DateText.h"
+#include "cli/Text.h"
+
+namespace sonmere {
+
+namespace {
+
+using JSON = nlohmann::ordered_json;
+
+std::string fileName(const RecordingFile& file) {
+  return std::filesystem::path(file.url).filename().string();
+}
+
+std::string lengthOf(const RecordingFile& file) {
+  return file.durationSeconds > 0 ? lengthText(file.durationSeconds, 1) : "-";
+}
+
+std::string counted(std::size_t count, const char* one) {
+  return fmt::format("{} {}{}", count, one, count == 1 ? "" : "s");
+}
+
+std::size_t fileCount(const RecordingScan& scan) {
+  std::size_t count = 0;
+  for (const RecordingSession& session : scan.sessions) count += session.files.size();
+  return count;
+}
+
+JSON sessionsJSON(const RecordingScan& scan) {
+  JSON sessions = JSON::array();
+  for (const RecordingSession& session : scan.sessions) {
+    JSON files = JSON::array();
+    for (const RecordingFile& file : session.files)
+      files.push_back({{"name", file.displayName},
+                       {"path", file.url},
+                       {"format", name(file.format)},
+                       {"seconds", file.durationSeconds},
+                       {"bytes", file.fileSize}});
+    const bool isDate = session.timestamp != Date::min();
+    sessions.push_back({{"stamp", session.timestampString},
+                        {"date", isDate ? JSON(iso8601Text(session.timestamp)) : JSON(nullptr)},
+                        {"files", std::move(files)}});
+  }
+  return sessions;
+}
+
+void addRepairs(JSON& all, const RecordingScan& scan) {
+  JSON repaired = JSON::array(), failed = JSON::array();
+  for (const auto& repair : scan.repairs) {
+    if (repair.error)
+      failed.push_back({{"file", repair.name}, {"error", repair.error->description}});
+    else
+      repaired.push_back({{"file", repair.name}, {"audioBytes", repair.audioBytes}});
+  }
+  all["repaired"] = std::move(repaired);
+  all["notRepaired"] = std::move(failed);
+  all["nextRepairInSeconds"] = scan.nextRepairIn ? JSON(toSeconds(*scan.nextRepairIn)) : JSON(nullptr);
+}
+
+std::string dumped(const JSON& all) {
+  return all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+std::string sessionsText(const std::string& folder, const RecordingScan& scan) {
+  if (scan.sessions.empty()) return fmt::format("There are no recordings in {}.\n", printable(folder));
+  std::string out = fmt::format("{:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", "session", "name", "format",
+                                "length", "size", "file");
+  for (const RecordingSession& session : scan.sessions) {
+    std::string stamp = session.timestampString;
+    for (const RecordingFile& file : session.files) {
+      out +=
+          fmt::format("{:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", stamp, printable(file.displayName),
+                      name(file.format), lengthOf(file), sizeText(file.fileSize), printable(fileName(file)));
+      stamp.clear();
+    }
+  }
+  return out;
+}
+
+std::string foundText(const std::string& folder, const RecordingScan& scan) {
+  return fmt::format("Found {} with {} in {}.\n", counted(scan.sessions.size(), "session"),
+                     counted(fileCount(scan), "recording"), printable(folder));
+}
+
+std::string repairsText(const RecordingScan& scan) {
+  std::string out;
+  for (const auto& repair : scan.repairs) {
+    if (repair.error)
+      out += fmt::format("Could not repair {}: {}\n", printable(repair.name), repair.error->description);
+    else
+      out += fmt::format("Repaired {} ({} of audio)\n", printable(repair.name), sizeText(repair.audioBytes));
+  }
+  if (scan.nextRepairIn)
+    out +=
+        fmt::format("An interrupted recording changed just now and may still go on; try again in {:.0f} s.\n",
+                    std::ceil(toSeconds(*scan.nextRepairIn)));
+  return out;
+}
+
+std::string scanJSON(const std::string& folder, bool isUnavailable, const RecordingScan& scan) {
+  JSON all{{"folder", folder}, {"folderUnavailable", isUnavailable}, {"sessions", sessionsJSON(scan)}};
+  addRepairs(all, scan);
+  return dumped(all);
+}
+
+std::string repairsJSON(const std::string& folder, const RecordingScan& scan) {
+  JSON all{{"folder", folder}};
+  addRepairs(all, scan);
+  return dumped(all);
+}
+
+}  // namespace sonmere

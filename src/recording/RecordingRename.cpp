@@ -1,0 +1,71 @@
+#include "recording/RecordingRename.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <filesystem>
+
+#include "recording/RecordingFileName.h"
+
+namespace sonmere {
+
+namespace {
+
+std::unexpected<Error> refuse(std::string text) {
+  return std::unexpected(Error{kRecordingRenameDomain, 1, std::move(text)});
+}
+
+Outcome<void> checkName(const std::string& name) {
+  if (name.find_first_not_of(' ') == std::string::npos) return refuse("the new name is empty");
+  if (name == "." || name == "..") return refuse(fmt::format("\"{}\" is no name for a file", name));
+  if (name.find('/') != std::string::npos)
+    return refuse(fmt::format("\"{}\": a name has no \"/\"; the file stays in its folder", name));
+  if (std::ranges::any_of(name, [](unsigned char c) { return c < 0x20 || c == 0x7F; }))
+    return refuse("the new name has a control character in it");
+  return {};
+}
+
+// Some file systems can't refuse to replace by themselves.
+bool renameWithoutReplacing(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  struct stat status {};
+  if (lstat(to.c_str(), &status) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace
+
+Outcome<std::string> renameRecording(const std::string& path, const std::string& newName, bool keepsStamp) {
+  if (auto checked = checkName(newName); !checked) return std::unexpected(checked.error());
+  const std::filesystem::path old = path;
+  const std::string fileName = old.filename().string();
+  const auto parts = parseRecordingName(fileName);
+  if (!parts) return refuse(fmt::format("{}: its name is not that of a recording", path));
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return std::unexpected(posixError(errno, path));
+  if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
+    return refuse(fmt::format("{}: not an ordinary file", path));
+
+  const std::string tail =
+      keepsStamp ? fileName.substr(parts->name.size()) : std::string(".") + fileExtension(parts->format);
+  const std::string name = newName + tail;
+  if (name.size() > NAME_MAX)
+    return refuse(fmt::format("the new name is too long by {} bytes", name.size() - NAME_MAX));
+  if (name == fileName) return path;
+  const std::string target = (old.parent_path() / name).string();
+  if (renameWithoutReplacing(path, target)) return target;
+  if (errno == EEXIST) return refuse(fmt::format("{}: there is such a file already", target));
+  return std::unexpected(posixError(errno, fmt::format("Rename {} to {}", path, name)));
+}
+
+}  // namespace sonmere

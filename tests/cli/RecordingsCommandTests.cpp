@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "audio/file/AudioFileReader.h"
+#include "audio/file/AudioFileWriter.h"
+#include "cli/CommandLine.h"
+#include "support/TemporaryFolder.h"
+
+namespace sonmere {
+namespace {
+
+namespace fs = std::filesystem;
+
+class RecordingsCommandTest : public testing::Test {
+ protected:
+  RecordingsCommandTest() {
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
+      const char* value = std::getenv(name);
+      saved.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
+      setenv(name, folder.path().c_str(), 1);
+    }
+    setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
+    fs::create_directory(takes);
+  }
+  ~RecordingsCommandTest() override {
+    for (const auto& [name, value] : saved) value ? setenv(name, value->c_str(), 1) : unsetenv(name);
+    unsetenv("SONMERE_SETTINGS");
+  }
+  struct Run {
+    int status;
+    std::string out;
+    std::string err;
+  };
+  Run run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "sonmere");
+    std::vector<const char*> words;
+    for (const std::string& argument : arguments) words.push_back(argument.c_str());
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int status = runCommandLine(int(words.size()), words.data());
+    return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
+  }
+  nlohmann::json json(std::vector<std::string> arguments) {
+    arguments.push_back("--json");
+    const Run result = run(std::move(arguments));
+    EXPECT_EQ(result.status, 0) << result.err;
+    return nlohmann::json::parse(result.out);
+  }
+  std::string path(const std::string& name) const { return (folder / name).string(); }
+  // One second at half of full scale.
+  std::string make(const std::string& file, double sampleRate = 48000) {
+    auto writer = createAudioFile(file, {.sampleRate = sampleRate, .channels = 2, .bitDepth = 24});
+    PCMBuffer block((*writer)->processingFormat(), std::uint32_t(sampleRate));
+    block.setFrameLength(std::uint32_t(sampleRate));
+    for (std::uint32_t i = 0; i < block.frameLength(); ++i)
+      block.channel(0)[i] = block.channel(1)[i] = i / 50 % 2 == 0 ? 0.5f : -0.5f;
+    EXPECT_TRUE((*writer)->write(block) && (*writer)->close());
+    return file;
+  }
+  std::string take(const std::string& name, const std::string& stamp = "2026-01-01 10-00-00") {
+    return make(takes + "/" + name + " \u2014 " + stamp + ".wav");
+  }
+  // Takes the size of the audio away and makes the file an old one.
+  static void interrupt(const std::string& file) {
+    std::fstream bytes(file, std::ios::in | std::ios::out | std::ios::binary);
+    std::string head(200, '\0');
+    bytes.read(head.data(), 200);
+    bytes.seekp(std::streamoff(head.find("data") + 4));
+    bytes.write("\0\0\0\0", 4);
+    bytes.close();
+    fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(1));
+  }
+
+  TemporaryFolder folder;
+  std::vector<std::pair<const char*, std::optional<std::string>>> saved;
+  const std::string takes = (folder / "takes").string();
+};
+
+TEST_F(RecordingsCommandTest, ListScanAndRepairTellWhatIsThere) {
+  EXPECT_EQ(run({"recordings", "--folder", takes}).out, "There are no recordings in " + takes + ".\n");
+  take("Sonmere Track 1");
+  take("Sonmere Track 2");
+  interrupt(take("Voice\x1b[2J", "2026-01-02 09-00-00"));
+  const Run repair = run({"recordings", "repair", "--folder", takes});
+  EXPECT_EQ(repair.status, 0);
+  EXPECT_NE(repair.out.find("Repaired Voice?[2J"), std::string::npos) << repair.out;
+  EXPECT_EQ(run({"recordings", "repair", "--folder", takes}).out, "Nothing to repair in " + takes + ".\n");
+  EXPECT_EQ(run({"recordings", "scan", "--folder", takes}).out,
+            "Found 2 sessions with 3 recordings in " + takes + ".\n");
+  const Run list = run({"recordings", "list", "--folder", takes});
+  EXPECT_LT(list.out.find("2026-01-02"), list.out.find("Track 1")) << list.out;
+  EXPECT_EQ(list.out.find('\x1b'), std::string::npos) << "names don't reach the terminal as they are";
+
+  interrupt(takes + "/Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav");
+  const auto all = json({"recordings", "list", "--folder", takes});
+  ASSERT_EQ(all["sessions"].size(), 2u);
+  EXPECT_EQ(all["sessions"][1]["stamp"], "2026-01-01 10-00-00");
+  EXPECT_EQ(all["sessions"][1]["files"][1]["name"], "Track 2");
+  EXPECT_DOUBLE_EQ(all["sessions"][1]["files"][1]["seconds"], 1);
+  EXPECT_EQ(all["repaired"].size(), 1u);
+}
+
+TEST_F(RecordingsCommandTest, RenameKeepsTheStampAndTheEditsAndReplacesNothing) {
+  take("Sonmere Track 1");
+  take("Sonmere Track 2");
+  const std::string stamp = " \u2014 2026-01-01 10-00-00.wav";
+  std::ofstream(takes + "/.sonmere-edits.json")
+      << nlohmann::json{{"schemaVersion", 1},
+                        {"sessionTimestamp", "2026-01-01 10-00-00"},
+                        {"tracks", {{"Sonmere Track 1" + stamp, {{"gainLinear", 0.5}, {"muted", true}}}}}};
+  EXPECT_EQ(run({"recordings", "rename", "Sonmere Track 1" + stamp, "Guitar", "--folder", takes}).status, 0);
+  EXPECT_TRUE(fs::exists(takes + "/Guitar" + stamp));
+  std::ifstream edits(takes + "/.sonmere-edits.json");
+  EXPECT_EQ(nlohmann::json::parse(edits)["tracks"]["Guitar" + stamp]["muted"], true);
+
+  const std::string guitar = takes + "/Guitar" + stamp;
+  const std::pair<std::string, std::string> refused[] = {{"Sonmere Track 2", "there is such a file already"},
+                                                         {"../Guitar", "\"/\""},
+                                                         {"..", "no name"},
+                                                         {"", "empty"},
+                                                         {"  ", "empty"},
+                                                         {"a\nb", "control"},
+                                                         {std::string(250, 'x'), "too long"}};
+  for (const auto& [name, why] : refused) {
+    const Run result = run({"recordings", "rename", guitar, name});
+    EXPECT_EQ(result.status, 2) << name;
+    EXPECT_NE(result.err.find(why), std::string::npos) << result.err;
+    EXPECT_TRUE(fs::exists(guitar));
+  }
+  EXPECT_EQ(run({"recordings", "rename", takes + "/none" + stamp, "x"}).status, 2);
+  make(takes + "/plain.wav");
+  EXPECT_EQ(run({"recordings", "rename", takes + "/plain.wav", "x"}).status, 2);
+  EXPECT_EQ(json({"recordings", "rename", guitar, "Solo", "--drop-stamp"})["path"], takes + "/Solo.wav");
+  EXPECT_EQ(json({"recordings", "list", "--folder", takes})["sessions"][0]["files"].size(), 1u);
+}
+
+TEST_F(RecordingsCommandTest, TheFolderIsShownChangedAndGoneBackFrom) {
+  const std::string standard = path("Music/Sonmere Recordings");
+  EXPECT_EQ(run({"recordings", "folder"}).out, standard + " (the default)\n");
+  EXPECT_EQ(run({"recordings", "folder", takes}).out, takes + "\n");
+  EXPECT_EQ(run({"settings", "get", "sonmere.recordingsFolderPath"}).out, takes + "\n");
+  take("A");
+  EXPECT_EQ(json({"recordings"})["sessions"].size(), 1u);
+
+  std::ofstream(path("file")) << "in the way";
+  const Run refused = run({"recordings", "folder", path("file")});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.err, "sonmere recordings folder: Sonmere can't save recordings in this folder: " +
+                             path("file") + "\n");
+  EXPECT_EQ(run({"recordings", "folder"}).out, takes + "\n");
+
+  fs::remove_all(takes);
+  std::ofstream(path("takes")) << "a file in its place";
+  const Run gone = run({"recordings", "list"});
+  EXPECT_EQ(gone.status, 0);
+  EXPECT_EQ(gone.out, "There are no recordings in " + standard + ".\n");
+  EXPECT_EQ(
+      gone.err,
+      "sonmere recordings list: Your recordings folder isn't available right now. Is the drive connected? "
+      "Until it's back, new recordings are saved to ~/Music/Sonmere Recordings\n");
+  EXPECT_EQ(json({"recordings", "folder"})["unavailable"], true);
+  EXPECT_EQ(run({"recordings", "folder", "--default"}).out, standard + " (the default)\n");
+  EXPECT_EQ(run({"settings", "get", "sonmere.recordingsFolderPath"}).status, 1);
+  EXPECT_FALSE(fs::exists(standard)) << "made when something is recorded";
+}
+
+TEST_F(RecordingsCommandTest, AnImportJoinsASessionAtItsRate) {
+  take("A");
+  const std::string source = make(path("song.wav"), 44100);
+  const std::string made =
+      json({"recordings", "import", source, "--session", "2026-01-01 10-00-00", "--folder", takes})["path"];
+  EXPECT_EQ((*openAudioFile(made))->format().sampleRate, 48000);
+  EXPECT_EQ(json({"recordings", "list", "--folder", takes})["sessions"][0]["files"].size(), 2u);
+  const Run own = run({"recordings", "import", source});
+  EXPECT_EQ(own.status, 0) << own.err;
+  EXPECT_EQ(json({"recordings", "list"})["sessions"].size(), 1u) << "in the default folder, which was made";
+  for (const std::vector<std::string>& bad :
+       {std::vector<std::string>{"recordings", "import", path("none.wav"), "--folder", takes},
+        {"recordings", "import", source, "--session", "2000-01-01 00-00-00", "--folder", takes},
+        {"recordings", "import", source, "--folder", path("nowhere")}})
+    EXPECT_EQ(run(bad).status, 2);
+}
+
+TEST_F(RecordingsCommandTest, InfoTellsFormatAndLoudness) {
+  const auto info = json({"info", make(path("tone.wav"))});
+  EXPECT_EQ(info["format"], "wav");
+  EXPECT_EQ(info["sampleRate"], 48000);
+  EXPECT_EQ(info["channels"], 2);
+  EXPECT_EQ(info["bits"], 24);
+  EXPECT_EQ(info["frames"], 48000);
+  EXPECT_EQ(info["bytes"], fs::file_size(path("tone.wav")));
+  EXPECT_NEAR(info["loudness"]["samplePeakDb"], -6.02, 0.01);
+  const Run text = run({"info", path("tone.wav")});
+  EXPECT_NE(text.out.find("24-bit integer"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("0:01.000 (48000 frames)"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("LUFS"), std::string::npos) << text.out;
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  for (const std::string& bad : {path("none.wav"), path("pipe"), folder.path().string()}) {
+    const Run result = run({"info", bad});
+    EXPECT_EQ(result.status, 2) << bad;
+    EXPECT_NE(result.err.find(bad), std::string::npos) << result.err;
+  }
+}
+
+}  // namespace
+}  // namespace sonmere
