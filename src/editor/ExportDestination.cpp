@@ -19,8 +19,8 @@ namespace {
 
 constexpr const char* kTemporarySuffix = ".tmp";
 
-std::unexpected<Error> refuse(const std::string& path, const char* why) {
-  return std::unexpected(Error{"ExportDestination", 1, fmt::format("{}: {}", path, why)});
+std::unexpected<Error> refuse(const std::string& path, const char* why, std::int64_t code = 1) {
+  return std::unexpected(Error{kExportDestinationDomain, code, fmt::format("{}: {}", path, why)});
 }
 
 fs::path folderOf(const std::string& path) {
@@ -73,7 +73,8 @@ Outcome<void> ExportDestination::checkTarget(std::span<const std::string> source
   if (!S_ISREG(status.st_mode)) return refuse(path_, "this is not an ordinary file; choose another name");
   if (isOneOf(sources, status))
     return refuse(path_, "this is the original, which stays as it is; choose another name");
-  if (!mayReplace_) return refuse(path_, "this file exists already; choose another name, or replace it");
+  if (!mayReplace_)
+    return refuse(path_, "this file exists already; choose another name", kExportWouldReplace);
   return {};
 }
 

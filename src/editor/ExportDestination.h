@@ -8,6 +8,10 @@
 
 namespace sonmere {
 
+inline constexpr const char* kExportDestinationDomain = "ExportDestination";
+// The code of a refusal that `mayReplace` would have spared.
+inline constexpr std::int64_t kExportWouldReplace = 2;
+
 // The place of a file that is being exported: what is there stays as it is until the new file is complete.
 // Work goes on in a file beside it, whose name has ".tmp" added. Threads: one at a time.
 class ExportDestination {

@@ -14,6 +14,7 @@ constexpr double kLeastFraction = 0.005;
 void ExportProgress::begin(std::int64_t totalFrames) {
   startedAt_ = runtime_.uptime().count();
   doneFrames_ = 0;
+  peak_ = 0;
   totalFrames_ = totalFrames;
 }
 

@@ -8,8 +8,8 @@
 
 namespace sonmere {
 
-// How far an export is, and the way to end it early. Threads: `begin` and `advance` belong to the worker, the
-// rest is for any.
+// How far an export is, and the way to end it early. Threads: `begin`, `advance` and `notePeak` belong to the
+// worker, the rest is for any.
 class ExportProgress {
  public:
   explicit ExportProgress(const Runtime& runtime) : runtime_(runtime) {}
@@ -23,6 +23,12 @@ class ExportProgress {
   // From the pace until now; nothing while this says too little.
   std::optional<Duration> timeLeft() const;
 
+  // The largest magnitude of what was written; above 1 only float WAVs hold it.
+  void notePeak(float magnitude) {
+    if (magnitude > peak_) peak_ = magnitude;
+  }
+  float peak() const { return peak_; }
+
   void cancel() { isCancelled_.store(true, std::memory_order_relaxed); }
   bool isCancelled() const { return isCancelled_.load(std::memory_order_relaxed); }
 
@@ -34,6 +40,7 @@ class ExportProgress {
   std::atomic<std::int64_t> startedAt_{0};  // uptime, ns
   std::atomic<std::int64_t> totalFrames_{0};
   std::atomic<std::int64_t> doneFrames_{0};
+  std::atomic<float> peak_{0};
   std::atomic<bool> isCancelled_{false};
 };
 

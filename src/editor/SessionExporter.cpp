@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <set>
 
+#include "dsp/VectorMath.h"
 #include "editor/ExportDestination.h"
 #include "editor/ExportWriter.h"
 #include "editor/SessionMix.h"
@@ -29,6 +30,8 @@ Outcome<void> pump(BlockSource& source, ExportWriter& writer, ExportProgress& pr
     if (auto read = source.read(block, block.frameCapacity()); !read) return read;
     if (block.frameLength() == 0) return writer.finish();
     if (auto written = writer.write(block); !written) return written;
+    for (std::uint32_t channel = 0; channel < block.format().channels; ++channel)
+      progress.notePeak(maxMagnitude(block.channel(channel), block.frameLength()));
     progress.advance(block.frameLength());
   }
 }

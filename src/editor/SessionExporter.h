@@ -21,7 +21,7 @@ class SessionExporter {
   using MixTrackInput = sonmere::MixTrackInput;
 
   struct Options {
-    ExportFormat format;
+    ExportFormat format = {};
     RecordingBitDepth depth = RecordingBitDepth::int16;  // of WAV
     bool mayReplace = true;                              // a file that has the name already
   };

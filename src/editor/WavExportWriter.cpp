@@ -5,6 +5,7 @@
 
 #include "audio/file/SampleEncoder.h"
 #include "audio/file/WavHeader.h"
+#include "dsp/SampleKernels.h"
 
 namespace sonmere {
 
@@ -35,10 +36,21 @@ Outcome<void> WavExportWriter::write(const PCMBuffer& buffer) {
   if (buffer.format() != PCMFormat{settings_.sampleRate, settings_.channels} || finalized_)
     return std::unexpected(Error{"WavExportWriter", 1,
                                  fmt::format("could not write {}: the buffer does not fit", file_.path())});
-  encodeSamples(buffer, settings_, block_);
-  pending_.insert(pending_.end(), block_.begin(), block_.end());
+  encode(buffer);
   frames_ += buffer.frameLength();
   return pending_.size() < kWriteBytes ? Outcome<void>() : flush();
+}
+
+// Into what is pending; the common case by the fastest way.
+void WavExportWriter::encode(const PCMBuffer& buffer) {
+  if (settings_.bitDepth == 16 && settings_.channels == 2) {
+    const std::size_t end = pending_.size();
+    pending_.resize(end + std::size_t(buffer.frameLength()) * wavBytesPerFrame(settings_));
+    int16FromStereo(buffer.channel(0), buffer.channel(1), pending_.data() + end, buffer.frameLength());
+  } else {
+    encodeSamples(buffer, settings_, block_);
+    pending_.insert(pending_.end(), block_.begin(), block_.end());
+  }
 }
 
 Outcome<void> WavExportWriter::flush() {

@@ -22,6 +22,7 @@ class WavExportWriter final : public ExportWriter {
  private:
   WavExportWriter(ExportFile file, const AudioFileSettings& settings);
 
+  void encode(const PCMBuffer& buffer);
   Outcome<void> flush();
 
   ExportFile file_;

@@ -146,7 +146,7 @@ Outcome<void> M4AFileWriter::encodeRest() {
   // The encoder may have filled up with packets of silence.
   const std::uint64_t needed = (stream_.encoderDelay + frames_ + kAACPacketFrames - 1) / kAACPacketFrames;
   while (!pendingSizes_.empty() && packetSizes_.size() + pendingSizes_.size() > needed) {
-    pending_.resize(pending_.size() - pendingSizes_.back());
+    pending_.erase(pending_.end() - pendingSizes_.back(), pending_.end());
     pendingSizes_.pop_back();
   }
   return {};

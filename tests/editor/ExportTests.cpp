@@ -1,0 +1,384 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <numbers>
+
+#include "AudioFiles.h"
+#include "audio/file/SampleEncoder.h"
+#include "base/SettingsStore.h"
+#include "base/VirtualRuntime.h"
+#include "dsp/SampleKernels.h"
+#include "editor/ExportWriter.h"
+#include "editor/FadeGain.h"
+#include "editor/LoudnessGain.h"
+#include "editor/LoudnessMeter.h"
+#include "editor/MP3Encoder.h"
+#include "editor/SessionExporter.h"
+#include "editor/SessionMix.h"
+#include "editor/TrackReader.h"
+
+namespace sonmere {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr ExportFormat kMP3{ExportFormat::Kind::mp3, MP3Bitrate::kbps192};
+
+class ExportTest : public testing::Test {
+ protected:
+  ExportTest() {
+    log.addSink([this](LogLevel, const std::string& line) { lines.push_back(line); });
+  }
+  std::string path(const std::string& name) const { return (folder / name).string(); }
+  std::string wav(const std::string& name, std::size_t frames, int channels = 2, unsigned seed = 1,
+                  int rate = 48000, int encoding = SF_FORMAT_FLOAT) {
+    return makeAudioFile(path(name), SF_FORMAT_WAV | encoding, rate, channels,
+                         noise(frames * std::size_t(channels), seed, 0.7f));
+  }
+  std::string tone(const std::string& name, double hertz, double seconds, int channels = 2,
+                   int rate = 48000) {
+    std::vector<float> samples(std::size_t(seconds * rate) * std::size_t(channels));
+    for (std::size_t i = 0; i < samples.size(); ++i)
+      samples[i] =
+          float(0.5 * std::sin(2 * std::numbers::pi * hertz * double(i / std::size_t(channels)) / rate));
+    return makeAudioFile(path(name), SF_FORMAT_WAV | SF_FORMAT_FLOAT, rate, channels, samples);
+  }
+  static MixTrackInput whole(const std::string& url) {
+    const auto input = wholeFile(url);
+    EXPECT_TRUE(input) << input.error().description;
+    return input ? *input : MixTrackInput{};
+  }
+  std::vector<std::string> names() const {
+    std::vector<std::string> found;
+    for (const auto& entry : fs::directory_iterator(folder.path())) found.push_back(entry.path().filename());
+    std::ranges::sort(found);
+    return found;
+  }
+
+  TemporaryFolder folder;
+  VirtualRuntime runtime{1};
+  Log log;
+  std::vector<std::string> lines;
+  SessionExporter exporter{log};
+  ExportProgress progress{runtime};
+  const SessionExporter::Options floats{.depth = RecordingBitDepth::float32};
+};
+
+TEST_F(ExportTest, TheFormatIsKeptByName) {
+  MemorySettingsStore settings;
+  EXPECT_EQ(exportFormat(settings), ExportFormat{});
+  for (const ExportFormat& format : allExportFormats()) {
+    setExportFormat(settings, format);
+    EXPECT_EQ(exportFormat(settings), format);
+  }
+  EXPECT_EQ(settings.string("editor.exportFormat"), "mp3-320");
+  for (const char* unreadable : {"mp3-999", "mp3", "WAV", ""}) {
+    settings.set("editor.exportFormat", std::string(unreadable));
+    EXPECT_EQ(exportFormat(settings), ExportFormat{}) << unreadable;
+  }
+}
+
+// Block sizes must not show; the curve is recomputed here frame by frame.
+TEST_F(ExportTest, FadesAndGainAreTheSameInBlocksOfAnySize) {
+  constexpr std::int64_t kLength = 3000;
+  for (const auto& [in, out, gain] : {std::tuple{1000, 700, 0.5f},
+                                      {2500, 2000, 1.0f},
+                                      {1, 0, 1.0f},
+                                      {0, 1, 2.0f},
+                                      {0, 0, 0.25f},
+                                      {3000, 3000, 1.0f},
+                                      {0, 0, 1.0f}}) {
+    TrimRange range = TrimRange::whole(kLength, 48000);
+    range.fadeInFrames = in;
+    range.fadeOutFrames = out;
+    range.gainLinear = gain;
+    for (const std::uint32_t blockFrames : {1u, 37u, 512u, 3000u}) {
+      const auto samples = noise(kLength, 3);
+      for (std::int64_t offset = 0; offset < kLength; offset += blockFrames) {
+        PCMBuffer block({48000, 1}, std::uint32_t(std::min<std::int64_t>(blockFrames, kLength - offset)));
+        block.setFrameLength(block.frameCapacity());
+        std::copy_n(samples.data() + offset, block.frameLength(), block.channel(0));
+        applyFadesAndGain(range, offset, block);
+        for (std::uint32_t i = 0; i < block.frameLength(); ++i) {
+          const std::int64_t p = offset + i, outStart = kLength - out;
+          float g = 1;
+          if (in > 0 && p < in) g = float(p) * (1.0f / float(in));
+          if (out > 0 && p >= outStart) g = g * float(out - (p - outStart)) * (1.0f / float(out));
+          g *= gain;
+          const float expected = g == 1 ? samples[std::size_t(p)] : samples[std::size_t(p)] * g;
+          ASSERT_EQ(block.channel(0)[i], expected) << p << " in blocks of " << blockFrames;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(ExportTest, FastConversionsGiveTheBitsOfTheEncoder) {
+  std::vector<float> samples = noise(2 * 1003, 9, 1.2f);
+  const float odd[] = {1.0f, -1.0f,    0.5f / 32768, 1.5f / 32768, -0.5f / 32768, 32766.5f / 32768,
+                       NAN,  INFINITY, -INFINITY,    1e-40f,       3e38f};
+  std::copy(std::begin(odd), std::end(odd), samples.begin());
+  PCMBuffer buffer({48000, 2}, 1003);
+  buffer.setFrameLength(1003);
+  std::copy_n(samples.begin(), 1003, buffer.channel(0));
+  std::copy_n(samples.begin() + 1003, 1003, buffer.channel(1));
+  std::vector<std::uint8_t> expected, found(4 * 1003);
+  encodeSamples(buffer, {.channels = 2, .bitDepth = 16}, expected);
+  int16FromStereo(buffer.channel(0), buffer.channel(1), found.data(), 1003);
+  EXPECT_EQ(found, expected);
+}
+
+// Against a sum that is written out here, with other readers, sample for sample.
+TEST_F(ExportTest, AMixIsTheSumOfItsTracks) {
+  const std::vector<std::string> urls = {wav("a.wav", 30001, 2, 1, 48000, SF_FORMAT_PCM_16),
+                                         wav("b.wav", 20000, 1, 2),
+                                         wav("c.wav", 41000, 2, 3, 48000, SF_FORMAT_PCM_24)};
+  std::vector<MixTrackInput> inputs;
+  for (const std::string& url : urls) inputs.push_back(whole(url));
+  inputs[0].range.startFrame = 5000;
+  inputs[0].range.fadeInFrames = 300;
+  inputs[1].range.gainLinear = 3;
+  inputs[2].range.endFrame = 40000;
+  inputs[2].range.fadeOutFrames = 40000;
+  ASSERT_TRUE(exporter.exportMix(inputs, path("mix.wav"), floats, progress));
+  EXPECT_EQ(progress.fraction(), 1);
+
+  std::vector<float> expected(2 * 40000);
+  for (std::size_t t = 0; t < inputs.size(); ++t) {
+    const ReadBack file = readBack(urls[t]);
+    const TrimRange& range = inputs[t].range;
+    for (std::int64_t p = 0; p < range.length(); ++p) {
+      float gain = 1;
+      if (p < range.fadeInFrames) gain = float(p) * (1.0f / float(range.fadeInFrames));
+      if (range.fadeOutFrames > 0)
+        gain = gain * float(range.fadeOutFrames - (p - (range.length() - range.fadeOutFrames))) *
+               (1.0f / float(range.fadeOutFrames));
+      gain *= range.gainLinear;
+      for (int c = 0; c < 2; ++c) {
+        const auto at = std::size_t((range.startFrame + p) * file.channels + std::min(c, file.channels - 1));
+        expected[std::size_t(2 * p + c)] += file.samples[at] * gain;
+      }
+    }
+  }
+  const ReadBack mix = readBack(path("mix.wav"));
+  EXPECT_EQ(mix.channels, 2);
+  EXPECT_EQ(mix.format & SF_FORMAT_SUBMASK, SF_FORMAT_FLOAT);
+  EXPECT_EQ(mix.samples, expected);
+  EXPECT_TRUE(std::ranges::any_of(expected, [](float x) { return std::abs(x) > 1; })) << "nothing is clipped";
+
+  ASSERT_TRUE(exporter.exportMix(inputs, path("mix.wav"), {}, progress));
+  const ReadBack integers = readBack(path("mix.wav"));
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    ASSERT_NEAR(integers.samples[i], std::clamp(expected[i], -1.0f, 1.0f), 1.01 / 32768) << i;
+  struct stat status {};
+  stat(path("mix.wav").c_str(), &status);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+TEST_F(ExportTest, ATrackOfAnotherRateIsBroughtToThatOfTheFirst) {
+  const std::vector<MixTrackInput> inputs = {whole(wav("a.wav", 48000, 1)),
+                                             whole(tone("b.wav", 1000, 2, 1, 44100))};
+  auto mix = SessionMix::open(inputs);
+  ASSERT_TRUE(mix);
+  EXPECT_EQ((*mix)->format(), (PCMFormat{48000, 1}));
+  EXPECT_EQ((*mix)->length(), 96000);
+  PCMBuffer block((*mix)->format(), 1000);
+  std::vector<float> samples;
+  while ((*mix)->read(block, 777) && block.frameLength() > 0)
+    samples.insert(samples.end(), block.channel(0), block.channel(0) + block.frameLength());
+  ASSERT_EQ(samples.size(), 96000u);
+  double error = 0;
+  for (std::size_t i = 50000; i < 90000; ++i)
+    error = std::max(error,
+                     std::abs(samples[i] - 0.5 * std::sin(2 * std::numbers::pi * 1000 * double(i) / 48000)));
+  EXPECT_LT(error, 1e-3) << "pitch, level and time";
+}
+
+TEST_F(ExportTest, AnotherProgramDecodesMP3sToTheRightLengthLevelAndPitch) {
+  for (const auto& [channels, rate, format] :
+       {std::tuple{2, 48000, ExportFormat{ExportFormat::Kind::mp3, MP3Bitrate::kbps320}},
+        {1, 44100, kMP3},
+        {2, 96000, kMP3}}) {
+    const std::string source = tone("tone.wav", 1000, 3, channels, rate);
+    ASSERT_TRUE(exporter.exportTrack(whole(source), path("tone.mp3"), {.format = format}, progress));
+    const std::string bytes =
+        outputOf("ffmpeg -v error -i " + path("tone.mp3") + " -f f32le -ar 48000 -af 'pan=mono|c0=c0' -");
+    std::vector<float> samples(bytes.size() / 4);
+    std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
+    EXPECT_NEAR(double(samples.size()) / 48000, 3, 0.1);
+    double square = 0;
+    int crossings = 0;
+    for (std::size_t i = 48000; i < 96000; ++i) {
+      square += samples[i] * samples[i];
+      crossings += samples[i - 1] < 0 && samples[i] >= 0;
+    }
+    EXPECT_NEAR(crossings, 1000, 1) << rate;
+    // At 192 kbit/s the encoder takes 0.26 dB off against clipping.
+    EXPECT_NEAR(10 * std::log10(square / 48000), 20 * std::log10(0.5) - 3.01, 0.3) << channels;
+  }
+  const std::string probe =
+      outputOf("ffprobe -v error -show_entries stream=bit_rate,channels -of csv=p=0 " + path("tone.mp3"));
+  EXPECT_EQ(probe, "2,192000\n");
+}
+
+TEST_F(ExportTest, MP3sAreRefusedWhatTheyCannotHold) {
+  const auto why = [](std::uint32_t channels, double rate) {
+    const auto encoder = MP3Encoder::create({rate, channels}, MP3Bitrate::kbps128);
+    return encoder ? "" : encoder.error().description;
+  };
+  EXPECT_EQ(why(3, 48000), "Audio format unsupported for MP3 encoding: channels must be 1 or 2, got 3");
+  EXPECT_EQ(why(0, 48000), "Audio format unsupported for MP3 encoding: channels must be 1 or 2, got 0");
+  EXPECT_EQ(
+      why(2, 96001),
+      "Audio format unsupported for MP3 encoding: sampleRate 96001 Hz is outside LAME's supported range");
+  EXPECT_EQ(why(2, 96000), "");
+  std::ofstream(path("old.mp3")) << "old";
+  EXPECT_FALSE(
+      exporter.exportTrack(whole(wav("six.wav", 100, 6)), path("old.mp3"), {.format = kMP3}, progress));
+  EXPECT_EQ(bytesIn(path("old.mp3")), "old");
+  EXPECT_EQ(names(), (std::vector<std::string>{"old.mp3", "six.wav"}));
+}
+
+TEST_F(ExportTest, WritersTakeBlocksOfAnySizeAndFinishOnce) {
+  PCMBuffer large({48000, 2}, 100000);
+  large.setFrameLength(100000);
+  for (const ExportFormat& format : {ExportFormat{}, kMP3}) {
+    const std::string file = path(std::string("x.") + format.fileExtension());
+    std::ofstream(file) << "what was there";
+    auto writer = makeExportWriter(file, format, {48000, 2}, RecordingBitDepth::int24);
+    ASSERT_TRUE(writer);
+    EXPECT_TRUE((*writer)->write(large));
+    EXPECT_FALSE((*writer)->write(PCMBuffer({48000, 1}, 10))) << "another layout";
+    EXPECT_TRUE((*writer)->finish());
+    const std::string bytes = bytesIn(file);
+    EXPECT_TRUE((*writer)->finish());
+    EXPECT_FALSE((*writer)->write(large)) << "finished";
+    EXPECT_EQ(bytesIn(file), bytes);
+    // An MP3 is whole packets, with what the encoder looked ahead.
+    EXPECT_NEAR(double(readBack(file).samples.size()) / 2, 100000, format == kMP3 ? 3 * 1152 : 0);
+  }
+}
+
+TEST_F(ExportTest, DestinationsThatAreNoFilesAreRefusedAndNothingIsTouched) {
+  const MixTrackInput input = whole(wav("a.wav", 1000));
+  const std::string original = bytesIn(path("a.wav"));
+  fs::create_directory(path("dir.wav"));
+  fs::create_directory(path("taken.wav.tmp"));
+  fs::create_symlink(path("a.wav"), path("link.wav"));
+  fs::create_hard_link(path("a.wav"), path("hard.wav"));
+  std::ofstream(path("file")) << "x";
+  const auto before = names();
+  const std::string long_(300, 'x');
+  for (const std::string& name : {std::string("dir.wav"), std::string("link.wav"), std::string("hard.wav"),
+                                  std::string("a.wav"), std::string("file/b.wav"), std::string("taken.wav"),
+                                  std::string("dir.wav/"), std::string(".."), std::string(""), long_}) {
+    const auto result = exporter.exportTrack(input, name.empty() ? "" : path(name), {}, progress);
+    EXPECT_FALSE(result) << name;
+    EXPECT_EQ(names(), before) << name;
+  }
+  EXPECT_EQ(bytesIn(path("a.wav")), original);
+  EXPECT_TRUE(lines.empty());
+  EXPECT_FALSE(exporter.exportMix({input}, path("dir.wav"), {}, progress));
+  EXPECT_EQ(lines, std::vector{"SessionExporter: mix failed: " + path("dir.wav") +
+                               ": this is a folder; name a file"});
+
+  const SessionExporter::Options keeps{.mayReplace = false};
+  EXPECT_FALSE(exporter.exportTrack(input, path("file"), keeps, progress));
+  EXPECT_EQ(bytesIn(path("file")), "x");
+  EXPECT_TRUE(exporter.exportTrack(input, path("new/deep/b.wav"), keeps, progress)) << "folders are made";
+  EXPECT_EQ(readBack(path("new/deep/b.wav")).samples.size(), 2000u);
+}
+
+TEST_F(ExportTest, ACancelledOrFailedExportLeavesWhatWasThere) {
+  const MixTrackInput input = whole(wav("a.wav", 100000));
+  std::ofstream(path("mix.wav")) << "old";
+  std::ofstream(path("mix.wav.tmp")) << "left over";
+  const auto before = std::vector<std::string>{"a.wav", "mix.wav"};
+  progress.onAdvance = [&] {
+    if (progress.fraction() > 0.5) progress.cancel();
+  };
+  const auto cancelled = exporter.exportMix({input}, path("mix.wav"), {}, progress);
+  ASSERT_FALSE(cancelled);
+  EXPECT_EQ(cancelled.error().domain, kExportCancelledDomain);
+  EXPECT_EQ(names(), before);
+  EXPECT_EQ(bytesIn(path("mix.wav")), "old");
+
+  ExportProgress fresh(runtime);
+  const auto missing =
+      exporter.exportMix({input, {path("none.wav"), input.range}}, path("mix.wav"), {}, fresh);
+  EXPECT_EQ(missing.error().description, path("none.wav") + ": no such file");
+  MixTrackInput beyond = input;
+  beyond.range.endFrame = 100001;
+  EXPECT_FALSE(exporter.exportTrack(beyond, path("b.wav"), {}, fresh));
+  EXPECT_FALSE(exporter.exportMix({}, path("b.wav"), {}, fresh));
+  EXPECT_EQ(names(), before);
+
+  // Another export of the same file, which is not done yet.
+  bool isTried = false;
+  fresh.onAdvance = [&] {
+    if (std::exchange(isTried, true)) return;
+    ExportProgress second(runtime);
+    EXPECT_FALSE(exporter.exportTrack(input, path("mix.wav"), {}, second));
+  };
+  EXPECT_TRUE(exporter.exportTrack(input, path("mix.wav"), {}, fresh));
+  EXPECT_TRUE(isTried);
+  EXPECT_EQ(readBack(path("mix.wav")).samples.size(), 200000u);
+  EXPECT_EQ(names(), before);
+}
+
+TEST_F(ExportTest, StemsHaveFreeNamesAndAreAllThereOrNone) {
+  const MixTrackInput a = whole(wav("a.wav", 1000)), b = whole(wav("b.wav", 500, 1, 2, 44100));
+  fs::create_directory(path("out"));
+  std::ofstream(path("out/Track 1.wav")) << "mine";
+  const std::vector<SessionExporter::Stem> stems = {{a, "Track 1"}, {b, "Track 1"}, {a, "../x/y"}, {a, ".."}};
+  const auto paths = exporter.exportStems(stems, path("out"), {}, progress);
+  ASSERT_TRUE(paths) << paths.error().description;
+  EXPECT_EQ(*paths, (std::vector{path("out/Track 1 2.wav"), path("out/Track 1 3.wav"), path("out/-x-y.wav"),
+                                 path("out/Track.wav")}));
+  EXPECT_EQ(bytesIn(path("out/Track 1.wav")), "mine");
+  const ReadBack stem = readBack((*paths)[1]);
+  EXPECT_EQ(stem.sampleRate, 44100);
+  EXPECT_EQ(stem.channels, 1);
+  EXPECT_EQ(stem.samples.size(), 500u);
+
+  EXPECT_FALSE(
+      exporter.exportStems({{a, "x"}, {{path("none.wav"), a.range}, "y"}}, path("none"), {}, progress));
+  EXPECT_TRUE(!fs::exists(path("none")) || fs::is_empty(path("none")));
+}
+
+TEST_F(ExportTest, TheTimeLeftComesFromThePace) {
+  progress.begin(1000);
+  EXPECT_FALSE(progress.timeLeft());
+  runtime.jump(fromSeconds(2));
+  progress.advance(250);
+  EXPECT_EQ(progress.fraction(), 0.25);
+  EXPECT_EQ(progress.timeLeft(), fromSeconds(6));
+}
+
+TEST_F(ExportTest, LoudnessIsThatOfOtherMetersAndGivesTheGain) {
+  // A full-scale sine of 997 Hz in one channel is -3.01 LKFS by definition; -6.02 dB on both sides is the
+  // same 3.01 dB up and 6.02 down.
+  auto source = TrackReader::open(whole(tone("t.wav", 997, 8)));
+  ASSERT_TRUE(source);
+  const auto loudness = measureLoudness(**source, progress);
+  ASSERT_TRUE(loudness) << loudness.error().description;
+  EXPECT_NEAR(loudness->integratedLUFS, -6.02, 0.05);
+  EXPECT_NEAR(loudness->samplePeakDb, -6.02, 0.01);
+  EXPECT_NEAR(loudness->truePeakDb, -6.02, 0.1);
+  EXPECT_NEAR(loudness->rangeLU, 0, 0.1);
+
+  const LoudnessGain quieter = gainToLoudness(*loudness, -14);
+  EXPECT_NEAR(20 * std::log10(quieter.gainLinear), -7.98, 0.05);
+  EXPECT_FALSE(quieter.passesFullScale());
+  EXPECT_TRUE(gainToLoudness(*loudness, 0).passesFullScale());
+  const LoudnessGain most = gainToLoudness({.integratedLUFS = -60, .truePeakDb = -50}, -14);
+  EXPECT_EQ(most.gainLinear, 16);
+  EXPECT_TRUE(most.isLimited);
+  EXPECT_EQ(gainToLoudness({.integratedLUFS = -INFINITY}, -14).gainLinear, 1);
+}
+
+}  // namespace
+}  // namespace sonmere
