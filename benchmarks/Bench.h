@@ -52,9 +52,10 @@ std::int64_t elapsedTime();
 [[noreturn]] void benchFailed(const std::string& why);
 
 // The groups; each adds its rows.
-void benchFiles(Bench& bench);
 void benchKernels(Bench& bench);
+void benchFiles(Bench& bench);
 void benchSimulation(Bench& bench);
+void benchEditor(Bench& bench);
 void benchLibrary(Bench& bench);
 
 }  // namespace sonmere

@@ -16,8 +16,9 @@ using Group = void (*)(Bench&);
 const std::vector<std::pair<std::string, Group>> kGroups = {
     {"kernels", benchKernels},
     {"simulation", benchSimulation},
-    {"library", benchLibrary},
+    {"editor", benchEditor},
     {"files", benchFiles},
+    {"library", benchLibrary},
 };
 
 void printTable(const Bench& bench) {
