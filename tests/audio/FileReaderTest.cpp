@@ -151,6 +151,24 @@ TEST(FileReader, UnreadableFileIsAPermissionError) {
   EXPECT_NE(error.description.find("locked.wav"), std::string::npos);
 }
 
+// As when a drive is pulled out and put in again.
+TEST(FileReader, AfterASeekThatFailedTheNextOneBeginsAnew) {
+  TemporaryFolder folder;
+  const std::string path = folder / "away.m4a", good = bytesOf(kM4A);
+  writeBytes(path, good);
+  const auto reader = mustOpen(path);
+  const auto whole = readAll(*reader);
+  writeBytes(path, "");
+  for (const std::int64_t target : {0, 10000, 20000}) EXPECT_FALSE(reader->seek(target));
+  float frame[2];
+  EXPECT_EQ(reader->read(frame, 1).value_or(0), 0u);
+  writeBytes(path, good);
+  for (const std::int64_t target : {10000, 0}) {
+    ASSERT_TRUE(reader->seek(target));
+    EXPECT_EQ(readAll(*reader).size(), whole.size() - std::size_t(target) * reader->format().channels);
+  }
+}
+
 // A WAV whose header fields are replaced: (offset, little-endian value, bytes).
 std::string wavWith(const std::string& good, std::size_t offset, std::uint32_t value, int bytes) {
   std::string changed = good;

@@ -23,6 +23,9 @@ constexpr const char* kContainers =
 // Decoded and dropped ahead of a seek's target, so that codecs with overlapping frames have settled.
 constexpr std::int64_t kPrerollFrames = 8192;
 
+// Beyond any file's end; a header may claim more than can be reckoned with.
+constexpr std::int64_t kMostFrames = std::int64_t(1) << 48;
+
 int refuseFurtherFiles(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
   return AVERROR(EPERM);
 }
@@ -255,13 +258,13 @@ bool FFmpegReader::prepareConverter() {
 }
 
 Outcome<void> FFmpegReader::seek(std::int64_t frame) {
-  const std::int64_t target = std::max<std::int64_t>(frame, 0);
+  const std::int64_t target = std::clamp<std::int64_t>(frame, 0, kMostFrames);
   position_ = target;
   pending_.clear();
   taken_ = 0;
   target_.reset();
   ended_ = false;
-  if (target <= kPrerollFrames || !timestampsAreExact()) return restart(target);
+  if (!stream_ || target <= kPrerollFrames || !timestampsAreExact()) return restart(target);
 
   const std::int64_t timestamp = firstTimestamp_ + toTimestamp(target - kPrerollFrames);
   if (av_seek_frame(demuxer_.get(), stream_->index, timestamp, AVSEEK_FLAG_BACKWARD) < 0)
@@ -273,16 +276,19 @@ Outcome<void> FFmpegReader::seek(std::int64_t frame) {
 }
 
 Outcome<void> FFmpegReader::restart(std::int64_t target) {
+  stream_ = nullptr;
   decoder_.reset();
   demuxer_.reset();
   converter_.reset();
   avio_seek(input_.context(), 0, SEEK_SET);
   toDrop_ = target + leadIn_;
   ended_ = true;
-  if (auto opened = openContainer(); !opened) return opened;
-  if (auto opened = openDecoder(); !opened) return opened;
-  ended_ = false;
-  return {};
+  auto opened = openContainer();
+  if (opened) opened = openDecoder();
+  // Of a file that can't be read any more nothing half-open is left to the next seek.
+  if (!opened) stream_ = nullptr;
+  ended_ = !opened;
+  return opened;
 }
 
 bool FFmpegReader::timestampsAreExact() const {

@@ -62,7 +62,7 @@ class FFmpegReader final : public AudioFileReader {
   FFmpegOwned<SwrContext> converter_;
   FFmpegOwned<AVFrame> frame_;
   FFmpegOwned<AVPacket> packet_;
-  AVStream* stream_ = nullptr;
+  AVStream* stream_ = nullptr;  // the demuxer's; null when a seek could not open the file again
 
   PCMFormat format_;
   std::int64_t frameCount_ = -1;
