@@ -1,5 +1,7 @@
 #include "audio/file/StreamResampler.h"
 
+#include <limits>
+#include <optional>
 #include <random>
 
 #include "FileSupport.h"
@@ -14,30 +16,34 @@ class MemoryReader final : public AudioFileReader {
       : format_(format), samples_(std::move(samples)) {}
 
   const PCMFormat& format() const override { return format_; }
-  std::int64_t frameCount() const override { return std::int64_t(samples_.size() / format_.channels); }
+  std::int64_t frameCount() const override { return claimed_.value_or(held()); }
   const std::string& container() const override { return container_; }
 
   Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override {
     if (fails_) return std::unexpected(Error{"Memory", 7, "broken"});
-    const auto count = std::uint32_t(std::min<std::int64_t>(frames, frameCount() - position_));
+    const auto count = std::uint32_t(std::min<std::int64_t>(frames, held() - position_));
     std::copy_n(samples_.data() + position_ * format_.channels, count * format_.channels, interleaved);
     position_ += count;
     return count;
   }
 
   Outcome<void> seek(std::int64_t frame) override {
-    position_ = std::clamp<std::int64_t>(frame, 0, frameCount());
+    position_ = std::clamp<std::int64_t>(frame, 0, held());
     return {};
   }
 
   void fail() { fails_ = true; }
+  void claim(std::int64_t frames) { claimed_ = frames; }
 
  private:
+  std::int64_t held() const { return std::int64_t(samples_.size() / format_.channels); }
+
   PCMFormat format_;
   std::vector<float> samples_;
   std::string container_ = "memory";
   std::int64_t position_ = 0;
   bool fails_ = false;
+  std::optional<std::int64_t> claimed_;
 };
 
 std::unique_ptr<AudioFileReader> memory(double rate, std::uint32_t channels, std::vector<float> samples) {
@@ -138,6 +144,14 @@ TEST(FileResampler, NoFramesGiveNoFrames) {
   const auto reader = resampled(memory(44100, 2, {}), {48000, 2});
   EXPECT_EQ(reader->frameCount(), 0);
   EXPECT_TRUE(readAll(*reader).empty());
+}
+
+TEST(FileResampler, ALengthBeyondReckoningIsNone) {
+  auto source = std::make_unique<MemoryReader>(PCMFormat{8000, 1}, std::vector<float>(10));
+  source->claim(std::numeric_limits<std::int64_t>::max() / 2);
+  const auto reader = resampled(std::move(source), {48000, 1});
+  EXPECT_EQ(reader->frameCount(), -1);
+  EXPECT_TRUE(reader->seek(std::numeric_limits<std::int64_t>::max()));
 }
 
 }  // namespace

@@ -18,6 +18,9 @@ constexpr std::uint32_t kBlockFrames = 4096;
 // Input frames before a seek's target that the filter needs to settle, for each time the rate is reduced.
 constexpr std::int64_t kPrerollFrames = 4096;
 
+// A header may claim more than can be reckoned with.
+constexpr std::int64_t kMostFrames = std::int64_t(1) << 62;
+
 // Another channel count at the source's rate.
 class ChannelMapper final : public AudioFileReader {
  public:
@@ -76,7 +79,8 @@ class RateConverter final : public AudioFileReader {
   const std::string& container() const override { return source_->container(); }
 
   std::int64_t frameCount() const override {
-    return source_->frameCount() < 0 ? -1 : std::llround(double(source_->frameCount()) * ratio_);
+    const double frames = double(source_->frameCount()) * ratio_;
+    return frames < 0 || frames >= double(kMostFrames) ? -1 : std::llround(frames);
   }
 
   Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override {
@@ -91,7 +95,7 @@ class RateConverter final : public AudioFileReader {
   }
 
   Outcome<void> seek(std::int64_t frame) override {
-    const std::int64_t target = std::max<std::int64_t>(frame, 0);
+    const std::int64_t target = std::clamp<std::int64_t>(frame, 0, kMostFrames);
     const std::int64_t from = restartFrame(target);
     if (auto result = source_->seek(from); !result) return result;
     soxr_.reset();
@@ -111,7 +115,8 @@ class RateConverter final : public AudioFileReader {
   std::int64_t restartFrame(std::int64_t target) const {
     const double decimation = std::max(1.0, 1.0 / ratio_);
     const auto preroll = std::int64_t(double(kPrerollFrames) * decimation);
-    const std::int64_t wanted = std::int64_t(double(target) / ratio_) - preroll;
+    const std::int64_t wanted =
+        std::int64_t(std::min(double(target) / ratio_, double(kMostFrames))) - preroll;
     const std::int64_t inRate = std::llround(source_->format().sampleRate);
     const std::int64_t grid = inRate / std::gcd(inRate, std::int64_t(std::llround(format_.sampleRate)));
     return wanted <= 0 ? 0 : wanted / grid * grid;
