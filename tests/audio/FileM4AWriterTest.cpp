@@ -183,6 +183,28 @@ TEST(FileM4AWriter, GrowingFileCanBeReadAtOnceAndLacksLittle) {
   EXPECT_GT(framesByFFmpeg(copy), 5 * 48000 - 48 * 250);
 }
 
+// The index is written behind the fragments before these are given up; a kill may leave any part of it.
+TEST(FileM4AWriter, KilledWhileItIsCompletedItCanStillBeRead) {
+  TemporaryFolder folder;
+  const std::string path = folder / "take.m4a", killed = folder / "killed.m4a";
+  const auto writer = mustCreate(path, aac());
+  ASSERT_EQ(writeTone(*writer, 96000), 96000);
+  const BoxWalk growing(path);
+  ASSERT_TRUE(writer->close());
+  const BoxWalk closed(path);
+  const std::uint64_t free = growing.starts.at("free") - 8, index = closed.starts.at("moov") - 8;
+  std::string both = closed.bytes;
+  both.replace(free, 16, growing.bytes, free, 16);
+  for (const std::uint64_t end : {index, index + 1, index + 8, index + 300, both.size() - 1, both.size()}) {
+    SCOPED_TRACE(end - index);
+    writeBytes(killed, both.substr(0, end));
+    const std::int64_t frames = framesOf(killed);
+    EXPECT_GE(frames, 96000);
+    EXPECT_LE(frames, 96000 + 1024);
+    EXPECT_GE(framesByFFmpeg(killed), 96000);
+  }
+}
+
 TEST(FileM4AWriter, SeekInAGrowingFileKeepsItsPlace) {
   TemporaryFolder folder;
   const std::string path = folder / "take.m4a";

@@ -6,6 +6,8 @@
 
 #include <bit>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -280,6 +282,58 @@ TEST(FileWavWriter, HeaderTurnsIntoRF64BeyondFourGibibytes) {
       EXPECT_EQ(reader->read(last, 1), 1u);
     }
   }
+}
+
+std::string framesByFFprobe(const std::string& path) {
+  std::FILE* pipe =
+      ::popen(("ffprobe -v error -show_entries stream=duration_ts -of csv=p=0 '" + path + "'").c_str(), "r");
+  char text[32] = {};
+  if (!std::fgets(text, sizeof text, pipe)) ADD_FAILURE() << "ffprobe says nothing of " << path;
+  ::pclose(pipe);
+  return text;
+}
+
+// SONMERE_LARGE_FILES names a folder with 5 GB of room.
+TEST(FileWavWriter, GrowsPastFourGibibytesInPlace) {
+  const char* room = std::getenv("SONMERE_LARGE_FILES");
+  if (!room) GTEST_SKIP() << "writes 4 GB where SONMERE_LARGE_FILES says";
+  const std::string path = std::string(room) + "/sonmere-large.wav";
+  std::filesystem::remove(path);
+  const auto settings = pcm(32, true);
+  constexpr std::uint32_t kBytesPerFrame = 8;
+  constexpr std::int64_t kBlock = 1 << 20, kLastPlain = ((std::int64_t(1) << 32) - 87) / kBytesPerFrame;
+  const auto writer = mustCreate(path, settings);
+  ASSERT_TRUE(writer);
+  PCMBuffer buffer(writer->processingFormat(), kBlock);
+  std::int64_t frames = 0;
+  const auto grow = [&](std::int64_t count) {
+    buffer.setFrameLength(std::uint32_t(count));
+    for (std::int64_t i = 0; i < count; ++i) buffer.channel(0)[i] = float((frames + i) % 10007);
+    const auto written = writer->write(buffer);
+    ASSERT_TRUE(written) << written.error().description;
+    frames += count;
+  };
+  const auto check = [&](const char* tag) {
+    EXPECT_EQ(framesByFFprobe(path), std::to_string(frames) + "\n");
+    const auto reader = mustOpen(path);
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(reader->frameCount(), frames);
+    float last[2];
+    ASSERT_TRUE(reader->seek(frames - 1));
+    ASSERT_EQ(reader->read(last, 1), 1u);
+    EXPECT_EQ(last[0], float((frames - 1) % 10007));
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file.get() == tag[0] && file.get() == tag[1] && file.get() == tag[2]) << tag;
+  };
+  while (frames + kBlock <= kLastPlain) ASSERT_NO_FATAL_FAILURE(grow(kBlock));
+  ASSERT_NO_FATAL_FAILURE(grow(kLastPlain - frames));
+  check("RIFF");
+  ASSERT_NO_FATAL_FAILURE(grow(1));
+  check("RF64");
+  ASSERT_NO_FATAL_FAILURE(grow(kBlock));
+  ASSERT_TRUE(writer->close());
+  check("RF64");
+  std::filesystem::remove(path);
 }
 
 }  // namespace

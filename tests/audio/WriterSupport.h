@@ -1,14 +1,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "audio/file/AudioFileWriter.h"
+#include "support/SizeLimit.h"
 
 namespace sonmere {
 
@@ -39,23 +38,5 @@ inline std::shared_ptr<AudioFileWriter> mustCreate(const std::string& path,
   if (!writer) ADD_FAILURE() << writer.error().description;
   return writer ? *writer : nullptr;
 }
-
-// Limits the size of files that this process may write, as a full disk would.
-class SizeLimit {
- public:
-  explicit SizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~SizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-
- private:
-  rlimit before_{};
-  void (*handler_)(int);
-};
 
 }  // namespace sonmere

@@ -156,6 +156,7 @@ Outcome<void> M4AFileWriter::makeOrdinary() {
   const auto index = m4aIndex(stream_, storedFrames(), packetSizes_, chunks_);
   if (auto appended = appendIndex(index); !appended) {
     (void)file_.truncate(end_);
+    (void)file_.sync();
     return appended;
   }
   // From here on both forms are in the file. These 16 bytes make it the one or the other.

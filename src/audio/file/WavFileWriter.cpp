@@ -56,13 +56,14 @@ Outcome<void> WavFileWriter::close() {
 }
 
 Outcome<void> WavFileWriter::complete() {
-  if (endOfData() % 2 != 0) {
-    const std::uint8_t pad = 0;
-    if (auto padded = file_.writeAt({&pad, 1}, endOfData()); !padded) return padded;
-  }
-  if (auto header = writeHeader(); !header) return header;
-  if (auto synced = file_.sync(); !synced) return synced;
-  return verify();
+  const std::uint8_t pad = 0;
+  Outcome<void> completed;
+  if (endOfData() % 2 != 0) completed = file_.writeAt({&pad, 1}, endOfData());
+  if (completed) completed = writeHeader();
+  // Where there is no room for more, what is there is stored all the same.
+  auto synced = file_.sync();
+  if (!completed) return completed;
+  return synced ? verify() : synced;
 }
 
 Outcome<void> WavFileWriter::verify() const {
