@@ -17,11 +17,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// A link counts as there wherever it leads: one into a drive that isn't connected is the user's and stays.
+bool isThere(const fs::path& path) {
+  std::error_code ignored;
+  return fs::exists(fs::symlink_status(path, ignored));
+}
+
 // The folder and those above it that are not there, innermost first.
 std::vector<fs::path> missingFolders(const fs::path& folder) {
   std::vector<fs::path> missing;
-  std::error_code ignored;
-  for (fs::path at = folder; at.has_relative_path() && !fs::exists(at, ignored); at = at.parent_path())
+  for (fs::path at = folder; at.has_relative_path() && !isThere(at); at = at.parent_path())
     missing.push_back(at);
   return missing;
 }
@@ -52,8 +57,8 @@ std::optional<std::string> RecordingsFolder::chosen() const {
 RecordingsFolderState RecordingsFolder::state(const std::optional<std::string>& chosenFolder) const {
   if (!chosenFolder) return {defaultFolder(), false};
   std::error_code ignored;
-  const bool isThere = fs::exists(*chosenFolder, ignored);
-  const bool isUsable = isFolderUsable(*chosenFolder) && (!isThere || writeTest(*chosenFolder));
+  const bool exists = fs::exists(*chosenFolder, ignored);
+  const bool isUsable = isFolderUsable(*chosenFolder) && (!exists || writeTest(*chosenFolder));
   return {isUsable ? *chosenFolder : defaultFolder(), !isUsable};
 }
 
@@ -62,8 +67,7 @@ Outcome<void> RecordingsFolder::makeUsable(const std::string& folder) const {
   auto result = createFolders(folder);
   if (result) result = writeTest(folder);
   if (result) return result;
-  std::error_code ignored;
-  for (const fs::path& made : missing) fs::remove(made, ignored);
+  for (const fs::path& made : missing) ::rmdir(made.c_str());
   return std::unexpected(
       Error{result.error().domain, result.error().code,
             "The recordings folder " + folder + " can't be used: " + result.error().description});
@@ -80,7 +84,7 @@ Outcome<void> RecordingsFolder::writeTest(const std::string& folder) const {
 bool isFolderUsable(const std::string& folder) {
   std::error_code ignored;
   fs::path at = folder;
-  while (at.has_relative_path() && !fs::exists(fs::status(at, ignored))) at = at.parent_path();
+  while (at.has_relative_path() && !isThere(at)) at = at.parent_path();
   return fs::is_directory(at, ignored) && ::access(at.c_str(), W_OK) == 0;
 }
 

@@ -35,7 +35,7 @@ class RecordingsFolder {
 };
 
 // Whether the path is a folder that this user may write to; for one that isn't there yet the nearest folder
-// above it decides. Makes nothing. Threads: any.
+// above it decides, but a link that leads nowhere makes no folder. Makes nothing. Threads: any.
 bool isFolderUsable(const std::string& folder);
 
 // Whether two paths name different folders, once symbolic links are resolved.

@@ -114,6 +114,26 @@ TEST(RecordingsFolder, ADefaultThatCantBeWrittenToIsFoundBeforehandAndLeavesNoth
   EXPECT_FALSE(fs::exists(parent)) << "made on the way to a folder that could not be made";
 }
 
+TEST(RecordingsFolder, ALinkIntoADriveThatIsAwayStaysAndIsNotUsable) {
+  VirtualRuntime runtime(1);
+  RecordingBench bench(runtime);
+  const RecordingsFolder folder(bench.context);
+  fs::create_symlink(bench.folder / "drive", bench.defaultFolder());
+  EXPECT_FALSE(folder.current());
+  EXPECT_TRUE(fs::is_symlink(bench.defaultFolder())) << "the user's own";
+  fs::remove(bench.defaultFolder());
+
+  fs::create_symlink(bench.folder / "drive", bench.otherFolder());
+  for (const std::string& chosen : {bench.otherFolder(), bench.otherFolder() + "/takes"}) {
+    EXPECT_EQ(folder.state(chosen), (RecordingsFolderState{bench.defaultFolder(), true}));
+    bench.settings.set(RecordingsFolder::kPathKey, chosen);
+    EXPECT_EQ(folder.current(), bench.defaultFolder());
+  }
+  fs::create_directory(bench.folder / "drive");
+  EXPECT_EQ(folder.state(bench.otherFolder() + "/takes"),
+            (RecordingsFolderState{bench.otherFolder() + "/takes", false}));
+}
+
 TEST(RecordingsFolder, SameFolderThroughALinkIsNoOther) {
   const TemporaryFolder folder;
   const auto at = [&](const char* name) { return (folder / name).string(); };
