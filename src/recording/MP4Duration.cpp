@@ -11,8 +11,10 @@ namespace sonmere {
 namespace {
 
 constexpr std::size_t kWindowBytes = 512;
-// A day of audio in fragments of a second; no file of the program comes near.
-constexpr int kMostSteps = 300000;
+// More than a day of audio in fragments of a tenth of a second, each of seven boxes.
+constexpr int kMostBoxes = 8'000'000;
+// Samples whose lengths stand one by one; a few bytes may claim any number of them.
+constexpr int kMostSamples = 300'000;
 
 constexpr std::uint32_t tag(const char (&text)[5]) {
   return std::uint32_t(text[0]) << 24 | std::uint32_t(text[1]) << 16 | std::uint32_t(text[2]) << 8 |
@@ -56,7 +58,8 @@ class Walk {
   std::array<std::uint8_t, kWindowBytes> window_{};
   std::uint64_t windowAt_ = 0;
   std::size_t windowSize_ = 0;
-  int steps_ = 0;
+  int boxes_ = 0;
+  int samples_ = 0;
 
   double movieSeconds_ = 0;
   std::optional<Track> track_;  // the first one of sound
@@ -114,7 +117,7 @@ std::uint64_t Walk::number(std::uint64_t at, int bytes) {
 }
 
 std::optional<Box> Walk::boxAt(std::uint64_t at, std::uint64_t end) {
-  if (at + 8 > end || ++steps_ > kMostSteps) return std::nullopt;
+  if (at + 8 > end || ++boxes_ > kMostBoxes) return std::nullopt;
   std::uint64_t size = number(at, 4);
   const auto type = std::uint32_t(number(at + 4, 4));
   std::uint64_t headerBytes = 8;
@@ -218,7 +221,7 @@ double Walk::runTicks(const Box& run, double defaultTicks) {
   if (!(flags & 0x100)) return double(count) * defaultTicks;
   const std::uint64_t rest = (flags & 0x200 ? 4 : 0) + (flags & 0x400 ? 4 : 0) + (flags & 0x800 ? 4 : 0);
   double ticks = 0;
-  for (std::uint64_t i = 0; i < count && fields.left() > 0 && ++steps_ <= kMostSteps; ++i) {
+  for (std::uint64_t i = 0; i < count && fields.left() > 0 && ++samples_ <= kMostSamples; ++i) {
     ticks += double(fields.next(4));
     fields.skip(rest);
   }

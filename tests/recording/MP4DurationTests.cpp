@@ -19,6 +19,18 @@ std::string box(const std::string& type, const std::string& content) {
   return big(8 + content.size(), 4) + type + content;
 }
 
+// Of a file that begins so and goes on with the same part, over and over.
+double secondsOfMany(const std::string& begin, const std::string& part, std::uint64_t count) {
+  const std::uint64_t size = begin.size() + part.size() * count;
+  const ReadBytesAt read = [&](std::uint64_t at, std::span<std::uint8_t> bytes) {
+    const auto found = std::size_t(at < size ? std::min<std::uint64_t>(bytes.size(), size - at) : 0);
+    for (std::size_t i = 0; i < found; ++i, ++at)
+      bytes[i] = std::uint8_t(at < begin.size() ? begin[at] : part[(at - begin.size()) % part.size()]);
+    return found;
+  };
+  return mp4Seconds(read, size);
+}
+
 double seconds(const std::string& file) {
   return mp4Seconds(
       [&file](std::uint64_t at, std::span<std::uint8_t> bytes) {
@@ -72,6 +84,9 @@ TEST(MP4Duration, OfAFileThatWasNotCompletedIsWhereItsLastFragmentEnds) {
   EXPECT_DOUBLE_EQ(seconds(begin + fragment(2, each)), 6000 / 48000.0);
   const std::string cut = begin + fragment(2, run(47)) + fragment(2, run(47)).substr(0, 30);
   EXPECT_DOUBLE_EQ(seconds(cut), 47 * 1024 / 48000.0);
+  constexpr std::uint64_t kFragmentsOfTenHours = 10 * 3600 * 48000ull / (5 * 1024);
+  EXPECT_DOUBLE_EQ(secondsOfMany(begin, fragment(2, run(5)), kFragmentsOfTenHours),
+                   double(kFragmentsOfTenHours) * 5 * 1024 / 48000);
 }
 
 TEST(MP4Duration, ComesToAnEndWhateverTheBoxesSay) {
@@ -81,9 +96,7 @@ TEST(MP4Duration, ComesToAnEndWhateverTheBoxesSay) {
   EXPECT_EQ(seconds(big(7, 4) + "moov" + header("mvhd", 1000, 5)), 0) << "smaller than its own header";
   const std::string endless = box("trun", big(0x100, 4) + big(0xFFFFFFFF, 4));
   EXPECT_EQ(seconds(box("moov", track(2, "soun", 48000, 0)) + fragment(2, endless)), 0);
-  std::string many;
-  for (int i = 0; i < 1'000'000; ++i) many += box("free", "");
-  EXPECT_EQ(seconds(many + box("moov", header("mvhd", 1000, 1500))), 0) << "given up";
+  EXPECT_EQ(secondsOfMany("", box("free", ""), 1ull << 50), 0) << "given up";
 }
 
 TEST(MP4Duration, OfARealFile) {
