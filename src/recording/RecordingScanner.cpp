@@ -22,8 +22,12 @@ constexpr Duration kChangeTimeUnit = std::chrono::seconds(2);
 // Repairs that go to the disk side by side.
 constexpr std::size_t kMostPending = 32;
 
+// A file may bear any time; those that nanoseconds can't hold are taken for the nearest that leaves room to
+// reckon with.
 std::int64_t changedAt(const struct stat& status) {
-  return status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec;
+  constexpr std::int64_t kFarthest = 4'000'000'000;
+  return std::clamp<std::int64_t>(status.st_mtim.tv_sec, -kFarthest, kFarthest) * 1'000'000'000 +
+         status.st_mtim.tv_nsec;
 }
 
 bool isOrdinaryFile(int folder, const std::string& name) {

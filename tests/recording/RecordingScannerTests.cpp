@@ -107,11 +107,14 @@ TEST_F(RecordingScannerTest, MendsWhatRestedForMoreThanAMinute) {
   put(named("Upper", ".WAV"), interruptedWav(6044));
   put("Without a stamp.wav", interruptedWav(6044));
   put(named("Ahead"), interruptedWav(6044), -std::chrono::hours(5));
+  put(named("Far ahead"), interruptedWav(6044));
+  const timespec year2446{15'000'000'000, 0}, times[] = {year2446, year2446};
+  ASSERT_EQ(utimensat(AT_FDCWD, path(named("Far ahead")).c_str(), times, 0), 0);
   const RecordingScan result = scan();
   EXPECT_TRUE(isMended(named("Rested")));
   EXPECT_TRUE(isMended(named("Smallest")));
   for (const std::string& name : {named("Live"), named("Small"), named("Upper", ".WAV"),
-                                  std::string("Without a stamp.wav"), named("Ahead")})
+                                  std::string("Without a stamp.wav"), named("Ahead"), named("Far ahead")})
     EXPECT_FALSE(isMended(name)) << name;
   EXPECT_EQ(result.repairs.size(), 2u);
   EXPECT_EQ(std::ranges::count(lines, "Sonmere: repaired interrupted recording " + named("Rested") +
