@@ -6,9 +6,10 @@
 #include <sys/random.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <vector>
+
+#include "recording/RenameWithoutReplacing.h"
 
 namespace sonmere {
 
@@ -25,20 +26,15 @@ std::string temporaryIn(const std::string& folder) {
   return (fs::path(folder) / fmt::format("{}{:016x}{}", kPrefix, bits, kSuffix)).string();
 }
 
-// Never over a file that exists: then errno is EEXIST.
-bool moveTo(const std::string& from, const std::string& to) {
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  // A file system without this operation: a link is never made over a file either.
-  if (errno != EINVAL || ::link(from.c_str(), to.c_str()) != 0) return false;
-  ::unlink(from.c_str());
-  return true;
-}
-
 }  // namespace
 
 ImportDestination::ImportDestination(std::string folder)
-    : folder_(std::move(folder)), temporary_(temporaryIn(folder_)) {
-  sweepLeftOvers();
+    : folder_(std::move(folder)),
+      temporary_(temporaryIn(folder_)),
+      claiming_(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  // A file that was made and not claimed yet looks like a left-over.
+  if (claiming_.valid() && ::flock(claiming_.get(), LOCK_EX | LOCK_NB) == 0) sweepLeftOvers();
+  if (claiming_.valid()) (void)::flock(claiming_.get(), LOCK_SH);
 }
 
 ImportDestination::~ImportDestination() { ::unlink(temporary_.c_str()); }
@@ -58,8 +54,12 @@ void ImportDestination::sweepLeftOvers() const {
 
 Outcome<void> ImportDestination::claim() {
   claim_ = FileDescriptor(::open(temporary_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-  if (claim_.valid() && (::flock(claim_.get(), LOCK_EX | LOCK_NB) == 0 || errno == ENOTSUP)) return {};
-  return std::unexpected(posixError(errno, "could not lock " + temporary_));
+  if (!claim_.valid()) return std::unexpected(posixError(errno, "could not open " + temporary_));
+  // Where there are no locks nothing is swept either.
+  if (::flock(claim_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    return std::unexpected(posixError(errno, "could not lock " + temporary_));
+  claiming_ = FileDescriptor();
+  return {};
 }
 
 Outcome<std::string> ImportDestination::publish(const std::string& name, const std::string& stamp) {
@@ -67,7 +67,7 @@ Outcome<std::string> ImportDestination::publish(const std::string& name, const s
   for (int number = 1;; ++number) {
     const std::string numbered = number == 1 ? name : fmt::format("{} {}", name, number);
     path = (fs::path(folder_) / fmt::format("{} \u2014 {}.wav", numbered, stamp)).string();
-    if (moveTo(temporary_, path)) break;
+    if (renameWithoutReplacing(temporary_, path)) break;
     if (errno != EEXIST) return std::unexpected(posixError(errno, "could not create " + path));
   }
   // The new name reaches the disk with the folder. Some file systems cannot sync one.

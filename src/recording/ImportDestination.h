@@ -29,7 +29,8 @@ class ImportDestination {
 
   const std::string folder_;
   const std::string temporary_;
-  FileDescriptor claim_;  // locked as long as the import runs
+  FileDescriptor claiming_;  // the folder; shared with other imports, but not with a sweep, up to the claim
+  FileDescriptor claim_;     // locked as long as the import runs
 };
 
 }  // namespace sonmere

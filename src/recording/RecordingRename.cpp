@@ -1,17 +1,15 @@
 #include "recording/RecordingRename.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <filesystem>
 
 #include "recording/RecordingFileName.h"
+#include "recording/RenameWithoutReplacing.h"
 
 namespace sonmere {
 
@@ -29,18 +27,6 @@ Outcome<void> checkName(const std::string& name) {
   if (std::ranges::any_of(name, [](unsigned char c) { return c < 0x20 || c == 0x7F; }))
     return refuse("the new name has a control character in it");
   return {};
-}
-
-// Some file systems can't refuse to replace by themselves.
-bool renameWithoutReplacing(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  struct stat status {};
-  if (lstat(to.c_str(), &status) == 0) {
-    errno = EEXIST;
-    return false;
-  }
-  return rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace

@@ -3,19 +3,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cmath>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <numbers>
+#include <thread>
 
 #include "audio/file/AudioFileWriter.h"
 #include "base/FileDescriptor.h"
 #include "recording/ImportFileName.h"
 #include "recording/RecordingFileName.h"
+#include "support/SizeLimit.h"
 #include "support/TemporaryFolder.h"
 
 namespace sonmere {
@@ -185,14 +185,10 @@ TEST_F(ImporterTest, CancelAndFullDiskLeaveNothing) {
   EXPECT_EQ(cancelled.error(), ImportError::cancelled());
   EXPECT_TRUE(names().empty());
 
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-  rlimit before{};
-  ::getrlimit(RLIMIT_FSIZE, &before);
-  const rlimit limit{100000, before.rlim_max};
-  ::setrlimit(RLIMIT_FSIZE, &limit);
-  const auto full = import(path);
-  ::setrlimit(RLIMIT_FSIZE, &before);
-  std::signal(SIGXFSZ, handler);
+  const auto full = [&] {
+    const SizeLimit limit(100000);
+    return import(path);
+  }();
   ASSERT_FALSE(full);
   EXPECT_EQ(full.error().code, ImportError::kWriteFailed);
   EXPECT_TRUE(names().empty());
@@ -208,6 +204,21 @@ TEST_F(ImporterTest, LeftOversOfTheDeadAreSweptAndTheLivingKept) {
   ASSERT_TRUE(import(source("a.wav", pcm(48000, 1), 100)));
   EXPECT_FALSE(fs::exists(dead));
   EXPECT_TRUE(fs::exists(alive));
+}
+
+TEST_F(ImporterTest, ImportsSideBySideLetEachOthersFilesBe) {
+  const std::string path = source("a.wav", pcm(48000, 1), 100);
+  constexpr int kThreads = 4, kImports = 20;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i)
+    threads.emplace_back([&] {
+      for (int n = 0; n < kImports; ++n) {
+        const auto made = import(path);
+        EXPECT_TRUE(made) << made.error().description;
+      }
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(names().size(), std::size_t(kThreads * kImports));
 }
 
 }  // namespace
