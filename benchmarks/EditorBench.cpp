@@ -15,7 +15,7 @@
 #include "audio/file/WavHeader.h"
 #include "base/FileDescriptor.h"
 #include "base/VirtualRuntime.h"
-#include "dsp/PeakKernels.h"
+#include "dsp/kernels/PeakKernels.h"
 #include "editor/SessionExporter.h"
 #include "editor/TrackReader.h"
 #include "editor/WaveformPeakAnalyzer.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "audio/file/AudioFileReader.h"
-#include "dsp/PeakKernels.h"
+#include "dsp/kernels/PeakKernels.h"
 #include "editor/PlainWav.h"
 
 namespace sonmere {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "dsp/SampleKernels.h"
+#include "dsp/kernels/SampleKernels.h"
 
 namespace sonmere {
 

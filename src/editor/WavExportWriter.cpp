@@ -5,7 +5,7 @@
 
 #include "audio/file/SampleEncoder.h"
 #include "audio/file/WavHeader.h"
-#include "dsp/SampleKernels.h"
+#include "dsp/kernels/SampleKernels.h"
 
 namespace sonmere {
 

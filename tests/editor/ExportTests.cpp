@@ -10,7 +10,7 @@
 #include "audio/file/SampleEncoder.h"
 #include "base/SettingsStore.h"
 #include "base/VirtualRuntime.h"
-#include "dsp/SampleKernels.h"
+#include "dsp/kernels/SampleKernels.h"
 #include "editor/ExportWriter.h"
 #include "editor/FadeGain.h"
 #include "editor/LoudnessGain.h"

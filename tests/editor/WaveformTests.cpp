@@ -3,7 +3,7 @@
 
 #include "AudioFiles.h"
 #include "base/VirtualRuntime.h"
-#include "dsp/PeakKernels.h"
+#include "dsp/kernels/PeakKernels.h"
 #include "editor/BlockReader.h"
 #include "editor/PlainWav.h"
 #include "editor/WaveformPNG.h"

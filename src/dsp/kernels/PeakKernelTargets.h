@@ -1,6 +1,6 @@
 #pragma once
 
-#include "dsp/PeakKernels.h"
+#include "dsp/kernels/PeakKernels.h"
 
 namespace sonmere {
 

@@ -1,4 +1,4 @@
-#include "dsp/SampleKernels.h"
+#include "dsp/kernels/SampleKernels.h"
 
 #include <algorithm>
 #include <bit>

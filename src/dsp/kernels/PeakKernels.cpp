@@ -1,11 +1,11 @@
-#include "dsp/PeakKernels.h"
+#include "dsp/kernels/PeakKernels.h"
 
 #include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
 
-#include "dsp/PeakKernelTargets.h"
+#include "dsp/kernels/PeakKernelTargets.h"
 
 namespace sonmere {
 

@@ -1,7 +1,7 @@
-#include "dsp/PeakKernelTargets.h"
+#include "dsp/kernels/PeakKernelTargets.h"
 
 #if defined(__SSE2__) || defined(__ARM_NEON)
-#include "dsp/PeakLanes.h"
+#include "dsp/kernels/PeakLanes.h"
 
 namespace sonmere {
 namespace {

@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-#include "dsp/PeakKernelTargets.h"
+#include "dsp/kernels/PeakKernelTargets.h"
 
 namespace sonmere {
 namespace {

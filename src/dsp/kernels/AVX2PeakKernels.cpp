@@ -1,7 +1,7 @@
-#include "dsp/PeakKernelTargets.h"
+#include "dsp/kernels/PeakKernelTargets.h"
 
 #if defined(__AVX2__)
-#include "dsp/PeakLanes.h"
+#include "dsp/kernels/PeakLanes.h"
 
 namespace sonmere {
 namespace {
