@@ -66,7 +66,6 @@ EditorTransport::Material EditorEngine::material() {
   EditorTransport::Material material;
   material.logName = "EditorEngine";
   material.sampleRate = [this] { return format_.sampleRate; };
-  material.needsAllTracks = true;
   material.span = [this]() -> EditorTransport::Span {
     if (!*trimRange) return {};
     return {(*trimRange)->startFrame, (*trimRange)->endFrame};

@@ -40,7 +40,7 @@ void EditorTransport::close() {
 void EditorTransport::play() {
   restart_.cancel();
   const Span span = material_.span();
-  if (span.endFrame <= span.startFrame) return;
+  if (span.endFrame <= span.startFrame) return pause();
   start(contains(span, *playheadFrame) ? *playheadFrame : span.startFrame, std::nullopt);
 }
 
@@ -95,8 +95,10 @@ void EditorTransport::start(std::int64_t from, std::optional<std::int64_t> timel
   pausedAtFrame_.reset();
   if (!*isPlaying) isPlaying.set(true);
   rescheduleInFlight_ = true;
+  auto tracks = material_.tracks(from, loops);
+  readableTracks_ = tracks.size();
   audioEngine().play(
-      {material_.tracks(from, loops), timelineFrame,
+      {std::move(tracks), timelineFrame,
        whenCurrent([this, scheduled, goesOn = timelineFrame.has_value()] { started(scheduled, goesOn); }),
        whenCurrent([this] { finished(); }),
        whenCurrent([this](std::size_t, const Error& error) { trackFailed(error); })});
@@ -116,14 +118,17 @@ void EditorTransport::finished() {
     movePlayhead(material_.span().startFrame);
     return play();
   }
-  movePlayhead(scheduled_ ? scheduled_->span.endFrame : *playheadFrame);
+  const std::int64_t end = scheduled_ ? scheduled_->span.endFrame : *playheadFrame;
+  // The range has just grown beyond where it was scheduled to end.
+  if (contains(material_.span(), end)) return reschedule();
+  movePlayhead(end);
   halt();
   silence();
   isPlaying.set(false);
 }
 
 void EditorTransport::trackFailed(const Error& error) {
-  if (material_.needsAllTracks) return fail(error);
+  if (--readableTracks_ == 0) return fail(error);
   context_.log.error(material_.logName + ": play failed: " + error.description);
 }
 
@@ -174,7 +179,13 @@ void EditorTransport::reschedule() {
   const Span span = material_.span();
   if (span.endFrame <= span.startFrame) return pause();
   if (contains(span, heard)) return start(heard, timelineFrame);
+  if (hasPlayedOut(heard)) return;
   start(span.startFrame, std::nullopt);
+}
+
+// The end has sounded and is about to be told.
+bool EditorTransport::hasPlayedOut(std::int64_t heard) const {
+  return scheduled_ && !scheduled_->loops && heard >= scheduled_->span.endFrame;
 }
 
 // The playhead.

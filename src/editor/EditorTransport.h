@@ -25,7 +25,6 @@ class EditorTransport {
   struct Material {
     std::string logName;                 // in front of the log lines
     std::function<double()> sampleRate;  // of the timeline, Hz
-    bool needsAllTracks = false;         // one that can't be read ends the playing
     std::function<Span()> span;
     std::function<std::int64_t()> totalFrames;  // as far as the playhead goes
     std::function<std::vector<PlaybackEngine::OpenSource>(std::int64_t from, bool loops)> tracks;
@@ -40,7 +39,8 @@ class EditorTransport {
   Observable<std::int64_t> playheadFrame{0};
 
   // From the playhead, or from the span's start when it is outside. Without loop the playing stops at the
-  // span's end, where the playhead stays; the next play begins at the start.
+  // span's end, where the playhead stays; the next play begins at the start. A track that can't be read is
+  // logged and silent; when none is left the playing ends.
   void play();
   void pause();
   void togglePlayback() { *isPlaying ? pause() : play(); }
@@ -58,7 +58,6 @@ class EditorTransport {
   const std::string& playbackToken() const { return playbackToken_; }
   // The place while paused; nothing while it plays, before the first play and after an edit.
   std::optional<std::int64_t> pausedAtFrame() const { return pausedAtFrame_; }
-  bool rescheduleInFlight() const { return rescheduleInFlight_; }
 
  private:
   struct Scheduled {
@@ -70,6 +69,7 @@ class EditorTransport {
   void start(std::int64_t from, std::optional<std::int64_t> timelineFrame);
   void started(const Scheduled& scheduled, bool goesOn);
   void finished();
+  bool hasPlayedOut(std::int64_t heard) const;
   void trackFailed(const Error& error);
   void interrupted(Duration settleTime);
   PlaybackEngine& audioEngine();
@@ -89,6 +89,7 @@ class EditorTransport {
   std::unique_ptr<PlaybackEngine> audioEngine_;  // from the first play on
   std::string playbackToken_;
   std::optional<Scheduled> scheduled_;  // what sounds
+  std::size_t readableTracks_ = 0;      // of the latest scheduling
   ScopedTask rescheduleDebounceTask_;
   bool rescheduleInFlight_ = false;
   ScopedTask playbackTimer_;

@@ -68,6 +68,7 @@ EditorTransport::Material MultiTrackEditorEngine::material() {
     for (const auto& track : *trackEngines) {
       if (!*track->trimRange) continue;
       TrackPlaybackReader::Span span{trackFrame(*track, from), trackFrame(*track, endFrame()), loops};
+      span.loopFrames = double(endFrame()) * track->format().sampleRate / sampleRate();
       span.isAudible = isAudible(track->url());
       sources.push_back(track->source(span));
     }

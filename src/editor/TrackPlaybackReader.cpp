@@ -1,6 +1,7 @@
 #include "editor/TrackPlaybackReader.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "editor/FadeGain.h"
 
@@ -16,7 +17,8 @@ TrackPlaybackReader::TrackPlaybackReader(const MixTrackInput& input, const Span&
       span_(span),
       file_(std::move(file)),
       block_(file_->format(), kBlockFrames),
-      position_(span.from) {}
+      position_(span.from),
+      end_(span.until) {}
 
 Outcome<std::unique_ptr<AudioFileReader>> TrackPlaybackReader::open(const MixTrackInput& input,
                                                                     const Span& span) {
@@ -29,9 +31,10 @@ Outcome<std::uint32_t> TrackPlaybackReader::read(float* interleaved, std::uint32
   const std::uint32_t channels = format().channels;
   std::uint32_t done = 0;
   while (done < frames) {
-    if (position_ >= span_.until) {
+    if (position_ >= end_) {
       if (!span_.loops || span_.loopStart >= span_.until) break;
-      position_ = span_.loopStart;
+      nextPass();
+      continue;
     }
     if (auto filled = fillBlock(frames - done); !filled) return std::unexpected(filled.error());
     const std::uint32_t count = block_.frameLength();
@@ -49,7 +52,7 @@ Outcome<std::uint32_t> TrackPlaybackReader::read(float* interleaved, std::uint32
 Outcome<void> TrackPlaybackReader::fillBlock(std::uint32_t frames) {
   const TrimRange& range = input_.range;
   const bool isKept = span_.isAudible && position_ >= range.startFrame && position_ < range.endFrame;
-  std::int64_t end = span_.until;
+  std::int64_t end = end_;
   if (isKept) end = std::min(end, range.endFrame);
   if (position_ < range.startFrame) end = std::min(end, range.startFrame);
   const auto count = std::uint32_t(std::min<std::int64_t>({frames, block_.frameCapacity(), end - position_}));
@@ -84,6 +87,14 @@ void TrackPlaybackReader::softenEdges() {
     for (std::uint32_t channel = 0; channel < format().channels; ++channel)
       block_.channel(channel)[i] *= gain;
   }
+}
+
+// Passes differ by a frame where that keeps their sum in step.
+void TrackPlaybackReader::nextPass() {
+  const double frames = span_.loopFrames > 0 ? span_.loopFrames : double(span_.until - span_.loopStart);
+  ++passes_;
+  position_ = span_.loopStart;
+  end_ = position_ + std::llround(frames * double(passes_ + 1)) - std::llround(frames * double(passes_));
 }
 
 Outcome<void> TrackPlaybackReader::seek(std::int64_t) {

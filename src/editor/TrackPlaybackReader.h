@@ -19,6 +19,7 @@ class TrackPlaybackReader final : public AudioFileReader {
     std::int64_t until = 0;       // one past the last
     bool loops = false;           // goes on at `loopStart` instead of ending
     std::int64_t loopStart = 0;   // below `until`
+    double loopFrames = 0;        // from there to the loop's end, where a whole number would let it drift
     bool isAudible = true;        // else all of it is silent, and nothing is read
     std::int64_t edgeFrames = 0;  // over so many frames it rises at `from` and falls before `until`
   };
@@ -37,6 +38,7 @@ class TrackPlaybackReader final : public AudioFileReader {
   Outcome<void> fillBlock(std::uint32_t frames);
   Outcome<void> readKept(std::uint32_t frames);
   void softenEdges();
+  void nextPass();
 
   const MixTrackInput input_;
   const Span span_;
@@ -44,6 +46,8 @@ class TrackPlaybackReader final : public AudioFileReader {
   const std::string container_ = "edit";
   PCMBuffer block_;
   std::int64_t position_;          // next frame to deliver
+  std::int64_t end_;               // of this pass through the loop
+  std::int64_t passes_ = 0;        // done
   std::int64_t filePosition_ = 0;  // where the file stands
 };
 

@@ -136,6 +136,56 @@ TEST_F(EditorPlayback, ATrimThatLeavesThePlayheadOutsideGoesOnAtTheStart) {
   EXPECT_GT(*engine->playheadFrame(), 200000);
 }
 
+TEST_F(EditorPlayback, EditsNearTheEndNeitherStartAnewNorCutOff) {
+  const auto engine = openTone(24000);
+  int cut = 0, goneOn = 0;
+  for (int milliseconds = 400; milliseconds < 540; milliseconds += 3) {
+    SCOPED_TRACE(milliseconds);
+    engine->setTrimEnd(24000);
+    engine->seek(0);
+    engine->play();
+    wait(milliseconds / 1000.0);
+    if (!*engine->isPlaying()) break;
+    engine->setGainLinear(milliseconds % 2 ? 0.5 : 0.25);
+    wait(0.3);
+    EXPECT_FALSE(*engine->isPlaying());
+    EXPECT_EQ(*engine->playheadFrame(), 24000);
+    ++cut;
+
+    engine->setTrimEnd(12000);
+    engine->seek(0);
+    engine->play();
+    wait(milliseconds / 1000.0 - 0.25);
+    if (!*engine->isPlaying()) break;
+    engine->setTrimEnd(24000);
+    wait(0.6 - milliseconds / 1000.0);
+    EXPECT_TRUE(*engine->isPlaying());
+    EXPECT_GT(*engine->playheadFrame(), 12000);
+    wait(0.5);
+    ++goneOn;
+  }
+  EXPECT_GT(cut, 25);
+  EXPECT_GT(goneOn, 25);
+}
+
+TEST_F(EditorPlayback, ALoopThatIsNoWholeNumberOfFramesDoesNotDrift) {
+  const MixTrackInput input{makeFile("loop.wav", 6000, 44100, 1), TrimRange::whole(6000, 44100)};
+  constexpr double kFrames = 4415.5125;
+  TrackPlaybackReader::Span span{100, 4416, true};
+  span.loopFrames = kFrames;
+  auto reader = TrackPlaybackReader::open(input, span);
+  ASSERT_TRUE(reader) << reader.error().description;
+  std::vector<float> heard(std::size_t(100 * kFrames));
+  ASSERT_EQ((*reader)->read(heard.data(), std::uint32_t(heard.size())).value_or(0), heard.size());
+  const auto signal = EditorWorld::signal(6000, 1);
+  EXPECT_EQ(heard[0], signal[100]);
+  for (int pass = 1; pass < 100; ++pass) {
+    const auto at = std::size_t(std::llround(pass * kFrames) - 100);
+    ASSERT_EQ(heard[at], signal[0]) << pass;
+    ASSERT_EQ(heard[at + 4000], signal[4000]) << pass;
+  }
+}
+
 TEST_F(EditorPlayback, AnOutputThatGoesIsReplacedByTheNextOrPausesThePlaying) {
   const auto engine = openTone();
   const auto other = host().hear(SimulatedHost::kHeadsetUID);

@@ -98,7 +98,7 @@ TEST_F(MultiTrack, SoloAndMuteDecideWhatIsHeardWhilePlayingToo) {
   }
 }
 
-TEST_F(MultiTrack, TracksOfOtherRatesLoopAndStayInStep) {
+TEST_F(MultiTrack, TracksOfOtherRatesLoopTogether) {
   RecordingSession mixed = session(1, 48000);
   mixed.files.push_back({makeFile("slow.wav", 44100, 44100), "slow", RecordingFormat::wav, 1, 1});
   editor.open(mixed);
@@ -194,6 +194,23 @@ TEST_F(MultiTrack, AddingTracks) {
   editor.open(opened);
   ASSERT_EQ(editor.trackEngines->size(), 16u);
   EXPECT_EQ(*editor.userAddedTracks, std::set{added});
+}
+
+TEST_F(MultiTrack, PlayingEndsWithTheLastTrack) {
+  RecordingSession opened = session(0);
+  opened.files.push_back({(folder / "gone.wav").string(), "gone", RecordingFormat::wav, 0, 0});
+  editor.open(opened);
+  EXPECT_EQ(add(makeFile("only.wav", 96000)), "");
+  editor.play();
+  wait(0.3);
+  EXPECT_TRUE(*editor.isPlaying());
+  editor.undo();
+  editor.seek(100);
+  EXPECT_FALSE(*editor.isPlaying());
+  editor.redo();
+  wait(0.3);
+  EXPECT_FALSE(*editor.isPlaying());
+  EXPECT_EQ(heardWhile(3).size(), 2u * 96000);
 }
 
 TEST_F(MultiTrack, AFileOfTheSessionsFolderAndFormatJoinsWhereItIs) {
@@ -337,6 +354,15 @@ TEST_F(MultiTrack, ATrackThatCantBeReadIsLeftOutAndTheOthersPlay) {
   std::filesystem::remove(url(0));
   EXPECT_EQ(heardWhile(2).size(), 2u * 49000);
   EXPECT_EQ(countLogged("MultiTrackEditorEngine: play failed: "), 1);
+
+  // None is left: a loop would try again and again.
+  std::filesystem::remove(url(1));
+  lines.clear();
+  editor.setLoop(true);
+  editor.play();
+  wait(2);
+  EXPECT_FALSE(*editor.isPlaying());
+  EXPECT_EQ(countLogged("MultiTrackEditorEngine: play failed: "), 2);
 }
 
 }  // namespace
