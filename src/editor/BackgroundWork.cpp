@@ -30,10 +30,12 @@ void BackgroundWork::cancel() {
 
 void BackgroundWork::finished(const Outcome<void>& result) {
   progressTimer_.cancel();
-  running_.reset();
+  const auto ended = std::exchange(running_, nullptr);
+  // Whoever sees isRunning fall may start the next work, with a `done` of its own.
+  const Done done = std::exchange(done_, nullptr);
   if (result) progress.set(1);
   isRunning.set(false);
-  std::exchange(done_, nullptr)(result);
+  done(result, ended->isCancelled());
 }
 
 }  // namespace sonmere

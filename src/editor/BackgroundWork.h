@@ -15,7 +15,8 @@ class BackgroundWork {
  public:
   // Worker; ends early with an error of kExportCancelledDomain when cancelled.
   using Work = std::function<Outcome<void>(ExportProgress& progress)>;
-  using Done = std::function<void(const Outcome<void>& result)>;
+  // `isCancelled`: a cancel was asked for, which may have come too late for the work to notice.
+  using Done = std::function<void(const Outcome<void>& result, bool isCancelled)>;
 
   explicit BackgroundWork(Runtime& runtime) : runtime_(runtime) {}
   // Cancels; what runs ends by itself, and nobody is told.

@@ -33,12 +33,6 @@ class EditHistory {
     ++done_;
   }
 
-  // Where a drag of `what` that is under way began: each of its edits starts from there, so that what an edit
-  // pushed aside comes back when the drag does.
-  const State* gestureStart(const What& what) const {
-    return gesture_ && *gesture_ == what ? &steps_[done_ - 1].before : nullptr;
-  }
-
   bool canUndo() const { return done_ > 0; }
   bool canRedo() const { return done_ < steps_.size(); }
   // The state to go to; nothing when there is none.

@@ -43,7 +43,9 @@ EditorEngine::EditorEngine(EngineContext& context, std::string url, const PCMFor
       export_(context.runtime),
       measuring_(context.runtime) {
   learnLength(frames);
-  waveform_.onEnvelopeReady = [this](const WaveformEnvelope& found) { setEnvelope(found); };
+  const auto viewChanged = [this](std::int64_t) { showWaveform(); };
+  viewChanges_ = {viewport_.viewStart.observe(viewChanged), viewport_.viewEnd.observe(viewChanged)};
+  waveform_.onEnvelopeReady = [this](WaveformEnvelope found) { setEnvelope(std::move(found)); };
   waveform_.setURL(url_);
 }
 
@@ -55,10 +57,13 @@ void EditorEngine::learnLength(std::int64_t frames) {
   viewport_.setTotalFrames(frames);
 }
 
-void EditorEngine::setEnvelope(const WaveformEnvelope& found) {
+void EditorEngine::setEnvelope(WaveformEnvelope found) {
   learnLength(found.totalFrames);
-  envelope.set(std::make_shared<const WaveformEnvelope>(found));
+  showWaveform();
+  envelope.set(std::make_shared<const WaveformEnvelope>(std::move(found)));
 }
+
+void EditorEngine::showWaveform() { waveform_.setView(*viewport_.viewStart, *viewport_.viewEnd); }
 
 // Playing.
 
@@ -98,7 +103,7 @@ void EditorEngine::edit(Field field, SettingForm form, Change&& change) {
   const TrimRange after = change(gesture_->start);
   if (form == SettingForm::final) gesture_.reset();
   if (onEdit)
-    onEdit({before, after, field, form});
+    onEdit({after, field, form});
   else
     history_.record(before, after, field, form);
   if (after != before) setRange(after);
@@ -152,8 +157,8 @@ bool EditorEngine::normalizeLoudness(double targetLUFS, Normalized done) {
         *found = source ? measureLoudness(**source, progress) : std::unexpected(source.error());
         return {};
       },
-      [this, range, found, targetLUFS, done](const Outcome<void>&) {
-        measured(range, *found, targetLUFS, done);
+      [this, range, found, targetLUFS, done](const Outcome<void>&, bool isCancelled) {
+        if (!isCancelled) measured(range, *found, targetLUFS, done);
       });
   return true;
 }
@@ -161,15 +166,12 @@ bool EditorEngine::normalizeLoudness(double targetLUFS, Normalized done) {
 void EditorEngine::measured(const TrimRange& range, const Outcome<Loudness>& loudness, double targetLUFS,
                             const Normalized& done) {
   if (!loudness) {
-    if (loudness.error().domain == kExportCancelledDomain) return;
     context_.log.error("EditorEngine: normalize failed: " + loudness.error().description);
     if (done) done(std::unexpected(loudness.error()));
     return;
   }
   if (TrimEdit::withGain(**trimRange, 1) != TrimEdit::withGain(range, 1)) {
-    context_.runtime.mainQueue().post([weak = std::weak_ptr(self_), targetLUFS, done] {
-      if (const auto self = weak.lock()) (*self)->normalizeLoudness(targetLUFS, done);
-    });
+    normalizeLoudness(targetLUFS, done);
     return;
   }
   const LoudnessGain gain = gainToLoudness(*loudness, targetLUFS);
@@ -217,7 +219,7 @@ bool EditorEngine::saveTrimmed(const std::string& to, const ExportFormat& format
       [&log = context_.log, input = *input, to, format](ExportProgress& progress) {
         return SessionExporter(log).exportTrack(input, to, {format, sourceBitDepth(input.url)}, progress);
       },
-      [this](const Outcome<void>& result) { saved(result); });
+      [this](const Outcome<void>& result, bool) { saved(result); });
   return true;
 }
 

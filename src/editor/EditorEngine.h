@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -27,7 +28,6 @@ class EditorEngine {
   // What an edit changes; a drag of one of these is one step of undo.
   enum class Field { trimStart, trimEnd, fadeIn, fadeOut, gain };
   struct Edit {
-    TrimRange before;
     TrimRange after;
     Field field;
     SettingForm form;
@@ -48,6 +48,7 @@ class EditorEngine {
   Observable<std::optional<std::string>> saveError;
 
   // Reads the file through, beside the main thread, from the opening on; gives the envelope when it is done.
+  // Shows what the viewport does.
   const WaveformView& waveform() const { return waveform_; }
 
   // Playing. See EditorTransport.
@@ -119,7 +120,8 @@ class EditorEngine {
   EditorEngine(EngineContext& context, std::string url, const PCMFormat& format, std::int64_t frames);
   EditorTransport::Material material();
   void learnLength(std::int64_t frames);
-  void setEnvelope(const WaveformEnvelope& found);
+  void setEnvelope(WaveformEnvelope found);
+  void showWaveform();
   template <class Change>
   void edit(Field field, SettingForm form, Change&& change);
   void setRange(const TrimRange& range);
@@ -138,11 +140,11 @@ class EditorEngine {
   EditorTransport transport_;
   EditorViewport viewport_;
   WaveformView waveform_;
+  std::array<Subscription, 2> viewChanges_;
   EditHistory<TrimRange, Field> history_;
   std::optional<Gesture> gesture_;
   BackgroundWork export_;
   BackgroundWork measuring_;
-  std::shared_ptr<EditorEngine*> self_ = std::make_shared<EditorEngine*>(this);
 };
 
 }  // namespace sonmere

@@ -33,7 +33,7 @@ void WaveformView::finishLoad(std::optional<WaveformPeaks> peaks) {
   summary_ = std::move(peaks->summary);
   viewStart_ = 0;
   viewEnd_ = summary_->totalFrames;
-  if (onEnvelopeReady) onEnvelopeReady(peaks->envelope);
+  if (onEnvelopeReady) onEnvelopeReady(std::move(peaks->envelope));
 }
 
 void WaveformView::setView(std::int64_t start, std::int64_t end) {

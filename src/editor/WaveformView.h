@@ -41,8 +41,8 @@ class WaveformView {
   // The bins of each channel that the view touches. They are the file's own at any zoom.
   std::vector<std::span<const float>> channelBuffers() const;
 
-  // Called once a file is read; not for one that can't be.
-  std::function<void(const WaveformEnvelope&)> onEnvelopeReady;
+  // Called once a file is read, with an envelope to keep; not for one that can't be.
+  std::function<void(WaveformEnvelope)> onEnvelopeReady;
 
  private:
   void finishLoad(std::optional<WaveformPeaks> peaks);

@@ -92,6 +92,28 @@ TEST_F(EditorEdits, NormalisingToALoudnessMeasuresTheRangeAsItStandsAtTheEnd) {
   EXPECT_EQ((*engine->trimRange)->gainLinear, withFade);
 }
 
+TEST(BackgroundWork, TheNextWorkMayStartAsSoonAsIsRunningFallsAndALateCancelIsTold) {
+  VirtualRuntime runtime(1);
+  BackgroundWork work(runtime);
+  std::vector<std::string> told;
+  const auto start = [&](const std::string& name, bool cancels) {
+    const auto run = [cancels](ExportProgress& progress) -> Outcome<void> {
+      if (cancels) progress.cancel();  // too late to be noticed
+      return {};
+    };
+    work.start(run, [&told, name](const Outcome<void>& result, bool isCancelled) {
+      told.push_back(name + (result ? " done" : " failed") + (isCancelled ? ", cancelled" : ""));
+    });
+  };
+  const auto next = work.isRunning.observe([&, isFirst = true](bool isRunning) mutable {
+    if (!isRunning && std::exchange(isFirst, false)) start("second", false);
+  });
+  start("first", true);
+  runtime.advance(fromSeconds(1));
+  EXPECT_EQ(told, (std::vector<std::string>{"first done, cancelled", "second done"}));
+  EXPECT_FALSE(*work.isRunning);
+}
+
 TEST_F(EditorEdits, ADragIsOneStepAndGivesBackWhatItPushedAside) {
   const auto engine = openTone();
   engine->setFadeOut(20000);
@@ -244,6 +266,7 @@ TEST_F(EditorEdits, ZoomAndPinchKeepThePlayheadsPlaceOnScreen) {
   engine->perform(EditorShortcutAction::zoomIn);
   EXPECT_EQ(*view.viewStart, 6000);
   EXPECT_EQ(*view.viewEnd, 30000);
+  ASSERT_EQ(engine->waveform().channelBuffers().at(0).size(), 2400u) << "the waveform shows what is in view";
   view.pinchBegan(12000, 0);
   view.pinchChanged(4, 12000);
   EXPECT_EQ(view.length(), 6000);
