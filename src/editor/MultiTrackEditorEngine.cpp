@@ -51,12 +51,12 @@ MultiTrackEditorEngine::~MultiTrackEditorEngine() { close(); }
 
 // The session.
 
-void MultiTrackEditorEngine::open(const RecordingSession& session) {
+void MultiTrackEditorEngine::open(RecordingSession session) {
   close();
-  session_ = session;
+  session_ = std::move(session);
   opened_ = std::make_shared<MultiTrackEditorEngine*>(this);
   importing_ = TaskToken(std::make_shared<std::atomic<bool>>(false));
-  if (session.files.empty()) return;
+  if (session_->files.empty()) return;
   const auto edits = SessionEditsSidecar(context_.log).load(folder());
   openFiles(edits);
   keeper_ = std::make_unique<SessionEditsKeeper>(context_.runtime, context_.log, folder(),
@@ -90,7 +90,11 @@ void MultiTrackEditorEngine::openFiles(const std::optional<PersistedSessionEdits
     } else if (auto track = openTrack(url)) {
       tracks.push_back(std::move(track));
       if (!trackNames_.contains(url)) trackNames_[url] = fs::path(url).stem().string();
+      continue;
     }
+    std::error_code ignored;
+    if (addedUrls_.contains(url) && fs::exists(url, ignored))
+      addedButLeftOut_.push_back(fs::path(url).filename().string());
   }
   setTracks(std::move(tracks));
   viewport_.zoomToFit();
@@ -100,6 +104,7 @@ void MultiTrackEditorEngine::close() {
   opened_.reset();
   importing_.cancel();
   if (*importCount != 0) importCount.set(0);
+  if (*saveError) saveError.set(std::nullopt);
   scrubPlayer_.stop();
   transport_->close();
   transport_->seek(0);
@@ -109,6 +114,7 @@ void MultiTrackEditorEngine::close() {
   pendingRestore_.clear();
   imports_.clear();
   addedUrls_.clear();
+  addedButLeftOut_.clear();
   trackNames_.clear();
   history_ = {};
   if (!soloedTracks->empty()) soloedTracks.set({});
@@ -204,12 +210,16 @@ void MultiTrackEditorEngine::importTrack(const std::string& path, Added done) {
 void MultiTrackEditorEngine::imported(const std::string& source, const Outcome<std::string>& made,
                                       const Added& done) {
   importCount.set(*importCount - 1);
-  if (!made) {
-    imports_.erase(source);
-    return done(std::unexpected(AddTrackError::importFailed(made.error().description)));
+  if (made && std::ssize(*trackEngines) < maxTracks) {
+    imports_[source] = *made;
+    return joinTrack(*made, done);
   }
-  imports_[source] = *made;
-  joinTrack(*made, done);
+  imports_.erase(source);
+  if (!made) return done(std::unexpected(AddTrackError::importFailed(made.error().description)));
+  // A redo has taken the last place meanwhile.
+  std::error_code ignored;
+  fs::remove(*made, ignored);
+  done(std::unexpected(AddTrackError::atCap(maxTracks)));
 }
 
 void MultiTrackEditorEngine::joinTrack(const std::string& url, const Added& done) {
@@ -327,6 +337,7 @@ bool MultiTrackEditorEngine::restorePending(const std::string& url) {
   track(url)->restore(range);
   if (edits.soloed) soloedTracks.update([&](auto& urls) { urls.insert(url); });
   if (edits.muted) mutedTracks.update([&](auto& urls) { urls.insert(url); });
+  edited();
   isRestoringFromSidecar_ = false;
   return true;
 }
@@ -334,7 +345,7 @@ bool MultiTrackEditorEngine::restorePending(const std::string& url) {
 PersistedSessionEdits MultiTrackEditorEngine::document() const {
   PersistedSessionEdits document;
   document.sessionTimestamp = session_->timestampString;
-  std::vector<std::string> added;
+  std::vector<std::string> added = addedButLeftOut_;
   for (const auto& track : *trackEngines) {
     const std::string& url = track->url();
     const auto pending = pendingRestore_.find(url);
@@ -348,10 +359,6 @@ PersistedSessionEdits MultiTrackEditorEngine::document() const {
   }
   document.addedTracks[session_->timestampString] = std::move(added);
   return document;
-}
-
-void MultiTrackEditorEngine::flushEdits() {
-  if (keeper_) keeper_->flush();
 }
 
 }  // namespace sonmere

@@ -32,7 +32,7 @@ class MultiTrackEditorEngine {
 
   // Opens a session in place of the one that is open, as it was left. Files that can't be read, and those
   // beyond the limit, are logged and left out.
-  void open(const RecordingSession& session);
+  void open(RecordingSession session);
   // Stops, ends imports and exports, writes what waits to be written, and lets go of the session.
   void close();
   const std::optional<RecordingSession>& session() const { return session_; }
@@ -95,8 +95,6 @@ class MultiTrackEditorEngine {
   bool perform(EditorShortcutAction action);
 
   bool isRestoringFromSidecar() const { return isRestoringFromSidecar_; }
-  // Writes edits now that wait to be written.
-  void flushEdits();
 
  private:
   // Tracks.
@@ -135,6 +133,7 @@ class MultiTrackEditorEngine {
   std::optional<RecordingSession> session_;
   std::map<std::string, std::string> trackNames_;  // by path; of tracks that were undone too
   std::set<std::string> addedUrls_;                // the same
+  std::vector<std::string> addedButLeftOut_;       // names of files that are there and could not be opened
   std::map<std::string, std::string> imports_;     // source to track, empty while it is made
   TaskToken importing_;                            // of the open session's imports
   std::unique_ptr<EditorTransport> transport_;

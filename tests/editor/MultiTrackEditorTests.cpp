@@ -196,6 +196,23 @@ TEST_F(MultiTrack, AddingTracks) {
   EXPECT_EQ(*editor.userAddedTracks, std::set{added});
 }
 
+TEST_F(MultiTrack, ARedoThatTakesTheLastPlaceDuringAnImportKeepsTheLimit) {
+  editor.open(session(15, 1000));
+  EXPECT_EQ(add(makeFile("first.wav", 1000)), "");
+  const std::string first = url(15);
+  editor.undo();
+  std::filesystem::create_directory(folder / "elsewhere");
+  std::string outcome;
+  editor.addTrack(makeFile("elsewhere/second.wav", 1000),
+                  [&](const auto& added) { outcome = added ? "added" : added.error().description(); });
+  editor.redo();
+  wait(1);
+  EXPECT_EQ(outcome, "Track limit reached (16-track limit for one project.)");
+  ASSERT_EQ(editor.trackEngines->size(), 16u);
+  EXPECT_EQ(url(15), first);
+  EXPECT_FALSE(std::filesystem::exists(folder / ("second — " + std::string(kStamp) + ".wav")));
+}
+
 TEST_F(MultiTrack, PlayingEndsWithTheLastTrack) {
   RecordingSession opened = session(0);
   opened.files.push_back({(folder / "gone.wav").string(), "gone", RecordingFormat::wav, 0, 0});
@@ -220,6 +237,22 @@ TEST_F(MultiTrack, AFileOfTheSessionsFolderAndFormatJoinsWhereItIs) {
   EXPECT_EQ(url(2), std::filesystem::canonical(take));
   EXPECT_EQ(editor.trackName(url(2)), "Track 3");
   EXPECT_EQ(add(take), "That file is already in this project.");
+}
+
+TEST_F(MultiTrack, AnAddedFileThatCantBeOpenedForOnceStaysInTheSession) {
+  const RecordingSession opened = session(1, 1000);
+  editor.open(opened);
+  EXPECT_EQ(add(makeFile("take.wav", 1000)), "");
+  editor.close();
+  const std::string content = readWholeFile(folder / "take.wav").value();
+  std::ofstream(folder / "take.wav") << "not for now";
+  editor.open(opened);
+  EXPECT_EQ(editor.trackEngines->size(), 1u);
+  track(0).setGainLinear(0.5);
+  editor.close();
+  std::ofstream(folder / "take.wav", std::ios::binary) << content;
+  editor.open(opened);
+  EXPECT_EQ(editor.trackEngines->size(), 2u);
 }
 
 TEST_F(MultiTrack, AnImportThatOutlivesTheSessionTellsNobody) {
@@ -325,6 +358,12 @@ TEST_F(MultiTrack, ExportsTakeTheEditsAndSayWhatFails) {
   EXPECT_TRUE(editor.exportStems((folder / "file" / "stems").string()));
   wait(0.5);
   EXPECT_TRUE((**editor.saveError).starts_with("Couldn't create export folder: ")) << **editor.saveError;
+  // The session once more: nothing of what failed before is left.
+  EXPECT_TRUE(editor.exportStems((folder / "file" / "stems").string()));
+  editor.open(*editor.session());
+  wait(0.5);
+  EXPECT_EQ(editor.trackEngines->size(), 2u);
+  EXPECT_FALSE(*editor.saveError);
 }
 
 TEST_F(MultiTrack, ADraggedPlayheadIsHeardForAMomentOnAudibleTracksOnly) {
