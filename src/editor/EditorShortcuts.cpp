@@ -2,17 +2,40 @@
 
 namespace sonmere {
 
+namespace {
+
+using Keys = std::map<EditorShortcutAction, std::string>;
+
+// An action whose key is no longer its default and which another action has too.
+std::optional<EditorShortcutAction> clashingChange(const Keys& keys) {
+  for (const auto& [action, key] : keys) {
+    if (key == EditorShortcuts::defaults().at(action)) continue;
+    for (const auto& [other, its] : keys)
+      if (other != action && its == key) return action;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
 EditorShortcuts::EditorShortcuts(SettingsStore& settings, Log& log) : settings_(settings), keys_(defaults()) {
   const auto changes = settings.dictionary(kShortcutsKey);
   if (!changes) return;
+  const auto leaveOut = [&](const std::string& actionName) {
+    log.warning("EditorShortcuts: \"" + actionName + "\" in " + kShortcutsKey + " is left out");
+  };
   for (const auto& [actionName, value] : *changes) {
     const auto changed = editorShortcutAction(actionName);
     const auto* text = value.as<std::string>();
-    const auto owner = text ? action(*text) : std::nullopt;
-    if (changed && text && !text->empty() && (!owner || *owner == *changed))
+    if (changed && text && !text->empty())
       keys_[*changed] = *text;
     else
-      log.warning("EditorShortcuts: \"" + actionName + "\" in " + kShortcutsKey + " is left out");
+      leaveOut(actionName);
+  }
+  // Only all together tell which keys are taken: two actions may have changed places.
+  while (const auto clashing = clashingChange(keys_)) {
+    leaveOut(name(*clashing));
+    keys_[*clashing] = defaults().at(*clashing);
   }
 }
 

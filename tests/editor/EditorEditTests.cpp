@@ -307,13 +307,20 @@ TEST_F(EditorEdits, KeysCountOnlyWhileTheEditorsWindowHasThem) {
   EXPECT_TRUE(shortcuts.setKey(EditorShortcutAction::setTrimEndAtPlayhead, "e"));
   EXPECT_EQ(EditorShortcuts(settings, log).action("e"), EditorShortcutAction::setTrimEndAtPlayhead);
 
+  // Two actions that have changed places by way of a third key.
+  EXPECT_TRUE(shortcuts.setKey(EditorShortcutAction::nudgePlayheadLeft, "x"));
+  EXPECT_TRUE(shortcuts.setKey(EditorShortcutAction::nudgePlayheadRight, "left"));
+  EXPECT_TRUE(shortcuts.setKey(EditorShortcutAction::nudgePlayheadLeft, "right"));
+  EXPECT_EQ(EditorShortcuts(settings, log).action("left"), EditorShortcutAction::nudgePlayheadRight);
+  EXPECT_EQ(EditorShortcuts(settings, log).action("right"), EditorShortcutAction::nudgePlayheadLeft);
+
   KeyEvents keys;
   auto window = std::make_shared<FakeWindow>();
   EditorShortcutsMonitor monitor(shortcuts);
   monitor.start(keys, window, [&](EditorShortcutAction action) { return engine->perform(action); });
   EXPECT_TRUE(keys.deliver("shift+right"));
   EXPECT_EQ(*engine->playheadFrame(), 48000);
-  EXPECT_TRUE(keys.deliver("left"));
+  EXPECT_TRUE(keys.deliver("right"));
   EXPECT_EQ(*engine->playheadFrame(), 48000 - 480);
   EXPECT_TRUE(keys.deliver("e"));
   EXPECT_EQ((*engine->trimRange)->endFrame, 48000 - 480);
