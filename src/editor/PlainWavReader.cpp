@@ -38,8 +38,16 @@ PlainWavReader::PlainWavReader(PlainWav wav, std::string path)
       piece_(std::max<std::size_t>(kPieceBytes / wav_.bytesPerFrame(), 1) * wav_.bytesPerFrame()) {}
 
 Outcome<void> PlainWavReader::seek(std::int64_t frame) {
-  position_ = std::clamp<std::int64_t>(frame, 0, wav_.frames);
-  taken_ = filled_ = 0;
+  frame = std::clamp<std::int64_t>(frame, 0, wav_.frames);
+  // A short loop stays within one piece, which need not be read anew.
+  const std::int64_t frameBytes = wav_.bytesPerFrame();
+  const std::int64_t pieceStart = position_ - std::int64_t(filled_) / frameBytes;
+  if (frame >= pieceStart && frame < position_) {
+    taken_ = std::size_t((frame - pieceStart) * frameBytes);
+  } else {
+    position_ = frame;
+    taken_ = filled_ = 0;
+  }
   return {};
 }
 

@@ -44,6 +44,7 @@ TrimRange withGain(TrimRange range, double gain) {
 
 TrimRange held(TrimRange range, std::int64_t totalFrames, double sampleRate) {
   TrimRange whole = TrimRange::whole(totalFrames, sampleRate);
+  if (totalFrames <= 0) return whole;
   whole.startFrame = std::clamp<std::int64_t>(range.startFrame, 0, totalFrames - 1);
   whole.endFrame = std::clamp(range.endFrame, whole.startFrame + 1, totalFrames);
   whole.fadeInFrames = range.fadeInFrames;
@@ -53,13 +54,17 @@ TrimRange held(TrimRange range, std::int64_t totalFrames, double sampleRate) {
 
 double gainOfDecibels(double decibels) { return std::min(std::pow(10, decibels / 20), double(kMaximumGain)); }
 
+float normalizingGain(float peak, float otherwise) {
+  return peak > 0 && std::isfinite(peak) ? std::min(kNormalizedPeak / peak, kMaximumGain) : otherwise;
+}
+
 float normalizingGain(const TrimRange& range, const WaveformEnvelope& envelope) {
   float peak = 0;
   for (std::size_t channel = 0; channel < envelope.channels.size(); ++channel) {
     const WaveformBin bin = extremes(envelope, channel, range.startFrame, range.endFrame);
     peak = std::max({peak, std::fabs(bin.minValue), std::fabs(bin.maxValue)});
   }
-  return peak > 0 && std::isfinite(peak) ? std::min(kNormalizedPeak / peak, kMaximumGain) : range.gainLinear;
+  return normalizingGain(peak, range.gainLinear);
 }
 
 }  // namespace sonmere::TrimEdit

@@ -20,10 +20,12 @@ TrimRange withFadeIn(TrimRange range, std::int64_t frames);
 TrimRange withFadeOut(TrimRange range, std::int64_t frames);
 // Linear; what is no number changes nothing.
 TrimRange withGain(TrimRange range, double gain);
-// Any fields whatever, for the given file.
+// Any fields whatever, for the given file; all of one without frames.
 TrimRange held(TrimRange range, std::int64_t totalFrames, double sampleRate);
 
 double gainOfDecibels(double decibels);
+// The gain with which this peak reaches -0.5 dBFS; `otherwise` where there is none, or no end of it.
+float normalizingGain(float peak, float otherwise);
 // The gain with which the peak of the range reaches -0.5 dBFS; that of the range where it is silent.
 float normalizingGain(const TrimRange& range, const WaveformEnvelope& envelope);
 

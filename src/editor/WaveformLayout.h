@@ -14,6 +14,9 @@ struct WaveformLayout {
   static constexpr int kMargin = 8, kLaneGap = 6, kAxisHeight = 22;
   static constexpr int kLeastWidth = 32, kLeastHeight = 32, kMostWidth = 16384, kMostHeight = 8192;
 
+  // The largest sample of 16 bits: from here on a wave counts as clipped.
+  static constexpr float kFullScale = 32767.0f / 32768;
+
   struct Lane {
     int top = 0, height = 0;
     double centre() const { return top + height / 2.0; }

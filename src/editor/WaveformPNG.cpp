@@ -84,8 +84,9 @@ void drawChannel(Canvas& canvas, const WaveformLayout& layout, std::size_t chann
     const double top = std::min(lane.y(bin.maxValue), lane.centre() - kLeastHalfHeight);
     const double bottom = std::max(lane.y(bin.minValue), lane.centre() + kLeastHalfHeight);
     canvas.column(x, top, bottom, kWave);
-    if (columns[i].maxValue >= 1) canvas.fill(x, lane.top, 1, 2, kClipped);
-    if (columns[i].minValue <= -1) canvas.fill(x, lane.top + lane.height - 2, 1, 2, kClipped);
+    if (columns[i].maxValue >= WaveformLayout::kFullScale) canvas.fill(x, lane.top, 1, 2, kClipped);
+    if (columns[i].minValue <= -WaveformLayout::kFullScale)
+      canvas.fill(x, lane.top + lane.height - 2, 1, 2, kClipped);
   }
   canvas.fill(layout.plotLeft, int(lane.centre()), layout.plotWidth, 1, kCentre);
 }

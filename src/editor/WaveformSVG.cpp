@@ -40,9 +40,9 @@ std::string clippedMarks(const WaveformLayout& layout, std::size_t channel) {
   std::string path;
   for (std::size_t x = 0; x < columns.size(); ++x) {
     const std::size_t column = std::size_t(layout.plotLeft) + x;
-    if (columns[x].maxValue >= 1)
+    if (columns[x].maxValue >= WaveformLayout::kFullScale)
       fmt::format_to(std::back_inserter(path), "M{} {}h1v2h-1Z", column, lane.top);
-    if (columns[x].minValue <= -1)
+    if (columns[x].minValue <= -WaveformLayout::kFullScale)
       fmt::format_to(std::back_inserter(path), "M{} {}h1v2h-1Z", column, lane.top + lane.height - 2);
   }
   return path;

@@ -119,6 +119,7 @@ TEST_F(WaveformTest, AllInstructionSetsFindTheSameExtremes) {
 TEST_F(WaveformTest, DamagedHeadersNeverMakePlainAndDecodedFilesDiffer) {
   const std::string good = bytesIn(wav(SF_FORMAT_PCM_16, 2, noise(2000)));
   std::mt19937 random(7);
+  int plainOnes = 0;
   for (int round = 0; round < 400; ++round) {
     std::string bytes = good;
     for (int i = 0; i < 2; ++i) bytes[4 + random() % 60] = char(random() % 4 ? random() % 8 : random());
@@ -126,6 +127,7 @@ TEST_F(WaveformTest, DamagedHeadersNeverMakePlainAndDecodedFilesDiffer) {
     const auto reader = openAudioFile(path("bad.wav"));
     const auto plain = reader ? PlainWav::open(path("bad.wav"), **reader) : std::nullopt;
     if (!plain) continue;
+    ++plainOnes;
     std::vector<float> samples(std::size_t(plain->frames) * plain->format.channels);
     std::size_t filled = 0;
     while (filled < samples.size()) {
@@ -141,6 +143,7 @@ TEST_F(WaveformTest, DamagedHeadersNeverMakePlainAndDecodedFilesDiffer) {
                 samples[i])
           << round;
   }
+  EXPECT_GT(plainOnes, 20);
 }
 
 TEST_F(WaveformTest, WhatCannotBeReadIsLoggedAndADamagedTailKeepsTheRest) {
@@ -230,6 +233,10 @@ TEST_F(WaveformTest, PicturesShowWhatIsInTheFileAndOtherProgramsOpenThem) {
   outputOf("python3 -c \"import xml.dom.minidom as m; m.parse('" + path("w.svg") + "')\"");
   EXPECT_NE(svg.find(">0:00.5</text>"), std::string::npos) << "the axis says where half a second is";
   EXPECT_EQ(svg.find("clipped"), std::string::npos);
+
+  // The largest sample of 16 bits is a bit below 1.
+  const WaveformEnvelope clipped = analyze(wav(SF_FORMAT_PCM_16, 1, std::vector<float>(1000, 1.0f))).envelope;
+  EXPECT_NE(waveformSVG(*layOut(clipped, 0, 1000, 64, 64)).find("clipped"), std::string::npos);
 
   const auto hour = [](double from) {
     WaveformEnvelope silence{{std::vector<WaveformBin>(4000000)}, 48000, 4000000LL * 48, 48};
