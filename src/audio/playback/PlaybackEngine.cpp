@@ -35,7 +35,9 @@ PlaybackEngine::PlaybackEngine(Runtime& runtime, Log& log, AudioHardware& hardwa
 PlaybackEngine::~PlaybackEngine() {
   stop();
   teardown();
-  if (!teardown_.drain(kTeardownWait)) log_.error("PlaybackEngine: the output would not stop");
+  if (teardown_.drain(kTeardownWait)) return;
+  log_.error("PlaybackEngine: the output would not stop; what it may hold is kept");
+  *keptForStalledUnits_ = retirement_.takePending();
 }
 
 // The unit.
@@ -59,6 +61,7 @@ Outcome<void> PlaybackEngine::build() {
   auto unit = hardware_.newOutputUnit();
   if (!unit) return fail("could not create the audio output", unit.error());
   auto context = std::make_shared<PlaybackContext>();
+  context->keptForStalledUnits = keptForStalledUnits_;
   if (const OSStatus status = (*unit)->setCurrentDevice(*device); status != noErr)
     return fail("could not bind the audio output", status);
   if (const OSStatus status = (*unit)->setStreamFormat(AudioScope::input, {*rate, 2}); status != noErr)

@@ -40,7 +40,6 @@ class PlaybackEngine {
 
   // Makes and starts the output unit unless it runs. The error names what could not be done.
   Outcome<void> start();
-  bool isRunning() const { return unit_ != nullptr; }
   // Of the unit and so of the timeline, Hz; 0 while it does not run.
   double sampleRate() const { return sampleRate_; }
 
@@ -72,6 +71,7 @@ class PlaybackEngine {
   AudioHardware& hardware_;
   RenderRetirement retirement_;
   TeardownQueue teardown_;
+  std::shared_ptr<PlaybackContext::Kept> keptForStalledUnits_ = std::make_shared<PlaybackContext::Kept>();
   const std::shared_ptr<Queue> worker_;
 
   // In this order: the unit goes before what its callback works on.
