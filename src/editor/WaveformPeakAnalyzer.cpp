@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 #include "audio/file/ReaderError.h"
 #include "editor/PeakScan.h"
@@ -18,6 +19,8 @@ constexpr std::int64_t kBinsPerRead = 32;
 constexpr std::int64_t kReadBytes = 200 << 10;
 // Three days of stereo. A header that tells of more is taken for damage.
 constexpr std::int64_t kMostBins = std::int64_t(1) << 28;
+// More than any compression makes of silence.
+constexpr double kMostFramesPerByte = 8192;
 
 std::int64_t binsPerRead(std::int64_t binFrames, std::uint32_t bytesPerFrame) {
   const std::int64_t bytes = kBinsPerRead * binFrames * bytesPerFrame;
@@ -39,6 +42,13 @@ Outcome<Opened> openScan(const std::string& url) {
     if (!counted) return std::unexpected(counted.error());
     opened.frames = counted->range.totalFrames;
   }
+  // Memory is taken by what the header says, which may be anything.
+  std::error_code error;
+  const auto bytes = std::filesystem::file_size(url, error);
+  if (!error && double(opened.frames) > double(bytes) * kMostFramesPerByte)
+    return std::unexpected(
+        Error{"WaveformPeakAnalyzer", 1,
+              fmt::format("{}: its header tells of {} frames, more than it can hold", url, opened.frames)});
   auto plain = PlainWav::open(url, **reader);
   opened.scan = plain ? PeakScan::ofPlainWav(std::move(*plain), url) : PeakScan::ofReader(std::move(*reader));
   return opened;

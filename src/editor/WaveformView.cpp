@@ -13,6 +13,7 @@ void WaveformView::setURL(const std::string& url) {
   viewStart_ = viewEnd_ = 0;
   loadTask_ = std::make_shared<std::atomic<bool>>(false);
   runtime_.globalQueue().post([this, url, task = loadTask_, &main = runtime_.mainQueue(), &log = log_] {
+    if (*task) return;
     auto peaks =
         std::make_shared<std::optional<WaveformPeaks>>(WaveformPeakAnalyzer(log).analyze(url, task.get()));
     // Cancelled on the main thread only, so `this` is alive when the flag is still down there.

@@ -151,6 +151,17 @@ TEST_F(WaveformTest, WhatCannotBeReadIsLoggedAndADamagedTailKeepsTheRest) {
   EXPECT_EQ(lines, std::vector{"WaveformPeakAnalyzer: open failed — " + path("none.wav") + ": no such file"});
   lines.clear();
 
+  // A header that tells of a day takes no memory for a day.
+  const std::string liar =
+      makeAudioFile(path("liar.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 48000, 2, noise(2 * 1000));
+  std::string lie = bytesIn(liar);
+  lie.replace(22, 4, 4, '\xFF');  // the lower part of its count of frames
+  std::ofstream(liar, std::ios::binary) << lie;
+  EXPECT_FALSE(WaveformPeakAnalyzer(log).analyze(liar));
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_TRUE(lines[0].ends_with("frames, more than it can hold")) << lines[0];
+  lines.clear();
+
   const auto samples = noise(2 * 96000);
   const std::string url =
       makeAudioFile(path("take.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 48000, 2, samples);
@@ -178,11 +189,13 @@ TEST_F(WaveformTest, ANewFileEndsTheLoadingOfTheOldOne) {
   std::vector<std::int64_t> ready;
   WaveformView view(runtime, log);
   view.onEnvelopeReady = [&](const WaveformEnvelope& envelope) { ready.push_back(envelope.totalFrames); };
+  view.setURL(path("none.wav"));
   view.setURL(first);
   view.setURL(second);
   EXPECT_TRUE(view.isLoading());
   runtime.settle();
   EXPECT_FALSE(view.isLoading());
+  EXPECT_TRUE(lines.empty()) << "what was cancelled reports nothing: " << lines.front();
   EXPECT_EQ(ready, std::vector<std::int64_t>{1000});
   EXPECT_EQ(view.channelBuffers()[0].size(), 100u);
   view.setView(15, 31);
