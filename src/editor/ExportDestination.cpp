@@ -8,8 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-
-#include "base/AtomicFile.h"
+#include <utility>
 
 namespace sonmere {
 
@@ -20,12 +19,32 @@ namespace {
 constexpr const char* kTemporarySuffix = ".tmp";
 
 std::unexpected<Error> refuse(const std::string& path, const char* why, std::int64_t code = 1) {
-  return std::unexpected(Error{kExportDestinationDomain, code, fmt::format("{}: {}", path, why)});
+  const std::string shown = path.empty() ? "\"\"" : path;
+  return std::unexpected(Error{kExportDestinationDomain, code, fmt::format("{}: {}", shown, why)});
 }
 
 fs::path folderOf(const std::string& path) {
   const fs::path folder = fs::path(path).parent_path();
   return folder.empty() ? fs::path(".") : folder;
+}
+
+// When the name is taken errno is EEXIST.
+bool moveWithoutReplacing(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system without this operation: a link is never made over a file either.
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    ::unlink(from.c_str());
+    return true;
+  }
+  if (errno == EEXIST) return false;
+  // Without links either one can only look first.
+  struct stat status {};
+  if (::lstat(to.c_str(), &status) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
 // Links at the end of a source's path are followed: it is the file itself that must stay untouched.
@@ -47,17 +66,22 @@ ExportDestination::~ExportDestination() {
   if (!isCommitted_ && claim_.valid() && isStillOurs()) ::unlink(temporary_.c_str());
 }
 
-Outcome<ExportDestination> ExportDestination::prepare(const std::string& path,
-                                                      std::span<const std::string> sources, bool mayReplace) {
+Outcome<void> ExportDestination::check(const std::string& path, std::span<const std::string> sources,
+                                       bool mayReplace) {
   const std::string name = fs::path(path).filename().string();
   if (path.find('\0') != std::string::npos || name.empty() || name == "." || name == "..")
     return refuse(path, "this is not the name of a file");
-  ExportDestination destination(path, mayReplace);
+  return ExportDestination(path, mayReplace).checkTarget(sources);
+}
+
+Outcome<ExportDestination> ExportDestination::prepare(const std::string& path,
+                                                      std::span<const std::string> sources, bool mayReplace) {
   // What can't be replaced is told before a folder is made for it.
-  if (auto checked = destination.checkTarget(sources); !checked) return std::unexpected(checked.error());
-  if (auto made = createFolders(folderOf(path)); !made)
-    return std::unexpected(Error{made.error().domain, made.error().code,
-                                 "Couldn't create export folder: " + made.error().description});
+  if (auto checked = check(path, sources, mayReplace); !checked) return std::unexpected(checked.error());
+  auto folder = ExportFolder::make(folderOf(path).string());
+  if (!folder) return std::unexpected(folder.error());
+  ExportDestination destination(path, mayReplace);
+  destination.folder_.emplace(std::move(*folder));
   if (auto removed = destination.removeLeftOver(sources); !removed) return std::unexpected(removed.error());
   return destination;
 }
@@ -100,8 +124,10 @@ Outcome<void> ExportDestination::claim() {
     return std::unexpected(error);
   }
   // Not every file system can lock; isStillOurs then is what notices a second export.
-  if (::flock(claim_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+  if (::flock(claim_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    claim_ = FileDescriptor();  // the other's file, which is not to be removed
     return refuse(path_, "another export is writing this file; wait for its end or choose another name");
+  }
   return {};
 }
 
@@ -114,9 +140,10 @@ bool ExportDestination::isStillOurs() const {
 
 Outcome<void> ExportDestination::commit() {
   if (!claim_.valid() || !isStillOurs())
-    return refuse(path_, "another export took its place; choose another name");
+    return refuse(path_, "another export took its place; choose another name", kExportOvertaken);
   if (auto moved = moveInPlace(); !moved) return moved;
   isCommitted_ = true;
+  if (folder_) folder_->keep();
   // The new name reaches the disk with the folder. Some file systems cannot sync one.
   const FileDescriptor folder(::open(folderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.valid()) (void)::fsync(folder.get());
@@ -128,12 +155,7 @@ Outcome<void> ExportDestination::moveInPlace() const {
     if (::rename(temporary_.c_str(), path_.c_str()) == 0) return {};
     return std::unexpected(posixError(errno, "could not replace " + path_));
   }
-  if (::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) return {};
-  // A file system without this operation: a link is never made over a file either.
-  if (errno == EINVAL && ::link(temporary_.c_str(), path_.c_str()) == 0) {
-    ::unlink(temporary_.c_str());
-    return {};
-  }
+  if (moveWithoutReplacing(temporary_, path_)) return {};
   return std::unexpected(posixError(errno, "could not create " + path_));
 }
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "base/AtomicFile.h"
 #include "editor/MultiTrackEditorEngine.h"
 #include "editor/SessionExporter.h"
 
@@ -124,9 +123,6 @@ bool MultiTrackEditorEngine::exportStems(const std::string& folder, const Export
   return startExport(
       !stems.empty(), kNoTracksText,
       [&log = context_.log, stems, folder, options](ExportProgress& progress) -> Outcome<void> {
-        if (auto folders = createFolders(folder); !folders)
-          return std::unexpected(Error{folders.error().domain, folders.error().code,
-                                       kFolderFailure + folders.error().description});
         const auto made = SessionExporter(log).exportStems(stems, folder, options, progress);
         return made ? Outcome<void>() : std::unexpected(made.error());
       });
@@ -136,7 +132,9 @@ bool MultiTrackEditorEngine::exportMix(const std::string& to, const ExportFormat
   std::vector<MixTrackInput> inputs;
   for (const auto& track : *trackEngines)
     if (const auto input = track->track(); input && isAudible(track->url())) inputs.push_back(*input);
-  const SessionExporter::Options options{format, recordingBitDepth(context_.settings)};
+  SessionExporter::Options options{format, recordingBitDepth(context_.settings)};
+  options.sampleRate = sampleRate();
+  for (const auto& track : *trackEngines) options.originals.push_back(track->url());
   return startExport(!inputs.empty(), trackEngines->empty() ? kNoTracksText : kAllSilentText,
                      [&log = context_.log, inputs, to, options](ExportProgress& progress) {
                        return SessionExporter(log).exportMix(inputs, to, options, progress);

@@ -62,7 +62,7 @@ Outcome<void> SessionExporter::exportTrack(const MixTrackInput& track, const std
 Outcome<void> SessionExporter::exportMix(const std::vector<MixTrackInput>& tracks,
                                          const std::string& destination, const Options& options,
                                          ExportProgress& progress) {
-  auto mix = SessionMix::open(tracks);
+  auto mix = SessionMix::open(tracks, options.sampleRate);
   const Outcome<void> done = mix ? exportTo(destination, std::move(*mix), urlsOf(tracks), options, progress)
                                  : Outcome<void>(std::unexpected(mix.error()));
   if (!done) log_.error("SessionExporter: mix failed: " + done.error().description);
@@ -70,8 +70,9 @@ Outcome<void> SessionExporter::exportMix(const std::vector<MixTrackInput>& track
 }
 
 Outcome<void> SessionExporter::exportTo(const std::string& path, std::unique_ptr<BlockSource> source,
-                                        const std::vector<std::string>& sources, const Options& options,
+                                        std::vector<std::string> sources, const Options& options,
                                         ExportProgress& progress) {
+  sources.insert(sources.end(), options.originals.begin(), options.originals.end());
   auto destination = ExportDestination::prepare(path, sources, options.mayReplace);
   if (!destination) return std::unexpected(destination.error());
   progress.begin(source->length());
@@ -93,14 +94,16 @@ Outcome<std::vector<std::string>> SessionExporter::writeStems(const std::vector<
                                                               const Options& options,
                                                               ExportProgress& progress) {
   std::int64_t totalFrames = 0;
-  std::vector<std::string> sources;
+  std::vector<std::string> sources = options.originals;
   for (const Stem& stem : stems) {
     totalFrames += stem.input.range.length();
     sources.push_back(stem.input.url);
   }
   progress.begin(totalFrames);
 
-  std::vector<ExportDestination> destinations;
+  auto made = ExportFolder::make(folder);
+  if (!made) return std::unexpected(made.error());
+  std::vector<ExportDestination> destinations;  // gone before the folder is
   std::set<std::string> taken;
   for (const Stem& stem : stems) {
     auto source = TrackReader::open(stem.input);
@@ -124,6 +127,7 @@ Outcome<std::vector<std::string>> SessionExporter::writeStems(const std::vector<
     }
     paths.push_back(destination.path());
   }
+  made->keep();
   return paths;
 }
 

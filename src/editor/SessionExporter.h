@@ -24,6 +24,8 @@ class SessionExporter {
     ExportFormat format = {};
     RecordingBitDepth depth = RecordingBitDepth::int16;  // of WAV
     bool mayReplace = true;                              // a file that has the name already
+    double sampleRate = 0;                               // of a mix, Hz; 0: that of its first track
+    std::vector<std::string> originals = {};             // stay as they are, as the tracks' files do
   };
   struct Stem {
     MixTrackInput input;
@@ -45,8 +47,7 @@ class SessionExporter {
 
  private:
   Outcome<void> exportTo(const std::string& destination, std::unique_ptr<BlockSource> source,
-                         const std::vector<std::string>& sources, const Options& options,
-                         ExportProgress& progress);
+                         std::vector<std::string> sources, const Options& options, ExportProgress& progress);
   Outcome<std::vector<std::string>> writeStems(const std::vector<Stem>& stems, const std::string& folder,
                                                const Options& options, ExportProgress& progress);
 

@@ -8,17 +8,18 @@
 
 namespace sonmere {
 
-Outcome<std::unique_ptr<SessionMix>> SessionMix::open(std::span<const MixTrackInput> inputs) {
+Outcome<std::unique_ptr<SessionMix>> SessionMix::open(std::span<const MixTrackInput> inputs,
+                                                      double sampleRate) {
   if (inputs.empty()) return std::unexpected(Error{"SessionMix", 1, "there is no track to be mixed"});
   std::vector<std::unique_ptr<BlockSource>> tracks;
   for (const MixTrackInput& input : inputs) {
     auto track = TrackReader::open(input);
     if (!track) return std::unexpected(track.error());
-    const double rate = tracks.empty() ? (*track)->format().sampleRate : tracks[0]->format().sampleRate;
-    if ((*track)->format().sampleRate == rate)
+    if (sampleRate == 0) sampleRate = (*track)->format().sampleRate;
+    if ((*track)->format().sampleRate == sampleRate)
       tracks.push_back(std::move(*track));
     else
-      tracks.push_back(std::make_unique<ResampledSource>(std::move(*track), rate));
+      tracks.push_back(std::make_unique<ResampledSource>(std::move(*track), sampleRate));
   }
   return std::unique_ptr<SessionMix>(new SessionMix(std::move(tracks)));
 }

@@ -9,14 +9,14 @@
 
 namespace sonmere {
 
-// The sum of a session's tracks, all of which begin together. The rate is that of the first track, to which
-// others are brought; the channels are those of the track that has most; the length is that of the longest. A
-// track without a channel of the mix gives its last one, so a mono track is heard on both sides. Nothing is
-// limited or scaled.
+// The sum of a session's tracks, all of which begin together, at one rate to which they are brought. The
+// channels are those of the track that has most; the length is that of the longest. A track without a channel
+// of the mix gives its last one, so a mono track is heard on both sides. Nothing is limited or scaled.
 class SessionMix final : public BlockSource {
  public:
-  // Fails when there is no track or one of them can't be opened.
-  static Outcome<std::unique_ptr<SessionMix>> open(std::span<const MixTrackInput> inputs);
+  // Fails when there is no track or one of them can't be opened. In Hz; 0 is the rate of the first track.
+  static Outcome<std::unique_ptr<SessionMix>> open(std::span<const MixTrackInput> inputs,
+                                                   double sampleRate = 0);
 
   const PCMFormat& format() const override { return format_; }
   std::int64_t length() const override { return length_; }

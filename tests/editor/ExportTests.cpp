@@ -346,7 +346,29 @@ TEST_F(ExportTest, StemsHaveFreeNamesAndAreAllThereOrNone) {
 
   EXPECT_FALSE(
       exporter.exportStems({{a, "x"}, {{path("none.wav"), a.range}, "y"}}, path("none"), {}, progress));
-  EXPECT_TRUE(!fs::exists(path("none")) || fs::is_empty(path("none")));
+  EXPECT_FALSE(fs::exists(path("none"))) << "nor the folder";
+}
+
+TEST_F(ExportTest, AMixHasTheRateItIsToldAndLeavesOtherOriginalsAlone) {
+  const MixTrackInput heard = whole(wav("heard.wav", 44100, 2, 1, 44100));
+  const std::string muted = wav("muted.wav", 100), original = bytesIn(muted);
+  const SessionExporter::Options options{.sampleRate = 48000, .originals = {muted}};
+  ASSERT_TRUE(exporter.exportMix({heard}, path("new/mix.wav"), options, progress));
+  EXPECT_EQ(readBack(path("new/mix.wav")).sampleRate, 48000);
+  EXPECT_EQ(readBack(path("new/mix.wav")).samples.size(), 2u * 48000);
+  EXPECT_FALSE(exporter.exportMix({heard}, muted, options, progress));
+  EXPECT_EQ(bytesIn(muted), original);
+}
+
+TEST_F(ExportTest, FoldersThatWereMadeGoWithAnExportThatFails) {
+  const MixTrackInput input = whole(wav("a.wav", 10000));
+  progress.cancel();
+  EXPECT_FALSE(exporter.exportTrack(input, path("new/deep/b.wav"), {}, progress));
+  EXPECT_FALSE(exporter.exportStems({{input, "x"}, {input, "y"}}, path("new/stems"), {}, progress));
+  EXPECT_EQ(names(), std::vector<std::string>{"a.wav"});
+  fs::create_directory(path("mine"));
+  EXPECT_FALSE(exporter.exportTrack(input, path("mine/deep/b.wav"), {}, progress));
+  EXPECT_TRUE(fs::is_empty(path("mine"))) << "what was there stays";
 }
 
 TEST_F(ExportTest, TheTimeLeftComesFromThePace) {
