@@ -2,8 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cmath>
-#include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -154,7 +155,12 @@ JSON documentToKeep(std::string_view previous) {
 }
 
 // As short as a float can be told: 0.3, not 0.30000001192092896.
-double shortest(float value) { return std::strtod(fmt::format("{}", value).c_str(), nullptr); }
+double shortest(float value) {
+  const std::string text = fmt::format("{}", value);
+  double number = value;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
 
 void encodeTrack(const PersistedTrackEdits& edits, JSON& track) {
   track["trimStartFrame"] = edits.trimStartFrame;
@@ -180,6 +186,36 @@ void encodeAddedTracks(const std::map<std::string, std::vector<std::string>>& ad
       lists[stamp] = names;
   }
   if (lists.empty()) document.erase("addedTracks");
+}
+
+// Entries of the new name are left from a file that is gone.
+bool renameTrack(JSON& tracks, const std::string& from, const std::string& to) {
+  JSON edits;
+  const auto found = tracks.find(from);
+  const bool isFound = found != tracks.end();
+  if (isFound) {
+    edits = std::move(*found);
+    tracks.erase(found);
+  }
+  const bool wasThere = tracks.erase(to) > 0;
+  if (isFound) tracks[to] = std::move(edits);
+  return isFound || wasThere;
+}
+
+bool renameAdded(JSON& lists, const std::string& from, const std::string& to) {
+  bool isChanged = false;
+  for (JSON& names : lists)
+    for (JSON& name : names)
+      if (name == from) {
+        name = to;
+        isChanged = true;
+      }
+  return isChanged;
+}
+
+// A name that is not UTF-8 can't stand in JSON as it is.
+std::string text(const JSON& document) {
+  return document.dump(2, ' ', false, JSON::error_handler_t::replace) + "\n";
 }
 
 }  // namespace
@@ -210,8 +246,17 @@ std::string encode(const PersistedSessionEdits& edits, std::string_view previous
   document["sessionTimestamp"] = edits.sessionTimestamp;
   document["tracks"] = std::move(tracks);
   encodeAddedTracks(edits.addedTracks, document);
-  // A name that is not UTF-8 can't stand in JSON as it is.
-  return document.dump(2, ' ', false, JSON::error_handler_t::replace) + "\n";
+  return text(document);
+}
+
+std::optional<std::string> withFileRenamed(std::string_view json, const std::string& from,
+                                           const std::string& to) {
+  if (from == to || !decode(json)) return std::nullopt;
+  JSON document = parse(json);
+  bool isChanged = false;
+  if (JSON& tracks = document["tracks"]; tracks.is_object()) isChanged |= renameTrack(tracks, from, to);
+  if (document.contains("addedTracks")) isChanged |= renameAdded(document["addedTracks"], from, to);
+  return isChanged ? std::optional(text(document)) : std::nullopt;
 }
 
 }  // namespace sonmere::SessionEditsCodec

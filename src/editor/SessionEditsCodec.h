@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,6 +26,11 @@ Outcome<PersistedSessionEdits> decode(std::string_view json);
 // `exists` holds. A previous document that can't be read, or of a later version, counts as none.
 std::string encode(const PersistedSessionEdits& edits, std::string_view previous,
                    const std::function<bool(const std::string& fileName)>& exists);
+
+// The document with a file under another name and all else as it is, keys that this program does not know
+// too. Nothing when it does not name the file, or is none of ours.
+std::optional<std::string> withFileRenamed(std::string_view json, const std::string& from,
+                                           const std::string& to);
 
 }  // namespace SessionEditsCodec
 }  // namespace sonmere

@@ -65,6 +65,17 @@ void SessionEditsSidecar::save(const PersistedSessionEdits& edits, const fs::pat
       SessionEditsCodec::encode(edits, read(path).value_or(""), [&](const std::string& fileName) {
         return isPlainFileName(fileName) && isThere(sessionFolder / fileName);
       });
+  write(json, path);
+}
+
+void SessionEditsSidecar::fileWasRenamed(const std::string& from, const std::string& to,
+                                         const fs::path& sessionFolder) const {
+  const fs::path path = sessionFolder / kFileName;
+  if (const auto json = SessionEditsCodec::withFileRenamed(read(path).value_or(""), from, to))
+    write(*json, path);
+}
+
+void SessionEditsSidecar::write(const std::string& json, const fs::path& path) const {
   if (const auto written = writeFileAtomically(path, json); !written)
     log_.error("SessionEditsSidecar: write failed: " + written.error().description);
 }

@@ -22,8 +22,13 @@ class SessionEditsSidecar {
   // Keeps what it does not know and the tracks of other sessions in the folder; entries of files that are
   // gone drop out.
   void save(const PersistedSessionEdits& edits, const std::filesystem::path& sessionFolder) const;
+  // A file of the folder got another name: its edits go along.
+  void fileWasRenamed(const std::string& from, const std::string& to,
+                      const std::filesystem::path& sessionFolder) const;
 
  private:
+  void write(const std::string& json, const std::filesystem::path& path) const;
+
   Log& log_;
 };
 

@@ -83,6 +83,23 @@ TEST_F(Sidecar, UnknownKeysAndOtherSessionsSurviveASaveAndGoneFilesDropOut) {
   EXPECT_EQ(saved["addedTracks"]["old"], nlohmann::json({"x.wav"}));
 }
 
+TEST_F(Sidecar, AFileThatIsRenamedKeepsItsEdits) {
+  const std::string json = R"({"schemaVersion":1,"x":1,"tracks":{"a":{"colour":"red"},"gone":{"muted":true}},
+      "addedTracks":{"old":["a","b"]}})";
+  put(json);
+  sidecar.fileWasRenamed("a", "gone", folder.path());
+  const auto saved = nlohmann::json::parse(content());
+  EXPECT_EQ(saved["tracks"], (nlohmann::json{{"gone", {{"colour", "red"}}}})) << "not those of a file before";
+  EXPECT_EQ(saved["addedTracks"]["old"], (nlohmann::json{"gone", "b"}));
+  EXPECT_EQ(saved["x"], 1);
+  for (const std::string& other :
+       {json, std::string(R"({"schemaVersion":2,"tracks":{"c":{}}})"), std::string("{")}) {
+    put(other);
+    sidecar.fileWasRenamed("c", "d", folder.path());
+    EXPECT_EQ(content(), other) << "nothing of it to be renamed";
+  }
+}
+
 TEST_F(Sidecar, WhatIsNoDocumentOfOursGivesOneLineAndIsReplacedByTheNextSave) {
   const std::string deep = R"({"schemaVersion":1,"x":)" + std::string(2000000, '[');
   const std::vector<std::pair<std::string, std::string>> cases = {
