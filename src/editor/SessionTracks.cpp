@@ -35,7 +35,9 @@ std::vector<std::pair<std::string, std::string>> filesOf(const RecordingSession&
   for (const std::string& name : added->second) {
     const std::string url = (folder / name).string();
     const bool isKnown = std::ranges::any_of(files, [&](const auto& file) { return file.first == url; });
-    if (isPlainFileName(name) && !isKnown) files.emplace_back(url, fs::path(name).stem().string());
+    std::error_code ignored;
+    if (isPlainFileName(name) && !isKnown && fs::exists(url, ignored))
+      files.emplace_back(url, fs::path(name).stem().string());
   }
   return files;
 }

@@ -21,8 +21,8 @@ struct SessionTrack {
 };
 
 // The tracks of a session: its files and those that were added to it. Without edits a track is its whole
-// file. What of the edits is not possible in the file is held to it. Fails when a file can't be read.
-// Threads: any but a render thread.
+// file, and an added file that is gone is left out. What of the edits is not possible in the file is held to
+// it. Fails when a file can't be read. Threads: any but a render thread.
 Outcome<std::vector<SessionTrack>> sessionTracks(const RecordingSession& session,
                                                  const std::optional<PersistedSessionEdits>& edits);
 
