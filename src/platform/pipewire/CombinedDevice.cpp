@@ -82,14 +82,14 @@ std::string CombinedDevice::arguments(Side side) const {
   }
   const std::string mediaClass = fmt::format("Audio/{}{}", side == Side::output ? "Sink" : "Source",
                                              description_.isPrivate ? "/Internal" : "");
+  // No group of ours: the members' streams must not run before the combined node does, which they drive.
   return fmt::format(
       "{{ {} combine.mode = {} node.name = {} node.description = {} combine.props = {{ audio.position = {} "
-      "media.class = \"{}\" node.name = {} node.description = {} }} stream.props = {{ node.group = {} }} "
+      "media.class = \"{}\" node.name = {} node.description = {} }} "
       "stream.rules = [ {}] }}",
       server_.remote().empty() ? "" : "remote.name = " + quoted(server_.remote()),
       side == Side::output ? "sink" : "source", quoted(description_.uid), quoted(description_.name),
-      joined(all), mediaClass, quoted(description_.uid), quoted(description_.name), quoted(server_.group()),
-      rules);
+      joined(all), mediaClass, quoted(description_.uid), quoted(description_.name), rules);
 }
 
 Result<AudioDeviceID> CombinedDevice::open() {

@@ -17,6 +17,8 @@ constexpr double kUsualRate = 48000;
 constexpr std::uint32_t kUsualQuantum = 1024;
 constexpr Duration kConnectTimeout = std::chrono::seconds(2);
 constexpr Duration kAnswerTimeout = fromMilliseconds(500);
+// The session manager is a program of its own, and may be busy.
+constexpr Duration kSessionTimeout = std::chrono::seconds(2);
 
 double numberIn(const std::optional<std::string>& text, double otherwise) {
   double value = 0;
@@ -233,7 +235,7 @@ OSStatus PipeWireServer::setDefaultName(DefaultDevice role, const std::string& u
   if (role == DefaultDevice::systemOutput && defaultName(role) == uid) return noErr;
   graph_.defaults().set(0, "default.configured.audio." + side(role), nlohmann::json{{"name", uid}}.dump(),
                         "Spa:String:JSON");
-  const bool isSet = loop_.waitUntil([&] { return defaultName(role) == uid; }, kAnswerTimeout);
+  const bool isSet = loop_.waitUntil([&] { return defaultName(role) == uid; }, kSessionTimeout);
   return isSet ? noErr : kAudioHardwareUnspecifiedError;
 }
 
