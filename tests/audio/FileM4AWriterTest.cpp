@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -272,12 +274,18 @@ TEST(FileM4AWriter, FailedCloseLeavesTheFragments) {
   EXPECT_GT(readAll(*mustOpen(cut)).size() / 2, 12000u);
 }
 
+// A whole run takes 200 places; a few are enough to see that nothing was broken.
+int cutPoints() {
+  const char* count = std::getenv("SONMERE_CUT_POINTS");
+  return count ? std::max(1, std::atoi(count)) : 20;
+}
+
 // However much room there is, a take ends once, and what found room is read by two programs. With WAV the
 // count is exact; with AAC it is whole packets, and lacks at most what had not filled a fragment.
 TEST(FileFullDisk, EveryCutPointLeavesAReadableTake) {
   TemporaryFolder folder;
   constexpr std::size_t kFrames = 24000;
-  constexpr int kCuts = 200;
+  const int cuts = cutPoints();
   for (const bool isAAC : {false, true}) {
     const AudioFileSettings settings = isAAC ? aac() : AudioFileSettings{};
     const std::string whole = folder / "whole", path = folder / (isAAC ? "full.m4a" : "full.wav");
@@ -286,13 +294,13 @@ TEST(FileFullDisk, EveryCutPointLeavesAReadableTake) {
     writeTone(*reference, kFrames);
     ASSERT_TRUE(reference->close());
     const std::uint64_t size = std::filesystem::file_size(whole);
-    for (int cut = 1; cut <= kCuts; ++cut) {
+    for (int cut = 1; cut <= cuts; ++cut) {
       SCOPED_TRACE(testing::Message() << path << ", cut " << cut);
       std::filesystem::remove(path);
       std::int64_t taken = 0;
       {
         // Not a multiple of anything in the file.
-        SizeLimit limit(1000 + (size - 1000) * std::uint64_t(cut) / (kCuts + 1));
+        SizeLimit limit(1000 + (size - 1000) * std::uint64_t(cut) / std::uint64_t(cuts + 1));
         const auto writer = mustCreate(path, settings);
         ASSERT_TRUE(writer);
         taken = writeTone(*writer, kFrames);
@@ -309,7 +317,6 @@ TEST(FileFullDisk, EveryCutPointLeavesAReadableTake) {
       const auto frames = std::int64_t(readAll(**reader).size() / 2);
       EXPECT_GE(frames, isAAC ? taken - 12000 : taken);
       EXPECT_LE(frames, taken + std::int64_t(kBlockFrames) + 1024);
-      if (cut % 20 != 0) continue;
       const std::int64_t other = framesByFFmpeg(path);
       if (isAAC) {
         EXPECT_GE(other, frames);
