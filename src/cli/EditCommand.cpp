@@ -13,11 +13,11 @@
 #include "cli/UserSettings.h"
 #include "editor/LoudnessGain.h"
 #include "editor/LoudnessMeter.h"
+#include "editor/PeakMeter.h"
 #include "editor/SessionExporter.h"
 #include "editor/SourceBitDepth.h"
 #include "editor/TrackReader.h"
 #include "editor/TrimEdit.h"
-#include "editor/WaveformPeakAnalyzer.h"
 
 namespace sonmere {
 
@@ -61,7 +61,7 @@ int Edit::run() {
   auto whole = wholeFile(arguments_.file);
   if (!whole) return work_.badInput(whole.error());
   track_ = std::move(*whole);
-  if (auto read = readEdits(); !read) return work_.badInput(read.error());
+  if (auto read = readEdits(); !read) return work_.fail(read.error());
   if (auto normalised = normalise(); !normalised) return work_.fail(normalised.error());
   if (arguments_.loudness) {
     const auto measured = measure();
@@ -89,7 +89,9 @@ Outcome<void> Edit::readEdits() {
   if (auto read = readFade("--fade-out", arguments_.fadeOut, track_.range.fadeOutFrames); !read) return read;
   if (auto read = readGain(); !read) return read;
   if (!arguments_.save) return {};
-  const auto settings = UserSettings::read();
+  if (auto checked = checkOutputFile(*arguments_.save, std::span(&track_.url, 1), arguments_.force); !checked)
+    return checked;
+  const auto settings = UserSettings::read(work_.warn());
   if (!settings) return std::unexpected(settings.error());
   const auto format = readExportFormat(arguments_.format, *arguments_.save, settings->exportFormat);
   if (!format) return std::unexpected(format.error());
@@ -135,14 +137,14 @@ Outcome<void> Edit::normalise() {
 }
 
 Outcome<void> Edit::normalisePeak() {
-  std::string problem = "normalising was cancelled";
-  work_.log().addSink([&](LogLevel, const std::string& line) { problem = line; });
-  std::atomic<bool> isCancelled = false;
-  const auto peaks = WaveformPeakAnalyzer(work_.log()).analyze(track_.url, &isCancelled, [&](double done) {
-    if (work_.show(done)) isCancelled = true;
-  });
-  if (!peaks) return std::unexpected(Error{"EditCommand", 1, problem});
-  track_.range.gainLinear = TrimEdit::normalizingGain(track_.range, peaks->envelope);
+  MixTrackInput withoutFades = track_;
+  withoutFades.range.fadeInFrames = withoutFades.range.fadeOutFrames = 0;
+  auto source = TrackReader::open(withoutFades);
+  if (!source) return std::unexpected(source.error());
+  const auto peak = measurePeak(**source, work_.progress());
+  if (!peak) return std::unexpected(peak.error());
+  if (*peak == 0) note("--normalise: this is silent; the gain stays as it is");
+  track_.range.gainLinear = TrimEdit::normalizingGain(*peak, track_.range.gainLinear);
   return {};
 }
 

@@ -13,6 +13,8 @@ namespace {
 
 constexpr const char* kFormatHelp =
     "wav, mp3-128, mp3-192, mp3-256 or mp3-320 (default: by the file's extension, else by the settings)";
+constexpr const char* kSessionFormatHelp =
+    "As for edit (default: of a mix by the file's extension, else by the settings; stems are wav)";
 constexpr const char* kForceHelp = "Replace a file that exists";
 constexpr const char* kJSONHelp = "Print one JSON object";
 
@@ -46,10 +48,10 @@ void addEdit(CLI::App& app, std::function<int()>& run) {
       ->type_name("peak|LUFS")
       ->expected(0, 1)
       ->default_str("peak");
-  command->add_option("--save", a->save, "The new file")->type_name("FILE");
-  command->add_option("--format", a->format, kFormatHelp)->type_name("FORMAT");
+  CLI::Option* save = command->add_option("--save", a->save, "The new file")->type_name("FILE");
+  command->add_option("--format", a->format, kFormatHelp)->type_name("FORMAT")->needs(save);
   command->add_flag("--loudness", a->loudness, "Measure the loudness of the result");
-  command->add_flag("--force", a->force, kForceHelp);
+  command->add_flag("--force", a->force, kForceHelp)->needs(save);
   command->add_flag("--json", a->json, kJSONHelp);
   command->callback([a, command, &run] {
     if (command->count("--normalise") > 0 && (!a->normalise || a->normalise->empty())) a->normalise = "peak";
@@ -78,12 +80,12 @@ void addSession(CLI::App& app, std::function<int()>& run) {
   CLI::App* save = session->add_subcommand("export", "Write the mix, or each track by itself");
   addCommon(save);
   CLI::Option* mix =
-      save->add_flag("--mix", a->mix, "All tracks that are heard in one file (this is the default)");
+      save->add_flag("--mix")->description("All tracks that are heard in one file (this is the default)");
   save->add_flag("--stems", a->stems, "Each track to a file of its own")->excludes(mix);
   save->add_option("--out", a->out, "The file of the mix, or the folder of the stems")
       ->type_name("PATH")
       ->required();
-  save->add_option("--format", a->format, kFormatHelp)->type_name("FORMAT");
+  save->add_option("--format", a->format, kSessionFormatHelp)->type_name("FORMAT");
   save->add_flag("--force", a->force, "Replace a file that exists; stems never do");
   save->callback([a, &run] { run = [a] { return runSessionExport(*a); }; });
 }

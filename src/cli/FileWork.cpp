@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <filesystem>
@@ -11,7 +12,9 @@
 #include "cli/ExitStatus.h"
 #include "cli/Text.h"
 #include "editor/ExportDestination.h"
+#include "editor/MP3EncoderError.h"
 #include "editor/SessionExporter.h"
+#include "recording/RecordingsFolder.h"
 
 namespace sonmere {
 
@@ -25,6 +28,20 @@ void noteSignal(int signal) {
   interrupted = signal;
 }
 
+constexpr std::array kSignals = {SIGINT, SIGTERM};
+
+// Formats that are read but not written.
+constexpr std::array kOtherExtensions = {".aif", ".aiff", ".aifc", ".caf", ".flac", ".ogg",  ".oga", ".opus",
+                                         ".m4a", ".mp4",  ".aac",  ".w64", ".au",   ".alac", ".wma", ".mp2"};
+
+// Nothing was done then.
+bool isBadInput(const Error& error) {
+  return error.domain == "Arguments" ||
+         (error.domain == kExportDestinationDomain && error.code != kExportOvertaken) ||
+         (error.domain == kMP3EncoderErrorDomain &&
+          error.code == std::int64_t(MP3EncoderError::unsupportedFormat));
+}
+
 constexpr const char* kFormats = "wav, mp3-128, mp3-192, mp3-256 or mp3-320";
 
 }  // namespace
@@ -34,16 +51,15 @@ FileWork::FileWork(std::string command, std::string what, bool json)
       progress_(runtime_),
       bar_(runtime_, std::move(what), Progress::styleFor(json)) {
   interrupted = 0;
-  std::signal(SIGINT, noteSignal);
-  std::signal(SIGTERM, noteSignal);
+  for (std::size_t i = 0; i < kSignals.size(); ++i)
+    previousHandlers_[i] = std::signal(kSignals[i], noteSignal);
   progress_.onAdvance = [this] {
     if (show(progress_.fraction())) progress_.cancel();
   };
 }
 
 FileWork::~FileWork() {
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
+  for (std::size_t i = 0; i < kSignals.size(); ++i) std::signal(kSignals[i], previousHandlers_[i]);
 }
 
 bool FileWork::show(double fraction) {
@@ -58,7 +74,9 @@ int FileWork::tell(int status, const std::string& text) const {
 }
 
 int FileWork::fail(const Error& error) {
-  const int status = interrupted ? kExitSignalled + interrupted : kExitFailure;
+  const int status = interrupted         ? kExitSignalled + interrupted
+                     : isBadInput(error) ? kExitBadInput
+                                         : kExitFailure;
   const bool isForced = error.domain == kExportDestinationDomain && error.code == kExportWouldReplace;
   return tell(status, error.description + (isForced ? ", or add --force" : ""));
 }
@@ -66,13 +84,31 @@ int FileWork::fail(const Error& error) {
 void FileWork::noteClipping(const ExportFormat& format, RecordingBitDepth depth) const {
   const bool holdsAll = format.kind == ExportFormat::Kind::wav && depth == RecordingBitDepth::float32;
   if (holdsAll || progress_.peak() <= 1) return;
+  const char* const where =
+      format.kind == ExportFormat::Kind::wav ? "was clipped" : "clips where it is played";
   tell(kExitSuccess,
-       fmt::format("the loudest sample is {:.1f} dB above full scale and was clipped; a lower gain "
-                   "keeps it",
-                   20 * std::log10(double(progress_.peak()))));
+       fmt::format("the loudest sample is {:.1f} dB above full scale and {}; a lower gain keeps it",
+                   20 * std::log10(double(progress_.peak())), where));
 }
 
 int FileWork::badInput(const Error& error) const { return tell(kExitBadInput, error.description); }
+
+Outcome<void> checkOutputFile(const std::string& path, std::span<const std::string> sources,
+                              bool mayReplace) {
+  if (auto checked = ExportDestination::check(path, sources, mayReplace); !checked) {
+    if (checked.error().domain == kExportDestinationDomain) return checked;
+    return badArgument(checked.error().description);
+  }
+  std::error_code ignored;
+  return checkOutputFolder(std::filesystem::absolute(path, ignored).parent_path().string());
+}
+
+Outcome<void> checkOutputFolder(const std::string& path) {
+  std::error_code ignored;
+  if (path.empty()) return badArgument("the folder's name is empty");
+  if (isFolderUsable(std::filesystem::absolute(path, ignored).string())) return {};
+  return badArgument(fmt::format("{}: this is no folder that files can be written to", path));
+}
 
 Outcome<ExportFormat> readExportFormat(const std::optional<std::string>& text, const std::string& out,
                                        const ExportFormat& fallback) {
@@ -84,6 +120,8 @@ Outcome<ExportFormat> readExportFormat(const std::optional<std::string>& text, c
     return std::nullopt;
   };
   const auto kind = kindOf(extension);
+  if (std::ranges::find(kOtherExtensions, extension) != kOtherExtensions.end())
+    return badArgument(fmt::format("{}: only WAV and MP3 can be written; name it .wav or .mp3", out));
   if (!text) {
     if (!kind || *kind == fallback.kind) return fallback;
     return ExportFormat{*kind};

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <array>
+#include <span>
 #include <string>
 
 #include "base/LiveRuntime.h"
 #include "base/Log.h"
+#include "cli/ExitStatus.h"
 #include "cli/Progress.h"
 #include "cli/TimeText.h"
+#include "cli/WarningLog.h"
 #include "editor/ExportFormat.h"
 #include "editor/ExportProgress.h"
 #include "editor/TrimRange.h"
@@ -30,21 +34,35 @@ class FileWork {
   bool show(double fraction);
 
   int tell(int status, const std::string& text) const;
-  // Takes the bar away and tells why the work did not succeed; returns the exit status.
+  // Tells lines as they come; not beyond this object's life.
+  WarningLog::Warn warn() const {
+    return [this](const std::string& line) { tell(kExitSuccess, line); };
+  }
+  // Tells why the work did not succeed and returns the exit status, which is that of bad input where what the
+  // arguments name can't be used.
   int fail(const Error& error);
   int badInput(const Error& error) const;
   // Tells when the export that was made did not hold its loudest samples.
   void noteClipping(const ExportFormat& format, RecordingBitDepth depth) const;
 
  private:
+  using SignalHandler = void (*)(int);
+
   const std::string command_;
+  std::array<SignalHandler, 2> previousHandlers_{};
   LiveRuntime runtime_;
   Log log_;
   ExportProgress progress_;
   Progress bar_;
 };
 
+// Whether a file can be written there, to be asked before long work. Changes nothing.
+Outcome<void> checkOutputFile(const std::string& path, std::span<const std::string> sources, bool mayReplace);
+// Whether files can be written to this folder, which need not be there yet. Changes nothing.
+Outcome<void> checkOutputFolder(const std::string& path);
+
 // The format of a file to be written: as `--format` says, else as the extension of `out`, else `fallback`.
+// An extension of something else is an error.
 Outcome<ExportFormat> readExportFormat(const std::optional<std::string>& text, const std::string& out,
                                        const ExportFormat& fallback);
 

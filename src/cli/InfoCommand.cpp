@@ -26,6 +26,7 @@ struct SampleDepth {
 
 struct FileFacts {
   std::string path;
+  MixTrackInput whole;
   std::string container;
   PCMFormat format;
   SampleDepth depth;
@@ -66,7 +67,7 @@ SampleDepth depthOf(const std::string& path) {
 Outcome<FileFacts> factsOf(const std::string& path) {
   FileFacts facts;
   facts.path = path;
-  const auto whole = wholeFile(path);
+  auto whole = wholeFile(path);
   if (!whole) return std::unexpected(whole.error());
   const auto reader = openAudioFile(path);
   if (!reader) return std::unexpected(reader.error());
@@ -74,15 +75,14 @@ Outcome<FileFacts> factsOf(const std::string& path) {
   facts.format = (*reader)->format();
   facts.depth = depthOf(path);
   facts.frames = whole->range.totalFrames;
+  facts.whole = std::move(*whole);
   std::error_code error;
   facts.bytes = std::filesystem::file_size(path, error);
   return facts;
 }
 
-Outcome<Loudness> loudnessOf(const std::string& path, FileWork& work) {
-  const auto whole = wholeFile(path);
-  if (!whole) return std::unexpected(whole.error());
-  const auto source = TrackReader::open(*whole);
+Outcome<Loudness> loudnessOf(const FileFacts& facts, FileWork& work) {
+  const auto source = TrackReader::open(facts.whole);
   if (!source) return std::unexpected(source.error());
   return measureLoudness(**source, work.progress());
 }
@@ -125,7 +125,7 @@ int runInfoCommand(const InfoArguments& arguments) {
   FileWork work("info", "Measuring", arguments.json);
   const auto facts = factsOf(arguments.file);
   if (!facts) return work.badInput(facts.error());
-  const auto loudness = loudnessOf(arguments.file, work);
+  const auto loudness = loudnessOf(*facts, work);
   // What is known is worth more than nothing, in a damaged file all the more.
   arguments.json ? printJSON(*facts, loudness) : printText(*facts, loudness);
   return loudness ? kExitSuccess : work.fail(loudness.error());

@@ -9,7 +9,7 @@ namespace sonmere {
 
 // "-14.2 LUFS, range 5.1 LU, true peak -1.0 dBTP, sample peak -1.3 dBFS".
 std::string loudnessText(const Loudness& loudness);
-// Levels of silence are null.
+// Levels of silence are null, and so is the loudness of what is too short to have one.
 nlohmann::ordered_json loudnessJSON(const Loudness& loudness);
 
 }  // namespace sonmere

@@ -38,16 +38,12 @@ Outcome<Place> placeOf(const RecordingsArguments& arguments, const FileWork& wor
       return badArgument(fmt::format("--folder {}: there is no such folder", *folder));
     return Place{std::move(*folder), false};
   }
-  auto user = UserLibrary::open();
+  auto user = UserLibrary::open(work.warn());
   if (!user) return std::unexpected(user.error());
   const RecordingsLibrary& library = (*user)->library();
   if (*library.folderUnavailable)
     work.tell(kExitSuccess, recordingsFolderUnavailableText(library.defaultFolder()));
   return Place{*library.folderInUse, *library.folderUnavailable};
-}
-
-int failure(FileWork& work, const Error& error) {
-  return error.domain == "Arguments" ? work.badInput(error) : work.fail(error);
 }
 
 RecordingScan scanWithBar(FileWork& work, const std::string& folder) {
@@ -62,7 +58,7 @@ template <class Print>
 int scanAndPrint(const char* command, const RecordingsArguments& arguments, Print&& print) {
   FileWork work(command, "Scanning", arguments.json);
   const auto place = placeOf(arguments, work);
-  if (!place) return failure(work, place.error());
+  if (!place) return work.fail(place.error());
   const RecordingScan scan = scanWithBar(work, place->folder);
   if (scan.error) return work.fail(*scan.error);
   if (work.show(1)) return work.fail({"RecordingsCommand", 1, "the scan was cancelled"});
@@ -70,21 +66,6 @@ int scanAndPrint(const char* command, const RecordingsArguments& arguments, Prin
   const bool isWhole =
       std::ranges::none_of(scan.repairs, [](const auto& repair) { return repair.error.has_value(); });
   return isWhole ? kExitSuccess : kExitFailure;
-}
-
-// Edits of a session know its files by their names.
-void renameInEdits(const std::string& from, const std::string& to, Log& log) {
-  const fs::path folder = fs::path(from).parent_path();
-  const SessionEditsSidecar sidecar(log);
-  auto edits = sidecar.load(folder);
-  if (!edits) return;
-  const std::string oldName = fs::path(from).filename().string(), newName = fs::path(to).filename().string();
-  if (auto track = edits->tracks.extract(oldName)) {
-    track.key() = newName;
-    edits->tracks.insert(std::move(track));
-  }
-  for (auto& [stamp, names] : edits->addedTracks) std::ranges::replace(names, oldName, newName);
-  sidecar.save(*edits, folder);
 }
 
 // The session that the import goes to, and the rate of its files.
@@ -104,7 +85,11 @@ Outcome<Target> targetOf(const RecordingScan& scan, const std::string& stamp) {
 }
 
 Outcome<Target> targetOf(const RecordingsArguments& arguments, FileWork& work, const std::string& folder) {
-  if (arguments.session) return targetOf(scanWithBar(work, folder), *arguments.session);
+  if (arguments.session) {
+    const RecordingScan scan = scanWithBar(work, folder);
+    if (work.show(1)) return std::unexpected(Error{"RecordingsCommand", 1, "the import was cancelled"});
+    return targetOf(scan, *arguments.session);
+  }
   const auto source = openAudioFile(arguments.file);
   if (!source) return badArgument(source.error().description);
   return Target{recordingStamp(VirtualRuntime::today()), (*source)->format().sampleRate};
@@ -117,7 +102,7 @@ Outcome<std::string> folderForNewFile(const RecordingsArguments& arguments, cons
     if (!place) return std::unexpected(place.error());
     return place->folder;
   }
-  auto user = UserLibrary::open();
+  auto user = UserLibrary::open(work.warn());
   if (!user) return std::unexpected(user.error());
   RecordingsLibrary& library = (*user)->library();
   auto folder = library.recordingsFolder();
@@ -202,7 +187,7 @@ int runRecordingsRename(const RecordingsArguments& arguments) {
   std::string path = arguments.file;
   if (path.find('/') == std::string::npos) {
     const auto place = placeOf(arguments, work);
-    if (!place) return failure(work, place.error());
+    if (!place) return work.fail(place.error());
     path = (fs::path(place->folder) / path).string();
   }
   const auto renamed = renameRecording(path, arguments.name, !arguments.dropStamp);
@@ -212,7 +197,10 @@ int runRecordingsRename(const RecordingsArguments& arguments) {
         error.domain == kRecordingRenameDomain || error.code == ENOENT || error.code == ENOTDIR;
     return isInput ? work.badInput(error) : work.fail(error);
   }
-  renameInEdits(path, *renamed, work.log());
+  // Edits of a session know its files by their names.
+  SessionEditsSidecar(work.log())
+      .fileWasRenamed(fs::path(path).filename().string(), fs::path(*renamed).filename().string(),
+                      fs::path(path).parent_path());
   printPath(arguments, "Renamed to", *renamed);
   return kExitSuccess;
 }
@@ -220,9 +208,9 @@ int runRecordingsRename(const RecordingsArguments& arguments) {
 int runRecordingsImport(const RecordingsArguments& arguments) {
   FileWork work("recordings import", "Importing", arguments.json);
   const auto folder = folderForNewFile(arguments, work);
-  if (!folder) return failure(work, folder.error());
+  if (!folder) return work.fail(folder.error());
   const auto target = targetOf(arguments, work, *folder);
-  if (!target) return failure(work, target.error());
+  if (!target) return work.fail(target.error());
   const TaskToken cancel(std::make_shared<std::atomic<bool>>(false));
   const auto imported =
       AudioFileImporter(work.log())
@@ -240,7 +228,7 @@ int runRecordingsImport(const RecordingsArguments& arguments) {
 
 int runRecordingsFolder(const RecordingsArguments& arguments) {
   FileWork work("recordings folder", "", arguments.json);
-  auto user = UserLibrary::open();
+  auto user = UserLibrary::open(work.warn());
   if (!user) return work.fail(user.error());
   if (arguments.useDefault || arguments.newFolder) {
     const int status = changeFolder(work, **user, arguments);

@@ -95,7 +95,8 @@ std::string repairsText(const RecordingScan& scan) {
   std::string out;
   for (const auto& repair : scan.repairs) {
     if (repair.error)
-      out += fmt::format("Could not repair {}: {}\n", printable(repair.name), repair.error->description);
+      out += fmt::format("Could not repair {}: {}\n", printable(repair.name),
+                         printable(repair.error->description));
     else
       out += fmt::format("Repaired {} ({} of audio)\n", printable(repair.name), sizeText(repair.audioBytes));
   }

@@ -25,9 +25,19 @@ namespace sonmere {
 
 namespace {
 
+// Of the sessions that fit a stamp's beginning so many are named.
+constexpr std::size_t kMostNamed = 6;
+
 struct OpenSession {
   RecordingSession session;
   std::vector<SessionTrack> tracks;
+  // A mix has the rate of the session's first file, whether that is heard or not.
+  double sampleRate() const { return tracks.front().input.range.sampleRate; }
+  std::vector<std::string> urls() const {
+    std::vector<std::string> urls;
+    for (const SessionTrack& track : tracks) urls.push_back(track.input.url);
+    return urls;
+  }
   std::vector<MixTrackInput> audible() const {
     std::vector<MixTrackInput> inputs;
     for (const SessionTrack& track : tracks)
@@ -47,8 +57,9 @@ Outcome<RecordingSession> chooseSession(const std::vector<RecordingSession>& ses
   if (fitting.size() == 1) return *fitting[0];
   if (fitting.empty()) return badArgument(fmt::format("{}: there is no session \"{}\"", folder, stamp));
   std::string stamps;
-  for (const RecordingSession* session : fitting)
-    stamps += (stamps.empty() ? "\"" : ", \"") + session->timestampString + "\"";
+  for (std::size_t i = 0; i < std::min(fitting.size(), kMostNamed); ++i)
+    stamps += (stamps.empty() ? "\"" : ", \"") + fitting[i]->timestampString + "\"";
+  if (fitting.size() > kMostNamed) stamps += fmt::format(" and {} more", fitting.size() - kMostNamed);
   return badArgument(fmt::format("\"{}\" fits several sessions: {}", stamp, stamps));
 }
 
@@ -56,7 +67,10 @@ Outcome<OpenSession> openSession(FileWork& work, const SessionArguments& argumen
                                  const UserSettings& settings) {
   if (arguments.stamp.empty()) return badArgument("the session's stamp is empty");
   Outcome<std::string> folder = settings.recordingsFolder;
-  if (arguments.folder) folder = readFolder("--folder", *arguments.folder);
+  if (arguments.folder)
+    folder = readFolder("--folder", *arguments.folder);
+  else if (settings.unavailable)
+    work.tell(kExitSuccess, *settings.unavailable);
   if (!folder) return std::unexpected(folder.error());
   const RecordingScan scan = RecordingScanner(work.log()).scan(*folder, VirtualRuntime::today());
   if (scan.error) return std::unexpected(*scan.error);
@@ -105,8 +119,14 @@ void printTable(const OpenSession& open) {
   }
 }
 
+Outcome<void> requireAudible(const OpenSession& open) {
+  if (!open.audible().empty()) return {};
+  return badArgument("every track is muted, or left out by a solo: there is nothing to mix");
+}
+
 Outcome<Loudness> measureMix(FileWork& work, const OpenSession& open) {
-  auto mix = SessionMix::open(open.audible());
+  if (auto audible = requireAudible(open); !audible) return std::unexpected(audible.error());
+  auto mix = SessionMix::open(open.audible(), open.sampleRate());
   if (!mix) return std::unexpected(mix.error());
   return measureLoudness(**mix, work.progress());
 }
@@ -115,6 +135,13 @@ Outcome<Loudness> measureMix(FileWork& work, const OpenSession& open) {
 Outcome<ExportFormat> formatOf(const SessionArguments& arguments, const UserSettings& settings) {
   if (arguments.stems) return readExportFormat(arguments.format, "", ExportFormat{});
   return readExportFormat(arguments.format, arguments.out, settings.exportFormat);
+}
+
+// What would be found only after much work.
+Outcome<void> checkExport(const OpenSession& open, const SessionArguments& arguments) {
+  if (arguments.stems) return checkOutputFolder(arguments.out);
+  if (auto audible = requireAudible(open); !audible) return audible;
+  return checkOutputFile(arguments.out, open.urls(), arguments.force);
 }
 
 Outcome<std::vector<std::string>> exportTo(FileWork& work, const OpenSession& open,
@@ -135,7 +162,7 @@ Outcome<std::vector<std::string>> exportTo(FileWork& work, const OpenSession& op
 
 int runSessionShow(const SessionArguments& arguments) {
   FileWork work("session", "Measuring", arguments.json);
-  const auto settings = UserSettings::read();
+  const auto settings = UserSettings::read(work.warn());
   if (!settings) return work.fail(settings.error());
   const auto open = openSession(work, arguments, *settings);
   if (!open) return work.badInput(open.error());
@@ -160,15 +187,19 @@ int runSessionShow(const SessionArguments& arguments) {
 
 int runSessionExport(const SessionArguments& arguments) {
   FileWork work("session", "Exporting", arguments.json);
-  const auto settings = UserSettings::read();
+  const auto settings = UserSettings::read(work.warn());
   if (!settings) return work.fail(settings.error());
   const auto format = formatOf(arguments, *settings);
   if (!format) return work.badInput(format.error());
   const auto open = openSession(work, arguments, *settings);
   if (!open) return work.badInput(open.error());
-  const auto paths =
-      exportTo(work, *open, arguments,
-               {.format = *format, .depth = settings->bitDepth, .mayReplace = arguments.force});
+  if (const auto checked = checkExport(*open, arguments); !checked) return work.fail(checked.error());
+  const auto paths = exportTo(work, *open, arguments,
+                              {.format = *format,
+                               .depth = settings->bitDepth,
+                               .mayReplace = arguments.force,
+                               .sampleRate = open->sampleRate(),
+                               .originals = open->urls()});
   if (!paths) return work.fail(paths.error());
   work.noteClipping(*format, settings->bitDepth);
   if (arguments.json) {

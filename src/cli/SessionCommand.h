@@ -8,8 +8,7 @@ namespace sonmere {
 struct SessionArguments {
   std::string stamp;
   std::optional<std::string> folder;
-  bool mix = false;  // the default
-  bool stems = false;
+  bool stems = false;  // else the mix
   std::string out;
   std::optional<std::string> format;
   bool loudness = false;

@@ -5,6 +5,7 @@
 #include "app/FileSettingsStore.h"
 #include "base/NotificationCenter.h"
 #include "base/VirtualRuntime.h"
+#include "cli/WarningLog.h"
 #include "recording/RecordingsLibrary.h"
 
 namespace sonmere {
@@ -13,19 +14,18 @@ namespace sonmere {
 // changed in the settings is written before the command ends. Main thread.
 class UserLibrary {
  public:
-  // Fails when there are settings that can't be read.
-  static Outcome<std::unique_ptr<UserLibrary>> open();
+  // Fails when there are settings that can't be read. `warn` is told when they were damaged, and set aside.
+  static Outcome<std::unique_ptr<UserLibrary>> open(const WarningLog::Warn& warn);
 
   RecordingsLibrary& library() { return library_; }
-  // Warnings of what the library does are for the user.
-  Log& log() { return log_; }
   Outcome<void> save() { return settings_.synchronize(); }
 
  private:
-  UserLibrary();
+  explicit UserLibrary(const WarningLog::Warn& warn);
 
   VirtualRuntime runtime_;
-  Log log_;
+  bool isOpen_ = false;  // from then on the commands tell by themselves
+  WarningLog log_;
   FileSettingsStore settings_;
   NotificationCenter notifications_;
   RecordingsLibrary library_;

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "base/Error.h"
+#include "cli/WarningLog.h"
 #include "editor/ExportFormat.h"
 #include "recording/RecordingBitDepth.h"
 
@@ -10,10 +14,12 @@ namespace sonmere {
 struct UserSettings {
   ExportFormat exportFormat;
   RecordingBitDepth bitDepth = RecordingBitDepth::int16;
-  std::string recordingsFolder;
+  std::string recordingsFolder;            // the default one while the chosen one can't be used
+  std::optional<std::string> unavailable;  // the text for the user in that case
 
-  // Reads the settings file and changes nothing; fails when there is one that can't be read.
-  static Outcome<UserSettings> read();
+  // Fails when there is a settings file that can't be read. `warn` is told when it was damaged, and set
+  // aside.
+  static Outcome<UserSettings> read(const WarningLog::Warn& warn);
 };
 
 }  // namespace sonmere

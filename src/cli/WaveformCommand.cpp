@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "cli/ArgumentText.h"
@@ -61,6 +62,24 @@ Outcome<void> writePictures(const WaveformLayout& layout, const WaveformArgument
   return writePicture(*arguments.svg, waveformSVG(layout), arguments);
 }
 
+Outcome<void> checkPictures(const WaveformArguments& arguments) {
+  const auto normal = [](const std::string& path) { return std::filesystem::path(path).lexically_normal(); };
+  if (arguments.png && arguments.svg && normal(*arguments.png) == normal(*arguments.svg))
+    return badArgument("--png and --svg name the same file; use two names");
+  for (const auto& path : {arguments.png, arguments.svg})
+    if (path)
+      if (auto checked = checkOutputFile(*path, std::span(&arguments.file, 1), arguments.force); !checked)
+        return checked;
+  return {};
+}
+
+// What is behind the dash; in front of it is where in the program it happened.
+std::string reasonIn(const std::string& line) {
+  constexpr std::string_view kDash = " \u2014 ";
+  const std::size_t at = line.find(kDash);
+  return at == std::string::npos ? line : line.substr(at + kDash.size());
+}
+
 nlohmann::ordered_json pathOrNull(const std::optional<std::string>& path) {
   return path ? nlohmann::ordered_json(*path) : nlohmann::ordered_json(nullptr);
 }
@@ -101,13 +120,14 @@ int runWaveformCommand(const WaveformArguments& arguments) {
     return work.tell(kExitBadInput, "name the picture with --png FILE or --svg FILE");
   const auto times = readView(arguments);
   if (!times) return work.badInput(times.error());
+  if (const auto checked = checkPictures(arguments); !checked) return work.fail(checked.error());
   const auto whole = wholeFile(arguments.file);
   if (!whole) return work.badInput(whole.error());
-  const auto view = trimTo(whole->range, "--from", *times);
+  const auto view = trimTo(whole->range, arguments.from ? "--from" : "--to", *times);
   if (!view) return work.badInput(view.error());
 
   std::optional<std::string> damage;
-  work.log().addSink([&](LogLevel, const std::string& line) { damage = line; });
+  work.log().addSink([&](LogLevel, const std::string& line) { damage = reasonIn(line); });
   std::atomic<bool> isCancelled = false;
   const auto peaks = WaveformPeakAnalyzer(work.log()).analyze(arguments.file, &isCancelled, [&](double done) {
     if (work.show(done)) isCancelled = true;

@@ -1,84 +1,12 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-
+#include "FileCommandTest.h"
 #include "audio/file/AudioFileReader.h"
-#include "audio/file/AudioFileWriter.h"
-#include "cli/CommandLine.h"
-#include "support/TemporaryFolder.h"
 
 namespace sonmere {
 namespace {
 
-namespace fs = std::filesystem;
-
-class RecordingsCommandTest : public testing::Test {
- protected:
-  RecordingsCommandTest() {
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
-      const char* value = std::getenv(name);
-      saved.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
-      setenv(name, folder.path().c_str(), 1);
-    }
-    setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
-    fs::create_directory(takes);
-  }
-  ~RecordingsCommandTest() override {
-    for (const auto& [name, value] : saved) value ? setenv(name, value->c_str(), 1) : unsetenv(name);
-    unsetenv("SONMERE_SETTINGS");
-  }
-  struct Run {
-    int status;
-    std::string out;
-    std::string err;
-  };
-  Run run(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "sonmere");
-    std::vector<const char*> words;
-    for (const std::string& argument : arguments) words.push_back(argument.c_str());
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int status = runCommandLine(int(words.size()), words.data());
-    return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
-  }
-  nlohmann::json json(std::vector<std::string> arguments) {
-    arguments.push_back("--json");
-    const Run result = run(std::move(arguments));
-    EXPECT_EQ(result.status, 0) << result.err;
-    return nlohmann::json::parse(result.out);
-  }
-  std::string path(const std::string& name) const { return (folder / name).string(); }
-  // One second at half of full scale.
-  std::string make(const std::string& file, double sampleRate = 48000) {
-    auto writer = createAudioFile(file, {.sampleRate = sampleRate, .channels = 2, .bitDepth = 24});
-    PCMBuffer block((*writer)->processingFormat(), std::uint32_t(sampleRate));
-    block.setFrameLength(std::uint32_t(sampleRate));
-    for (std::uint32_t i = 0; i < block.frameLength(); ++i)
-      block.channel(0)[i] = block.channel(1)[i] = i / 50 % 2 == 0 ? 0.5f : -0.5f;
-    EXPECT_TRUE((*writer)->write(block) && (*writer)->close());
-    return file;
-  }
-  std::string take(const std::string& name, const std::string& stamp = "2026-01-01 10-00-00") {
-    return make(takes + "/" + name + " \u2014 " + stamp + ".wav");
-  }
-  // Takes the size of the audio away and makes the file an old one.
-  static void interrupt(const std::string& file) {
-    std::fstream bytes(file, std::ios::in | std::ios::out | std::ios::binary);
-    std::string head(200, '\0');
-    bytes.read(head.data(), 200);
-    bytes.seekp(std::streamoff(head.find("data") + 4));
-    bytes.write("\0\0\0\0", 4);
-    bytes.close();
-    fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(1));
-  }
-
-  TemporaryFolder folder;
-  std::vector<std::pair<const char*, std::optional<std::string>>> saved;
-  const std::string takes = (folder / "takes").string();
-};
+class RecordingsCommandTest : public FileCommandTest {};
 
 TEST_F(RecordingsCommandTest, ListScanAndRepairTellWhatIsThere) {
   EXPECT_EQ(run({"recordings", "--folder", takes}).out, "There are no recordings in " + takes + ".\n");
@@ -111,11 +39,17 @@ TEST_F(RecordingsCommandTest, RenameKeepsTheStampAndTheEditsAndReplacesNothing) 
   std::ofstream(takes + "/.sonmere-edits.json")
       << nlohmann::json{{"schemaVersion", 1},
                         {"sessionTimestamp", "2026-01-01 10-00-00"},
-                        {"tracks", {{"Sonmere Track 1" + stamp, {{"gainLinear", 0.5}, {"muted", true}}}}}};
+                        {"tracks",
+                         {{"Sonmere Track 1" + stamp, {{"muted", true}, {"colour", "red"}}},
+                          {"Guitar" + stamp, {{"gainLinear", 3}}}}},
+                        {"addedTracks", {{"old", {"Sonmere Track 1" + stamp}}}}};
   EXPECT_EQ(run({"recordings", "rename", "Sonmere Track 1" + stamp, "Guitar", "--folder", takes}).status, 0);
   EXPECT_TRUE(fs::exists(takes + "/Guitar" + stamp));
-  std::ifstream edits(takes + "/.sonmere-edits.json");
-  EXPECT_EQ(nlohmann::json::parse(edits)["tracks"]["Guitar" + stamp]["muted"], true);
+  std::ifstream file(takes + "/.sonmere-edits.json");
+  const auto edits = nlohmann::json::parse(file);
+  EXPECT_EQ(edits["tracks"], (nlohmann::json{{"Guitar" + stamp, {{"muted", true}, {"colour", "red"}}}}))
+      << "what this program does not know goes along, what a file that is gone has left does not";
+  EXPECT_EQ(edits["addedTracks"]["old"][0], "Guitar" + stamp);
 
   const std::string guitar = takes + "/Guitar" + stamp;
   const std::pair<std::string, std::string> refused[] = {{"Sonmere Track 2", "there is such a file already"},
@@ -155,6 +89,7 @@ TEST_F(RecordingsCommandTest, TheFolderIsShownChangedAndGoneBackFrom) {
 
   fs::remove_all(takes);
   std::ofstream(path("takes")) << "a file in its place";
+  EXPECT_NE(run({"session", "show", "2026"}).err.find("folder isn't available"), std::string::npos);
   const Run gone = run({"recordings", "list"});
   EXPECT_EQ(gone.status, 0);
   EXPECT_EQ(gone.out, "There are no recordings in " + standard + ".\n");
