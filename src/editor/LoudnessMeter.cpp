@@ -18,6 +18,9 @@ std::unexpected<Error> failure(std::string text) {
   return std::unexpected(Error{"LoudnessMeter", 1, std::move(text)});
 }
 
+// Below it the weighting has no place for its shelf, which begins at 1.7 kHz.
+constexpr double kLowestSampleRate = 4000;
+
 double decibels(double linear) { return 20 * std::log10(linear); }
 
 }  // namespace
@@ -35,8 +38,9 @@ LoudnessMeter::LoudnessMeter(std::shared_ptr<State> state, const PCMFormat& form
 Outcome<LoudnessMeter> LoudnessMeter::create(const PCMFormat& format) {
   constexpr int kMode = EBUR128_MODE_I | EBUR128_MODE_LRA | EBUR128_MODE_TRUE_PEAK | EBUR128_MODE_SAMPLE_PEAK;
   auto state = std::make_shared<State>();
-  state->library =
-      ebur128_init(format.channels, static_cast<unsigned long>(std::lround(format.sampleRate)), kMode);
+  if (format.sampleRate >= kLowestSampleRate)
+    state->library =
+        ebur128_init(format.channels, static_cast<unsigned long>(std::lround(format.sampleRate)), kMode);
   if (!state->library)
     return failure(fmt::format("the loudness of {} channels at {} Hz can't be measured", format.channels,
                                format.sampleRate));

@@ -3,7 +3,11 @@
 #include <fmt/format.h>
 #include <lame/lame.h>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
+
+#include "dsp/VectorMath.h"
 
 namespace sonmere {
 
@@ -14,6 +18,19 @@ constexpr int kOutputBytes = 65536;
 static_assert(MP3Encoder::kMostFrames / 4 * 5 + 7200 <= kOutputBytes);
 
 constexpr int kQuality = 2;
+
+// The library ends the program over samples that are no numbers, or whose squares have no end.
+constexpr float kLoudest = 1024;
+
+bool isEncodable(const float* samples, std::uint32_t frames) {
+  return maxMagnitude(samples, frames) <= kLoudest;  // false for what is no number
+}
+
+std::vector<float> encodable(const float* samples, std::uint32_t frames) {
+  std::vector<float> result(samples, samples + frames);
+  for (float& sample : result) sample = std::isnan(sample) ? 0 : std::clamp(sample, -kLoudest, kLoudest);
+  return result;
+}
 
 }  // namespace
 
@@ -71,6 +88,13 @@ Outcome<std::span<const std::uint8_t>> MP3Encoder::encode(const PCMBuffer& buffe
   if (frames == 0) return std::span<const std::uint8_t>();
   const float* left = buffer.channel(0) + from;
   const float* right = channels_ == 2 && buffer.format().channels >= 2 ? buffer.channel(1) + from : left;
+  std::vector<float> mendedLeft, mendedRight;
+  if (!isEncodable(left, frames) || !isEncodable(right, frames)) {
+    mendedLeft = encodable(left, frames);
+    mendedRight = encodable(right, frames);
+    left = mendedLeft.data();
+    right = mendedRight.data();
+  }
   const int result =
       lame_encode_buffer_ieee_float(lame_, left, right, int(frames), outputBuffer_.get(), kOutputBytes);
   if (result < 0)

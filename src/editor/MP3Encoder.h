@@ -26,7 +26,8 @@ class MP3Encoder {
   MP3Encoder& operator=(const MP3Encoder&) = delete;
 
   // Bytes of the MP3 that are complete; valid until the next call. Of a buffer with more channels than the
-  // encoder the first are taken; a mono buffer feeds both sides. At most kMostFrames frames at once.
+  // encoder the first are taken; a mono buffer feeds both sides. At most kMostFrames frames at once. What is
+  // no number is encoded as silence, and what is 60 dB above full scale or more as that.
   static constexpr std::uint32_t kMostFrames = 32768;
   Outcome<std::span<const std::uint8_t>> encode(const PCMBuffer& buffer, std::uint32_t from,
                                                 std::uint32_t frames);

@@ -242,6 +242,19 @@ TEST_F(ExportTest, MP3sAreRefusedWhatTheyCannotHold) {
   EXPECT_EQ(names(), (std::vector<std::string>{"old.mp3", "six.wav"}));
 }
 
+TEST_F(ExportTest, SamplesThatAreNoNumbersEndNoExport) {
+  std::vector<float> samples = noise(2 * 20000);
+  for (std::size_t i = 0; i < samples.size(); i += 997)
+    samples[i] = std::array{NAN, INFINITY, -INFINITY, 3e38f}[i % 4];
+  const std::string source =
+      makeAudioFile(path("odd.wav"), SF_FORMAT_WAV | SF_FORMAT_FLOAT, 48000, 2, samples);
+  for (const ExportFormat& format : {ExportFormat{}, kMP3}) {
+    const std::string out = path(std::string("out.") + format.fileExtension());
+    ASSERT_TRUE(exporter.exportTrack(whole(source), out, {.format = format}, progress));
+    EXPECT_TRUE(std::ranges::all_of(readBack(out).samples, [](float x) { return std::isfinite(x); }));
+  }
+}
+
 TEST_F(ExportTest, WritersTakeBlocksOfAnySizeAndFinishOnce) {
   PCMBuffer large({48000, 2}, 100000);
   large.setFrameLength(100000);
@@ -400,6 +413,8 @@ TEST_F(ExportTest, LoudnessIsThatOfOtherMetersAndGivesTheGain) {
   EXPECT_EQ(most.gainLinear, 16);
   EXPECT_TRUE(most.isLimited);
   EXPECT_EQ(gainToLoudness({.integratedLUFS = -INFINITY}, -14).gainLinear, 1);
+  EXPECT_FALSE(LoudnessMeter::create({100, 1})) << "the weighting needs more";
+  EXPECT_TRUE(LoudnessMeter::create({8000, 1}));
 }
 
 }  // namespace
