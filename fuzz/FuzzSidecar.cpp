@@ -29,6 +29,14 @@ void requireHeld(const PersistedTrackEdits& edits) {
   require(held.gainLinear >= 0 && held.gainLinear <= TrimEdit::kMaximumGain);
 }
 
+void requireRenamed(std::string_view json, const std::string& name, const PersistedTrackEdits& edits) {
+  const std::string newName = name + "2";
+  const auto renamed = SessionEditsCodec::withFileRenamed(json, name, newName);
+  require(renamed.has_value());
+  const auto tracks = SessionEditsCodec::decode(*renamed)->tracks;
+  require(tracks.contains(newName) && tracks.at(newName) == edits && !tracks.contains(name));
+}
+
 }  // namespace
 
 void fuzzSidecar(const std::uint8_t* data, std::size_t size) {
@@ -40,6 +48,8 @@ void fuzzSidecar(const std::uint8_t* data, std::size_t size) {
     return;
   }
   for (const auto& [name, track] : edits->tracks) requireHeld(track);
+  if (!edits->tracks.empty())
+    requireRenamed(json, edits->tracks.begin()->first, edits->tracks.begin()->second);
   std::erase_if(edits->addedTracks, [](const auto& list) { return list.second.empty(); });
   edits->schemaVersion = PersistedSessionEdits::kSchemaVersion;
   const std::string saved = SessionEditsCodec::encode(*edits, json, everythingExists);

@@ -42,8 +42,8 @@ Outcome<LoudnessMeter> LoudnessMeter::create(const PCMFormat& format) {
     state->library =
         ebur128_init(format.channels, static_cast<unsigned long>(std::lround(format.sampleRate)), kMode);
   if (!state->library)
-    return failure(fmt::format("the loudness of {} channels at {} Hz can't be measured", format.channels,
-                               format.sampleRate));
+    return failure(fmt::format("the loudness of audio at {} Hz with {} channel{} can't be measured",
+                               format.sampleRate, format.channels, format.channels == 1 ? "" : "s"));
   return LoudnessMeter(std::move(state), format);
 }
 
