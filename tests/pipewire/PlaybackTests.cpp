@@ -88,7 +88,7 @@ TEST_F(PipeWirePlayback, AnEditIsHeardToTheSampleAndTheOutputGivenBack) {
     match = findSignal(ear.heard(), expected);
     return match.length == expected.size();
   })) << match.length
-      << " of " << expected.size() << " samples, gaps: " << match.gaps;
+      << " of " << expected.size() << " samples from " << match.from << " on, gaps: " << match.gaps;
   (*engine)->close();
   hardware.stopDevice(track, *procedure);
   hardware.destroyIOProc(track, *procedure);

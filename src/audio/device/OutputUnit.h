@@ -41,6 +41,9 @@ class OutputUnit {
   virtual OSStatus initialize() = 0;
   virtual OSStatus uninitialize() = 0;
   virtual OSStatus start() = 0;
+  // Whether what the render callback makes from now on reaches the device. Where the server connects units,
+  // callbacks may run before it has, and what they make is lost.
+  virtual bool isHeard() const { return true; }
   // No callback runs once it has returned.
   virtual OSStatus stop() = 0;
 

@@ -20,6 +20,9 @@ constexpr Duration kTeardownWait = std::chrono::seconds(5);
 constexpr Duration kChangeSettleTime = fromMilliseconds(150);
 constexpr Duration kRestartSettleTime = std::chrono::seconds(2);
 constexpr Duration kRestartTime = fromMilliseconds(50);
+// A fresh unit is connected within tens of milliseconds.
+constexpr Duration kHeardInterval = fromMilliseconds(5);
+constexpr Duration kHeardTimeout = fromMilliseconds(500);
 constexpr double kSameRateHz = 1.0;
 
 }  // namespace
@@ -107,7 +110,7 @@ void PlaybackEngine::play(Request request) {
   // Set below: the event needs the feeder that it comes from.
   auto weak = std::make_shared<std::weak_ptr<PlaybackFeeder>>();
   events.primed = [this, weak] {
-    if (const auto feeder = weak->lock()) begin(feeder);
+    if (const auto feeder = weak->lock()) beginOnceHeard(feeder, kHeardTimeout);
   };
   pending_ = {std::make_shared<PlaybackFeeder>(runtime_, worker_, std::move(program),
                                                std::move(request.tracks), sampleRate_, std::move(events)),
@@ -116,8 +119,14 @@ void PlaybackEngine::play(Request request) {
   pending_.feeder->start();
 }
 
-void PlaybackEngine::begin(const std::shared_ptr<PlaybackFeeder>& feeder) {
+void PlaybackEngine::beginOnceHeard(const std::shared_ptr<PlaybackFeeder>& feeder, Duration patience) {
   if (feeder != pending_.feeder || !unit_) return;
+  if (patience <= Duration::zero() || unit_->isHeard()) return begin();
+  untilHeard_ = runtime_.mainQueue().postAfter(
+      kHeardInterval, [this, feeder, patience] { beginOnceHeard(feeder, patience - kHeardInterval); });
+}
+
+void PlaybackEngine::begin() {
   endFeeder(playing_);
   playing_ = std::exchange(pending_.feeder, nullptr);
   timeline_ = playing_->program()->timeline;

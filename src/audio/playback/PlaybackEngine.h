@@ -57,7 +57,8 @@ class PlaybackEngine {
   };
   Outcome<void> build();
   void teardown();
-  void begin(const std::shared_ptr<PlaybackFeeder>& feeder);
+  void beginOnceHeard(const std::shared_ptr<PlaybackFeeder>& feeder, Duration patience);
+  void begin();
   void endFeeder(std::shared_ptr<PlaybackFeeder>& feeder);
   void listen();
   void unlisten();
@@ -84,7 +85,7 @@ class PlaybackEngine {
   std::shared_ptr<PlaybackFeeder> playing_;
   Pending pending_;
   std::shared_ptr<PlaybackTimeline> timeline_;
-  ScopedTask idle_;
+  ScopedTask idle_, untilHeard_;
   std::shared_ptr<PlaybackEngine*> self_ = std::make_shared<PlaybackEngine*>(this);
 };
 

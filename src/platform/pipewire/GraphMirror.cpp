@@ -57,7 +57,7 @@ NodeState stateOf(pw_node_state state) {
 
 std::string_view GraphNode::property(std::string_view key) const { return find(properties, key); }
 
-// A bound node or client.
+// A bound node, client or link.
 struct GraphMirror::Binding {
   GraphMirror* mirror;
   GlobalID id;
@@ -97,6 +97,11 @@ struct GraphMirror::Binding {
     const std::uint32_t count =
         spa_pod_copy_array(&property->value, SPA_TYPE_Float, volumes.data(), std::uint32_t(volumes.size()));
     self->mirror->nodes_[self->id].channelVolumes.assign(volumes.data(), volumes.data() + count);
+  }
+
+  static void linkInfo(void* data, const pw_link_info* info) {
+    auto* self = static_cast<Binding*>(data);
+    self->mirror->links_[self->id].isActive = info->state == PW_LINK_STATE_ACTIVE;
   }
 
   static void clientInfo(void* data, const pw_client_info* info) {
@@ -155,6 +160,16 @@ const GraphNode* GraphMirror::node(GlobalID id) const {
 const GraphClient* GraphMirror::client(GlobalID id) const {
   const auto found = clients_.find(id);
   return found == clients_.end() ? nullptr : &found->second;
+}
+
+bool GraphMirror::isHeard(GlobalID node) const {
+  bool isLinked = false;
+  for (const auto& [id, link] : links_) {
+    if (link.outputNode != node) continue;
+    if (!link.isActive) return false;
+    isLinked = true;
+  }
+  return isLinked;
 }
 
 void GraphMirror::destroy(GlobalID id) {
@@ -233,8 +248,17 @@ void GraphMirror::addPort(GlobalID id, const AppProperties& properties) {
 }
 
 void GraphMirror::addLink(GlobalID id, const AppProperties& properties) {
-  observer_.linkAdded(links_[id] = {id, number(properties, PW_KEY_LINK_OUTPUT_NODE),
-                                    number(properties, PW_KEY_LINK_INPUT_NODE)});
+  static const pw_link_events kEvents = {.version = PW_VERSION_LINK_EVENTS, .info = Binding::linkInfo};
+  const GraphLink link{id, number(properties, PW_KEY_LINK_OUTPUT_NODE),
+                       number(properties, PW_KEY_LINK_INPUT_NODE)};
+  links_[id] = link;
+  auto* proxy =
+      static_cast<pw_proxy*>(pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Link, PW_VERSION_LINK, 0));
+  if (proxy) {
+    auto& binding = bindings_[id] = std::make_unique<Binding>(this, id, proxy);
+    pw_proxy_add_object_listener(proxy, &binding->listener, &kEvents, binding.get());
+  }
+  observer_.linkAdded(link);
 }
 
 void GraphMirror::addMetadata(GlobalID id, const AppProperties& properties) {

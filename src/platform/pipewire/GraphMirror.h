@@ -11,8 +11,8 @@ struct pw_registry;
 
 namespace sonmere {
 
-// What the server has told of its objects so far. Binds nodes and clients as soon as they are announced, for
-// most of their properties come only then. Guarded by the loop's lock.
+// What the server has told of its objects so far. Binds nodes, clients and links as soon as they are
+// announced, for most of their properties and states come only then. Guarded by the loop's lock.
 class GraphMirror {
  public:
   explicit GraphMirror(GraphObserver& observer);
@@ -29,6 +29,8 @@ class GraphMirror {
   const std::map<GlobalID, GraphLink>& links() const { return links_; }
   const GraphNode* node(GlobalID id) const;
   const GraphClient* client(GlobalID id) const;
+  // Whether all links that lead from this node are active, and there is one.
+  bool isHeard(GlobalID node) const;
   // Asks the server to take an object down, one of this program's own.
   void destroy(GlobalID id);
   // One linear volume for all channels of a device's side. False: it has none, or has gone.

@@ -52,6 +52,7 @@ struct GraphLink {
   GlobalID id = 0;
   GlobalID outputNode = 0;
   GlobalID inputNode = 0;
+  bool isActive = false;  // what goes in comes out
 };
 
 }  // namespace sonmere

@@ -136,6 +136,12 @@ OSStatus PipeWireOutputUnit::start() {
   return status;
 }
 
+bool PipeWireOutputUnit::isHeard() const {
+  const PipeWireLoop::Lock lock(server_.loop());
+  const auto node = output_ ? output_->node() : std::nullopt;
+  return node && server_.graph().isHeard(*node);
+}
+
 OSStatus PipeWireOutputUnit::stop() {
   const PipeWireLoop::Lock lock(server_.loop());
   closeSides();

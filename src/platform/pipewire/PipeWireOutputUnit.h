@@ -31,6 +31,7 @@ class PipeWireOutputUnit final : public OutputUnit, private ServerDependent {
   OSStatus initialize() override;
   OSStatus uninitialize() override;
   OSStatus start() override;
+  bool isHeard() const override;
   OSStatus stop() override;
   OSStatus render(const AudioTimeStamp& time, std::uint32_t frames,
                   AudioBufferList buffers) noexcept SONMERE_NONBLOCKING override;
