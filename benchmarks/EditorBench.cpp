@@ -16,9 +16,9 @@
 #include "base/FileDescriptor.h"
 #include "base/VirtualRuntime.h"
 #include "dsp/kernels/PeakKernels.h"
-#include "editor/SessionExporter.h"
-#include "editor/TrackReader.h"
-#include "editor/WaveformPeakAnalyzer.h"
+#include "editor/export/SessionExporter.h"
+#include "editor/track/TrackReader.h"
+#include "editor/waveform/WaveformPeakAnalyzer.h"
 #include "recording/RecordingFileSettings.h"
 
 namespace sonmere {

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "editor/SessionEditsCodec.h"
-#include "editor/TrimEdit.h"
+#include "editor/sidecar/SessionEditsCodec.h"
+#include "editor/track/TrimEdit.h"
 
 namespace sonmere {
 

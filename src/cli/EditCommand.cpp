@@ -11,13 +11,13 @@
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
 #include "cli/UserSettings.h"
-#include "editor/LoudnessGain.h"
-#include "editor/LoudnessMeter.h"
-#include "editor/PeakMeter.h"
-#include "editor/SessionExporter.h"
-#include "editor/SourceBitDepth.h"
-#include "editor/TrackReader.h"
-#include "editor/TrimEdit.h"
+#include "editor/export/LoudnessGain.h"
+#include "editor/export/LoudnessMeter.h"
+#include "editor/export/PeakMeter.h"
+#include "editor/export/SessionExporter.h"
+#include "editor/export/SourceBitDepth.h"
+#include "editor/track/TrackReader.h"
+#include "editor/track/TrimEdit.h"
 
 namespace sonmere {
 

@@ -11,9 +11,9 @@
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/Text.h"
-#include "editor/ExportDestination.h"
-#include "editor/MP3EncoderError.h"
-#include "editor/SessionExporter.h"
+#include "editor/export/ExportDestination.h"
+#include "editor/export/MP3EncoderError.h"
+#include "editor/export/SessionExporter.h"
 #include "recording/RecordingsFolder.h"
 
 namespace sonmere {

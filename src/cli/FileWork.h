@@ -10,9 +10,9 @@
 #include "cli/Progress.h"
 #include "cli/TimeText.h"
 #include "cli/WarningLog.h"
-#include "editor/ExportFormat.h"
-#include "editor/ExportProgress.h"
-#include "editor/TrimRange.h"
+#include "editor/export/ExportFormat.h"
+#include "editor/export/ExportProgress.h"
+#include "editor/track/TrimRange.h"
 #include "recording/RecordingBitDepth.h"
 
 namespace sonmere {

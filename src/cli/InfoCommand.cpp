@@ -12,8 +12,8 @@
 #include "cli/FileWork.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
-#include "editor/LoudnessMeter.h"
-#include "editor/TrackReader.h"
+#include "editor/export/LoudnessMeter.h"
+#include "editor/track/TrackReader.h"
 
 namespace sonmere {
 

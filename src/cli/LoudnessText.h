@@ -3,7 +3,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-#include "editor/Loudness.h"
+#include "editor/export/Loudness.h"
 
 namespace sonmere {
 

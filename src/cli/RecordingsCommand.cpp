@@ -13,7 +13,7 @@
 #include "cli/RecordingsPrinter.h"
 #include "cli/Text.h"
 #include "cli/UserLibrary.h"
-#include "editor/SessionEditsSidecar.h"
+#include "editor/sidecar/SessionEditsSidecar.h"
 #include "recording/AudioFileImporter.h"
 #include "recording/RecordingRename.h"
 

@@ -14,11 +14,11 @@
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
 #include "cli/UserSettings.h"
-#include "editor/LoudnessMeter.h"
-#include "editor/SessionEditsSidecar.h"
-#include "editor/SessionExporter.h"
-#include "editor/SessionMix.h"
-#include "editor/SessionTracks.h"
+#include "editor/export/LoudnessMeter.h"
+#include "editor/export/SessionExporter.h"
+#include "editor/export/SessionMix.h"
+#include "editor/sidecar/SessionEditsSidecar.h"
+#include "editor/sidecar/SessionTracks.h"
 #include "recording/RecordingScanner.h"
 
 namespace sonmere {

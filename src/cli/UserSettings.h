@@ -5,7 +5,7 @@
 
 #include "base/Error.h"
 #include "cli/WarningLog.h"
-#include "editor/ExportFormat.h"
+#include "editor/export/ExportFormat.h"
 #include "recording/RecordingBitDepth.h"
 
 namespace sonmere {

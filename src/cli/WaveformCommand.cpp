@@ -10,12 +10,12 @@
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
 #include "cli/Text.h"
-#include "editor/ExportDestination.h"
-#include "editor/ExportFile.h"
-#include "editor/TrackReader.h"
-#include "editor/WaveformPNG.h"
-#include "editor/WaveformPeakAnalyzer.h"
-#include "editor/WaveformSVG.h"
+#include "editor/export/ExportDestination.h"
+#include "editor/export/ExportFile.h"
+#include "editor/track/TrackReader.h"
+#include "editor/waveform/WaveformPNG.h"
+#include "editor/waveform/WaveformPeakAnalyzer.h"
+#include "editor/waveform/WaveformSVG.h"
 
 namespace sonmere {
 

@@ -6,7 +6,7 @@
 #include "base/Error.h"
 #include "base/Observable.h"
 #include "base/Runtime.h"
-#include "editor/ExportProgress.h"
+#include "editor/export/ExportProgress.h"
 
 namespace sonmere {
 

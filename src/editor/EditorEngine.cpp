@@ -4,10 +4,10 @@
 #include <filesystem>
 
 #include "audio/file/StreamResampler.h"
-#include "editor/LoudnessMeter.h"
-#include "editor/SessionExporter.h"
-#include "editor/SourceBitDepth.h"
-#include "editor/TrackReader.h"
+#include "editor/export/LoudnessMeter.h"
+#include "editor/export/SessionExporter.h"
+#include "editor/export/SourceBitDepth.h"
+#include "editor/track/TrackReader.h"
 
 namespace sonmere {
 

@@ -9,15 +9,15 @@
 
 #include "editor/BackgroundWork.h"
 #include "editor/EditHistory.h"
-#include "editor/EditorShortcutAction.h"
 #include "editor/EditorTransport.h"
 #include "editor/EditorViewport.h"
-#include "editor/ExportFormat.h"
-#include "editor/LoudnessGain.h"
-#include "editor/MixTrackInput.h"
-#include "editor/TrackPlaybackReader.h"
-#include "editor/TrimEdit.h"
-#include "editor/WaveformView.h"
+#include "editor/export/ExportFormat.h"
+#include "editor/export/LoudnessGain.h"
+#include "editor/keys/EditorShortcutAction.h"
+#include "editor/track/MixTrackInput.h"
+#include "editor/track/TrackPlaybackReader.h"
+#include "editor/track/TrimEdit.h"
+#include "editor/waveform/WaveformView.h"
 
 namespace sonmere {
 

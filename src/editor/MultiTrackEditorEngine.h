@@ -14,7 +14,7 @@
 #include "editor/EditorEngine.h"
 #include "editor/ScrubAudioPlayer.h"
 #include "editor/SessionEditState.h"
-#include "editor/SessionEditsKeeper.h"
+#include "editor/sidecar/SessionEditsKeeper.h"
 #include "recording/RecordingSession.h"
 
 namespace sonmere {

@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "editor/MultiTrackEditorEngine.h"
-#include "editor/SessionExporter.h"
+#include "editor/export/SessionExporter.h"
 
 // The part of the multi-track editor that is heard: playing, scrubbing, exporting.
 

@@ -8,8 +8,8 @@
 
 #include "AudioFiles.h"
 #include "base/VirtualRuntime.h"
-#include "editor/SessionExporter.h"
-#include "editor/TrackReader.h"
+#include "editor/export/SessionExporter.h"
+#include "editor/track/TrackReader.h"
 
 namespace sonmere {
 namespace {

@@ -2,7 +2,7 @@
 #include <set>
 
 #include "EditorWorld.h"
-#include "editor/EditorShortcutsMonitor.h"
+#include "editor/keys/EditorShortcutsMonitor.h"
 
 namespace sonmere {
 namespace {

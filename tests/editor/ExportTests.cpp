@@ -11,14 +11,14 @@
 #include "base/SettingsStore.h"
 #include "base/VirtualRuntime.h"
 #include "dsp/kernels/SampleKernels.h"
-#include "editor/ExportWriter.h"
-#include "editor/FadeGain.h"
-#include "editor/LoudnessGain.h"
-#include "editor/LoudnessMeter.h"
-#include "editor/MP3Encoder.h"
-#include "editor/SessionExporter.h"
-#include "editor/SessionMix.h"
-#include "editor/TrackReader.h"
+#include "editor/export/ExportWriter.h"
+#include "editor/export/LoudnessGain.h"
+#include "editor/export/LoudnessMeter.h"
+#include "editor/export/MP3Encoder.h"
+#include "editor/export/SessionExporter.h"
+#include "editor/export/SessionMix.h"
+#include "editor/track/FadeGain.h"
+#include "editor/track/TrackReader.h"
 
 namespace sonmere {
 namespace {

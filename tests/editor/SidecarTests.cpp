@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/AtomicFile.h"
-#include "editor/SessionEditsSidecar.h"
+#include "editor/sidecar/SessionEditsSidecar.h"
 #include "fuzz/FuzzSidecar.h"
 #include "support/TemporaryFolder.h"
 

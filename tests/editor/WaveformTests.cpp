@@ -4,12 +4,12 @@
 #include "AudioFiles.h"
 #include "base/VirtualRuntime.h"
 #include "dsp/kernels/PeakKernels.h"
-#include "editor/BlockReader.h"
-#include "editor/PlainWav.h"
-#include "editor/WaveformPNG.h"
-#include "editor/WaveformPeakAnalyzer.h"
-#include "editor/WaveformSVG.h"
-#include "editor/WaveformView.h"
+#include "editor/track/BlockReader.h"
+#include "editor/track/PlainWav.h"
+#include "editor/waveform/WaveformPNG.h"
+#include "editor/waveform/WaveformPeakAnalyzer.h"
+#include "editor/waveform/WaveformSVG.h"
+#include "editor/waveform/WaveformView.h"
 
 namespace sonmere {
 namespace {

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "editor/export/MP3Bitrate.h"
+
+namespace sonmere {
+
+class SettingsStore;
+
+inline constexpr const char* kExportFormatKey = "editor.exportFormat";
+
+// What an export makes: a WAV, or an MP3 of a constant bit rate.
+struct ExportFormat {
+  enum class Kind { wav, mp3 };
+  Kind kind = Kind::wav;
+  MP3Bitrate bitrate = MP3Bitrate::kbps192;  // MP3 only
+
+  bool operator==(const ExportFormat& other) const {
+    return kind == other.kind && (kind == Kind::wav || bitrate == other.bitrate);
+  }
+  const char* fileExtension() const { return kind == Kind::wav ? "wav" : "mp3"; }
+};
+
+// "wav", or "mp3-" and the kilobits a second ("mp3-192").
+std::string name(const ExportFormat& format);
+// Nothing for any other text.
+std::optional<ExportFormat> exportFormat(std::string_view name);
+// In the order in which they are offered.
+const std::vector<ExportFormat>& allExportFormats();
+
+// The user's choice; a missing or unreadable value means WAV. Main thread.
+ExportFormat exportFormat(const SettingsStore& settings);
+void setExportFormat(SettingsStore& settings, const ExportFormat& format);
+
+}  // namespace sonmere

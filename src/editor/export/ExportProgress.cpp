@@ -1,0 +1,38 @@
+#include "editor/export/ExportProgress.h"
+
+#include <algorithm>
+
+namespace sonmere {
+
+namespace {
+
+constexpr Duration kLeastTime = fromMilliseconds(300);
+constexpr double kLeastFraction = 0.005;
+
+}  // namespace
+
+void ExportProgress::begin(std::int64_t totalFrames) {
+  startedAt_ = runtime_.uptime().count();
+  doneFrames_ = 0;
+  peak_ = 0;
+  totalFrames_ = totalFrames;
+}
+
+void ExportProgress::advance(std::int64_t frames) {
+  doneFrames_.fetch_add(frames, std::memory_order_relaxed);
+  if (onAdvance) onAdvance();
+}
+
+double ExportProgress::fraction() const {
+  const std::int64_t total = totalFrames_;
+  return total > 0 ? std::clamp(double(doneFrames_) / double(total), 0.0, 1.0) : 0;
+}
+
+std::optional<Duration> ExportProgress::timeLeft() const {
+  const double done = fraction();
+  const Duration elapsed = runtime_.uptime() - Duration(startedAt_);
+  if (done < kLeastFraction || elapsed < kLeastTime) return std::nullopt;
+  return fromSeconds(toSeconds(elapsed) * (1 - done) / done);
+}
+
+}  // namespace sonmere

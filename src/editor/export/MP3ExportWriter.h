@@ -1,0 +1,30 @@
+#pragma once
+
+#include "editor/export/ExportFile.h"
+#include "editor/export/ExportWriter.h"
+#include "editor/export/MP3Encoder.h"
+
+namespace sonmere {
+
+// Writes an export as MP3, without tags.
+class MP3ExportWriter final : public ExportWriter {
+ public:
+  // On failure no file is left, and one that was there stays unless the new one could not be begun.
+  static Outcome<std::unique_ptr<ExportWriter>> create(const std::string& destination,
+                                                       const PCMFormat& format, MP3Bitrate bitrate);
+
+  Outcome<void> write(const PCMBuffer& buffer) override;
+  Outcome<void> finish() override;
+
+ private:
+  MP3ExportWriter(ExportFile file, std::unique_ptr<MP3Encoder> encoder, const PCMFormat& format);
+
+  Outcome<void> store(const Outcome<std::span<const std::uint8_t>>& encoded);
+
+  ExportFile file_;
+  const std::unique_ptr<MP3Encoder> encoder_;
+  const PCMFormat format_;
+  bool finalized_ = false;
+};
+
+}  // namespace sonmere

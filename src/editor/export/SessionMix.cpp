@@ -1,0 +1,57 @@
+#include "editor/export/SessionMix.h"
+
+#include <algorithm>
+
+#include "dsp/VectorMath.h"
+#include "editor/track/ResampledSource.h"
+#include "editor/track/TrackReader.h"
+
+namespace sonmere {
+
+Outcome<std::unique_ptr<SessionMix>> SessionMix::open(std::span<const MixTrackInput> inputs,
+                                                      double sampleRate) {
+  if (inputs.empty()) return std::unexpected(Error{"SessionMix", 1, "there is no track to be mixed"});
+  std::vector<std::unique_ptr<BlockSource>> tracks;
+  for (const MixTrackInput& input : inputs) {
+    auto track = TrackReader::open(input);
+    if (!track) return std::unexpected(track.error());
+    if (sampleRate == 0) sampleRate = (*track)->format().sampleRate;
+    if ((*track)->format().sampleRate == sampleRate)
+      tracks.push_back(std::move(*track));
+    else
+      tracks.push_back(std::make_unique<ResampledSource>(std::move(*track), sampleRate));
+  }
+  return std::unique_ptr<SessionMix>(new SessionMix(std::move(tracks)));
+}
+
+SessionMix::SessionMix(std::vector<std::unique_ptr<BlockSource>> tracks) : tracks_(std::move(tracks)) {
+  format_ = tracks_[0]->format();
+  for (const auto& track : tracks_) {
+    format_.channels = std::max(format_.channels, track->format().channels);
+    length_ = std::max(length_, track->length());
+    blocks_.emplace_back(track->format(), kSourceBlockFrames);
+  }
+}
+
+Outcome<void> SessionMix::read(PCMBuffer& buffer, std::uint32_t frames) {
+  const std::int64_t most = std::min({frames, buffer.frameCapacity(), kSourceBlockFrames});
+  frames = std::uint32_t(std::min(most, length_ - position_));
+  buffer.setFrameLength(frames);
+  for (std::uint32_t channel = 0; channel < format_.channels; ++channel)
+    std::fill_n(buffer.channel(channel), frames, 0.0f);
+  for (std::size_t i = 0; i < tracks_.size(); ++i)
+    if (tracks_[i]->length() > position_)
+      if (auto added = add(*tracks_[i], blocks_[i], buffer); !added) return added;
+  position_ += frames;
+  return {};
+}
+
+Outcome<void> SessionMix::add(BlockSource& track, PCMBuffer& block, PCMBuffer& mix) {
+  if (auto read = track.read(block, mix.frameLength()); !read) return read;
+  for (std::uint32_t channel = 0; channel < format_.channels; ++channel)
+    addTo(mix.channel(channel), block.channel(std::min(channel, track.format().channels - 1)),
+          block.frameLength());
+  return {};
+}
+
+}  // namespace sonmere

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <vector>
+
+#include "audio/file/AudioFileSettings.h"
+#include "editor/export/ExportFile.h"
+#include "editor/export/ExportWriter.h"
+
+namespace sonmere {
+
+// Writes an export as WAV, and as RF64 from 4 GiB on. Unlike a recording's, its header counts the frames only
+// once it is finished: a file that is not is thrown away.
+class WavExportWriter final : public ExportWriter {
+ public:
+  // On failure no file is left.
+  static Outcome<std::unique_ptr<ExportWriter>> create(const std::string& destination,
+                                                       const AudioFileSettings& settings);
+
+  Outcome<void> write(const PCMBuffer& buffer) override;
+  Outcome<void> finish() override;
+
+ private:
+  WavExportWriter(ExportFile file, const AudioFileSettings& settings);
+
+  void encode(const PCMBuffer& buffer);
+  Outcome<void> flush();
+
+  ExportFile file_;
+  const AudioFileSettings settings_;
+  std::uint64_t frames_ = 0;
+  bool finalized_ = false;
+  std::vector<std::uint8_t> block_, pending_;  // of one buffer; of what is to be written next
+};
+
+}  // namespace sonmere

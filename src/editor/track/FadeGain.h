@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+
+#include "audio/file/PCMBuffer.h"
+#include "editor/track/TrimRange.h"
+
+namespace sonmere {
+
+// Applies a range's fades and gain in place to a block that starts `offset` frames after the range's start.
+// Both fades are straight lines in float32: at p frames after the start the fade-in is p / fadeInFrames, so
+// that its first sample is silent, and the fade-out falls from 1 at its first sample. Overlapping fades
+// multiply. A sample whose gain is exactly 1 keeps its bits.
+void applyFadesAndGain(const TrimRange& range, std::int64_t offset, PCMBuffer& buffer);
+
+}  // namespace sonmere

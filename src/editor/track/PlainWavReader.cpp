@@ -1,0 +1,90 @@
+#include "editor/track/PlainWavReader.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "dsp/kernels/SampleKernels.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr std::size_t kPieceBytes = 200 << 10;
+
+void convert(PlainWav::Encoding encoding, const std::uint8_t* bytes, PCMBuffer& buffer, std::uint32_t from,
+             std::uint32_t frames) {
+  const std::uint32_t channels = buffer.format().channels;
+  if (channels == 2 && encoding == PlainWav::Encoding::int16)
+    return stereoFromInt16(bytes, buffer.channel(0) + from, buffer.channel(1) + from, frames);
+  const auto plane = [&](auto&& planeFrom, std::size_t sampleBytes) {
+    for (std::uint32_t channel = 0; channel < channels; ++channel)
+      planeFrom(bytes + channel * sampleBytes, channels, buffer.channel(channel) + from, frames);
+  };
+  switch (encoding) {
+    case PlainWav::Encoding::int16:
+      return plane(planeFromInt16, 2);
+    case PlainWav::Encoding::int24:
+      return plane(planeFromInt24, 3);
+    case PlainWav::Encoding::float32:
+      return plane(planeFromFloat32, 4);
+  }
+}
+
+}  // namespace
+
+PlainWavReader::PlainWavReader(PlainWav wav, std::string path)
+    : wav_(std::move(wav)),
+      path_(std::move(path)),
+      piece_(std::max<std::size_t>(kPieceBytes / wav_.bytesPerFrame(), 1) * wav_.bytesPerFrame()) {}
+
+Outcome<void> PlainWavReader::seek(std::int64_t frame) {
+  frame = std::clamp<std::int64_t>(frame, 0, wav_.frames);
+  // A short loop stays within one piece, which need not be read anew.
+  const std::int64_t frameBytes = wav_.bytesPerFrame();
+  const std::int64_t pieceStart = position_ - std::int64_t(filled_) / frameBytes;
+  if (frame >= pieceStart && frame < position_) {
+    taken_ = std::size_t((frame - pieceStart) * frameBytes);
+  } else {
+    position_ = frame;
+    taken_ = filled_ = 0;
+  }
+  return {};
+}
+
+Outcome<void> PlainWavReader::read(PCMBuffer& buffer, std::uint32_t frames) {
+  frames = std::min(frames, buffer.frameCapacity());
+  const std::uint32_t frameBytes = wav_.bytesPerFrame();
+  std::uint32_t done = 0;
+  while (done < frames) {
+    if (taken_ == filled_) {
+      if (auto filled = refill(); !filled) return filled;
+      if (filled_ == 0) break;
+    }
+    const auto count = std::uint32_t(std::min<std::size_t>(frames - done, (filled_ - taken_) / frameBytes));
+    convert(wav_.encoding, piece_.data() + taken_, buffer, done, count);
+    taken_ += std::size_t(count) * frameBytes;
+    done += count;
+  }
+  buffer.setFrameLength(done);
+  return {};
+}
+
+Outcome<void> PlainWavReader::refill() {
+  taken_ = filled_ = 0;
+  const std::uint32_t frameBytes = wav_.bytesPerFrame();
+  const auto wanted = std::size_t(
+      std::min<std::int64_t>(std::int64_t(piece_.size()), (wav_.frames - position_) * frameBytes));
+  while (filled_ < wanted) {
+    const ssize_t count = ::pread(wav_.file.get(), piece_.data() + filled_, wanted - filled_,
+                                  off_t(wav_.dataOffset + position_ * frameBytes + std::int64_t(filled_)));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::unexpected(posixError(errno, "could not read " + path_));
+    if (count == 0) break;  // it was cut since it was opened
+    filled_ += std::size_t(count);
+  }
+  filled_ -= filled_ % frameBytes;
+  position_ += std::int64_t(filled_ / frameBytes);
+  return {};
+}
+
+}  // namespace sonmere

@@ -1,0 +1,69 @@
+#include "editor/track/TrackReader.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "editor/track/FadeGain.h"
+
+namespace sonmere {
+
+namespace {
+
+Outcome<void> checkRange(const MixTrackInput& input, std::int64_t frames) {
+  const TrimRange& range = input.range;
+  if (range.startFrame >= 0 && range.startFrame < range.endFrame && (frames < 0 || range.endFrame <= frames))
+    return {};
+  return std::unexpected(Error{"TrackReader", 1,
+                               fmt::format("{}: the range from frame {} to {} is not within its {} frames",
+                                           input.url, range.startFrame, range.endFrame, frames)});
+}
+
+Outcome<std::int64_t> countByReading(BlockReader& reader) {
+  PCMBuffer block(reader.format(), kSourceBlockFrames);
+  std::int64_t frames = 0;
+  do {
+    if (auto read = reader.read(block, block.frameCapacity()); !read) return std::unexpected(read.error());
+    frames += block.frameLength();
+  } while (block.frameLength() > 0);
+  return frames;
+}
+
+}  // namespace
+
+TrackReader::TrackReader(const MixTrackInput& input, std::unique_ptr<BlockReader> file)
+    : input_(input), file_(std::move(file)) {}
+
+Outcome<std::unique_ptr<TrackReader>> TrackReader::open(const MixTrackInput& input) {
+  auto file = BlockReader::open(input.url);
+  if (!file) return std::unexpected(file.error());
+  if (auto checked = checkRange(input, (*file)->frameCount()); !checked)
+    return std::unexpected(checked.error());
+  if (input.range.startFrame > 0)
+    if (auto sought = (*file)->seek(input.range.startFrame); !sought) return std::unexpected(sought.error());
+  return std::unique_ptr<TrackReader>(new TrackReader(input, std::move(*file)));
+}
+
+Outcome<void> TrackReader::read(PCMBuffer& buffer, std::uint32_t frames) {
+  frames =
+      std::uint32_t(std::min<std::int64_t>(std::min(frames, buffer.frameCapacity()), length() - position_));
+  if (auto read = file_->read(buffer, frames); !read) return read;
+  const std::uint32_t found = buffer.frameLength();
+  buffer.setFrameLength(frames);
+  for (std::uint32_t channel = 0; channel < format().channels && found < frames; ++channel)
+    std::fill(buffer.channel(channel) + found, buffer.channel(channel) + frames, 0.0f);
+  applyFadesAndGain(input_.range, position_, buffer);
+  position_ += frames;
+  return {};
+}
+
+Outcome<MixTrackInput> wholeFile(const std::string& path) {
+  auto reader = BlockReader::open(path);
+  if (!reader) return std::unexpected(reader.error());
+  Outcome<std::int64_t> frames = (*reader)->frameCount();
+  if (*frames < 0) frames = countByReading(**reader);
+  if (!frames) return std::unexpected(frames.error());
+  return MixTrackInput{path, TrimRange::whole(*frames, (*reader)->format().sampleRate)};
+}
+
+}  // namespace sonmere

@@ -1,0 +1,87 @@
+#include "editor/waveform/PeakScan.h"
+
+#include <cerrno>
+
+namespace sonmere {
+
+namespace {
+
+class PlainWavScan final : public PeakScan {
+ public:
+  PlainWavScan(PlainWav wav, std::string path) : wav_(std::move(wav)), path_(std::move(path)) {}
+
+  PeakKernels::Find finder() const override {
+    switch (wav_.encoding) {
+      case PlainWav::Encoding::int16:
+        return peakKernels().int16;
+      case PlainWav::Encoding::int24:
+        return peakKernels().int24;
+      default:
+        return peakKernels().float32;
+    }
+  }
+  std::uint32_t bytesPerFrame() const override { return wav_.bytesPerFrame(); }
+
+  Outcome<std::span<const std::uint8_t>> next(std::int64_t frames) override {
+    const std::size_t wanted = std::size_t(frames) * bytesPerFrame();
+    bytes_.resize(wanted + kPeakSlackBytes);
+    std::size_t filled = 0;
+    while (filled < wanted) {
+      const ssize_t count = ::pread(wav_.file.get(), bytes_.data() + filled, wanted - filled,
+                                    off_t(wav_.dataOffset + position_ + std::int64_t(filled)));
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) return std::unexpected(posixError(errno, "could not read " + path_));
+      if (count == 0) break;  // it was cut since it was opened
+      filled += std::size_t(count);
+    }
+    filled -= filled % bytesPerFrame();
+    position_ += std::int64_t(filled);
+    return std::span<const std::uint8_t>(bytes_.data(), filled);
+  }
+
+ private:
+  const PlainWav wav_;
+  const std::string path_;
+  std::int64_t position_ = 0;  // bytes of samples read
+  std::vector<std::uint8_t> bytes_;
+};
+
+class DecodedScan final : public PeakScan {
+ public:
+  explicit DecodedScan(std::unique_ptr<AudioFileReader> reader) : reader_(std::move(reader)) {}
+
+  PeakKernels::Find finder() const override { return peakKernels().float32; }
+  std::uint32_t bytesPerFrame() const override { return reader_->format().channels * sizeof(float); }
+
+  Outcome<std::span<const std::uint8_t>> next(std::int64_t frames) override {
+    const std::size_t channels = reader_->format().channels;
+    samples_.resize(std::size_t(frames) * channels + kPeakSlackBytes / sizeof(float));
+    std::int64_t done = 0;
+    while (done < frames) {
+      const auto count =
+          reader_->read(samples_.data() + std::size_t(done) * channels, std::uint32_t(frames - done));
+      // What came before damage counts; the next call tells of it again.
+      if (!count && done == 0) return std::unexpected(count.error());
+      if (!count || *count == 0) break;
+      done += *count;
+    }
+    return std::span(reinterpret_cast<const std::uint8_t*>(samples_.data()),
+                     std::size_t(done) * bytesPerFrame());
+  }
+
+ private:
+  const std::unique_ptr<AudioFileReader> reader_;
+  std::vector<float> samples_;
+};
+
+}  // namespace
+
+std::unique_ptr<PeakScan> PeakScan::ofPlainWav(PlainWav wav, std::string path) {
+  return std::make_unique<PlainWavScan>(std::move(wav), std::move(path));
+}
+
+std::unique_ptr<PeakScan> PeakScan::ofReader(std::unique_ptr<AudioFileReader> reader) {
+  return std::make_unique<DecodedScan>(std::move(reader));
+}
+
+}  // namespace sonmere

@@ -1,0 +1,137 @@
+#include "editor/waveform/WaveformPeakAnalyzer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include "audio/file/ReaderError.h"
+#include "editor/track/TrackReader.h"
+#include "editor/waveform/PeakScan.h"
+
+namespace sonmere {
+
+namespace {
+
+// A read takes a multiple of this many bins, in about as many bytes as the processor's cache holds best.
+constexpr std::int64_t kBinsPerRead = 32;
+constexpr std::int64_t kReadBytes = 200 << 10;
+// Three days of stereo. A header that tells of more is taken for damage.
+constexpr std::int64_t kMostBins = std::int64_t(1) << 28;
+// More than any compression makes of silence.
+constexpr double kMostFramesPerByte = 8192;
+
+std::int64_t binsPerRead(std::int64_t binFrames, std::uint32_t bytesPerFrame) {
+  const std::int64_t bytes = kBinsPerRead * binFrames * bytesPerFrame;
+  return kBinsPerRead * std::max<std::int64_t>(kReadBytes / bytes, 1);
+}
+
+struct Opened {
+  PCMFormat format;
+  std::int64_t frames = 0;
+  std::unique_ptr<PeakScan> scan;
+};
+
+Outcome<Opened> openScan(const std::string& url) {
+  auto reader = openAudioFile(url);
+  if (!reader) return std::unexpected(reader.error());
+  Opened opened{(*reader)->format(), (*reader)->frameCount(), nullptr};
+  if (opened.frames < 0) {
+    const auto counted = wholeFile(url);
+    if (!counted) return std::unexpected(counted.error());
+    opened.frames = counted->range.totalFrames;
+  }
+  // Memory is taken by what the header says, which may be anything.
+  std::error_code error;
+  const auto bytes = std::filesystem::file_size(url, error);
+  if (!error && double(opened.frames) > double(bytes) * kMostFramesPerByte)
+    return std::unexpected(
+        Error{"WaveformPeakAnalyzer", 1,
+              fmt::format("{}: its header tells of {} frames, more than it can hold", url, opened.frames)});
+  auto plain = PlainWav::open(url, **reader);
+  opened.scan = plain ? PeakScan::ofPlainWav(std::move(*plain), url) : PeakScan::ofReader(std::move(*reader));
+  return opened;
+}
+
+// The lists that one pass fills.
+class PeakLists {
+ public:
+  PeakLists(WaveformPeaks& peaks, std::uint32_t channels, std::int64_t bins) : peaks_(peaks), bins_(bins) {
+    peaks_.summary.channels.assign(channels, std::vector<float>(std::size_t(bins)));
+    peaks_.envelope.channels.assign(channels, std::vector<WaveformBin>(std::size_t(bins)));
+    pairs_.resize(channels);
+  }
+
+  bool isFull() const { return bin_ >= bins_; }
+  void take(PeakKernels::Find find, const std::uint8_t* samples, std::int64_t frames, std::int64_t bins) {
+    bins = std::min(bins, bins_ - bin_);
+    static_assert(sizeof(WaveformBin) == 2 * sizeof(float));
+    for (std::size_t channel = 0; channel < pairs_.size(); ++channel)
+      pairs_[channel] = &peaks_.envelope.channels[channel][std::size_t(bin_)].minValue;
+    find(samples, pairs_.size(), std::size_t(frames), std::size_t(bins), pairs_.data());
+    for (std::size_t channel = 0; channel < pairs_.size(); ++channel)
+      peakKernels().signedPeaks(pairs_[channel], std::size_t(bins),
+                                &peaks_.summary.channels[channel][std::size_t(bin_)]);
+    bin_ += bins;
+  }
+
+ private:
+  WaveformPeaks& peaks_;
+  const std::int64_t bins_;
+  std::int64_t bin_ = 0;
+  std::vector<float*> pairs_;
+};
+
+}  // namespace
+
+std::int64_t WaveformPeakAnalyzer::binFrames(std::int64_t totalFrames, double sampleRate) {
+  const double duration = double(totalFrames) / sampleRate;
+  const double binsPerSecond = duration < 60 ? 5000 : duration < 600 ? 2000 : 1000;
+  return std::max<std::int64_t>(std::llround(sampleRate / binsPerSecond), 1);
+}
+
+std::optional<WaveformPeaks> WaveformPeakAnalyzer::analyze(
+    const std::string& url, const std::atomic<bool>* isCancelled,
+    const std::function<void(double)>& progress) const {
+  WaveformPeaks peaks;
+  peaks.summary.url = url;
+  const auto openFailed = [&](const std::string& why) {
+    log_.error("WaveformPeakAnalyzer: open failed — " + why);
+    return std::nullopt;
+  };
+  auto opened = openScan(url);
+  if (!opened && isFault(opened.error(), ReaderFault::noAudio)) return peaks;
+  if (!opened) return openFailed(opened.error().description);
+
+  const std::int64_t total = opened->frames, frames = binFrames(total, opened->format.sampleRate);
+  peaks.summary.totalFrames = peaks.envelope.totalFrames = total;
+  peaks.summary.sampleRate = peaks.envelope.sampleRate = opened->format.sampleRate;
+  peaks.summary.binFrames = peaks.envelope.binFrames = frames;
+  const std::int64_t bins = total / frames + (total % frames != 0);
+  if (bins > kMostBins / opened->format.channels)
+    return openFailed(fmt::format("{}: {} frames are too many to be drawn", url, total));
+
+  PeakLists lists(peaks, opened->format.channels, bins);
+  PeakScan& scan = *opened->scan;
+  const std::int64_t readFrames = frames * binsPerRead(frames, scan.bytesPerFrame());
+  for (std::int64_t position = 0; position < total && !lists.isFull();) {
+    if (isCancelled && isCancelled->load(std::memory_order_relaxed)) return std::nullopt;
+    const auto block = scan.next(std::min(readFrames, total - position));
+    if (!block) {
+      log_.error(
+          fmt::format("WaveformPeakAnalyzer: read failed at {} — {}", position, block.error().description));
+      break;
+    }
+    const auto count = std::int64_t(block->size() / scan.bytesPerFrame());
+    if (count == 0) break;
+    const std::int64_t whole = count / frames, rest = count % frames;
+    if (whole > 0) lists.take(scan.finder(), block->data(), frames, whole);
+    if (rest > 0) lists.take(scan.finder(), block->data() + whole * frames * scan.bytesPerFrame(), rest, 1);
+    position += count;
+    if (progress) progress(double(position) / double(total));
+  }
+  return peaks;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,81 @@
+#include "editor/waveform/WaveformSVG.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <iterator>
+
+#include "editor/waveform/WaveformColours.h"
+
+namespace sonmere {
+
+namespace {
+
+using namespace WaveformColours;
+
+constexpr int kTickLength = 5;
+// A silent column is still a line that can be seen.
+constexpr double kLeastHalfHeight = 0.4;
+
+// Along the upper edge and back along the lower one.
+std::string outline(const WaveformLayout& layout, std::size_t channel) {
+  const WaveformLayout::Lane& lane = layout.lanes[channel];
+  const auto& columns = layout.columns[channel];
+  std::string path;
+  const auto point = [&](std::size_t x, double y) {
+    fmt::format_to(std::back_inserter(path), "{}{:.1f} {:.2f}", path.empty() ? "M" : "L",
+                   double(layout.plotLeft) + double(x) + 0.5, y);
+  };
+  for (std::size_t x = 0; x < columns.size(); ++x)
+    point(x, std::min(lane.y(columns[x].maxValue), lane.centre() - kLeastHalfHeight));
+  for (std::size_t x = columns.size(); x-- > 0;)
+    point(x, std::max(lane.y(columns[x].minValue), lane.centre() + kLeastHalfHeight));
+  return path + "Z";
+}
+
+// Marks of samples at full scale or beyond, above and below.
+std::string clippedMarks(const WaveformLayout& layout, std::size_t channel) {
+  const WaveformLayout::Lane& lane = layout.lanes[channel];
+  const auto& columns = layout.columns[channel];
+  std::string path;
+  for (std::size_t x = 0; x < columns.size(); ++x) {
+    const std::size_t column = std::size_t(layout.plotLeft) + x;
+    if (columns[x].maxValue >= WaveformLayout::kFullScale)
+      fmt::format_to(std::back_inserter(path), "M{} {}h1v2h-1Z", column, lane.top);
+    if (columns[x].minValue <= -WaveformLayout::kFullScale)
+      fmt::format_to(std::back_inserter(path), "M{} {}h1v2h-1Z", column, lane.top + lane.height - 2);
+  }
+  return path;
+}
+
+}  // namespace
+
+std::string waveformSVG(const WaveformLayout& layout) {
+  std::string svg;
+  const auto add = [&]<class... Args>(fmt::format_string<Args...> form, Args&&... args) {
+    fmt::format_to(std::back_inserter(svg), form, std::forward<Args>(args)...);
+  };
+  add("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\">\n",
+      layout.width, layout.height);
+  add("<rect width=\"{}\" height=\"{}\" fill=\"#{:06x}\"/>\n", layout.width, layout.height, kBackground);
+  for (std::size_t i = 0; i < layout.lanes.size(); ++i) {
+    const WaveformLayout::Lane& lane = layout.lanes[i];
+    add("<g class=\"channel\">\n<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"#{:06x}\"/>\n",
+        layout.plotLeft, lane.top, layout.plotWidth, lane.height, kLane);
+    add("<path d=\"{}\" fill=\"#{:06x}\"/>\n", outline(layout, i), kWave);
+    add("<path d=\"M{} {:.1f}h{}\" stroke=\"#{:06x}\"/>\n", layout.plotLeft, lane.centre(), layout.plotWidth,
+        kCentre);
+    if (const std::string marks = clippedMarks(layout, i); !marks.empty())
+      add("<path class=\"clipped\" d=\"{}\" fill=\"#{:06x}\"/>\n", marks, kClipped);
+    add("</g>\n");
+  }
+  add("<g font-family=\"sans-serif\" font-size=\"10\" fill=\"#{:06x}\" stroke-width=\"1\">\n", kLabel);
+  for (const WaveformLayout::Tick& tick : layout.ticks) {
+    add("<path d=\"M{:.1f} {}v{}\" stroke=\"#{:06x}\"/>", tick.x, layout.axisTop, kTickLength, kAxis);
+    add("<text x=\"{:.1f}\" y=\"{}\">{}</text>\n", tick.x + 3, layout.axisTop + 13, tick.label);
+  }
+  add("</g>\n</svg>\n");
+  return svg;
+}
+
+}  // namespace sonmere
