@@ -9,7 +9,7 @@
 
 #include "Bench.h"
 #include "base/VirtualRuntime.h"
-#include "recording/RecordingScanner.h"
+#include "recording/library/RecordingScanner.h"
 
 namespace sonmere {
 namespace {

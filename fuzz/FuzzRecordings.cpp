@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "recording/MP4Duration.h"
 #include "recording/RecordingFileName.h"
-#include "recording/WavRepair.h"
+#include "recording/library/MP4Duration.h"
+#include "recording/library/WavRepair.h"
 
 namespace sonmere {
 

@@ -14,7 +14,7 @@
 #include "audio/device/EngineContext.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "recording/BusRecordings.h"
-#include "recording/RecordingsLibrary.h"
+#include "recording/library/RecordingsLibrary.h"
 #include "routing/AppTapEngine.h"
 
 namespace sonmere {

@@ -14,8 +14,8 @@
 #include "cli/Text.h"
 #include "cli/UserLibrary.h"
 #include "editor/sidecar/SessionEditsSidecar.h"
-#include "recording/AudioFileImporter.h"
-#include "recording/RecordingRename.h"
+#include "recording/import/AudioFileImporter.h"
+#include "recording/library/RecordingRename.h"
 
 namespace sonmere {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "recording/RecordingScan.h"
+#include "recording/library/RecordingScan.h"
 
 namespace sonmere {
 

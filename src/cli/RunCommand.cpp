@@ -13,7 +13,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
 #include "control/ControlServer.h"
-#include "recording/InotifyFolderWatch.h"
+#include "recording/library/InotifyFolderWatch.h"
 
 namespace sonmere {
 

@@ -19,7 +19,7 @@
 #include "editor/export/SessionMix.h"
 #include "editor/sidecar/SessionEditsSidecar.h"
 #include "editor/sidecar/SessionTracks.h"
-#include "recording/RecordingScanner.h"
+#include "recording/library/RecordingScanner.h"
 
 namespace sonmere {
 

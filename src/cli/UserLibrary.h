@@ -6,7 +6,7 @@
 #include "base/NotificationCenter.h"
 #include "base/VirtualRuntime.h"
 #include "cli/WarningLog.h"
-#include "recording/RecordingsLibrary.h"
+#include "recording/library/RecordingsLibrary.h"
 
 namespace sonmere {
 

@@ -7,7 +7,7 @@
 #include <regex>
 
 #include "audio/file/AudioFileReader.h"
-#include "recording/AudioFileImporter.h"
+#include "recording/import/AudioFileImporter.h"
 
 namespace sonmere {
 

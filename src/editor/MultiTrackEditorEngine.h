@@ -15,7 +15,7 @@
 #include "editor/ScrubAudioPlayer.h"
 #include "editor/SessionEditState.h"
 #include "editor/sidecar/SessionEditsKeeper.h"
-#include "recording/RecordingSession.h"
+#include "recording/library/RecordingSession.h"
 
 namespace sonmere {
 

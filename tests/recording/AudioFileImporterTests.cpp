@@ -1,4 +1,4 @@
-#include "recording/AudioFileImporter.h"
+#include "recording/import/AudioFileImporter.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,8 +13,8 @@
 
 #include "audio/file/AudioFileWriter.h"
 #include "base/FileDescriptor.h"
-#include "recording/ImportFileName.h"
 #include "recording/RecordingFileName.h"
+#include "recording/import/ImportFileName.h"
 #include "support/SizeLimit.h"
 #include "support/TemporaryFolder.h"
 

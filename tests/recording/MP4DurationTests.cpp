@@ -1,4 +1,4 @@
-#include "recording/MP4Duration.h"
+#include "recording/library/MP4Duration.h"
 
 #include <gtest/gtest.h>
 

@@ -9,8 +9,8 @@
 #include "audio/file/AudioFileReader.h"
 #include "base/VirtualRuntime.h"
 #include "recording/BusRecordings.h"
-#include "recording/MP4Duration.h"
-#include "recording/RecordingScanner.h"
+#include "recording/library/MP4Duration.h"
+#include "recording/library/RecordingScanner.h"
 #include "support/SizeLimit.h"
 
 namespace sonmere {

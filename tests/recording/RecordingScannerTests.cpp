@@ -1,4 +1,4 @@
-#include "recording/RecordingScanner.h"
+#include "recording/library/RecordingScanner.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

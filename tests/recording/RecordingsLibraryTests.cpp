@@ -1,4 +1,4 @@
-#include "recording/RecordingsLibrary.h"
+#include "recording/library/RecordingsLibrary.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include "WavBytes.h"
 #include "base/LiveRuntime.h"
 #include "base/VirtualRuntime.h"
-#include "recording/InotifyFolderWatch.h"
+#include "recording/library/InotifyFolderWatch.h"
 
 namespace sonmere {
 namespace {

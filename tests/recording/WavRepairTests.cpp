@@ -1,4 +1,4 @@
-#include "recording/WavRepair.h"
+#include "recording/library/WavRepair.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include "base/Error.h"
 #include "editor/sidecar/PersistedSessionEdits.h"
 #include "editor/track/MixTrackInput.h"
-#include "recording/RecordingSession.h"
+#include "recording/library/RecordingSession.h"
 
 namespace sonmere {
 

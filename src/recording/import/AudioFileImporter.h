@@ -6,8 +6,8 @@
 #include "audio/file/AudioFileReader.h"
 #include "base/Log.h"
 #include "base/TaskToken.h"
-#include "recording/ImportError.h"
 #include "recording/RecordingBitDepth.h"
+#include "recording/import/ImportError.h"
 
 namespace sonmere {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/Time.h"
-#include "recording/WavChunks.h"
+#include "recording/library/WavChunks.h"
 
 namespace sonmere {
 

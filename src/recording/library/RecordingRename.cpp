@@ -1,4 +1,4 @@
-#include "recording/RecordingRename.h"
+#include "recording/library/RecordingRename.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>

@@ -6,7 +6,7 @@
 
 #include "base/Error.h"
 #include "base/Time.h"
-#include "recording/RecordingSession.h"
+#include "recording/library/RecordingSession.h"
 
 namespace sonmere {
 

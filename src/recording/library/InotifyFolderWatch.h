@@ -4,7 +4,7 @@
 
 #include "base/FileDescriptor.h"
 #include "base/FileDescriptorWatcher.h"
-#include "recording/FolderWatch.h"
+#include "recording/library/FolderWatch.h"
 
 namespace sonmere {
 

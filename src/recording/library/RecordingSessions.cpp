@@ -1,4 +1,4 @@
-#include "recording/RecordingSessions.h"
+#include "recording/library/RecordingSessions.h"
 
 #include <algorithm>
 #include <tuple>

@@ -1,4 +1,4 @@
-#include "recording/RecordingScanner.h"
+#include "recording/library/RecordingScanner.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "recording/MP4Duration.h"
-#include "recording/RecordingSessions.h"
-#include "recording/WavRepair.h"
-#include "recording/WavRepairWriter.h"
+#include "recording/library/MP4Duration.h"
+#include "recording/library/RecordingSessions.h"
+#include "recording/library/WavRepair.h"
+#include "recording/library/WavRepairWriter.h"
 
 namespace sonmere {
 

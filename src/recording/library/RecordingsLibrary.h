@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "base/Observable.h"
-#include "recording/FolderWatch.h"
-#include "recording/RecordingScanner.h"
-#include "recording/RecordingSession.h"
 #include "recording/RecordingsFolder.h"
+#include "recording/library/FolderWatch.h"
+#include "recording/library/RecordingScanner.h"
+#include "recording/library/RecordingSession.h"
 
 namespace sonmere {
 

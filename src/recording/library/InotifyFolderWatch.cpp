@@ -1,4 +1,4 @@
-#include "recording/InotifyFolderWatch.h"
+#include "recording/library/InotifyFolderWatch.h"
 
 #include <sys/inotify.h>
 #include <unistd.h>

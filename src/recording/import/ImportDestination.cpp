@@ -1,4 +1,4 @@
-#include "recording/ImportDestination.h"
+#include "recording/import/ImportDestination.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "recording/ReadBytesAt.h"
+#include "recording/library/ReadBytesAt.h"
 
 namespace sonmere {
 

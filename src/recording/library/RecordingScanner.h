@@ -11,9 +11,9 @@
 
 #include "base/Log.h"
 #include "recording/RecordingFileName.h"
-#include "recording/RecordingScan.h"
-#include "recording/RecordingsListing.h"
-#include "recording/WavRepairWriter.h"
+#include "recording/library/RecordingScan.h"
+#include "recording/library/RecordingsListing.h"
+#include "recording/library/WavRepairWriter.h"
 
 namespace sonmere {
 

@@ -1,4 +1,4 @@
-#include "recording/RecordingsLibrary.h"
+#include "recording/library/RecordingsLibrary.h"
 
 #include <cerrno>
 #include <filesystem>

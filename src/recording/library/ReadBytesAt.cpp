@@ -1,4 +1,4 @@
-#include "recording/ReadBytesAt.h"
+#include "recording/library/ReadBytesAt.h"
 
 #include <unistd.h>
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "base/Time.h"
-#include "recording/RecordingFile.h"
+#include "recording/library/RecordingFile.h"
 
 namespace sonmere {
 

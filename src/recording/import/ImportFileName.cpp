@@ -1,4 +1,4 @@
-#include "recording/ImportFileName.h"
+#include "recording/import/ImportFileName.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "recording/WavChunks.h"
+#include "recording/library/WavChunks.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "recording/WavRepairWriter.h"
+#include "recording/library/WavRepairWriter.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 
 #include "base/FileDescriptor.h"
-#include "recording/WavRepair.h"
+#include "recording/library/WavRepair.h"
 
 namespace sonmere {
 

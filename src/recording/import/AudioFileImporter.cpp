@@ -1,4 +1,4 @@
-#include "recording/AudioFileImporter.h"
+#include "recording/import/AudioFileImporter.h"
 
 #include <fmt/format.h>
 
@@ -10,10 +10,10 @@
 #include "audio/file/ReaderError.h"
 #include "audio/file/StreamResampler.h"
 #include "dsp/VectorMath.h"
-#include "recording/ImportDestination.h"
-#include "recording/ImportFileName.h"
 #include "recording/RecordingFileName.h"
 #include "recording/RecordingFileSettings.h"
+#include "recording/import/ImportDestination.h"
+#include "recording/import/ImportFileName.h"
 
 namespace sonmere {
 

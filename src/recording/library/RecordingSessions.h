@@ -3,7 +3,7 @@
 #include <string_view>
 #include <vector>
 
-#include "recording/RecordingSession.h"
+#include "recording/library/RecordingSession.h"
 
 namespace sonmere {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <span>
 
-#include "recording/ReadBytesAt.h"
+#include "recording/library/ReadBytesAt.h"
 
 namespace sonmere {
 

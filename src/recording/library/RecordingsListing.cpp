@@ -1,4 +1,4 @@
-#include "recording/RecordingsListing.h"
+#include "recording/library/RecordingsListing.h"
 
 #include <dirent.h>
 #include <fcntl.h>
