@@ -4,11 +4,14 @@
 #include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <utility>
+
+#include "base/RenameWithoutReplacing.h"
 
 namespace sonmere {
 
@@ -26,25 +29,6 @@ std::unexpected<Error> refuse(const std::string& path, const char* why, std::int
 fs::path folderOf(const std::string& path) {
   const fs::path folder = fs::path(path).parent_path();
   return folder.empty() ? fs::path(".") : folder;
-}
-
-// When the name is taken errno is EEXIST.
-bool moveWithoutReplacing(const std::string& from, const std::string& to) {
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  // A file system without this operation: a link is never made over a file either.
-  if (::link(from.c_str(), to.c_str()) == 0) {
-    ::unlink(from.c_str());
-    return true;
-  }
-  if (errno == EEXIST) return false;
-  // Without links either one can only look first.
-  struct stat status {};
-  if (::lstat(to.c_str(), &status) == 0) {
-    errno = EEXIST;
-    return false;
-  }
-  return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
 // Links at the end of a source's path are followed: it is the file itself that must stay untouched.
@@ -155,7 +139,7 @@ Outcome<void> ExportDestination::moveInPlace() const {
     if (::rename(temporary_.c_str(), path_.c_str()) == 0) return {};
     return std::unexpected(posixError(errno, "could not replace " + path_));
   }
-  if (moveWithoutReplacing(temporary_, path_)) return {};
+  if (renameWithoutReplacing(temporary_, path_)) return {};
   return std::unexpected(posixError(errno, "could not create " + path_));
 }
 

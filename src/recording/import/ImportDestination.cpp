@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "recording/RenameWithoutReplacing.h"
+#include "base/RenameWithoutReplacing.h"
 
 namespace sonmere {
 

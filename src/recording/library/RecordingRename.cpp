@@ -8,8 +8,8 @@
 #include <climits>
 #include <filesystem>
 
+#include "base/RenameWithoutReplacing.h"
 #include "recording/RecordingFileName.h"
-#include "recording/RenameWithoutReplacing.h"
 
 namespace sonmere {
 

@@ -1,4 +1,4 @@
-#include "recording/RenameWithoutReplacing.h"
+#include "base/RenameWithoutReplacing.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,8 +11,14 @@ namespace sonmere {
 
 bool renameWithoutReplacing(const std::string& from, const std::string& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  // Some file systems can't refuse to replace by themselves. Then a look beforehand is all one can do.
   if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system that can't refuse to replace by itself: a link is never made over a file either.
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    ::unlink(from.c_str());
+    return true;
+  }
+  if (errno == EEXIST) return false;
+  // Without links either one can only look first.
   struct stat status {};
   if (::lstat(to.c_str(), &status) == 0) {
     errno = EEXIST;
