@@ -29,7 +29,10 @@ SessionMix::SessionMix(std::vector<std::unique_ptr<BlockSource>> tracks) : track
   for (const auto& track : tracks_) {
     format_.channels = std::max(format_.channels, track->format().channels);
     length_ = std::max(length_, track->length());
-    blocks_.emplace_back(track->format(), kSourceBlockFrames);
+    // Tracks of one format take turns with one block, which stays in the processor's cache.
+    const auto block = std::ranges::find(blocks_, track->format(), &PCMBuffer::format);
+    blockOf_.push_back(std::size_t(block - blocks_.begin()));
+    if (block == blocks_.end()) blocks_.emplace_back(track->format(), kSourceBlockFrames);
   }
 }
 
@@ -41,7 +44,7 @@ Outcome<void> SessionMix::read(PCMBuffer& buffer, std::uint32_t frames) {
     std::fill_n(buffer.channel(channel), frames, 0.0f);
   for (std::size_t i = 0; i < tracks_.size(); ++i)
     if (tracks_[i]->length() > position_)
-      if (auto added = add(*tracks_[i], blocks_[i], buffer); !added) return added;
+      if (auto added = add(*tracks_[i], blocks_[blockOf_[i]], buffer); !added) return added;
   position_ += frames;
   return {};
 }

@@ -31,7 +31,8 @@ class SessionMix final : public BlockSource {
   PCMFormat format_;
   std::int64_t length_ = 0;
   std::int64_t position_ = 0;
-  std::vector<PCMBuffer> blocks_;  // one for each track
+  std::vector<PCMBuffer> blocks_;
+  std::vector<std::size_t> blockOf_;  // each track
 };
 
 }  // namespace sonmere

@@ -9,7 +9,7 @@ namespace sonmere {
 
 namespace {
 
-constexpr std::size_t kPieceBytes = 200 << 10;
+constexpr std::size_t kPieceBytes = 64 << 10;
 
 void convert(PlainWav::Encoding encoding, const std::uint8_t* bytes, PCMBuffer& buffer, std::uint32_t from,
              std::uint32_t frames) {

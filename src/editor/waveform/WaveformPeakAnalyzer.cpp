@@ -58,14 +58,19 @@ Outcome<Opened> openScan(const std::string& url) {
 class PeakLists {
  public:
   PeakLists(WaveformPeaks& peaks, std::uint32_t channels, std::int64_t bins) : peaks_(peaks), bins_(bins) {
-    peaks_.summary.channels.assign(channels, std::vector<float>(std::size_t(bins)));
-    peaks_.envelope.channels.assign(channels, std::vector<WaveformBin>(std::size_t(bins)));
+    peaks_.summary.channels.resize(channels);
+    peaks_.envelope.channels.resize(channels);
+    for (auto& list : peaks_.summary.channels) list.reserve(std::size_t(bins));
+    for (auto& list : peaks_.envelope.channels) list.reserve(std::size_t(bins));
     pairs_.resize(channels);
   }
 
   bool isFull() const { return bin_ >= bins_; }
+  // What was not read is silent.
+  void finish() { grow(bins_); }
   void take(PeakKernels::Find find, const std::uint8_t* samples, std::int64_t frames, std::int64_t bins) {
     bins = std::min(bins, bins_ - bin_);
+    grow(bin_ + bins);
     static_assert(sizeof(WaveformBin) == 2 * sizeof(float));
     for (std::size_t channel = 0; channel < pairs_.size(); ++channel)
       pairs_[channel] = &peaks_.envelope.channels[channel][std::size_t(bin_)].minValue;
@@ -77,6 +82,12 @@ class PeakLists {
   }
 
  private:
+  // As the bins come: memory that was just touched is quick to fill.
+  void grow(std::int64_t bins) {
+    for (auto& list : peaks_.summary.channels) list.resize(std::size_t(bins));
+    for (auto& list : peaks_.envelope.channels) list.resize(std::size_t(bins));
+  }
+
   WaveformPeaks& peaks_;
   const std::int64_t bins_;
   std::int64_t bin_ = 0;
@@ -131,6 +142,7 @@ std::optional<WaveformPeaks> WaveformPeakAnalyzer::analyze(
     position += count;
     if (progress) progress(double(position) / double(total));
   }
+  lists.finish();
   return peaks;
 }
 
