@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -20,6 +19,7 @@
 #include "editor/track/TrackReader.h"
 #include "editor/waveform/WaveformPeakAnalyzer.h"
 #include "recording/RecordingFileSettings.h"
+#include "support/TemporaryFolder.h"
 
 namespace sonmere {
 namespace {
@@ -31,23 +31,6 @@ constexpr std::size_t kSeconds = 300;
 constexpr std::size_t kTracks = 8;
 // Each takes seconds.
 constexpr int kMostMixRounds = 11, kMostMP3Rounds = 3;
-
-class BenchFolder {
- public:
-  BenchFolder() {
-    std::string name = (fs::temp_directory_path() / "sonmere-bench-XXXXXX").string();
-    if (!mkdtemp(name.data())) benchFailed("no temporary folder: " + name);
-    path_ = name;
-  }
-  ~BenchFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  fs::path path_;
-};
 
 // A stereo WAV whose sound is somewhat like music, for the encoder: a few tones and some noise.
 std::vector<char> makeWav(const std::string& path, RecordingBitDepth depth, unsigned seed) {
@@ -115,10 +98,10 @@ void benchPeakKernels(Bench& bench) {
   }
 }
 
-void benchPeakFiles(Bench& bench, const BenchFolder& folder) {
+void benchPeakFiles(Bench& bench, const TemporaryFolder& folder) {
   Log log;
   for (const auto depth : {RecordingBitDepth::int16, RecordingBitDepth::int24, RecordingBitDepth::float32}) {
-    const std::string path = folder / "peaks.wav";
+    const std::string path = (folder / "peaks.wav").string();
     makeWav(path, depth, 3);
     std::size_t total = 0;
     const double value = bench.ratio(
@@ -134,9 +117,10 @@ void benchPeakFiles(Bench& bench, const BenchFolder& folder) {
 }
 
 struct MixWorld {
-  explicit MixWorld(const BenchFolder& folder) : out(folder / "mix.wav"), copy(folder / "copy.wav") {
+  explicit MixWorld(const TemporaryFolder& folder)
+      : out((folder / "mix.wav").string()), copy((folder / "copy.wav").string()) {
     for (unsigned i = 0; i < kTracks; ++i) {
-      const std::string path = folder / fmt::format("track{}.wav", i);
+      const std::string path = (folder / fmt::format("track{}.wav", i)).string();
       const std::vector<char> data = makeWav(path, RecordingBitDepth::int16, i);
       sum.resize(data.size() / 2);
       for (std::size_t s = 0; s < sum.size(); ++s) {
@@ -227,7 +211,7 @@ void benchMP3(Bench& bench, MixWorld& world) {
 }  // namespace
 
 void benchEditor(Bench& bench) {
-  const BenchFolder folder;
+  const TemporaryFolder folder;
   benchPeakKernels(bench);
   benchPeakFiles(bench, folder);
   MixWorld world(folder);

@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <limits>
 #include <random>
 
 #include "Bench.h"
 #include "audio/file/AudioFileWriter.h"
+#include "support/TemporaryFolder.h"
 
 namespace sonmere {
 namespace {
@@ -63,15 +63,13 @@ std::vector<std::int64_t> timesOfCalls(const std::string& path, const std::vecto
 // The cost of a call depends on what it encodes, so that each keeps its least time over the rounds: what
 // other processes do to the caches does not count.
 void benchFiles(Bench& bench) {
-  std::string folder = (std::filesystem::temp_directory_path() / "sonmere-bench-XXXXXX").string();
-  if (!mkdtemp(folder.data())) benchFailed("there is no room for a file in " + folder);
+  const TemporaryFolder folder;
   const auto calls = minuteOfMusic();
   std::vector<std::int64_t> least(calls.size(), std::numeric_limits<std::int64_t>::max());
   for (int round = 0; round < std::clamp(bench.rounds() / 20, 2, 5); ++round) {
-    const auto times = timesOfCalls(folder + "/take.m4a", calls);
+    const auto times = timesOfCalls((folder / "take.m4a").string(), calls);
     std::ranges::transform(least, times, least.begin(), [](auto a, auto b) { return std::min(a, b); });
   }
-  std::filesystem::remove_all(folder);
   const double callTime = kCallFrames / kSampleRate * 1e9;
   const auto worst = double(std::ranges::max(least));
   double sum = 0;

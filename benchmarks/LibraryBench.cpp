@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "Bench.h"
 #include "base/VirtualRuntime.h"
 #include "recording/library/RecordingScanner.h"
+#include "support/TemporaryFolder.h"
 
 namespace sonmere {
 namespace {
@@ -49,14 +49,8 @@ std::string m4aFile() {
 class Library {
  public:
   Library() {
-    std::string name = (fs::temp_directory_path() / "sonmere-bench-XXXXXX").string();
-    if (!mkdtemp(name.data())) benchFailed("no temporary folder");
-    path_ = name;
     for (int i = 0; i < kFiles; ++i) write(i, i % 5 == 4 ? m4aFile() : wavFile(false));
   }
-  ~Library() { fs::remove_all(path_); }
-  Library(const Library&) = delete;
-  Library& operator=(const Library&) = delete;
 
   const std::string& path() const { return path_; }
   void interrupt() const {
@@ -76,7 +70,8 @@ class Library {
     if (!(file << bytes)) benchFailed(name + " can't be written");
   }
 
-  std::string path_;
+  const TemporaryFolder folder_;
+  const std::string path_ = folder_.path().string();
 };
 
 void openAndClose(const std::string& path) {

@@ -18,6 +18,7 @@ class UserLibrary {
   static Outcome<std::unique_ptr<UserLibrary>> open(const WarningLog::Warn& warn);
 
   RecordingsLibrary& library() { return library_; }
+  const SettingsStore& settings() const { return settings_; }
   Outcome<void> save() { return settings_.synchronize(); }
 
  private:

@@ -13,7 +13,6 @@ class TapBatch {
  public:
   TapBatch(RenderScratch& scratch, std::int64_t n) noexcept : scratch_(scratch), n_(n) {}
 
-  bool isEmpty() const noexcept { return count_ == 0; }
   bool isFull() const noexcept { return count_ == kMaxLanes; }
   // Where the next tap's n samples go.
   float* nextBlock() noexcept { return scratch_.block(count_, n_); }

@@ -17,11 +17,6 @@ inline void scale(float* buffer, float gain, std::size_t n) noexcept SONMERE_NON
 inline void addTo(float* target, const float* source, std::size_t n) noexcept SONMERE_NONBLOCKING {
   kernels().addTo(target, source, n);
 }
-// target += source * gain
-inline void addScaled(float* target, const float* source, float gain,
-                      std::size_t n) noexcept SONMERE_NONBLOCKING {
-  kernels().addScaled(target, source, gain, n);
-}
 // Largest |x|; not a number when any value is none.
 inline float maxMagnitude(const float* buffer, std::size_t n) noexcept SONMERE_NONBLOCKING {
   return kernels().maxMagnitude(buffer, n);

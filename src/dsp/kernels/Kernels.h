@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 #include "dsp/kernels/LaneState.h"
@@ -27,11 +28,12 @@ struct Kernels {
 
   void (*scale)(float* block, float gain, std::size_t n) noexcept;
   void (*addTo)(float* target, const float* source, std::size_t n) noexcept;
-  void (*addScaled)(float* target, const float* source, float gain, std::size_t n) noexcept;
   float (*maxMagnitude)(const float* block, std::size_t n) noexcept;
   float (*sumOfSquares)(const float* block, std::size_t n) noexcept;
   void (*deinterleave)(const float* block, float* left, float* right, std::size_t frames) noexcept;
   void (*interleave)(const float* left, const float* right, float* block, std::size_t frames) noexcept;
+  // Of a file's little-endian samples of 16 bits, full scale at 1 = 2^15.
+  void (*stereoFromInt16)(const std::uint8_t* block, float* left, float* right, std::size_t frames) noexcept;
 };
 
 // Those of the best instruction set that this processor has, unless others were chosen. Any thread.

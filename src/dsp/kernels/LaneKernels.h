@@ -137,10 +137,6 @@ void addTo(float* __restrict target, const float* __restrict source, std::size_t
   for (std::size_t i = 0; i < n; ++i) target[i] += source[i];
 }
 
-void addScaled(float* __restrict target, const float* __restrict source, float gain, std::size_t n) noexcept {
-  for (std::size_t i = 0; i < n; ++i) target[i] += source[i] * gain;
-}
-
 // As whole numbers the bits of magnitudes have the order of their values, with what is no number above all.
 float maxMagnitude(const float* block, std::size_t n) noexcept {
   std::int32_t largest = 0;
@@ -185,6 +181,18 @@ void interleave(const float* __restrict left, const float* __restrict right, flo
   }
 }
 
+// A frame at a time as one integer, the right sample in its upper half.
+void stereoFromInt16(const std::uint8_t* __restrict block, float* __restrict left, float* __restrict right,
+                     std::size_t frames) noexcept {
+  constexpr float kScale = 1.0f / 32768;
+  for (std::size_t i = 0; i < frames; ++i) {
+    std::int32_t frame;
+    std::memcpy(&frame, block + 4 * i, sizeof frame);
+    left[i] = float(std::int16_t(frame)) * kScale;
+    right[i] = float(frame >> 16) * kScale;
+  }
+}
+
 // The set for registers of so many bytes.
 template <std::size_t Bytes>
 constexpr Kernels laneKernels(const char* target) {
@@ -196,11 +204,11 @@ constexpr Kernels laneKernels(const char* target) {
       .limitAndMix = limitAndMix<Bytes>,
       .scale = scale,
       .addTo = addTo,
-      .addScaled = addScaled,
       .maxMagnitude = maxMagnitude,
       .sumOfSquares = sumOfSquares,
       .deinterleave = deinterleave,
       .interleave = interleave,
+      .stereoFromInt16 = stereoFromInt16,
   };
 }
 

@@ -1,6 +1,7 @@
 // The loops as they read: what the vector kernels are held to, and what runs where there are none.
 
 #include <cmath>
+#include <cstring>
 
 #include "dsp/kernels/KernelTargets.h"
 
@@ -107,6 +108,17 @@ void interleave(const float* left, const float* right, float* block, std::size_t
   }
 }
 
+// A frame at a time as one integer, the right sample in its upper half.
+void stereoFromInt16(const std::uint8_t* block, float* left, float* right, std::size_t frames) noexcept {
+  constexpr float kScale = 1.0f / 32768;
+  for (std::size_t i = 0; i < frames; ++i) {
+    std::int32_t frame;
+    std::memcpy(&frame, block + 4 * i, sizeof frame);
+    left[i] = float(std::int16_t(frame)) * kScale;
+    right[i] = float(frame >> 16) * kScale;
+  }
+}
+
 }  // namespace
 
 const Kernels kPlainKernels = {
@@ -117,11 +129,11 @@ const Kernels kPlainKernels = {
     .limitAndMix = limitAndMix,
     .scale = scale,
     .addTo = addTo,
-    .addScaled = addScaled,
     .maxMagnitude = maxMagnitude,
     .sumOfSquares = sumOfSquares,
     .deinterleave = deinterleave,
     .interleave = interleave,
+    .stereoFromInt16 = stereoFromInt16,
 };
 
 }  // namespace sonmere

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #if defined(__SSE2__)
-#include <immintrin.h>
+#include <emmintrin.h>
 #endif
 
 namespace sonmere {
@@ -42,46 +42,9 @@ __m128i roundedInt16(__m128 samples) {
   const __m128 scaled = _mm_mul_ps(number, _mm_set1_ps(kScale16));
   return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(scaled, _mm_set1_ps(-kScale16)), _mm_set1_ps(kScale16 - 1)));
 }
-
-// As many whole eights as there are; returns how many frames that was.
-[[gnu::target("avx2")]] std::size_t eightsFromInt16(const std::uint8_t* frames, float* left, float* right,
-                                                    std::size_t count) noexcept {
-  const __m256 scale = _mm256_set1_ps(1 / kScale16);
-  std::size_t i = 0;
-  for (; i + 8 <= count; i += 8) {
-    const __m256i eight = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(frames + 4 * i));
-    const __m256i l = _mm256_srai_epi32(_mm256_slli_epi32(eight, 16), 16), r = _mm256_srai_epi32(eight, 16);
-    _mm256_storeu_ps(left + i, _mm256_mul_ps(_mm256_cvtepi32_ps(l), scale));
-    _mm256_storeu_ps(right + i, _mm256_mul_ps(_mm256_cvtepi32_ps(r), scale));
-  }
-  return i;
-}
-
-bool hasEights() {
-  static const bool has = __builtin_cpu_supports("avx2");
-  return has;
-}
 #endif
 
 }  // namespace
-
-void stereoFromInt16(const std::uint8_t* frames, float* left, float* right, std::size_t count) noexcept {
-  std::size_t i = 0;
-#if defined(__SSE2__)
-  if (hasEights()) i = eightsFromInt16(frames, left, right, count);
-  const __m128 scale = _mm_set1_ps(1 / kScale16);
-  for (; i + 4 <= count; i += 4) {
-    const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i*>(frames + 4 * i));
-    const __m128i l = _mm_srai_epi32(_mm_slli_epi32(four, 16), 16), r = _mm_srai_epi32(four, 16);
-    _mm_storeu_ps(left + i, _mm_mul_ps(_mm_cvtepi32_ps(l), scale));
-    _mm_storeu_ps(right + i, _mm_mul_ps(_mm_cvtepi32_ps(r), scale));
-  }
-#endif
-  for (; i < count; ++i) {
-    left[i] = fromInt16(frames + 4 * i);
-    right[i] = fromInt16(frames + 4 * i + 2);
-  }
-}
 
 void planeFromInt16(const std::uint8_t* samples, std::size_t channels, float* plane,
                     std::size_t count) noexcept {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/SampleKernels.h"
 
 namespace sonmere {
@@ -15,7 +16,7 @@ void convert(PlainWav::Encoding encoding, const std::uint8_t* bytes, PCMBuffer& 
              std::uint32_t frames) {
   const std::uint32_t channels = buffer.format().channels;
   if (channels == 2 && encoding == PlainWav::Encoding::int16)
-    return stereoFromInt16(bytes, buffer.channel(0) + from, buffer.channel(1) + from, frames);
+    return kernels().stereoFromInt16(bytes, buffer.channel(0) + from, buffer.channel(1) + from, frames);
   const auto plane = [&](auto&& planeFrom, std::size_t sampleBytes) {
     for (std::uint32_t channel = 0; channel < channels; ++channel)
       planeFrom(bytes + channel * sampleBytes, channels, buffer.channel(channel) + from, frames);
