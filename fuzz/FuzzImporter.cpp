@@ -39,7 +39,7 @@ void exercise(const std::string& path, double sampleRate) {
   if (!opened) return require(opened.error().description.starts_with(path));
   const PCMFormat source = (*opened)->format();
   require(source.channels >= 1 && source.channels <= 64);
-  require(source.sampleRate >= 1 && source.sampleRate <= 768000);
+  require(source.sampleRate >= 1000 && source.sampleRate <= 768000);
   const std::int64_t frames = (*opened)->frameCount();
   require(frames >= -1);
   const PCMFormat target{sampleRate, std::min(source.channels, 2u)};

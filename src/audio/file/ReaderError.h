@@ -13,6 +13,7 @@ enum class ReaderFault { notAFile = 1, notDecodable, noAudio, outOfRange, noModu
 inline constexpr const char* kReaderErrorDomain = "AudioFileReader";
 
 // Header values beyond these are taken for damage.
+inline constexpr int kMinReaderSampleRate = 1000;  // no device plays less
 inline constexpr int kMaxReaderSampleRate = 768000;
 inline constexpr int kMaxReaderChannels = 64;
 
@@ -26,7 +27,7 @@ inline bool isFault(const Error& error, ReaderFault fault) {
 
 // Refuses a format that no real recording has.
 inline Outcome<void> checkFormat(const std::string& path, std::int64_t sampleRate, std::int64_t channels) {
-  if (sampleRate < 1 || sampleRate > kMaxReaderSampleRate) {
+  if (sampleRate < kMinReaderSampleRate || sampleRate > kMaxReaderSampleRate) {
     return std::unexpected(
         readerError(ReaderFault::outOfRange,
                     path + ": a sample rate of " + std::to_string(sampleRate) + " Hz can't be read"));

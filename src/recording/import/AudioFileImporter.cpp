@@ -23,7 +23,7 @@ constexpr std::uint32_t kBlockFrames = 4096;
 constexpr std::uint32_t kMostChannels = 2;
 
 Outcome<void> checkTarget(const AudioFileImporter::Request& request) {
-  if (!(request.sampleRate >= 1 && request.sampleRate <= kMaxReaderSampleRate)) {
+  if (!(request.sampleRate >= kMinReaderSampleRate && request.sampleRate <= kMaxReaderSampleRate)) {
     return std::unexpected(ImportError::targetFormatInvalid(
         fmt::format("a session can't have a sample rate of {} Hz", request.sampleRate)));
   }
