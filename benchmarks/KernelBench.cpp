@@ -132,8 +132,7 @@ class ChainPair {
         }
         const std::int64_t begin = elapsedTime();
         if (tap == taps_) master = equaliserLane(masterCoefficients_, masterDelays_);
-        batch.equalise();
-        batch.boost();
+        batch.equaliseAndBoost();
         batch.limitAndMix(out_.data(), tap == taps_ ? &master : nullptr);
         time += elapsedTime() - begin;
       }
@@ -258,8 +257,7 @@ class BusBeside {
     alone_.fill(0);
     const std::int64_t begin = elapsedTime();
     EqualiserLane master = equaliserLane(coefficients_, delays_);
-    batch.equalise();
-    batch.boost();
+    batch.equaliseAndBoost();
     batch.limitAndMix(alone_.data(), &master);
     saveDelays(master, delays_);
     gain_ = limitUnlessSilent(alone_.data(), kSamples, kFrames, 0.9f, gain_, kBusQuietThreshold,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <iterator>
 #include <numbers>
 
@@ -61,10 +62,18 @@ EQCoefficients build(const AppEQSettings& settings, Angle&& angleOf) {
 }
 
 template <class Coefficients>
-EqualiserLane makeLane(const Coefficients& coefficients, const RTDoubles& delays) {
+void narrow(const Coefficients& coefficients, EqualiserLane& lane) noexcept {
+  for (std::size_t k = 0; k < kEQCoefficientCount; ++k) {
+    float* frame = lane.frames[EqualiserLane::coefficient(k)];
+    frame[0] = frame[1] = float(coefficients[k]);
+  }
+}
+
+template <class Coefficients>
+EqualiserLane makeLane(const Coefficients& coefficients, const RTDoubles& delays) noexcept {
   EqualiserLane lane;
-  for (std::size_t k = 0; k < kEQCoefficientCount; ++k) lane.coefficients[k] = float(coefficients[k]);
-  for (std::size_t k = 0; k < std::size(lane.delays); ++k) lane.delays[k] = float(delays[k]);
+  narrow(coefficients, lane);
+  loadDelays(lane, delays);
   return lane;
 }
 
@@ -86,8 +95,31 @@ EqualiserLane equaliserLane(const EQCoefficients& coefficients,
   return makeLane(coefficients, delays);
 }
 
+void setCoefficients(EqualiserLane& lane, const RTDoubles& coefficients) noexcept SONMERE_NONBLOCKING {
+  narrow(coefficients, lane);
+}
+
+void loadDelays(EqualiserLane& lane, const RTDoubles& delays) noexcept SONMERE_NONBLOCKING {
+  for (std::size_t section = 0; section < 3; ++section)
+    for (std::size_t z = 0; z < 2; ++z) {
+      float* frame = lane.frames[EqualiserLane::delay(section, z)];
+      frame[0] = float(delays[4 * section + z]);
+      frame[1] = float(delays[4 * section + 2 + z]);
+    }
+}
+
 void saveDelays(const EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING {
-  for (std::size_t k = 0; k < std::size(lane.delays); ++k) delays.set(k, lane.delays[k]);
+  typedef float Narrow __attribute__((vector_size(4 * sizeof(float))));
+  typedef double Wide __attribute__((vector_size(4 * sizeof(double))));
+  for (std::size_t section = 0; section < 3; ++section) {
+    Narrow narrow;  // z1 left, z1 right, z2 left, z2 right
+    std::memcpy(&narrow, lane.frames[EqualiserLane::delay(section, 0)], sizeof narrow);
+    const Wide wide = __builtin_convertvector(narrow, Wide);
+    delays.set(4 * section, wide[0]);
+    delays.set(4 * section + 1, wide[2]);
+    delays.set(4 * section + 2, wide[1]);
+    delays.set(4 * section + 3, wide[3]);
+  }
 }
 
 double equaliserCurveDb(const AppEQSettings& settings, double f) {

@@ -32,6 +32,9 @@ EqualiserLane equaliserLane(const RTDoubles& coefficients,
                             const RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
 EqualiserLane equaliserLane(const EQCoefficients& coefficients,
                             const RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
+// Parts of that, for a lane that is kept from block to block.
+void setCoefficients(EqualiserLane& lane, const RTDoubles& coefficients) noexcept SONMERE_NONBLOCKING;
+void loadDelays(EqualiserLane& lane, const RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
 void saveDelays(const EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
 
 // All of it, in place over `frames` interleaved stereo frames. Render thread.

@@ -24,6 +24,8 @@ class TapBatch {
   void equalise() noexcept SONMERE_NONBLOCKING;
   // The part of a volume above 100 %: multiplies only then.
   void boost() noexcept SONMERE_NONBLOCKING;
+  // Both at once, where nobody wants to see the blocks in between.
+  void equaliseAndBoost() noexcept SONMERE_NONBLOCKING;
   // The limiters that are on, or that a boost calls for, so that it never passes the ceiling; then each tap
   // is added to `sum`; then the sum's own equaliser runs, if there is one.
   void limitAndMix(float* sum, EqualiserLane* sumEqualiser) noexcept SONMERE_NONBLOCKING;
@@ -37,11 +39,22 @@ class TapBatch {
     float* block;
     float volume, ceiling, gain;
     bool isSilent;
+    bool isBeside;  // among those that lie side by side, and whose peaks are known
+    float peak;
+    bool isLimited;
+
+    float boost() const noexcept { return volume > 1.0f ? volume : 1.0f; }
   };
+
+  void runEqualisers(bool withBoosts) noexcept;
+  bool isToBeLimited(Tap& tap) const noexcept;
+  bool canAllPassLimiters() const noexcept;
+  void bringBack() noexcept;
 
   RenderScratch& scratch_;
   const std::int64_t n_;
   std::size_t count_ = 0;
+  std::size_t besideCount_ = 0;
   Tap taps_[kMaxLanes];
 };
 

@@ -73,10 +73,13 @@ void mixBatch(const TapList& taps, std::size_t& next, VolumeMixerOutputContext& 
     if (tap.isMuted || !holds[count].emplace(tap.claim)) continue;
     if (enter(tap, batch, master, n)) members[count++] = &tap;
   }
-  batch.equalise();
-  if (context.flags.spectrumWanted())
+  if (context.flags.spectrumWanted()) {
+    batch.equalise();
     for (std::size_t i = 0; i < count; ++i) members[i]->fftBuffer.feed(batch.block(i), n);
-  batch.boost();
+    batch.boost();
+  } else {
+    batch.equaliseAndBoost();
+  }
   batch.limitAndMix(out, next == taps.size() ? outputEqualiser : nullptr);
 }
 

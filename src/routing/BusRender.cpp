@@ -104,8 +104,7 @@ bool mixBatch(const TapList& taps, std::size_t& next, OutputAUContext& context, 
     if (!holds[count].emplace(tap.claim)) continue;
     if (enter(tap, batch, n)) members[count++] = &tap;
   }
-  batch.equalise();
-  batch.boost();
+  batch.equaliseAndBoost();
   const bool isLast = next == taps.size();
   batch.limitAndMix(out, isLast ? sumEqualiser : nullptr);
   for (std::size_t i = 0; i < count; ++i)

@@ -1,5 +1,6 @@
 // Every set of kernels that this processor can run, against the plain loops of the tests.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -70,99 +71,133 @@ struct Stream {
   RTDoubles delays{kEQDelayCount};
   float gain = 1, expectedGain = 1;
   std::vector<float> actual, expected;
+
+  void begin(const EQCoefficients& chosen) {
+    coefficients = chosen;
+    state = {};
+    delays.zeroFill();
+  }
+  void next(std::vector<float> block) {
+    actual = expected = std::move(block);
+    // What is no number stays in a filter and in a gain for good: such a stream begins anew.
+    if (std::isnan(float(delays[0]) + float(delays[5]) + float(delays[10]))) begin(coefficients);
+    if (std::isnan(gain)) gain = 1;
+  }
+  bool hasExpectedDelays() const {
+    for (std::size_t k = 0; k < 12; ++k)
+      if (!areSame(float(delays[k]), state.z[k / 4][k / 2 % 2][k % 2])) return false;
+    return true;
+  }
 };
 
-TEST_P(KernelTest, EqualisersOfStreamsSideBySideEqualEachAlone) {
+TEST_P(KernelTest, EqualiserOfOneStreamEqualsThePlainLoop) {
   RealtimeGuard guard;
-  std::vector<Stream> streams(kMaxLanes);
-  for (Stream& stream : streams) stream.coefficients = someCoefficients();
-  for (int round = 0; round < 300; ++round) {
-    const std::size_t n = frames(), count = 1 + random() % kMaxLanes;
-    std::vector<EqualiserLane> lanes;
-    std::vector<float*> blocks;
-    for (std::size_t s = 0; s < count; ++s) {
-      Stream& stream = streams[s];
-      // What is no number stays in a filter for good: such a stream begins anew.
-      if (std::isnan(float(stream.delays[0]) + float(stream.delays[5]) + float(stream.delays[10]))) {
-        stream.delays.zeroFill();
-        stream.state = {};
-      }
-      stream.actual = stream.expected = block(n);
-      reference::equalise(stream.coefficients, stream.state, stream.expected.data(), n);
-      lanes.push_back(equaliserLane(stream.coefficients, stream.delays));
-      blocks.push_back(stream.actual.data());
-    }
+  Stream stream;
+  for (int round = 0; round < 200; ++round) {
+    const std::size_t n = frames();
+    if (round % 10 == 0) stream.begin(someCoefficients());
+    stream.next(block(n));
+    EqualiserLane lane = equaliserLane(stream.coefficients, stream.delays);
+    reference::equalise(stream.coefficients, stream.state, stream.expected.data(), n);
     {
       const RealtimeScope scope;
-      if (count == 1 || round % 5 == 0)
-        for (std::size_t s = 0; s < count; ++s) kernels.equalise(lanes[s], blocks[s], n);
-      else
-        kernels.equaliseLanes(lanes.data(), blocks.data(), count, n);
+      kernels.equalise(lane, stream.actual.data(), n);
     }
-    for (std::size_t s = 0; s < count; ++s) {
-      saveDelays(lanes[s], streams[s].delays);
-      ASSERT_TRUE(areSame(streams[s].actual, streams[s].expected))
-          << "round " << round << ", " << n << " frames, stream " << s << " of " << count;
-      for (std::size_t k = 0; k < 12; ++k)
-        ASSERT_TRUE(areSame(float(streams[s].delays[k]), streams[s].state.z[k / 4][k / 2 % 2][k % 2]))
-            << "round " << round << ", delay " << k;
-    }
+    saveDelays(lane, stream.delays);
+    ASSERT_TRUE(areSame(stream.actual, stream.expected)) << "round " << round << ", " << n << " frames";
+    ASSERT_TRUE(stream.hasExpectedDelays()) << "round " << round;
   }
   EXPECT_REALTIME_SAFE(guard);
 }
 
-TEST_P(KernelTest, LimitersSumAndItsEqualiserEqualOneAfterTheOther) {
+// Through equaliser and boost, back from lying side by side through the limiters, into the sum and through
+// its equaliser; beside streams that are limited in place.
+TEST_P(KernelTest, StreamsSideBySideEqualOneAfterTheOther) {
   RealtimeGuard guard;
   std::vector<Stream> streams(kMaxLanes);
   Stream sum;
-  sum.coefficients = someCoefficients();
   const LimiterRates rates = kLimiterRates48k;
-  for (int round = 0; round < 400; ++round) {
+  for (int round = 0; round < 800; ++round) {
     const std::size_t n = frames(), count = random() % (kMaxLanes + 1);
-    const bool isEqualised = random() % 2;
+    const std::size_t beside = count < 2 || round % 4 == 0 ? 0
+                               : round % 4 == 1            ? count
+                                                           : 2 + random() % (count - 1);
+    const bool isLimited = random() % 2, isEqualised = random() % 2, isStraight = random() % 2;
     const float ceiling = std::exp2(-float(random() % 4));
-    std::vector<LimiterLane> limiters;
-    std::vector<float*> limited, sources;
-    std::vector<float> gains;
-    sum.expected = sum.actual = block(n);
+    std::vector<EqualiserLane> lanes(beside);
+    std::vector<EqualiserLane*> lanePointers;
+    std::vector<LimiterLane> sideLimiters, limiters;
+    std::vector<float*> sideBlocks, limited;
+    std::vector<const float*> sources;
+    std::vector<float> boosts, peaks(beside), gains, side(kMaxLanes * 2 * n);
+
+    if (round % 10 == 0) sum.begin(someCoefficients());
+    sum.next(block(n));
     for (std::size_t s = 0; s < count; ++s) {
       Stream& stream = streams[s];
-      stream.actual = stream.expected = block(n);
-      if (std::isnan(stream.gain)) stream.gain = 1;
-      if (random() % 3) {
-        const float peak = reference::peakOf(stream.expected.data(), 2 * n);
-        limiters.push_back(limiterLane(peak, ceiling, stream.gain, rates));
-        limited.push_back(stream.actual.data());
+      if (round % 10 == 0) stream.begin(someCoefficients());
+      stream.next(block(n));
+      if (s < beside) {
+        lanes[s] = equaliserLane(stream.coefficients, stream.delays);
+        lanePointers.push_back(&lanes[s]);
+        sideBlocks.push_back(stream.actual.data());
+        boosts.push_back(random() % 2 ? 1.0f : 1.5f);
+        reference::equalise(stream.coefficients, stream.state, stream.expected.data(), n);
+        for (float& sample : stream.expected) sample *= boosts.back();
+      }
+      const float peak = reference::peakOf(stream.expected.data(), 2 * n);
+      stream.expectedGain = stream.gain;
+      if (s < beside ? isLimited : random() % 2 != 0) {
+        (s < beside ? sideLimiters : limiters).push_back(limiterLane(peak, ceiling, stream.gain, rates));
+        if (s >= beside) limited.push_back(stream.actual.data());
         stream.expectedGain =
             reference::limit(stream.expected.data(), n, ceiling, stream.gain, rates.attack, rates.release);
-      } else {
-        stream.expectedGain = stream.gain;
       }
-      if (random() % 4 == 0) continue;
+      if (!isStraight && random() % 4 == 0) continue;
       sources.push_back(stream.actual.data());
       gains.push_back(float(random() % 5) * 0.25f);
       for (std::size_t i = 0; i < 2 * n; ++i)
         sum.expected[i] = sum.expected[i] + stream.expected[i] * gains.back();
     }
-    if (std::isnan(float(sum.delays[0]) + float(sum.delays[5]) + float(sum.delays[10]))) {
-      sum.delays.zeroFill();
-      sum.state = {};
-    }
     EqualiserLane lane = equaliserLane(sum.coefficients, sum.delays);
     if (isEqualised) reference::equalise(sum.coefficients, sum.state, sum.expected.data(), n);
     {
       const RealtimeScope scope;
-      kernels.limitAndMix({limiters.data(), limited.data(), limiters.size(), sources.data(), gains.data(),
-                           sources.size(), sum.actual.data(), isEqualised ? &lane : nullptr},
+      if (beside > 0)
+        kernels.equaliseSideBySide(
+            {lanePointers.data(), sideBlocks.data(), boosts.data(), peaks.data(), beside, side.data()}, n);
+      kernels.limitAndMix({.side = side.data(),
+                           .sideBlocks = sideBlocks.data(),
+                           .sideCount = beside,
+                           .sideLimiters = isLimited ? sideLimiters.data() : nullptr,
+                           .limiters = limiters.data(),
+                           .limited = limited.data(),
+                           .limitedCount = limiters.size(),
+                           .sources = sources.data(),
+                           .gains = gains.data(),
+                           .sourceCount = sources.size(),
+                           .sum = sum.actual.data(),
+                           .equaliser = isEqualised ? &lane : nullptr},
                           n);
     }
+    const auto where = [&] {
+      return fmt::format("round {}, {} frames, {} streams, {} side by side, {} limited", round, n, count,
+                         beside, sideLimiters.size() + limiters.size());
+    };
     saveDelays(lane, sum.delays);
-    ASSERT_TRUE(areSame(sum.actual, sum.expected)) << "round " << round << ", " << n << " frames, " << count
-                                                   << " streams, " << limiters.size() << " limited";
+    ASSERT_TRUE(areSame(sum.actual, sum.expected)) << where();
+    ASSERT_TRUE(sum.hasExpectedDelays()) << where();
     for (std::size_t s = 0, l = 0; s < count; ++s) {
-      ASSERT_TRUE(areSame(streams[s].actual, streams[s].expected)) << "round " << round << ", stream " << s;
-      if (l < limited.size() && limited[l] == streams[s].actual.data()) streams[s].gain = limiters[l++].gain;
-      ASSERT_TRUE(areSame(streams[s].gain, streams[s].expectedGain)) << "round " << round << ", stream " << s;
+      Stream& stream = streams[s];
+      ASSERT_TRUE(areSame(stream.actual, stream.expected)) << where() << ", stream " << s;
+      if (s < beside) {
+        saveDelays(lanes[s], stream.delays);
+        ASSERT_TRUE(stream.hasExpectedDelays()) << where() << ", stream " << s;
+        if (isLimited) stream.gain = sideLimiters[s].gain;
+      } else if (l < limited.size() && limited[l] == stream.actual.data()) {
+        stream.gain = limiters[l++].gain;
+      }
+      ASSERT_TRUE(areSame(stream.gain, stream.expectedGain)) << where() << ", stream " << s;
     }
   }
   EXPECT_REALTIME_SAFE(guard);

@@ -17,10 +17,10 @@ constexpr std::size_t kMaxLanes = 8;
 struct Kernels {
   const char* target;  // "avx512", "avx2", "sse2", "neon", "plain"
 
-  // The equaliser's three sections in place: one stream, or up to kMaxLanes streams with a block each.
+  // The equaliser's three sections in place.
   void (*equalise)(EqualiserLane& lane, float* block, std::size_t frames) noexcept;
-  void (*equaliseLanes)(EqualiserLane* lanes, float* const* blocks, std::size_t streams,
-                        std::size_t frames) noexcept;
+  // Those of several streams, and their boosts. Until limitAndMix the blocks hold nothing of use.
+  void (*equaliseSideBySide)(const SideJob& job, std::size_t frames) noexcept;
   // The limiter's gain and clamp in place, from the block's target on.
   void (*limit)(LimiterLane& lane, float* block, std::size_t frames) noexcept;
   // Limiters, sum and equaliser of a group of streams.

@@ -32,77 +32,113 @@ struct Cascade {
   using Samples = typename W::Samples;
   Section<Samples> highPass, bell, lowPass;
 
-  SONMERE_INLINE void load(const EqualiserLane* lanes, std::size_t streams) {
-    const Packed<Bytes, kRows> packed = pack(lanes, streams);
-    highPass = section(packed, 0);
-    bell = section(packed, 1);
-    lowPass = section(packed, 2);
+  SONMERE_INLINE void load(EqualiserLane* const* lanes, std::size_t streams) {
+    EqualiserLane silent;
+    Samples rows[EqualiserLane::kFrames];
+    for (std::size_t first = 0; first < EqualiserLane::kFrames; first += W::kStreams) {
+      Square<Bytes> square;
+      const float* at[W::kStreams];
+      for (std::size_t s = 0; s < W::kStreams; ++s) at[s] = (s < streams ? *lanes[s] : silent).frames[first];
+      square.load(at, 0);
+      square.transpose();
+      std::memcpy(rows + first, square.row, sizeof square.row);
+    }
+    highPass = section(rows, 0);
+    bell = section(rows, 1);
+    lowPass = section(rows, 2);
   }
   SONMERE_INLINE Samples step(Samples x) { return lowPass.step(bell.step(highPass.step(x))); }
-  SONMERE_INLINE void save(EqualiserLane* lanes, std::size_t streams) const {
-    Packed<Bytes, 6> z;
-    z.store(0, highPass.z1);
-    z.store(1, highPass.z2);
-    z.store(2, bell.z1);
-    z.store(3, bell.z2);
-    z.store(4, lowPass.z1);
-    z.store(5, lowPass.z2);
-    for (std::size_t s = 0; s < streams; ++s)
-      for (std::size_t row = 0; row < 6; ++row) {
-        float* delays = lanes[s].delays + 4 * (row / 2) + row % 2;
-        delays[0] = z.values[row][2 * s];
-        delays[2] = z.values[row][2 * s + 1];
-      }
+  SONMERE_INLINE void save(EqualiserLane* const* lanes, std::size_t streams) const {
+    EqualiserLane spare;
+    const Samples rows[EqualiserLane::kDelayFrames] = {highPass.z1, highPass.z2, bell.z1,
+                                                       bell.z2,     lowPass.z1,  lowPass.z2};
+    for (std::size_t first = 0; first < EqualiserLane::kDelayFrames; first += W::kStreams) {
+      Square<Bytes> square;
+      float* at[W::kStreams];
+      for (std::size_t s = 0; s < W::kStreams; ++s) at[s] = (s < streams ? *lanes[s] : spare).frames[first];
+      std::memcpy(square.row, rows + first, sizeof square.row);
+      square.transpose();
+      square.store(at, 0);
+    }
   }
 
  private:
-  static constexpr std::size_t kRows = 21;  // 15 coefficients, then z1 and z2 of each section
-
-  SONMERE_INLINE static Section<Samples> section(const Packed<Bytes, kRows>& p, std::size_t index) {
-    return {p.load(5 * index),     p.load(5 * index + 1),  p.load(5 * index + 2), p.load(5 * index + 3),
-            p.load(5 * index + 4), p.load(15 + 2 * index), p.load(16 + 2 * index)};
-  }
-  SONMERE_INLINE static Packed<Bytes, kRows> pack(const EqualiserLane* lanes, std::size_t streams) {
-    Packed<Bytes, kRows> p;
-    for (std::size_t s = 0; s < W::kStreams; ++s) {
-      const EqualiserLane none{};
-      const EqualiserLane& lane = s < streams ? lanes[s] : none;
-      for (std::size_t k = 0; k < 15; ++k) p.set(k, s, lane.coefficients[k], lane.coefficients[k]);
-      for (std::size_t k = 0; k < 6; ++k) {
-        const float* z = lane.delays + 4 * (k / 2) + k % 2;
-        p.set(15 + k, s, z[0], z[2]);
-      }
-    }
-    return p;
+  SONMERE_INLINE static Section<Samples> section(const Samples* rows, std::size_t index) {
+    const Samples* c = rows + EqualiserLane::coefficient(5 * index);
+    return {c[0],
+            c[1],
+            c[2],
+            c[3],
+            c[4],
+            rows[EqualiserLane::delay(index, 0)],
+            rows[EqualiserLane::delay(index, 1)]};
   }
 };
 
+// Equalisers and boosts of up to a register's streams, which are left side by side. All of this stays in
+// registers, the cursors apart.
 template <std::size_t Bytes>
-SONMERE_INLINE void equaliseOneRegister(EqualiserLane* lanes, float* const* blocks, std::size_t streams,
-                                        std::size_t frames) {
-  Cascade<Bytes> cascade;
+class EqualiserPart {
+ public:
+  using Samples = typename Wide<Bytes>::Samples;
+
+  SONMERE_INLINE void begin(const SideJob& job, std::size_t first, std::size_t streams, float* side) {
+    cascade_.load(job.lanes + first, streams);
+    boost_ = inBothLanes<Bytes>(streams, 1, [&](std::size_t s) { return job.boosts[first + s]; });
+    side_ = side;
+  }
+  SONMERE_INLINE void step(Samples x) {
+    const Samples y = cascade_.step(x) * boost_;
+    std::memcpy(side_, &y, Bytes);
+    side_ += Wide<Bytes>::kSamples;
+    const Bits magnitude = (Bits)y & 0x7fffffff;
+    peak_ = magnitude > peak_ ? magnitude : peak_;
+  }
+  SONMERE_INLINE void end(const SideJob& job, std::size_t first, std::size_t streams) const {
+    cascade_.save(job.lanes + first, streams);
+    for (std::size_t s = 0; s < streams; ++s) {
+      const std::int32_t peak = peak_[2 * s] > peak_[2 * s + 1] ? peak_[2 * s] : peak_[2 * s + 1];
+      std::memcpy(job.peaks + first + s, &peak, sizeof peak);
+    }
+  }
+
+ private:
+  // As whole numbers the bits of magnitudes have the order of their values, with what is no number above all.
+  using Bits = typename Wide<Bytes>::Bits;
+  Cascade<Bytes> cascade_;
+  Samples boost_;
+  Bits peak_{};
+  float* side_ = nullptr;
+};
+
+// What lies side by side has a part for each register's streams, one part behind the other.
+template <std::size_t Bytes>
+SONMERE_INLINE void equaliseOneRegister(const SideJob& job, std::size_t first, std::size_t frames) {
+  constexpr std::size_t width = Wide<Bytes>::kStreams;
+  const std::size_t streams = job.count - first < width ? job.count - first : width;
+  EqualiserPart<Bytes> part;
   Cursors<Bytes> cursors;
-  cascade.load(lanes, streams);
-  cursors.begin(blocks, streams);
-  cursors.run(frames, [&](auto x) { return cascade.step(x); });
-  cascade.save(lanes, streams);
+  part.begin(job, first, streams, job.side + 2 * first * frames);
+  cursors.begin(job.blocks + first, streams);
+  readThrough(cursors, frames, [&](auto x) { part.step(x); });
+  part.end(job, first, streams);
 }
 
 template <std::size_t Bytes>
-SONMERE_INLINE void equaliseTwoRegisters(EqualiserLane* lanes, float* const* blocks, std::size_t streams,
-                                         std::size_t frames) {
+SONMERE_INLINE void equaliseTwoRegisters(const SideJob& job, std::size_t first, std::size_t frames) {
   constexpr std::size_t width = Wide<Bytes>::kStreams;
-  Cascade<Bytes> first, second;
-  Cursors<Bytes> firstCursors, secondCursors;
-  first.load(lanes, width);
-  second.load(lanes + width, streams - width);
-  firstCursors.begin(blocks, width);
-  secondCursors.begin(blocks + width, streams - width);
-  runBoth<Bytes>(
-      firstCursors, secondCursors, frames, [&](auto x) { return first.step(x); },
-      [&](auto x) { return second.step(x); });
-  first.save(lanes, width);
-  second.save(lanes + width, streams - width);
+  const std::size_t second = first + width;
+  const std::size_t streams = job.count - second < width ? job.count - second : width;
+  EqualiserPart<Bytes> a, b;
+  Cursors<Bytes> aCursors, bCursors;
+  a.begin(job, first, width, job.side + 2 * first * frames);
+  b.begin(job, second, streams, job.side + 2 * second * frames);
+  aCursors.begin(job.blocks + first, width);
+  bCursors.begin(job.blocks + second, streams);
+  readThroughBoth(
+      aCursors, bCursors, frames, [&](auto x) { a.step(x); }, [&](auto x) { b.step(x); });
+  a.end(job, first, width);
+  b.end(job, second, streams);
 }
 
 // One stream: the sections stand side by side, each a frame behind the one before it, so that one step moves
@@ -113,18 +149,13 @@ class StaggeredEqualiser {
   using Samples = typename Wide<Bytes>::Samples;
   using Frames = typename Wide<Bytes>::Frames;
 
-  SONMERE_INLINE void begin(const EqualiserLane& lane, float* block, std::size_t frames) {
+  SONMERE_INLINE void begin(EqualiserLane& lane, float* block, std::size_t frames) {
     block_ = block;
     frames_ = frames;
-    Packed<Bytes, 7> p{};
-    for (std::size_t k = 0; k < 3; ++k) {
-      const float* z = lane.delays + 4 * k;
-      for (std::size_t c = 0; c < 5; ++c)
-        p.set(c, k, lane.coefficients[5 * k + c], lane.coefficients[5 * k + c]);
-      p.set(5, k, z[0], z[2]);
-      p.set(6, k, z[1], z[3]);
-    }
-    sections_ = {p.load(0), p.load(1), p.load(2), p.load(3), p.load(4), p.load(5), p.load(6)};
+    sections_ = {row(lane, EqualiserLane::coefficient(0), 5), row(lane, EqualiserLane::coefficient(1), 5),
+                 row(lane, EqualiserLane::coefficient(2), 5), row(lane, EqualiserLane::coefficient(3), 5),
+                 row(lane, EqualiserLane::coefficient(4), 5), row(lane, EqualiserLane::delay(0, 0), 2),
+                 row(lane, EqualiserLane::delay(0, 1), 2)};
   }
   // The next `frames` frames go into the high-pass; what leaves the low-pass is two frames behind.
   SONMERE_INLINE void advance(std::size_t frames) {
@@ -144,16 +175,20 @@ class StaggeredEqualiser {
   // The two frames that are still on their way.
   SONMERE_INLINE void end(EqualiserLane& lane) {
     for (; at_ < frames_ + 2; ++at_) partialStep();
-    for (std::size_t k = 0; k < 3; ++k) {
-      float* z = lane.delays + 4 * k;
-      z[0] = sections_.z1[2 * k];
-      z[1] = sections_.z2[2 * k];
-      z[2] = sections_.z1[2 * k + 1];
-      z[3] = sections_.z2[2 * k + 1];
-    }
+    for (std::size_t k = 0; k < 3; ++k)
+      for (std::size_t channel = 0; channel < 2; ++channel) {
+        lane.frames[EqualiserLane::delay(k, 0)][channel] = sections_.z1[2 * k + channel];
+        lane.frames[EqualiserLane::delay(k, 1)][channel] = sections_.z2[2 * k + channel];
+      }
   }
 
  private:
+  // One frame of each section, which stand so far apart.
+  SONMERE_INLINE static Samples row(const EqualiserLane& lane, std::size_t first, std::size_t step) {
+    Samples result{};
+    for (std::size_t k = 0; k < 6; ++k) result[k] = lane.frames[first + k / 2 * step][k % 2];
+    return result;
+  }
   SONMERE_INLINE static Samples step(Section<Samples>& sections, Samples last, std::int64_t frame) {
     return sections.step((Samples)__builtin_shufflevector((Frames)last, Frames{frame}, 4, 0, 1, 3));
   }
@@ -181,9 +216,10 @@ class StaggeredEqualiser {
 // One stream in registers that are too narrow for that.
 class NarrowEqualiser {
  public:
-  SONMERE_INLINE void begin(const EqualiserLane& lane, float* block, std::size_t) {
+  SONMERE_INLINE void begin(EqualiserLane& lane, float* block, std::size_t) {
     block_ = block;
-    cascade_.load(&lane, 1);
+    EqualiserLane* const lanes[] = {&lane};
+    cascade_.load(lanes, 1);
   }
   SONMERE_INLINE void advance(std::size_t frames) {
     for (; frames > 0; --frames) advanceOne();
@@ -196,7 +232,10 @@ class NarrowEqualiser {
     std::memcpy(block_, &y, 8);
     block_ += 2;
   }
-  SONMERE_INLINE void end(EqualiserLane& lane) const { cascade_.save(&lane, 1); }
+  SONMERE_INLINE void end(EqualiserLane& lane) const {
+    EqualiserLane* const lanes[] = {&lane};
+    cascade_.save(lanes, 1);
+  }
 
  private:
   float* block_ = nullptr;

@@ -17,6 +17,7 @@ template <std::size_t Bytes>
 SONMERE_INLINE void mixWhole(float* target, const float* const* sources, const float* gains,
                              std::size_t count, std::size_t at, std::size_t n) {
   using Samples = typename Wide<Bytes>::Samples;
+  if (count == 0) return;
   for (const std::size_t end = at + n; at < end; at += Wide<Bytes>::kSamples) {
     Samples sum, x;
     std::memcpy(&sum, target + at, Bytes);
@@ -37,19 +38,22 @@ SONMERE_INLINE void mixRest(float* target, const float* const* sources, const fl
   }
 }
 
+// The register for so many streams: half of a wide one has room for a few, and is back sooner.
 template <std::size_t Bytes>
-void equaliseLanes(EqualiserLane* lanes, float* const* blocks, std::size_t streams,
-                   std::size_t frames) noexcept {
+constexpr bool isHalfEnough(std::size_t streams) {
+  return Bytes > 32 && streams <= Wide<Bytes>::kStreams / 2;
+}
+
+template <std::size_t Bytes>
+void equaliseSideBySide(const SideJob& job, std::size_t frames) noexcept {
+  if constexpr (Bytes > 32)
+    if (isHalfEnough<Bytes>(job.count)) return equaliseSideBySide<Bytes / 2>(job, frames);
   constexpr std::size_t width = Wide<Bytes>::kStreams;
-  while (streams > 0) {
-    const std::size_t here = streams < 2 * width ? streams : 2 * width;
-    if (here > width)
-      equaliseTwoRegisters<Bytes>(lanes, blocks, here, frames);
+  for (std::size_t first = 0; first < job.count; first += 2 * width) {
+    if (job.count - first > width)
+      equaliseTwoRegisters<Bytes>(job, first, frames);
     else
-      equaliseOneRegister<Bytes>(lanes, blocks, here, frames);
-    lanes += here;
-    blocks += here;
-    streams -= here;
+      equaliseOneRegister<Bytes>(job, first, frames);
   }
 }
 
@@ -62,69 +66,124 @@ void equalise(EqualiserLane& lane, float* block, std::size_t frames) noexcept {
 }
 
 // The limiters of all streams, a register after the other.
-template <std::size_t Bytes>
+template <std::size_t Bytes, class Cursors>
 class Limiters {
  public:
+  // Of streams in place.
   SONMERE_INLINE Limiters(LimiterLane* lanes, float* const* blocks, std::size_t streams)
       : lanes_(lanes), streams_(streams) {
-    for (std::size_t s = 0; s < streams; s += kWidth) parts_[count_++].begin(lanes + s, blocks + s, in(s));
+    begin([&](auto& cursors, std::size_t first) { cursors.begin(blocks + first, in(first)); });
   }
+  // Of what lies side by side; without lanes the streams only come back. Added to the sum as well if
+  // `areMixed`.
+  SONMERE_INLINE Limiters(const MixJob& job, std::size_t frames, bool areMixed)
+      : lanes_(job.sideLimiters), streams_(job.sideCount) {
+    begin([&](auto& cursors, std::size_t first) {
+      cursors.begin(job.side + 2 * first * frames, job.sideBlocks + first, in(first));
+      cursors.sum = areMixed ? job.sum : nullptr;
+      cursors.gains = job.gains + first;
+    });
+  }
+  bool isEmpty() const { return streams_ == 0; }
   template <class Beside>
   SONMERE_INLINE void advance(std::size_t frames, Beside&& beside) {
-    if (count_ == 0) return;
-    parts_[0].advance(frames, beside);
-    for (std::size_t part = 1; part < count_; ++part) parts_[part].advance(frames, [] {});
+    if (isEmpty()) return;
+    advance(parts_[0], frames, beside);
+    for (std::size_t part = 1; has(part); ++part) advance(parts_[part], frames, [] {});
   }
   SONMERE_INLINE void end() {
-    for (std::size_t part = 0; part < count_; ++part)
+    for (std::size_t part = 0; lanes_ && has(part); ++part)
       parts_[part].end(lanes_ + part * kWidth, in(part * kWidth));
   }
 
  private:
+  using Part = LimiterPart<Bytes, Cursors>;
   static constexpr std::size_t kWidth = Wide<Bytes>::kStreams;
+  static constexpr std::size_t kParts = kMaxLanes / kWidth;
+
+  SONMERE_INLINE bool has(std::size_t part) const { return part < kParts && part * kWidth < streams_; }
   SONMERE_INLINE std::size_t in(std::size_t first) const {
     return streams_ - first < kWidth ? streams_ - first : kWidth;
+  }
+  template <class BeginCursors>
+  SONMERE_INLINE void begin(BeginCursors&& beginCursors) {
+    for (std::size_t part = 0; has(part); ++part) {
+      const std::size_t first = part * kWidth;
+      if (lanes_) parts_[part].begin(lanes_ + first, in(first));
+      beginCursors(parts_[part].cursors, first);
+    }
+  }
+  template <class Beside>
+  SONMERE_INLINE void advance(Part& part, std::size_t frames, Beside&& beside) {
+    if (lanes_) return part.advance(frames, beside);
+    part.pass(frames);
+    for (; frames > 0; --frames) beside();
   }
 
   LimiterLane* lanes_;
   std::size_t streams_;
-  std::size_t count_ = 0;
-  LimiterPart<Bytes> parts_[kMaxLanes / kWidth];
+  Part parts_[kParts];
 };
 
 // Frames that pass the limiters, then the sum, then the equaliser before the next ones do.
 constexpr std::size_t kTurn = 8;
 
+// Whether what lies side by side fills its registers, and is all that is added, in its own order.
 template <std::size_t Bytes>
-void limitAndMix(const MixJob& job, std::size_t frames) noexcept {
-  // Half of a wide register has room for a few streams, and is back sooner.
-  if constexpr (Bytes > 32)
-    if (job.limitedCount <= Wide<Bytes>::kStreams / 2) return limitAndMix<Bytes / 2>(job, frames);
-  Limiters<Bytes> limiters(job.limiters, job.limited, job.limitedCount);
+bool isSideTheSum(const MixJob& job) {
+  if (job.sourceCount != job.sideCount || job.sideCount % Wide<Bytes>::kStreams != 0) return false;
+  for (std::size_t s = 0; s < job.sideCount; ++s)
+    if (job.sources[s] != job.sideBlocks[s]) return false;
+  return true;
+}
+
+// The sum's equaliser runs beside `some` of the limiters, if they are any.
+template <std::size_t Bytes, class SomeLimiters, class OtherLimiters>
+SONMERE_INLINE void limitAndMix(const MixJob& job, std::size_t frames, SomeLimiters& some,
+                                OtherLimiters& others, std::size_t sourceCount) {
   SingleEqualiser<Bytes> equaliser;
   if (job.equaliser) equaliser.begin(*job.equaliser, job.sum, frames);
-  const bool isBeside = job.equaliser && job.limitedCount > 0;
+  const bool isBeside = job.equaliser && !some.isEmpty();
   std::size_t mixed = 0, equalised = 0;
   for (; mixed + kTurn <= frames; mixed += kTurn) {
     // The equaliser is a turn behind, so that neither waits for the other.
     if (isBeside && equalised >= 2) {
-      limiters.advance(kTurn, [&] { equaliser.advanceOne(); });
+      some.advance(kTurn, [&] { equaliser.advanceOne(); });
       equalised += kTurn;
     } else {
-      limiters.advance(kTurn, [] {});
+      some.advance(kTurn, [] {});
       if (isBeside && mixed > 0) {
         equaliser.advance(kTurn);
         equalised += kTurn;
       }
     }
-    mixWhole<Bytes>(job.sum, job.sources, job.gains, job.sourceCount, 2 * mixed, 2 * kTurn);
+    others.advance(kTurn, [] {});
+    mixWhole<Bytes>(job.sum, job.sources, job.gains, sourceCount, 2 * mixed, 2 * kTurn);
   }
-  limiters.advance(frames - mixed, [] {});
-  mixRest(job.sum, job.sources, job.gains, job.sourceCount, 2 * mixed, 2 * (frames - mixed));
-  limiters.end();
+  some.advance(frames - mixed, [] {});
+  others.advance(frames - mixed, [] {});
+  mixRest(job.sum, job.sources, job.gains, sourceCount, 2 * mixed, 2 * (frames - mixed));
+  some.end();
+  others.end();
   if (!job.equaliser) return;
   equaliser.advance(frames - equalised);
   equaliser.end(*job.equaliser);
+}
+
+template <std::size_t Bytes>
+void limitAndMix(const MixJob& job, std::size_t frames) noexcept {
+  if constexpr (Bytes > 32)
+    if (isHalfEnough<Bytes>(job.sideCount > 0 ? job.sideCount : job.limitedCount))
+      return limitAndMix<Bytes / 2>(job, frames);
+  Limiters<Bytes, Cursors<Bytes>> inPlace(job.limiters, job.limited, job.limitedCount);
+  if (job.sideCount > 0) {
+    const bool isMixed = isSideTheSum<Bytes>(job);
+    Limiters<Bytes, SideCursors<Bytes>> side(job, frames, isMixed);
+    limitAndMix<Bytes>(job, frames, side, inPlace, isMixed ? 0 : job.sourceCount);
+  } else {
+    Limiters<Bytes, Cursors<Bytes>> none(nullptr, nullptr, 0);
+    limitAndMix<Bytes>(job, frames, inPlace, none, job.sourceCount);
+  }
 }
 
 void limit(LimiterLane& lane, float* block, std::size_t frames) noexcept { limitOne(lane, block, frames); }
@@ -199,7 +258,7 @@ constexpr Kernels laneKernels(const char* target) {
   return {
       .target = target,
       .equalise = equalise<Bytes>,
-      .equaliseLanes = equaliseLanes<Bytes>,
+      .equaliseSideBySide = equaliseSideBySide<Bytes>,
       .limit = limit,
       .limitAndMix = limitAndMix<Bytes>,
       .scale = scale,

@@ -42,16 +42,18 @@ struct PerStream {
   }
 };
 
-// The limiters of up to a register's streams.
-template <std::size_t Bytes>
+// The limiters of up to a register's streams: in place (Cursors) or on their way back from lying side by side
+// (SideCursors).
+template <std::size_t Bytes, class Cursors>
 class LimiterPart {
  public:
-  SONMERE_INLINE void begin(const LimiterLane* lanes, float* const* blocks, std::size_t streams) {
+  Cursors cursors;
+
+  SONMERE_INLINE void begin(const LimiterLane* lanes, std::size_t streams) {
     target_ = Each::of(streams, [&](std::size_t s) { return lanes[s].target; });
     rate_ = Each::of(streams, [&](std::size_t s) { return lanes[s].rate; });
     gain_ = Each::of(streams, [&](std::size_t s) { return lanes[s].gain; });
     ceiling_ = Each::inBothLanes(Each::of(streams, [&](std::size_t s) { return lanes[s].ceiling; }));
-    cursors_.begin(blocks, streams);
   }
   // With every frame `beside` does a step of something else, which needs none of these results.
   template <class Beside>
@@ -59,12 +61,16 @@ class LimiterPart {
     const auto target = target_, rate = rate_;
     const auto ceiling = ceiling_;
     auto gain = gain_;
-    cursors_.run(frames, [&](auto x) {
+    runThrough<Bytes>(cursors, frames, [&](auto x) {
       gain = (gain - target) * rate + target;
       beside();
       return clampTo<Samples>(x * Each::inBothLanes(gain), ceiling);
     });
     gain_ = gain;
+  }
+  // Without limiting.
+  SONMERE_INLINE void pass(std::size_t frames) {
+    runThrough<Bytes>(cursors, frames, [](auto x) { return x; });
   }
   SONMERE_INLINE void end(LimiterLane* lanes, std::size_t streams) const {
     for (std::size_t s = 0; s < streams; ++s) lanes[s].gain = gain_[s];
@@ -75,7 +81,6 @@ class LimiterPart {
   using Each = PerStream<Bytes>;
   typename Each::Values target_, rate_, gain_;
   Samples ceiling_;
-  Cursors<Bytes> cursors_;
 };
 
 // One stream. Once a step leaves the gain unchanged, so would all the others to the end of the block.

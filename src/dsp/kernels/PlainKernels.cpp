@@ -22,24 +22,20 @@ struct Section {
 };
 
 void equalise(EqualiserLane& lane, float* block, std::size_t frames) noexcept {
-  for (int section = 0; section < 3; ++section) {
-    const float* c = lane.coefficients + 5 * section;
-    float* z = lane.delays + 4 * section;
-    Section left{c[0], c[1], c[2], c[3], c[4], z[0], z[1]}, right{c[0], c[1], c[2], c[3], c[4], z[2], z[3]};
+  for (std::size_t section = 0; section < 3; ++section) {
+    const auto c = lane.frames + EqualiserLane::coefficient(5 * section);
+    const auto z = lane.frames + EqualiserLane::delay(section, 0);
+    Section left{c[0][0], c[1][0], c[2][0], c[3][0], c[4][0], z[0][0], z[1][0]};
+    Section right{c[0][1], c[1][1], c[2][1], c[3][1], c[4][1], z[0][1], z[1][1]};
     for (std::size_t i = 0; i < frames; ++i) {
       block[2 * i] = left.step(block[2 * i]);
       block[2 * i + 1] = right.step(block[2 * i + 1]);
     }
-    z[0] = left.z1;
-    z[1] = left.z2;
-    z[2] = right.z1;
-    z[3] = right.z2;
+    z[0][0] = left.z1;
+    z[1][0] = left.z2;
+    z[0][1] = right.z1;
+    z[1][1] = right.z2;
   }
-}
-
-void equaliseLanes(EqualiserLane* lanes, float* const* blocks, std::size_t streams,
-                   std::size_t frames) noexcept {
-  for (std::size_t s = 0; s < streams; ++s) equalise(lanes[s], blocks[s], frames);
 }
 
 // A comparison that is false for a NaN leaves it to the lower bound.
@@ -71,13 +67,6 @@ void addScaled(float* target, const float* source, float gain, std::size_t n) no
   for (std::size_t i = 0; i < n; ++i) target[i] += source[i] * gain;
 }
 
-void limitAndMix(const MixJob& job, std::size_t frames) noexcept {
-  for (std::size_t s = 0; s < job.limitedCount; ++s) limit(job.limiters[s], job.limited[s], frames);
-  for (std::size_t s = 0; s < job.sourceCount; ++s)
-    addScaled(job.sum, job.sources[s], job.gains[s], 2 * frames);
-  if (job.equaliser) equalise(*job.equaliser, job.sum, frames);
-}
-
 // Once not a number, it stays so.
 float maxMagnitude(const float* block, std::size_t n) noexcept {
   float result = 0;
@@ -86,6 +75,24 @@ float maxMagnitude(const float* block, std::size_t n) noexcept {
     if (!(magnitude <= result) && !std::isnan(result)) result = magnitude;
   }
   return result;
+}
+
+// The blocks themselves are what lies side by side.
+void equaliseSideBySide(const SideJob& job, std::size_t frames) noexcept {
+  for (std::size_t s = 0; s < job.count; ++s) {
+    equalise(*job.lanes[s], job.blocks[s], frames);
+    scale(job.blocks[s], job.boosts[s], 2 * frames);
+    job.peaks[s] = maxMagnitude(job.blocks[s], 2 * frames);
+  }
+}
+
+void limitAndMix(const MixJob& job, std::size_t frames) noexcept {
+  for (std::size_t s = 0; job.sideLimiters && s < job.sideCount; ++s)
+    limit(job.sideLimiters[s], job.sideBlocks[s], frames);
+  for (std::size_t s = 0; s < job.limitedCount; ++s) limit(job.limiters[s], job.limited[s], frames);
+  for (std::size_t s = 0; s < job.sourceCount; ++s)
+    addScaled(job.sum, job.sources[s], job.gains[s], 2 * frames);
+  if (job.equaliser) equalise(*job.equaliser, job.sum, frames);
 }
 
 float sumOfSquares(const float* block, std::size_t n) noexcept {
@@ -124,7 +131,7 @@ void stereoFromInt16(const std::uint8_t* block, float* left, float* right, std::
 const Kernels kPlainKernels = {
     .target = "plain",
     .equalise = equalise,
-    .equaliseLanes = equaliseLanes,
+    .equaliseSideBySide = equaliseSideBySide,
     .limit = limit,
     .limitAndMix = limitAndMix,
     .scale = scale,
