@@ -87,14 +87,19 @@ class EqualiserPart {
     boost_ = inBothLanes<Bytes>(streams, 1, [&](std::size_t s) { return job.boosts[first + s]; });
     side_ = side;
   }
-  SONMERE_INLINE void step(Samples x) {
-    const Samples y = cascade_.step(x) * boost_;
-    std::memcpy(side_, &y, Bytes);
-    side_ += Wide<Bytes>::kSamples;
-    const Bits magnitude = (Bits)y & 0x7fffffff;
-    peak_ = magnitude > peak_ ? magnitude : peak_;
+  SONMERE_INLINE void step(Samples x) { put(cascade_.step(x)); }
+  // Where there are registers enough, each section is a frame behind the one before it, and none waits for
+  // another. The last two frames come out in the end.
+  SONMERE_INLINE void stepApart(Samples x, std::size_t frame) {
+    if (frame > 1) put(cascade_.lowPass.step(toLowPass_));
+    if (frame > 0) toLowPass_ = cascade_.bell.step(toBell_);
+    toBell_ = cascade_.highPass.step(x);
   }
-  SONMERE_INLINE void end(const SideJob& job, std::size_t first, std::size_t streams) const {
+  SONMERE_INLINE void endApart(std::size_t frames) {
+    if (frames > 1) put(cascade_.lowPass.step(toLowPass_));
+    put(cascade_.lowPass.step(cascade_.bell.step(toBell_)));
+  }
+  SONMERE_INLINE void end(const SideJob& job, std::size_t first, std::size_t streams) {
     cascade_.save(job.lanes + first, streams);
     for (std::size_t s = 0; s < streams; ++s) {
       const std::int32_t peak = peak_[2 * s] > peak_[2 * s + 1] ? peak_[2 * s] : peak_[2 * s + 1];
@@ -103,9 +108,18 @@ class EqualiserPart {
   }
 
  private:
+  SONMERE_INLINE void put(Samples y) {
+    y = y * boost_;
+    std::memcpy(side_, &y, Bytes);
+    side_ += Wide<Bytes>::kSamples;
+    const Bits magnitude = (Bits)y & 0x7fffffff;
+    peak_ = magnitude > peak_ ? magnitude : peak_;
+  }
+
   // As whole numbers the bits of magnitudes have the order of their values, with what is no number above all.
   using Bits = typename Wide<Bytes>::Bits;
   Cascade<Bytes> cascade_;
+  Samples toBell_{}, toLowPass_{};
   Samples boost_;
   Bits peak_{};
   float* side_ = nullptr;
@@ -120,7 +134,12 @@ SONMERE_INLINE void equaliseOneRegister(const SideJob& job, std::size_t first, s
   Cursors<Bytes> cursors;
   part.begin(job, first, streams, job.side + 2 * first * frames);
   cursors.begin(job.blocks + first, streams);
-  readThrough(cursors, frames, [&](auto x) { part.step(x); });
+  if constexpr (Bytes > 32) {
+    readThrough(cursors, frames, [&](auto x, std::size_t frame) { part.stepApart(x, frame); });
+    part.endApart(frames);
+  } else {
+    readThrough(cursors, frames, [&](auto x, std::size_t) { part.step(x); });
+  }
   part.end(job, first, streams);
 }
 
@@ -135,8 +154,10 @@ SONMERE_INLINE void equaliseTwoRegisters(const SideJob& job, std::size_t first, 
   b.begin(job, second, streams, job.side + 2 * second * frames);
   aCursors.begin(job.blocks + first, width);
   bCursors.begin(job.blocks + second, streams);
-  readThroughBoth(
-      aCursors, bCursors, frames, [&](auto x) { a.step(x); }, [&](auto x) { b.step(x); });
+  readThroughBoth(aCursors, bCursors, frames, [&](auto x, auto y) {
+    a.step(x);
+    b.step(y);
+  });
   a.end(job, first, width);
   b.end(job, second, streams);
 }

@@ -17,31 +17,6 @@ SONMERE_INLINE Samples clampTo(Samples v, Samples ceiling) {
   return v > -ceiling ? v : -ceiling;
 }
 
-// One value of each stream. Half a register, where an operation takes less time to come back.
-template <std::size_t Bytes>
-struct PerStream {
-  using W = Wide<Bytes>;
-  typedef float Values __attribute__((vector_size(W::kStreams * sizeof(float))));
-
-  template <class Value>
-  SONMERE_INLINE static Values of(std::size_t streams, Value&& value) {
-    float values[W::kStreams];
-    for (std::size_t s = 0; s < W::kStreams; ++s) values[s] = s < streams ? value(s) : 1.0f;
-    Values result;
-    std::memcpy(&result, values, sizeof result);
-    return result;
-  }
-  SONMERE_INLINE static typename W::Samples inBothLanes(Values v) {
-    return inBothLanes(v, std::make_index_sequence<W::kSamples>{});
-  }
-
- private:
-  template <std::size_t... K>
-  SONMERE_INLINE static typename W::Samples inBothLanes(Values v, std::index_sequence<K...>) {
-    return __builtin_shufflevector(v, v, int(K / 2)...);
-  }
-};
-
 // The limiters of up to a register's streams: in place (Cursors) or on their way back from lying side by side
 // (SideCursors).
 template <std::size_t Bytes, class Cursors>
@@ -50,21 +25,20 @@ class LimiterPart {
   Cursors cursors;
 
   SONMERE_INLINE void begin(const LimiterLane* lanes, std::size_t streams) {
-    target_ = Each::of(streams, [&](std::size_t s) { return lanes[s].target; });
-    rate_ = Each::of(streams, [&](std::size_t s) { return lanes[s].rate; });
-    gain_ = Each::of(streams, [&](std::size_t s) { return lanes[s].gain; });
-    ceiling_ = Each::inBothLanes(Each::of(streams, [&](std::size_t s) { return lanes[s].ceiling; }));
+    target_ = inBothLanes<Bytes>(streams, 1, [&](std::size_t s) { return lanes[s].target; });
+    rate_ = inBothLanes<Bytes>(streams, 1, [&](std::size_t s) { return lanes[s].rate; });
+    ceiling_ = inBothLanes<Bytes>(streams, 1, [&](std::size_t s) { return lanes[s].ceiling; });
+    gain_ = inBothLanes<Bytes>(streams, 1, [&](std::size_t s) { return lanes[s].gain; });
   }
   // With every frame `beside` does a step of something else, which needs none of these results.
   template <class Beside>
   SONMERE_INLINE void advance(std::size_t frames, Beside&& beside) {
-    const auto target = target_, rate = rate_;
-    const auto ceiling = ceiling_;
-    auto gain = gain_;
+    const Samples target = target_, rate = rate_, ceiling = ceiling_;
+    Samples gain = gain_;
     runThrough<Bytes>(cursors, frames, [&](auto x) {
       gain = (gain - target) * rate + target;
       beside();
-      return clampTo<Samples>(x * Each::inBothLanes(gain), ceiling);
+      return clampTo<Samples>(x * gain, ceiling);
     });
     gain_ = gain;
   }
@@ -73,14 +47,12 @@ class LimiterPart {
     runThrough<Bytes>(cursors, frames, [](auto x) { return x; });
   }
   SONMERE_INLINE void end(LimiterLane* lanes, std::size_t streams) const {
-    for (std::size_t s = 0; s < streams; ++s) lanes[s].gain = gain_[s];
+    for (std::size_t s = 0; s < streams; ++s) lanes[s].gain = gain_[2 * s];
   }
 
  private:
   using Samples = typename Wide<Bytes>::Samples;
-  using Each = PerStream<Bytes>;
-  typename Each::Values target_, rate_, gain_;
-  Samples ceiling_;
+  Samples target_, rate_, ceiling_, gain_;
 };
 
 // One stream. Once a step leaves the gain unchanged, so would all the others to the end of the block.

@@ -26,7 +26,7 @@ struct LimiterLane {
   float gain;  // in force before the block, then after it
 };
 
-// Two or more streams, at most kMaxLanes, on their way through their equalisers and boosts.
+// Two or more streams, at most kMaxLanes, on their way through their equalisers and boosts. At least a frame.
 struct SideJob {
   EqualiserLane* const* lanes = nullptr;
   float* const* blocks = nullptr;

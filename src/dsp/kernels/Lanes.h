@@ -193,43 +193,44 @@ SONMERE_INLINE void runThrough(Cursors& cursors, std::size_t frames, Step&& step
   for (; frames > 0; --frames) cursors.endFrame(step(cursors.beginFrame()));
 }
 
-// Hands the same samples to `step`, which keeps them where it will. Wide registers take half as many frames
-// at a time: a whole square of them leaves too few registers for the step.
+// Hands the samples to `step` instead, each with a number: that of its frame, of which only 0 and 1 tell
+// anything. Wide registers take half as many frames at a time: a whole square of them leaves too few
+// registers.
 template <std::size_t Bytes, class Step>
 SONMERE_INLINE void readThrough(Cursors<Bytes>& cursors, std::size_t frames, Step&& step) {
   using W = Wide<Bytes>;
   constexpr std::size_t n = Bytes > 32 ? W::kStreams / 2 : W::kStreams;
-  for (; frames >= n; frames -= n) {
+  std::size_t frame = 0;
+  const auto readSquare = [&](std::size_t number) __attribute__((always_inline)) {
     Square<Bytes, n> square;
     cursors.begin(square);
 #pragma GCC unroll 8
-    for (std::size_t k = 0; k < n; ++k) step((typename W::Samples)square.row[k]);
+    for (std::size_t k = 0; k < n; ++k) step((typename W::Samples)square.row[k], number + k);
     cursors.offset += 2 * n;
-  }
-  for (; frames > 0; --frames, cursors.offset += 2) step(cursors.beginFrame());
+    frame += n;
+  };
+  if (frames >= n) readSquare(0);
+  while (frame + n <= frames) readSquare(2);
+  for (; frame < frames; ++frame, cursors.offset += 2) step(cursors.beginFrame(), frame);
 }
 
 // Two registers frame by frame in turn, so that one works while the other waits for its last result.
-template <std::size_t Bytes, class FirstStep, class SecondStep>
+template <std::size_t Bytes, class Step>
 SONMERE_INLINE void readThroughBoth(Cursors<Bytes>& first, Cursors<Bytes>& second, std::size_t frames,
-                                    FirstStep&& firstStep, SecondStep&& secondStep) {
+                                    Step&& step) {
   using W = Wide<Bytes>;
   for (; frames >= W::kStreams; frames -= W::kStreams) {
     Square<Bytes> a, b;
     first.begin(a);
     second.begin(b);
 #pragma GCC unroll 8
-    for (std::size_t k = 0; k < W::kStreams; ++k) {
-      firstStep((typename W::Samples)a.row[k]);
-      secondStep((typename W::Samples)b.row[k]);
-    }
+    for (std::size_t k = 0; k < W::kStreams; ++k)
+      step((typename W::Samples)a.row[k], (typename W::Samples)b.row[k]);
     first.offset += 2 * W::kStreams;
     second.offset += 2 * W::kStreams;
   }
-  for (; frames > 0; --frames, first.offset += 2, second.offset += 2) {
-    firstStep(first.beginFrame());
-    secondStep(second.beginFrame());
-  }
+  for (; frames > 0; --frames, first.offset += 2, second.offset += 2)
+    step(first.beginFrame(), second.beginFrame());
 }
 
 // One value of each stream, in both of its lanes.
