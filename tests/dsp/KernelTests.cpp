@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -226,13 +227,36 @@ TEST_P(KernelTest, AllElseEqualsPlainLoops) {
     ASSERT_TRUE(areSame(left[n - 1], x[2 * n - 2]) && areSame(right[n / 2], x[2 * (n / 2) + 1]));
     kernels.interleave(left.data(), right.data(), again.data(), n);
     ASSERT_TRUE(areSame(again, x));
-    std::vector<std::int16_t> integers(2 * n);
+  }
+}
+
+TEST_P(KernelTest, SamplesOf16BitsEqualPlainLoops) {
+  const float odd[] = {1.0f, -1.0f,    0.5f / 32768, 1.5f / 32768, -0.5f / 32768, 32766.5f / 32768,
+                       NAN,  INFINITY, -INFINITY,    1e-40f,       3e38f};
+  for (int round = 0; round < 200; ++round) {
+    const std::size_t n = frames();
+    std::vector<std::int16_t> integers(2 * n), back(2 * n);
     for (std::int16_t& value : integers) value = std::int16_t(random());
-    kernels.stereoFromInt16(reinterpret_cast<const std::uint8_t*>(integers.data()), left.data(), right.data(),
-                            n);
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(integers.data());
+    std::vector<float> left(n), right(n), sum(n, 0.3f);
+    kernels.stereoFromInt16(bytes, left.data(), right.data(), n);
     for (std::size_t i = 0; i < n; ++i)
       ASSERT_TRUE(left[i] == float(integers[2 * i]) / 32768 &&
                   right[i] == float(integers[2 * i + 1]) / 32768);
+    std::vector<float> leftSum = sum, rightSum = sum;
+    kernels.addStereoFromInt16(bytes, 0.7f, leftSum.data(), rightSum.data(), n);
+    for (std::size_t i = 0; i < n; ++i)
+      ASSERT_TRUE(leftSum[i] == 0.3f + left[i] * 0.7f && rightSum[i] == 0.3f + right[i] * 0.7f);
+    for (std::size_t i = 0; i < n; ++i) {
+      left[i] = random() % 4 ? left[i] * 1.2f + 1e-6f : odd[random() % std::size(odd)];
+      right[i] = float(std::int16_t(random()) + 0.5f) / 32768;
+    }
+    kernels.int16FromStereo(left.data(), right.data(), reinterpret_cast<std::uint8_t*>(back.data()), n);
+    const auto rounded = [](float x) {
+      return std::isnan(x) ? 0L : std::lrint(std::clamp(double(x) * 32768, -32768.0, 32767.0));
+    };
+    for (std::size_t i = 0; i < n; ++i)
+      ASSERT_TRUE(back[2 * i] == rounded(left[i]) && back[2 * i + 1] == rounded(right[i])) << left[i];
   }
 }
 

@@ -10,7 +10,6 @@
 #include "audio/file/SampleEncoder.h"
 #include "base/SettingsStore.h"
 #include "base/VirtualRuntime.h"
-#include "dsp/kernels/SampleKernels.h"
 #include "editor/export/ExportWriter.h"
 #include "editor/export/LoudnessGain.h"
 #include "editor/export/LoudnessMeter.h"
@@ -114,21 +113,6 @@ TEST_F(ExportTest, FadesAndGainAreTheSameInBlocksOfAnySize) {
       }
     }
   }
-}
-
-TEST_F(ExportTest, FastConversionsGiveTheBitsOfTheEncoder) {
-  std::vector<float> samples = noise(2 * 1003, 9, 1.2f);
-  const float odd[] = {1.0f, -1.0f,    0.5f / 32768, 1.5f / 32768, -0.5f / 32768, 32766.5f / 32768,
-                       NAN,  INFINITY, -INFINITY,    1e-40f,       3e38f};
-  std::copy(std::begin(odd), std::end(odd), samples.begin());
-  PCMBuffer buffer({48000, 2}, 1003);
-  buffer.setFrameLength(1003);
-  std::copy_n(samples.begin(), 1003, buffer.channel(0));
-  std::copy_n(samples.begin() + 1003, 1003, buffer.channel(1));
-  std::vector<std::uint8_t> expected, found(4 * 1003);
-  encodeSamples(buffer, {.channels = 2, .bitDepth = 16}, expected);
-  int16FromStereo(buffer.channel(0), buffer.channel(1), found.data(), 1003);
-  EXPECT_EQ(found, expected);
 }
 
 // Against a sum that is written out here, with other readers, sample for sample.

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <vector>
+
+#include "base/AlignedVector.h"
 
 namespace sonmere {
 
@@ -38,7 +39,7 @@ class PCMBuffer {
   PCMFormat format_;
   std::uint32_t frameCapacity_;
   std::uint32_t frameLength_ = 0;
-  std::vector<float> samples_;
+  AlignedVector<float> samples_;
 };
 
 }  // namespace sonmere

@@ -34,6 +34,12 @@ struct Kernels {
   void (*interleave)(const float* left, const float* right, float* block, std::size_t frames) noexcept;
   // Of a file's little-endian samples of 16 bits, full scale at 1 = 2^15.
   void (*stereoFromInt16)(const std::uint8_t* block, float* left, float* right, std::size_t frames) noexcept;
+  // The same, times `gain` (0, or no less than 1e-20), added to what is there.
+  void (*addStereoFromInt16)(const std::uint8_t* block, float gain, float* left, float* right,
+                             std::size_t frames) noexcept;
+  // Back: rounded to nearest, halves to even, and clipped; not a number becomes 0.
+  void (*int16FromStereo)(const float* left, const float* right, std::uint8_t* block,
+                          std::size_t frames) noexcept;
 };
 
 // Those of the best instruction set that this processor has, unless others were chosen. Any thread.

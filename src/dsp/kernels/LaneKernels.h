@@ -240,16 +240,57 @@ void interleave(const float* __restrict left, const float* __restrict right, flo
   }
 }
 
-// A frame at a time as one integer, the right sample in its upper half.
+constexpr float kInt16Scale = 32768;
+
+// A frame at a time as one integer, the right sample in its upper half; each is moved into an upper half,
+// where it has 2^16 times its value.
 void stereoFromInt16(const std::uint8_t* __restrict block, float* __restrict left, float* __restrict right,
                      std::size_t frames) noexcept {
-  constexpr float kScale = 1.0f / 32768;
+  constexpr float kScale = 0x1p-31f;
   for (std::size_t i = 0; i < frames; ++i) {
-    std::int32_t frame;
+    std::uint32_t frame;
     std::memcpy(&frame, block + 4 * i, sizeof frame);
-    left[i] = float(std::int16_t(frame)) * kScale;
-    right[i] = float(frame >> 16) * kScale;
+    left[i] = float(std::int32_t(frame << 16)) * kScale;
+    right[i] = float(std::int32_t(frame & 0xffff0000)) * kScale;
   }
+}
+
+void addStereoFromInt16(const std::uint8_t* __restrict block, float gain, float* __restrict left,
+                        float* __restrict right, std::size_t frames) noexcept {
+  const float scale = gain * 0x1p-31f;
+  for (std::size_t i = 0; i < frames; ++i) {
+    std::uint32_t frame;
+    std::memcpy(&frame, block + 4 * i, sizeof frame);
+    left[i] += float(std::int32_t(frame << 16)) * scale;
+    right[i] += float(std::int32_t(frame & 0xffff0000)) * scale;
+  }
+}
+
+// Where a float's last bit stands for 1 its lowest bits are the rounded integer.
+template <class Samples>
+SONMERE_INLINE Samples roundedToInt16(Samples samples) {
+  const Samples number = samples == samples ? samples : Samples{};
+  Samples scaled = number * kInt16Scale;
+  scaled = scaled > kInt16Scale - 1 ? Samples{} + (kInt16Scale - 1) : scaled;
+  scaled = scaled < -kInt16Scale ? Samples{} - kInt16Scale : scaled;
+  return scaled + 12582912.0f;  // 1.5 * 2^23
+}
+
+template <std::size_t Bytes>
+void int16FromStereo(const float* left, const float* right, std::uint8_t* block,
+                     std::size_t frames) noexcept {
+  using W = Wide<Bytes>;
+  const auto convert = [&](std::size_t at, std::size_t count) __attribute__((always_inline)) {
+    typename W::Samples l{}, r{};
+    std::memcpy(&l, left + at, count * sizeof(float));
+    std::memcpy(&r, right + at, count * sizeof(float));
+    const auto frame = ((typename W::Bits)roundedToInt16(l) & 0xffff) | (typename W::Bits)roundedToInt16(r)
+                                                                            << 16;
+    std::memcpy(block + 4 * at, &frame, count * sizeof(float));
+  };
+  std::size_t i = 0;
+  for (; i + W::kSamples <= frames; i += W::kSamples) convert(i, W::kSamples);
+  convert(i, frames - i);
 }
 
 // The set for registers of so many bytes.
@@ -268,6 +309,8 @@ constexpr Kernels laneKernels(const char* target) {
       .deinterleave = deinterleave,
       .interleave = interleave,
       .stereoFromInt16 = stereoFromInt16,
+      .addStereoFromInt16 = addStereoFromInt16,
+      .int16FromStereo = int16FromStereo<Bytes>,
   };
 }
 

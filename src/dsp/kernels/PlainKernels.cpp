@@ -1,5 +1,6 @@
 // The loops as they read: what the vector kernels are held to, and what runs where there are none.
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -115,14 +116,39 @@ void interleave(const float* left, const float* right, float* block, std::size_t
   }
 }
 
-// A frame at a time as one integer, the right sample in its upper half.
+constexpr float kInt16Scale = 32768;
+
+float fromInt16(const std::uint8_t* bytes) {
+  std::int16_t value;
+  std::memcpy(&value, bytes, sizeof value);
+  return float(value) / kInt16Scale;
+}
+
+std::int16_t toInt16(float sample) {
+  if (std::isnan(sample)) return 0;
+  return std::int16_t(std::lrint(std::clamp(sample * kInt16Scale, -kInt16Scale, kInt16Scale - 1)));
+}
+
 void stereoFromInt16(const std::uint8_t* block, float* left, float* right, std::size_t frames) noexcept {
-  constexpr float kScale = 1.0f / 32768;
   for (std::size_t i = 0; i < frames; ++i) {
-    std::int32_t frame;
-    std::memcpy(&frame, block + 4 * i, sizeof frame);
-    left[i] = float(std::int16_t(frame)) * kScale;
-    right[i] = float(frame >> 16) * kScale;
+    left[i] = fromInt16(block + 4 * i);
+    right[i] = fromInt16(block + 4 * i + 2);
+  }
+}
+
+void addStereoFromInt16(const std::uint8_t* block, float gain, float* left, float* right,
+                        std::size_t frames) noexcept {
+  for (std::size_t i = 0; i < frames; ++i) {
+    left[i] += fromInt16(block + 4 * i) * gain;
+    right[i] += fromInt16(block + 4 * i + 2) * gain;
+  }
+}
+
+void int16FromStereo(const float* left, const float* right, std::uint8_t* block,
+                     std::size_t frames) noexcept {
+  for (std::size_t i = 0; i < frames; ++i) {
+    const std::int16_t frame[2] = {toInt16(left[i]), toInt16(right[i])};
+    std::memcpy(block + 4 * i, frame, sizeof frame);
   }
 }
 
@@ -141,6 +167,8 @@ const Kernels kPlainKernels = {
     .deinterleave = deinterleave,
     .interleave = interleave,
     .stereoFromInt16 = stereoFromInt16,
+    .addStereoFromInt16 = addStereoFromInt16,
+    .int16FromStereo = int16FromStereo,
 };
 
 }  // namespace sonmere

@@ -1,13 +1,7 @@
 #include "dsp/kernels/SampleKernels.h"
 
-#include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstring>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 namespace sonmere {
 
@@ -16,11 +10,6 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "samples are copied in the machine's byte order");
 
 constexpr float kScale16 = 32768, kScale24 = 8388608;
-
-std::int16_t toInt16(float sample) {
-  if (std::isnan(sample)) return 0;
-  return std::int16_t(std::lrint(std::clamp(sample * kScale16, -kScale16, kScale16 - 1)));
-}
 
 float fromInt16(const std::uint8_t* bytes) {
   std::int16_t value;
@@ -34,15 +23,6 @@ float fromInt24(const std::uint8_t* bytes) {
                      8;
   return float(value) * (1 / kScale24);
 }
-
-#if defined(__SSE2__)
-// Four samples as integers; the clipping happens before the rounding.
-__m128i roundedInt16(__m128 samples) {
-  const __m128 number = _mm_and_ps(samples, _mm_cmpord_ps(samples, samples));
-  const __m128 scaled = _mm_mul_ps(number, _mm_set1_ps(kScale16));
-  return _mm_cvtps_epi32(_mm_min_ps(_mm_max_ps(scaled, _mm_set1_ps(-kScale16)), _mm_set1_ps(kScale16 - 1)));
-}
-#endif
 
 }  // namespace
 
@@ -67,22 +47,6 @@ void planeFromFloat32(const std::uint8_t* samples, std::size_t channels, float* 
   } else {
     for (std::size_t i = 0; i < count; ++i)
       std::memcpy(plane + i, samples + sizeof *plane * channels * i, sizeof *plane);
-  }
-}
-
-void int16FromStereo(const float* left, const float* right, std::uint8_t* frames,
-                     std::size_t count) noexcept {
-  std::size_t i = 0;
-#if defined(__SSE2__)
-  for (; i + 4 <= count; i += 4) {
-    const __m128i l = roundedInt16(_mm_loadu_ps(left + i)), r = roundedInt16(_mm_loadu_ps(right + i));
-    const __m128i low = _mm_and_si128(l, _mm_set1_epi32(0xFFFF));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(frames + 4 * i), _mm_or_si128(low, _mm_slli_epi32(r, 16)));
-  }
-#endif
-  for (; i < count; ++i) {
-    const std::int16_t frame[2] = {toInt16(left[i]), toInt16(right[i])};
-    std::memcpy(frames + 4 * i, frame, sizeof frame);
   }
 }
 

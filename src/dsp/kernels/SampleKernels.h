@@ -16,7 +16,4 @@ void planeFromInt24(const std::uint8_t* samples, std::size_t channels, float* pl
 void planeFromFloat32(const std::uint8_t* samples, std::size_t channels, float* plane,
                       std::size_t count) noexcept;
 
-// Frames of two channels of 16 bits: rounded to nearest, halves to even, and clipped; not a number becomes 0.
-void int16FromStereo(const float* left, const float* right, std::uint8_t* frames, std::size_t count) noexcept;
-
 }  // namespace sonmere

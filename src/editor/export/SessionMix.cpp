@@ -50,6 +50,9 @@ Outcome<void> SessionMix::read(PCMBuffer& buffer, std::uint32_t frames) {
 }
 
 Outcome<void> SessionMix::add(BlockSource& track, PCMBuffer& block, PCMBuffer& mix) {
+  const auto added = track.addNextTo(mix);
+  if (!added) return std::unexpected(added.error());
+  if (*added) return {};
   if (auto read = track.read(block, mix.frameLength()); !read) return read;
   for (std::uint32_t channel = 0; channel < format_.channels; ++channel)
     addTo(mix.channel(channel), block.channel(std::min(channel, track.format().channels - 1)),

@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "audio/file/SampleEncoder.h"
 #include "audio/file/WavHeader.h"
-#include "dsp/kernels/SampleKernels.h"
+#include "dsp/kernels/Kernels.h"
 
 namespace sonmere {
 
@@ -16,9 +18,7 @@ constexpr std::size_t kWriteBytes = 256 << 10;
 }  // namespace
 
 WavExportWriter::WavExportWriter(ExportFile file, const AudioFileSettings& settings)
-    : file_(std::move(file)), settings_(settings) {
-  pending_.reserve(2 * kWriteBytes);
-}
+    : file_(std::move(file)), settings_(settings) {}
 
 Outcome<std::unique_ptr<ExportWriter>> WavExportWriter::create(const std::string& destination,
                                                                const AudioFileSettings& settings) {
@@ -38,31 +38,35 @@ Outcome<void> WavExportWriter::write(const PCMBuffer& buffer) {
                                  fmt::format("could not write {}: the buffer does not fit", file_.path())});
   encode(buffer);
   frames_ += buffer.frameLength();
-  return pending_.size() < kWriteBytes ? Outcome<void>() : flush();
+  return pendingBytes_ < kWriteBytes ? Outcome<void>() : flush();
 }
 
 // Into what is pending; the common case by the fastest way.
 void WavExportWriter::encode(const PCMBuffer& buffer) {
+  const std::size_t bytes = std::size_t(buffer.frameLength()) * wavBytesPerFrame(settings_);
+  if (pending_.size() < pendingBytes_ + bytes) pending_.resize(kWriteBytes + 2 * bytes);
+  std::uint8_t* const end = pending_.data() + pendingBytes_;
   if (settings_.bitDepth == 16 && settings_.channels == 2) {
-    const std::size_t end = pending_.size();
-    pending_.resize(end + std::size_t(buffer.frameLength()) * wavBytesPerFrame(settings_));
-    int16FromStereo(buffer.channel(0), buffer.channel(1), pending_.data() + end, buffer.frameLength());
+    kernels().int16FromStereo(buffer.channel(0), buffer.channel(1), end, buffer.frameLength());
   } else {
     encodeSamples(buffer, settings_, block_);
-    pending_.insert(pending_.end(), block_.begin(), block_.end());
+    std::ranges::copy(block_, end);
   }
+  pendingBytes_ += bytes;
 }
 
 Outcome<void> WavExportWriter::flush() {
-  auto written = file_.append(pending_);
-  pending_.clear();
+  auto written = file_.append(std::span(pending_).first(pendingBytes_));
+  pendingBytes_ = 0;
   return written;
 }
 
 Outcome<void> WavExportWriter::finish() {
   if (finalized_) return {};
-  if (frames_ * wavBytesPerFrame(settings_) % 2 != 0) pending_.push_back(0);
   if (auto written = flush(); !written) return written;
+  constexpr std::uint8_t kPad[] = {0};
+  if (frames_ * wavBytesPerFrame(settings_) % 2 != 0)
+    if (auto written = file_.append(kPad); !written) return written;
   if (auto written = file_.rewrite(0, wavHeader(settings_, frames_)); !written) return written;
   finalized_ = true;
   return file_.close();

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "audio/file/AudioFileSettings.h"
+#include "base/AlignedVector.h"
 #include "editor/export/ExportFile.h"
 #include "editor/export/ExportWriter.h"
 
@@ -29,7 +30,9 @@ class WavExportWriter final : public ExportWriter {
   const AudioFileSettings settings_;
   std::uint64_t frames_ = 0;
   bool finalized_ = false;
-  std::vector<std::uint8_t> block_, pending_;  // of one buffer; of what is to be written next
+  std::vector<std::uint8_t> block_;  // of one buffer
+  AlignedVector<std::uint8_t> pending_;
+  std::size_t pendingBytes_ = 0;  // of it that are to be written next
 };
 
 }  // namespace sonmere

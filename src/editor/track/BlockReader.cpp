@@ -49,6 +49,8 @@ class DecodedReader final : public BlockReader {
 
 }  // namespace
 
+Outcome<bool> BlockReader::addNextTo(PCMBuffer&, float) { return false; }
+
 Outcome<std::unique_ptr<BlockReader>> BlockReader::open(const std::string& path) {
   auto reader = openAudioFile(path);
   if (!reader) return std::unexpected(reader.error());

@@ -23,6 +23,9 @@ class BlockReader {
   // Reads up to `frames` frames, at most the buffer's capacity, to its front; sets its length, which is 0 at
   // the end. The buffer has the file's channel count.
   virtual Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) = 0;
+  // Adds the next frames, as many as the mix has and the file still has, to those of a mix, times `gain`, and
+  // returns true; or false where reading them is as quick, and has done nothing.
+  virtual Outcome<bool> addNextTo(PCMBuffer& mix, float gain);
 };
 
 }  // namespace sonmere

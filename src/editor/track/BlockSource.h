@@ -19,6 +19,9 @@ class BlockSource {
   // Reads the next frames to the front of a buffer of the source's channel count: `frames` of them, less only
   // at the end or when the buffer has no room for more. Its length tells how many there are, 0 at the end.
   virtual Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) = 0;
+  // Adds the next frames, as many as the mix has and the source still has, to those of a mix, and returns
+  // true; or false where reading them is as quick, and has done nothing.
+  virtual Outcome<bool> addNextTo(PCMBuffer&) { return false; }
 };
 
 // What blocks are read in where nothing else asks for another size: small enough to stay in the fastest cache

@@ -44,6 +44,11 @@ void applyGain(float gain, PCMBuffer& buffer, std::int64_t from, std::int64_t co
 
 }  // namespace
 
+std::optional<float> steadyGain(const TrimRange& range, std::int64_t offset, std::int64_t frames) {
+  if (isInFade(range, offset) || isInFade(range, offset + frames - 1)) return std::nullopt;
+  return range.gainLinear;
+}
+
 void applyFadesAndGain(const TrimRange& range, std::int64_t offset, PCMBuffer& buffer) {
   if (range.fadeInFrames <= 0 && range.fadeOutFrames <= 0 && range.gainLinear == 1) return;
   const std::int64_t end = offset + buffer.frameLength();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "audio/file/PCMBuffer.h"
 #include "editor/track/TrimRange.h"
@@ -12,5 +13,7 @@ namespace sonmere {
 // that its first sample is silent, and the fade-out falls from 1 at its first sample. Overlapping fades
 // multiply. A sample whose gain is exactly 1 keeps its bits.
 void applyFadesAndGain(const TrimRange& range, std::int64_t offset, PCMBuffer& buffer);
+// The gain of a whole block of `frames` frames there, if it is one.
+std::optional<float> steadyGain(const TrimRange& range, std::int64_t offset, std::int64_t frames);
 
 }  // namespace sonmere

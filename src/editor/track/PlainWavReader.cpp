@@ -52,22 +52,42 @@ Outcome<void> PlainWavReader::seek(std::int64_t frame) {
   return {};
 }
 
-Outcome<void> PlainWavReader::read(PCMBuffer& buffer, std::uint32_t frames) {
-  frames = std::min(frames, buffer.frameCapacity());
+template <class Use>
+Outcome<std::uint32_t> PlainWavReader::take(std::uint32_t frames, Use&& use) {
   const std::uint32_t frameBytes = wav_.bytesPerFrame();
   std::uint32_t done = 0;
   while (done < frames) {
     if (taken_ == filled_) {
-      if (auto filled = refill(); !filled) return filled;
+      if (auto filled = refill(); !filled) return std::unexpected(filled.error());
       if (filled_ == 0) break;
     }
     const auto count = std::uint32_t(std::min<std::size_t>(frames - done, (filled_ - taken_) / frameBytes));
-    convert(wav_.encoding, piece_.data() + taken_, buffer, done, count);
+    use(piece_.data() + taken_, done, count);
     taken_ += std::size_t(count) * frameBytes;
     done += count;
   }
-  buffer.setFrameLength(done);
+  return done;
+}
+
+Outcome<void> PlainWavReader::read(PCMBuffer& buffer, std::uint32_t frames) {
+  const auto done = take(std::min(frames, buffer.frameCapacity()),
+                         [&](const std::uint8_t* bytes, std::uint32_t from, std::uint32_t count) {
+                           convert(wav_.encoding, bytes, buffer, from, count);
+                         });
+  if (!done) return std::unexpected(done.error());
+  buffer.setFrameLength(*done);
   return {};
+}
+
+Outcome<bool> PlainWavReader::addNextTo(PCMBuffer& mix, float gain) {
+  if (wav_.encoding != PlainWav::Encoding::int16 || format().channels != 2 || mix.format().channels != 2)
+    return false;
+  const auto done =
+      take(mix.frameLength(), [&](const std::uint8_t* bytes, std::uint32_t from, std::uint32_t count) {
+        kernels().addStereoFromInt16(bytes, gain, mix.channel(0) + from, mix.channel(1) + from, count);
+      });
+  if (!done) return std::unexpected(done.error());
+  return true;
 }
 
 Outcome<void> PlainWavReader::refill() {

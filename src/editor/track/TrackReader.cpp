@@ -57,6 +57,16 @@ Outcome<void> TrackReader::read(PCMBuffer& buffer, std::uint32_t frames) {
   return {};
 }
 
+// What is missing at the end of the file would be silence.
+Outcome<bool> TrackReader::addNextTo(PCMBuffer& mix) {
+  const std::uint32_t frames = mix.frameLength();
+  if (frames == 0 || frames > length() - position_) return false;
+  const auto gain = steadyGain(input_.range, position_, frames);
+  auto added = gain ? file_->addNextTo(mix, *gain) : false;
+  if (added && *added) position_ += frames;
+  return added;
+}
+
 Outcome<MixTrackInput> wholeFile(const std::string& path) {
   auto reader = BlockReader::open(path);
   if (!reader) return std::unexpected(reader.error());

@@ -18,6 +18,7 @@ class TrackReader final : public BlockSource {
   const PCMFormat& format() const override { return file_->format(); }
   std::int64_t length() const override { return input_.range.length(); }
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
+  Outcome<bool> addNextTo(PCMBuffer& mix) override;
 
  private:
   TrackReader(const MixTrackInput& input, std::unique_ptr<BlockReader> file);

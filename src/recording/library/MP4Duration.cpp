@@ -108,7 +108,9 @@ std::uint64_t Walk::number(std::uint64_t at, int bytes) {
   const std::uint64_t end = at + std::uint64_t(bytes);
   if (at < windowAt_ || end > windowAt_ + windowSize_) {
     windowAt_ = at;
-    windowSize_ = at < fileSize_ ? read_(at, window_) : 0;
+    const std::uint64_t left = at < fileSize_ ? fileSize_ - at : 0;
+    windowSize_ =
+        read_(at, std::span(window_).first(std::size_t(std::min<std::uint64_t>(left, kWindowBytes))));
     if (std::uint64_t(bytes) > windowSize_) return 0;
   }
   std::uint64_t value = 0;
