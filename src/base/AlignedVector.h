@@ -6,7 +6,8 @@
 
 namespace sonmere {
 
-// Memory that begins on a cache line of its own, so that the widest registers are loaded and stored in one go.
+// Memory that begins on a cache line of its own, so that the widest registers are loaded and stored in one
+// go.
 template <class T>
 struct LineAllocator {
   using value_type = T;
