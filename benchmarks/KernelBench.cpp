@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t kFrames = 256, kSamples = 2 * kFrames;
 constexpr std::size_t kMostTaps = 16;
 // Blocks of one round; as many different ones as there are levels.
-constexpr std::size_t kBlocks = 400;
+constexpr std::size_t kBlocks = 200;
 constexpr std::size_t kLevels = 5;
 
 // The chain as it is written down: three passes of the equaliser, the volume, the limiter, the sum.
