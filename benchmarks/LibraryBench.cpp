@@ -87,11 +87,13 @@ void openAndClose(const std::string& path) {
   if (count != kFiles) benchFailed(fmt::format("{} files of {} opened", count, kFiles));
 }
 
-double scanTime(const Library& library, int repairs) {
+// Long enough after the files were made for repairs, and not yet.
+Date later() { return VirtualRuntime::today() + std::chrono::days(2); }
+Date earlier() { return VirtualRuntime::today(); }
+
+double scanTime(const Library& library, Date now, int repairs) {
   Log log;
   RecordingScanner scanner(log);
-  // Long enough after the files were made.
-  const Date now = VirtualRuntime::today() + std::chrono::days(2);
   const std::int64_t begin = elapsedTime();
   const RecordingScan scan = scanner.scan(library.path(), now);
   const auto time = double(elapsedTime() - begin);
@@ -99,7 +101,7 @@ double scanTime(const Library& library, int repairs) {
   for (const auto& session : scan.sessions) {
     files += session.files.size();
     for (const auto& file : session.files)
-      if (file.durationSeconds <= 0) benchFailed(file.url + " has no length");
+      if (file.durationSeconds <= 0 && now == later()) benchFailed(file.url + " has no length");
   }
   if (files != kFiles || int(scan.repairs.size()) != repairs)
     benchFailed(fmt::format("{} recordings and {} repairs found", files, scan.repairs.size()));
@@ -118,10 +120,13 @@ void benchLibrary(Bench& bench) {
       openAndClose(library.path());
       return double(elapsedTime() - begin);
     };
+    // Each follows one of its kind, with what it reads as near to the processor as it may be.
     openAndClose(library.path());
     const double before = opening();
-    const double scanned = scanTime(library, kInterrupted);
-    const double plain = scanTime(library, 0);
+    scanTime(library, earlier(), 0);
+    const double scanned = scanTime(library, later(), kInterrupted);
+    const double plain = scanTime(library, later(), 0);
+    openAndClose(library.path());
     const double base = (before + opening()) / 2;
     if (round == 0) continue;  // to warm up
     ratios.push_back(scanned / base);

@@ -80,7 +80,7 @@ std::optional<RecordingNameParts> parseRecordingName(std::string_view fileName) 
   const std::string_view name = fileName.substr(0, dot - tail);
   const std::string_view stamp = fileName.substr(dot - kStampForm.size(), kStampForm.size());
   if (fileName.substr(name.size(), kSeparator.size()) != kSeparator || !isStamp(stamp)) return std::nullopt;
-  if (name.find_first_of("\r\n") != std::string_view::npos) return std::nullopt;
+  if (name.contains('\r') || name.contains('\n')) return std::nullopt;
   return RecordingNameParts{name, stamp, *format};
 }
 

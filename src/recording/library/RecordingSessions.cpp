@@ -42,6 +42,14 @@ int compareNaturally(std::string_view a, std::string_view b) {
   return int(!a.empty()) - int(!b.empty());
 }
 
+// The 14 digits of a stamp, in the order of the stamps.
+std::uint64_t stampDigits(std::string_view stamp) {
+  std::uint64_t value = 0;
+  for (const char c : stamp)
+    if (isDigit(c)) value = 10 * value + std::uint64_t(c - '0');
+  return value;
+}
+
 bool isFileBefore(const RecordingFile& a, const RecordingFile& b) {
   const int order = compareNaturally(a.displayName, b.displayName);
   return order != 0 ? order < 0 : a.url < b.url;
@@ -55,14 +63,15 @@ void RecordingSessions::add(std::string_view stamp, RecordingFile file) {
 
 std::vector<RecordingSession> RecordingSessions::take() {
   // By stamp, with the files where they are; the files of a session are few.
-  std::vector<std::pair<std::string_view, std::size_t>> order;
+  std::vector<std::pair<std::uint64_t, std::size_t>> order;
   order.reserve(found_.size());
-  for (std::size_t i = 0; i < found_.size(); ++i) order.emplace_back(found_[i].stamp, i);
+  for (std::size_t i = 0; i < found_.size(); ++i) order.emplace_back(stampDigits(found_[i].stamp), i);
   std::ranges::sort(order, std::greater<>());
   std::vector<RecordingSession> sessions;
   for (auto first = order.begin(); first != order.end();) {
-    const std::string_view stamp = first->first;
-    const auto last = std::find_if(first, order.end(), [&](const auto& each) { return each.first != stamp; });
+    const auto last =
+        std::find_if(first, order.end(), [&](const auto& each) { return each.first != first->first; });
+    const std::string_view stamp = found_[first->second].stamp;
     RecordingSession& session = sessions.emplace_back(
         std::string(stamp), dateOfStamp(stamp).value_or(Date::min()), std::vector<RecordingFile>());
     session.files.reserve(std::size_t(last - first));
