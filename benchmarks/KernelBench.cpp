@@ -130,17 +130,14 @@ class ChainPair {
           copyIn(i, tap, batch.nextBlock());
           batch.add(effects_[tap], kVolume, ceiling_, 1);
         }
+        const bool isLast = tap == taps_;
         const std::int64_t begin = elapsedTime();
-        if (tap == taps_) master = equaliserLane(masterCoefficients_, masterDelays_);
+        if (isLast) master = equaliserLane(masterCoefficients_, masterDelays_);
         batch.equaliseAndBoost();
-        batch.limitAndMix(out_.data(), tap == taps_ ? &master : nullptr);
+        batch.limitAndMix(out_.data(), isLast ? &master : nullptr);
+        if (isLast) finishMaster(master);
         time += elapsedTime() - begin;
       }
-      const std::int64_t begin = elapsedTime();
-      saveDelays(master, masterDelays_);
-      masterGain_ = limitUnlessSilent(out_.data(), kSamples, kFrames, 2 * ceiling_, masterGain_,
-                                      kBusQuietThreshold, kLimiterRates48k);
-      time += elapsedTime() - begin;
     }
     return double(time);
   }
@@ -152,6 +149,11 @@ class ChainPair {
  private:
   static constexpr float kVolume = 1.25f;
 
+  void finishMaster(const EqualiserLane& master) {
+    saveDelays(master, masterDelays_);
+    masterGain_ = limitUnlessSilent(out_.data(), kSamples, kFrames, 2 * ceiling_, masterGain_,
+                                    kBusQuietThreshold, kLimiterRates48k);
+  }
   void copyIn(std::size_t block, std::size_t tap, float* target) const {
     std::memcpy(target, inputs_[block % kLevels][tap].data(), sizeof(Block));
   }
