@@ -124,6 +124,7 @@ TEST_F(ExportTest, AMixIsTheSumOfItsTracks) {
   for (const std::string& url : urls) inputs.push_back(whole(url));
   inputs[0].range.startFrame = 5000;
   inputs[0].range.fadeInFrames = 300;
+  inputs[0].range.gainLinear = 0.7f;
   inputs[1].range.gainLinear = 3;
   inputs[2].range.endFrame = 40000;
   inputs[2].range.fadeOutFrames = 40000;

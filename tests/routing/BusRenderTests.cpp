@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <random>
 
@@ -182,8 +183,10 @@ TEST_F(BusRenderTest, AnyMixOfTapsEqualsPlainLoopsOnEveryTarget) {
   for (int round = 0; round < 600; ++round) {
     const auto targets = availableKernels();
     chooseKernels(targets[random() % targets.size()]);
-    if (taps.size() < 20 && random() % 4 == 0) {
-      SingleAppTap& tap = *addTap();
+    const bool isJoined = taps.size() < 20 && random() % 4 == 0;
+    if (isJoined) addTap();
+    if (isJoined || (!taps.empty() && random() % 5 == 0)) {
+      SingleAppTap& tap = isJoined ? *taps.back() : *taps[random() % taps.size()];
       references[&tap].coefficients =
           coefficients48k({.isEnabled = true, .highPassFreq = 20 + double(random() % 900), .paraGain = 9});
       tap.eqCoefficients.copy(references[&tap].coefficients);
@@ -221,6 +224,25 @@ TEST_F(BusRenderTest, AnyMixOfTapsEqualsPlainLoopsOnEveryTarget) {
     const auto out = render(std::uint32_t(frames));
     ASSERT_EQ(std::memcmp(out.data(), expected.data(), 4 * out.size()), 0)
         << "round " << round << " on " << kernels().target << ", " << taps.size() << " taps";
+  }
+  chooseKernels(nullptr);
+}
+
+// A limiter would turn what is no number into its ceiling.
+TEST_F(BusRenderTest, ALimiterBesideATapThatIsNoNumberLeavesThatAlone) {
+  for (const Kernels* target : availableKernels()) {
+    chooseKernels(target);
+    taps.clear();
+    const auto broken = addTap(), loud = addTap();
+    broken->eqEnabled = loud->eqEnabled = loud->limiterEnabled = true;
+    for (const auto& tap : taps) tap->eqCoefficients.copy(coefficients48k({.isEnabled = true}));
+    publishTaps();
+    auto block = noise(128);
+    block[0] = std::numeric_limits<float>::quiet_NaN();
+    feed(*broken, block);
+    feed(*loud, std::vector<float>(128, 4.0f));
+    EXPECT_TRUE(std::isnan(render(64)[126])) << target->target;
+    EXPECT_LT(float(loud->limiterGain), 1.0f) << target->target;
   }
   chooseKernels(nullptr);
 }
