@@ -31,6 +31,7 @@ SONMERE_INLINE void mixWhole(float* target, const float* const* sources, const f
 
 SONMERE_INLINE void mixRest(float* target, const float* const* sources, const float* gains, std::size_t count,
                             std::size_t at, std::size_t n) {
+  if (count == 0) return;
   for (const std::size_t end = at + n; at < end; ++at) {
     float sum = target[at];
     for (std::size_t s = 0; s < count; ++s) sum = sum + sources[s][at] * gains[s];
@@ -81,7 +82,7 @@ class Limiters {
     begin([&](auto& cursors, std::size_t first) {
       cursors.begin(job.side + 2 * first * frames, job.sideBlocks + first, in(first));
       cursors.sum = areMixed ? job.sum : nullptr;
-      cursors.gains = job.gains + first;
+      cursors.gains = areMixed ? job.gains + first : nullptr;
     });
   }
   bool isEmpty() const { return streams_ == 0; }
