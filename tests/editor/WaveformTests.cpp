@@ -55,9 +55,9 @@ TEST_F(WaveformTest, APeakIsTheSampleFarthestFromZeroWithItsSign) {
   samples[20] = 0.25f;
   samples[24] = -0.5f;
   const WaveformPeaks peaks = analyze(wav(SF_FORMAT_FLOAT, 1, samples));
-  EXPECT_EQ(peaks.summary.channels, (std::vector<std::vector<float>>{{-0.5f, 0.75f, -0.5f}}));
+  EXPECT_EQ(peaks.summary.channels, (std::vector<LargeVector<float>>{{-0.5f, 0.75f, -0.5f}}));
   EXPECT_EQ(peaks.envelope.channels[0],
-            (std::vector<WaveformBin>{{-0.5f, -0.5f}, {-0.75f, 0.75f}, {-0.5f, 0.25f}}));
+            (LargeVector<WaveformBin>{{-0.5f, -0.5f}, {-0.75f, 0.75f}, {-0.5f, 0.25f}}));
   EXPECT_EQ(peaks.summary.totalFrames, 25);
   EXPECT_EQ(peaks.summary.sampleRate, 48000);
   EXPECT_EQ(extremes(peaks.envelope, 0, 12, 20), (WaveformBin{-0.75f, 0.75f}));
@@ -252,7 +252,7 @@ TEST_F(WaveformTest, PicturesShowWhatIsInTheFileAndOtherProgramsOpenThem) {
   EXPECT_NE(waveformSVG(*layOut(clipped, 0, 1000, 64, 64)).find("clipped"), std::string::npos);
 
   const auto hour = [](double from) {
-    WaveformEnvelope silence{{std::vector<WaveformBin>(4000000)}, 48000, 4000000LL * 48, 48};
+    WaveformEnvelope silence{{LargeVector<WaveformBin>(4000000, {0, 0})}, 48000, 4000000LL * 48, 48};
     return layOut(silence, std::int64_t(from * 48000), std::int64_t((from + 10) * 48000), 800, 100)->ticks;
   };
   EXPECT_EQ(hour(3599.5).at(0).label, "1:00:00");

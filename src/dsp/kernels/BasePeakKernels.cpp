@@ -14,7 +14,7 @@ void find24(const std::uint8_t* samples, std::size_t channels, std::size_t frame
   kPlainPeakKernels.int24(samples, channels, frames, bins, pairs);
 }
 constexpr PeakKernels kHere = {"sse2", find<Int16Samples, 16>, find24, find<Float32Samples, 16>,
-                               findSignedPeaks};
+                               findSignedPeaks<16>};
 #endif
 }  // namespace
 const PeakKernels* const kBasePeakKernels = &kHere;

@@ -21,9 +21,6 @@ struct PeakRegister {
 };
 template <class T, std::size_t Bytes>
 using PeakVector = typename PeakRegister<T, Bytes>::Lanes;
-using Floats4 = PeakVector<float, 16>;
-using Ints4 = PeakVector<std::int32_t, 16>;
-using Shorts8 = PeakVector<std::int16_t, 16>;
 
 // In this order of operands what is no number leaves `kept` as it is.
 template <class V>
@@ -35,12 +32,64 @@ SONMERE_PEAK_INLINE V smaller(const V& x, const V& kept) {
   return x < kept ? x : kept;
 }
 
-// A format: how samples are loaded, and how four extremes, of which the first half of the register is turned
-// upside down, become pairs of floats.
-struct Int16Samples {
+// Works alike on each 16 bytes of a register, which most instructions that move lanes do not leave. `From`
+// are the lanes taken, those from the second operand after those of the first.
+template <int... From>
+struct Within16 {
+  static constexpr int kLanes = sizeof...(From);
+  static constexpr int kFrom[] = {From...};
+
+  template <class V>
+  SONMERE_PEAK_INLINE static V of(const V& x, const V& y) {
+    return of(x, y, std::make_index_sequence<sizeof(V) / 16 * kLanes>{});
+  }
+  template <class V>
+  SONMERE_PEAK_INLINE static V of(const V& x) {
+    return of(x, x);
+  }
+
+ private:
+  template <class V, std::size_t... I>
+  SONMERE_PEAK_INLINE static V of(const V& x, const V& y, std::index_sequence<I...>) {
+    constexpr int n = sizeof...(I);
+    return __builtin_shufflevector(
+        x, y,
+        (int(I) / kLanes * kLanes + kFrom[I % kLanes] % kLanes + (kFrom[I % kLanes] < kLanes ? 0 : n))...);
+  }
+};
+
+// A register of `first` in the first half of each 16 bytes, and of `second` in the others.
+template <class V, class T>
+SONMERE_PEAK_INLINE V halves(T first, T second) {
+  constexpr std::size_t lanes = 16 / sizeof(T);
+  V result;
+  for (std::size_t i = 0; i < sizeof(V) / sizeof(T); ++i) result[i] = i % lanes < lanes / 2 ? first : second;
+  return result;
+}
+
+// Whole numbers: the first samples are the extremes so far.
+struct WholeNumbers {
+  static constexpr bool kIsFirstTaken = true;
+
+  template <class V>
+  SONMERE_PEAK_INLINE static V lowest(const V& first) {
+    return first;
+  }
+  template <class V>
+  SONMERE_PEAK_INLINE static V highest(const V& first) {
+    return first;
+  }
+  template <class V>
+  SONMERE_PEAK_INLINE static V turned(const V& x) {
+    return ~x;
+  }
+};
+
+// A format: how samples are loaded, and how in each 16 bytes four extremes, of which the first half of the
+// register is turned upside down, become pairs of floats.
+struct Int16Samples : WholeNumbers {
   using Sample = std::int16_t;
   static constexpr std::size_t kBytes = 2;
-  static constexpr Sample kLowest = INT16_MIN, kHighest = INT16_MAX;
   static constexpr PeakKernels::Find PeakKernels::*kPlain = &PeakKernels::int16;
 
   template <std::size_t Bytes>
@@ -49,65 +98,62 @@ struct Int16Samples {
     std::memcpy(&x, at, Bytes);
     return x;
   }
-  SONMERE_PEAK_INLINE static Shorts8 turned(const Shorts8& x) { return ~x; }
-  SONMERE_PEAK_INLINE static Floats4 pairs(const Shorts8& x) {
-    const Shorts8 turnedBack = x ^ Shorts8 { -1, -1, -1, -1, 0, 0, 0, 0 };
+  template <class V>
+  SONMERE_PEAK_INLINE static auto pairs(const V& x) {
+    const V turnedBack = x ^ halves<V>(Sample(-1), Sample(0));
     // Each sample in the upper half of 32 bits.
-    const Shorts8 spread = __builtin_shufflevector(turnedBack, turnedBack, 0, 0, 4, 4, 1, 1, 5, 5);
-    Ints4 values;
+    const V spread = Within16<0, 0, 4, 4, 1, 1, 5, 5>::of(turnedBack);
+    PeakVector<std::int32_t, sizeof(V)> values;
     std::memcpy(&values, &spread, sizeof values);
-    return __builtin_convertvector(values >> 16, Floats4) * (1.0f / 32768);
+    return __builtin_convertvector(values >> 16, PeakVector<float, sizeof(V)>) * (1.0f / 32768);
   }
 };
 
 // Held in the upper three bytes of 32 bits. The lowest byte is anything: it decides only between equals.
-struct Int24Samples {
+struct Int24Samples : WholeNumbers {
   using Sample = std::int32_t;
   static constexpr std::size_t kBytes = 3;
-  static constexpr Sample kLowest = INT32_MIN, kHighest = INT32_MAX;
   static constexpr PeakKernels::Find PeakKernels::*kPlain = &PeakKernels::int24;
 
   template <std::size_t Bytes>
   SONMERE_PEAK_INLINE static PeakVector<Sample, Bytes> load(const std::uint8_t* at) {
     PeakVector<Sample, Bytes> x;
-    const auto spread = spreadOctets<Bytes>(at, std::make_index_sequence<Bytes>{});
+    const auto spread = spreadOctets<Bytes>(at);
     std::memcpy(&x, &spread, sizeof x);
     return x;
   }
-  SONMERE_PEAK_INLINE static Ints4 turned(const Ints4& x) { return ~x; }
-  SONMERE_PEAK_INLINE static Floats4 pairs(const Ints4& x) {
-    const Ints4 turnedBack = x ^ Ints4 { -1, -1, 0, 0 };
-    const Ints4 values = __builtin_shufflevector(turnedBack, turnedBack, 0, 2, 1, 3) >> 8;
-    return __builtin_convertvector(values, Floats4) * (1.0f / 8388608);
+  template <class V>
+  SONMERE_PEAK_INLINE static auto pairs(const V& x) {
+    const V values = Within16<0, 2, 1, 3>::of(V(x ^ halves<V>(Sample(-1), Sample(0)))) >> 8;
+    return __builtin_convertvector(values, PeakVector<float, sizeof(V)>) * (1.0f / 8388608);
   }
 
  private:
-  // 12 bytes into each 16; instructions move bytes within these.
-  template <std::size_t Bytes, std::size_t... I>
-  SONMERE_PEAK_INLINE static auto spreadOctets(const std::uint8_t* at, std::index_sequence<I...> all) {
+  // 12 bytes into each 16.
+  template <std::size_t Bytes>
+  SONMERE_PEAK_INLINE static auto spreadOctets(const std::uint8_t* at) {
+    using Spread = Within16<0, 0, 1, 2, 3, 3, 4, 5, 6, 6, 7, 8, 9, 9, 10, 11>;
     PeakVector<std::uint8_t, 16> first;
     std::memcpy(&first, at, sizeof first);
     if constexpr (Bytes == 16) {
-      return __builtin_shufflevector(first, first, (int(I) - int(I) / 4 - (I % 4 != 0))...);
+      return Spread::of(first);
     } else {
       PeakVector<std::uint8_t, 16> second;
       std::memcpy(&second, at + 12, sizeof second);
-      const auto both = __builtin_shufflevector(first, second, int(I)...);
-      return withinHalves(both, all);
+      return Spread::of(together(first, second, std::make_index_sequence<Bytes>{}));
     }
   }
-  template <class Octets, std::size_t... I>
-  SONMERE_PEAK_INLINE static Octets withinHalves(const Octets& x, std::index_sequence<I...>) {
-    return __builtin_shufflevector(x, x,
-                                   (int(I) / 16 * 16 + int(I) % 16 - int(I) % 16 / 4 - (I % 4 != 0))...);
+  template <class Half, std::size_t... I>
+  SONMERE_PEAK_INLINE static auto together(const Half& a, const Half& b, std::index_sequence<I...>) {
+    return __builtin_shufflevector(a, b, int(I)...);
   }
 };
 
 struct Float32Samples {
   using Sample = float;
   static constexpr std::size_t kBytes = 4;
-  static constexpr Sample kLowest = -std::numeric_limits<float>::infinity(),
-                          kHighest = std::numeric_limits<float>::infinity();
+  static constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  static constexpr bool kIsFirstTaken = false;
   static constexpr PeakKernels::Find PeakKernels::*kPlain = &PeakKernels::float32;
 
   template <std::size_t Bytes>
@@ -116,91 +162,120 @@ struct Float32Samples {
     std::memcpy(&x, at, Bytes);
     return x;
   }
-  SONMERE_PEAK_INLINE static Floats4 turned(const Floats4& x) { return -x; }
-  SONMERE_PEAK_INLINE static Floats4 pairs(const Floats4& x) {
-    const Floats4 turnedBack = x * Floats4{-1, -1, 1, 1};
-    const Floats4 values = __builtin_shufflevector(turnedBack, turnedBack, 0, 2, 1, 3);
-    const Floats4 low = __builtin_shufflevector(values, values, 0, 0, 2, 2);
-    const Floats4 high = __builtin_shufflevector(values, values, 1, 1, 3, 3);
+  template <class V>
+  SONMERE_PEAK_INLINE static V lowest(const V&) {
+    return V{} + kInfinity;
+  }
+  template <class V>
+  SONMERE_PEAK_INLINE static V highest(const V&) {
+    return V{} - kInfinity;
+  }
+  template <class V>
+  SONMERE_PEAK_INLINE static V turned(const V& x) {
+    return -x;
+  }
+  template <class V>
+  SONMERE_PEAK_INLINE static auto pairs(const V& x) {
+    const V values = Within16<0, 2, 1, 3>::of(V(x * halves<V>(-1.0f, 1.0f)));
+    const V low = Within16<0, 0, 2, 2>::of(values), high = Within16<1, 1, 3, 3>::of(values);
     // The start values are still there where no number was found. Adding zero makes zeros positive.
-    return (low <= high ? values : Floats4{}) + 0.0f;
+    return (low <= high ? values : V{}) + 0.0f;
   }
 };
 
-template <class V, std::size_t... I>
-SONMERE_PEAK_INLINE auto lowerHalf(const V& x, std::index_sequence<I...>) {
-  return __builtin_shufflevector(x, x, int(I)...);
-}
-template <class V, std::size_t... I>
-SONMERE_PEAK_INLINE auto upperHalf(const V& x, std::index_sequence<I...>) {
-  return __builtin_shufflevector(x, x, int(I + sizeof...(I))...);
-}
-// The lane I of the result is the lane I ^ Step.
-template <std::size_t Step, class V, std::size_t... I>
-SONMERE_PEAK_INLINE V exchanged(const V& x, std::index_sequence<I...>) {
-  return __builtin_shufflevector(x, x, int(I ^ Step)...);
+// The smallest and largest samples of each channel, in any lanes of it.
+template <class V>
+struct Extremes {
+  V low, high;
+};
+
+// Each half of a register onto the other: what is left of the first, then of the second.
+template <class V, class Pick, std::size_t... I>
+SONMERE_PEAK_INLINE V folded(const V& a, const V& b, const Pick& pick, std::index_sequence<I...>) {
+  constexpr std::size_t n = sizeof...(I);
+  return pick(__builtin_shufflevector(a, b, int(I < n / 2 ? I : n + I)...),
+              __builtin_shufflevector(a, b, int(I < n / 2 ? I + n / 2 : n + I - n / 2)...));
 }
 
-template <class T, std::size_t Bytes, class Pick>
-SONMERE_PEAK_INLINE PeakVector<T, 16> foldedTo16(const PeakVector<T, Bytes>& x, const Pick& pick) {
-  if constexpr (Bytes == 16) {
-    return x;
+// In each 16 bytes the extremes of a bin become one register of the smallest and the largest values together,
+// those turned upside down, so that every further step is one operation for both.
+template <class Format, std::size_t Channels, class V>
+SONMERE_PEAK_INLINE auto pairsOf(const Extremes<V>& found) {
+  const V turned = Format::turned(found.low);
+  if constexpr (sizeof(typename Format::Sample) == 2) {
+    V both = larger(Within16<0, 1, 2, 3, 8, 9, 10, 11>::of(turned, found.high),
+                    Within16<4, 5, 6, 7, 12, 13, 14, 15>::of(turned, found.high));
+    both = larger(Within16<2, 3, 0, 1, 6, 7, 4, 5>::of(both), both);
+    if constexpr (Channels == 1) both = larger(Within16<1, 0, 3, 2, 5, 4, 7, 6>::of(both), both);
+    return Format::pairs(both);
   } else {
-    using Half = std::make_index_sequence<Bytes / sizeof(T) / 2>;
-    return foldedTo16<T, Bytes / 2>(pick(upperHalf(x, Half{}), lowerHalf(x, Half{})), pick);
+    V both =
+        larger(Within16<0, 1, 4, 5>::of(turned, found.high), Within16<2, 3, 6, 7>::of(turned, found.high));
+    if constexpr (Channels == 1) both = larger(Within16<1, 0, 3, 2>::of(both), both);
+    return Format::pairs(both);
   }
 }
 
-// One register of the smallest and the largest values together, those turned upside down, so that every
-// further step is one operation for both.
-template <class Format, std::size_t Channels>
-SONMERE_PEAK_INLINE Floats4 pairsOf(const PeakVector<typename Format::Sample, 16>& low,
-                                    const PeakVector<typename Format::Sample, 16>& high) {
-  constexpr std::size_t kLanes = 16 / sizeof(typename Format::Sample);
-  const auto turned = Format::turned(low);
-  auto both = [&]<std::size_t... I>(std::index_sequence<I...>) {
-    constexpr std::size_t half = kLanes / 2;
-    return larger(__builtin_shufflevector(turned, high, int(I < half ? I : kLanes + I - half)...),
-                  __builtin_shufflevector(turned, high, int(I < half ? I + half : kLanes + I)...));
-  }
-  (std::make_index_sequence<kLanes>{});
-  using All = std::make_index_sequence<kLanes>;
-  if constexpr (kLanes == 8) both = larger(exchanged<2>(both, All{}), both);
-  if constexpr (Channels == 1) both = larger(exchanged<1>(both, All{}), both);
-  return Format::pairs(both);
+template <class Format, std::size_t Bytes>
+SONMERE_PEAK_INLINE auto extremesOf(const std::uint8_t* samples, std::size_t count) {
+  using V = PeakVector<typename Format::Sample, Bytes>;
+  constexpr std::size_t kLanes = PeakRegister<typename Format::Sample, Bytes>::kLanes;
+  const auto load = [&](std::size_t at) {
+    return Format::template load<Bytes>(samples + at * Format::kBytes);
+  };
+  const V first = load(0);
+  Extremes<V> found{Format::lowest(first), Format::highest(first)};
+  const auto take = [&](const V& x) {
+    found.low = smaller(x, found.low);
+    found.high = larger(x, found.high);
+  };
+  if constexpr (!Format::kIsFirstTaken) take(first);
+  for (std::size_t i = kLanes; i + kLanes <= count; i += kLanes) take(load(i));
+  // The rest together with samples that were looked at already, each in the lane of its channel.
+  if (count % kLanes != 0) take(load(count - kLanes));
+  return found;
+}
+
+// Pairs of a 32-byte register, which what works within 16 bytes has left in the order 0, 2, 1, 3.
+template <class V>
+SONMERE_PEAK_INLINE auto inOrder(const V& x) {
+  PeakVector<std::int64_t, sizeof(V)> pairs;
+  std::memcpy(&pairs, &x, sizeof pairs);
+  return __builtin_shufflevector(pairs, pairs, 0, 2, 1, 3);
 }
 
 template <class Format, std::size_t Channels, std::size_t Bytes>
 void findIn(const std::uint8_t* samples, std::size_t frames, std::size_t bins, float* const* pairs) noexcept {
   using Sample = typename Format::Sample;
-  using V = PeakVector<Sample, Bytes>;
-  constexpr std::size_t kLanes = Bytes / sizeof(Sample);
-  const std::size_t count = frames * Channels;
-  if (count < kLanes) {
-    if constexpr (Bytes > 16)
-      findIn<Format, Channels, Bytes / 2>(samples, frames, bins, pairs);
-    else
-      (kPlainPeakKernels.*Format::kPlain)(samples, Channels, frames, bins, pairs);
-    return;
-  }
-  for (std::size_t bin = 0; bin < bins; ++bin, samples += count * Format::kBytes) {
-    V low = V{} + Format::kHighest, high = V{} + Format::kLowest;
-    const auto take = [&](std::size_t at) {
-      const V x = Format::template load<Bytes>(samples + at * Format::kBytes);
-      low = smaller(x, low);
-      high = larger(x, high);
-    };
-    for (std::size_t i = 0; i + kLanes <= count; i += kLanes) take(i);
-    // The rest together with samples that were looked at already, each in the lane of its channel.
-    if (count % kLanes != 0) take(count - kLanes);
-    const auto low16 =
-        foldedTo16<Sample, Bytes>(low, [](const auto& a, const auto& b) { return smaller(a, b); });
-    const auto high16 =
-        foldedTo16<Sample, Bytes>(high, [](const auto& a, const auto& b) { return larger(a, b); });
-    const Floats4 found = pairsOf<Format, Channels>(low16, high16);
-    std::memcpy(pairs[0] + 2 * bin, &found, 8);
-    if constexpr (Channels == 2)
-      std::memcpy(pairs[1] + 2 * bin, reinterpret_cast<const char*>(&found) + 8, 8);
+  constexpr std::size_t kLanes = PeakRegister<Sample, Bytes>::kLanes;
+  const std::size_t count = frames * Channels, step = count * Format::kBytes;
+  if constexpr (Bytes == 32) {
+    // Two bins at a time.
+    constexpr auto kAll = std::make_index_sequence<kLanes>{};
+    std::size_t bin = 0;
+    for (; count >= kLanes && bin + 2 <= bins; bin += 2, samples += 2 * step) {
+      const auto a = extremesOf<Format, Bytes>(samples, count);
+      const auto b = extremesOf<Format, Bytes>(samples + step, count);
+      using V = PeakVector<Sample, Bytes>;
+      const Extremes<V> both{folded(
+                                 a.low, b.low, [](const V& x, const V& y) { return smaller(x, y); }, kAll),
+                             folded(
+                                 a.high, b.high, [](const V& x, const V& y) { return larger(x, y); }, kAll)};
+      const auto found = inOrder(pairsOf<Format, Channels>(both));
+      for (std::size_t channel = 0; channel < Channels; ++channel)
+        std::memcpy(pairs[channel] + 2 * bin, reinterpret_cast<const char*>(&found) + 16 * channel, 16);
+    }
+    float* rest[Channels];
+    for (std::size_t channel = 0; channel < Channels; ++channel) rest[channel] = pairs[channel] + 2 * bin;
+    findIn<Format, Channels, 16>(samples, frames, bins - bin, rest);
+  } else if (count < kLanes) {
+    (kPlainPeakKernels.*Format::kPlain)(samples, Channels, frames, bins, pairs);
+  } else {
+    for (std::size_t bin = 0; bin < bins; ++bin, samples += step) {
+      const auto found = pairsOf<Format, Channels>(extremesOf<Format, Bytes>(samples, count));
+      for (std::size_t channel = 0; channel < Channels; ++channel)
+        std::memcpy(pairs[channel] + 2 * bin, reinterpret_cast<const char*>(&found) + 8 * channel, 8);
+    }
   }
 }
 
@@ -212,17 +287,24 @@ void find(const std::uint8_t* samples, std::size_t channels, std::size_t frames,
   (kPlainPeakKernels.*Format::kPlain)(samples, channels, frames, bins, pairs);
 }
 
+template <std::size_t Bytes>
 void findSignedPeaks(const float* pairs, std::size_t bins, float* peaks) noexcept {
+  using Floats = PeakVector<float, Bytes>;
+  constexpr std::size_t n = PeakRegister<float, Bytes>::kLanes;
   std::size_t bin = 0;
-  for (; bin + 4 <= bins; bin += 4) {
-    Floats4 a, b;
-    std::memcpy(&a, pairs + 2 * bin, sizeof a);
-    std::memcpy(&b, pairs + 2 * bin + 4, sizeof b);
-    const Floats4 low = __builtin_shufflevector(a, b, 0, 2, 4, 6);
-    const Floats4 high = __builtin_shufflevector(a, b, 1, 3, 5, 7);
+  for (; bin + n <= bins; bin += n) {
+    Floats a, b;
+    std::memcpy(&a, pairs + 2 * bin, Bytes);
+    std::memcpy(&b, pairs + 2 * bin + n, Bytes);
+    const Floats low = Within16<0, 2, 4, 6>::of(a, b), high = Within16<1, 3, 5, 7>::of(a, b);
     // Low is not above high, so this says which is farther from zero.
-    const Floats4 peak = -low <= high ? high : low;
-    std::memcpy(peaks + bin, &peak, sizeof peak);
+    const Floats peak = -low <= high ? high : low;
+    if constexpr (Bytes == 32) {
+      const auto ordered = inOrder(peak);
+      std::memcpy(peaks + bin, &ordered, Bytes);
+    } else {
+      std::memcpy(peaks + bin, &peak, Bytes);
+    }
   }
   kPlainPeakKernels.signedPeaks(pairs + 2 * bin, bins - bin, peaks + bin);
 }
@@ -230,7 +312,7 @@ void findSignedPeaks(const float* pairs, std::size_t bins, float* peaks) noexcep
 template <std::size_t Bytes>
 constexpr PeakKernels peakLanes(const char* target) {
   return {target, find<Int16Samples, Bytes>, find<Int24Samples, Bytes>, find<Float32Samples, Bytes>,
-          findSignedPeaks};
+          findSignedPeaks<Bytes>};
 }
 
 }  // namespace

@@ -6,7 +6,7 @@ namespace sonmere {
 
 WaveformBin extremes(const WaveformEnvelope& envelope, std::size_t channel, std::int64_t from,
                      std::int64_t until) {
-  const std::vector<WaveformBin>& bins = envelope.channels[channel];
+  const LargeVector<WaveformBin>& bins = envelope.channels[channel];
   const auto count = std::int64_t(bins.size());
   const std::int64_t first = std::clamp<std::int64_t>(from / envelope.binFrames, 0, count);
   const std::int64_t last =

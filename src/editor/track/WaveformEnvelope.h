@@ -3,17 +3,18 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/LargeVector.h"
+
 namespace sonmere {
 
 struct WaveformBin {
-  float minValue = 0;
-  float maxValue = 0;
+  float minValue, maxValue;
   bool operator==(const WaveformBin&) const = default;
 };
 
 // The extremes of each bin of a file: what trim and zoom look at instead of the audio.
 struct WaveformEnvelope {
-  std::vector<std::vector<WaveformBin>> channels;
+  std::vector<LargeVector<WaveformBin>> channels;
   double sampleRate = 0;  // Hz
   std::int64_t totalFrames = 0;
   std::int64_t binFrames = 1;  // frames of every bin but the last, which may have fewer

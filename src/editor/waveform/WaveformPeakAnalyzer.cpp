@@ -67,10 +67,14 @@ class PeakLists {
 
   bool isFull() const { return bin_ >= bins_; }
   // What was not read is silent.
-  void finish() { grow(bins_); }
+  void finish() {
+    for (auto& list : peaks_.summary.channels) list.resize(std::size_t(bins_), 0);
+    for (auto& list : peaks_.envelope.channels) list.resize(std::size_t(bins_), {0, 0});
+  }
   void take(PeakKernels::Find find, const std::uint8_t* samples, std::int64_t frames, std::int64_t bins) {
     bins = std::min(bins, bins_ - bin_);
-    grow(bin_ + bins);
+    for (auto& list : peaks_.summary.channels) list.resize(std::size_t(bin_ + bins));
+    for (auto& list : peaks_.envelope.channels) list.resize(std::size_t(bin_ + bins));
     static_assert(sizeof(WaveformBin) == 2 * sizeof(float));
     for (std::size_t channel = 0; channel < pairs_.size(); ++channel)
       pairs_[channel] = &peaks_.envelope.channels[channel][std::size_t(bin_)].minValue;
@@ -82,12 +86,6 @@ class PeakLists {
   }
 
  private:
-  // As the bins come: memory that was just touched is quick to fill.
-  void grow(std::int64_t bins) {
-    for (auto& list : peaks_.summary.channels) list.resize(std::size_t(bins));
-    for (auto& list : peaks_.envelope.channels) list.resize(std::size_t(bins));
-  }
-
   WaveformPeaks& peaks_;
   const std::int64_t bins_;
   std::int64_t bin_ = 0;

@@ -48,7 +48,7 @@ std::vector<std::span<const float>> WaveformView::channelBuffers() const {
   if (!summary_) return buffers;
   const auto first = std::size_t(viewStart_ / summary_->binFrames);
   const auto last = std::size_t((viewEnd_ + summary_->binFrames - 1) / summary_->binFrames);
-  for (const std::vector<float>& channel : summary_->channels)
+  for (const auto& channel : summary_->channels)
     buffers.push_back(std::span(channel).subspan(first, last - first));
   return buffers;
 }
