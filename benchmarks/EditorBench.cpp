@@ -111,7 +111,7 @@ void benchPeakFiles(Bench& bench, const TemporaryFolder& folder) {
     const double value = bench.ratio(
         [&] {
           const auto peaks = WaveformPeakAnalyzer(log).analyze(path);
-          if (!peaks || peaks->summary.channels[1].size() != kSeconds * 2000) benchFailed("no peaks");
+          if (!peaks || peaks->channels[1].size() != kSeconds * 2000) benchFailed("no peaks");
         },
         [&] { readThrough(path, [&](const char*, std::size_t count) { total += count; }); },
         std::min(bench.rounds(), 41));

@@ -2,33 +2,45 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace sonmere {
 
 namespace {
 
-std::size_t inSmallPages(std::size_t bytes) {
-  constexpr std::size_t page = 65536;  // the largest that counts as small
-  return (bytes + page - 1) / page * page;
-}
+constexpr std::size_t kLine = 64;
+
+std::size_t roundUp(std::size_t n, std::size_t step) { return (n + step - 1) / step * step; }
 
 }  // namespace
 
-void* LargeMemory::allocate(std::size_t bytes) {
-  const std::size_t length = inSmallPages(bytes), reserved = length + kPage;
-  void* const begin = mmap(nullptr, reserved, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (begin == MAP_FAILED) throw std::bad_alloc();
-  // Large pages begin at multiples of their size.
-  const std::size_t before = (kPage - reinterpret_cast<std::uintptr_t>(begin) % kPage) % kPage;
-  auto* const memory = static_cast<char*>(begin) + before;
-  if (before > 0) munmap(begin, before);
-  if (before < kPage) munmap(memory + length, kPage - before);
-  // Only advice: without it the memory is as good.
-  madvise(memory, length - length % kPage, MADV_HUGEPAGE);
-  return memory;
+std::shared_ptr<LargeArena> LargeArena::forLists(std::size_t count, std::size_t bytes) {
+  const std::size_t all = count * roundUp(bytes, kLine);
+  return all < kPage ? nullptr : std::make_shared<LargeArena>(all);
 }
 
-void LargeMemory::free(void* memory, std::size_t bytes) noexcept { munmap(memory, inSmallPages(bytes)); }
+LargeArena::LargeArena(std::size_t bytes) : bytes_(roundUp(bytes, kPage)) {
+  const std::size_t reserved = bytes_ + kPage;
+  void* const memory = mmap(nullptr, reserved, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) throw std::bad_alloc();
+  // Large pages begin at multiples of their size; what is before and behind them goes back.
+  const std::size_t before =
+      roundUp(reinterpret_cast<std::uintptr_t>(memory), kPage) - reinterpret_cast<std::uintptr_t>(memory);
+  begin_ = static_cast<char*>(memory) + before;
+  if (before > 0) munmap(memory, before);
+  if (before < kPage) munmap(begin_ + bytes_, kPage - before);
+  // Only advice: without it the memory is as good.
+  madvise(begin_, bytes_, MADV_HUGEPAGE);
+}
+
+LargeArena::~LargeArena() { munmap(begin_, bytes_); }
+
+void* LargeArena::take(std::size_t bytes) noexcept {
+  if (bytes > bytes_ - taken_) return nullptr;
+  void* const memory = begin_ + taken_;
+  taken_ = std::min(bytes_, taken_ + roundUp(bytes, kLine));
+  return memory;
+}
 
 }  // namespace sonmere

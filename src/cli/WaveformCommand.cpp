@@ -129,17 +129,17 @@ int runWaveformCommand(const WaveformArguments& arguments) {
   std::optional<std::string> damage;
   work.log().addSink([&](LogLevel, const std::string& line) { damage = reasonIn(line); });
   std::atomic<bool> isCancelled = false;
-  const auto peaks = WaveformPeakAnalyzer(work.log()).analyze(arguments.file, &isCancelled, [&](double done) {
-    if (work.show(done)) isCancelled = true;
-  });
-  if (!peaks) return work.fail({"WaveformCommand", 1, damage.value_or("the reading was cancelled")});
+  const auto envelope =
+      WaveformPeakAnalyzer(work.log()).analyze(arguments.file, &isCancelled, [&](double done) {
+        if (work.show(done)) isCancelled = true;
+      });
+  if (!envelope) return work.fail({"WaveformCommand", 1, damage.value_or("the reading was cancelled")});
   if (damage) work.tell(kExitSuccess, *damage + "; what follows is drawn as silence");
-  const auto layout =
-      layOut(peaks->envelope, view->startFrame, std::min(view->endFrame, peaks->envelope.totalFrames),
-             arguments.width, arguments.height);
+  const auto layout = layOut(*envelope, view->startFrame, std::min(view->endFrame, envelope->totalFrames),
+                             arguments.width, arguments.height);
   if (!layout) return work.badInput(layout.error());
   if (auto written = writePictures(*layout, arguments); !written) return work.fail(written.error());
-  print(arguments, *view, peaks->envelope);
+  print(arguments, *view, *envelope);
   return kExitSuccess;
 }
 

@@ -3,6 +3,7 @@
 // The search for extremes over registers of a given width. Only for the files that compile it for one
 // instruction set each: all here has internal linkage, so that no code for a newer processor is shared.
 
+#include <array>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -216,23 +217,26 @@ SONMERE_PEAK_INLINE auto pairsOf(const Extremes<V>& found) {
   }
 }
 
-template <class Format, std::size_t Bytes>
-SONMERE_PEAK_INLINE auto extremesOf(const std::uint8_t* samples, std::size_t count) {
+// The extremes of bins of `count` samples that are `step` bytes apart, side by side.
+template <class Format, std::size_t Bytes, std::size_t... Bin>
+SONMERE_PEAK_INLINE auto extremesOf(const std::uint8_t* samples, std::size_t step, std::size_t count,
+                                    std::index_sequence<Bin...>) {
   using V = PeakVector<typename Format::Sample, Bytes>;
   constexpr std::size_t kLanes = PeakRegister<typename Format::Sample, Bytes>::kLanes;
-  const auto load = [&](std::size_t at) {
-    return Format::template load<Bytes>(samples + at * Format::kBytes);
+  const auto load = [&](std::size_t bin, std::size_t at) {
+    return Format::template load<Bytes>(samples + bin * step + at * Format::kBytes);
   };
-  const V first = load(0);
-  Extremes<V> found{Format::lowest(first), Format::highest(first)};
-  const auto take = [&](const V& x) {
-    found.low = smaller(x, found.low);
-    found.high = larger(x, found.high);
+  const V first[] = {load(Bin, 0)...};
+  std::array<Extremes<V>, sizeof...(Bin)> found{
+      Extremes<V>{Format::lowest(first[Bin]), Format::highest(first[Bin])}...};
+  const auto take = [](Extremes<V>& bin, const V& x) {
+    bin.low = smaller(x, bin.low);
+    bin.high = larger(x, bin.high);
   };
-  if constexpr (!Format::kIsFirstTaken) take(first);
-  for (std::size_t i = kLanes; i + kLanes <= count; i += kLanes) take(load(i));
+  if constexpr (!Format::kIsFirstTaken) (take(found[Bin], first[Bin]), ...);
+  for (std::size_t i = kLanes; i + kLanes <= count; i += kLanes) (take(found[Bin], load(Bin, i)), ...);
   // The rest together with samples that were looked at already, each in the lane of its channel.
-  if (count % kLanes != 0) take(load(count - kLanes));
+  if (count % kLanes != 0) (take(found[Bin], load(Bin, count - kLanes)), ...);
   return found;
 }
 
@@ -254,13 +258,9 @@ void findIn(const std::uint8_t* samples, std::size_t frames, std::size_t bins, f
     constexpr auto kAll = std::make_index_sequence<kLanes>{};
     std::size_t bin = 0;
     for (; count >= kLanes && bin + 2 <= bins; bin += 2, samples += 2 * step) {
-      const auto a = extremesOf<Format, Bytes>(samples, count);
-      const auto b = extremesOf<Format, Bytes>(samples + step, count);
+      const auto [a, b] = extremesOf<Format, Bytes>(samples, step, count, std::index_sequence<0, 1>{});
       using V = PeakVector<Sample, Bytes>;
-      const Extremes<V> both{folded(
-                                 a.low, b.low, [](const V& x, const V& y) { return smaller(x, y); }, kAll),
-                             folded(
-                                 a.high, b.high, [](const V& x, const V& y) { return larger(x, y); }, kAll)};
+      const Extremes<V> both{folded(a.low, b.low, smaller<V>, kAll), folded(a.high, b.high, larger<V>, kAll)};
       const auto found = inOrder(pairsOf<Format, Channels>(both));
       for (std::size_t channel = 0; channel < Channels; ++channel)
         std::memcpy(pairs[channel] + 2 * bin, reinterpret_cast<const char*>(&found) + 16 * channel, 16);
@@ -272,7 +272,8 @@ void findIn(const std::uint8_t* samples, std::size_t frames, std::size_t bins, f
     (kPlainPeakKernels.*Format::kPlain)(samples, Channels, frames, bins, pairs);
   } else {
     for (std::size_t bin = 0; bin < bins; ++bin, samples += step) {
-      const auto found = pairsOf<Format, Channels>(extremesOf<Format, Bytes>(samples, count));
+      const auto [one] = extremesOf<Format, Bytes>(samples, step, count, std::index_sequence<0>{});
+      const auto found = pairsOf<Format, Channels>(one);
       for (std::size_t channel = 0; channel < Channels; ++channel)
         std::memcpy(pairs[channel] + 2 * bin, reinterpret_cast<const char*>(&found) + 8 * channel, 8);
     }

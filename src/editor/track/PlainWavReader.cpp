@@ -1,7 +1,6 @@
 #include "editor/track/PlainWavReader.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "dsp/kernels/Kernels.h"
 #include "dsp/kernels/SampleKernels.h"
@@ -34,35 +33,35 @@ void convert(PlainWav::Encoding encoding, const std::uint8_t* bytes, PCMBuffer& 
 }  // namespace
 
 PlainWavReader::PlainWavReader(PlainWav wav, std::string path)
-    : wav_(std::move(wav)),
-      path_(std::move(path)),
-      piece_(std::max<std::size_t>(kPieceBytes / wav_.bytesPerFrame(), 1) * wav_.bytesPerFrame()) {}
+    : piece_(std::move(wav), std::move(path), PlainWavPiece::Place::onALine) {}
 
 Outcome<void> PlainWavReader::seek(std::int64_t frame) {
-  frame = std::clamp<std::int64_t>(frame, 0, wav_.frames);
+  frame = std::clamp<std::int64_t>(frame, 0, frameCount());
   // A short loop stays within one piece, which need not be read anew.
-  const std::int64_t frameBytes = wav_.bytesPerFrame();
-  const std::int64_t pieceStart = position_ - std::int64_t(filled_) / frameBytes;
+  const std::int64_t frameBytes = piece_.wav().bytesPerFrame();
+  const std::int64_t pieceStart = position_ - std::int64_t(bytes_.size()) / frameBytes;
   if (frame >= pieceStart && frame < position_) {
     taken_ = std::size_t((frame - pieceStart) * frameBytes);
   } else {
     position_ = frame;
-    taken_ = filled_ = 0;
+    bytes_ = {};
+    taken_ = 0;
   }
   return {};
 }
 
 template <class Use>
 Outcome<std::uint32_t> PlainWavReader::take(std::uint32_t frames, Use&& use) {
-  const std::uint32_t frameBytes = wav_.bytesPerFrame();
+  const std::uint32_t frameBytes = piece_.wav().bytesPerFrame();
   std::uint32_t done = 0;
   while (done < frames) {
-    if (taken_ == filled_) {
+    if (taken_ == bytes_.size()) {
       if (auto filled = refill(); !filled) return std::unexpected(filled.error());
-      if (filled_ == 0) break;
+      if (bytes_.empty()) break;
     }
-    const auto count = std::uint32_t(std::min<std::size_t>(frames - done, (filled_ - taken_) / frameBytes));
-    use(piece_.data() + taken_, done, count);
+    const auto count =
+        std::uint32_t(std::min<std::size_t>(frames - done, (bytes_.size() - taken_) / frameBytes));
+    use(bytes_.data() + taken_, done, count);
     taken_ += std::size_t(count) * frameBytes;
     done += count;
   }
@@ -72,7 +71,7 @@ Outcome<std::uint32_t> PlainWavReader::take(std::uint32_t frames, Use&& use) {
 Outcome<void> PlainWavReader::read(PCMBuffer& buffer, std::uint32_t frames) {
   const auto done = take(std::min(frames, buffer.frameCapacity()),
                          [&](const std::uint8_t* bytes, std::uint32_t from, std::uint32_t count) {
-                           convert(wav_.encoding, bytes, buffer, from, count);
+                           convert(piece_.wav().encoding, bytes, buffer, from, count);
                          });
   if (!done) return std::unexpected(done.error());
   buffer.setFrameLength(*done);
@@ -80,7 +79,8 @@ Outcome<void> PlainWavReader::read(PCMBuffer& buffer, std::uint32_t frames) {
 }
 
 Outcome<bool> PlainWavReader::addNextTo(PCMBuffer& mix, float gain) {
-  if (wav_.encoding != PlainWav::Encoding::int16 || format().channels != 2 || mix.format().channels != 2)
+  if (piece_.wav().encoding != PlainWav::Encoding::int16 || format().channels != 2 ||
+      mix.format().channels != 2)
     return false;
   const auto done =
       take(mix.frameLength(), [&](const std::uint8_t* bytes, std::uint32_t from, std::uint32_t count) {
@@ -91,20 +91,13 @@ Outcome<bool> PlainWavReader::addNextTo(PCMBuffer& mix, float gain) {
 }
 
 Outcome<void> PlainWavReader::refill() {
-  taken_ = filled_ = 0;
-  const std::uint32_t frameBytes = wav_.bytesPerFrame();
-  const auto wanted = std::size_t(
-      std::min<std::int64_t>(std::int64_t(piece_.size()), (wav_.frames - position_) * frameBytes));
-  while (filled_ < wanted) {
-    const ssize_t count = ::pread(wav_.file.get(), piece_.data() + filled_, wanted - filled_,
-                                  off_t(wav_.dataOffset + position_ * frameBytes + std::int64_t(filled_)));
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return std::unexpected(posixError(errno, "could not read " + path_));
-    if (count == 0) break;  // it was cut since it was opened
-    filled_ += std::size_t(count);
-  }
-  filled_ -= filled_ % frameBytes;
-  position_ += std::int64_t(filled_ / frameBytes);
+  bytes_ = {};
+  taken_ = 0;
+  const std::uint32_t frameBytes = piece_.wav().bytesPerFrame();
+  const auto read = piece_.read(position_, std::max<std::int64_t>(kPieceBytes / frameBytes, 1));
+  if (!read) return std::unexpected(read.error());
+  bytes_ = *read;
+  position_ += std::int64_t(bytes_.size() / frameBytes);
   return {};
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "base/AlignedVector.h"
 #include "editor/track/BlockReader.h"
-#include "editor/track/PlainWav.h"
+#include "editor/track/PlainWavPiece.h"
 
 namespace sonmere {
 
@@ -11,8 +10,8 @@ class PlainWavReader final : public BlockReader {
  public:
   PlainWavReader(PlainWav wav, std::string path);
 
-  const PCMFormat& format() const override { return wav_.format; }
-  std::int64_t frameCount() const override { return wav_.frames; }
+  const PCMFormat& format() const override { return piece_.wav().format; }
+  std::int64_t frameCount() const override { return piece_.wav().frames; }
   Outcome<void> seek(std::int64_t frame) override;
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
   Outcome<bool> addNextTo(PCMBuffer& mix, float gain) override;
@@ -24,11 +23,10 @@ class PlainWavReader final : public BlockReader {
   // Reads the next piece of the file.
   Outcome<void> refill();
 
-  const PlainWav wav_;
-  const std::string path_;
-  std::int64_t position_ = 0;  // frame that the next piece begins with
-  AlignedVector<std::uint8_t> piece_;
-  std::size_t taken_ = 0, filled_ = 0;  // bytes of the piece
+  PlainWavPiece piece_;
+  std::int64_t position_ = 0;            // frame that the next piece begins with
+  std::span<const std::uint8_t> bytes_;  // the piece
+  std::size_t taken_ = 0;                // of these
 };
 
 }  // namespace sonmere

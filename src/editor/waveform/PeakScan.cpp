@@ -1,6 +1,6 @@
 #include "editor/waveform/PeakScan.h"
 
-#include <cerrno>
+#include "editor/track/PlainWavPiece.h"
 
 namespace sonmere {
 
@@ -8,10 +8,11 @@ namespace {
 
 class PlainWavScan final : public PeakScan {
  public:
-  PlainWavScan(PlainWav wav, std::string path) : wav_(std::move(wav)), path_(std::move(path)) {}
+  PlainWavScan(PlainWav wav, std::string path)
+      : piece_(std::move(wav), std::move(path), PlainWavPiece::Place::asInFile) {}
 
   PeakKernels::Find finder() const override {
-    switch (wav_.encoding) {
+    switch (piece_.wav().encoding) {
       case PlainWav::Encoding::int16:
         return peakKernels().int16;
       case PlainWav::Encoding::int24:
@@ -20,30 +21,18 @@ class PlainWavScan final : public PeakScan {
         return peakKernels().float32;
     }
   }
-  std::uint32_t bytesPerFrame() const override { return wav_.bytesPerFrame(); }
+  std::uint32_t bytesPerFrame() const override { return piece_.wav().bytesPerFrame(); }
 
   Outcome<std::span<const std::uint8_t>> next(std::int64_t frames) override {
-    const std::size_t wanted = std::size_t(frames) * bytesPerFrame();
-    bytes_.resize(wanted + kPeakSlackBytes);
-    std::size_t filled = 0;
-    while (filled < wanted) {
-      const ssize_t count = ::pread(wav_.file.get(), bytes_.data() + filled, wanted - filled,
-                                    off_t(wav_.dataOffset + position_ + std::int64_t(filled)));
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) return std::unexpected(posixError(errno, "could not read " + path_));
-      if (count == 0) break;  // it was cut since it was opened
-      filled += std::size_t(count);
-    }
-    filled -= filled % bytesPerFrame();
-    position_ += std::int64_t(filled);
-    return std::span<const std::uint8_t>(bytes_.data(), filled);
+    static_assert(PlainWavPiece::kSlackBytes >= kPeakSlackBytes);
+    auto read = piece_.read(position_, frames);
+    if (read) position_ += std::int64_t(read->size() / bytesPerFrame());
+    return read;
   }
 
  private:
-  const PlainWav wav_;
-  const std::string path_;
-  std::int64_t position_ = 0;  // bytes of samples read
-  std::vector<std::uint8_t> bytes_;
+  PlainWavPiece piece_;
+  std::int64_t position_ = 0;
 };
 
 class DecodedScan final : public PeakScan {

@@ -55,40 +55,35 @@ Outcome<Opened> openScan(const std::string& url) {
 }
 
 // The lists that one pass fills.
-class PeakLists {
+class EnvelopeLists {
  public:
-  PeakLists(WaveformPeaks& peaks, std::uint32_t channels, std::int64_t bins) : peaks_(peaks), bins_(bins) {
-    peaks_.summary.channels.resize(channels);
-    peaks_.envelope.channels.resize(channels);
-    for (auto& list : peaks_.summary.channels) list.reserve(std::size_t(bins));
-    for (auto& list : peaks_.envelope.channels) list.reserve(std::size_t(bins));
-    pairs_.resize(channels);
+  EnvelopeLists(WaveformEnvelope& envelope, std::uint32_t channels, std::int64_t bins)
+      : lists_(envelope.channels), bins_(std::size_t(bins)), pairs_(channels) {
+    const auto arena = LargeArena::forLists(channels, bins_ * sizeof(WaveformBin));
+    for (std::uint32_t channel = 0; channel < channels; ++channel)
+      lists_.emplace_back(LargeAllocator<WaveformBin>(arena)).reserve(bins_);
   }
 
   bool isFull() const { return bin_ >= bins_; }
+  void take(PeakKernels::Find find, const std::uint8_t* samples, std::int64_t frames, std::int64_t bins) {
+    const std::size_t count = std::min(std::size_t(bins), bins_ - bin_);
+    static_assert(sizeof(WaveformBin) == 2 * sizeof(float));
+    for (std::size_t channel = 0; channel < pairs_.size(); ++channel) {
+      lists_[channel].resize(bin_ + count);
+      pairs_[channel] = &lists_[channel][bin_].minValue;
+    }
+    find(samples, pairs_.size(), std::size_t(frames), count, pairs_.data());
+    bin_ += count;
+  }
   // What was not read is silent.
   void finish() {
-    for (auto& list : peaks_.summary.channels) list.resize(std::size_t(bins_), 0);
-    for (auto& list : peaks_.envelope.channels) list.resize(std::size_t(bins_), {0, 0});
-  }
-  void take(PeakKernels::Find find, const std::uint8_t* samples, std::int64_t frames, std::int64_t bins) {
-    bins = std::min(bins, bins_ - bin_);
-    for (auto& list : peaks_.summary.channels) list.resize(std::size_t(bin_ + bins));
-    for (auto& list : peaks_.envelope.channels) list.resize(std::size_t(bin_ + bins));
-    static_assert(sizeof(WaveformBin) == 2 * sizeof(float));
-    for (std::size_t channel = 0; channel < pairs_.size(); ++channel)
-      pairs_[channel] = &peaks_.envelope.channels[channel][std::size_t(bin_)].minValue;
-    find(samples, pairs_.size(), std::size_t(frames), std::size_t(bins), pairs_.data());
-    for (std::size_t channel = 0; channel < pairs_.size(); ++channel)
-      peakKernels().signedPeaks(pairs_[channel], std::size_t(bins),
-                                &peaks_.summary.channels[channel][std::size_t(bin_)]);
-    bin_ += bins;
+    for (auto& list : lists_) list.resize(bins_, {0, 0});
   }
 
  private:
-  WaveformPeaks& peaks_;
-  const std::int64_t bins_;
-  std::int64_t bin_ = 0;
+  std::vector<LargeVector<WaveformBin>>& lists_;
+  const std::size_t bins_;
+  std::size_t bin_ = 0;
   std::vector<float*> pairs_;
 };
 
@@ -100,28 +95,27 @@ std::int64_t WaveformPeakAnalyzer::binFrames(std::int64_t totalFrames, double sa
   return std::max<std::int64_t>(std::llround(sampleRate / binsPerSecond), 1);
 }
 
-std::optional<WaveformPeaks> WaveformPeakAnalyzer::analyze(
+std::optional<WaveformEnvelope> WaveformPeakAnalyzer::analyze(
     const std::string& url, const std::atomic<bool>* isCancelled,
     const std::function<void(double)>& progress) const {
-  WaveformPeaks peaks;
-  peaks.summary.url = url;
+  WaveformEnvelope envelope;
   const auto openFailed = [&](const std::string& why) {
     log_.error("WaveformPeakAnalyzer: open failed — " + why);
     return std::nullopt;
   };
   auto opened = openScan(url);
-  if (!opened && isFault(opened.error(), ReaderFault::noAudio)) return peaks;
+  if (!opened && isFault(opened.error(), ReaderFault::noAudio)) return envelope;
   if (!opened) return openFailed(opened.error().description);
 
   const std::int64_t total = opened->frames, frames = binFrames(total, opened->format.sampleRate);
-  peaks.summary.totalFrames = peaks.envelope.totalFrames = total;
-  peaks.summary.sampleRate = peaks.envelope.sampleRate = opened->format.sampleRate;
-  peaks.summary.binFrames = peaks.envelope.binFrames = frames;
+  envelope.totalFrames = total;
+  envelope.sampleRate = opened->format.sampleRate;
+  envelope.binFrames = frames;
   const std::int64_t bins = total / frames + (total % frames != 0);
   if (bins > kMostBins / opened->format.channels)
     return openFailed(fmt::format("{}: {} frames are too many to be drawn", url, total));
 
-  PeakLists lists(peaks, opened->format.channels, bins);
+  EnvelopeLists lists(envelope, opened->format.channels, bins);
   PeakScan& scan = *opened->scan;
   const std::int64_t readFrames = frames * binsPerRead(frames, scan.bytesPerFrame());
   for (std::int64_t position = 0; position < total && !lists.isFull();) {
@@ -141,7 +135,7 @@ std::optional<WaveformPeaks> WaveformPeakAnalyzer::analyze(
     if (progress) progress(double(position) / double(total));
   }
   lists.finish();
-  return peaks;
+  return envelope;
 }
 
 }  // namespace sonmere

@@ -14,11 +14,14 @@ void WaveformView::setURL(const std::string& url) {
   loadTask_ = std::make_shared<std::atomic<bool>>(false);
   runtime_.globalQueue().post([this, url, task = loadTask_, &main = runtime_.mainQueue(), &log = log_] {
     if (*task) return;
-    auto peaks =
-        std::make_shared<std::optional<WaveformPeaks>>(WaveformPeakAnalyzer(log).analyze(url, task.get()));
+    const auto peaks = std::make_shared<Peaks>();
+    auto envelope = WaveformPeakAnalyzer(log).analyze(url, task.get());
+    if (envelope) *peaks = {WaveformPeakSummary::of(url, *envelope), std::move(*envelope)};
     // Cancelled on the main thread only, so `this` is alive when the flag is still down there.
-    main.post([this, task, peaks] {
-      if (!*task) finishLoad(std::move(*peaks));
+    main.post([this, task, peaks, isRead = envelope.has_value()] {
+      if (*task) return;
+      loadTask_.reset();
+      if (isRead) finishLoad(*peaks);
     });
   });
 }
@@ -28,13 +31,11 @@ void WaveformView::cancelLoad() {
   loadTask_.reset();
 }
 
-void WaveformView::finishLoad(std::optional<WaveformPeaks> peaks) {
-  loadTask_.reset();
-  if (!peaks) return;
-  summary_ = std::move(peaks->summary);
+void WaveformView::finishLoad(Peaks& peaks) {
+  summary_ = std::move(peaks.summary);
   viewStart_ = 0;
   viewEnd_ = summary_->totalFrames;
-  if (onEnvelopeReady) onEnvelopeReady(std::move(peaks->envelope));
+  if (onEnvelopeReady) onEnvelopeReady(std::move(peaks.envelope));
 }
 
 void WaveformView::setView(std::int64_t start, std::int64_t end) {

@@ -9,7 +9,7 @@
 
 #include "base/Log.h"
 #include "base/Runtime.h"
-#include "editor/waveform/WaveformPeaks.h"
+#include "editor/waveform/WaveformPeakSummary.h"
 
 namespace sonmere {
 
@@ -45,7 +45,12 @@ class WaveformView {
   std::function<void(WaveformEnvelope)> onEnvelopeReady;
 
  private:
-  void finishLoad(std::optional<WaveformPeaks> peaks);
+  struct Peaks {
+    WaveformPeakSummary summary;
+    WaveformEnvelope envelope;
+  };
+
+  void finishLoad(Peaks& peaks);
 
   Runtime& runtime_;
   Log& log_;
