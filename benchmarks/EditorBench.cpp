@@ -12,6 +12,7 @@
 
 #include "Bench.h"
 #include "audio/file/WavHeader.h"
+#include "base/AlignedVector.h"
 #include "base/FileDescriptor.h"
 #include "base/VirtualRuntime.h"
 #include "dsp/kernels/PeakKernels.h"
@@ -69,7 +70,7 @@ std::string bytesOf(const std::string& path) {
 template <class Use>
 void readThrough(const std::string& path, Use&& use) {
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  static std::vector<char> buffer(200 << 10);
+  static AlignedVector<char> buffer(200 << 10);  // the way it is copied fastest
   ssize_t count = 0;
   while ((count = read(file.get(), buffer.data(), buffer.size())) > 0) use(buffer.data(), std::size_t(count));
 }

@@ -270,6 +270,7 @@ TEST(FileWavWriter, HeaderTurnsIntoRF64BeyondFourGibibytes) {
                                        (std::uint64_t(1) << 32) / bytesPerFrame, std::uint64_t(3) << 30}) {
       const std::string path = folder / "large.wav";
       const auto header = wavHeader(settings, frames);
+      ASSERT_EQ(header.size(), kWavHeaderBytes);
       writeBytes(path, {header.begin(), header.end()});
       // Sparse: takes no room.
       std::filesystem::resize_file(path, header.size() + frames * bytesPerFrame);

@@ -7,6 +7,7 @@
 
 #include "RecordingBench.h"
 #include "audio/file/AudioFileReader.h"
+#include "audio/file/WavHeader.h"
 #include "base/VirtualRuntime.h"
 #include "recording/BusRecordings.h"
 #include "recording/library/MP4Duration.h"
@@ -19,7 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::int64_t kBlockFrames = 480;
-constexpr std::uint64_t kWavHeaderBytes = 80;
 // What may be missing at the end of an M4A: what had not become a fragment, and the delays on the way.
 constexpr std::int64_t kMostMissingFrames = 14400;
 

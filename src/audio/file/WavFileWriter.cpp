@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "audio/file/SampleEncoder.h"
-#include "audio/file/WavHeader.h"
 #include "audio/file/WriterError.h"
 
 namespace sonmere {
@@ -12,8 +11,7 @@ WavFileWriter::WavFileWriter(FileDescriptor file, const std::string& path, const
     : file_(std::move(file), path),
       settings_(settings),
       format_{settings.sampleRate, settings.channels},
-      bytesPerFrame_(wavBytesPerFrame(settings)),
-      headerBytes_(wavHeader(settings, 0).size()) {}
+      bytesPerFrame_(wavBytesPerFrame(settings)) {}
 
 WavFileWriter::~WavFileWriter() {
   if (file_.isOpen()) (void)close();

@@ -5,6 +5,7 @@
 
 #include "audio/file/AudioFileWriter.h"
 #include "audio/file/OutputFile.h"
+#include "audio/file/WavHeader.h"
 
 namespace sonmere {
 
@@ -29,13 +30,12 @@ class WavFileWriter final : public AudioFileWriter {
   Outcome<void> writeHeader();
   Outcome<void> complete();
   Outcome<void> verify() const;
-  std::uint64_t endOfData() const { return headerBytes_ + frames_ * bytesPerFrame_; }
+  std::uint64_t endOfData() const { return kWavHeaderBytes + frames_ * bytesPerFrame_; }
 
   OutputFile file_;
   const AudioFileSettings settings_;
   const PCMFormat format_;
   const std::uint32_t bytesPerFrame_;
-  const std::uint64_t headerBytes_;
   std::uint64_t frames_ = 0;
   std::vector<std::uint8_t> encoded_;
 };

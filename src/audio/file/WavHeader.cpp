@@ -17,6 +17,7 @@ class LittleEndianBytes {
   void u16(std::uint64_t value) { put(value, 2); }
   void u32(std::uint64_t value) { put(value, 4); }
   void u64(std::uint64_t value) { put(value, 8); }
+  void zeros(std::size_t count) { bytes_.insert(bytes_.end(), count, 0); }
   std::vector<std::uint8_t> take() { return std::move(bytes_); }
 
  private:
@@ -59,8 +60,8 @@ std::uint32_t wavBytesPerFrame(const AudioFileSettings& settings) {
 std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames) {
   const std::uint64_t dataBytes = frames * wavBytesPerFrame(settings);
   const std::uint64_t factBytes = settings.isFloat ? 12 : 0;
-  const std::uint64_t headerBytes = 12 + (8 + kDs64Bytes) + (8 + fmtBytes(settings)) + factBytes + 8;
-  const std::uint64_t riffBytes = headerBytes - 8 + dataBytes + dataBytes % 2;
+  const std::uint64_t usedBytes = 12 + (8 + kDs64Bytes) + (8 + fmtBytes(settings)) + factBytes + 8;
+  const std::uint64_t riffBytes = kWavHeaderBytes - 8 + dataBytes + dataBytes % 2;
   const bool large = riffBytes > kMax32;
 
   LittleEndianBytes out;
@@ -76,6 +77,9 @@ std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint
     out.u32(4);
     out.u32(large ? kMax32 : frames);
   }
+  out.tag("JUNK");
+  out.u32(kWavHeaderBytes - usedBytes - 8);
+  out.zeros(kWavHeaderBytes - usedBytes - 8);
   out.tag("data");
   out.u32(large ? kMax32 : dataBytes);
   return out.take();

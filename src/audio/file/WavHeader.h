@@ -7,10 +7,12 @@
 
 namespace sonmere {
 
-// The bytes of a WAV file up to its first sample. Their number depends on the settings only, so that a header
-// can be rewritten in place while the file grows:
-//
-//   RIFF size WAVE | JUNK 28 zeros | fmt 16 (float: 18) | fact 4 (float only) | data size
+// Bytes of a WAV file up to its first sample: always as many, so that a header can be rewritten in place
+// while the file grows, and whole cache lines, since samples that lie to these as in the system's pages are
+// copied quicker.
+inline constexpr std::uint32_t kWavHeaderBytes = 128;
+
+//   RIFF size WAVE | JUNK 28 zeros | fmt 16 (float: 18) | fact 4 (float only) | JUNK zeros | data size
 //
 // Once the RIFF size no longer fits into 32 bits the file is RF64: JUNK becomes ds64 with the sizes in 64
 // bits, and the 32-bit fields are all ones (EBU Tech 3306).

@@ -13,7 +13,7 @@ Outcome<std::span<const std::uint8_t>> PlainWavPiece::read(std::int64_t first, s
   const std::int64_t offset = wav_.dataOffset + first * std::int64_t(frameBytes);
   constexpr auto kLine = std::size_t(decltype(bytes_)::allocator_type::kAlignment);
   if (bytes_.size() < kLine + wanted + kSlackBytes) bytes_.resize(kLine + wanted + kSlackBytes);
-  std::uint8_t* const piece = bytes_.data() + (place_ == Place::asInFile ? std::size_t(offset) % kLine : 0);
+  std::uint8_t* const piece = bytes_.data() + std::size_t(offset) % kLine;
   std::size_t filled = 0;
   while (filled < wanted) {
     const ssize_t count =

@@ -10,18 +10,14 @@
 
 namespace sonmere {
 
-// A plain WAV, a piece of it at a time in memory. Threads: one at a time.
+// A plain WAV, a piece of it at a time in memory. There a piece lies to the cache lines as in the system's
+// own pages of the file, which are copied quicker that way. Threads: one at a time.
 class PlainWavPiece {
  public:
-  enum class Place {
-    onALine,   // begins with a cache line, as loops over wide registers like it
-    asInFile,  // lies to the cache lines as in the system's own pages, which are copied quicker that way
-  };
   // As many bytes behind the samples can be read too, and are anything.
   static constexpr std::size_t kSlackBytes = 64;
 
-  PlainWavPiece(PlainWav wav, std::string path, Place place)
-      : wav_(std::move(wav)), path_(std::move(path)), place_(place) {}
+  PlainWavPiece(PlainWav wav, std::string path) : wav_(std::move(wav)), path_(std::move(path)) {}
 
   const PlainWav& wav() const { return wav_; }
   // Whole frames from `first` on: `frames` of them, fewer at the end, and where the file was cut since it was
@@ -31,7 +27,6 @@ class PlainWavPiece {
  private:
   const PlainWav wav_;
   const std::string path_;
-  const Place place_;
   AlignedVector<std::uint8_t> bytes_;
 };
 

@@ -32,8 +32,7 @@ void convert(PlainWav::Encoding encoding, const std::uint8_t* bytes, PCMBuffer& 
 
 }  // namespace
 
-PlainWavReader::PlainWavReader(PlainWav wav, std::string path)
-    : piece_(std::move(wav), std::move(path), PlainWavPiece::Place::onALine) {}
+PlainWavReader::PlainWavReader(PlainWav wav, std::string path) : piece_(std::move(wav), std::move(path)) {}
 
 Outcome<void> PlainWavReader::seek(std::int64_t frame) {
   frame = std::clamp<std::int64_t>(frame, 0, frameCount());

@@ -8,8 +8,7 @@ namespace {
 
 class PlainWavScan final : public PeakScan {
  public:
-  PlainWavScan(PlainWav wav, std::string path)
-      : piece_(std::move(wav), std::move(path), PlainWavPiece::Place::asInFile) {}
+  PlainWavScan(PlainWav wav, std::string path) : piece_(std::move(wav), std::move(path)) {}
 
   PeakKernels::Find finder() const override {
     switch (piece_.wav().encoding) {
