@@ -31,7 +31,7 @@ constexpr std::size_t kRate = 48000;
 constexpr std::size_t kSeconds = 300;
 constexpr std::size_t kTracks = 8;
 // Each takes seconds.
-constexpr int kMostMixRounds = 11, kMostMP3Rounds = 3;
+constexpr int kMostMixRounds = 21, kMostMP3Rounds = 7;
 
 // A stereo WAV whose sound is somewhat like music, for the encoder: a few tones and some noise. Written as a
 // recorder does, 10 ms at a time: the system keeps a file in memory in the pieces that it came in, and reads
