@@ -13,7 +13,7 @@ namespace sonmere {
 
 namespace {
 
-constexpr std::size_t kWriteBytes = 256 << 10;
+constexpr std::size_t kWriteBytes = 1 << 20;
 
 }  // namespace
 
