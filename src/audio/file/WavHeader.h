@@ -7,11 +7,12 @@
 
 namespace sonmere {
 
-// Bytes of a WAV file up to its first sample: always as many, so that a header can be rewritten in place
-// while the file grows, and whole cache lines, since samples that lie to these as in the system's pages are
-// copied quicker.
+// Whole cache lines: samples that lie to these as in the system's pages are copied quicker.
 inline constexpr std::uint32_t kWavHeaderBytes = 128;
 
+// The kWavHeaderBytes of a WAV file up to its first sample, which can be rewritten in place while the file
+// grows:
+//
 //   RIFF size WAVE | JUNK 28 zeros | fmt 16 (float: 18) | fact 4 (float only) | JUNK zeros | data size
 //
 // Once the RIFF size no longer fits into 32 bits the file is RF64: JUNK becomes ds64 with the sizes in 64
