@@ -2,12 +2,15 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <sys/file.h>
 
+#include <expected>
 #include <nlohmann/json.hpp>
 
 #include "base/AtomicFile.h"
 #include "base/FileDescriptor.h"
+#include "base/SettingsLevels.h"
 
 namespace sonmere {
 
@@ -38,12 +41,44 @@ class FileLock {
 
 bool isMissing(const Error& error) { return error.code == ENOENT || error.code == ENOTDIR; }
 
-// Why the text is not what a settings file holds; nothing when it is.
-std::optional<std::string> damageOf(const std::string& text) {
-  if (text.empty()) return "it is empty";
-  if (!settingsValueFromJSON(text)) return "it is not JSON";
-  if (!JSON::parse(text).is_object()) return "it is not a JSON object";
-  return std::nullopt;
+// What the text of a settings file holds, but for the values of these keys, which are nested too deeply to be
+// read.
+struct Content {
+  JSON object;
+  std::set<std::string> unreadable;
+};
+
+// The error says why the text is not that of a settings file. Foreign text of any depth costs no recursion.
+std::expected<Content, std::string> parse(const std::string& text) {
+  if (text.empty()) return std::unexpected("it is empty");
+  Content content;
+  std::string key;
+  const auto isKept = [&](int depth, JSON::parse_event_t event, JSON& parsed) {
+    if (event == JSON::parse_event_t::key && depth == 1) key = parsed.get<std::string>();
+    const bool begins =
+        event == JSON::parse_event_t::object_start || event == JSON::parse_event_t::array_start;
+    if (!begins || depth < kMostSettingsLevels) return true;
+    content.unreadable.insert(key);
+    return false;
+  };
+  content.object = JSON::parse(text, isKept, false);
+  if (content.object.is_discarded()) return std::unexpected("it is not JSON");
+  if (!content.object.is_object()) return std::unexpected("it is not a JSON object");
+  for (const std::string& each : content.unreadable) content.object.erase(each);
+  return content;
+}
+
+std::string toText(const JSON& object) {
+  return object.dump(kIndent, ' ', false, JSON::error_handler_t::replace) + "\n";
+}
+
+// The first of "{name}.bad", "{name}.bad.1" and so on that is free.
+fs::path freeNameBeside(const fs::path& path) {
+  std::string kept = path.string() + ".bad";
+  std::error_code ignored;
+  for (int i = 1; fs::exists(fs::symlink_status(kept, ignored)); ++i)
+    kept = fmt::format("{}.bad.{}", path.string(), i);
+  return kept;
 }
 
 }  // namespace
@@ -59,33 +94,50 @@ Outcome<void> SettingsFile::prepareFolder() {
   return path_.has_parent_path() ? createFolders(path_.parent_path()) : Outcome<void>{};
 }
 
-// Moves a damaged file to the first free of "{name}.bad", "{name}.bad.1" and so on.
+// Moves a damaged file away.
 Outcome<void> SettingsFile::setAside(const std::string& reason) {
-  std::string kept = path_.string() + ".bad";
+  const fs::path kept = freeNameBeside(path_);
   std::error_code error;
-  for (int i = 1; fs::exists(fs::symlink_status(kept, error)); ++i)
-    kept = fmt::format("{}.bad.{}", path_.string(), i);
   fs::rename(path_, kept, error);
   if (error)
-    return std::unexpected(posixError(
-        error.value(),
-        fmt::format("The settings file {} is damaged ({}); rename it to {}", path_.string(), reason, kept)));
+    return std::unexpected(
+        posixError(error.value(), fmt::format("The settings file {} is damaged ({}); rename it to {}",
+                                              path_.string(), reason, kept.string())));
+  log_.warning(fmt::format("The settings file {} is damaged ({}). It was kept as {}.", path_.string(), reason,
+                           kept.string()));
+  return {};
+}
+
+// Goes on without the values that can't be read; the file as it was is kept under another name.
+Outcome<void> SettingsFile::dropUnreadable(const std::set<std::string>& keys, const std::string& text) {
+  const fs::path kept = freeNameBeside(path_);
+  if (auto copied = writeFileAtomically(kept, text, kPrivate); !copied) return copied;
+  if (auto written = writeFileAtomically(path_, lastGood_, kPrivate); !written) return written;
   log_.warning(
-      fmt::format("The settings file {} is damaged ({}). It was kept as {}.", path_.string(), reason, kept));
+      fmt::format("The settings file {} is damaged (what stands under \"{}\" is nested too deeply to be "
+                  "read). It was kept "
+                  "as {}; all other settings apply.",
+                  path_.string(), fmt::join(keys, "\", \""), kept.string()));
   return {};
 }
 
 // The content of a good file, or of the last good one; "{}" when there never was one. With the lock held.
 Outcome<std::string> SettingsFile::readOrSetAside() {
-  auto text = readWholeFile(path_);
+  const auto text = readWholeFile(path_);
   if (!text && !isMissing(text.error())) return text;
   if (!text) {
     lastGood_ = kNothing;  // removed by its user: nothing to keep
-  } else if (const auto damage = damageOf(*text)) {
-    if (const auto moved = setAside(*damage); !moved) return std::unexpected(moved.error());
-  } else {
-    lastGood_ = std::move(*text);
+    return lastGood_;
   }
+  const auto content = parse(*text);
+  if (!content) {
+    if (const auto moved = setAside(content.error()); !moved) return std::unexpected(moved.error());
+    return lastGood_;
+  }
+  lastGood_ = content->unreadable.empty() ? *text : toText(content->object);
+  if (content->unreadable.empty()) return lastGood_;
+  if (const auto dropped = dropUnreadable(content->unreadable, *text); !dropped)
+    return std::unexpected(dropped.error());
   return lastGood_;
 }
 
@@ -93,7 +145,7 @@ Outcome<std::string> SettingsFile::readOrSetAside() {
 Outcome<std::string> SettingsFile::readAtStart() {
   auto text = readWholeFile(path_);
   if (!text) return isMissing(text.error()) ? Outcome<std::string>(kNothing) : text;
-  if (!damageOf(*text)) return text;
+  if (const auto content = parse(*text); content && content->unreadable.empty()) return text;
   const auto lock = FileLock::take(lockPath());
   if (!lock) return std::unexpected(lock.error());
   return readOrSetAside();
@@ -122,14 +174,16 @@ Outcome<void> SettingsFile::apply(const Changes& changes) {
   const JSON before = JSON::parse(*text);
   JSON after = before;
   for (const auto& [key, value] : changes) {
-    if (value)
+    if (value && levelsOf(*value) > kMostValueLevels)
+      log_.error(fmt::format("The setting {} is nested too deeply and was not saved.", key));
+    else if (value)
       after[key] = JSON::parse(settingsValueToJSON(*value));
     else
       after.erase(key);
   }
   std::error_code ignored;
   if (after == before && fs::exists(path_, ignored)) return {};
-  std::string written = after.dump(kIndent, ' ', false, JSON::error_handler_t::replace) + "\n";
+  std::string written = toText(after);
   if (const auto result = writeFileAtomically(path_, written, kPrivate); !result) return result;
   lastGood_ = std::move(written);
   return {};

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "base/Error.h"
@@ -21,7 +22,8 @@ class SettingsFile {
 
   SettingsFile(Log& log, std::filesystem::path path);
 
-  // All values. A missing file has none. A damaged one is set aside under another name, with a warning.
+  // All values. A missing file has none. A damaged one is set aside under another name, with a warning;
+  // values that can't be read cost no other.
   Outcome<Values> load();
   // Puts the changes into what the file holds now, under a lock against other processes.
   Outcome<void> apply(const Changes& changes);
@@ -34,6 +36,7 @@ class SettingsFile {
   Outcome<std::string> readAtStart();
   Outcome<std::string> readOrSetAside();
   Outcome<void> setAside(const std::string& reason);
+  Outcome<void> dropUnreadable(const std::set<std::string>& keys, const std::string& text);
 
   Log& log_;
   std::filesystem::path path_;

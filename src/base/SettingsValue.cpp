@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/Base64.h"
+#include "base/SettingsLevels.h"
 
 namespace sonmere {
 
@@ -10,8 +11,6 @@ namespace {
 
 using JSON = nlohmann::json;
 
-// Deeper nesting than any setting has; bounds the recursion on foreign text.
-constexpr int kDeepest = 100;
 constexpr const char* kDataKey = "$data";
 
 // "$data", "$$data" and so on: what must not be mistaken for data gets one more "$" in front when written.
@@ -46,11 +45,10 @@ JSON toJSON(const SettingsValue& value) {
   return std::visit([](const auto& kind) { return toJSON(kind); }, value.value);
 }
 
-bool isShallow(const JSON& json, int depth) {
-  if (depth > kDeepest) return false;
-  return std::all_of(json.begin(), json.end(), [depth](const JSON& child) {
-    return !child.is_structured() || isShallow(child, depth + 1);
-  });
+bool hasLevels(const JSON& json, int most) {
+  if (!json.is_structured()) return true;
+  return most > 0 && std::all_of(json.begin(), json.end(),
+                                 [most](const JSON& child) { return hasLevels(child, most - 1); });
 }
 
 SettingsValue fromJSON(const JSON& json);
@@ -97,8 +95,25 @@ std::string settingsValueToJSON(const SettingsValue& value, int indent) {
 
 std::optional<SettingsValue> settingsValueFromJSON(std::string_view json) {
   const JSON parsed = JSON::parse(json, nullptr, false);
-  if (parsed.is_discarded() || !isShallow(parsed, 0)) return std::nullopt;
+  if (parsed.is_discarded() || !hasLevels(parsed, kMostValueLevels)) return std::nullopt;
   return fromJSON(parsed);
+}
+
+bool isNestedTooDeeply(std::string_view json) {
+  const JSON parsed = JSON::parse(json, nullptr, false);
+  return !parsed.is_discarded() && !hasLevels(parsed, kMostValueLevels);
+}
+
+int levelsOf(const SettingsValue& value) {
+  int below = 0;
+  if (const auto* array = value.as<SettingsValue::Array>()) {
+    for (const SettingsValue& child : *array) below = std::max(below, levelsOf(child));
+  } else if (const auto* dictionary = value.as<SettingsValue::Dictionary>()) {
+    for (const auto& [key, child] : *dictionary) below = std::max(below, levelsOf(child));
+  } else {
+    return 0;
+  }
+  return below + 1;
 }
 
 }  // namespace sonmere

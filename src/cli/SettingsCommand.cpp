@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "app/FileSettingsStore.h"
+#include "base/SettingsLevels.h"
 #include "base/VirtualRuntime.h"
 #include "cli/ExitStatus.h"
 
@@ -78,6 +79,9 @@ int runSettingsGet(const std::string& key) {
 }
 
 int runSettingsSet(const std::string& key, const std::string& value, bool asData) {
+  if (!asData && isNestedTooDeeply(value))
+    return tell(kExitBadInput, fmt::format("the value of \"{}\" is nested too deeply; {} levels are the most",
+                                           key, kMostValueLevels));
   return withKey(key, [&](SettingsSession& session) {
     if (asData)
       session.store().set(key, SettingsData{value});

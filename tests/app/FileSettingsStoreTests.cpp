@@ -9,6 +9,7 @@
 
 #include "base/AtomicFile.h"
 #include "base/LiveRuntime.h"
+#include "base/SettingsLevels.h"
 #include "base/VirtualRuntime.h"
 #include "support/TemporaryFolder.h"
 
@@ -116,6 +117,42 @@ TEST_F(FileSettingsStoreTest, DamagedFileIsKeptAsideAndToldOnce) {
   EXPECT_EQ(readWholeFile(path.string() + ".bad"), damages[0]);
   for (std::size_t i = 1; i < damages.size(); ++i)
     EXPECT_EQ(readWholeFile(fmt::format("{}.bad.{}", path.string(), i)), damages[i]);
+}
+
+SettingsValue nested(int levels) {
+  SettingsValue value = 1;
+  for (int i = 0; i < levels; ++i) value = SettingsValue::Array{std::move(value)};
+  return value;
+}
+
+// What is written can be read, and what can't be read costs nothing but itself, whoever wrote it.
+TEST_F(FileSettingsStoreTest, AValueNestedTooDeeplyCostsNoOther) {
+  auto store = open();
+  store->set("deepest", nested(kMostValueLevels));
+  store->set("too deep", nested(kMostValueLevels + 1));
+  store->set("good", 1);
+  ASSERT_TRUE(store->synchronize());
+  ASSERT_EQ(complaints.size(), 1u);
+  EXPECT_NE(complaints[0].find("too deep is nested too deeply"), std::string::npos) << complaints[0];
+  store = open();
+  EXPECT_EQ(store->object("deepest"), nested(kMostValueLevels));
+  EXPECT_EQ(store->keys(), (std::vector<std::string>{"deepest", "good"}));
+  EXPECT_EQ(complaints.size(), 1u);
+
+  const std::string foreign =
+      R"({"a": 1, "b": )" + std::string(200'000, '[') + std::string(200'000, ']') + R"(, "c": {"d": 2}})";
+  write(foreign);
+  store->set("e", 3);  // by a store that runs
+  ASSERT_TRUE(store->synchronize());
+  write(foreign);
+  for (int start = 0; start < 2; ++start) {
+    store = open();
+    EXPECT_EQ(store->keys(), (std::vector<std::string>{"a", "c"}));
+    EXPECT_EQ(store->object("c"), SettingsValue(Dictionary{{"d", 2}}));
+  }
+  ASSERT_EQ(complaints.size(), 3u) << "told once each time";
+  EXPECT_NE(complaints[2].find("\"b\""), std::string::npos) << complaints[2];
+  EXPECT_EQ(readWholeFile(path.string() + ".bad"), foreign);
 }
 
 TEST_F(FileSettingsStoreTest, DamageWhileRunningLosesNothing) {

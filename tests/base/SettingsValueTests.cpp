@@ -7,6 +7,7 @@
 #include <random>
 
 #include "base/Base64.h"
+#include "base/SettingsLevels.h"
 #include "base/SettingsStore.h"
 
 namespace sonmere {
@@ -53,7 +54,14 @@ TEST(SettingsValue, ForeignTextNeverHurts) {
   for (const char* text : {"", "{", "[1,]", "nul", "\"\xFF\"", "1 2"})
     EXPECT_FALSE(settingsValueFromJSON(text)) << text;
   EXPECT_FALSE(settingsValueFromJSON(std::string(1'000'000, '[')));
-  EXPECT_FALSE(settingsValueFromJSON(std::string(5000, '[') + std::string(5000, ']')));
+  for (const int levels : {kMostValueLevels, kMostValueLevels + 1, 5000}) {
+    const std::string text = std::string(std::size_t(levels), '[') + std::string(std::size_t(levels), ']');
+    const auto value = settingsValueFromJSON(text);
+    EXPECT_EQ(value.has_value(), levels <= kMostValueLevels);
+    EXPECT_EQ(isNestedTooDeeply(text), !value);
+    EXPECT_TRUE(!value || levelsOf(*value) == levels);
+  }
+  EXPECT_EQ(levelsOf(Dictionary{{"a", Array{1, Array{}}}, {"b", 1}}), 3);
   EXPECT_EQ(settingsValueFromJSON("18446744073709551615"), SettingsValue(18446744073709551615.0));
   EXPECT_EQ(settingsValueToJSON("\xFF"), "\"\xEF\xBF\xBD\"")
       << "bytes that are no text are replaced, not thrown at";

@@ -117,6 +117,7 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
   const std::string missing = "a=" + path("missing.wav"), text = "a=" + path("text.wav"),
                     good = "a=" + makeFile("g.wav");
   const std::string out = path("out"), inFile = path("plain/out");
+  const std::string deep = std::string(100, '[') + std::string(100, ']');
   const std::vector<std::pair<std::vector<const char*>, std::string>> cases = {
       {{"demo", "--app", missing.c_str(), "--out", out.c_str()}, path("missing.wav")},
       {{"demo", "--app", text.c_str(), "--out", out.c_str()}, path("text.wav")},
@@ -133,6 +134,7 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
       {{"demo", "--app", good.c_str(), "--out", ""}, "--out"},
       {{"settings", "get", ""}, "the key is empty"},
       {{"settings", "set", "", "1"}, "the key is empty"},
+      {{"settings", "set", "deep", deep.c_str()}, "\"deep\" is nested too deeply"},
       {{"demo", "--nonsense"}, "--nonsense"},
       {{"run", "--platform", "tape"}, "tape"},
       {{"run", "--route", "a=1"}, "bus 1"},
