@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <set>
 
+#include "app/PlatformFolders.h"
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/ReaderError.h"
 #include "dsp/Level.h"
@@ -26,8 +27,8 @@ Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
     : options_(options), runtime_(runtime), embedded_(runtime, log) {
   settings_.set(kRecordingBitDepthKey, name(options.bitDepth));
   app_ = std::make_unique<ToneFerryApp>(ToneFerryApp::Environment{
-      runtime, log, settings_, embedded_.platform(), Folders{options.folder, options.folder},
-      options.createFile, std::nullopt, false});
+      runtime, log, settings_, embedded_.platform(), Folders{options.folder, userFolders().defaultRecordings},
+      options.createFile, options.folder, false});
   recordingFailures_ = recordings().errorMessage.observe([this](const std::string& message) {
     if (!message.empty()) fail(message);
   });

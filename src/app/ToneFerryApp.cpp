@@ -16,7 +16,6 @@ ToneFerryApp::ToneFerryApp(Environment environment)
                flags_,
                *micSend_,
                environment_.folders},
-      recordingSettings_(environment_.settings),
       recordingContext_(makeRecordingContext()),
       latencyProbe_(environment_.runtime, environment_.settings, environment_.folders.applicationSupport),
       appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
@@ -24,10 +23,7 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
       recordingsLibrary_([this] { return std::make_shared<RecordingsLibrary>(recordingContext_); }),
       recordings_([this] { return makeRecordings(); }),
-      performanceMonitor_(environment_.runtime, latencyProbe_) {
-  // The one folder, without another to fall back on.
-  if (environment_.recordingsFolder) recordingSettings_.override(RecordingsFolder::kPathKey, {});
-}
+      performanceMonitor_(environment_.runtime, latencyProbe_) {}
 
 ToneFerryApp::~ToneFerryApp() {
   appDelegate_.wire(nullptr, nullptr, nullptr);
@@ -41,13 +37,11 @@ ToneFerryApp::~ToneFerryApp() {
 }
 
 RecordingContext ToneFerryApp::makeRecordingContext() {
-  Folders folders = environment_.folders;
-  if (environment_.recordingsFolder) folders.defaultRecordings = *environment_.recordingsFolder;
   return {environment_.runtime,
           environment_.log,
-          recordingSettings_,
+          environment_.settings,
           notifications_,
-          folders,
+          environment_.folders,
           RecordingHealth::create(environment_.runtime, environment_.log, notifications_,
                                   environment_.folders.applicationSupport),
           std::make_shared<FlushDeadline>(),
@@ -56,7 +50,8 @@ RecordingContext ToneFerryApp::makeRecordingContext() {
             auto file = environment_.createFile(path, settings);
             if (file) writers_.push_back(*file);
             return file;
-          }};
+          },
+          environment_.recordingsFolder};
 }
 
 std::shared_ptr<AppTapEngine> ToneFerryApp::makeAppTapEngine() {

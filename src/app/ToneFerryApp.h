@@ -8,7 +8,6 @@
 #include "app/AppDelegate.h"
 #include "app/LatencyProbe.h"
 #include "app/Lazy.h"
-#include "app/OverriddenSettings.h"
 #include "app/PerformanceMonitor.h"
 #include "app/TapEngineRecorderFeed.h"
 #include "audio/device/EngineContext.h"
@@ -68,7 +67,6 @@ class ToneFerryApp {
   const std::unique_ptr<MicSend> micSend_ = std::make_unique<MicSend>();
   EngineContext context_;
   std::vector<std::weak_ptr<AudioFileWriter>> writers_;
-  OverriddenSettings recordingSettings_;
   const RecordingContext recordingContext_;
   LatencyProbe latencyProbe_;
 

@@ -9,12 +9,14 @@
 #include "recording/RecordingFileName.h"
 #include "recording/RecordingFileSettings.h"
 #include "recording/RecordingsFolder.h"
+#include "recording/SinkError.h"
 
 namespace sonmere {
 
 namespace {
 
 constexpr Duration kDrainInterval = fromMilliseconds(10);
+constexpr Duration kReliefInterval = fromMilliseconds(50);
 constexpr Duration kStopPoll = fromMilliseconds(50);
 constexpr Duration kStopTimeout = std::chrono::seconds(5);
 constexpr Duration kFlushTimeout = std::chrono::seconds(15);
@@ -55,11 +57,15 @@ BusRecorder::BusRecorder(const RecordingContext& context, const Request& request
       fileFormat_(file->processingFormat()),
       sink_(AudioFileSink::create(context, std::move(file), kWriterName,
                                   areDifferentFolders(request.folder, context.folders.defaultRecordings))),
+      backlog_(ring_, request.sampleRate),
       queue_(runtime_.serialQueue(kQueueLabel)) {
   setCountedBitDepth(recordingBitDepth(context.settings));
 }
 
-BusRecorder::~BusRecorder() { drainTask_.cancel(); }
+BusRecorder::~BusRecorder() {
+  drainTask_.cancel();
+  reliefTask_.cancel();
+}
 
 void BusRecorder::setCountedBitDepth(RecordingBitDepth depth) {
   bytesPerFrame_ = sonmere::bytesPerFrame(request_.format, depth);
@@ -70,10 +76,18 @@ void BusRecorder::startDrain() {
   drainTask_ = queue_->repeat(kDrainInterval, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->drain();
   });
+  // A queued sink takes what it is given at once.
+  if (sink_->isQueued()) return;
+  reliefQueue_ = runtime_.serialQueue(kReliefQueueLabel);
+  reliefTask_ = reliefQueue_->repeat(kReliefInterval, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->relieve();
+  });
 }
 
-std::int64_t BusRecorder::waitingSamples() const {
-  return ringAvailable<kRecorderRingSamples>(ring_->writePos.loadAcquire(), ring_->readPos.loadAcquire());
+// The drive keeps the drain waiting.
+void BusRecorder::relieve() {
+  if (drainEnded_ || backlog_.relieve() || std::exchange(wasOverfull_, true)) return;
+  health_->noteWriterFailure(kWriterName, outputPath_, SinkError::queueFull(), framesWritten_);
 }
 
 void BusRecorder::drain() {
@@ -82,15 +96,14 @@ void BusRecorder::drain() {
     drainEnded_ = true;
     return;
   }
-  while (!drainCancelled_) {
+  for (;;) {
     // Before the look at the ring: what was written before the stop was asked for is then seen.
     const bool stopRequested = stopRequested_;
-    const std::int64_t frames = waitingSamples() / 2;
-    if (frames == 0) {
+    if (backlog_.take(*scratch_) == 0) {
       if (stopRequested) drainEnded_ = true;
       return;
     }
-    if (!writeBlock(std::uint32_t(std::min<std::int64_t>(frames, kScratchFrames)))) {
+    if (!writeBlock()) {
       drainEnded_ = true;
       return;
     }
@@ -107,46 +120,22 @@ bool BusRecorder::makeScratch() {
   }
 }
 
-bool BusRecorder::writeBlock(std::uint32_t frames) {
-  fillScratch(frames);
+bool BusRecorder::writeBlock() {
   notePeak();
   if (const auto written = sink_->write(*scratch_); !written) {
     log_.error("BusRecorder: write failed: " + written.error().description);
     health_->noteWriterFailure(kWriterName, outputPath_, written.error(), framesWritten_);
     return false;
   }
-  const std::int64_t samples = 2 * std::int64_t(frames);
-  framesWritten_.add(frames);
-  bytesWritten_.add(frames * bytesPerFrame_);
-  samplesRead_.add(samples);
-  ring_->readPos.storeRelease((ring_->readPos.loadRelaxed() + samples) % kRecorderRingSamples);
+  framesWritten_.add(scratch_->frameLength());
+  bytesWritten_.add(scratch_->frameLength() * bytesPerFrame_);
   return true;
-}
-
-// Frames never straddle the wrap: positions and capacity are even.
-void BusRecorder::fillScratch(std::uint32_t frames) {
-  const std::int64_t at = ring_->readPos.loadRelaxed();
-  const std::size_t head = std::min(std::size_t(frames), std::size_t((kRecorderRingSamples - at) / 2));
-  float* const left = scratch_->channel(0);
-  float* const right = scratch_->channel(1);
-  deinterleave(ring_->buffer.get() + at, left, right, head);
-  deinterleave(ring_->buffer.get(), left + head, right + head, frames - head);
-  scratch_->setFrameLength(frames);
 }
 
 void BusRecorder::notePeak() {
   const float peak = blockPeak(*scratch_);
   lastPeak_ = peak;
   if (!everHadSignal_ && peak > kSignalThreshold) everHadSignal_ = true;
-}
-
-// The difference is a whole number of rings but for a write or a read that is under way.
-std::int64_t BusRecorder::lostFrames() const {
-  const std::int64_t written = ring_->written.loadAcquire();
-  const std::int64_t behind = written - samplesRead_ - waitingSamples();
-  const std::int64_t laps =
-      std::max<std::int64_t>(0, behind + kRecorderRingSamples / 2) / kRecorderRingSamples;
-  return laps * kRecorderRingSamples / 2;
 }
 
 void BusRecorder::stop(Task done) {
@@ -161,7 +150,7 @@ void BusRecorder::stop(Task done) {
 }
 
 void BusRecorder::pollStop(Duration deadline, Task done) {
-  const bool isDrained = waitingSamples() < 2 || drainEnded_;
+  const bool isDrained = drainEnded_ || backlog_.waitingFrames() == 0;
   const bool inTime = runtime_.uptime() < deadline;
   if (isDrained || !inTime) return endDrain(isDrained, std::move(done));
   runtime_.mainQueue().postAfter(kStopPoll, [self = shared_from_this(), deadline, done = std::move(done)] {
@@ -170,9 +159,11 @@ void BusRecorder::pollStop(Duration deadline, Task done) {
 }
 
 void BusRecorder::endDrain(bool inTime, Task done) {
-  drainCancelled_ = true;
   drainTask_.cancel();
-  logLosses();
+  reliefTask_.cancel();
+  logLosses(inTime);
+  // The queue is serial: this ends what a drain that waits for the drive has begun.
+  queue_->post([self = shared_from_this()] { self->drain(); });
   auto finished = [self = shared_from_this(), done = std::move(done)] {
     if (done) done();
   };
@@ -181,7 +172,6 @@ void BusRecorder::endDrain(bool inTime, Task done) {
     sink_->close(*queue_, framesWritten_, inTime ? kFlushTimeout : Duration::zero(), std::move(finished));
     return;
   }
-  // The queue is serial: this runs once the drain's last run has ended.
   queue_->post([self = shared_from_this(), finished = std::move(finished)] {
     self->runtime_.mainQueue().post([self, finished] { self->flushAndClose(finished); });
   });
@@ -195,11 +185,14 @@ void BusRecorder::flushAndClose(Task done) {
   });
 }
 
-void BusRecorder::logLosses() {
+void BusRecorder::logLosses(bool inTime) {
   if (const std::int64_t lost = lostFrames(); lost > 0)
     log_.error(fmt::format("BusRecorder: {} frames were overwritten before they reached the file", lost));
-  if (const std::int64_t left = waitingSamples() / 2; left > 0 && !drainEnded_)
-    log_.error(fmt::format("BusRecorder: stopped with {} frames that did not reach the file in time", left));
+  if (!inTime)
+    log_.error(
+        fmt::format("BusRecorder: stopped with {} frames that did not reach the file in time; writing "
+                    "continues in the background",
+                    backlog_.waitingFrames()));
 }
 
 }  // namespace sonmere

@@ -8,6 +8,7 @@
 #include "base/RTScalar.h"
 #include "dsp/RecorderRing.h"
 #include "recording/AudioFileSink.h"
+#include "recording/RecorderBacklog.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/RecordingFormat.h"
 
@@ -26,6 +27,7 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   };
   static constexpr const char* kWriterName = "BusRecorder";
   static constexpr const char* kQueueLabel = "sonmere.busrecorder.drain";
+  static constexpr const char* kReliefQueueLabel = "sonmere.busrecorder.relief";
 
   // Makes the file and begins to drain. After an error nothing is left behind.
   static Outcome<std::shared_ptr<BusRecorder>> create(const RecordingContext& context,
@@ -46,14 +48,17 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   std::int64_t framesWritten() const { return framesWritten_; }
   bool everHadSignal() const { return everHadSignal_; }
   float lastPeak() const { return lastPeak_; }
+  // Frames that wait for the drive, besides those that it is writing.
+  std::int64_t framesWaiting() const { return backlog_.untakenFrames(); }
   // Frames that the render overwrote before they were drained: always whole rings.
-  std::int64_t lostFrames() const;
+  std::int64_t lostFrames() const { return backlog_.lostFrames(); }
 
   // A change of the setting during a recording changes what bytesWritten counts, not the file.
   void setCountedBitDepth(RecordingBitDepth depth);
 
-  // Writes what the ring still holds, for 5 seconds at most, flushes and closes the file; `done` is called on
-  // the main queue. The recorder keeps itself alive until then. Once only.
+  // Writes what is still waiting, flushes and closes the file; `done` is called on the main queue when that
+  // is over. A drive that takes longer than 5 seconds, or 15 more where the sink is queued, is not waited
+  // for: the rest is written in the background. The recorder keeps itself alive until then. Once only.
   void stop(Task done);
 
  private:
@@ -64,15 +69,15 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   // Drain queue.
   void drain();
   bool makeScratch();
-  bool writeBlock(std::uint32_t frames);
-  void fillScratch(std::uint32_t frames);
+  bool writeBlock();
   void notePeak();
+  // Relief queue.
+  void relieve();
 
-  std::int64_t waitingSamples() const;
   void pollStop(Duration deadline, Task done);
   void endDrain(bool inTime, Task done);
   void flushAndClose(Task done);
-  void logLosses();
+  void logLosses(bool inTime);
 
   Runtime& runtime_;
   Log& log_;
@@ -83,13 +88,15 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   const PCMFormat fileFormat_;
   const std::shared_ptr<RecorderRing> ring_ = std::make_shared<RecorderRing>();
   const std::shared_ptr<AudioFileSink> sink_;
+  RecorderBacklog backlog_;
   const std::shared_ptr<Queue> queue_;
+  std::shared_ptr<Queue> reliefQueue_;  // null with a queued sink
   TaskToken drainTask_;
+  TaskToken reliefTask_;
 
   // Written by the drain, read by anyone.
   RTScalar<std::int64_t> bytesWritten_;
   RTScalar<std::int64_t> framesWritten_;
-  RTScalar<std::int64_t> samplesRead_;
   RTScalar<bool> everHadSignal_;
   RTScalar<float> lastPeak_;
   std::atomic<bool> drainEnded_ = false;
@@ -97,9 +104,9 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   // Written by the main thread, read by the drain.
   RTScalar<std::int64_t> bytesPerFrame_;
   std::atomic<bool> stopRequested_ = false;
-  std::atomic<bool> drainCancelled_ = false;
 
   std::optional<PCMBuffer> scratch_;  // drain only
+  bool wasOverfull_ = false;          // relief only
 };
 
 // Largest magnitude over all channels. A block without frames counts as 1: unknown must pass for signal.

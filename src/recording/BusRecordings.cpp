@@ -163,7 +163,7 @@ std::vector<RecordingWatch::Active> BusRecordings::activeFiles() const {
   std::vector<RecordingWatch::Active> active;
   for (const auto& [bus, recorder] : busRecorders_)
     active.push_back({lastComponent(recorder->outputPath()), recorder->framesWritten(),
-                      recorder->sampleRate(), recorder->everHadSignal()});
+                      recorder->sampleRate(), recorder->everHadSignal(), recorder->framesWaiting()});
   return active;
 }
 

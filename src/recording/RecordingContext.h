@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "audio/device/EngineContext.h"
@@ -29,6 +30,8 @@ struct RecordingContext {
   std::shared_ptr<RecordingHealth> health;
   std::shared_ptr<FlushDeadline> flushDeadline;
   AudioFileFactory createFile = createAudioFile;
+  // Takes the place of the folder in the settings and of the default one.
+  std::optional<std::string> onlyFolder = std::nullopt;
 };
 
 }  // namespace sonmere

@@ -6,8 +6,9 @@ std::optional<std::string> RecordingWatch::stalledFile(std::span<const Active> a
   const auto previous = std::exchange(stallTracker_, {});
   for (const Active& file : active) {
     const auto known = previous.find(file.file);
-    if (known == previous.end() || file.framesWritten > known->second.frames) {
-      stallTracker_[file.file] = {file.framesWritten, now};
+    const std::int64_t received = file.framesWritten + file.framesWaiting;
+    if (known == previous.end() || received > known->second.frames) {
+      stallTracker_[file.file] = {received, now};
     } else if (now - known->second.since > fromSeconds(recordingStallTimeout)) {
       stallTracker_.clear();
       return file.file;

@@ -18,6 +18,7 @@ class RecordingWatch {
     std::int64_t framesWritten = 0;
     double sampleRate = 0;  // Hz; 48000 when not above zero
     bool everHadSignal = false;
+    std::int64_t framesWaiting = 0;  // received, and not written yet
   };
   struct Silent {
     std::string file;

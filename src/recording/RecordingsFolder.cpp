@@ -50,6 +50,7 @@ Outcome<std::string> RecordingsFolder::current() const {
 }
 
 std::optional<std::string> RecordingsFolder::chosen() const {
+  if (context_.onlyFolder) return std::nullopt;
   auto folder = context_.settings.string(kPathKey);
   return folder && !folder->empty() ? folder : std::nullopt;
 }

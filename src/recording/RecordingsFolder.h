@@ -18,9 +18,12 @@ class RecordingsFolder {
   // The folder for a new recording, made where missing. A chosen folder that can't be used is passed over for
   // the default one, so that no recording is lost to a missing drive; the error is that of the default one.
   Outcome<std::string> current() const;
-  // As the settings have it; nothing while the default one is meant.
+  // As the settings have it, where they count; nothing while the default one is meant.
   std::optional<std::string> chosen() const;
-  const std::string& defaultFolder() const { return context_.folders.defaultRecordings; }
+  // Where recordings go when no folder is chosen.
+  const std::string& defaultFolder() const {
+    return context_.onlyFolder ? *context_.onlyFolder : context_.folders.defaultRecordings;
+  }
   // Which folder is in force when this one is chosen, or none. Makes nothing but the file of the write test,
   // in a folder that is there. Any thread.
   RecordingsFolderState state(const std::optional<std::string>& chosenFolder) const;

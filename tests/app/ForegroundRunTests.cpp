@@ -14,14 +14,21 @@ namespace {
 
 constexpr Duration kSecond = std::chrono::seconds(1);
 
-// On a drive that goes away when the file is to be closed.
+// On a drive that goes away, when the file is to be closed or at its first write.
 class FileThatHangs final : public AudioFileWriter {
  public:
-  FileThatHangs(Runtime& runtime, std::string path, const AudioFileSettings& settings)
-      : runtime_(runtime), path_(std::move(path)), format_{settings.sampleRate, settings.channels} {}
+  FileThatHangs(Runtime& runtime, std::string path, const AudioFileSettings& settings,
+                bool hangsAtOnce = false)
+      : runtime_(runtime),
+        hangsAtOnce_(hangsAtOnce),
+        path_(std::move(path)),
+        format_{settings.sampleRate, settings.channels} {}
   const PCMFormat& processingFormat() const override { return format_; }
   const std::string& path() const override { return path_; }
-  Outcome<void> write(const PCMBuffer&) override { return {}; }
+  Outcome<void> write(const PCMBuffer&) override {
+    if (std::exchange(hangsAtOnce_, false)) runtime_.blockFor(60 * kSecond);
+    return {};
+  }
   Outcome<void> close() override {
     runtime_.blockFor(60 * kSecond);
     return {};
@@ -29,6 +36,7 @@ class FileThatHangs final : public AudioFileWriter {
 
  private:
   Runtime& runtime_;
+  bool hangsAtOnce_;
   const std::string path_;
   const PCMFormat format_;
 };
@@ -124,6 +132,27 @@ TEST_F(ForegroundRunTest, AHungDriveHoldsTheQuitUpForEightSecondsAtMost) {
   });
   world.runtime.advance(120 * kSecond);
   EXPECT_FALSE(world.app->isWriting());
+}
+
+TEST_F(ForegroundRunTest, AFolderForThisRunIsWrittenToThroughTheQueueAsAnyOther) {
+  world.recordingsFolder = (world.folder / "elsewhere").string();
+  world.createFile = [this](const std::string& path, const AudioFileSettings& settings) {
+    EXPECT_TRUE(path.starts_with(*world.recordingsFolder));
+    return std::make_shared<FileThatHangs>(world.runtime, path, settings, true);
+  };
+  RunOptions options;
+  options.demoApps = true;
+  options.routes = {{"beat", 2}};
+  options.recordedBuses = {2};
+  begin(options);
+  std::optional<Duration> stopped;
+  const Duration stopAt = 3 * kSecond;
+  world.runtime.mainQueue().postAfter(stopAt, [&] {
+    world.app->recordings()->stopRecording(2, [&](auto) { stopped = world.runtime.uptime(); });
+  });
+  world.runtime.advance(100 * kSecond);
+  ASSERT_TRUE(stopped);
+  EXPECT_GE(*stopped, stopAt + 15 * kSecond) << "a direct write is given up after 5 s";
 }
 
 TEST_F(ForegroundRunTest, QuitsAtOnceWithoutRecordings) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -26,7 +27,7 @@ struct AppWorld {
   ToneFerryApp& start() {
     app = std::make_unique<ToneFerryApp>(ToneFerryApp::Environment{runtime, log, settings,
                                                                    platform.platform(), folders(), createFile,
-                                                                   std::nullopt, registersLoginItem});
+                                                                   recordingsFolder, registersLoginItem});
     return *app;
   }
   Folders folders() const { return {(folder / "state").string(), (folder / "music").string()}; }
@@ -37,6 +38,7 @@ struct AppWorld {
   PlatformChoice platform = std::move(*PlatformChoice::choose(runtime, log, PlatformWish::simulated));
   MemorySettingsStore settings;
   AudioFileFactory createFile = createAudioFile;
+  std::optional<std::string> recordingsFolder;
   bool registersLoginItem = false;
   std::unique_ptr<ToneFerryApp> app;
 };
