@@ -11,7 +11,6 @@
 #include "cli/FileWork.h"
 #include "cli/Text.h"
 #include "editor/export/ExportDestination.h"
-#include "editor/export/ExportFile.h"
 #include "editor/track/TrackReader.h"
 #include "editor/waveform/WaveformPNG.h"
 #include "editor/waveform/WaveformPeakAnalyzer.h"
@@ -43,9 +42,8 @@ Outcome<void> writePicture(const std::string& path, const std::string& bytes,
   const std::string source = arguments.file;
   auto destination = ExportDestination::prepare(path, std::span(&source, 1), arguments.force);
   if (!destination) return std::unexpected(destination.error());
-  auto file = ExportFile::create(destination->temporaryPath());
+  auto file = destination->open();
   if (!file) return std::unexpected(file.error());
-  if (auto claimed = destination->claim(); !claimed) return claimed;
   const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
   if (auto written = file->append({data, bytes.size()}); !written) return written;
   if (auto closed = file->close(); !closed) return closed;

@@ -1,10 +1,15 @@
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <numbers>
+#include <thread>
 
 #include "AudioFiles.h"
 #include "audio/file/SampleEncoder.h"
@@ -16,6 +21,7 @@
 #include "editor/export/MP3Encoder.h"
 #include "editor/export/SessionExporter.h"
 #include "editor/export/SessionMix.h"
+#include "editor/export/UnfinishedFile.h"
 #include "editor/track/FadeGain.h"
 #include "editor/track/TrackReader.h"
 
@@ -23,6 +29,12 @@ namespace sonmere {
 namespace {
 
 namespace fs = std::filesystem;
+
+// Races show by their number; more of them are run by hand.
+int rounds() {
+  const char* count = std::getenv("SONMERE_ROUNDS");
+  return count ? std::atoi(count) : 20;
+}
 
 constexpr ExportFormat kMP3{ExportFormat::Kind::mp3, MP3Bitrate::kbps192};
 
@@ -245,8 +257,9 @@ TEST_F(ExportTest, WritersTakeBlocksOfAnySizeAndFinishOnce) {
   large.setFrameLength(100000);
   for (const ExportFormat& format : {ExportFormat{}, kMP3}) {
     const std::string file = path(std::string("x.") + format.fileExtension());
-    std::ofstream(file) << "what was there";
-    auto writer = makeExportWriter(file, format, {48000, 2}, RecordingBitDepth::int24);
+    FileDescriptor descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    auto writer = makeExportWriter(ExportFile(std::move(descriptor), file), format, {48000, 2},
+                                   RecordingBitDepth::int24);
     ASSERT_TRUE(writer);
     EXPECT_TRUE((*writer)->write(large));
     EXPECT_FALSE((*writer)->write(PCMBuffer({48000, 1}, 10))) << "another layout";
@@ -325,6 +338,64 @@ TEST_F(ExportTest, ACancelledOrFailedExportLeavesWhatWasThere) {
   EXPECT_TRUE(isTried);
   EXPECT_EQ(readBack(path("mix.wav")).samples.size(), 200000u);
   EXPECT_EQ(names(), before);
+}
+
+// A file is one export's from the moment it is made, whatever others do meanwhile.
+TEST_F(ExportTest, ExportsSideBySideLoseNothing) {
+  const MixTrackInput inputs[] = {whole(wav("a.wav", 3000)), whole(wav("b.wav", 200))};
+  for (int round = 0; round < rounds(); ++round) {
+    std::barrier start(2);
+    std::array<bool, 2> isDone{};
+    const auto work = [&](std::size_t i) {
+      ExportProgress own(runtime);
+      Log quiet;
+      const SessionExporter::Options options{.mayReplace = round % 2 == 0};
+      start.arrive_and_wait();
+      isDone[i] = SessionExporter(quiet).exportTrack(inputs[i], path("out/mix.wav"), options, own) &&
+                  SessionExporter(quiet).exportStems({{inputs[i], "x"}}, path("out"), options, own);
+    };
+    { const std::jthread first(work, 0), second(work, 1); }
+    EXPECT_TRUE(isDone[0] || isDone[1]) << round;
+    for (const auto& entry : fs::directory_iterator(path("out"))) {
+      ASSERT_EQ(entry.path().extension(), ".wav");
+      const std::size_t frames = readBack(entry.path()).samples.size() / 2;
+      EXPECT_TRUE(frames == 3000 || frames == 200) << round << ": " << entry.path() << " has " << frames;
+    }
+    fs::remove_all(path("out"));
+  }
+}
+
+TEST_F(ExportTest, AnUnfinishedFileIsOnesUntilItIsMoved) {
+  auto file = UnfinishedFile::create(path("x.tmp"));
+  ASSERT_TRUE(file);
+  auto descriptor = file->descriptor();
+  const auto second = UnfinishedFile::create(path("x.tmp"));
+  ASSERT_FALSE(second);
+  EXPECT_EQ(second.error().code, EWOULDBLOCK);
+  EXPECT_TRUE(file->isOurs()) << "it was left alone";
+  fs::rename(path("x.tmp"), path("y"));
+  std::ofstream(path("x.tmp")) << "another's";
+  EXPECT_FALSE(file->isOurs());
+  EXPECT_TRUE(file->isOurs(path("y")));
+  { const auto gone = std::move(*file); }
+  EXPECT_EQ(bytesIn(path("x.tmp")), "another's");
+  UnfinishedFile::sweep(folder.path());
+  EXPECT_TRUE(fs::exists(path("x.tmp"))) << "it may be anyone's";
+
+  for (const bool isByHandler : {false, true}) {
+    const pid_t child = fork();
+    if (child == 0) {
+      const auto killed = UnfinishedFile::create(path("z.tmp"));
+      if (isByHandler) UnfinishedFile::removeAllInSignal();
+      _exit(killed ? 0 : 1);
+    }
+    int status = 1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(fs::exists(path("z.tmp")), !isByHandler);
+    UnfinishedFile::sweep(folder.path());
+    EXPECT_FALSE(fs::exists(path("z.tmp"))) << "a dead process's goes";
+  }
 }
 
 TEST_F(ExportTest, StemsHaveFreeNamesAndAreAllThereOrNone) {

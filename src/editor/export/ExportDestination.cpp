@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,6 +19,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kTemporarySuffix = ".tmp";
+constexpr int kMostTries = 20;
+constexpr const char* kExistsText = "this file exists already; choose another name";
 
 std::unexpected<Error> refuse(const std::string& path, const char* why, std::int64_t code = 1) {
   const std::string shown = path.empty() ? "\"\"" : path;
@@ -46,10 +47,6 @@ bool isOneOf(std::span<const std::string> sources, const struct stat& file) {
 ExportDestination::ExportDestination(std::string path, bool mayReplace)
     : path_(std::move(path)), temporary_(path_ + kTemporarySuffix), mayReplace_(mayReplace) {}
 
-ExportDestination::~ExportDestination() {
-  if (!isCommitted_ && claim_.valid() && isStillOurs()) ::unlink(temporary_.c_str());
-}
-
 Outcome<void> ExportDestination::check(const std::string& path, std::span<const std::string> sources,
                                        bool mayReplace) {
   const std::string name = fs::path(path).filename().string();
@@ -62,11 +59,14 @@ Outcome<ExportDestination> ExportDestination::prepare(const std::string& path,
                                                       std::span<const std::string> sources, bool mayReplace) {
   // What can't be replaced is told before a folder is made for it.
   if (auto checked = check(path, sources, mayReplace); !checked) return std::unexpected(checked.error());
-  auto folder = ExportFolder::make(folderOf(path).string());
-  if (!folder) return std::unexpected(folder.error());
   ExportDestination destination(path, mayReplace);
-  destination.folder_.emplace(std::move(*folder));
-  if (auto removed = destination.removeLeftOver(sources); !removed) return std::unexpected(removed.error());
+  Outcome<void> begun;
+  // Another export that fails takes away the folder that it had made.
+  for (int i = 0; i < kMostTries; ++i) {
+    begun = destination.begin(sources);
+    if (begun || begun.error().domain != kPOSIXErrorDomain || begun.error().code != ENOENT) break;
+  }
+  if (!begun) return std::unexpected(begun.error());
   return destination;
 }
 
@@ -81,51 +81,39 @@ Outcome<void> ExportDestination::checkTarget(std::span<const std::string> source
   if (!S_ISREG(status.st_mode)) return refuse(path_, "this is not an ordinary file; choose another name");
   if (isOneOf(sources, status))
     return refuse(path_, "this is the original, which stays as it is; choose another name");
-  if (!mayReplace_)
-    return refuse(path_, "this file exists already; choose another name", kExportWouldReplace);
+  if (!mayReplace_) return refuse(path_, kExistsText, kExportWouldReplace);
   return {};
 }
 
-Outcome<void> ExportDestination::removeLeftOver(std::span<const std::string> sources) const {
+Outcome<void> ExportDestination::begin(std::span<const std::string> sources) {
+  folder_.reset();
+  auto folder = ExportFolder::make(folderOf(path_).string());
+  if (!folder) return std::unexpected(folder.error());
+  folder_.emplace(std::move(*folder));
   struct stat status {};
-  if (::lstat(temporary_.c_str(), &status) != 0) return {};
-  if (S_ISREG(status.st_mode)) {
-    if (isOneOf(sources, status))
-      return refuse(temporary_, "this original is in the way; choose another name");
-    const FileDescriptor file(::open(temporary_.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
-    if (file.valid() && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-      return refuse(path_, "another export is writing this file; wait for its end or choose another name");
-  }
-  if (::unlink(temporary_.c_str()) == 0 || errno == ENOENT) return {};
-  return std::unexpected(posixError(errno, "could not remove " + temporary_));
-}
-
-Outcome<void> ExportDestination::claim() {
-  claim_ = FileDescriptor(::open(temporary_.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  if (!claim_.valid()) {
-    const Error error = posixError(errno, "could not open " + temporary_);
-    ::unlink(temporary_.c_str());
-    return std::unexpected(error);
-  }
-  // Not every file system can lock; isStillOurs then is what notices a second export.
-  if (::flock(claim_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-    claim_ = FileDescriptor();  // the other's file, which is not to be removed
+  if (::lstat(temporary_.c_str(), &status) == 0 && isOneOf(sources, status))
+    return refuse(temporary_, "this original is in the way; choose another name");
+  UnfinishedFile::sweep(folderOf(path_).string());
+  auto file = UnfinishedFile::create(temporary_);
+  if (!file && file.error().code == EWOULDBLOCK)
     return refuse(path_, "another export is writing this file; wait for its end or choose another name");
-  }
+  if (!file) return std::unexpected(file.error());
+  file_.emplace(std::move(*file));
   return {};
 }
 
-bool ExportDestination::isStillOurs() const {
-  struct stat ours {
-  }, there{};
-  return ::fstat(claim_.get(), &ours) == 0 && ::lstat(temporary_.c_str(), &there) == 0 &&
-         ours.st_dev == there.st_dev && ours.st_ino == there.st_ino;
+Outcome<ExportFile> ExportDestination::open() const {
+  auto descriptor = file_->descriptor();
+  if (!descriptor) return std::unexpected(descriptor.error());
+  return ExportFile(std::move(*descriptor), temporary_);
 }
 
 Outcome<void> ExportDestination::commit() {
-  if (!claim_.valid() || !isStillOurs())
+  if (!file_->isOurs())
     return refuse(path_, "another export took its place; choose another name", kExportOvertaken);
+  file_->unmark();
   if (auto moved = moveInPlace(); !moved) return moved;
+  file_->wasMoved();
   isCommitted_ = true;
   if (folder_) folder_->keep();
   // The new name reaches the disk with the folder. Some file systems cannot sync one.
@@ -140,11 +128,12 @@ Outcome<void> ExportDestination::moveInPlace() const {
     return std::unexpected(posixError(errno, "could not replace " + path_));
   }
   if (renameWithoutReplacing(temporary_, path_)) return {};
+  if (errno == EEXIST) return refuse(path_, kExistsText, kExportOvertaken);
   return std::unexpected(posixError(errno, "could not create " + path_));
 }
 
 void ExportDestination::revoke() {
-  if (std::exchange(isCommitted_, false)) ::unlink(path_.c_str());
+  if (std::exchange(isCommitted_, false) && file_->isOurs(path_)) ::unlink(path_.c_str());
 }
 
 }  // namespace sonmere

@@ -5,8 +5,9 @@
 #include <string>
 
 #include "base/Error.h"
-#include "base/FileDescriptor.h"
+#include "editor/export/ExportFile.h"
 #include "editor/export/ExportFolder.h"
+#include "editor/export/UnfinishedFile.h"
 
 namespace sonmere {
 
@@ -17,23 +18,21 @@ inline constexpr std::int64_t kExportWouldReplace = 2;
 inline constexpr std::int64_t kExportOvertaken = 3;
 
 // The place of a file that is being exported: what is there stays as it is until the new file is complete.
-// Work goes on in a file beside it, whose name has ".tmp" added. Threads: one at a time.
+// Work goes on in a file beside it, whose name has ".tmp" added, and which no other export touches.
+// Threads: one at a time.
 class ExportDestination {
  public:
   // Refuses names that are no file's, folders, symbolic links and whatever is one of `sources`; unless
   // `mayReplace`, also a file that exists. Changes nothing.
   static Outcome<void> check(const std::string& path, std::span<const std::string> sources, bool mayReplace);
-  // After the same check makes the folder where missing and removes what an export that died left. Refuses
-  // what another export is writing, too.
+  // After the same check makes the folder where missing and the file to work in. What exports that died left
+  // in the folder goes; what another export is writing is refused.
   static Outcome<ExportDestination> prepare(const std::string& path, std::span<const std::string> sources,
                                             bool mayReplace);
-  ExportDestination(ExportDestination&&) noexcept = default;
-  ~ExportDestination();
 
   const std::string& path() const { return path_; }
-  const std::string& temporaryPath() const { return temporary_; }
-  // To be called once the temporary file exists: it is now this export's alone.
-  Outcome<void> claim();
+  // What is to be filled.
+  Outcome<ExportFile> open() const;
   // Puts the finished temporary file in its place. Without it nothing is left, of folders that were made
   // either.
   Outcome<void> commit();
@@ -44,8 +43,7 @@ class ExportDestination {
   ExportDestination(std::string path, bool mayReplace);
 
   Outcome<void> checkTarget(std::span<const std::string> sources) const;
-  Outcome<void> removeLeftOver(std::span<const std::string> sources) const;
-  bool isStillOurs() const;
+  Outcome<void> begin(std::span<const std::string> sources);
   Outcome<void> moveInPlace() const;
 
   std::optional<ExportFolder> folder_;  // once prepared
@@ -53,7 +51,7 @@ class ExportDestination {
   std::string temporary_;
   bool mayReplace_;
   bool isCommitted_ = false;
-  FileDescriptor claim_;  // of the temporary file, locked
+  std::optional<UnfinishedFile> file_;  // once prepared
 };
 
 }  // namespace sonmere

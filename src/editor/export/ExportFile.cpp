@@ -14,20 +14,6 @@ constexpr std::uint64_t kStoreBytes = 4 << 20;
 
 }  // namespace
 
-Outcome<ExportFile> ExportFile::create(const std::string& path) {
-  if (::unlink(path.c_str()) != 0 && errno != ENOENT)
-    return std::unexpected(posixError(errno, "could not replace " + path));
-  FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!file.valid()) return std::unexpected(posixError(errno, "could not create " + path));
-  // A umask may have taken bits away.
-  if (::fchmod(file.get(), 0600) != 0) {
-    const Error error = posixError(errno, "could not make private " + path);
-    ::unlink(path.c_str());
-    return std::unexpected(error);
-  }
-  return ExportFile(std::move(file), path);
-}
-
 Outcome<void> ExportFile::append(std::span<const std::uint8_t> bytes) {
   if (auto written = writeAll(size_, bytes); !written) return written;
   size_ += bytes.size();

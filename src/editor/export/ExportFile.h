@@ -13,8 +13,8 @@ namespace sonmere {
 // Threads: one at a time.
 class ExportFile {
  public:
-  // Makes a new private file (0600) in place of one that may be there; never through a symbolic link.
-  static Outcome<ExportFile> create(const std::string& path);
+  // Takes an empty file; `path` is what errors name.
+  ExportFile(FileDescriptor file, std::string path) : file_(std::move(file)), path_(std::move(path)) {}
 
   const std::string& path() const { return path_; }
   std::uint64_t size() const { return size_; }
@@ -26,8 +26,6 @@ class ExportFile {
   Outcome<void> close();
 
  private:
-  ExportFile(FileDescriptor file, std::string path) : file_(std::move(file)), path_(std::move(path)) {}
-
   Outcome<void> writeAll(std::uint64_t offset, std::span<const std::uint8_t> bytes);
 
   FileDescriptor file_;

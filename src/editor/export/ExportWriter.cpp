@@ -6,12 +6,11 @@
 
 namespace sonmere {
 
-Outcome<std::unique_ptr<ExportWriter>> makeExportWriter(const std::string& destination,
-                                                        const ExportFormat& format, const PCMFormat& audio,
-                                                        RecordingBitDepth depth) {
+Outcome<std::unique_ptr<ExportWriter>> makeExportWriter(ExportFile file, const ExportFormat& format,
+                                                        const PCMFormat& audio, RecordingBitDepth depth) {
   if (format.kind == ExportFormat::Kind::mp3)
-    return MP3ExportWriter::create(destination, audio, format.bitrate);
-  return WavExportWriter::create(destination, wavFileSettings(audio.sampleRate, audio.channels, depth));
+    return MP3ExportWriter::create(std::move(file), audio, format.bitrate);
+  return WavExportWriter::create(std::move(file), wavFileSettings(audio.sampleRate, audio.channels, depth));
 }
 
 }  // namespace sonmere

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
+#include "editor/export/ExportFile.h"
 #include "editor/export/ExportFormat.h"
 #include "recording/RecordingBitDepth.h"
 
@@ -21,10 +21,8 @@ class ExportWriter {
   virtual Outcome<void> finish() = 0;
 };
 
-// Starts a file at `destination`, in place of what is there; never through a symbolic link. `depth` is for
-// WAV.
-Outcome<std::unique_ptr<ExportWriter>> makeExportWriter(const std::string& destination,
-                                                        const ExportFormat& format, const PCMFormat& audio,
-                                                        RecordingBitDepth depth);
+// Begins to fill a file. `depth` is for WAV.
+Outcome<std::unique_ptr<ExportWriter>> makeExportWriter(ExportFile file, const ExportFormat& format,
+                                                        const PCMFormat& audio, RecordingBitDepth depth);
 
 }  // namespace sonmere

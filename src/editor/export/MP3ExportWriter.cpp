@@ -10,13 +10,11 @@ MP3ExportWriter::MP3ExportWriter(ExportFile file, std::unique_ptr<MP3Encoder> en
                                  const PCMFormat& format)
     : file_(std::move(file)), encoder_(std::move(encoder)), format_(format) {}
 
-Outcome<std::unique_ptr<ExportWriter>> MP3ExportWriter::create(const std::string& destination,
-                                                               const PCMFormat& format, MP3Bitrate bitrate) {
+Outcome<std::unique_ptr<ExportWriter>> MP3ExportWriter::create(ExportFile file, const PCMFormat& format,
+                                                               MP3Bitrate bitrate) {
   auto encoder = MP3Encoder::create(format, bitrate);
   if (!encoder) return std::unexpected(encoder.error());
-  auto file = ExportFile::create(destination);
-  if (!file) return std::unexpected(file.error());
-  return std::unique_ptr<ExportWriter>(new MP3ExportWriter(std::move(*file), std::move(*encoder), format));
+  return std::unique_ptr<ExportWriter>(new MP3ExportWriter(std::move(file), std::move(*encoder), format));
 }
 
 Outcome<void> MP3ExportWriter::write(const PCMBuffer& buffer) {

@@ -9,9 +9,8 @@ namespace sonmere {
 // Writes an export as MP3, without tags.
 class MP3ExportWriter final : public ExportWriter {
  public:
-  // On failure no file is left, and one that was there stays unless the new one could not be begun.
-  static Outcome<std::unique_ptr<ExportWriter>> create(const std::string& destination,
-                                                       const PCMFormat& format, MP3Bitrate bitrate);
+  static Outcome<std::unique_ptr<ExportWriter>> create(ExportFile file, const PCMFormat& format,
+                                                       MP3Bitrate bitrate);
 
   Outcome<void> write(const PCMBuffer& buffer) override;
   Outcome<void> finish() override;

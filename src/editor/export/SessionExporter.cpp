@@ -37,11 +37,12 @@ Outcome<void> pump(BlockSource& source, ExportWriter& writer, ExportProgress& pr
 }
 
 // Makes the temporary file of a destination, complete.
-Outcome<void> render(BlockSource& source, ExportDestination& destination,
+Outcome<void> render(BlockSource& source, const ExportDestination& destination,
                      const SessionExporter::Options& options, ExportProgress& progress) {
-  auto writer = makeExportWriter(destination.temporaryPath(), options.format, source.format(), options.depth);
+  auto file = destination.open();
+  if (!file) return std::unexpected(file.error());
+  auto writer = makeExportWriter(std::move(*file), options.format, source.format(), options.depth);
   if (!writer) return std::unexpected(writer.error());
-  if (auto claimed = destination.claim(); !claimed) return claimed;
   return pump(source, **writer, progress);
 }
 

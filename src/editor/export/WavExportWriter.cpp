@@ -1,7 +1,6 @@
 #include "editor/export/WavExportWriter.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 
@@ -20,15 +19,11 @@ constexpr std::size_t kWriteBytes = 1 << 20;
 WavExportWriter::WavExportWriter(ExportFile file, const AudioFileSettings& settings)
     : file_(std::move(file)), settings_(settings) {}
 
-Outcome<std::unique_ptr<ExportWriter>> WavExportWriter::create(const std::string& destination,
+Outcome<std::unique_ptr<ExportWriter>> WavExportWriter::create(ExportFile file,
                                                                const AudioFileSettings& settings) {
-  auto file = ExportFile::create(destination);
-  if (!file) return std::unexpected(file.error());
-  std::unique_ptr<WavExportWriter> writer(new WavExportWriter(std::move(*file), settings));
-  if (auto written = writer->file_.append(wavHeader(settings, 0)); !written) {
-    ::unlink(destination.c_str());
+  std::unique_ptr<WavExportWriter> writer(new WavExportWriter(std::move(file), settings));
+  if (auto written = writer->file_.append(wavHeader(settings, 0)); !written)
     return std::unexpected(written.error());
-  }
   return writer;
 }
 

@@ -13,9 +13,7 @@ namespace sonmere {
 // once it is finished: a file that is not is thrown away.
 class WavExportWriter final : public ExportWriter {
  public:
-  // On failure no file is left.
-  static Outcome<std::unique_ptr<ExportWriter>> create(const std::string& destination,
-                                                       const AudioFileSettings& settings);
+  static Outcome<std::unique_ptr<ExportWriter>> create(ExportFile file, const AudioFileSettings& settings);
 
   Outcome<void> write(const PCMBuffer& buffer) override;
   Outcome<void> finish() override;
