@@ -14,6 +14,7 @@
 #include "editor/export/ExportDestination.h"
 #include "editor/export/MP3EncoderError.h"
 #include "editor/export/SessionExporter.h"
+#include "editor/export/UnfinishedFile.h"
 #include "recording/RecordingsFolder.h"
 
 namespace sonmere {
@@ -22,13 +23,15 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-// The first signal ends the work, the next one the program.
+// The first signal ends the work, the next one the program. A terminal that is closed hangs up twice.
 void noteSignal(int signal) {
-  if (interrupted) _exit(kExitSignalled + signal);
+  if (interrupted && signal == SIGHUP) return;
+  if (interrupted) {
+    UnfinishedFile::removeAllInSignal();
+    _exit(kExitSignalled + signal);
+  }
   interrupted = signal;
 }
-
-constexpr std::array kSignals = {SIGINT, SIGTERM};
 
 // Formats that are read but not written.
 constexpr std::array kOtherExtensions = {".aif", ".aiff", ".aifc", ".caf", ".flac", ".ogg",  ".oga", ".opus",
@@ -51,8 +54,11 @@ FileWork::FileWork(std::string command, std::string what, bool json)
       progress_(runtime_),
       bar_(runtime_, std::move(what), Progress::styleFor(json)) {
   interrupted = 0;
-  for (std::size_t i = 0; i < kSignals.size(); ++i)
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
     previousHandlers_[i] = std::signal(kSignals[i], noteSignal);
+    // As nohup and shells leave it for what is to go on.
+    if (previousHandlers_[i] == SIG_IGN) std::signal(kSignals[i], SIG_IGN);
+  }
   progress_.onAdvance = [this] {
     if (show(progress_.fraction())) progress_.cancel();
   };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <csignal>
 #include <span>
 #include <string>
 
@@ -17,7 +18,8 @@
 
 namespace sonmere {
 
-// A command's long work on files, on its own thread: with a bar, and ended by Ctrl-C with nothing half done.
+// A command's long work on files, on its own thread: with a bar, and ended by Ctrl-C, or with its
+// terminal, with nothing half done.
 // Main thread.
 class FileWork {
  public:
@@ -47,9 +49,10 @@ class FileWork {
 
  private:
   using SignalHandler = void (*)(int);
+  static constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
 
   const std::string command_;
-  std::array<SignalHandler, 2> previousHandlers_{};
+  std::array<SignalHandler, kSignals.size()> previousHandlers_{};
   LiveRuntime runtime_;
   Log log_;
   ExportProgress progress_;

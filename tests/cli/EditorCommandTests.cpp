@@ -9,6 +9,8 @@
 
 #include "FileCommandTest.h"
 #include "audio/file/AudioFileReader.h"
+#include "cli/FileWork.h"
+#include "editor/export/UnfinishedFile.h"
 
 namespace sonmere {
 namespace {
@@ -265,7 +267,7 @@ TEST_F(EditorCommandTest, ASignalEndsAnExportWithNothingLeft) {
   head.close();
   fs::resize_file(source, bytes);
   const auto before = names(folder.path());
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     const int watch = inotify_init1(IN_CLOEXEC);
     ASSERT_GE(inotify_add_watch(watch, folder.path().c_str(), IN_CREATE), 0);
     std::fflush(stdout);
@@ -286,6 +288,32 @@ TEST_F(EditorCommandTest, ASignalEndsAnExportWithNothingLeft) {
     EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
     EXPECT_EQ(names(folder.path()), before) << "not even the folders that were made";
   }
+}
+
+TEST_F(EditorCommandTest, HangingUpTwiceIsOneSignalAndASecondOneEndsAllAtOnce) {
+  {
+    FileWork work("edit", "", true);
+    for (int i = 0; i < 2; ++i) ASSERT_EQ(raise(SIGHUP), 0);
+    EXPECT_TRUE(work.show(0));
+  }
+  std::signal(SIGHUP, SIG_IGN);  // as nohup does
+  {
+    FileWork work("edit", "", true);
+    ASSERT_EQ(raise(SIGHUP), 0);
+    EXPECT_FALSE(work.show(0));
+  }
+  std::signal(SIGHUP, SIG_DFL);
+  const pid_t child = fork();
+  if (child == 0) {
+    FileWork work("edit", "", true);
+    const auto file = UnfinishedFile::create(path("x.tmp"));
+    raise(SIGINT);
+    raise(file ? SIGTERM : SIGKILL);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
+  EXPECT_FALSE(fs::exists(path("x.tmp")));
 }
 
 }  // namespace
