@@ -5,22 +5,13 @@
 #include <cstring>
 #include <utility>
 
-#include "dsp/Ring.h"
+#include "platform/pipewire/TapMixdown.h"
 
 namespace sonmere {
 
 namespace {
 constexpr Duration kConnectTimeout = std::chrono::seconds(2);
-constexpr std::uint32_t kMaximumSamples = 1 << 16;  // of one cycle
 }  // namespace
-
-struct DeviceIO::Crossing {
-  explicit Crossing(std::uint32_t itsChannels) : channels(itsChannels) {}
-  const std::uint32_t channels;  // of the output side
-  std::vector<float> block = std::vector<float>(kMaximumSamples);
-  std::vector<float> ring = std::vector<float>(kTapRingSamples);
-  RTPosition writePos, readPos;
-};
 
 DeviceIO::DeviceIO(PipeWireServer& server, IOProc procedure, void* clientData)
     : server_(server), procedure_(procedure), clientData_(clientData) {}
@@ -44,17 +35,33 @@ CycleStreamPlan DeviceIO::plan(CycleStreamPlan::Kind kind, std::string name, dou
 
 OSStatus DeviceIO::startOnTap(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
   server_.add(*this);
-  const OSStatus status = startTapStream(tap, rate, latencyFrames);
+  forwardsTo_ = tap.isMuted() ? std::nullopt : server_.narrowOutputs().find(tap);
+  OSStatus status = startTapStream(tap, rate, latencyFrames);
+  if (status == noErr && forwardsTo_) status = startForwarding(rate, latencyFrames);
   if (status != noErr) stop();
   return status;
 }
 
+// The programs play into the tap, and what it takes is played for them, a cycle later.
+OSStatus DeviceIO::startForwarding(double rate, std::uint32_t latencyFrames) {
+  CycleStreamPlan forward =
+      plan(CycleStreamPlan::Kind::playback, server_.uniqueName("forward"), rate, latencyFrames);
+  forward.target = *forwardsTo_;
+  return server_.open(output_, std::move(forward), played, this);
+}
+
 OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
-  const auto kind = tap.isMuted() ? CycleStreamPlan::Kind::sink : CycleStreamPlan::Kind::listener;
+  holds_ = tap.isMuted() || forwardsTo_;
+  const auto kind = holds_ ? CycleStreamPlan::Kind::sink : CycleStreamPlan::Kind::listener;
   CycleStreamPlan tapPlan = plan(kind, server_.uniqueName("tap"), rate, latencyFrames);
   tapPlan.description = tap.description.name;
-  beats_ = tap.isMuted();
-  auto former = beats_ ? server_.departing().take(tapPlan) : DepartingStreams::Taken{};
+  if (!holds_) {
+    tapPlan.positions = TapMixdown::positions();
+    tapPlan.format.channels = std::uint32_t(tapPlan.positions.size());
+  }
+  folds_ = !holds_;
+  if (forwardsTo_) crossing_ = std::make_unique<CycleCrossing>(2);
+  auto former = holds_ ? server_.departing().take(tapPlan) : DepartingStreams::Taken{};
   if (former.stream) {
     input_ = std::move(former.stream);
     input_->resume(captured, this);
@@ -68,7 +75,7 @@ OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint
   if (former.release) former.release();
   if (!node) return kAudioHardwareNotRunningError;
   // The release took the device off the guard's list too.
-  if (beats_) server_.guard().add(sinkSerial_);
+  if (holds_) server_.guard().add(sinkSerial_);
   return noErr;
 }
 
@@ -86,7 +93,7 @@ void DeviceIO::capture(const PipeWireTap& tap, const GraphNode& node) {
   // A tap that is started again is another one to those who move apps.
   PipeWireTap activation = tap;
   activation.id = tap_ = server_.newID();
-  if (!tap.isMuted()) {
+  if (!holds_) {
     server_.links().start(activation, node.id);
     return;
   }
@@ -107,7 +114,7 @@ OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std:
   const bool hasInput = device.source.has_value();
   if (device.sink) {
     CycleStreamPlan output = sidePlan(CycleStreamPlan::Kind::playback, AudioScope::output);
-    if (hasInput) crossing_ = std::make_unique<Crossing>(output.format.channels);
+    if (hasInput) crossing_ = std::make_unique<CycleCrossing>(output.format.channels);
     status = server_.open(output_, std::move(output), played, this);
   }
   if (status == noErr && hasInput)
@@ -122,6 +129,7 @@ void DeviceIO::stop() {
   server_.close(input_);
   server_.close(output_);
   crossing_.reset();
+  forwardsTo_.reset();
   server_.remove(*this);
 }
 
@@ -145,22 +153,20 @@ void DeviceIO::serverLost() {
   if (output_) output_->disconnect();
 }
 
-void DeviceIO::captured(void* refcon, const CycleStream::Cycle& cycle) noexcept {
+void DeviceIO::captured(void* refcon, const CycleStream::Cycle& arrived) noexcept {
   auto* self = static_cast<DeviceIO*>(refcon);
+  const CycleStream::Cycle cycle = self->folds_ ? TapMixdown::fold(arrived) : arrived;
   AudioBuffer input{cycle.channels, cycle.frames * cycle.channels * std::uint32_t(sizeof(float)),
                     cycle.samples};
-  if (Crossing* crossing = self->crossing_.get()) {
-    const std::uint32_t frames = std::min(cycle.frames, kMaximumSamples / crossing->channels);
-    AudioBuffer output{crossing->channels, frames * crossing->channels * std::uint32_t(sizeof(float)),
-                       crossing->block.data()};
-    std::memset(output.data, 0, output.byteSize);
-    self->procedure_(self->clientData_, cycle.now, {&input, 1}, {&output, 1});
-    ringWrite<kTapRingSamples>(crossing->ring.data(), crossing->writePos, crossing->readPos, output.data,
-                               std::int64_t(frames) * crossing->channels);
-  } else {
-    self->procedure_(self->clientData_, cycle.now, {&input, 1}, {});
+  CycleCrossing* crossing = self->crossing_.get();
+  AudioBuffer output;
+  if (crossing && !self->forwardsTo_) output = crossing->block(cycle.frames);
+  self->procedure_(self->clientData_, cycle.now, {&input, 1}, {&output, output.data ? 1u : 0u});
+  if (crossing) {
+    const AudioBuffer& carried = output.data ? output : input;
+    crossing->write(carried.data, carried.byteSize / sizeof(float));
   }
-  if (self->beats_) self->server_.guard().beat();
+  if (self->holds_) self->server_.guard().beat();
 }
 
 void DeviceIO::played(void* refcon, const CycleStream::Cycle& cycle) noexcept {
@@ -168,15 +174,10 @@ void DeviceIO::played(void* refcon, const CycleStream::Cycle& cycle) noexcept {
   const std::uint32_t samples = cycle.frames * cycle.channels;
   AudioBuffer output{cycle.channels, samples * std::uint32_t(sizeof(float)), cycle.samples};
   std::memset(output.data, 0, output.byteSize);
-  Crossing* crossing = self->crossing_.get();
-  if (!crossing) {
+  if (CycleCrossing* crossing = self->crossing_.get())
+    crossing->read(output.data, samples);
+  else
     self->procedure_(self->clientData_, cycle.now, {}, {&output, 1});
-    return;
-  }
-  const std::int64_t at = crossing->readPos.loadRelaxed();
-  if (ringAvailable<kTapRingSamples>(crossing->writePos.loadAcquire(), at) < samples) return;
-  ringCopyOut<kTapRingSamples>(crossing->ring.data(), at, output.data, samples);
-  crossing->readPos.storeRelease((at + samples) % kTapRingSamples);
 }
 
 }  // namespace sonmere

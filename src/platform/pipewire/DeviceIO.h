@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "audio/device/AudioHardware.h"
+#include "platform/pipewire/CycleCrossing.h"
 #include "platform/pipewire/PipeWireServer.h"
 #include "platform/pipewire/PipeWireTap.h"
 
@@ -19,15 +21,20 @@ class DeviceIO final : public ServerDependent {
   // The caller holds the lock once.
   OSStatus startOnTap(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
   OSStatus startOnDevice(const PipeWireDevice& device, double rate, std::uint32_t latencyFrames);
+  // Whether programs are being captured; not any more once the server has gone.
+  bool capturesTap() const { return tap_ != kAudioObjectUnknown; }
+  // The device on which programs are played in their place: it has one channel, so that they could be heard
+  // without their sides only as long as they play there themselves. Empty: the default.
+  const std::optional<std::string>& forwardsTo() const { return forwardsTo_; }
   // After it has returned the procedure is not running.
   void stop();
 
   void serverLost() override;
 
  private:
-  struct Crossing;  // from the input's cycle to the output's
   CycleStreamPlan plan(CycleStreamPlan::Kind kind, std::string name, double rate,
                        std::uint32_t latencyFrames);
+  OSStatus startForwarding(double rate, std::uint32_t latencyFrames);
   OSStatus startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
   const GraphNode* announcedNode();
   void capture(const PipeWireTap& tap, const GraphNode& node);
@@ -41,8 +48,10 @@ class DeviceIO final : public ServerDependent {
   void* const clientData_;
   AudioObjectID tap_ = kAudioObjectUnknown;
   std::uint32_t sinkSerial_ = 0;
-  bool beats_ = false;
-  std::unique_ptr<Crossing> crossing_;
+  bool holds_ = false;  // programs play into this stream: the guard counts its cycles
+  bool folds_ = false;  // what arrives has the ports of TapMixdown
+  std::optional<std::string> forwardsTo_;
+  std::unique_ptr<CycleCrossing> crossing_;  // from the input's cycle to the output's
   std::unique_ptr<CycleStream> input_;
   std::unique_ptr<CycleStream> output_;
 };

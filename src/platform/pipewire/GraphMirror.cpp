@@ -3,7 +3,9 @@
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
 
-#include <spa/param/audio/raw.h>
+#include <spa/debug/types.h>
+#include <spa/param/audio/format-utils.h>
+#include <spa/param/audio/type-info.h>
 #include <spa/param/props.h>
 #include <spa/pod/builder.h>
 #include <spa/pod/iter.h>
@@ -81,22 +83,44 @@ struct GraphMirror::Binding {
     self->mirror->observer_.nodeChanged(node);
   }
 
-  // Volumes come as they change, devices' only.
-  void subscribe() {
-    std::uint32_t parameters[] = {SPA_PARAM_Props};
-    pw_node_subscribe_params(reinterpret_cast<pw_node*>(proxy), parameters, 1);
+  // A device's volumes, a stream's own format: told now and whenever they change.
+  void subscribe(const GraphNode& node) {
+    std::uint32_t parameters[] = {node.isDevice() ? SPA_PARAM_Props : SPA_PARAM_EnumFormat, SPA_PARAM_Format};
+    const std::uint32_t count = node.isDevice() ? 1 : 2;
+    pw_node_subscribe_params(reinterpret_cast<pw_node*>(proxy), parameters, count);
   }
 
-  static void nodeParameter(void* data, int, std::uint32_t id, std::uint32_t, std::uint32_t,
+  static void nodeParameter(void* data, int, std::uint32_t id, std::uint32_t index, std::uint32_t,
                             const spa_pod* pod) {
     auto* self = static_cast<Binding*>(data);
-    if (id != SPA_PARAM_Props || !pod) return;
+    if (!pod) return;
+    GraphNode& node = self->mirror->nodes_[self->id];
+    if (id == SPA_PARAM_Props) readVolumes(pod, node);
+    // Of several formats that a stream offers the first is its favourite, until one has been agreed on.
+    const bool isOwn = id == SPA_PARAM_Format || (id == SPA_PARAM_EnumFormat && index == 0);
+    if (isOwn && readPositions(pod, node)) self->mirror->observer_.nodeChanged(node);
+  }
+
+  static void readVolumes(const spa_pod* pod, GraphNode& node) {
     const spa_pod_prop* property = spa_pod_find_prop(pod, nullptr, SPA_PROP_channelVolumes);
     if (!property) return;
     std::array<float, SPA_AUDIO_MAX_CHANNELS> volumes{};
     const std::uint32_t count =
         spa_pod_copy_array(&property->value, SPA_TYPE_Float, volumes.data(), std::uint32_t(volumes.size()));
-    self->mirror->nodes_[self->id].channelVolumes.assign(volumes.data(), volumes.data() + count);
+    node.channelVolumes.assign(volumes.data(), volumes.data() + count);
+  }
+
+  // True: they are others than before.
+  static bool readPositions(const spa_pod* pod, GraphNode& node) {
+    spa_audio_info_raw format{};
+    if (spa_format_audio_raw_parse(pod, &format) < 0 || (format.flags & SPA_AUDIO_FLAG_UNPOSITIONED) != 0)
+      return false;
+    std::vector<std::string> positions;
+    for (std::uint32_t i = 0; i < std::min<std::uint32_t>(format.channels, SPA_AUDIO_MAX_CHANNELS); ++i) {
+      const char* name = spa_debug_type_find_short_name(spa_type_audio_channel, format.position[i]);
+      positions.emplace_back(name ? name : "UNK");
+    }
+    return std::exchange(node.positions, positions) != positions;
   }
 
   static void linkInfo(void* data, const pw_link_info* info) {
@@ -222,7 +246,7 @@ void GraphMirror::addNode(GlobalID id, const AppProperties& properties) {
   if (proxy) {
     auto& binding = bindings_[id] = std::make_unique<Binding>(this, id, proxy);
     pw_proxy_add_object_listener(proxy, &binding->listener, &kEvents, binding.get());
-    if (node.isDevice()) binding->subscribe();
+    if (node.isDevice() || node.isPlaybackStream()) binding->subscribe(node);
   }
   observer_.nodeChanged(node);
 }

@@ -25,6 +25,8 @@ struct GraphNode {
   AppProperties properties;
   NodeState state = NodeState::creating;
   std::vector<float> channelVolumes;  // linear; of devices, once known
+  // What a stream itself makes or takes, whatever ports the session has given it; empty until known.
+  std::vector<std::string> positions;
   bool isKnown = false;
 
   std::string_view property(std::string_view key) const;

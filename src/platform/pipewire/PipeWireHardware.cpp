@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ranges>
 
 #include "platform/pipewire/PipeWireOutputUnit.h"
 
@@ -12,10 +13,14 @@ namespace sonmere {
 
 using Lock = PipeWireLoop::Lock;
 
-PipeWireHardware::PipeWireHardware(PipeWireServer& server) : server_(server) {}
+PipeWireHardware::PipeWireHardware(PipeWireServer& server) : server_(server) {
+  const Lock lock(server_.loop());
+  server_.outputsChanged = [this] { lookAtOutputs(); };
+}
 
 PipeWireHardware::~PipeWireHardware() {
   const Lock lock(server_.loop());
+  server_.outputsChanged = nullptr;
   procedures_.clear();
   combined_.clear();
 }
@@ -108,7 +113,8 @@ OSStatus PipeWireHardware::setNominalSampleRate(AudioDeviceID device, double rat
   if (!(rate >= 8000 && rate <= 768000)) return kAudioDeviceUnsupportedFormatError;
   const double before = rateOf(aggregate->second);
   aggregate->second.rate = rate;
-  if (std::abs(before - rate) > 0.5) restart(device);
+  if (std::abs(before - rate) > 0.5)
+    restart([&](const Procedure& procedure) { return procedure.device == device; });
   return noErr;
 }
 
@@ -368,13 +374,41 @@ OSStatus PipeWireHardware::stopDevice(AudioDeviceID device, IOProcID id) {
   return noErr;
 }
 
-// A stream's rate is fixed while it runs.
-void PipeWireHardware::restart(AudioDeviceID aggregate) {
-  for (auto& [id, procedure] : procedures_) {
-    if (procedure.device != aggregate || !procedure.isStarted) continue;
-    procedure.io->stop();
-    procedure.isStarted = start(procedure) == noErr;
+// What a stream was made with is fixed while it runs.
+void PipeWireHardware::restart(const std::function<bool(const Procedure&)>& isMeant) {
+  std::vector<IOProcID> meant;
+  for (const auto& [id, procedure] : procedures_)
+    if (procedure.isStarted && isMeant(procedure)) meant.push_back(id);
+  for (const IOProcID id : meant) {
+    // Other threads have the lock while a stream is being made.
+    const auto found = procedures_.find(id);
+    if (found == procedures_.end()) continue;
+    found->second.io->stop();
+    const bool isStarted = start(found->second) == noErr;
+    if (const auto still = procedures_.find(id); still != procedures_.end())
+      still->second.isStarted = isStarted;
   }
+}
+
+bool PipeWireHardware::playsElsewhere(const Procedure& procedure) const {
+  const auto aggregate = tapAggregates_.find(procedure.device);
+  if (aggregate == tapAggregates_.end() || !procedure.io->capturesTap()) return false;
+  const auto tap = taps_.find(aggregate->second.tap);
+  if (tap == taps_.end() || tap->second.isMuted()) return false;
+  return procedure.io->forwardsTo() != server_.narrowOutputs().find(tap->second);
+}
+
+// Streams are not made on the loop's own thread.
+void PipeWireHardware::lookAtOutputs() {
+  const auto isMeant = [this](const Procedure& each) { return each.isStarted && playsElsewhere(each); };
+  if (isRestarting_ || std::ranges::none_of(procedures_ | std::views::values, isMeant)) return;
+  isRestarting_ = true;
+  server_.runtime().mainQueue().post([this, isMeant, alive = std::weak_ptr(alive_)] {
+    if (alive.expired()) return;
+    const Lock lock(server_.loop());
+    restart(isMeant);
+    isRestarting_ = false;
+  });
 }
 
 // Output units.

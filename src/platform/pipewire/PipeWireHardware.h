@@ -95,7 +95,9 @@ class PipeWireHardware final : public AudioHardware {
       -> Result<decltype(answer(std::declval<PipeWireProcess>()))>;
   OSStatus refuseUnmovable(const TapDescription& description);
   OSStatus start(Procedure& procedure);
-  void restart(AudioDeviceID aggregate);
+  void restart(const std::function<bool(const Procedure&)>& isMeant);
+  bool playsElsewhere(const Procedure& procedure) const;
+  void lookAtOutputs();
   double rateOf(const TapAggregate& aggregate) const { return aggregate.rate.value_or(server_.graphRate()); }
   std::uint32_t wishedFrames(AudioDeviceID device) const;
   Procedure* find(AudioDeviceID device, IOProcID procedure);
@@ -107,6 +109,8 @@ class PipeWireHardware final : public AudioHardware {
   std::map<AudioDeviceID, std::unique_ptr<CombinedDevice>> combined_;
   std::map<IOProcID, Procedure> procedures_;
   std::map<AudioDeviceID, std::uint32_t> wishedFrames_;
+  bool isRestarting_ = false;
+  const std::shared_ptr<int> alive_ = std::make_shared<int>();  // for tasks that come later
   IOProcID nextProcedure_ = 1;
   std::uint64_t nextUnit_ = 1;
 };

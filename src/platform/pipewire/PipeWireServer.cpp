@@ -50,6 +50,7 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
       processes_(graph_, applications.entries(), [this] { return newID(); }),
       mover_(graph_, processes_, log),
       links_(graph_, processes_),
+      narrowOutputs_(graph_, devices_, processes_, [this] { return defaultName(DefaultDevice::output); }),
       guard_(options, log),
       departing_(loop_, graph_),
       watch_(loop_, connection_, log, [this] { return runtime_.uptime(); }),
@@ -158,6 +159,7 @@ void PipeWireServer::defaultsChanged(GlobalID subject, const std::string& key,
   if (subject == 0 && key == "default.audio.sink") {
     notify(AudioProperty::defaultOutput);
     notify(AudioProperty::defaultSystemOutput);
+    if (outputsChanged) outputsChanged();
   }
   if (subject == 0 && key == "default.audio.source") notify(AudioProperty::defaultInput);
   loop_.wake();
@@ -184,6 +186,16 @@ void PipeWireServer::nodeRemoved(const GraphNode& node) {
   devices_.nodeRemoved(node);
   processes_.nodeRemoved(node);
   loop_.wake();
+}
+
+void PipeWireServer::portAdded(const GraphPort& port) {
+  links_.portAdded(port);
+  if (outputsChanged) outputsChanged();
+}
+
+void PipeWireServer::linkAdded(const GraphLink& link) {
+  mover_.linkAdded(link);
+  if (outputsChanged) outputsChanged();
 }
 
 void PipeWireServer::clientChanged(const GraphClient& client) { processes_.clientChanged(client); }

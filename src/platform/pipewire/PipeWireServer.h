@@ -12,6 +12,7 @@
 #include "platform/pipewire/DepartingStreams.h"
 #include "platform/pipewire/DeviceDirectory.h"
 #include "platform/pipewire/GraphMirror.h"
+#include "platform/pipewire/NarrowOutputs.h"
 #include "platform/pipewire/PipeWireLoop.h"
 #include "platform/pipewire/PipeWireOptions.h"
 #include "platform/pipewire/ProcessDirectory.h"
@@ -46,6 +47,7 @@ class PipeWireServer final : private GraphObserver {
   ListenerTable& listeners() { return listeners_; }
   AppMover& mover() { return mover_; }
   TapLinks& links() { return links_; }
+  const NarrowOutputs& narrowOutputs() const { return narrowOutputs_; }
   TapGuard& guard() { return guard_; }
   DepartingStreams& departing() { return departing_; }
   Runtime& runtime() { return runtime_; }
@@ -61,6 +63,9 @@ class PipeWireServer final : private GraphObserver {
   std::string uniqueName(const std::string& kind);
   // All streams of this program run in one clock group.
   const std::string& group() const { return group_; }
+
+  // Where programs play, or as how many channels, may have changed. Loop's thread.
+  std::function<void()> outputsChanged;
 
   // Rate of the whole graph, in Hz, and its usual buffer size.
   double graphRate() const;
@@ -95,9 +100,9 @@ class PipeWireServer final : private GraphObserver {
   void nodeRemoved(const GraphNode& node) override;
   void clientChanged(const GraphClient& client) override;
   void clientRemoved(const GraphClient& client) override;
-  void portAdded(const GraphPort& port) override { links_.portAdded(port); }
+  void portAdded(const GraphPort& port) override;
   void portRemoved(const GraphPort& port) override { links_.portRemoved(port); }
-  void linkAdded(const GraphLink& link) override { mover_.linkAdded(link); }
+  void linkAdded(const GraphLink& link) override;
   void linkRemoved(const GraphLink&) override {}
 
   Runtime& runtime_;
@@ -113,6 +118,7 @@ class PipeWireServer final : private GraphObserver {
   ProcessDirectory processes_;
   AppMover mover_;
   TapLinks links_;
+  const NarrowOutputs narrowOutputs_;
   std::set<ServerDependent*> dependents_;
   bool wasReady_ = false;
   bool isEnding_ = false;

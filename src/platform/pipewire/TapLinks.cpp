@@ -2,13 +2,18 @@
 
 #include <pipewire/pipewire.h>
 
+#include <algorithm>
 #include <string>
+
+#include "platform/pipewire/TapMixdown.h"
 
 namespace sonmere {
 
 // The server answers with a proxy that stands for the link; destroying it undoes the link.
 struct TapLinks::Link {
-  pw_proxy* proxy = nullptr;
+  pw_proxy* const proxy;
+  const GlobalID stream;
+  Link(pw_proxy* itsProxy, GlobalID itsStream) : proxy(itsProxy), stream(itsStream) {}
   ~Link() { pw_proxy_destroy(proxy); }
 };
 
@@ -16,14 +21,6 @@ TapLinks::TapLinks(const GraphMirror& graph, const ProcessDirectory& processes)
     : graph_(graph), processes_(processes) {}
 
 TapLinks::~TapLinks() = default;
-
-std::vector<std::uint32_t> TapLinks::mixdown(std::string_view channel) {
-  if (channel == "LFE" || channel == "LFE2") return {};
-  if (channel.starts_with("AUX")) return {std::uint32_t((channel.back() - '0') % 2)};
-  if (channel.ends_with("L") || channel == "FLC" || channel == "RLC") return {0};
-  if (channel.ends_with("R") || channel == "FRC" || channel == "RRC") return {1};
-  return {0, 1};
-}
 
 void TapLinks::start(const PipeWireTap& tap, GlobalID listener) {
   active_.push_back({tap, listener});
@@ -46,31 +43,49 @@ void TapLinks::connectAll(const Active& active) {
       if (const GraphNode* node = graph_.node(stream)) connect(active, *node);
 }
 
+// The links that a tap should have from a stream as it is now; those that it should not have go.
 void TapLinks::connect(const Active& active, const GraphNode& stream) {
-  const PipeWireProcess* process = processes_.processOfStream(stream);
-  if (!process || !active.tap.covers(process->id)) return;
-  for (const auto& [fromID, from] : graph_.ports()) {
-    if (from.node != stream.id || !from.isOutput || from.isMonitor) continue;
-    for (const std::uint32_t side : mixdown(from.channel))
-      for (const auto& [toID, to] : graph_.ports())
-        if (to.node == active.listener && !to.isOutput && to.channel == (side == 0 ? "FL" : "FR"))
-          makeLink(active, from, to);
-  }
+  const std::set<Key> wanted = wantedLinks(active, stream);
+  std::erase_if(links_, [&](const auto& entry) {
+    return entry.second->stream == stream.id && std::get<0>(entry.first) == active.tap.id &&
+           !wanted.contains(entry.first);
+  });
+  for (const Key& key : wanted)
+    if (!links_.contains(key)) makeLink(key, stream.id);
 }
 
-void TapLinks::makeLink(const Active& active, const GraphPort& from, const GraphPort& to) {
-  auto& link = links_[{active.tap.id, from.id, to.id}];
-  if (link || !core_) return;
+std::set<TapLinks::Key> TapLinks::wantedLinks(const Active& active, const GraphNode& stream) const {
+  const PipeWireProcess* process = processes_.processOfStream(stream);
+  if (!process || !active.tap.covers(process->id)) return {};
+  std::map<std::string, GlobalID> inputs;
+  std::vector<const GraphPort*> outputs;
+  std::vector<std::string> channels;
+  for (const auto& [id, port] : graph_.ports()) {
+    if (port.node == active.listener && !port.isOutput) inputs[port.channel] = id;
+    if (port.node != stream.id || !port.isOutput || port.isMonitor) continue;
+    outputs.push_back(&port);
+    channels.push_back(port.channel);
+  }
+  const auto taken = TapMixdown::wanted(channels, stream.positions);
+  std::set<Key> keys;
+  for (const GraphPort* port : outputs) {
+    if (std::ranges::find(taken, port->channel) == taken.end()) continue;
+    for (const auto& target : TapMixdown::targets(port->channel))
+      if (const auto to = inputs.find(target); to != inputs.end())
+        keys.emplace(active.tap.id, port->id, to->second);
+  }
+  return keys;
+}
+
+void TapLinks::makeLink(const Key& key, GlobalID stream) {
+  if (!core_) return;
   pw_properties* properties = pw_properties_new(nullptr, nullptr);
-  pw_properties_setf(properties, PW_KEY_LINK_OUTPUT_PORT, "%u", from.id);
-  pw_properties_setf(properties, PW_KEY_LINK_INPUT_PORT, "%u", to.id);
+  pw_properties_setf(properties, PW_KEY_LINK_OUTPUT_PORT, "%u", std::get<1>(key));
+  pw_properties_setf(properties, PW_KEY_LINK_INPUT_PORT, "%u", std::get<2>(key));
   auto* proxy = static_cast<pw_proxy*>(pw_core_create_object(core_, "link-factory", PW_TYPE_INTERFACE_Link,
                                                              PW_VERSION_LINK, &properties->dict, 0));
   pw_properties_free(properties);
-  if (proxy)
-    link = std::make_unique<Link>(proxy);
-  else
-    links_.erase({active.tap.id, from.id, to.id});
+  if (proxy) links_[key] = std::make_unique<Link>(proxy, stream);
 }
 
 void TapLinks::portAdded(const GraphPort& port) {
@@ -86,6 +101,8 @@ void TapLinks::portRemoved(const GraphPort& port) {
   std::erase_if(links_, [&](const auto& entry) {
     return std::get<1>(entry.first) == port.id || std::get<2>(entry.first) == port.id;
   });
+  // What is left may be taken otherwise.
+  portAdded(port);
 }
 
 void TapLinks::nodeChanged(const GraphNode& node) {

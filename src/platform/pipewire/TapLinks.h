@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <string_view>
+#include <set>
 #include <tuple>
 #include <vector>
 
@@ -31,9 +31,6 @@ class TapLinks {
   void portRemoved(const GraphPort& port);
   void nodeChanged(const GraphNode& node);
 
-  // The channels of a stereo mixdown (0 left, 1 right) that take a program's channel.
-  static std::vector<std::uint32_t> mixdown(std::string_view channel);
-
  private:
   struct Link;
   struct Active {
@@ -43,7 +40,8 @@ class TapLinks {
   using Key = std::tuple<AudioObjectID, GlobalID, GlobalID>;  // tap, output port, input port
   void connect(const Active& active, const GraphNode& stream);
   void connectAll(const Active& active);
-  void makeLink(const Active& active, const GraphPort& from, const GraphPort& to);
+  std::set<Key> wantedLinks(const Active& active, const GraphNode& stream) const;
+  void makeLink(const Key& key, GlobalID stream);
 
   const GraphMirror& graph_;
   const ProcessDirectory& processes_;
