@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -10,8 +11,10 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <barrier>
 #include <csignal>
 #include <fstream>
+#include <thread>
 
 #include "WavBytes.h"
 #include "audio/file/AudioFileReader.h"
@@ -227,12 +230,44 @@ TEST_F(RecordingScannerTest, ProgramsThatScanAtOnceMendEachFileOnce) {
   }
 }
 
-TEST_F(RecordingScannerTest, AFileThatAnotherProgramIsMendingIsLeftToIt) {
+// Both look at once at a single file: one of them mends it, and neither lists it as if it held nothing.
+TEST_F(RecordingScannerTest, TwoThatScanAtOnceNeverLoseAFileBetweenThem) {
+  constexpr int kRounds = 500;
+  RecordingScanner other(log);
+  std::barrier together(2);
+  std::vector<RecordingScan> others(kRounds);
+  std::jthread second([&] {
+    for (RecordingScan& result : others) {
+      together.arrive_and_wait();
+      result = other.scan(folder.path().string(), kNow);
+      together.arrive_and_wait();
+    }
+  });
+  for (const RecordingScan& theirs : others) {
+    put(named("Take"), interruptedWav(6044));
+    together.arrive_and_wait();
+    const RecordingScan ours = scan();
+    together.arrive_and_wait();
+    EXPECT_EQ(ours.repairs.size() + theirs.repairs.size(), 1u);
+    EXPECT_TRUE(isMended(named("Take")));
+    for (const RecordingScan* each : {&ours, &theirs})
+      EXPECT_GT(each->sessions.at(0).files.at(0).durationSeconds, 0);
+  }
+}
+
+TEST_F(RecordingScannerTest, AFileThatAnotherProgramIsMendingIsLeftToItAndLookedAtAgainLater) {
   put(named("Busy"), interruptedWav(6044));
   const FileDescriptor other(open(path(named("Busy")).c_str(), O_RDONLY));
   ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
-  EXPECT_TRUE(scan().repairs.empty());
+  const FileDescriptor notes(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  ASSERT_GE(inotify_add_watch(notes.get(), folder.path().c_str(), IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB), 0);
+  const RecordingScan left = scan();
+  EXPECT_TRUE(left.repairs.empty());
   EXPECT_FALSE(isMended(named("Busy")));
+  ASSERT_TRUE(left.nextRepairIn);
+  EXPECT_GE(*left.nextRepairIn, std::chrono::seconds(10));
+  char events[256];
+  EXPECT_EQ(read(notes.get(), events, sizeof events), -1) << "or who watches the folder scans again for ever";
   flock(other.get(), LOCK_UN);
   EXPECT_EQ(scan().repairs.size(), 1u);
 }

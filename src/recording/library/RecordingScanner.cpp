@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,6 +47,13 @@ FileDescriptor openEntry(int folder, const RecordingsListing::Entry& entry) {
   const int links = entry.isLink ? 0 : O_NOFOLLOW;
   return FileDescriptor(
       openat(folder, entry.name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | links));
+}
+
+// Of a file that was changed just now.
+bool isBeingMended(int file) {
+  if (flock(file, LOCK_SH | LOCK_NB) != 0) return errno == EWOULDBLOCK;
+  flock(file, LOCK_UN);
+  return false;
 }
 
 }  // namespace
@@ -101,7 +109,9 @@ double RecordingScanner::wavLength(const RecordingsListing::Entry& entry, int fi
   auto chunks = readWavChunks(readBytesOf(file));
   if (!chunks) return 0;
   if (const auto plan = planWavRepair(*chunks, size); plan && !entry.isLink)
-    if (mend(entry.name, file)) chunks = repairedChunks(*chunks, *plan);
+    // Where it isn't mended now it may have been, since it was read.
+    chunks = mend(entry.name, file) ? repairedChunks(*chunks, *plan) : readWavChunks(readBytesOf(file));
+  if (!chunks) return 0;
   return wavSeconds(*chunks, size);
 }
 
@@ -110,10 +120,9 @@ bool RecordingScanner::mend(const std::string& name, int file) {
   if (fstat(file, &status) != 0) return false;
   const Duration age = now_.time_since_epoch() - Duration(changedAt(status));
   if (age <= kRepairRest) {
-    const Duration rest = kRepairRest - age + kChangeTimeUnit;
     // A time that is ahead of the clock says nothing.
-    if (age >= -kChangeTimeUnit) result_.nextRepairIn = std::min(rest, result_.nextRepairIn.value_or(rest));
-    return false;
+    if (age >= -kChangeTimeUnit) lookAgainIn(kRepairRest - age + kChangeTimeUnit);
+    return isBeingMended(file);
   }
   const FileState state{status.st_ino, status.st_size, changedAt(status)};
   const std::string path = folderPath_ + name;
@@ -125,10 +134,18 @@ bool RecordingScanner::mend(const std::string& name, int file) {
     repairFailed(name, state, writer.error());
     return false;
   }
-  if (!*writer) return false;
+  if (!*writer) {
+    // It is somebody else's, who tells by changing it; or who gives up.
+    lookAgainIn(kRepairRest);
+    return true;
+  }
   pending_.push_back({name, state, std::move(**writer)});
   if (pending_.size() == kMostPending) finishRepairs();
   return true;
+}
+
+void RecordingScanner::lookAgainIn(Duration rest) {
+  result_.nextRepairIn = std::min(rest, result_.nextRepairIn.value_or(rest));
 }
 
 void RecordingScanner::finishRepairs() {

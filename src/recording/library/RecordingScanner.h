@@ -42,8 +42,10 @@ class RecordingScanner {
   // Nothing when the entry is no recording after all.
   std::optional<RecordingFile> look(const RecordingsListing::Entry& entry, const RecordingNameParts& parts);
   double wavLength(const RecordingsListing::Entry& entry, int file, std::uint64_t size);
-  // Whether the interrupted file could be mended; that ends later, together with others.
+  // Whether the interrupted file is mended, here or by another program; that ends later, together with
+  // others.
   bool mend(const std::string& name, int file);
+  void lookAgainIn(Duration rest);
   void finishRepairs();
   void repairFailed(const std::string& name, const FileState& state, const Error& error);
 

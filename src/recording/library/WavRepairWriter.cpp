@@ -21,6 +21,11 @@ bool isSame(const struct stat& a, const struct stat& b) {
          a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
+FileDescriptor openEntry(int folder, const std::string& name, int access) {
+  return FileDescriptor(
+      openat(folder, name.c_str(), access | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
 bool write(int file, const WavRepair::Patch& patch) {
   std::array<std::uint8_t, 8> bytes{};
   for (int i = 0; i < patch.bytes; ++i) bytes[std::size_t(i)] = std::uint8_t(patch.value >> (8 * i));
@@ -42,20 +47,24 @@ bool syncHead(int file, unsigned how) {
 
 Outcome<std::optional<WavRepairWriter>> WavRepairWriter::begin(int folder, const std::string& name,
                                                                const struct stat& seen) {
-  FileDescriptor file(openat(folder, name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file.valid()) return failure("Open");
+  // A file that was open for writing is a change to whoever watches the folder: not before it is certain.
+  FileDescriptor lock = openEntry(folder, name, O_RDONLY);
+  if (!lock.valid()) return failure("Open");
   // Where there are no locks, two programs that mend at once write the same.
-  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return std::nullopt;
+  if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return std::nullopt;
   struct stat status {};
-  if (fstat(file.get(), &status) != 0) return failure("Look at");
+  if (fstat(lock.get(), &status) != 0) return failure("Look at");
   if (!S_ISREG(status.st_mode) || !isSame(status, seen)) return std::nullopt;
-  const auto chunks = readWavChunks(readBytesOf(file.get()));
+  const auto chunks = readWavChunks(readBytesOf(lock.get()));
   const auto plan = chunks ? planWavRepair(*chunks, std::uint64_t(status.st_size)) : std::nullopt;
   if (!plan) return std::nullopt;
+  FileDescriptor file = openEntry(folder, name, O_RDWR);
+  if (!file.valid() || fstat(file.get(), &status) != 0) return failure("Open");
+  if (!isSame(status, seen)) return std::nullopt;
   for (const WavRepair::Patch& patch : plan->patches)
     if (!write(file.get(), patch)) return failure("Write");
   if (!syncHead(file.get(), SYNC_FILE_RANGE_WRITE)) return failure("Write");
-  return WavRepairWriter(std::move(file), plan->audioBytes);
+  return WavRepairWriter(std::move(lock), std::move(file), plan->audioBytes);
 }
 
 // Without the commit of the file system's journal that fsync waits for and makes every recorder wait for: a
@@ -66,6 +75,7 @@ Outcome<void> WavRepairWriter::finish() {
   const bool isDone = syncHead(file_.get(), kWriteAndWait);
   const int error = errno;
   file_ = FileDescriptor();
+  lock_ = FileDescriptor();
   if (!isDone) return std::unexpected(posixError(error, "Write"));
   return {};
 }

@@ -15,8 +15,8 @@ namespace sonmere {
 class WavRepairWriter {
  public:
   // Writes into the file `name` of the folder if it is still the one that was `seen` and still interrupted.
-  // Nothing when it was left alone, because it changed meanwhile or another program is mending it. The folder
-  // is an open descriptor; no link is followed and nothing but an ordinary file is written to.
+  // Nothing when it was left alone, untouched, because it changed meanwhile or another program is mending it.
+  // The folder is an open descriptor; no link is followed and nothing but an ordinary file is written to.
   static Outcome<std::optional<WavRepairWriter>> begin(int folder, const std::string& name,
                                                        const struct stat& seen);
   // Waits until what was written has reached the drive. Until then no other program mends the file.
@@ -25,9 +25,10 @@ class WavRepairWriter {
   std::uint64_t audioBytes() const { return audioBytes_; }
 
  private:
-  WavRepairWriter(FileDescriptor file, std::uint64_t audioBytes)
-      : file_(std::move(file)), audioBytes_(audioBytes) {}
+  WavRepairWriter(FileDescriptor lock, FileDescriptor file, std::uint64_t audioBytes)
+      : lock_(std::move(lock)), file_(std::move(file)), audioBytes_(audioBytes) {}
 
+  FileDescriptor lock_;
   FileDescriptor file_;
   std::uint64_t audioBytes_;
 };
