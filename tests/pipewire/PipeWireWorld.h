@@ -90,12 +90,17 @@ struct PipeWireWorld {
   }
   AudioHardware& hardware() { return platform.hardware(); }
   AudioDeviceID device(const std::string& uid) { return hardware().deviceForUID(uid).value_or(0); }
+  std::vector<AudioObjectID> processesOf(const std::string& bundleID) {
+    auto processes = hardware().processObjects().value_or(std::vector<AudioObjectID>());
+    std::erase_if(processes, [&](AudioObjectID process) {
+      return hardware().processBundleID(process).value_or("") != bundleID;
+    });
+    return processes;
+  }
   // Names of the devices that the app's streams play to; those that only this program sees don't count.
   std::vector<std::string> outputsOf(const std::string& bundleID) {
     std::vector<std::string> names;
-    const auto processes = hardware().processObjects();
-    for (const AudioObjectID process : processes.value_or(std::vector<AudioObjectID>())) {
-      if (hardware().processBundleID(process).value_or("") != bundleID) continue;
+    for (const AudioObjectID process : processesOf(bundleID)) {
       const auto devices = hardware().processDevices(process);
       for (const AudioDeviceID id : devices.value_or(std::vector<AudioDeviceID>()))
         names.push_back(hardware().deviceUID(id).value_or(""));

@@ -1,6 +1,7 @@
 #include "PrivateSession.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 
 extern char** environ;
 
@@ -87,9 +89,25 @@ PrivateSession::PrivateSession(int quantum) {
   if (quantum > 0) arguments.insert(arguments.end(), {"--quantum", std::to_string(quantum)});
   const Ran outcome = runScript(arguments);
   if (outcome.status != 0) problem_ = "no private session: " + outcome.text;
+  manager_ = runningManager();
 }
 
-PrivateSession::~PrivateSession() { runScript({"stop", file("s")}); }
+PrivateSession::~PrivateSession() {
+  EXPECT_TRUE(hasItsManager()) << "the session manager has died";
+  runScript({"stop", file("s")});
+}
+
+// 0: it does not run. One that has ended may lie there as a zombie.
+pid_t PrivateSession::runningManager() const {
+  pid_t pid = 0;
+  std::ifstream(file("s/wireplumber.pid")) >> pid;
+  std::string line;
+  std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/stat"), line);
+  const auto state = line.rfind(") ");
+  return state == std::string::npos || line[state + 2] == 'Z' || line[state + 2] == 'X' ? 0 : pid;
+}
+
+bool PrivateSession::hasItsManager() const { return manager_ == 0 || runningManager() == manager_; }
 
 SessionProgram PrivateSession::launch(const std::vector<std::string>& command) const {
   std::vector<std::string> whole = inSession(file("s"), command);
@@ -107,7 +125,12 @@ std::string PrivateSession::run(const std::vector<std::string>& command) const {
 bool PrivateSession::control(const std::string& action, const std::string& argument) {
   std::vector<std::string> arguments = {action, file("s")};
   if (!argument.empty()) arguments.push_back(argument);
-  return runScript(arguments).status == 0;
+  EXPECT_TRUE(hasItsManager()) << "the session manager has died before '" << action << "'";
+  const bool isDone = runScript(arguments).status == 0;
+  // It goes down with its server.
+  if (action == "kill") manager_ = 0;
+  if (action == "restart") manager_ = runningManager();
+  return isDone;
 }
 
 }  // namespace sonmere

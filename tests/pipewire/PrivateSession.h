@@ -34,7 +34,8 @@ class SessionProgram {
 };
 
 // A PipeWire server with session manager and PulseAudio service of its own, without hardware: started with
-// the object, ended with it, and also when this test program crashes.
+// the object, ended with it, and also when this test program crashes. At its end the session manager must be
+// the process that it was at the start: one that has died on the way fails the test.
 class PrivateSession {
  public:
   explicit PrivateSession(int quantum = 0);
@@ -50,8 +51,14 @@ class PrivateSession {
   std::string run(const std::vector<std::string>& command) const;
   // An action of the session's script: restart, kill, freeze, thaw.
   bool control(const std::string& action, const std::string& argument = "");
+  // Whether the session manager has lived through all that was done to the session, but for what was killed
+  // on purpose.
+  bool hasItsManager() const;
 
  private:
+  pid_t runningManager() const;
+
+  pid_t manager_ = 0;  // 0: none is expected
   TemporaryFolder folder_;
   std::string problem_;
 };

@@ -53,6 +53,8 @@ pw_properties* propertiesOf(const CycleStreamPlan& plan) {
   switch (plan.kind) {
     case Kind::sink:
       pw_properties_set(properties, PW_KEY_MEDIA_CLASS, "Audio/Sink/Internal");
+      // Session managers that suspend idle devices may die of one that has gone before its time.
+      pw_properties_set(properties, "session.suspend-timeout-seconds", "0");
       break;
     case Kind::listener:
       pw_properties_set(properties, PW_KEY_MEDIA_CATEGORY, "Capture");
