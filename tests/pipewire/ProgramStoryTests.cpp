@@ -4,13 +4,38 @@
 
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "PipeWireWorld.h"
+#include "platform/pipewire/TapGuard.h"
 
 namespace sonmere {
 
 namespace {
+
+std::vector<pid_t> childrenOf(pid_t parent) {
+  std::vector<pid_t> children;
+  std::error_code error;
+  for (const auto& thread :
+       std::filesystem::directory_iterator("/proc/" + std::to_string(parent) + "/task", error)) {
+    std::ifstream list(thread.path() / "children");
+    children.insert(children.end(), std::istream_iterator<pid_t>(list), std::istream_iterator<pid_t>());
+  }
+  return children;
+}
+
+// Numbers of the sockets that a process has open.
+std::set<std::string> socketsOf(pid_t process) {
+  std::set<std::string> sockets;
+  std::error_code error;
+  for (std::filesystem::directory_iterator it("/proc/" + std::to_string(process) + "/fd", error), end;
+       !error && it != end; it.increment(error)) {
+    const std::string file = std::filesystem::read_symlink(it->path(), error).string();
+    if (file.starts_with("socket:")) sockets.insert(file);
+  }
+  return sockets;
+}
 
 // The test looks on; the program under test is a process of its own.
 struct ProgramWorld : PipeWireWorld {
@@ -64,6 +89,61 @@ TEST_F(ProgramStory, AHungProgramLetsItsAppsGo) {
   EXPECT_TRUE(world.until([&] { return world.isHome(); }));
   world.program.signal(SIGCONT);
   EXPECT_TRUE(world.until([&] { return world.isCaptured(); }));
+}
+
+// Killed while the program stands, and killed with its twin while it runs: the apps are let go all the same.
+TEST_F(ProgramStory, AGuardThatIsKilledIsReplaced) {
+  world.startMixer();
+  const auto guards = [&] { return childrenOf(world.program.pid()); };
+  ASSERT_TRUE(world.until([&] { return guards().size() == 1; }));
+  const pid_t first = guards()[0];
+  ASSERT_TRUE(world.until([&] { return childrenOf(first).size() == 1; }));
+  world.program.signal(SIGSTOP);
+  kill(first, SIGKILL);
+  EXPECT_TRUE(world.until([&] { return world.isHome(); }));
+  world.program.signal(SIGCONT);
+  ASSERT_TRUE(world.until([&] { return world.isCaptured(); }));
+
+  kill(-first, SIGKILL);
+  ASSERT_TRUE(world.until([&] { return guards().size() == 1 && guards()[0] != first; }));
+  world.program.signal(SIGSTOP);
+  EXPECT_TRUE(world.until([&] { return world.isHome(); }));
+}
+
+// What a killed program has left is there until the server has been told; a frozen one is asked again.
+TEST_F(ProgramStory, AFrozenServerIsToldWhenItAnswers) {
+  world.startMixer();
+  const pid_t guard = childrenOf(world.program.pid()).at(0);
+  std::set<std::string> connections;
+  const auto visits = [&] {
+    connections.merge(socketsOf(guard));
+    return connections.size();
+  };
+  ASSERT_TRUE(world.until([&] { return visits() == 1; })) << "to the program alone";
+  ASSERT_TRUE(world.session.control("freeze"));
+  world.program.signal(SIGKILL);
+  world.program.wait();
+  EXPECT_TRUE(world.until([&] { return visits() >= 3; })) << "it does not ask again";
+  ASSERT_TRUE(world.session.control("thaw"));
+  EXPECT_TRUE(world.until([&] { return !world.hasLeftTargets(); })) << world.session.run({"pw-metadata"});
+  EXPECT_TRUE(world.until([&] { return kill(guard, 0) != 0 || socketsOf(guard).empty(); })) << "it stays";
+}
+
+// One guard lets as many apps go as there are.
+TEST_F(ProgramStory, AGuardTakesManyApps) {
+  // Any objects of the server will do as what has been moved.
+  constexpr std::uint32_t kMany = 300, kSerials = 9000;
+  for (const std::uint32_t i : {0u, 129u, kMany - 1})
+    world.session.run({"pw-metadata", std::to_string(20 + i % 7), "target.object",
+                       std::to_string(kSerials + i), "Spa:Id"});
+  ASSERT_TRUE(world.hasLeftTargets());
+  PipeWireLoop loop;
+  TapGuard guard(loop, {world.session.socket(), SONMERE_TAP_GUARD}, world.log);
+  {
+    const PipeWireLoop::Lock lock(loop);
+    for (std::uint32_t i = 0; i < kMany; ++i) guard.add(kSerials + i);
+  }
+  EXPECT_TRUE(world.until([&] { return !world.hasLeftTargets(); })) << world.session.run({"pw-metadata"});
 }
 
 TEST_F(ProgramStory, AProgramThatIsToldToEndPutsEverythingBack) {

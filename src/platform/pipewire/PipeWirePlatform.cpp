@@ -70,9 +70,4 @@ std::unique_ptr<CaptureEngine> PipeWirePlatform::newCaptureEngine() {
   return std::make_unique<PipeWireCaptureEngine>(parts_->runtime, parts_->hardware);
 }
 
-int PipeWirePlatform::tapGuardPID() {
-  const PipeWireLoop::Lock lock(parts_->server.loop());
-  return parts_->server.guard().pid();
-}
-
 }  // namespace sonmere

@@ -31,9 +31,6 @@ class PipeWirePlatform final : public Platform {
   std::unique_ptr<CaptureEngine> newCaptureEngine() override;
   EffectsHost* effectsHost() override { return nullptr; }
 
-  // The process that lets apps go when this one hangs; 0 before the first muted tap.
-  int tapGuardPID();
-
  private:
   struct Parts;
   std::unique_ptr<Parts> parts_;

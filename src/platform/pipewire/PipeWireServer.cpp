@@ -51,7 +51,7 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
       mover_(graph_, processes_, log),
       links_(graph_, processes_),
       narrowOutputs_(graph_, devices_, processes_, [this] { return defaultName(DefaultDevice::output); }),
-      guard_(options, log),
+      guard_(loop_, options, log),
       departing_(loop_, graph_),
       watch_(loop_, connection_, log, [this] { return runtime_.uptime(); }),
       connection_(loop_, options.remote) {

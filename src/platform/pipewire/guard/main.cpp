@@ -26,7 +26,8 @@ class Visit {
  public:
   Visit(const char* remote, const std::set<std::string>& serials) : remote_(remote), serials_(serials) {}
 
-  void run() {
+  // False: the server is there, but did not answer. One that has gone has left no targets.
+  bool run() {
     loop_ = pw_main_loop_new(nullptr);
     context_ = pw_context_new(pw_main_loop_get_loop(loop_), nullptr, 0);
     pw_properties* properties = pw_properties_new(nullptr, nullptr);
@@ -38,6 +39,7 @@ class Visit {
     if (core_) pw_core_disconnect(core_);
     pw_context_destroy(context_);
     pw_main_loop_destroy(loop_);
+    return !isSilent_;
   }
 
  private:
@@ -67,7 +69,11 @@ class Visit {
     // A server that does not answer ends the visit; it is made again at the next look.
     spa_source* timer = pw_loop_add_timer(
         pw_main_loop_get_loop(loop_),
-        [](void* data, std::uint64_t) { pw_main_loop_quit(static_cast<Visit*>(data)->loop_); }, this);
+        [](void* data, std::uint64_t) {
+          static_cast<Visit*>(data)->isSilent_ = true;
+          pw_main_loop_quit(static_cast<Visit*>(data)->loop_);
+        },
+        this);
     timespec timeout{kServerTimeout, 0};
     pw_loop_update_timer(pw_main_loop_get_loop(loop_), timer, &timeout, nullptr, false);
     pw_main_loop_run(loop_);
@@ -114,6 +120,7 @@ class Visit {
   spa_hook coreHook_{}, registryHook_{}, metadataHook_{};
   std::set<std::uint32_t> subjects_;
   int steps_ = 0;
+  bool isSilent_ = false;
 };
 
 std::set<std::string> serialsOf(const sonmere::GuardPage& page) {
@@ -133,26 +140,58 @@ Wake sleep(bool isWatching) {
   return recv(kWakeNumber, bytes, sizeof bytes, MSG_DONTWAIT) > 0 ? Wake::news : Wake::end;
 }
 
-}  // namespace
+// From here on two processes run: the guard, to which this returns, and a twin that waits for its end and
+// becomes the guard, with a twin of its own, unless it is told that nothing is left to do.
+class Twin {
+ public:
+  Twin() {
+    int ends[2] = {-1, -1};
+    while (pipe(ends) == 0) {
+      const pid_t twin = fork();
+      toTwin_ = ends[1];
+      if (twin != 0) {
+        close(ends[0]);
+        return;
+      }
+      close(ends[1]);
+      char word = 0;
+      if (read(ends[0], &word, 1) != 0) _exit(0);
+      close(ends[0]);
+    }
+  }
+  ~Twin() { (void)!write(toTwin_, "", 1); }
+  Twin(const Twin&) = delete;
+  Twin& operator=(const Twin&) = delete;
 
-int main(int argc, char** argv) {
-  void* memory = mmap(nullptr, sizeof(sonmere::GuardPage), PROT_READ, MAP_SHARED, kMemoryNumber, 0);
-  if (memory == MAP_FAILED) return 1;
-  const auto& page = *static_cast<const sonmere::GuardPage*>(memory);
-  const char* remote = argc > 1 ? argv[1] : "";
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_IGN);
-  pw_init(nullptr, nullptr);
+ private:
+  int toTwin_ = -1;
+};
 
+void guard(const sonmere::GuardPage& page, const char* remote) {
   std::uint64_t lastBeats = 0;
   bool hasLetGo = false;
-  Wake wake = Wake::news;
-  for (; wake != Wake::end; wake = sleep(!serialsOf(page).empty())) {
+  for (Wake wake = Wake::news; wake != Wake::end; wake = sleep(!serialsOf(page).empty())) {
     const std::uint64_t beats = page.beats.load(std::memory_order_relaxed);
     const bool stands = wake == Wake::look && beats == lastBeats;
     lastBeats = beats;
-    if (stands && !hasLetGo) Visit(remote, serialsOf(page)).run();
-    hasLetGo = stands;
+    hasLetGo = stands && (hasLetGo || Visit(remote, serialsOf(page)).run());
   }
-  if (const auto serials = serialsOf(page); !serials.empty()) Visit(remote, serials).run();
+  // The program has ended: what it has left is there until the server has answered.
+  for (auto serials = serialsOf(page); !serials.empty(); poll(nullptr, 0, kLookInterval))
+    if (Visit(remote, serials).run()) return;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  void* memory =
+      mmap(nullptr, sizeof(sonmere::GuardPage), PROT_READ | PROT_WRITE, MAP_SHARED, kMemoryNumber, 0);
+  if (memory == MAP_FAILED) return 1;
+  auto& page = *static_cast<sonmere::GuardPage*>(memory);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) std::signal(signal, SIG_IGN);
+  const Twin twin;
+  pw_init(nullptr, nullptr);
+  page.hasLooked.store(1, std::memory_order_relaxed);
+  guard(page, argc > 1 ? argv[1] : "");
   return 0;
 }
