@@ -12,6 +12,8 @@ namespace sonmere {
 
 namespace {
 
+constexpr std::size_t kLimit = 4096;  // bytes of a line
+
 void require(bool holds) {
   if (!holds) std::abort();
 }
@@ -43,12 +45,15 @@ void handle(const std::string& line) {
 void fuzzControl(const std::uint8_t* data, std::size_t size) {
   // The first byte says how the stream is cut into reads.
   const std::size_t cut = size > 0 ? std::size_t(data[0]) + 1 : 1;
-  MessageFramer framer(4096);
+  MessageFramer framer(kLimit);
   for (std::size_t at = 1; at < size; at += cut) {
     const std::size_t length = std::min(cut, size - at);
-    const bool fits = framer.append({reinterpret_cast<const char*>(data) + at, length});
-    while (const auto line = framer.next()) handle(*line);
-    if (!fits) return;
+    framer.append({reinterpret_cast<const char*>(data) + at, length});
+    while (const auto line = framer.next()) {
+      require(line->size() <= kLimit);
+      handle(*line);
+    }
+    if (framer.hasOverflowed()) return;
   }
 }
 

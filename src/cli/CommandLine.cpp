@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "app/ProgramVersion.h"
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -20,7 +21,7 @@ namespace sonmere {
 
 namespace {
 
-constexpr const char* kVersion = "sonmere 0.1.0";
+const std::string kVersion = std::string("sonmere ") + kProgramVersion;
 
 struct Arguments {
   DemoArguments demo;

@@ -23,6 +23,7 @@ struct RemoteArguments {
   std::string app, value, name;
   bool json = false;
   bool idsOnly = false;
+  bool removedOnly = false;
   int count = 0;
 };
 
@@ -138,6 +139,7 @@ void RemoteBuilder::addViews() {
   add(app_, "status", "The program that runs, at a glance",
       [this] { return show("status", "status", {}, nullptr, statusText); });
   CLI::App* apps = add(app_, "apps", "The apps, their volume, route and delay", [this] {
+    if (a->removedOnly) return show("apps", "apps.removed", {}, nullptr, linesText);
     if (!a->idsOnly) return show("apps", "apps", {}, nullptr, appsText);
     return show("apps", "apps", {}, nullptr, [](const ControlJSON& all) {
       std::string out;
@@ -145,7 +147,8 @@ void RemoteBuilder::addViews() {
       return out;
     });
   });
-  apps->add_flag("--ids", a->idsOnly, "Print the identifiers only");
+  CLI::Option* ids = apps->add_flag("--ids", a->idsOnly, "Print the identifiers only");
+  apps->add_flag("--removed", a->removedOnly, "Print the apps that were taken off the list")->excludes(ids);
   add(app_, "devices", "The devices of the audio server",
       [this] { return show("devices", "devices", {}, nullptr, devicesText); });
   add(app_, "report", "The diagnostic report: engines, and the delay of every internal buffer", [this] {

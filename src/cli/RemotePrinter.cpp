@@ -71,9 +71,9 @@ std::string flagsOf(const ControlJSON& app) {
 }  // namespace
 
 std::string statusText(const ControlJSON& status) {
-  std::string out =
-      fmt::format("Running for {:.0f} s on the {} audio server ({}).\n", number(status, "uptimeSeconds"),
-                  text(status, "platform"), text(status, "reason"));
+  std::string out = fmt::format("Sonmere {} has been running for {:.0f} s on the {} audio server ({}).\n",
+                                text(status, "version"), number(status, "uptimeSeconds"),
+                                text(status, "platform"), text(status, "reason"));
   out += fmt::format("{:.0f} apps, {:.0f} playing, {:.0f} routed, {:.0f} in the per-app volume ({}).\n",
                      number(status, "apps"), number(status, "runningApps"), number(status, "routedApps"),
                      number(status, "mixedApps"), flag(status, "mixerEnabled") ? "on" : "off");
@@ -90,6 +90,13 @@ std::string appsText(const ControlJSON& apps) {
     out +=
         fmt::format("{:<32} {:<20} {:<9} {:>7} {:>9} {:>6.1f} ms  {}\n", text(app, "id"), text(app, "name"),
                     routeOf(app), volumeOf(app), levelOf(app), number(app, "addedDelayMs"), flagsOf(app));
+  return out;
+}
+
+std::string linesText(const ControlJSON& texts) {
+  std::string out;
+  for (const ControlJSON& each : texts)
+    if (each.is_string()) out += std::string(each) + "\n";
   return out;
 }
 

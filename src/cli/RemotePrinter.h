@@ -10,6 +10,8 @@ namespace sonmere {
 std::string statusText(const ControlJSON& status);
 std::string appsText(const ControlJSON& apps);
 std::string appText(const ControlJSON& app);
+// A list of texts, one a line.
+std::string linesText(const ControlJSON& texts);
 std::string mixerText(const ControlJSON& mixer);
 std::string devicesText(const ControlJSON& devices);
 std::string recordingsText(const ControlJSON& recordings);

@@ -55,6 +55,11 @@ std::vector<AppState> AppControl::list() const {
   return apps;
 }
 
+std::vector<std::string> AppControl::removed() const {
+  const auto& removed = engine().rowSets().removedBundleIDs();
+  return {removed.begin(), removed.end()};
+}
+
 Outcome<AppState> AppControl::get(const std::string& app) const {
   const auto id = find(app);
   if (!id) return std::unexpected(id.error());
@@ -217,7 +222,7 @@ Outcome<AppChange> AppControl::setRow(const std::string& app, Row change) {
   auto id = find(app);
   if (!id && change == Row::unhide) {
     std::vector<AppName> removed;
-    for (const std::string& gone : engine().rowSets().removedBundleIDs()) removed.push_back({gone, gone});
+    for (const std::string& gone : this->removed()) removed.push_back({gone, gone});
     if (auto other = matchApp(app, removed)) id = other;
   }
   if (!id) return std::unexpected(id.error());

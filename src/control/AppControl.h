@@ -17,6 +17,8 @@ class AppControl {
   explicit AppControl(ToneFerryApp& app) : app_(app) {}
 
   std::vector<AppState> list() const;
+  // The identifiers of the apps that were taken off the list; unhide brings one back.
+  std::vector<std::string> removed() const;
   Outcome<AppState> get(const std::string& app) const;
 
   Outcome<AppChange> setVolume(const std::string& app, VolumeRequest request);

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "control/ControlEndpoint.h"
+#include "control/ProgramGreeting.h"
 
 namespace sonmere {
 
@@ -23,7 +24,12 @@ std::unexpected<Error> lost(std::string text) {
 
 Outcome<ControlClient> ControlClient::connect(const std::filesystem::path& folder) {
   auto socket = connectToControl(folder);
-  if (socket) return ControlClient(std::move(*socket));
+  if (socket) {
+    ControlClient client(std::move(*socket));
+    if (const auto greeted = client.call("hello", {{"protocol", kControlProtocol}}); !greeted)
+      return std::unexpected(greeted.error());
+    return client;
+  }
   const bool isAbsent = socket.error().code == ENOENT || socket.error().code == ECONNREFUSED;
   if (!isAbsent || socket.error().domain != kPOSIXErrorDomain) return std::unexpected(socket.error());
   return std::unexpected(
@@ -35,6 +41,8 @@ Outcome<void> ControlClient::send(const std::string& text) {
   while (sent < text.size()) {
     const ssize_t size = ::send(socket_.get(), text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
     if (size < 0 && errno == EINTR) continue;
+    // Who was turned away has been told why.
+    if (size < 0 && errno == EPIPE) return {};
     if (size < 0) return std::unexpected(posixError(errno, "Send to Sonmere"));
     sent += std::size_t(size);
   }
@@ -70,7 +78,9 @@ Outcome<ControlJSON> ControlClient::call(const std::string& method, const Contro
       notifications_.push_back(answer.value("params", ControlJSON::object()));
       continue;
     }
-    if (answer.value("id", ControlJSON()) != id) continue;
+    const ControlJSON answered = answer.value("id", ControlJSON());
+    // What could not be read as a request is answered to nobody.
+    if (answered != id && !answered.is_null()) continue;
     if (const auto error = answer.find("error"); error != answer.end() && error->is_object())
       return std::unexpected(Error{kAnswerDomain, error->value("code", 0),
                                    error->value("message", std::string("no reason given"))});

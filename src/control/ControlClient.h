@@ -23,7 +23,8 @@ class ControlClient {
   static constexpr std::int64_t kNotRunning = 1;
   static constexpr std::int64_t kLost = 2;  // the program ended, or answers something else
 
-  // The error says that nothing runs, and how to start it.
+  // The error says that nothing runs, and how to start it, or that what runs speaks another protocol or has
+  // too many clients.
   static Outcome<ControlClient> connect(const std::filesystem::path& folder);
 
   // The result, or the program's error with its JSON-RPC code.

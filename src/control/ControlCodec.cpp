@@ -83,8 +83,19 @@ ControlJSON encodeControl(const DeviceState& device) {
           {"own", device.isOwn}};
 }
 
+ControlJSON encodeControl(const ProgramGreeting& greeting) {
+  return {{"name", "Sonmere"},
+          {"version", greeting.version},
+          {"protocol", greeting.protocol},
+          {"process", greeting.process},
+          {"platform", greeting.platform}};
+}
+
 ControlJSON encodeControl(const ProgramStatus& status) {
-  return {{"platform", status.platform},
+  return {{"version", status.program.version},
+          {"protocol", status.program.protocol},
+          {"process", status.program.process},
+          {"platform", status.program.platform},
           {"reason", status.platformReason},
           {"uptimeSeconds", status.uptimeSeconds},
           {"mixerEnabled", status.mixerEnabled},

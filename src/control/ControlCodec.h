@@ -7,6 +7,7 @@
 #include "control/DeviceState.h"
 #include "control/MixerState.h"
 #include "control/ProfileState.h"
+#include "control/ProgramGreeting.h"
 #include "control/ProgramStatus.h"
 #include "control/RecordingState.h"
 
@@ -20,6 +21,7 @@ ControlJSON encodeControl(const MixerChange& change);
 ControlJSON encodeControl(const RecordingState& recording);
 ControlJSON encodeControl(const ProfileState& profile);
 ControlJSON encodeControl(const DeviceState& device);
+ControlJSON encodeControl(const ProgramGreeting& greeting);
 ControlJSON encodeControl(const ProgramStatus& status);
 ControlJSON encodeControl(const AppEQSettings& settings);
 

@@ -101,9 +101,11 @@ Outcome<std::unique_ptr<ControlEndpoint>> ControlEndpoint::open(const std::files
 
 ControlEndpoint::~ControlEndpoint() { ::unlink(path_.c_str()); }
 
-FileDescriptor ControlEndpoint::accept() const {
+Outcome<FileDescriptor> ControlEndpoint::accept() const {
   FileDescriptor connection(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!connection.valid() || !isOwnUser(connection.get())) return {};
+  const bool hasNoRoom = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+  if (!connection.valid() && hasNoRoom) return systemError("Take a client of the control service");
+  if (!connection.valid() || !isOwnUser(connection.get())) return FileDescriptor();
   return connection;
 }
 

@@ -26,8 +26,9 @@ class ControlEndpoint {
 
   int descriptor() const { return socket_.get(); }
   const std::filesystem::path& path() const { return path_; }
-  // The next waiting connection, not blocking; nothing when none waits or its user is another.
-  FileDescriptor accept() const;
+  // The next waiting connection, not blocking; an invalid one when none waits or its user is another. The
+  // error is that of a process or system that has no room for one more; the connection waits on.
+  Outcome<FileDescriptor> accept() const;
 
  private:
   ControlEndpoint(std::filesystem::path path, FileDescriptor lock, FileDescriptor socket)

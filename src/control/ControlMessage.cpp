@@ -86,6 +86,8 @@ int controlErrorCode(const Error& error) {
       return kAppAmbiguous;
     case ControlFault::failed:
       return kRequestFailed;
+    case ControlFault::otherProtocol:
+      return kOtherProtocol;
   }
   return kRequestFailed;
 }

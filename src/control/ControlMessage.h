@@ -19,6 +19,8 @@ enum ControlErrorCode : int {
   kRequestFailed = -32000,
   kAppNotFound = -32001,
   kAppAmbiguous = -32002,
+  kTooManyClients = -32003,
+  kOtherProtocol = -32004,
 };
 
 // One request of JSON-RPC 2.0. Without an identifier it is a notification, to which nothing is answered.

@@ -1,7 +1,6 @@
 #include "control/ControlMethods.h"
 
 #include "control/ControlCodec.h"
-#include "control/ControlParams.h"
 
 namespace sonmere {
 
@@ -14,45 +13,72 @@ Outcome<ControlJSON> answer(const Outcome<T>& outcome) {
   return encodeControl(*outcome);
 }
 
-// A method that reads its parameters with `read`, and then, if they are right, answers with `run`.
-template <class Read, class Run>
-auto method(Read read, Run run) {
-  return [read, run](const ControlJSON& json, const ControlMethods::Reply& reply) {
-    ControlParams params(json);
-    const auto values = read(params);
-    if (const auto finished = params.finish(); !finished) return reply(std::unexpected(finished.error()));
-    reply(run(values));
-  };
-}
-
-// A method without parameters.
-template <class Run>
-auto plain(Run run) {
-  return method([](ControlParams&) { return 0; }, [run](int) { return run(); });
-}
-
-struct ForApp {
-  std::string app;
-};
 template <class T>
-struct ForAppWith {
+struct ForApp {
   std::string app;
   T value;
 };
 
+// The app, and what `read` reads.
+template <class Read>
+auto forApp(Read read) {
+  return [read](ControlParams& params) {
+    std::string app = params.text("app");
+    return ForApp<decltype(read(params))>{std::move(app), read(params)};
+  };
+}
+
+auto readApp = [](ControlParams& params) { return params.text("app"); };
+auto readName = [](ControlParams& params) { return params.text("name"); };
+auto readBus = [](ControlParams& params) { return params.whole("bus"); };
+auto readEqualiser = [](ControlParams& params) { return params.object("equaliser"); };
+
+auto readFlag(const char* name) {
+  return [name](ControlParams& params) { return params.flag(name); };
+}
+
 VolumeRequest readVolume(ControlParams& params) {
-  const bool isStep = params.has("step");
-  return {float(params.number(isStep ? "step" : "volume")), isStep};
+  const auto step = params.numberIf("step");
+  if (step) return {float(*step), true};
+  const double volume = params.number("volume");
+  params.hasAlternative();
+  return {float(volume), false};
 }
 
-SwitchRequest readSwitch(ControlParams& params, const char* name) {
+SwitchRequest readMute(ControlParams& params) {
   if (params.flagOr("toggle", false)) return SwitchRequest::toggle;
-  return params.flag(name) ? SwitchRequest::on : SwitchRequest::off;
+  const bool muted = params.flag("muted");
+  params.hasAlternative();
+  return muted ? SwitchRequest::on : SwitchRequest::off;
 }
-
-auto readApp = [](ControlParams& params) { return ForApp{params.text("app")}; };
 
 }  // namespace
+
+template <class Read, class Run>
+void ControlMethods::addLater(const std::string& name, Read read, Run run) {
+  const ControlJSON none = ControlJSON::object();
+  ControlParams blank(none);
+  read(blank);
+  const auto work = [read, run](const Call& call) {
+    ControlParams params(call.params);
+    const auto values = read(params);
+    if (const auto finished = params.finish(); !finished)
+      return call.reply(std::unexpected(finished.error()));
+    run(values, call.peer, call.reply);
+  };
+  methods_[name] = {work, blank.asked()};
+}
+
+template <class Read, class Run>
+void ControlMethods::add(const std::string& name, Read read, Run run) {
+  addLater(name, read, [run](const auto& values, ControlPeer&, const Reply& reply) { reply(run(values)); });
+}
+
+template <class Run>
+void ControlMethods::add(const std::string& name, Run run) {
+  add(
+      name, [](ControlParams&) { return 0; }, [run](int) { return run(); });
+}
 
 ControlMethods::ControlMethods(Control& control) : control_(control) {
   addPrograms();
@@ -63,56 +89,45 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
 }
 
 void ControlMethods::addPrograms() {
-  handlers_["status"] =
-      plain([this]() -> Outcome<ControlJSON> { return encodeControl(control_.reports().status()); });
-  handlers_["report"] = plain([this]() -> Outcome<ControlJSON> {
+  add(
+      "hello", [](ControlParams& p) { return p.wholeIf("protocol"); },
+      [this](std::optional<int> protocol) { return answer(control_.reports().greet(protocol)); });
+  add("status", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.reports().status()); });
+  add("report", [this]() -> Outcome<ControlJSON> {
     return ControlJSON{{"text", control_.reports().report()}};
   });
-  handlers_["devices"] = plain([this] { return answer(control_.devices().list()); });
-  handlers_["methods"] = plain([this]() -> Outcome<ControlJSON> { return ControlJSON(names()); });
-  handlers_["quit"] = plain([this]() -> Outcome<ControlJSON> {
+  add("devices", [this] { return answer(control_.devices().list()); });
+  add("methods", [this]() -> Outcome<ControlJSON> { return describe(); });
+  add("quit", [this]() -> Outcome<ControlJSON> {
     control_.quit();
     return ControlJSON::object();
   });
+  addLater(
+      "watch", [](ControlParams& p) { return p.flagOr("on", true); },
+      [](bool on, ControlPeer& peer, const Reply& reply) {
+        reply(ControlJSON::object());
+        peer.setWatching(on);
+      });
 }
 
 void ControlMethods::addApps() {
-  handlers_["apps"] =
-      plain([this]() -> Outcome<ControlJSON> { return encodeControl(control_.apps().list()); });
-  handlers_["app"] = method(readApp, [this](const ForApp& v) { return answer(control_.apps().get(v.app)); });
-  handlers_["volume"] = method(
-      [](ControlParams& p) {
-        return ForAppWith<VolumeRequest>{p.text("app"), readVolume(p)};
-      },
+  add("apps", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.apps().list()); });
+  add("apps.removed", [this]() -> Outcome<ControlJSON> { return ControlJSON(control_.apps().removed()); });
+  add("app", readApp, [this](const std::string& app) { return answer(control_.apps().get(app)); });
+  add("volume", forApp(readVolume),
       [this](const auto& v) { return answer(control_.apps().setVolume(v.app, v.value)); });
-  handlers_["mute"] = method(
-      [](ControlParams& p) {
-        return ForAppWith<SwitchRequest>{p.text("app"), readSwitch(p, "muted")};
-      },
+  add("mute", forApp(readMute),
       [this](const auto& v) { return answer(control_.apps().setMuted(v.app, v.value)); });
-  handlers_["equaliser"] = method(
-      [](ControlParams& p) {
-        return ForAppWith<ControlJSON>{p.text("app"), p.object("equaliser")};
-      },
-      [this](const auto& v) -> Outcome<ControlJSON> {
-        const auto settings = decodeEqualiser(v.value);
-        if (!settings) return std::unexpected(settings.error());
-        return answer(control_.apps().setEqualiser(v.app, *settings));
-      });
-  handlers_["limiter"] = method(
-      [](ControlParams& p) {
-        return ForAppWith<std::optional<double>>{p.text("app"), p.numberOrNull("ceilingDb")};
-      },
+  add("equaliser", forApp(readEqualiser), [this](const auto& v) -> Outcome<ControlJSON> {
+    const auto settings = decodeEqualiser(v.value);
+    if (!settings) return std::unexpected(settings.error());
+    return answer(control_.apps().setEqualiser(v.app, *settings));
+  });
+  add("limiter", forApp([](ControlParams& p) { return p.numberOrNull("ceilingDb"); }),
       [this](const auto& v) { return answer(control_.apps().setLimiter(v.app, v.value)); });
-  handlers_["direct"] = method(
-      [](ControlParams& p) {
-        return ForAppWith<bool>{p.text("app"), p.flag("direct")};
-      },
+  add("direct", forApp(readFlag("direct")),
       [this](const auto& v) { return answer(control_.apps().setDirect(v.app, v.value)); });
-  handlers_["route"] = method(
-      [](ControlParams& p) {
-        return ForAppWith<std::optional<int>>{p.text("app"), p.wholeOrNull("bus")};
-      },
+  add("route", forApp([](ControlParams& p) { return p.wholeOrNull("bus"); }),
       [this](const auto& v) { return answer(control_.apps().route(v.app, v.value)); });
   using Row = AppControl::Row;
   for (const auto& [name, change] : {std::pair{"hide", Row::hide},
@@ -120,66 +135,62 @@ void ControlMethods::addApps() {
                                      {"pin", Row::pin},
                                      {"unpin", Row::unpin},
                                      {"remove", Row::remove}})
-    handlers_[name] = method(
-        readApp, [this, change](const ForApp& v) { return answer(control_.apps().setRow(v.app, change)); });
+    add(name, readApp,
+        [this, change](const std::string& app) { return answer(control_.apps().setRow(app, change)); });
 }
 
 void ControlMethods::addMixer() {
-  const auto flag = [](const char* name) { return [name](ControlParams& p) { return p.flag(name); }; };
-  handlers_["mixer"] =
-      plain([this]() -> Outcome<ControlJSON> { return encodeControl(control_.mixer().state()); });
-  handlers_["mixer.enable"] =
-      method(flag("enabled"), [this](bool on) { return answer(control_.mixer().setEnabled(on)); });
-  handlers_["mixer.boost"] =
-      method(flag("allowed"), [this](bool on) { return answer(control_.mixer().setBoostAllowed(on)); });
-  handlers_["mixer.master"] =
-      method(readVolume, [this](VolumeRequest v) { return answer(control_.mixer().setMaster(v)); });
-  handlers_["mixer.outputEqualiser"] = method([](ControlParams& p) { return p.object("equaliser"); },
-                                              [this](const ControlJSON& object) -> Outcome<ControlJSON> {
-                                                const auto settings = decodeEqualiser(object);
-                                                if (!settings) return std::unexpected(settings.error());
-                                                return answer(control_.mixer().setOutputEqualiser(*settings));
-                                              });
+  add("mixer", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.mixer().state()); });
+  add("mixer.enable", readFlag("enabled"),
+      [this](bool on) { return answer(control_.mixer().setEnabled(on)); });
+  add("mixer.boost", readFlag("allowed"),
+      [this](bool on) { return answer(control_.mixer().setBoostAllowed(on)); });
+  add("mixer.master", readVolume,
+      [this](VolumeRequest request) { return answer(control_.mixer().setMaster(request)); });
+  add("mixer.outputEqualiser", readEqualiser, [this](const ControlJSON& object) -> Outcome<ControlJSON> {
+    const auto settings = decodeEqualiser(object);
+    if (!settings) return std::unexpected(settings.error());
+    return answer(control_.mixer().setOutputEqualiser(*settings));
+  });
 }
 
 void ControlMethods::addRecordings() {
-  handlers_["recordings"] =
-      plain([this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().list()); });
-  handlers_["record.start"] = method([](ControlParams& p) { return p.whole("bus"); },
-                                     [this](int bus) { return answer(control_.recordings().start(bus)); });
-  handlers_["record.stop"] = [this](const ControlJSON& json, Reply reply) {
-    ControlParams params(json);
-    const int bus = params.whole("bus");
-    if (const auto finished = params.finish(); !finished) return reply(std::unexpected(finished.error()));
-    control_.recordings().stop(bus, [bus, reply = std::move(reply)](Outcome<std::string> path) {
+  add("recordings", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().list()); });
+  add("record.start", readBus, [this](int bus) { return answer(control_.recordings().start(bus)); });
+  addLater("record.stop", readBus, [this](int bus, ControlPeer&, const Reply& reply) {
+    control_.recordings().stop(bus, [bus, reply](const Outcome<std::string>& path) {
       if (!path) return reply(std::unexpected(path.error()));
       reply(ControlJSON{{"bus", bus}, {"path", *path}});
     });
-  };
+  });
 }
 
 void ControlMethods::addProfiles() {
-  handlers_["profiles"] =
-      plain([this]() -> Outcome<ControlJSON> { return encodeControl(control_.profiles().list()); });
-  const auto readName = [](ControlParams& p) { return p.text("name"); };
-  handlers_["profile.save"] =
-      method(readName, [this](const std::string& name) { return answer(control_.profiles().save(name)); });
-  handlers_["profile.apply"] =
-      method(readName, [this](const std::string& name) { return answer(control_.profiles().apply(name)); });
-  handlers_["profile.delete"] =
-      method(readName, [this](const std::string& name) { return answer(control_.profiles().remove(name)); });
+  add("profiles", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.profiles().list()); });
+  add("profile.save", readName,
+      [this](const std::string& name) { return answer(control_.profiles().save(name)); });
+  add("profile.apply", readName,
+      [this](const std::string& name) { return answer(control_.profiles().apply(name)); });
+  add("profile.delete", readName,
+      [this](const std::string& name) { return answer(control_.profiles().remove(name)); });
 }
 
-bool ControlMethods::call(const std::string& name, const ControlJSON& params, Reply reply) {
-  const auto found = handlers_.find(name);
-  if (found == handlers_.end()) return false;
-  found->second(params, std::move(reply));
+bool ControlMethods::call(const std::string& name, const ControlJSON& params, ControlPeer& peer,
+                          Reply reply) {
+  const auto found = methods_.find(name);
+  if (found == methods_.end()) return false;
+  found->second.run({params, peer, std::move(reply)});
   return true;
 }
 
-std::vector<std::string> ControlMethods::names() const {
-  std::vector<std::string> all;
-  for (const auto& entry : handlers_) all.push_back(entry.first);
+ControlJSON ControlMethods::describe() const {
+  ControlJSON all = ControlJSON::array();
+  for (const auto& [name, method] : methods_) {
+    ControlJSON parameters = ControlJSON::array();
+    for (const ControlParameter& each : method.parameters)
+      parameters.push_back({{"name", each.name}, {"type", each.kind}, {"required", each.isRequired}});
+    all.push_back({{"method", name}, {"parameters", parameters}});
+  }
   return all;
 }
 

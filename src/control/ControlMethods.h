@@ -7,6 +7,8 @@
 
 #include "control/Control.h"
 #include "control/ControlMessage.h"
+#include "control/ControlParams.h"
+#include "control/ControlPeer.h"
 
 namespace sonmere {
 
@@ -17,13 +19,30 @@ class ControlMethods {
 
   // Called once, now or when the work is done.
   using Reply = std::function<void(Outcome<ControlJSON>)>;
-  // False when there is no such method.
-  bool call(const std::string& method, const ControlJSON& params, Reply reply);
-
-  std::vector<std::string> names() const;
+  // False when there is no such method. The peer is the client that calls, for the time of the call.
+  bool call(const std::string& method, const ControlJSON& params, ControlPeer& peer, Reply reply);
 
  private:
-  using Handler = std::function<void(const ControlJSON& params, Reply reply)>;
+  struct Call {
+    const ControlJSON& params;
+    ControlPeer& peer;
+    Reply reply;
+  };
+  struct Method {
+    std::function<void(const Call& call)> run;
+    std::vector<ControlParameter> parameters;
+  };
+  // A method that reads its parameters with `read`, and then, if they are right, does `run` with what it
+  // read, the peer and the reply.
+  template <class Read, class Run>
+  void addLater(const std::string& name, Read read, Run run);
+  // The same, where `run` has the answer at once.
+  template <class Read, class Run>
+  void add(const std::string& name, Read read, Run run);
+  // Without parameters.
+  template <class Run>
+  void add(const std::string& name, Run run);
+  ControlJSON describe() const;
   void addPrograms();
   void addApps();
   void addMixer();
@@ -31,7 +50,7 @@ class ControlMethods {
   void addProfiles();
 
   Control& control_;
-  std::map<std::string, Handler, std::less<>> handlers_;
+  std::map<std::string, Method, std::less<>> methods_;
 };
 
 }  // namespace sonmere

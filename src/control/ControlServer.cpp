@@ -1,5 +1,7 @@
 #include "control/ControlServer.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "control/ControlCodec.h"
@@ -11,9 +13,7 @@ Outcome<std::unique_ptr<ControlServer>> ControlServer::start(Runtime& runtime, L
                                                              std::unique_ptr<ControlEndpoint> endpoint) {
   std::unique_ptr<ControlServer> server(
       new ControlServer(runtime, log, watcher, control, std::move(endpoint)));
-  const auto added = watcher.add(server->endpoint_->descriptor(), {.read = true},
-                                 [server = server.get()] { server->accept(); });
-  if (!added) return std::unexpected(added.error());
+  if (auto opened = server->door_.open(); !opened) return std::unexpected(opened.error());
   return server;
 }
 
@@ -24,18 +24,14 @@ ControlServer::ControlServer(Runtime& runtime, Log& log, FileDescriptorWatcher& 
       watcher_(watcher),
       control_(control),
       methods_(control),
-      endpoint_(std::move(endpoint)) {}
-
-ControlServer::~ControlServer() { watcher_.remove(endpoint_->descriptor()); }
-
-void ControlServer::accept() {
-  if (FileDescriptor socket = endpoint_->accept(); socket.valid()) add(std::move(socket));
-}
+      door_(runtime, log, watcher, std::move(endpoint),
+            [this](FileDescriptor client) { add(std::move(client)); }) {}
 
 void ControlServer::add(FileDescriptor socket) {
   if (connections_.size() >= kMostConnections) {
-    log_.warning("Sonmere: too many clients of the control service; one was turned away");
-    return;
+    if (!std::exchange(isFull_, true))
+      log_.warning("Sonmere: too many clients of the control service; the next are turned away");
+    return ControlDoor::turnAway(socket, fmt::format("Sonmere has too many clients: {}", kMostConnections));
   }
   const auto connection =
       std::make_shared<ControlConnection>(runtime_, watcher_, methods_, std::move(socket));
@@ -51,6 +47,7 @@ void ControlServer::add(FileDescriptor socket) {
 
 void ControlServer::remove(const ControlConnection* connection) {
   std::erase_if(connections_, [&](const auto& each) { return each.get() == connection; });
+  isFull_ = false;
   reconcileWatch();
 }
 

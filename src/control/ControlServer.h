@@ -7,7 +7,7 @@
 #include "base/Log.h"
 #include "control/Control.h"
 #include "control/ControlConnection.h"
-#include "control/ControlEndpoint.h"
+#include "control/ControlDoor.h"
 #include "control/ControlMethods.h"
 
 namespace sonmere {
@@ -23,12 +23,10 @@ class ControlServer {
   static Outcome<std::unique_ptr<ControlServer>> start(Runtime& runtime, Log& log,
                                                        FileDescriptorWatcher& watcher, Control& control,
                                                        std::unique_ptr<ControlEndpoint> endpoint);
-  ~ControlServer();
 
  private:
   ControlServer(Runtime& runtime, Log& log, FileDescriptorWatcher& watcher, Control& control,
                 std::unique_ptr<ControlEndpoint> endpoint);
-  void accept();
   void add(FileDescriptor socket);
   void remove(const ControlConnection* connection);
   void reconcileWatch();
@@ -39,8 +37,9 @@ class ControlServer {
   FileDescriptorWatcher& watcher_;
   Control& control_;
   ControlMethods methods_;
-  const std::unique_ptr<ControlEndpoint> endpoint_;
+  ControlDoor door_;
   std::list<std::shared_ptr<ControlConnection>> connections_;
+  bool isFull_ = false;  // said in the log
   ScopedTask watch_;
   // Tells what was posted whether this object is still there.
   std::shared_ptr<char> alive_ = std::make_shared<char>();

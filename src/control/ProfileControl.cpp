@@ -17,6 +17,29 @@ ProfileState describe(const RoutingProfile& profile) {
   return state;
 }
 
+// Of ASCII, and those that UTF-8 writes as C2 80 to C2 9F.
+bool hasControlCharacter(const std::string& text) {
+  char before = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f || (before == '\xC2' && byte >= 0x80 && byte < 0xA0)) return true;
+    before = c;
+  }
+  return false;
+}
+
+Outcome<void> checkName(const std::string& name) {
+  const auto refuse = [](std::string text) {
+    return std::unexpected(controlError(ControlFault::badValue, std::move(text)));
+  };
+  if (name.find_first_not_of(' ') == std::string::npos) return refuse("the profile's name is empty");
+  if (name.size() > ProfileControl::kLongestName)
+    return refuse(fmt::format("the profile's name is too long: {} bytes, and {} at most", name.size(),
+                              ProfileControl::kLongestName));
+  if (hasControlCharacter(name)) return refuse("the profile's name has a control character");
+  return {};
+}
+
 }  // namespace
 
 std::vector<ProfileState> ProfileControl::list() const {
@@ -36,6 +59,7 @@ Outcome<ProfileState> ProfileControl::find(const std::string& name) const {
 }
 
 Outcome<ProfileState> ProfileControl::save(const std::string& name) {
+  if (const auto checked = checkName(name); !checked) return std::unexpected(checked.error());
   if (find(name))
     return std::unexpected(
         controlError(ControlFault::badValue, fmt::format("there is a profile \"{}\" already", name)));

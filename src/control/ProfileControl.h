@@ -14,7 +14,9 @@ class ProfileControl {
   explicit ProfileControl(ToneFerryApp& app) : app_(app) {}
 
   std::vector<ProfileState> list() const;
-  // The routing of this moment. A name that is taken is refused.
+  // The longest name, in bytes of UTF-8.
+  static constexpr std::size_t kLongestName = 200;
+  // The routing of this moment. A name that is taken, longer, or has a control character is refused.
   Outcome<ProfileState> save(const std::string& name);
   Outcome<ProfileState> apply(const std::string& name);
   Outcome<ProfileState> remove(const std::string& name);

@@ -5,11 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "control/ProgramGreeting.h"
+
 namespace sonmere {
 
 // The program at a glance.
 struct ProgramStatus {
-  std::string platform;
+  ProgramGreeting program;
   std::string platformReason;
   double uptimeSeconds = 0;
   bool mixerEnabled = false;

@@ -2,16 +2,34 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
 #include <algorithm>
 
+#include "app/ProgramVersion.h"
+#include "control/ControlError.h"
+
 namespace sonmere {
+
+ProgramGreeting ReportControl::greeting() const {
+  return {kProgramVersion, kControlProtocol, int(::getpid()), platform_.name()};
+}
+
+Outcome<ProgramGreeting> ReportControl::greet(std::optional<int> clientProtocol) const {
+  if (clientProtocol.value_or(kControlProtocol) == kControlProtocol) return greeting();
+  return std::unexpected(controlError(
+      ControlFault::otherProtocol,
+      fmt::format(
+          "the running Sonmere {} speaks version {} of the control protocol, not {}; end it and start "
+          "the same version as this program",
+          kProgramVersion, kControlProtocol, *clientProtocol)));
+}
 
 ProgramStatus ReportControl::status() const {
   const AppTapEngine& engine = *app_.appTapEngine();
   const VolumeMixerEngine& mixer = *app_.volumeMixerEngine();
   ProgramStatus status;
-  status.platform = platform_.name();
+  status.program = greeting();
   status.platformReason = platform_.reason();
   status.uptimeSeconds = toSeconds(app_.context().runtime.uptime());
   status.mixerEnabled = *mixer.isEnabled;
@@ -31,8 +49,8 @@ ProgramStatus ReportControl::status() const {
 
 std::string ReportControl::report() const {
   const ProgramStatus now = status();
-  std::string text = fmt::format("Platform: {} ({})\nUptime: {:.0f} s\n", now.platform, now.platformReason,
-                                 now.uptimeSeconds);
+  std::string text = fmt::format("Platform: {} ({})\nUptime: {:.0f} s\n", now.program.platform,
+                                 now.platformReason, now.uptimeSeconds);
   text +=
       fmt::format("Apps: {} rows, {} playing\nRouting: {} apps, buses running: {}\n", now.apps,
                   now.runningApps, now.routedApps,

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "app/PlatformChoice.h"
 #include "app/ToneFerryApp.h"
+#include "control/ProgramGreeting.h"
 #include "control/ProgramStatus.h"
 
 namespace sonmere {
@@ -13,11 +15,15 @@ class ReportControl {
  public:
   ReportControl(ToneFerryApp& app, const PlatformChoice& platform) : app_(app), platform_(platform) {}
 
+  // Who answers; refuses a client that was made for another protocol than is spoken here.
+  Outcome<ProgramGreeting> greet(std::optional<int> clientProtocol) const;
   ProgramStatus status() const;
   // The diagnostic report: the state of the engines, and the delay of every internal buffer.
   std::string report() const;
 
  private:
+  ProgramGreeting greeting() const;
+
   ToneFerryApp& app_;
   const PlatformChoice& platform_;
 };

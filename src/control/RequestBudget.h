@@ -6,23 +6,23 @@
 
 namespace sonmere {
 
-// How many requests one client may make: a burst, and then so many a second. Times are uptimes.
+// What one client may ask for: a burst of requests, and then so many a second. Bytes cost too, so that
+// neither long lines nor empty or broken ones come for nothing. Times are uptimes.
 class RequestBudget {
  public:
   static constexpr double kBurst = 200;
   static constexpr double kPerSecond = 100;
+  static constexpr double kBytesPerRequest = 4096;  // bytes that cost as much as a request
 
-  // Takes one; false when none is left.
-  bool take(Duration now) {
+  // Whether a request may be carried out now, or anything be read.
+  bool isLeft(Duration now) {
     left_ = std::min(kBurst, left_ + toSeconds(now - last_) * kPerSecond);
     last_ = now;
-    if (left_ < 1) return false;
-    left_ -= 1;
-    return true;
+    return left_ >= 1;
   }
-  // What was taken was not used.
-  void giveBack() { left_ += 1; }
-  // How long after a refusal to ask again.
+  void spendRequest() { left_ -= 1; }
+  void spendBytes(std::size_t bytes) { left_ -= double(bytes) / kBytesPerRequest; }
+  // How long after the last was spent to ask again.
   static constexpr Duration kPause = fromMilliseconds(50);
 
  private:

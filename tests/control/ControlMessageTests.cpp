@@ -60,14 +60,15 @@ TEST(MessageFramer, AnyCutOfAStreamGivesTheSameLines) {
   for (int i = 0; i < 200; ++i) {
     const std::string line(std::uniform_int_distribution<std::size_t>(0, 300)(random), char('a' + i % 26));
     stream += line + (i % 3 == 0 ? "\r\n" : "\n");
-    if (!line.empty()) lines.push_back(line);
+    lines.push_back(line);
   }
   for (int round = 0; round < 20; ++round) {
     MessageFramer framer(400);
     std::vector<std::string> found;
     for (std::size_t at = 0; at < stream.size();) {
       const auto size = std::uniform_int_distribution<std::size_t>(1, 700)(random);
-      ASSERT_TRUE(framer.append(std::string_view(stream).substr(at, size)));
+      framer.append(std::string_view(stream).substr(at, size));
+      ASSERT_FALSE(framer.hasOverflowed());
       at += size;
       while (auto line = framer.next()) found.push_back(*line);
     }
@@ -75,13 +76,34 @@ TEST(MessageFramer, AnyCutOfAStreamGivesTheSameLines) {
   }
 }
 
-TEST(MessageFramer, ALineBeyondTheLimitOverflowsAndWhatCameBeforeIsKept) {
+TEST(MessageFramer, TheLimitIsExactHoweverTheLineEndsAndIsCut) {
+  for (const std::string end : {"\n", "\r\n"})
+    for (const std::size_t length : {9u, 10u, 11u})
+      for (std::size_t cut = 1; cut < 20; ++cut) {
+        MessageFramer framer(10);
+        const std::string stream = "one\n" + std::string(length, 'x') + end + "two\n";
+        std::vector<std::string> found;
+        for (std::size_t at = 0; at < stream.size(); at += cut) {
+          framer.append(std::string_view(stream).substr(at, cut));
+          while (auto line = framer.next()) found.push_back(*line);
+        }
+        const bool fits = length <= 10;
+        EXPECT_EQ(framer.hasOverflowed(), !fits) << length << " cut " << cut;
+        ASSERT_EQ(found.size(), fits ? 3u : 1u) << length << " cut " << cut;
+        EXPECT_EQ(found.front(), "one");
+      }
+}
+
+TEST(MessageFramer, AnOverflowWaitsForTheLinesBeforeIt) {
   MessageFramer framer(10);
-  EXPECT_TRUE(framer.append("one\n0123456789"));
-  EXPECT_FALSE(framer.append("x"));
+  framer.append("one\n\n01234567890");
+  EXPECT_FALSE(framer.hasOverflowed());
   EXPECT_EQ(framer.next(), "one");
+  EXPECT_EQ(framer.next(), "");
   EXPECT_EQ(framer.next(), std::nullopt);
-  EXPECT_FALSE(framer.append("\ntwo\n")) << "nothing more after that";
+  EXPECT_TRUE(framer.hasOverflowed());
+  framer.append("\ntwo\n");
+  EXPECT_EQ(framer.next(), std::nullopt) << "nothing more after that";
 }
 
 }  // namespace

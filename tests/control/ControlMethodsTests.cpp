@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "base/VirtualRuntime.h"
 #include "support/AppWorld.h"
 
@@ -20,7 +22,7 @@ struct ControlMethodsTest : testing::Test {
   Outcome<ControlJSON> call(const std::string& method, const std::string& params = "{}") {
     std::optional<Outcome<ControlJSON>> result;
     const bool isKnown =
-        methods.call(method, ControlJSON::parse(params), [&](auto answer) { result = answer; });
+        methods.call(method, ControlJSON::parse(params), peer, [&](auto answer) { result = answer; });
     if (!isKnown) return std::unexpected(Error{"Test", kMethodNotFound, "no method"});
     for (int i = 0; i < 300 && !result; ++i) wait(0.1);
     return result.value_or(std::unexpected(Error{"Test", 0, "no answer"}));
@@ -31,6 +33,10 @@ struct ControlMethodsTest : testing::Test {
     return result ? 0 : controlErrorCode(result.error());
   }
 
+  struct Peer : ControlPeer {
+    void setWatching(bool on) override { isWatching = on; }
+    bool isWatching = false;
+  } peer;
   AppWorld<VirtualRuntime> world{1};
   bool hasQuit = false;
   Control control{world.start(), world.platform, [this] { hasQuit = true; }};
@@ -94,6 +100,10 @@ TEST_F(ControlMethodsTest, WrongParametersDoNothingAndSayWhy) {
       {"record.start", R"({"bus":1})"},
       {"record.start", R"({"bus":5})"},
       {"profile.save", R"({"name":""})"},
+      {"profile.save", R"({"name":"a\u0000b"})"},
+      {"profile.save", R"({"name":"a\u001b[31m"})"},
+      {"profile.save", R"({"name":"a\u0085"})"},
+      {"hello", R"({"protocol":1.5})"},
   };
   for (const auto& [method, params] : cases)
     EXPECT_EQ(code(method, params), kInvalidParams) << method << params;
@@ -102,7 +112,53 @@ TEST_F(ControlMethodsTest, WrongParametersDoNothingAndSayWhy) {
   EXPECT_EQ(code("profile.apply", R"({"name":"none"})"), kAppNotFound);
   EXPECT_EQ(code("record.stop", R"({"bus":2})"), kAppNotFound);
   EXPECT_EQ(*call("apps"), before);
-  EXPECT_FALSE(methods.call("nonsense", ControlJSON::object(), nullptr));
+  EXPECT_FALSE(methods.call("nonsense", ControlJSON::object(), peer, nullptr));
+}
+
+TEST_F(ControlMethodsTest, AProfilesNameIsBoundInBytes) {
+  const auto save = [&](const std::string& name) {
+    return code("profile.save", ControlJSON{{"name", name}}.dump());
+  };
+  EXPECT_EQ(save(std::string(200, 'p')), 0);
+  EXPECT_EQ(save(std::string(201, 'p')), kInvalidParams);
+  std::string wide;
+  for (int i = 0; i < 100; ++i) wide += "\u00c5";
+  EXPECT_EQ(save(wide), 0) << "200 bytes, and no control characters";
+}
+
+TEST_F(ControlMethodsTest, AClientOfAnotherProtocolIsToldBothVersions) {
+  const auto greeting = *call("hello", R"({"protocol":1})");
+  EXPECT_EQ(greeting["protocol"], 1);
+  EXPECT_EQ(greeting["process"], getpid());
+  const auto status = *call("status");
+  for (const char* member : {"version", "protocol", "process", "platform"})
+    EXPECT_EQ(status[member], greeting[member]) << member;
+  EXPECT_EQ(*call("hello"), greeting) << "whoever only asks";
+  const auto refused = call("hello", R"({"protocol":2})");
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(controlErrorCode(refused.error()), kOtherProtocol);
+  EXPECT_NE(refused.error().description.find("speaks version 1 of the control protocol, not 2"),
+            std::string::npos);
+}
+
+// What is listed is what there is: each takes no other parameter, and the manual knows them all.
+TEST_F(ControlMethodsTest, EveryMethodAndParameterIsListedAndDocumented) {
+  std::ifstream file(SONMERE_SOURCE_DIR "/docs/control.md");
+  const std::string manual(std::istreambuf_iterator<char>(file), {});
+  const auto all = *call("methods");
+  EXPECT_GT(all.size(), 30u);
+  for (const auto& method : all) {
+    const std::string name = method["method"];
+    EXPECT_NE(manual.find("| `" + name + "` |"), std::string::npos) << name;
+    for (const auto& parameter : method["parameters"])
+      EXPECT_NE(manual.find("`" + std::string(parameter["name"]) + "`"), std::string::npos) << parameter;
+    EXPECT_EQ(code(name, R"({"no such":1})"), kInvalidParams) << name;
+  }
+  EXPECT_FALSE(hasQuit || peer.isWatching);
+  const auto volume = std::ranges::find(all, "volume", [](const auto& m) { return m["method"]; });
+  EXPECT_EQ((*volume)["parameters"].dump(),
+            R"([{"name":"app","type":"a string","required":true},{"name":"step","type":"a number",)"
+            R"("required":false},{"name":"volume","type":"a number","required":false}])");
 }
 
 TEST_F(ControlMethodsTest, ARecordingIsAnsweredOnceItsFileIsComplete) {
@@ -134,8 +190,10 @@ TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {
   EXPECT_EQ(app("music")["hidden"], true);
   ASSERT_TRUE(call("remove", R"({"app":"music"})"));
   EXPECT_EQ(code("app", R"({"app":"music"})"), kAppNotFound);
+  EXPECT_EQ(call("apps.removed")->dump(), R"(["org.music"])");
   ASSERT_TRUE(call("unhide", R"({"app":"music"})")) << "brings a removed one back too";
   EXPECT_EQ(app("music")["hidden"], false);
+  EXPECT_TRUE(call("apps.removed")->empty());
 
   ASSERT_TRUE(call("route", R"({"app":"beat","bus":4})"));
   ASSERT_TRUE(call("profile.save", R"({"name":"Evening"})"));

@@ -1,6 +1,8 @@
 #include "control/ControlServer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -101,13 +103,16 @@ TEST_F(LiveControlServer, AHalfOrOversizedMessageConcernsItsSenderAlone) {
     const FileDescriptor large = rawConnection();
     write(large, std::string(MessageFramer::kLongestMessage + 1, 'x'));
     EXPECT_NE(read(large).find("longer than 64 KiB"), std::string::npos);
+    ControlClient loud = connect();
+    const auto refused = loud.call("app", {{"app", std::string(MessageFramer::kLongestMessage, 'x')}});
+    ASSERT_FALSE(refused);
+    EXPECT_NE(refused.error().description.find("longer than 64 KiB"), std::string::npos);
     EXPECT_TRUE(connect().call("status"));
     write(half, "\"method\":\"status\"}\n");
     EXPECT_NE(read(half, 1).find("\"result\""), std::string::npos);
   });
 }
 
-// A thousand requests at once are answered at the pace of the budget, and others are not kept waiting.
 TEST_F(LiveControlServer, AFloodIsAnsweredInFullWhileOthersAreServed) {
   asClient([&] {
     const FileDescriptor flood = rawConnection();
@@ -122,17 +127,63 @@ TEST_F(LiveControlServer, AFloodIsAnsweredInFullWhileOthersAreServed) {
   });
 }
 
-TEST_F(LiveControlServer, AClientThatDoesNotReadIsLetGoAndBlocksNobody) {
+TEST_F(LiveControlServer, AClientThatReadsLateBlocksNobodyAndIsAnsweredInFull) {
   asClient([&] {
     const FileDescriptor slow = rawConnection();
-    const int small = 4096;
-    setsockopt(slow.get(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+    constexpr int kRequests = 150;  // more answers than the socket takes
     std::string text;
-    // Each answer carries the long name back.
-    for (int i = 0; i < 40; ++i) text += controlRequestText(i, std::string(60'000, 'n'), nullptr);
+    for (int i = 0; i < kRequests; ++i) text += controlRequestText(i, "methods", nullptr);
     write(slow, text);
     EXPECT_TRUE(connect().call("status"));
-    EXPECT_LT(read(slow).size(), text.size()) << "cut off";
+    const std::string answers = read(slow, kRequests);
+    EXPECT_EQ(std::ranges::count(answers, '\n'), kRequests);
+    EXPECT_GT(answers.size(), 400'000u) << "or the socket took them all";
+  });
+}
+
+TEST_F(LiveControlServer, WhoComesTooLateIsToldWhyAndComesInWhenThereIsRoom) {
+  asClient([&] {
+    std::vector<ControlClient> clients;
+    for (std::size_t i = 0; i < ControlServer::kMostConnections; ++i) clients.push_back(connect());
+    const auto late = ControlClient::connect(controlFolder);
+    ASSERT_FALSE(late);
+    EXPECT_EQ(late.error().code, kTooManyClients);
+    EXPECT_EQ(late.error().description, "Sonmere has too many clients: 32");
+    clients.pop_back();
+    // Its end is noticed in its turn.
+    while (!ControlClient::connect(controlFolder)) {
+    }
+  });
+}
+
+// Holds every descriptor that the process may still open.
+struct NoDescriptors {
+  NoDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit low{std::min<rlim_t>(before.rlim_cur, 256), before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &low);
+    for (int fd = open("/dev/null", O_RDONLY); fd >= 0; fd = open("/dev/null", O_RDONLY))
+      held.emplace_back(fd);
+  }
+  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before); }
+  rlimit before{};
+  std::vector<FileDescriptor> held;
+};
+
+TEST_F(LiveControlServer, WithoutADescriptorLeftAClientIsToldSo) {
+  asClient([&] {
+    ControlClient first = connect();
+    const FileDescriptor late(socket(AF_UNIX, SOCK_STREAM, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strcpy(address.sun_path, (controlFolder / ControlEndpoint::kSocketName).c_str());
+    {
+      const NoDescriptors none;
+      ASSERT_EQ(::connect(late.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+      EXPECT_NE(read(late).find("no file descriptor left"), std::string::npos);
+      EXPECT_TRUE(first.call("status")) << "who is in stays";
+    }
+    EXPECT_TRUE(connect().call("status"));
   });
 }
 
