@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "base/RTScalar.h"
+#include "base/RealtimeScope.h"
 
 namespace sonmere {
 
@@ -17,5 +18,12 @@ struct RingLedger {
   // neither side runs.
   std::int64_t lapped(std::int64_t available) const { return written - read - skipped - available; }
 };
+
+// Skips n samples of those that are in the ring. The reader.
+template <std::int64_t Capacity>
+void ringSkip(RTPosition& readPos, RingLedger& ledger, std::int64_t n) noexcept SONMERE_NONBLOCKING {
+  readPos.storeRelease((readPos.loadRelaxed() + n) % Capacity);
+  ledger.skipped.add(n);
+}
 
 }  // namespace sonmere

@@ -7,6 +7,7 @@
 #include "audio/device/HostClock.h"
 #include "audio/device/OutputUnit.h"
 #include "base/Published.h"
+#include "dsp/CycleWatch.h"
 #include "dsp/RenderSteps.h"
 #include "mixer/VolumeMixerTap.h"
 
@@ -38,6 +39,8 @@ struct VolumeMixerOutputContext {
   // The render.
   RenderScratch scratch;
   RTScalar<std::uint64_t> lastRenderHostTime{0};  // ns; the render watchdog reads it
+  CycleWatch cycles;
+  bool isInterrupted = false;  // this cycle does not follow the one before
   RTScalar<float> masterLimiterGain{1.0f};
   RTDoubles outputEQDelays{kEQDelayCount};
   SpectrumRing outputFFTBuffer;

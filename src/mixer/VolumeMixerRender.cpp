@@ -22,9 +22,15 @@ bool startedLive(VolumeMixerTap& tap) noexcept {
   return true;
 }
 
+// What an interruption has left in the ring for good goes.
+void dropSurplus(VolumeMixerTap& tap, std::int64_t left, std::int64_t n, double sampleRate) noexcept {
+  const std::int64_t surplus = tap.backlogWatch.surplus(left, n, sampleRate);
+  if (surplus > 0) ringSkip<kTapRingSamples>(tap.readPos, tap.ledger, surplus);
+}
+
 // Takes n samples from the tap's ring; false when it holds too little, which leaves the ring alone. The wait
 // for the first audio is no miss.
-bool pull(VolumeMixerTap& tap, float* scratch, std::int64_t n) noexcept {
+bool pull(VolumeMixerTap& tap, float* scratch, std::int64_t n, double sampleRate) noexcept {
   const std::int64_t readPos = tap.readPos.loadRelaxed();
   const std::int64_t left = ringAvailable<kTapRingSamples>(tap.writePos.loadAcquire(), readPos) - n;
   const std::int64_t written = tap.probeWriteCount;
@@ -32,6 +38,7 @@ bool pull(VolumeMixerTap& tap, float* scratch, std::int64_t n) noexcept {
   tap.probeLastSeenWriteCount = written;
   tap.probeLastReadSamples = n;
   if (left < 0) {
+    tap.backlogWatch.surplus(left, n, sampleRate);
     if (tap.probeReadCount > 0) (hasDelivered ? tap.probeUnderrunCount : tap.probeStarveCount).add(1);
     return false;
   }
@@ -41,6 +48,7 @@ bool pull(VolumeMixerTap& tap, float* scratch, std::int64_t n) noexcept {
   tap.probeLastBacklog = left;
   tap.probeMaxBacklog.raiseTo(left);
   tap.ledger.read.add(n);
+  dropSurplus(tap, left, n, sampleRate);
   return true;
 }
 
@@ -53,8 +61,10 @@ using TapList = std::vector<std::shared_ptr<VolumeMixerTap>>;
 
 // Puts the tap's next block into the batch; false when it has none. A volume of 0 still drains the ring, so
 // that raising it plays what sounds then.
-bool enter(VolumeMixerTap& tap, TapBatch& batch, float master, std::int64_t n) noexcept {
-  if (startedLive(tap) || !pull(tap, batch.nextBlock(), n)) return false;
+bool enter(VolumeMixerTap& tap, TapBatch& batch, const VolumeMixerOutputContext& context, float master,
+           std::int64_t n) noexcept {
+  if (context.isInterrupted) tap.backlogWatch.noteInterruption();
+  if (startedLive(tap) || !pull(tap, batch.nextBlock(), n, context.sampleRate)) return false;
   const float volume = tap.volume, gain = std::min(1.0f, volume) * master;
   batch.add(tap, volume, tapCeiling(tap), gain, !(gain > 0));
   return true;
@@ -71,7 +81,7 @@ void mixBatch(const TapList& taps, std::size_t& next, VolumeMixerOutputContext& 
   for (; next < taps.size() && !batch.isFull(); ++next) {
     VolumeMixerTap& tap = *taps[next];
     if (tap.isMuted || !holds[count].emplace(tap.claim)) continue;
-    if (enter(tap, batch, master, n)) members[count++] = &tap;
+    if (enter(tap, batch, context, master, n)) members[count++] = &tap;
   }
   if (context.flags.spectrumWanted()) {
     batch.equalise();
@@ -110,12 +120,13 @@ void finishOutput(VolumeMixerOutputContext& context, bool isEqualised, float mas
 
 }  // namespace
 
-OSStatus renderVolumeMixer(void* refcon, const AudioTimeStamp&, std::uint32_t frames,
+OSStatus renderVolumeMixer(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
                            AudioBufferList buffers) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
   auto& context = *static_cast<VolumeMixerOutputContext*>(refcon);
   const RenderReader::Block block(*context.reader);
   context.lastRenderHostTime = context.clock.hostTime();
+  context.isInterrupted = context.cycles.isInterrupted(time.hostTime, frames, context.sampleRate);
   const bool isRetired = context.retired;
   const VolumeMixerSnapshot* snapshot = context.tapsSnapshot.load();
   const float master = context.masterVolume;

@@ -6,6 +6,7 @@
 
 #include "audio/device/TapAggregate.h"
 #include "base/RenderClaim.h"
+#include "dsp/BacklogWatch.h"
 #include "dsp/RenderFlags.h"
 #include "dsp/Ring.h"
 #include "dsp/RingLedger.h"
@@ -51,6 +52,7 @@ struct VolumeMixerTap : TapEffects {
   RTScalar<std::int64_t> probeLastReadSamples;
   SpectrumRing fftBuffer;
   RingLedger ledger;
+  BacklogWatch backlogWatch;
 
   // 48,000 samples of interleaved stereo.
   float* ringBuffer() noexcept { return ring_.get(); }

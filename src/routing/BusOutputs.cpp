@@ -86,6 +86,9 @@ void BusOutputs::start(int bus) {
   reportGap(bus);
   if (didStart) didStart(bus);
   listenForRate(bus, output);
+  // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
+  for (const auto& [pid, tap] : core_.activeTaps)
+    if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
 }
 
 void BusOutputs::stop(int bus) {
@@ -159,9 +162,6 @@ void BusOutputs::checkRate(int bus) {
   if (std::abs(chooseRate(bus, output.device) - output.context->sampleRate) < kSameRateHz) return;
   stop(bus);
   start(bus);
-  // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
-  for (const auto& [pid, tap] : core_.activeTaps)
-    if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
 }
 
 }  // namespace sonmere

@@ -12,8 +12,6 @@ namespace sonmere {
 
 namespace {
 
-// A trim keeps one block and this many samples.
-constexpr std::int64_t kTrimReserveSamples = 256;
 // A mic send farther behind than half its ring jumps to one block behind the writer.
 constexpr std::int64_t kMicSendLimitBytes = MicSend::kRingBytes / 2;
 constexpr double kSameRateHz = 1.0;
@@ -34,11 +32,18 @@ void trimIfAsked(SingleAppTap& tap, std::int64_t n) noexcept {
   dropAllBut(tap, n + kTrimReserveSamples);
 }
 
+// What an interruption has left in the ring for good goes.
+void dropSurplus(SingleAppTap& tap, std::int64_t left, std::int64_t n, double sampleRate) noexcept {
+  const std::int64_t surplus = tap.backlogWatch.surplus(left, n, sampleRate);
+  if (surplus > 0) ringSkip<kTapRingSamples>(tap.readPos, tap.ledger, surplus);
+}
+
 // Takes n samples from the tap's ring; false when it holds too little, which leaves the ring alone.
-bool pull(SingleAppTap& tap, float* scratch, std::int64_t n) noexcept {
+bool pull(SingleAppTap& tap, float* scratch, std::int64_t n, double sampleRate) noexcept {
   const std::int64_t readPos = tap.readPos.loadRelaxed();
   const std::int64_t left = ringAvailable<kTapRingSamples>(tap.writePos.loadAcquire(), readPos) - n;
   if (left < 0) {
+    tap.backlogWatch.surplus(left, n, sampleRate);
     tap.ringProbe.noteMiss();
     return false;
   }
@@ -46,6 +51,7 @@ bool pull(SingleAppTap& tap, float* scratch, std::int64_t n) noexcept {
   tap.readPos.storeRelease((readPos + n) % kTapRingSamples);
   tap.ringProbe.noteRead(n, left);
   tap.ledger.read.add(n);
+  dropSurplus(tap, left, n, sampleRate);
   return true;
 }
 
@@ -78,10 +84,11 @@ void feedTapMonitor(SingleAppTap& tap, const RenderFlags& flags, float volume, c
 }
 
 // Puts the tap's next block, through its plug-ins, into the batch; false when it has none.
-bool enter(SingleAppTap& tap, TapBatch& batch, std::int64_t n) noexcept {
+bool enter(SingleAppTap& tap, TapBatch& batch, const OutputAUContext& context, std::int64_t n) noexcept {
   trimIfAsked(tap, n);
+  if (context.isInterrupted) tap.backlogWatch.noteInterruption();
   float* block = batch.nextBlock();
-  if (!pull(tap, block, n)) return false;
+  if (!pull(tap, block, n, context.sampleRate)) return false;
   runPlugins(tap.pluginChain.load(), block, n);
   const float volume = tap.volume;
   batch.add(tap, volume, tapCeiling(tap, volume), std::min(volume, 1.0f));
@@ -102,7 +109,7 @@ bool mixBatch(const TapList& taps, std::size_t& next, OutputAUContext& context, 
   for (; next < taps.size() && !batch.isFull(); ++next) {
     SingleAppTap& tap = *taps[next];
     if (!holds[count].emplace(tap.claim)) continue;
-    if (enter(tap, batch, n)) members[count++] = &tap;
+    if (enter(tap, batch, context, n)) members[count++] = &tap;
   }
   batch.equaliseAndBoost();
   const bool isLast = next == taps.size();
@@ -207,6 +214,7 @@ OSStatus renderBus(void* refcon, const AudioTimeStamp& time, std::uint32_t frame
   const RenderReader::Block block(*context.reader);
   const bool isRetired = context.retired;
   if (!isRetired) context.lastRenderHostTime = time.hostTime;
+  context.isInterrupted = context.cycles.isInterrupted(time.hostTime, frames, context.sampleRate);
   const BusTapLists* lists = context.state->activeTapsByBus.load();
   for (AudioBuffer& buffer : buffers) {
     if (!buffer.data) break;

@@ -5,6 +5,7 @@
 
 #include "audio/device/OutputUnit.h"
 #include "base/RenderReader.h"
+#include "dsp/CycleWatch.h"
 #include "dsp/RenderSteps.h"
 #include "routing/BusRenderState.h"
 
@@ -21,6 +22,8 @@ struct OutputAUContext {
   double sampleRate = 48000.0;                    // Hz
   RTScalar<bool> retired{false};                  // its unit waits for disposal: no sound, no reading
   RTScalar<std::uint64_t> lastRenderHostTime{0};  // ns; 0: not rendered yet
+  CycleWatch cycles;                              // the render
+  bool isInterrupted = false;                     // the render: this cycle does not follow the one before
   std::shared_ptr<RenderReader> reader = std::make_shared<RenderReader>();
 };
 

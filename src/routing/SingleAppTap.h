@@ -11,6 +11,7 @@
 #include "base/Published.h"
 #include "base/RTScalar.h"
 #include "base/RenderClaim.h"
+#include "dsp/BacklogWatch.h"
 #include "dsp/RenderFlags.h"
 #include "dsp/Ring.h"
 #include "dsp/RingLedger.h"
@@ -66,6 +67,7 @@ struct SingleAppTap : TapEffects {
   RingProbe ringProbe;
   RingProbe monitorProbe;
   RingLedger ledger;
+  BacklogWatch backlogWatch;
 
   // 48,000 samples of interleaved stereo.
   float* ringBuffer() noexcept { return ring_.get(); }

@@ -215,6 +215,8 @@ void TapLifecycle::moveTap(ProcessID pid, int bus) {
   publish();
   outputs_.reconcile(before);
   outputs_.reconcile(bus);
+  // The two buses read at different moments.
+  found->second->trimKeepSamples = 0;
   if (tapsDidChange) tapsDidChange();
 }
 

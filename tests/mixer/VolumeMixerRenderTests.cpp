@@ -51,7 +51,7 @@ class VolumeMixerRenderTest : public testing::Test {
   std::vector<float> render(std::size_t frames) {
     std::vector<float> out(2 * frames, 7.0f);
     AudioBuffer buffer{2, std::uint32_t(out.size() * 4), out.data()};
-    EXPECT_EQ(renderVolumeMixer(&context, {}, std::uint32_t(frames), {&buffer, 1}), noErr);
+    EXPECT_EQ(renderVolumeMixer(&context, {0, hostTime}, std::uint32_t(frames), {&buffer, 1}), noErr);
     return out;
   }
 
@@ -59,6 +59,7 @@ class VolumeMixerRenderTest : public testing::Test {
   VirtualRuntime runtime{1};
   RenderRetirement retirement{runtime};
   StoppedClock clock;
+  std::uint64_t hostTime = 0;  // ns
   RenderFlags flags;
   VolumeMixerOutputContext context{flags, clock, 48000, nullptr};
   std::vector<std::shared_ptr<VolumeMixerTap>> taps;
@@ -124,6 +125,25 @@ TEST_F(VolumeMixerRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
 }
 
 // At 100 % without output equaliser nothing touches the sum, however loud.
+TEST_F(VolumeMixerRenderTest, WhatMissedCyclesLeaveInTheRingIsDroppedWithinTwoSeconds) {
+  const auto tap = addTap();
+  const auto runFor = [&](double seconds) {
+    for (int cycle = 0; cycle < int(seconds * 100); ++cycle) {
+      hostTime += 10'000'000;
+      capture(*tap, std::vector<float>(960));
+      render(480);
+    }
+  };
+  runFor(2);
+  hostTime += 100'000'000;
+  capture(*tap, std::vector<float>(9600));
+  runFor(0.5);
+  EXPECT_EQ(tap->available(), 9600);
+  runFor(1.5);
+  EXPECT_EQ(tap->available(), kTrimReserveSamples);
+  EXPECT_EQ(tap->ledger.skipped, 9600 - kTrimReserveSamples);
+}
+
 TEST_F(VolumeMixerRenderTest, TheMasterLimiterRunsOnlyAboveAHundredPercentOrBehindTheEqualiser) {
   addTap();
   addTap();

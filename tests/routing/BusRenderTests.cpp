@@ -87,8 +87,16 @@ class BusRenderTest : public testing::Test {
   std::vector<float> render(std::uint32_t frames) {
     std::vector<float> out(2 * std::size_t(frames), 7.0f);
     AudioBuffer buffer{2, std::uint32_t(out.size() * 4), out.data()};
-    EXPECT_EQ(renderBus(&context, {}, frames, {&buffer, 1}), noErr);
+    EXPECT_EQ(renderBus(&context, {0, hostTime}, frames, {&buffer, 1}), noErr);
     return out;
+  }
+  // Cycles of 10 ms, one after the other; each brings a block to the ring and takes one.
+  void runFor(SingleAppTap& tap, double seconds) {
+    for (int cycle = 0; cycle < int(seconds * 100); ++cycle) {
+      hostTime += 10'000'000;
+      feed(tap, std::vector<float>(960));
+      render(480);
+    }
   }
   static std::shared_ptr<PluginChainSnapshot> chain(std::vector<std::shared_ptr<Effect>> effects) {
     auto snapshot = std::make_shared<PluginChainSnapshot>();
@@ -105,6 +113,7 @@ class BusRenderTest : public testing::Test {
   StoppedClock clock;
   RenderFlags flags;
   MicSend mic;
+  std::uint64_t hostTime = 0;  // ns
   std::shared_ptr<BusRenderState> state = std::make_shared<BusRenderState>(flags, mic);
   OutputAUContext context{state, 2, 48000};
   std::vector<std::shared_ptr<SingleAppTap>> taps;
@@ -287,6 +296,27 @@ TEST_F(BusRenderTest, ATapThatWasNeverReadBeginsAtItsNewestBlock) {
   feed(*tap, noise(5000));
   render(64);
   EXPECT_EQ(tap->available(), 5000 - 128) << "only once";
+}
+
+TEST_F(BusRenderTest, WhatMissedCyclesLeaveInTheRingIsDroppedWithinTwoSeconds) {
+  const auto tap = addTap();
+  runFor(*tap, 2);
+  feed(*tap, std::vector<float>(9600));  // so much drift: nothing was missed
+  runFor(*tap, 5);
+  EXPECT_EQ(tap->available(), 9600);
+  hostTime += 100'000'000;
+  feed(*tap, std::vector<float>(9600));
+  runFor(*tap, 0.5);
+  EXPECT_EQ(tap->available(), 19200) << "not before it has shown that nobody needs it";
+  runFor(*tap, 1.5);
+  EXPECT_EQ(tap->available(), kTrimReserveSamples);
+  EXPECT_EQ(tap->ledger.skipped, 19200 - kTrimReserveSamples);
+
+  // A path that missed one cycle keeps the quantum that it may need again.
+  render(480);
+  feed(*tap, std::vector<float>(960 + 960 - kTrimReserveSamples));
+  runFor(*tap, 3);
+  EXPECT_GE(tap->available(), 960);
 }
 
 TEST_F(BusRenderTest, BlocksThatAreTooLongOrOfRetiredUnitsStaySilentAndReadNothing) {

@@ -264,6 +264,12 @@ TEST_F(TapLifecycleTest, AMoveOfBusTakesTheSoundAlongAndStopsTheEmptyBus) {
   world->engine->setBus("music", 2);
   ASSERT_TRUE(world->engine->setRouted("music", true));
   world->wait(0.3);
+  // Into a bus that runs already, with a backlog that its unit would not cut by itself.
+  world->engine->setMicSend(9, 0.5f);
+  world->wait(0.1);
+  const auto tap = world->engine->tapOf("music");
+  const float late[4000] = {};
+  ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, late, 4000);
   EXPECT_TRUE(world->engine->setBus("music", 9));
   EXPECT_FALSE(world->engine->setBus("music", 1));
   EXPECT_FALSE(world->engine->setBus("music", 10));
@@ -271,6 +277,7 @@ TEST_F(TapLifecycleTest, AMoveOfBusTakesTheSoundAlongAndStopsTheEmptyBus) {
   const auto track8 = world->host().readInput("ToneFerry_UID_Track_8");
   world->wait(0.3);
   EXPECT_GT(track8->takePeak(), 0.4f);
+  EXPECT_LE(tap->ringProbe.lastBacklog, 1024 + kTrimReserveSamples);
   EXPECT_REALTIME_SAFE(guard);
 }
 
