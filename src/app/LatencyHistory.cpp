@@ -3,10 +3,13 @@
 #include <string_view>
 
 #include "base/AtomicFile.h"
+#include "base/FileLock.h"
 
 namespace sonmere {
 
 namespace {
+
+constexpr Duration kLockWait = std::chrono::seconds(2);
 
 std::vector<std::string> linesOf(std::string_view text) {
   std::vector<std::string> lines;
@@ -20,6 +23,8 @@ std::vector<std::string> linesOf(std::string_view text) {
 
 void appendLine(const std::string& folder, const std::string& path, std::string line) {
   if (!createFolders(folder)) return;
+  // Of two programs each would take away the other's line.
+  const auto lock = FileLock::take(path + ".lock", kLockWait);
   const auto stored = readWholeFile(path);
   // A file that is there and can't be read stays as it is.
   if (!stored && stored.error().code != ENOENT) return;

@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cmath>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "audio/device/BusTable.h"
 #include "cli/Text.h"
@@ -34,11 +33,6 @@ std::vector<std::string> splitText(const std::string& text, char separator) {
     if (at == std::string::npos) return parts;
     from = at + 1;
   }
-}
-
-bool isUTF8(const std::string& text) {
-  const auto bytes = nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::ignore);
-  return nlohmann::json::parse(bytes).get_ref<const std::string&>() == text;
 }
 
 Outcome<ArgumentPair> splitPair(const char* option, const std::string& text, const char* form) {

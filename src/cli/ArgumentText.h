@@ -19,9 +19,6 @@ std::optional<double> readNumber(std::string_view text);
 
 std::vector<std::string> splitText(const std::string& text, char separator);
 
-// Whether JSON and the log can carry the text.
-bool isUTF8(const std::string& text);
-
 // "ID=VALUE", neither of them empty. `form` says what was expected.
 struct ArgumentPair {
   std::string id;

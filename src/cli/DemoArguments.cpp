@@ -10,6 +10,7 @@
 #include "app/DemoPieces.h"
 #include "app/EmbeddedPlatform.h"
 #include "audio/device/BusTable.h"
+#include "base/UTF8.h"
 #include "cli/ArgumentText.h"
 #include "cli/EqualiserText.h"
 #include "routing/FamilyRules.h"

@@ -190,17 +190,16 @@ int runRecordingsRename(const RecordingsArguments& arguments) {
     if (!place) return work.fail(place.error());
     path = (fs::path(place->folder) / path).string();
   }
-  const auto renamed = renameRecording(path, arguments.name, !arguments.dropStamp);
+  // Edits of a session know its files by their names.
+  const auto renamed = SessionEditsSidecar(work.log()).renameFile(path, [&] {
+    return renameRecording(path, arguments.name, !arguments.dropStamp);
+  });
   if (!renamed) {
     const Error& error = renamed.error();
     const bool isInput =
         error.domain == kRecordingRenameDomain || error.code == ENOENT || error.code == ENOTDIR;
     return isInput ? work.badInput(error) : work.fail(error);
   }
-  // Edits of a session know its files by their names.
-  SessionEditsSidecar(work.log())
-      .fileWasRenamed(fs::path(path).filename().string(), fs::path(*renamed).filename().string(),
-                      fs::path(path).parent_path());
   printPath(arguments, "Renamed to", *renamed);
   return kExitSuccess;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 
+#include "base/UTF8.h"
 #include "cli/ArgumentText.h"
 
 namespace sonmere {

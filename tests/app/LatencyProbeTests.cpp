@@ -6,7 +6,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "app/LatencyHistory.h"
 #include "base/AtomicFile.h"
+#include "base/LiveRuntime.h"
 #include "base/VirtualRuntime.h"
 #include "support/TemporaryFolder.h"
 
@@ -169,6 +171,16 @@ TEST_F(LatencyProbeTest, SourcesComeInOrderAndCanLeave) {
   EXPECT_LT(both.find("  route:a"), both.find("  volume"));
   probe.removeSource(source);
   EXPECT_EQ(probe.report().find("  route:a"), std::string::npos);
+}
+
+TEST_F(LatencyProbeTest, TwoProgramsKeepEachOthersLines) {
+  constexpr int kEach = 40;
+  const std::string shared = (folder / "shared").string();
+  LiveRuntime first, second;
+  LatencyHistory one(first, shared), other(second, shared);
+  for (int i = 0; i < kEach; ++i)
+    for (LatencyHistory* history : {&one, &other}) history->append({});
+  EXPECT_TRUE(first.waitUntil([&] { return one.entries().size() == 2u * kEach; }, fromSeconds(30)));
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "base/UTF8.h"
+
 namespace sonmere::SessionEditsCodec {
 
 namespace {
@@ -23,7 +25,7 @@ struct Unfit {
 };
 
 // Notices what the library lets pass: keys that stand twice, and nesting that would exhaust the stack of
-// whoever walks it.
+// whoever walks it. Stops at the latter.
 class DocumentCheck {
  public:
   bool operator()(int depth, JSON::parse_event_t event, JSON& parsed) {
@@ -34,10 +36,10 @@ class DocumentCheck {
       hasDuplicate_ |= !keys_.back().insert(parsed.get_ref<const std::string&>()).second;
     return !isTooDeep_;
   }
-  void requireSound() const {
+  void requireFlat() const {
     if (isTooDeep_) throw Unfit{"it is nested too deeply"};
-    if (hasDuplicate_) throw Unfit{"a key stands twice in one object"};
   }
+  bool hasDuplicate() const { return hasDuplicate_; }
 
  private:
   std::vector<std::set<std::string>> keys_;
@@ -51,10 +53,10 @@ JSON parse(std::string_view text) {
   try {
     document = JSON::parse(text, std::ref(check));
   } catch (const JSON::exception&) {
-    check.requireSound();  // the better reason
+    check.requireFlat();  // the better reason
     throw;
   }
-  check.requireSound();
+  check.requireFlat();
   if (!document.is_object()) throw Unfit{"it is not an object"};
   return document;
 }
@@ -117,10 +119,37 @@ PersistedTrackEdits decodeTrack(const JSON& track) {
   return edits;
 }
 
+constexpr std::string_view kBytesPrefix = "/bytes/";
+
+std::string keyOf(const std::string& fileName) {
+  if (isUTF8(fileName)) return fileName;
+  std::string key(kBytesPrefix);
+  for (const char c : fileName) {
+    const auto byte = static_cast<unsigned char>(c);
+    key += byte < 0x80 && c != '%' ? std::string(1, c) : fmt::format("%{:02X}", byte);
+  }
+  return key;
+}
+
+// A key that `keyOf` does not make is no name of ours, and stands for itself.
+std::string fileNameOf(const std::string& key) {
+  if (!key.starts_with(kBytesPrefix)) return key;
+  std::string name;
+  for (std::size_t at = kBytesPrefix.size(); at < key.size(); ++at) {
+    unsigned byte = 0;
+    const char* const digits = key.data() + at + 1;
+    const bool isByte = key[at] == '%' && at + 2 < key.size() &&
+                        std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
+    name += isByte ? char(byte) : key[at];
+    if (isByte) at += 2;
+  }
+  return keyOf(name) == key ? name : key;
+}
+
 std::vector<std::string> decodeNames(const JSON& list) {
   if (!list.is_array()) refuse("addedTracks", "a list of file names for each session");
   std::vector<std::string> names;
-  for (const JSON& each : list) names.push_back(text(each, "addedTracks"));
+  for (const JSON& each : list) names.push_back(fileNameOf(text(each, "addedTracks")));
   return names;
 }
 
@@ -137,7 +166,7 @@ PersistedSessionEdits decodeDocument(const JSON& document) {
     edits.sessionTimestamp = text(*stamp, "sessionTimestamp");
   if (const JSON* tracks = find(document, "tracks"))
     for (const auto& [name, track] : object(*tracks, "tracks").items())
-      edits.tracks[name] = decodeTrack(object(track, name.c_str()));
+      edits.tracks[fileNameOf(name)] = decodeTrack(object(track, name.c_str()));
   if (const JSON* added = find(document, "addedTracks"))
     for (const auto& [stamp, names] : object(*added, "addedTracks").items())
       edits.addedTracks[stamp] = decodeNames(names);
@@ -180,10 +209,8 @@ void encodeAddedTracks(const std::map<std::string, std::vector<std::string>>& ad
   JSON& lists = document["addedTracks"];
   if (lists.is_null()) lists = JSON::object();
   for (const auto& [stamp, names] : addedTracks) {
-    if (names.empty())
-      lists.erase(stamp);
-    else
-      lists[stamp] = names;
+    lists.erase(stamp);
+    for (const std::string& name : names) lists[stamp].push_back(keyOf(name));
   }
   if (lists.empty()) document.erase("addedTracks");
 }
@@ -213,7 +240,7 @@ bool renameAdded(JSON& lists, const std::string& from, const std::string& to) {
   return isChanged;
 }
 
-// A name that is not UTF-8 can't stand in JSON as it is.
+// No text in it is anything but UTF-8.
 std::string text(const JSON& document) {
   return document.dump(2, ' ', false, JSON::error_handler_t::replace) + "\n";
 }
@@ -234,14 +261,23 @@ Outcome<PersistedSessionEdits> decode(std::string_view json) {
   }
 }
 
+bool hasNoKeyTwice(std::string_view json) {
+  DocumentCheck check;
+  const JSON parsed = JSON::parse(json, std::ref(check), false);
+  return !parsed.is_discarded() && !check.hasDuplicate();
+}
+
+bool keepsAll(std::string_view json) { return decode(json) && hasNoKeyTwice(json); }
+
 std::string encode(const PersistedSessionEdits& edits, std::string_view previous,
                    const std::function<bool(const std::string&)>& exists) {
   JSON document = documentToKeep(previous);
   JSON tracks = document.value("tracks", JSON()).is_object() ? document["tracks"] : JSON::object();
-  for (auto track = tracks.begin(); track != tracks.end();)
-    track =
-        edits.tracks.contains(track.key()) || exists(track.key()) ? std::next(track) : tracks.erase(track);
-  for (const auto& [name, track] : edits.tracks) encodeTrack(track, tracks[name]);
+  for (auto track = tracks.begin(); track != tracks.end();) {
+    const std::string name = fileNameOf(track.key());
+    track = edits.tracks.contains(name) || exists(name) ? std::next(track) : tracks.erase(track);
+  }
+  for (const auto& [name, track] : edits.tracks) encodeTrack(track, tracks[keyOf(name)]);
   document["schemaVersion"] = PersistedSessionEdits::kSchemaVersion;
   document["sessionTimestamp"] = edits.sessionTimestamp;
   document["tracks"] = std::move(tracks);
@@ -254,8 +290,10 @@ std::optional<std::string> withFileRenamed(std::string_view json, const std::str
   if (from == to || !decode(json)) return std::nullopt;
   JSON document = parse(json);
   bool isChanged = false;
-  if (JSON& tracks = document["tracks"]; tracks.is_object()) isChanged |= renameTrack(tracks, from, to);
-  if (document.contains("addedTracks")) isChanged |= renameAdded(document["addedTracks"], from, to);
+  if (JSON& tracks = document["tracks"]; tracks.is_object())
+    isChanged |= renameTrack(tracks, keyOf(from), keyOf(to));
+  if (document.contains("addedTracks"))
+    isChanged |= renameAdded(document["addedTracks"], keyOf(from), keyOf(to));
   return isChanged ? std::optional(text(document)) : std::nullopt;
 }
 

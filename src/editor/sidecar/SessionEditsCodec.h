@@ -11,15 +11,20 @@
 
 namespace sonmere {
 
-// The JSON of a session's edits. Threads: any but a render thread.
+// The JSON of a session's edits. Names of files are bytes, and JSON is UTF-8: one that is none stands as
+// "/bytes/" and its bytes, those beyond ASCII and "%" as "%" and two hexadecimal digits. No name of a file
+// has a "/" in it. Threads: any but a render thread.
 namespace SessionEditsCodec {
 
 // Of the error for a document of a later version than ours; its code is that version.
 inline constexpr const char* kNewerSchemaDomain = "SessionEditsCodec.newerSchema";
 
 // Anything that is not exactly such a document is an error: other types, numbers out of their type's range,
-// keys that stand twice, nesting deeper than 32. Unknown keys are passed over.
+// nesting deeper than 32. Unknown keys are passed over; of a key that stands twice the last counts.
 Outcome<PersistedSessionEdits> decode(std::string_view json);
+bool hasNoKeyTwice(std::string_view json);
+// Whether `encode` loses nothing of this document as its previous one.
+bool keepsAll(std::string_view json);
 
 // Pretty-printed with sorted keys. Keys of `previous`, the document that stands there now, that this program
 // does not know are kept, in the document and in its tracks, and so are the entries of other tracks for which

@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
+
 #include "base/AtomicFile.h"
+#include "base/FileLock.h"
 #include "editor/sidecar/SessionEditsCodec.h"
 
 namespace sonmere {
@@ -11,8 +14,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Sixteen tracks are some kilobytes.
-constexpr std::uintmax_t kLargestFile = 4 << 20;
+// Sixteen tracks are some kilobytes; a folder may hold thousands of sessions.
+constexpr std::uintmax_t kLargestFile = 64 << 20;
+// What holds the lock for longer has stopped.
+constexpr Duration kLockWait = std::chrono::seconds(5);
 
 std::unexpected<Error> failure(const fs::path& path, const char* why) {
   return std::unexpected(Error{"SessionEditsSidecar", 1, fmt::format("{}: {}", path.string(), why)});
@@ -34,6 +39,26 @@ bool isThere(const fs::path& path) {
   return fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
 }
 
+// Where files can't be locked the work goes on without.
+Outcome<std::optional<FileLock>> lock(const fs::path& sidecar) {
+  auto lock = FileLock::take(sidecar.string() + ".lock", kLockWait);
+  if (lock) return std::move(*lock);
+  if (lock.error().code == ETIMEDOUT) return std::unexpected(lock.error());
+  return std::nullopt;
+}
+
+// As "{name}.bad", or with a number behind it.
+Outcome<fs::path> keepCopy(const fs::path& path) {
+  const std::string first = path.string() + ".bad";
+  fs::path kept = first;
+  for (int number = 1; isThere(kept); ++number) kept = fmt::format("{}.{}", first, number);
+  std::error_code error;
+  fs::create_hard_link(path, kept, error);
+  if (error) fs::rename(path, kept, error);
+  if (error) return std::unexpected(posixError(error.value(), "could not keep " + path.string()));
+  return kept;
+}
+
 }  // namespace
 
 bool isPlainFileName(const std::string& name) {
@@ -44,9 +69,13 @@ bool isPlainFileName(const std::string& name) {
 std::optional<PersistedSessionEdits> SessionEditsSidecar::load(const fs::path& sessionFolder) const {
   const fs::path path = sessionFolder / kFileName;
   sweepStaleTemporaries(sessionFolder, kFileName);
-  if (!isThere(path)) return std::nullopt;
-  const auto json = read(path);
+  return isThere(path) ? decode(read(path)) : std::nullopt;
+}
+
+std::optional<PersistedSessionEdits> SessionEditsSidecar::decode(const Outcome<std::string>& json) const {
   auto edits = json ? SessionEditsCodec::decode(*json) : std::unexpected(json.error());
+  if (edits && !SessionEditsCodec::hasNoKeyTwice(*json))
+    log_.info("SessionEditsSidecar: a key stands twice; what stands last counts");
   if (edits) return std::move(*edits);
   if (edits.error().domain == SessionEditsCodec::kNewerSchemaDomain)
     log_.info(fmt::format("SessionEditsSidecar: ignoring newer schema v{}", edits.error().code));
@@ -57,27 +86,51 @@ std::optional<PersistedSessionEdits> SessionEditsSidecar::load(const fs::path& s
 
 void SessionEditsSidecar::save(const PersistedSessionEdits& edits, const fs::path& sessionFolder) const {
   const fs::path path = sessionFolder / kFileName;
-  std::error_code ignored;
-  if (fs::is_symlink(fs::symlink_status(path, ignored)))
-    return log_.error(
-        fmt::format("SessionEditsSidecar: write failed: {}: it is a symbolic link", path.string()));
-  const std::string json =
-      SessionEditsCodec::encode(edits, read(path).value_or(""), [&](const std::string& fileName) {
-        return isPlainFileName(fileName) && isThere(sessionFolder / fileName);
-      });
-  write(json, path);
+  const auto locked = lock(path);
+  const auto saved = locked ? saveUnlocked(edits, path) : std::unexpected(locked.error());
+  if (!saved) log_.error("SessionEditsSidecar: write failed: " + saved.error().description);
 }
 
-void SessionEditsSidecar::fileWasRenamed(const std::string& from, const std::string& to,
-                                         const fs::path& sessionFolder) const {
+Outcome<void> SessionEditsSidecar::change(const fs::path& sessionFolder, const Change& change) const {
   const fs::path path = sessionFolder / kFileName;
-  if (const auto json = SessionEditsCodec::withFileRenamed(read(path).value_or(""), from, to))
-    write(*json, path);
+  const auto locked = lock(path);
+  if (!locked) return std::unexpected(locked.error());
+  PersistedSessionEdits edits = load(sessionFolder).value_or(PersistedSessionEdits{});
+  if (auto changed = change(edits); !changed) return changed;
+  return saveUnlocked(edits, path);
 }
 
-void SessionEditsSidecar::write(const std::string& json, const fs::path& path) const {
-  if (const auto written = writeFileAtomically(path, json); !written)
-    log_.error("SessionEditsSidecar: write failed: " + written.error().description);
+Outcome<std::string> SessionEditsSidecar::renameFile(
+    const fs::path& file, const std::function<Outcome<std::string>()>& rename) const {
+  const fs::path path = file.parent_path() / kFileName;
+  const auto locked = lock(path);
+  if (!locked) return std::unexpected(locked.error());
+  auto renamed = rename();
+  if (!renamed) return renamed;
+  const auto json = SessionEditsCodec::withFileRenamed(read(path).value_or(""), file.filename().string(),
+                                                       fs::path(*renamed).filename().string());
+  const auto written = json ? writeFileAtomically(path, *json) : Outcome<void>();
+  if (!written) log_.error("SessionEditsSidecar: write failed: " + written.error().description);
+  return renamed;
+}
+
+// What stands there and can't be read in full would be lost.
+Outcome<void> SessionEditsSidecar::saveUnlocked(const PersistedSessionEdits& edits,
+                                                const fs::path& path) const {
+  std::error_code ignored;
+  if (fs::is_symlink(fs::symlink_status(path, ignored))) return failure(path, "it is a symbolic link");
+  const auto previous = read(path);
+  const std::string known = previous.value_or("");
+  const bool isKept = previous && (known.empty() || SessionEditsCodec::keepsAll(known));
+  if (!isKept && isThere(path)) {
+    const auto copy = keepCopy(path);
+    if (!copy) return std::unexpected(copy.error());
+    log_.info(fmt::format("SessionEditsSidecar: what could not be read was kept as {}", copy->string()));
+  }
+  const std::string json = SessionEditsCodec::encode(edits, known, [&](const std::string& fileName) {
+    return isPlainFileName(fileName) && isThere(path.parent_path() / fileName);
+  });
+  return writeFileAtomically(path, json);
 }
 
 }  // namespace sonmere
