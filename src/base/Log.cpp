@@ -3,6 +3,8 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
+#include "base/PrintableText.h"
+
 namespace sonmere {
 
 void Log::addSink(Sink sink) {
@@ -11,8 +13,9 @@ void Log::addSink(Sink sink) {
 }
 
 void Log::write(LogLevel level, const std::string& line) {
+  const std::string text = printable(line);
   const std::lock_guard lock(mutex_);
-  for (const Sink& sink : sinks_) sink(level, line);
+  for (const Sink& sink : sinks_) sink(level, text);
 }
 
 Log::Sink Log::standardError(LogLevel level) {

@@ -10,7 +10,8 @@ namespace sonmere {
 
 enum class LogLevel { debug, info, warning, error };
 
-// The program's log. Lines go to every sink in one order. Threads: any but a render thread.
+// The program's log. Lines go to every sink in one order, without what a terminal would obey. Threads: any
+// but a render thread.
 class Log {
  public:
   using Sink = std::function<void(LogLevel, const std::string&)>;

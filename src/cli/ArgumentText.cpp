@@ -14,7 +14,7 @@
 namespace sonmere {
 
 std::unexpected<Error> badArgument(std::string text) {
-  return std::unexpected(Error{"Arguments", 2, printable(std::move(text))});
+  return std::unexpected(Error{"Arguments", 2, std::move(text)});
 }
 
 std::optional<double> readNumber(std::string_view text) {

@@ -1,7 +1,10 @@
 #include "cli/CommandLine.h"
 #include "app/ProgramVersion.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <exception>
@@ -9,6 +12,9 @@
 
 #include "base/Error.h"
 #include "cli/CommandTree.h"
+#include "cli/Completion.h"
+#include "cli/CompletionScripts.h"
+#include "cli/CompletionSources.h"
 #include "cli/DemoCommand.h"
 #include "cli/EditorCommands.h"
 #include "cli/ExitStatus.h"
@@ -16,6 +22,7 @@
 #include "cli/RemoteCommands.h"
 #include "cli/RunCommand.h"
 #include "cli/SettingsCommand.h"
+#include "cli/Tell.h"
 
 namespace sonmere {
 
@@ -43,10 +50,10 @@ void addDemo(CLI::App& app, Arguments& arguments) {
       ->allow_extra_args(false);
   demo->add_option("--route", d.routes,
                    "The bus of an app: 0 the bridge, 2 to 9 Track 1 to 8, off (default: a Track of its own)")
-      ->type_name("ID=BUS")
+      ->type_name("ID=BUS|off")
       ->allow_extra_args(false);
   demo->add_option("--volume", d.volumes, "Linear volume, 0 to 4; above 1 the app is limited")
-      ->type_name("ID=GAIN")
+      ->type_name("ID=VOLUME")
       ->allow_extra_args(false);
   demo->add_option("--eq", d.equalisers, "Equaliser: any of hp:HZ, bell:HZ:DB:Q, lp:HZ, with commas between")
       ->type_name("ID=SECTIONS")
@@ -57,7 +64,7 @@ void addDemo(CLI::App& app, Arguments& arguments) {
   demo->add_option("--seconds", d.seconds, "How long to play (default: 20)")->type_name("N");
   demo->add_option("--out", d.folder, "Folder of the recordings (default: sonmere-demo)")->type_name("DIR");
   demo->add_option("--depth", d.depth, "Sample format: int16, int24 or float32 (default: int16)")
-      ->type_name("DEPTH");
+      ->type_name("int16|int24|float32");
   demo->add_option("--seed", d.seed, "Repeats a run in virtual time bit by bit")->type_name("N");
   demo->add_flag("--live", d.live, "In real time, with a thread per device");
   demo->add_flag("--json", d.json, "Print one JSON object");
@@ -71,14 +78,14 @@ void addRun(CLI::App& app, Arguments& arguments) {
   CLI::App* run = app.add_subcommand("run", "Run the application in the foreground, without a window");
   RunArguments& r = arguments.foreground;
   run->add_option("--platform", r.platform, "The audio server: auto, pipewire or simulated (default: auto)")
-      ->type_name("WHICH");
+      ->type_name("auto|pipewire|simulated");
   run->add_flag("--demo-apps", r.demoApps, "Three apps that play over and over, on the embedded server");
   run->add_option("--route", r.routes,
                   "The bus of an app, now or when it appears: 0 the bridge, 2 to 9 Track 1 to 8, off")
-      ->type_name("ID=BUS")
+      ->type_name("ID=BUS|off")
       ->allow_extra_args(false);
   run->add_option("--volume", r.volumes, "Linear volume of an app, 0 to 4")
-      ->type_name("ID=GAIN")
+      ->type_name("ID=VOLUME")
       ->allow_extra_args(false);
   run->add_option("--record", r.records, "Record a bus from its first app on")
       ->type_name("BUS")
@@ -118,34 +125,37 @@ void addSettings(CLI::App& app, Arguments& arguments) {
 void addCompletion(CLI::App& app, Arguments& arguments) {
   CLI::App* completion =
       app.add_subcommand("completion", "Print a script that completes commands in a shell");
-  completion->add_option("SHELL", arguments.shell, "bash or zsh")
+  completion->add_option("bash|zsh|fish", arguments.shell, "The shell")
       ->required()
-      ->check(CLI::IsMember({"bash", "zsh"}));
-  completion->callback([&app, &arguments] {
+      ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+  completion->callback([&arguments] {
     arguments.run = [&] {
-      const CommandTree tree = commandTree(app);
-      std::printf("%s", (arguments.shell == "zsh" ? zshCompletion(tree) : bashCompletion(tree)).c_str());
+      fmt::print("{}", completionScript(arguments.shell));
       return int(kExitSuccess);
     };
   });
   CLI::App* manual = app.add_subcommand("man", "Print the manual page")->group("");
   manual->callback([&app, &arguments] {
     arguments.run = [&app] {
-      std::printf("%s", manualPage(commandTree(app), kVersion).c_str());
+      fmt::print("{}", manualPage(commandTree(app), kVersion));
       return int(kExitSuccess);
     };
   });
 }
 
+int fail(const std::string& text) { return tell("", kExitFailure, text); }
+
+// The parser's own texts have line ends.
 std::string oneLine(std::string text) {
-  for (char& c : text)
-    if (c == '\n') c = ' ';
+  std::ranges::replace(text, '\n', ' ');
   return text;
 }
 
-int fail(const std::string& text) {
-  std::fprintf(stderr, "sonmere: %s\n", oneLine(text).c_str());
-  return kExitFailure;
+// What the completion scripts ask; behind the word come others that may look like options.
+int complete(const CLI::App& app, int argc, const char* const* argv) {
+  const std::vector<std::string> words(argv + 2, argv + argc);
+  fmt::print("{}", completionText(completeWords(commandTree(app), words, completionSource)));
+  return kExitSuccess;
 }
 
 int parseAndRun(int argc, const char* const* argv) {
@@ -161,13 +171,13 @@ int parseAndRun(int argc, const char* const* argv) {
   addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
   addCompletion(app, arguments);
+  if (argc > 1 && argv[1] == std::string_view("__complete")) return complete(app, argc, argv);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ParseError& error) {
-    std::fprintf(stderr, "sonmere: %s; see sonmere --help\n", oneLine(error.what()).c_str());
-    return kExitBadInput;
+    return tell("", kExitBadInput, oneLine(error.what()) + "; see sonmere --help");
   }
   if (arguments.run) return arguments.run();
   return runRunCommand({});

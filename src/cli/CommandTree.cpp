@@ -12,7 +12,10 @@ CommandTree::Option describe(const CLI::Option& option) {
   for (const std::string& name : option.get_lnames()) result.names.push_back("--" + name);
   result.isPositional = result.names.empty();
   if (result.isPositional) result.names.push_back(option.get_single_name());
-  if (option.get_expected_max() > 0) result.value = option.get_type_name();
+  if (option.get_expected_max() > 0)
+    result.value = result.isPositional ? result.names.front() : option.get_type_name();
+  result.isValueOptional = option.get_expected_min() == 0;
+  result.isRepeated = option.get_expected_max() > 1;
   result.help = option.get_description();
   result.isRequired = option.get_required();
   return result;

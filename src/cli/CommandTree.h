@@ -9,14 +9,18 @@ class App;
 
 namespace sonmere {
 
-// The commands as they are defined for the parser, for what is made of them: completions and the manual page.
+// The commands as they are defined for the parser, for what is made of them: completion and the manual page.
 struct CommandTree {
   struct Option {
     std::vector<std::string> names;  // "--json", "-v"; one bare name for a positional
-    std::string value;               // what it takes; empty: nothing
+    // What it takes: kinds in capitals, words that stand for themselves in small letters, with bars between
+    // ("BUS|off", "on|off"), or two of these as "ID=BUS|off". Of a positional it is the name. Empty: nothing.
+    std::string value;
     std::string help;
     bool isPositional = false;
     bool isRequired = false;
+    bool isValueOptional = false;
+    bool isRepeated = false;  // a positional that takes all words that follow
   };
   std::string name;
   std::string help;
@@ -26,9 +30,7 @@ struct CommandTree {
 
 CommandTree commandTree(const CLI::App& app);
 
-// Scripts that the shells load, and a page for man. Each ends with a line end.
-std::string bashCompletion(const CommandTree& tree);
-std::string zshCompletion(const CommandTree& tree);
+// A page for man. Ends with a line end.
 std::string manualPage(const CommandTree& tree, const std::string& version);
 
 }  // namespace sonmere

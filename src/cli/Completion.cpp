@@ -1,108 +1,160 @@
+#include "cli/Completion.h"
+
 #include <fmt/format.h>
 
-#include "cli/CommandTree.h"
+#include <algorithm>
+
+#include "base/PrintableText.h"
+#include "cli/ArgumentText.h"
 
 namespace sonmere {
 
 namespace {
 
-// Calls `visit` with the path of each command ("record start") and the command.
-template <class Visit>
-void walk(const CommandTree& tree, const std::string& path, Visit&& visit) {
-  visit(path, tree);
-  for (const CommandTree& command : tree.commands)
-    walk(command, path.empty() ? command.name : path + " " + command.name, visit);
+using Option = CommandTree::Option;
+using Candidate = CompletionReply::Candidate;
+
+bool isLiteral(const std::string& kind) {
+  return std::ranges::none_of(kind, [](char c) { return c >= 'A' && c <= 'Z'; });
 }
 
-// What can stand for a positional: shell code that prints the words, or nothing.
-std::string wordsOf(const CommandTree::Option& option) {
-  const std::string& name = option.names.front();
-  if (name == "ID") return "$(sonmere apps --ids 2>/dev/null)";
-  if (name == "BUS") return "0 2 3 4 5 6 7 8 9 off";
-  if (name == "SWITCH") return "on off toggle";
-  if (name == "SHELL") return "bash zsh";
-  return "";
-}
+// Where the words before the cursor lead.
+class Place {
+ public:
+  explicit Place(const CommandTree& tree) : command_(&tree) {}
 
-std::string bashWords(const CommandTree& command) {
-  std::string words;
-  for (const CommandTree& sub : command.commands) words += sub.name + " ";
-  for (const auto& option : command.options)
-    for (const std::string& name : option.names)
-      if (!option.isPositional) words += name + " ";
-  for (const auto& option : command.options)
-    if (option.isPositional) words += wordsOf(option) + " ";
-  return words;
-}
+  void take(const std::string& word) {
+    if (wantsValue()) {
+      option_ = nullptr;
+    } else if (word == "--" && !onlyPositionals_) {
+      onlyPositionals_ = true;
+    } else if (isOption(word)) {
+      takeOption(word);
+    } else if (!takeCommand(word)) {
+      option_ = nullptr;
+      ++positionals_;
+    }
+  }
 
-// A case for each command: the words before the cursor name it by steps, and `variable` keeps where they are.
-std::string pathCases(const CommandTree& tree, const char* variable) {
-  std::string cases;
-  walk(tree, "", [&](const std::string& path, const CommandTree&) {
-    if (path.empty()) return;
-    const auto cut = path.rfind(' ');
-    const std::string parent = cut == std::string::npos ? "" : path.substr(0, cut);
-    const std::string last = cut == std::string::npos ? path : path.substr(cut + 1);
-    cases += fmt::format("      \"{} {}\") {}=\"{}\" ;;\n", parent, last, variable, path);
-  });
-  return cases;
-}
+  const CommandTree& command() const { return *command_; }
+  // The option whose value comes next.
+  const Option* option() const { return option_; }
+  bool wantsValue() const { return option_ && !option_->isValueOptional; }
+  bool isOption(const std::string& word) const { return word.starts_with('-') && !onlyPositionals_; }
+  // Values such as -5% begin like an option.
+  bool takesOptions() const { return !onlyPositionals_; }
+  const Option* named(const std::string& name) const {
+    const auto found = std::ranges::find_if(command_->options, [&](const Option& o) {
+      return std::ranges::find(o.names, name) != o.names.end();
+    });
+    return found == command_->options.end() || found->isPositional ? nullptr : &*found;
+  }
+  const Option* positional() const {
+    std::size_t index = 0;
+    for (const Option& option : command_->options)
+      if (option.isPositional && (index++ == positionals_ || option.isRepeated)) return &option;
+    return nullptr;
+  }
+  bool takesCommand() const { return positionals_ == 0; }
 
-// In single quotes, for zsh's _describe, where a colon ends the word.
-std::string zshEntry(const std::string& word, const std::string& help) {
-  std::string text = word + ":" + help, quoted;
-  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return "'" + quoted + "'";
-}
+ private:
+  void takeOption(const std::string& word) {
+    const Option* const found = named(word);
+    option_ = found && !found->value.empty() ? found : nullptr;
+    // What is no option of the command is a value that begins like one.
+    if (!found && !named(word.substr(0, word.find('=')))) ++positionals_;
+  }
+  bool takeCommand(const std::string& word) {
+    const auto found = std::ranges::find(command_->commands, word, &CommandTree::name);
+    if (!takesCommand() || found == command_->commands.end()) return false;
+    command_ = &*found;
+    option_ = nullptr;
+    return true;
+  }
+
+  const CommandTree* command_;
+  const Option* option_ = nullptr;
+  std::size_t positionals_ = 0;
+  bool onlyPositionals_ = false;
+};
+
+class Completer {
+ public:
+  Completer(const std::string& word, const CompletionSource& source) : word_(word), source_(source) {}
+
+  // Whatever `value` allows, behind what of the word is settled already.
+  void addValue(const std::string& value, const std::string& settled = "") {
+    const auto pair = value.find('=');
+    if (pair == std::string::npos) return addKinds(value, settled);
+    const auto cut = word_.find('=', settled.size());
+    if (cut != std::string::npos) return addKinds(value.substr(pair + 1), word_.substr(0, cut + 1));
+    reply_.endsWord = false;
+    for (const Candidate& each : source_(value.substr(0, pair))) add({settled + each.word + "=", each.help});
+  }
+  void addCommands(const CommandTree& command) {
+    for (const CommandTree& each : command.commands) add({each.name, each.help});
+  }
+  void addOptions(const CommandTree& command) {
+    for (const Option& option : command.options)
+      for (const std::string& name : option.names)
+        if (!option.isPositional) add({name, option.help});
+  }
+  CompletionReply take() { return std::move(reply_); }
+
+ private:
+  void addKinds(const std::string& kinds, const std::string& settled) {
+    for (const std::string& kind : splitText(kinds, '|')) {
+      if (isLiteral(kind)) {
+        add({settled + kind, ""});
+      } else if (kind == "FILE" || kind == "PATH" || kind == "DIR") {
+        reply_.files = kind == "DIR" ? CompletionReply::Files::folders : CompletionReply::Files::any;
+        reply_.filesFrom = settled.size();
+      } else {
+        for (const Candidate& each : source_(kind)) add({settled + each.word, each.help});
+      }
+    }
+  }
+  // What a terminal can't show is not offered; neither is what can't be a word's text.
+  void add(Candidate candidate) {
+    if (!candidate.word.starts_with(word_) || candidate.word.empty()) return;
+    if (printable(candidate.word) != candidate.word) return;
+    candidate.help = printable(candidate.help);
+    reply_.candidates.push_back(std::move(candidate));
+  }
+
+  const std::string& word_;
+  const CompletionSource& source_;
+  CompletionReply reply_;
+};
 
 }  // namespace
 
-std::string bashCompletion(const CommandTree& tree) {
-  std::string out =
-      "# bash completion of sonmere; load it with: source <(sonmere completion bash)\n_sonmere() {\n";
-  out += "  local words=(\"${COMP_WORDS[@]}\") current=$COMP_CWORD cur=${COMP_WORDS[COMP_CWORD]}\n";
-  out += fmt::format(fmt::runtime(R"(  local path="" word
-  for word in "${{words[@]:1:$((current - 1))}}"; do
-    case "$path $word" in
-{}    esac
-  done
-  case "$path" in
-)"),
-                     pathCases(tree, "path"));
-  walk(tree, "", [&](const std::string& path, const CommandTree& command) {
-    out += fmt::format("    \"{}\") COMPREPLY=($(compgen -W \"{}\" -- \"$cur\")) ;;\n", path,
-                       bashWords(command));
-  });
-  return out + "  esac\n}\ncomplete -o default -F _sonmere sonmere\n";
+CompletionReply completeWords(const CommandTree& tree, const std::vector<std::string>& words,
+                              const CompletionSource& source) {
+  Place place(tree);
+  for (std::size_t i = 0; i + 1 < words.size(); ++i) place.take(words[i]);
+  const std::string word = words.empty() ? "" : words.back();
+  Completer completer(word, source);
+  const auto equals = word.find('=');
+  const Option* const joined =
+      equals != std::string::npos && place.isOption(word) ? place.named(word.substr(0, equals)) : nullptr;
+  if (place.option()) completer.addValue(place.option()->value);
+  if (joined) completer.addValue(joined->value, word.substr(0, equals + 1));
+  if (place.wantsValue() || joined) return completer.take();
+  if (place.takesCommand()) completer.addCommands(place.command());
+  if (const Option* positional = place.positional()) completer.addValue(positional->value);
+  if (place.takesOptions() && word.starts_with('-')) completer.addOptions(place.command());
+  return completer.take();
 }
 
-std::string zshCompletion(const CommandTree& tree) {
-  std::string out =
-      "#compdef sonmere\n# zsh completion of sonmere; load it with: source <(sonmere completion "
-      "zsh)\n_sonmere() {\n";
-  out += fmt::format(fmt::runtime(R"(  local path_="" word
-  local -a entries ids
-  for word in "${{(@)words[2,CURRENT-1]}}"; do
-    case "$path_ $word" in
-{}    esac
-  done
-  case "$path_" in
-)"),
-                     pathCases(tree, "path_"));
-  walk(tree, "", [&](const std::string& path, const CommandTree& command) {
-    out += fmt::format("    \"{}\") entries=(", path);
-    for (const CommandTree& sub : command.commands) out += zshEntry(sub.name, sub.help) + " ";
-    for (const auto& option : command.options)
-      for (const std::string& name : option.names)
-        if (!option.isPositional) out += zshEntry(name, option.help) + " ";
-    out += ")";
-    for (const auto& option : command.options)
-      if (option.isPositional && !wordsOf(option).empty()) out += fmt::format("; ids+=({})", wordsOf(option));
-    out += " ;;\n";
-  });
-  return out +
-         "  esac\n  (( $#entries )) && _describe 'sonmere' entries\n  (( $#ids )) && compadd -a ids\n  "
-         "_files\n}\ncompdef _sonmere sonmere\n";
+std::string completionText(const CompletionReply& reply) {
+  const char* const files = reply.files == CompletionReply::Files::none  ? "none"
+                            : reply.files == CompletionReply::Files::any ? "files"
+                                                                         : "folders";
+  std::string out = fmt::format("{} {} {}\n", files, reply.filesFrom, reply.endsWord ? "space" : "nospace");
+  for (const Candidate& each : reply.candidates)
+    out += each.help.empty() ? each.word + "\n" : each.word + "\t" + each.help + "\n";
+  return out;
 }
 
 }  // namespace sonmere

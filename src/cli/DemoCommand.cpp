@@ -12,6 +12,7 @@
 #include "base/VirtualRuntime.h"
 #include "cli/DemoPrinter.h"
 #include "cli/ExitStatus.h"
+#include "cli/Tell.h"
 
 namespace sonmere {
 
@@ -35,10 +36,7 @@ void clearProgress() {
   if (isatty(STDERR_FILENO)) fmt::print(stderr, "\r{:{}}\r", "", kBarWidth + 9);
 }
 
-int tell(int status, const std::string& text) {
-  fmt::print(stderr, "sonmere demo: {}\n", text);
-  return status;
-}
+int tell(int status, const std::string& text) { return sonmere::tell("demo", status, text); }
 
 int badInput(const Error& error) { return tell(kExitBadInput, error.description); }
 

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "cli/JSONOutput.h"
 #include "cli/Text.h"
 
 namespace sonmere {
@@ -22,7 +23,7 @@ void printDemoTable(const DemoReport& report) {
   fmt::print("{:<16} {:<10} {:>11} {:>7} {:>12} {:>9}\n", "app", "route", "level", "volume", "added delay",
              "underruns");
   for (const DemoReport::App& app : report.apps)
-    fmt::print("{:<16} {:<10} {:>8.1f} dB {:>5.0f} % {:>9.1f} ms {:>9}\n", app.id,
+    fmt::print("{:<16} {:<10} {:>8.1f} dB {:>5.0f} % {:>9.1f} ms {:>9}\n", printable(app.id),
                app.bus ? busName(*app.bus) : "-", app.peakLevelDb, app.volume * 100, app.addedDelayMs,
                app.underruns);
   fmt::print("\n{:<10} {:<12} {:>9} {:>10} {:>11}  {}\n", "bus", "format", "length", "frames", "peak",
@@ -30,8 +31,8 @@ void printDemoTable(const DemoReport& report) {
   for (const DemoReport::File& file : report.files)
     fmt::print("{:<10} {:<12} {:>7.2f} s {:>10} {:>11}  {}\n", busName(file.bus),
                file.format + " " + file.bitDepth, double(file.frames) / file.sampleRate, file.frames,
-               decibels(file.peak), file.path);
-  fmt::print("\n{}\n", report.latency);
+               decibels(file.peak), printable(file.path));
+  fmt::print("\n{}\n", printableLines(report.latency));
 }
 
 void printDemoJSON(const DemoReport& report) {
@@ -53,7 +54,7 @@ void printDemoJSON(const DemoReport& report) {
                      {"peak", shortest(file.peak)}});
   nlohmann::ordered_json all{{"apps", apps}, {"files", files}};
   if (report.problem) all["problem"] = *report.problem;
-  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  printJSON(all);
 }
 
 }  // namespace sonmere

@@ -8,6 +8,7 @@
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
+#include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
 #include "cli/UserSettings.h"
@@ -193,7 +194,7 @@ void Edit::print() const {
         {"seconds", seconds}};
     if (arguments_.save) all["format"] = name(format_);
     if (loudness_) all["loudness"] = loudnessJSON(*loudness_);
-    fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    printJSON(all);
     return;
   }
   if (arguments_.save)

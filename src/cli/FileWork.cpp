@@ -10,6 +10,7 @@
 
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
+#include "cli/Tell.h"
 #include "cli/Text.h"
 #include "editor/export/ExportDestination.h"
 #include "editor/export/MP3EncoderError.h"
@@ -74,9 +75,8 @@ bool FileWork::show(double fraction) {
 }
 
 int FileWork::tell(int status, const std::string& text) const {
-  const char* const clear = isatty(STDERR_FILENO) ? "\r\x1b[K" : "";
-  fmt::print(stderr, "{}sonmere {}: {}\n", clear, command_, printable(text));
-  return status;
+  if (isatty(STDERR_FILENO)) fmt::print(stderr, "\r\x1b[K");
+  return sonmere::tell(command_, status, text);
 }
 
 int FileWork::fail(const Error& error) {

@@ -10,6 +10,7 @@
 #include "audio/file/AudioFileReader.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
+#include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
 #include "editor/export/LoudnessMeter.h"
@@ -116,7 +117,7 @@ void printJSON(const FileFacts& facts, const Outcome<Loudness>& loudness) {
                  {"seconds", facts.seconds()},
                  {"bytes", facts.bytes},
                  {"loudness", loudness ? loudnessJSON(*loudness) : JSON(nullptr)}};
-  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  sonmere::printJSON(all);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
+#include "cli/JSONOutput.h"
 #include "cli/RecordingsPrinter.h"
 #include "cli/Text.h"
 #include "cli/UserLibrary.h"
@@ -117,7 +118,7 @@ void printPath(const RecordingsArguments& arguments, const char* what, const std
     return;
   }
   const nlohmann::ordered_json all{{"path", path}};
-  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  printJSON(all);
 }
 
 void printFolder(const RecordingsArguments& arguments, RecordingsLibrary& library) {
@@ -131,7 +132,7 @@ void printFolder(const RecordingsArguments& arguments, RecordingsLibrary& librar
                  {"chosen", chosen ? JSON(*chosen) : JSON(nullptr)},
                  {"default", library.defaultFolder()},
                  {"unavailable", *library.folderUnavailable}};
-  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  printJSON(all);
 }
 
 // Changes the setting; returns the exit status.

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/DateText.h"
+#include "cli/JSONOutput.h"
 #include "cli/Text.h"
 
 namespace sonmere {
@@ -64,10 +65,6 @@ void addRepairs(JSON& all, const RecordingScan& scan) {
   all["nextRepairInSeconds"] = scan.nextRepairIn ? JSON(toSeconds(*scan.nextRepairIn)) : JSON(nullptr);
 }
 
-std::string dumped(const JSON& all) {
-  return all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-}
-
 }  // namespace
 
 std::string sessionsText(const std::string& folder, const RecordingScan& scan) {
@@ -110,13 +107,13 @@ std::string repairsText(const RecordingScan& scan) {
 std::string scanJSON(const std::string& folder, bool isUnavailable, const RecordingScan& scan) {
   JSON all{{"folder", folder}, {"folderUnavailable", isUnavailable}, {"sessions", sessionsJSON(scan)}};
   addRepairs(all, scan);
-  return dumped(all);
+  return jsonText(all);
 }
 
 std::string repairsJSON(const std::string& folder, const RecordingScan& scan) {
   JSON all{{"folder", folder}};
   addRepairs(all, scan);
-  return dumped(all);
+  return jsonText(all);
 }
 
 }  // namespace sonmere

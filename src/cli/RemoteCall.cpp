@@ -1,9 +1,8 @@
 #include "cli/RemoteCall.h"
 
-#include <fmt/format.h>
-
 #include "app/PlatformFolders.h"
 #include "cli/ExitStatus.h"
+#include "cli/Tell.h"
 
 namespace sonmere {
 
@@ -19,8 +18,7 @@ bool isBadInput(const Error& error) {
 }  // namespace
 
 int RemoteCall::tell(int status, const std::string& text) const {
-  fmt::print(stderr, "sonmere {}: {}\n", command_, text);
-  return status;
+  return sonmere::tell(command_, status, text);
 }
 
 int RemoteCall::fail(const Error& error) const {

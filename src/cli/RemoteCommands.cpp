@@ -8,8 +8,10 @@
 #include "cli/ArgumentText.h"
 #include "cli/EqualiserText.h"
 #include "cli/ExitStatus.h"
+#include "cli/JSONOutput.h"
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
+#include "cli/Text.h"
 
 namespace sonmere {
 
@@ -73,8 +75,6 @@ class RemoteBuilder {
   std::function<int()>& run_;
   const Arguments a = std::make_shared<RemoteArguments>();
 };
-
-void printJSON(const ControlJSON& value) { fmt::print("{}\n", value.dump(2)); }
 
 // "0.5", "50%", "+5%", "-0.1": as the service takes it.
 Outcome<ControlJSON> readVolumeParams(const std::string& argument, const std::string& text) {
@@ -143,7 +143,7 @@ void RemoteBuilder::addViews() {
     if (!a->idsOnly) return show("apps", "apps", {}, nullptr, appsText);
     return show("apps", "apps", {}, nullptr, [](const ControlJSON& all) {
       std::string out;
-      for (const ControlJSON& each : all) out += each.value("id", std::string()) + "\n";
+      for (const ControlJSON& each : all) out += printable(each.value("id", std::string())) + "\n";
       return out;
     });
   });
@@ -153,7 +153,7 @@ void RemoteBuilder::addViews() {
       [this] { return show("devices", "devices", {}, nullptr, devicesText); });
   add(app_, "report", "The diagnostic report: engines, and the delay of every internal buffer", [this] {
     return RemoteCall("report").ask("report", {}, [this](const ControlJSON& result) {
-      a->json ? printJSON(result) : fmt::print("{}\n", result.value("text", std::string()));
+      a->json ? printJSON(result) : fmt::print("{}\n", printableLines(result.value("text", std::string())));
     });
   });
   CLI::App* levels = add(app_, "watch", "The apps with their levels, ten times a second, until Ctrl-C",
@@ -175,7 +175,7 @@ void RemoteBuilder::addVolumes() {
   addValue(volume, "VOLUME", "A gain as 0.5, a percentage as 50%, or a step as +5% or -5%", false);
   CLI::App* mute = add(app_, "mute", "Mute an app", [this] { return this->mute(); });
   addApp(mute);
-  addValue(mute, "SWITCH", "on (default), off or toggle", false);
+  addValue(mute, "on|off|toggle", "on (default), off or toggle", false);
 }
 
 int RemoteBuilder::volume() const {
@@ -196,13 +196,13 @@ int RemoteBuilder::mute() const {
 void RemoteBuilder::addEffects() {
   CLI::App* eq = add(app_, "eq", "Set the equaliser of an app", [this] { return equaliser(); });
   addApp(eq);
-  addValue(eq, "SECTIONS", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", true);
+  addValue(eq, "SECTIONS|off", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", true);
   CLI::App* limiter = add(app_, "limit", "Set the limiter of an app", [this] { return limit(); });
   addApp(limiter);
-  addValue(limiter, "DB", "The ceiling, -12 to 0 dB, or off", true);
+  addValue(limiter, "DB|off", "The ceiling, -12 to 0 dB, or off", true);
   CLI::App* output = add(app_, "output-eq", "Set the equaliser of the per-app volume's output",
                          [this] { return outputEqualiser(); });
-  addValue(output, "SECTIONS", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", true);
+  addValue(output, "SECTIONS|off", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", true);
 }
 
 int RemoteBuilder::equaliser() const {
@@ -234,7 +234,7 @@ void RemoteBuilder::addMixer() {
       const auto on = readSwitch("SWITCH", a->value);
       return on ? changeMixer(name, method, {{param, *on}}) : RemoteCall(name).fail(on.error());
     });
-    addValue(command, "SWITCH", "on or off", true);
+    addValue(command, "on|off", "on or off", true);
   };
   addSwitch("mixer", "Turn the per-app volume on or off", "mixer.enable", "enabled");
   addSwitch("boost", "Allow volumes above 100 %, or not", "mixer.boost", "allowed");
@@ -249,13 +249,13 @@ int RemoteBuilder::master() const {
 void RemoteBuilder::addRoutes() {
   CLI::App* command = add(app_, "route", "Route an app into a bus", [this] { return route(); });
   addApp(command);
-  addValue(command, "BUS", "0 the bridge, 2 to 9 Track 1 to 8, off", true);
+  addValue(command, "BUS|off", "0 the bridge, 2 to 9 Track 1 to 8, off", true);
   CLI::App* direct = add(app_, "direct", "Leave the sound of an app untouched, or not", [this] {
     const auto on = readSwitch("SWITCH", a->value);
     return on ? changeApp("direct", "direct", {{"direct", *on}}) : RemoteCall("direct").fail(on.error());
   });
   addApp(direct);
-  addValue(direct, "SWITCH", "on or off", true);
+  addValue(direct, "on|off", "on or off", true);
   for (const auto& [name, help] : {std::pair{"hide", "Hide an app: it plays untouched"},
                                    {"unhide", "Show an app that was hidden or removed"},
                                    {"pin", "Keep an app in the list while it does not play"},
@@ -287,10 +287,10 @@ int RemoteBuilder::record(bool isStart) const {
   const auto bus = readBus("BUS", a->value);
   if (!bus) return call.fail(bus.error());
   if (!*bus) return call.tell(kExitBadInput, fmt::format("BUS: name one; {}", kBusHelp));
-  return call.ask(isStart ? "record.start" : "record.stop", {{"bus", **bus}},
-                  [this](const ControlJSON& result) {
-                    a->json ? printJSON(result) : fmt::print("{}\n", result.value("path", std::string()));
-                  });
+  return call.ask(
+      isStart ? "record.start" : "record.stop", {{"bus", **bus}}, [this](const ControlJSON& result) {
+        a->json ? printJSON(result) : fmt::print("{}\n", printable(result.value("path", std::string())));
+      });
 }
 
 void RemoteBuilder::addProfiles() {
@@ -303,7 +303,8 @@ void RemoteBuilder::addProfiles() {
       return show("profile " + verb, "profile." + verb, {{"name", a->name}}, nullptr,
                   [](const ControlJSON& profile) { return profilesText(ControlJSON::array({profile})); });
     });
-    command->add_option("NAME", a->name, "The profile's name")->required();
+    const bool isNew = std::string_view(name) == "save";
+    command->add_option(isNew ? "NAME" : "PROFILE", a->name, "The profile's name")->required();
   }
   add(*group, "list", "The profiles and their apps",
       [this] { return show("profile list", "profiles", {}, nullptr, profilesText); });
@@ -324,7 +325,7 @@ int RemoteBuilder::watch() const {
       if (!*levels) return call.tell(kExitFailure, "Sonmere does not answer");
       const std::string text = levelsText((*levels)->value("apps", ControlJSON::array()));
       if (a->json) {
-        fmt::print("{}\n", (*levels)->dump());
+        printJSONLine(**levels);
       } else if (isTerminal) {
         fmt::print("{}\x1b[J{}", lines > 0 ? fmt::format("\x1b[{}A", lines) : "", text);
         lines = std::ranges::count(text, '\n');

@@ -15,7 +15,7 @@ constexpr double kBarFloorDb = -60;
 
 std::string text(const ControlJSON& object, const char* name) {
   const auto found = object.find(name);
-  return found != object.end() && found->is_string() ? std::string(*found) : "";
+  return found != object.end() && found->is_string() ? printable(found->get_ref<const std::string&>()) : "";
 }
 
 double number(const ControlJSON& object, const char* name) {
@@ -139,7 +139,7 @@ std::string profilesText(const ControlJSON& profiles) {
   for (const ControlJSON& profile : profiles) {
     std::string apps;
     for (const ControlJSON& app : profile.value("apps", ControlJSON::array()))
-      if (app.is_string()) apps += (apps.empty() ? "" : ", ") + std::string(app);
+      if (app.is_string()) apps += (apps.empty() ? "" : ", ") + printable(app.get_ref<const std::string&>());
     out += fmt::format("{:<24} {}\n", text(profile, "name"), apps);
   }
   return out.empty() ? "There are no profiles.\n" : out;

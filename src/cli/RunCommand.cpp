@@ -12,6 +12,7 @@
 #include "base/StopSignals.h"
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
+#include "cli/Tell.h"
 #include "control/ControlServer.h"
 #include "recording/library/InotifyFolderWatch.h"
 
@@ -23,10 +24,7 @@ namespace {
 constexpr Duration kLastTurns = fromMilliseconds(300);
 constexpr Duration kLastTurn = fromMilliseconds(5);
 
-int tell(int status, const std::string& text) {
-  fmt::print(stderr, "sonmere run: {}\n", text);
-  return status;
-}
+int tell(int status, const std::string& text) { return sonmere::tell("run", status, text); }
 
 // Keeps the library up to date while the run goes on, and tells when recordings go elsewhere than chosen.
 class LibraryUpkeep {

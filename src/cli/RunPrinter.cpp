@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/JSONOutput.h"
 #include "cli/Text.h"
 
 namespace sonmere {
@@ -54,32 +55,33 @@ JSON recordingsJSON(const RunReport& report) {
 }  // namespace
 
 void printRunReady(const PlatformChoice& platform, const RunReport& report) {
-  fmt::print("Running on the {} audio server ({}).\n", platform.name(), platform.reason());
+  fmt::print("Running on the {} audio server ({}).\n", platform.name(), printable(platform.reason()));
   for (const RunReport::App& app : report.apps)
-    if (app.bus) fmt::print("{} ({}) plays on {}.\n", app.name, app.id, busName(*app.bus));
+    if (app.bus)
+      fmt::print("{} ({}) plays on {}.\n", printable(app.name), printable(app.id), busName(*app.bus));
   for (const RunReport::Route& route : report.routes)
     if (!route.isArmed && route.bus)
-      fmt::print("{} goes to {} when it appears.\n", route.app, busName(*route.bus));
+      fmt::print("{} goes to {} when it appears.\n", printable(route.app), busName(*route.bus));
   std::fflush(stdout);
 }
 
 void printRunTable(const RunReport& report) {
   fmt::print("\n{:<24} {:<10} {:>7} {:>12} {:>9}\n", "app", "route", "volume", "added delay", "underruns");
   for (const RunReport::App& app : report.apps)
-    fmt::print("{:<24} {:<10} {:>5.0f} % {:>9.1f} ms {:>9}\n", app.id, app.bus ? busName(*app.bus) : "-",
-               app.volume * 100, app.addedDelayMs, app.underruns);
+    fmt::print("{:<24} {:<10} {:>5.0f} % {:>9.1f} ms {:>9}\n", printable(app.id),
+               app.bus ? busName(*app.bus) : "-", app.volume * 100, app.addedDelayMs, app.underruns);
   if (report.recordings.empty()) return;
   fmt::print("\n{:<10} {:>10} {:>12} {:>6}  {}\n", "bus", "length", "frames", "lost", "file");
   for (const RunReport::Recording& recording : report.recordings)
     fmt::print("{:<10} {:>8.2f} s {:>12} {:>6}  {}\n", busName(recording.bus), seconds(recording),
-               recording.frames, recording.lostFrames, recording.path);
+               recording.frames, recording.lostFrames, printable(recording.path));
 }
 
 void printRunJSON(const PlatformChoice& platform, const RunReport& report) {
   const JSON all{
       {"platform", platform.name()},  {"reason", platform.reason()},          {"apps", appsJSON(report)},
       {"routes", routesJSON(report)}, {"recordings", recordingsJSON(report)}, {"errors", report.errors}};
-  fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+  printJSON(all);
 }
 
 }  // namespace sonmere

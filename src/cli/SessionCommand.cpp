@@ -11,6 +11,7 @@
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
+#include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
 #include "cli/UserSettings.h"
@@ -96,10 +97,6 @@ nlohmann::ordered_json trackJSON(const SessionTrack& track) {
           {"soloed", track.soloed},
           {"muted", track.muted},
           {"audible", track.isAudible}};
-}
-
-void printJSON(const nlohmann::ordered_json& value) {
-  fmt::print("{}\n", value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 void printTable(const OpenSession& open) {

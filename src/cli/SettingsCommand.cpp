@@ -1,20 +1,20 @@
 #include "cli/SettingsCommand.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "app/FileSettingsStore.h"
 #include "base/SettingsLevels.h"
 #include "base/VirtualRuntime.h"
 #include "cli/ExitStatus.h"
+#include "cli/Tell.h"
+#include "cli/Text.h"
 
 namespace sonmere {
 
 namespace {
 
-int tell(int status, const std::string& text) {
-  fmt::print(stderr, "sonmere settings: {}\n", text);
-  return status;
-}
+int tell(int status, const std::string& text) { return sonmere::tell("settings", status, text); }
 
 // A log whose warnings the user sees; errors come back from the store and are told once, by the command.
 class CommandLog : public Log {
@@ -73,7 +73,9 @@ int runSettingsGet(const std::string& key) {
   return withKey(key, [&](SettingsSession& session) {
     const auto value = session.store().object(key);
     if (!value) return noSuchKey(key);
-    fmt::print("{}\n", plainText(*value));
+    // A program that reads it gets the very bytes.
+    const std::string text = plainText(*value);
+    fmt::print("{}\n", isatty(STDOUT_FILENO) ? printableLines(text) : text);
     return int(kExitSuccess);
   });
 }
@@ -105,10 +107,11 @@ int runSettingsList(bool json) {
     for (const std::string& key : session.store().keys())
       if (auto value = session.store().object(key)) all[key] = std::move(*value);
     if (json) {
-      fmt::print("{}\n", settingsValueToJSON(all, 2));
+      fmt::print("{}\n", printableJSON(settingsValueToJSON(all, 2)));
       return kExitSuccess;
     }
-    for (const auto& [key, value] : all) fmt::print("{} = {}\n", key, settingsValueToJSON(value));
+    for (const auto& [key, value] : all)
+      fmt::print("{} = {}\n", printable(key), printableJSON(settingsValueToJSON(value)));
     return kExitSuccess;
   });
 }

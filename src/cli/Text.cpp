@@ -42,10 +42,4 @@ std::string sizeText(std::uint64_t bytes) {
   return fmt::format("{:.1f} {}", value, units[unit]);
 }
 
-std::string printable(std::string text) {
-  for (char& c : text)
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
-  return text;
-}
-
 }  // namespace sonmere

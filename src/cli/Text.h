@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "base/PrintableText.h"
+
 namespace sonmere {
 
 // How the commands show values.
@@ -18,8 +20,5 @@ std::string lengthText(double seconds, int decimals = 0);
 
 // "812 bytes", "2.3 MB".
 std::string sizeText(std::uint64_t bytes);
-
-// As it fits in one line on a terminal: control characters become question marks.
-std::string printable(std::string text);
 
 }  // namespace sonmere

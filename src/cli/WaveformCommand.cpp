@@ -9,6 +9,7 @@
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
+#include "cli/JSONOutput.h"
 #include "cli/Text.h"
 #include "editor/export/ExportDestination.h"
 #include "editor/track/TrackReader.h"
@@ -100,7 +101,7 @@ void print(const WaveformArguments& arguments, const TrimRange& view, const Wave
                                      {"toFrame", view.endFrame},
                                      {"binFrames", envelope.binFrames},
                                      {"peaks", peaks}};
-    fmt::print("{}\n", all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    printJSON(all);
     return;
   }
   for (const auto& path : {arguments.png, arguments.svg})

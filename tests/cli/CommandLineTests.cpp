@@ -380,21 +380,12 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   close(output[0]);
 }
 
-TEST_F(CommandLineTest, CompletionsAreScriptsThatTheShellTakesAndKnowEveryCommand) {
-  std::ofstream(path("c.bash")) << run({"completion", "bash"}).out << R"(
-complete_words() { COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)); _sonmere; echo "${COMPREPLY[@]}"; }
-complete_words sonmere rec
-complete_words sonmere record sta
-complete_words sonmere run --plat
-complete_words sonmere route app of
-)";
-  const std::string command = "bash " + path("c.bash");
-  FILE* const shell = popen(command.c_str(), "r");
-  char text[4096] = {};
-  const std::size_t size = std::fread(text, 1, sizeof text, shell);
-  EXPECT_EQ(pclose(shell), 0);
-  EXPECT_EQ(std::string(text, size), "record recordings\nstart\n--platform\noff\n");
-  EXPECT_NE(run({"completion", "zsh"}).out.find("'watch:"), std::string::npos);
+TEST_F(CommandLineTest, CompletionAndManualKnowEveryCommand) {
+  EXPECT_EQ(run({"__complete", "rec"}).out.substr(0, 25), "none 0 space\nrecord\tRecor");
+  EXPECT_EQ(run({"__complete", "run", "--plat"}).out.substr(0, 24), "none 0 space\n--platform\t");
+  for (const auto& [shell, word] :
+       {std::pair{"bash", "complete -F"}, {"zsh", "#compdef"}, {"fish", "complete -c"}})
+    EXPECT_NE(run({"completion", shell}).out.find(word), std::string::npos) << shell;
   const std::string manual = run({"man"}).out;
   EXPECT_TRUE(manual.starts_with(".TH SONMERE 1"));
   EXPECT_NE(manual.find(".SS sonmere record start BUS"), std::string::npos);

@@ -91,7 +91,6 @@ TEST(DemoArguments, AnIDThatCanGetNoRowIsRefused) {
     arguments.apps = {std::string(id) + "=x.wav"};
     const std::string text = complaint(arguments);
     EXPECT_TRUE(text.starts_with("--app ")) << id << ": " << text;
-    EXPECT_EQ(text.find('\n'), std::string::npos) << text;
   }
 }
 

@@ -1,0 +1,104 @@
+#include "cli/CompletionSources.h"
+
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "app/PlatformFolders.h"
+#include "audio/device/BusTable.h"
+#include "cli/UserLibrary.h"
+#include "control/ControlClient.h"
+#include "editor/export/ExportFormat.h"
+#include "recording/RecordingFileName.h"
+#include "recording/library/RecordingsListing.h"
+
+namespace sonmere {
+
+namespace {
+
+using Candidates = std::vector<CompletionReply::Candidate>;
+
+// A list of the running program, each by two of its members.
+Candidates ask(const char* method, const char* word, const char* help) {
+  auto client = ControlClient::connect(userControlFolder());
+  if (!client) return {};
+  const auto all = client->call(method);
+  if (!all || !all->is_array()) return {};
+  Candidates found;
+  for (const ControlJSON& each : *all)
+    if (each.is_object()) found.push_back({each.value(word, std::string()), each.value(help, std::string())});
+  return found;
+}
+
+Candidates profiles() {
+  Candidates all = ask("profiles", "name", "name");
+  for (auto& profile : all) profile.help.clear();
+  return all;
+}
+
+Candidates buses() {
+  Candidates all{{"bridge", "the bridge (bus 0)"}};
+  for (int bus = kFirstTrackBus; bus < kBusCount; ++bus) {
+    const std::string number = std::to_string(bus - kFirstTrackBus + 1);
+    all.push_back({"track" + number, "Track " + number + " (bus " + std::to_string(bus) + ")"});
+  }
+  return all;
+}
+
+Candidates volumes() {
+  return {{"0%", "silence"},      {"50%", ""},       {"100%", "as it is"},
+          {"-6dB", "about half"}, {"+5%", "louder"}, {"-5%", "more quietly"}};
+}
+
+// Nothing for settings that are damaged: opening them would set them aside.
+std::unique_ptr<UserLibrary> openLibrary() {
+  std::ifstream file(defaultSettingsPath(), std::ios::binary);
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  if (!text.empty() && !nlohmann::json::accept(text)) return nullptr;
+  auto user = UserLibrary::open([](const std::string&) {});
+  return user ? std::move(*user) : nullptr;
+}
+
+Candidates settingsKeys() {
+  Candidates all;
+  const auto user = openLibrary();
+  if (!user) return all;
+  for (const std::string& key : user->settings().keys()) all.push_back({key, ""});
+  return all;
+}
+
+// The newest first.
+Candidates stamps() {
+  const auto user = openLibrary();
+  if (!user) return {};
+  const auto listing = RecordingsListing::open(*user->library().folderInUse);
+  if (!listing) return {};
+  std::set<std::string, std::greater<>> found;
+  for (const auto& entry : listing->entries)
+    if (const auto parts = parseRecordingName(entry.name)) found.emplace(parts->stamp);
+  Candidates all;
+  for (const std::string& stamp : found) all.push_back({stamp, ""});
+  return all;
+}
+
+Candidates formats() {
+  Candidates all;
+  for (const ExportFormat& format : allExportFormats()) all.push_back({name(format), ""});
+  return all;
+}
+
+}  // namespace
+
+Candidates completionSource(const std::string& kind) {
+  if (kind == "ID") return ask("apps", "id", "name");
+  if (kind == "PROFILE") return profiles();
+  if (kind == "BUS") return buses();
+  if (kind == "VOLUME") return volumes();
+  if (kind == "KEY") return settingsKeys();
+  if (kind == "STAMP") return stamps();
+  if (kind == "FORMAT") return formats();
+  return {};
+}
+
+}  // namespace sonmere
