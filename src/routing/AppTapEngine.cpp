@@ -59,7 +59,7 @@ AppTapEngine::~AppTapEngine() {
   taps_.tapsDidChange = nullptr;
   core_.render->engineAlive = false;
   outputs_.close();
-  while (!core_.activeTaps.empty()) taps_.stopTap(core_.activeTaps.begin()->first);
+  while (!core_.activeTaps.empty()) taps_.stopTap(std::string(core_.activeTaps.begin()->first));
   if (core_.teardown.drain(kTeardownWait)) return;
   context_.log.error("Sonmere: an output unit would not stop; what it may hold is kept");
   core_.render->keptForStalledUnits = core_.retirement.takePending();
@@ -154,10 +154,10 @@ void AppTapEngine::readRows() {
 }
 
 void AppTapEngine::stopVanished(const std::vector<TappedAppInfo>& rows) {
-  std::vector<ProcessID> gone;
-  for (const auto& [pid, tap] : core_.activeTaps)
-    if (std::ranges::find(rows, tap->bundleID, &TappedAppInfo::bundleID) == rows.end()) gone.push_back(pid);
-  for (const ProcessID pid : gone) taps_.stopTap(pid);
+  std::vector<std::string> gone;
+  for (const auto& [bundleID, tap] : core_.activeTaps)
+    if (std::ranges::find(rows, bundleID, &TappedAppInfo::bundleID) == rows.end()) gone.push_back(bundleID);
+  for (const std::string& bundleID : gone) taps_.stopTap(bundleID);
 }
 
 void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
@@ -167,7 +167,7 @@ void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
     if (!row.audioObjectIDs.empty())
       context_.log.info(fmt::format("Sonmere: {} family changed (was {} procs, now {}) — rebuilding tap",
                                     row.bundleID, tap->audioObjectIDs.size(), row.audioObjectIDs.size()));
-    taps_.stopTap(tap->pid);
+    taps_.stopTap(tap->bundleID);
     row.level = 0;
     row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row, tap->monitorEnabled);
     if (!row.audioObjectIDs.empty() && !row.isEnabled)
@@ -220,9 +220,7 @@ void AppTapEngine::removeCallAudioOverride() {
 // Routing.
 
 std::shared_ptr<SingleAppTap> AppTapEngine::tapOf(const std::string& bundleID) const {
-  for (const auto& [pid, tap] : core_.activeTaps)
-    if (tap->bundleID == bundleID) return tap;
-  return nullptr;
+  return core_.tapOf(bundleID);
 }
 
 void AppTapEngine::publishRows() {
@@ -260,7 +258,7 @@ bool AppTapEngine::reconcileRoute(const std::string& bundleID) {
       return false;
     }
   }
-  if (tap && !isWanted) taps_.stopTap(tap->pid);
+  if (tap && !isWanted) taps_.stopTap(tap->bundleID);
   // Looked up again: whoever observed a message may have changed the rows.
   if (TappedAppInfo* now = findRow(bundleID)) {
     now->isEnabled = tapOf(bundleID) != nullptr;
@@ -311,8 +309,8 @@ bool AppTapEngine::applyRowToTap(const std::string& bundleID) {
   if (!tap || !row) return true;
   applyVolumes(*row);
   tap->isMuted = row->isMuted;
-  taps_.moveTap(tap->pid, isRoutableBus(row->busIndex) ? row->busIndex : kBridgeBus);
-  return taps_.applyMuteRule(tap->pid);
+  taps_.moveTap(tap->bundleID, isRoutableBus(row->busIndex) ? row->busIndex : kBridgeBus);
+  return taps_.applyMuteRule(tap->bundleID);
 }
 
 bool AppTapEngine::setBus(const std::string& bundleID, int bus) {
@@ -322,8 +320,8 @@ bool AppTapEngine::setBus(const std::string& bundleID, int bus) {
   saveState();
   bool isRendered = true;
   if (const auto tap = tapOf(bundleID)) {
-    taps_.moveTap(tap->pid, bus);
-    isRendered = taps_.applyMuteRule(tap->pid);
+    taps_.moveTap(tap->bundleID, bus);
+    isRendered = taps_.applyMuteRule(tap->bundleID);
   }
   publishRows();
   return isRendered;
@@ -355,7 +353,7 @@ bool AppTapEngine::setMuted(const std::string& bundleID, bool muted) {
   bool isRendered = true;
   if (const auto tap = tapOf(bundleID)) {
     tap->isMuted = muted;
-    isRendered = taps_.applyMuteRule(tap->pid);
+    isRendered = taps_.applyMuteRule(tap->bundleID);
   }
   publishRows();
   return isRendered;
@@ -475,9 +473,9 @@ void AppTapEngine::copyLevels() {
 std::vector<RingReport> AppTapEngine::latencyRings() const {
   const double rate = core_.bridgeRate().value_or(kFallbackRate);
   std::vector<RingReport> rows;
-  for (const auto& [pid, tap] : core_.activeTaps) {
-    rows.push_back(ringReport("route:" + tap->bundleID, tap->ringProbe, rate));
-    if (tap->monitorEnabled) rows.push_back(ringReport("monitor:" + tap->bundleID, tap->monitorProbe, rate));
+  for (const auto& [bundleID, tap] : core_.activeTaps) {
+    rows.push_back(ringReport("route:" + bundleID, tap->ringProbe, rate));
+    if (tap->monitorEnabled) rows.push_back(ringReport("monitor:" + bundleID, tap->monitorProbe, rate));
   }
   for (int bus = 0; bus < kBusCount; ++bus) {
     const BusMaster& master = core_.render->masters[std::size_t(bus)];

@@ -81,7 +81,7 @@ class AppTapEngine final : public LatencySource {
   RoutingEffects& effects() { return effects_; }
 
   // Taps and units.
-  const std::map<ProcessID, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
+  const std::map<std::string, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
   std::shared_ptr<SingleAppTap> tapOf(const std::string& bundleID) const;
   TapLifecycle& taps() { return taps_; }
   BusOutputs& outputs() { return outputs_; }

@@ -87,7 +87,7 @@ void BusOutputs::start(int bus) {
   if (didStart) didStart(bus);
   listenForRate(bus, output);
   // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
-  for (const auto& [pid, tap] : core_.activeTaps)
+  for (const auto& [bundleID, tap] : core_.activeTaps)
     if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
 }
 

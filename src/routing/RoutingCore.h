@@ -43,13 +43,19 @@ struct RoutingCore {
     return bridge ? CoreAudioUtils::nominalRate(hardware(), *bridge) : std::nullopt;
   }
 
+  // Null for an app that is not routed now.
+  std::shared_ptr<SingleAppTap> tapOf(const std::string& bundleID) const {
+    const auto found = activeTaps.find(bundleID);
+    return found == activeTaps.end() ? nullptr : found->second;
+  }
+
   EngineContext& context;
   Observable<std::optional<std::string>> errorMessage;
   std::shared_ptr<BusRenderState> render;
   RenderRetirement retirement;
   TeardownQueue teardown;
-  // By the family's main process.
-  std::map<ProcessID, std::shared_ptr<SingleAppTap>> activeTaps;
+  // By family: one process may belong to two, that of its music and that of its event sounds.
+  std::map<std::string, std::shared_ptr<SingleAppTap>> activeTaps;
 };
 
 }  // namespace sonmere

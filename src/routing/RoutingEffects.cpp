@@ -77,8 +77,7 @@ void RoutingEffects::load(SingleAppTap& tap) {
 void RoutingEffects::setAppEqualiser(const std::string& bundleID, const AppEQSettings& settings,
                                      SettingForm form) {
   if (form == SettingForm::final) store(core_.context.settings, kEQPrefix + bundleID, settings);
-  for (const auto& [pid, tap] : core_.activeTaps)
-    if (tap->bundleID == bundleID) tap->apply(settings);
+  if (const auto tap = core_.tapOf(bundleID)) tap->apply(settings);
   if (form == SettingForm::live) return preview.set({bundleID, settings, std::nullopt});
   eqSettings.update([&](auto& all) { all[bundleID] = settings; });
 }
@@ -86,8 +85,7 @@ void RoutingEffects::setAppEqualiser(const std::string& bundleID, const AppEQSet
 void RoutingEffects::setAppLimiter(const std::string& bundleID, const AppLimiterSettings& settings,
                                    SettingForm form) {
   if (form == SettingForm::final) store(core_.context.settings, kAppLimiterPrefix + bundleID, settings);
-  for (const auto& [pid, tap] : core_.activeTaps) {
-    if (tap->bundleID != bundleID) continue;
+  if (const auto tap = core_.tapOf(bundleID)) {
     tap->apply(settings);
     if (form == SettingForm::final) tap->limiterGain = 1.0f;
   }

@@ -25,7 +25,7 @@ std::string permissionMessage(PermissionStatus status) {
 TapLifecycle::TapLifecycle(RoutingCore& core, BusOutputs& outputs) : core_(core), outputs_(outputs) {}
 
 TapLifecycle::~TapLifecycle() {
-  while (!core_.activeTaps.empty()) stopTap(core_.activeTaps.begin()->first);
+  while (!core_.activeTaps.empty()) stopTap(std::string(core_.activeTaps.begin()->first));
 }
 
 bool TapLifecycle::checkPlatform() {
@@ -50,7 +50,7 @@ void TapLifecycle::matchRate(const SingleAppTap& tap) {
 }
 
 void TapLifecycle::matchRates(int bus) {
-  for (const auto& [pid, tap] : core_.activeTaps)
+  for (const auto& [bundleID, tap] : core_.activeTaps)
     if (clampBus(tap->busIndex) == bus) matchRate(*tap);
 }
 
@@ -125,7 +125,7 @@ void TapLifecycle::noteOutputDevice(const TappedAppInfo& app) {
 
 bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
   if (!checkPlatform()) return false;
-  if (core_.activeTaps.contains(app.id)) return true;
+  if (core_.activeTaps.contains(app.bundleID)) return true;
   if (app.audioObjectIDs.empty()) return false;
   core_.log().info(fmt::format("Sonmere: Starting tap for {} (PID {}, {} audio process objects)",
                                app.bundleID, app.id, app.audioObjectIDs.size()));
@@ -142,7 +142,7 @@ bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
   if (loadEffects) loadEffects(*tap);
 
   if (!createPlatformObjects(*tap, wantsMutedTap(*tap))) return false;
-  core_.activeTaps[app.id] = tap;
+  core_.activeTaps[app.bundleID] = tap;
   publish();
   outputs_.reconcile(tap->busIndex);
   core_.log().info(
@@ -153,7 +153,7 @@ bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
 
 void TapLifecycle::publish() {
   auto lists = std::make_shared<BusTapLists>();
-  for (const auto& [pid, tap] : core_.activeTaps) {
+  for (const auto& [bundleID, tap] : core_.activeTaps) {
     if (tap->outputDeviceID != kAudioObjectUnknown) continue;
     lists->buses[std::size_t(clampBus(tap->busIndex))].push_back(tap);
     matchRate(*tap);
@@ -161,54 +161,55 @@ void TapLifecycle::publish() {
   core_.render->activeTapsByBus.publish(std::move(lists), core_.retirement, kSnapshotGrace);
 }
 
-void TapLifecycle::stopTap(ProcessID pid) {
-  const auto found = core_.activeTaps.find(pid);
+void TapLifecycle::stopTap(const std::string& bundleID) {
+  const auto found = core_.activeTaps.find(bundleID);
   if (found == core_.activeTaps.end()) return;
   const auto tap = found->second;
   core_.activeTaps.erase(found);
   publish();
-  core_.log().info(fmt::format("Sonmere: Stopping tap for PID {} (bus {})", pid, tap->busIndex));
+  core_.log().info(fmt::format("Sonmere: Stopping tap for PID {} (bus {})", tap->pid, tap->busIndex));
   destroyTapAggregate(core_.hardware(), tap->objects);
   outputs_.reconcile(clampBus(tap->busIndex));
   if (tapsDidChange) tapsDidChange();
 }
 
-bool TapLifecycle::rebuildTap(ProcessID pid, bool muted) {
-  const auto found = core_.activeTaps.find(pid);
+bool TapLifecycle::rebuildTap(const std::string& bundleID, bool muted) {
+  const auto found = core_.activeTaps.find(bundleID);
   if (found == core_.activeTaps.end()) return false;
   const auto tap = found->second;
   destroyTapAggregate(core_.hardware(), tap->objects);
   tap->startLive = true;
   if (createPlatformObjects(*tap, muted)) return true;
   tap->outputDeviceID = kAudioObjectUnknown;
-  stopTap(pid);
+  stopTap(tap->bundleID);
   if (tapLost) tapLost(*tap);
   return false;
 }
 
-void TapLifecycle::healTap(ProcessID pid) {
-  const auto found = core_.activeTaps.find(pid);
+void TapLifecycle::healTap(const std::string& bundleID) {
+  const auto found = core_.activeTaps.find(bundleID);
   if (found == core_.activeTaps.end()) return;
-  core_.log().info(fmt::format("Sonmere: Healing tap PID {} (suspected zero-buffer drift)", pid));
-  rebuildTap(pid, wantsMutedTap(*found->second));
+  core_.log().info(
+      fmt::format("Sonmere: Healing tap PID {} (suspected zero-buffer drift)", found->second->pid));
+  rebuildTap(bundleID, wantsMutedTap(*found->second));
 }
 
-bool TapLifecycle::applyMuteRule(ProcessID pid) {
-  const auto found = core_.activeTaps.find(pid);
+bool TapLifecycle::applyMuteRule(const std::string& bundleID) {
+  const auto found = core_.activeTaps.find(bundleID);
   if (found == core_.activeTaps.end()) return false;
   const bool muted = wantsMutedTap(*found->second);
-  return muted == found->second->createdMuted || rebuildTap(pid, muted);
+  return muted == found->second->createdMuted || rebuildTap(bundleID, muted);
 }
 
 void TapLifecycle::recheckTaps() {
-  std::vector<std::pair<ProcessID, bool>> lost;
-  for (const auto& [pid, tap] : core_.activeTaps)
-    if (!core_.hardware().tapUID(tap->objects.tapObjectID)) lost.emplace_back(pid, wantsMutedTap(*tap));
-  for (const auto& [pid, muted] : lost) rebuildTap(pid, muted);
+  std::vector<std::pair<std::string, bool>> lost;
+  for (const auto& [bundleID, tap] : core_.activeTaps)
+    if (!core_.hardware().tapUID(tap->objects.tapObjectID)) lost.emplace_back(bundleID, wantsMutedTap(*tap));
+  for (const auto& [bundleID, muted] : lost) rebuildTap(bundleID, muted);
 }
 
-void TapLifecycle::moveTap(ProcessID pid, int bus) {
-  const auto found = core_.activeTaps.find(pid);
+void TapLifecycle::moveTap(const std::string& bundleID, int bus) {
+  const auto found = core_.activeTaps.find(bundleID);
   if (found == core_.activeTaps.end() || found->second->busIndex == bus) return;
   const int before = clampBus(found->second->busIndex);
   found->second->busIndex = bus;

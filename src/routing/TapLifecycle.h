@@ -29,21 +29,21 @@ class TapLifecycle {
   // The full creation with roll-back; a failure leaves errorMessage set and nothing behind. `monitored`: the
   // tap takes over the monitor of the one before it.
   bool startTap(const TappedAppInfo& app, bool monitored = false);
-  void stopTap(ProcessID pid);
+  void stopTap(const std::string& bundleID);
   // Makes the platform objects of a live tap anew; ring, effects and meters survive. On failure the tap
   // stops and is lost.
-  bool rebuildTap(ProcessID pid, bool muted);
+  bool rebuildTap(const std::string& bundleID, bool muted);
   // For a tap that delivers only silence.
-  void healTap(ProcessID pid);
+  void healTap(const std::string& bundleID);
   // Whether the app's own output must be silent while tapped.
   bool wantsMutedTap(const SingleAppTap& tap) const;
   // Rebuilds the tap if its mute rule has changed.
-  bool applyMuteRule(ProcessID pid);
+  bool applyMuteRule(const std::string& bundleID);
   // Rebuilds taps whose platform objects the server no longer knows.
   void recheckTaps();
 
   // A move to another bus, published at once.
-  void moveTap(ProcessID pid, int bus);
+  void moveTap(const std::string& bundleID, int bus);
   void matchRates(int bus);
 
  private:

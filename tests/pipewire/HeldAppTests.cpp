@@ -62,8 +62,9 @@ TEST_F(HeldApp, TheSessionManagerOutlivesIdleHiddenDevices) {
   world.until([&] { return world.runtime.uptime() > end || !world.session.hasItsManager(); });
   EXPECT_TRUE(world.session.hasItsManager());
   auto player = world.session.launch({"pw-play", world.session.file("signal.wav")});
-  EXPECT_TRUE(world.until([&] { return world.outputsOf("pw-play") == std::vector<std::string>{"fake.speaker"}; }))
-      << "programs that come later get no link";
+  EXPECT_TRUE(world.until([&] {
+    return world.outputsOf("pw-play") == std::vector<std::string>{"fake.speaker"};
+  })) << "programs that come later get no link";
 }
 
 }  // namespace sonmere

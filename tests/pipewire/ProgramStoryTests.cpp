@@ -134,8 +134,8 @@ TEST_F(ProgramStory, AGuardTakesManyApps) {
   // Any objects of the server will do as what has been moved.
   constexpr std::uint32_t kMany = 300, kSerials = 9000;
   for (const std::uint32_t i : {0u, 129u, kMany - 1})
-    world.session.run({"pw-metadata", std::to_string(20 + i % 7), "target.object",
-                       std::to_string(kSerials + i), "Spa:Id"});
+    world.session.run(
+        {"pw-metadata", std::to_string(20 + i % 7), "target.object", std::to_string(kSerials + i), "Spa:Id"});
   ASSERT_TRUE(world.hasLeftTargets());
   PipeWireLoop loop;
   TapGuard guard(loop, {world.session.socket(), SONMERE_TAP_GUARD}, world.log);

@@ -166,7 +166,7 @@ TEST(ServerStory, AProgramThatAsksToStayIsLeftAlone) {
   const auto tap = world.engine->tapOf("pw-play");
   ASSERT_TRUE(world.until([&] { return tap->callbackCount > 3; })) << "a capture needs no move";
   tap->monitorEnabled = true;
-  EXPECT_FALSE(world.engine->taps().rebuildTap(tap->pid, true));
+  EXPECT_FALSE(world.engine->taps().rebuildTap(tap->bundleID, true));
   EXPECT_TRUE(world.logged("asks the audio server to leave it where it is"));
   EXPECT_EQ(world.outputsOf("pw-play"), std::vector<std::string>{"fake.speaker"});
 }

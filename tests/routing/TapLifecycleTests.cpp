@@ -193,18 +193,36 @@ TEST_F(TapLifecycleTest, AFailedRebuildStopsTheTap) {
   EXPECT_FALSE(music.isSilenced());
 }
 
+// A program that plays music and event sounds belongs to two families with one main process.
+TEST_F(TapLifecycleTest, TwoFamiliesOfOneProcessAreBothTapped) {
+  begin();
+  auto sounds = world->launch("sounds");
+  world->settle();
+  TappedAppInfo second = world->row("sounds");
+  second.id = world->row("music").id;
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  ASSERT_TRUE(world->engine->taps().startTap(second));
+  EXPECT_EQ(music.tapCount(), 1u);
+  EXPECT_EQ(sounds.tapCount(), 1u);
+  ASSERT_TRUE(world->engine->tapOf("sounds"));
+  EXPECT_TRUE(world->engine->setMuted("music", true)) << "each on its own";
+  EXPECT_TRUE(world->engine->setRouted("music", false));
+  EXPECT_EQ(counts().taps, 1u);
+  EXPECT_EQ(sounds.tapCount(), 1u);
+}
+
 TEST_F(TapLifecycleTest, AHealedTapKeepsItsObjectAndALostOneItsRowTellsIt) {
   begin();
   ASSERT_TRUE(world->engine->setRouted("music", true));
   const auto tap = world->engine->tapOf("music");
   const auto before = tap->objects.tapObjectID;
-  world->engine->taps().healTap(music.pid());
+  world->engine->taps().healTap("music");
   EXPECT_TRUE(world->logged("Sonmere: Healing tap PID " + std::to_string(music.pid()) +
                             " (suspected zero-buffer drift)"));
   EXPECT_EQ(world->engine->tapOf("music"), tap);
   EXPECT_NE(tap->objects.tapObjectID, before);
   world->host().faults().failNth(Operation::createAggregateDevice, 1, -50);
-  world->engine->taps().healTap(music.pid());
+  world->engine->taps().healTap("music");
   EXPECT_FALSE(world->row("music").isEnabled);
   EXPECT_TRUE(world->logged("startTap failed for music (pid " + std::to_string(music.pid()) +
                             ") — reverted to not-routed"));
