@@ -82,8 +82,7 @@ void ToneFerryApp::startUp() {
   // The routed apps first: the mixer steps aside for them.
   appTapEngine()->start();
   volumeMixerEngine()->attach(appTapEngine());
-  performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->isEnabled,
-                            volumeMixerEngine()->directBundleIDs);
+  performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->heardBundleIDs);
 }
 
 bool ToneFerryApp::isWriting() const {

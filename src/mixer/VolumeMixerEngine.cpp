@@ -102,6 +102,14 @@ void VolumeMixerEngine::turnOff() {
 void VolumeMixerEngine::releaseApps() {
   taps_.tearDownAll();
   output_.refreshSnapshot();
+  publishHeard();
+}
+
+void VolumeMixerEngine::publishHeard() {
+  std::set<std::string> heard;
+  for (const auto& [bundleID, tap] : taps_.active)
+    if (!tap->isMuted) heard.insert(bundleID);
+  if (heard != *heardBundleIDs) heardBundleIDs.set(std::move(heard));
 }
 
 // Which apps get a tap.
@@ -134,6 +142,7 @@ void VolumeMixerEngine::syncOnce() {
     if (!seen.contains(bundleID)) gone.push_back(bundleID);
   for (const std::string& bundleID : gone) taps_.tearDown(bundleID);
   output_.refreshSnapshot();
+  publishHeard();
 }
 
 bool VolumeMixerEngine::mustLeaveAlone(const AppTapEngine& tapEngine, const std::string& bundleID) const {
@@ -199,6 +208,7 @@ void VolumeMixerEngine::setMuted(const std::string& bundleID, bool muted) {
     if (!muted) found->second->startLive = true;
     found->second->isMuted = muted;
   }
+  publishHeard();
   appsState.update([&](auto& states) { states[bundleID].isMuted = muted; });
   if (bundleID == FamilyRules::kSiriKey) pushClientGains();
   saveAppsState();

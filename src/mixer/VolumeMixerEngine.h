@@ -57,6 +57,8 @@ class VolumeMixerEngine final : public LatencySource {
   Observable<std::set<std::string>> directBundleIDs;
   Observable<std::set<std::string>> dawHintSeen;
   Observable<AppEQSettings> outputEQSettings;
+  // Apps that are heard through the mixer now: tapped, and not muted. Told once the taps are as it says.
+  Observable<std::set<std::string>> heardBundleIDs;
 
   // False when the output could not be built; errorMessage tells why, and the mixer is off.
   bool setEnabled(bool enabled);
@@ -100,6 +102,7 @@ class VolumeMixerEngine final : public LatencySource {
   // Leaves no app tapped and no output running.
   void turnOff();
   void releaseApps();
+  void publishHeard();
 
   void syncOnce();
   void syncRow(AppTapEngine& tapEngine, const TappedAppInfo& row);

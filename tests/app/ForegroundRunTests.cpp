@@ -171,8 +171,30 @@ TEST_F(ForegroundRunTest, TheLatencyHistoryGrowsOnlyWhilePathsExist) {
   world.platform.embedded()->playAll();
   world.runtime.advance(kSecond);
   EXPECT_TRUE(world.app->appTapEngine()->setRouted("app", true));
-  world.runtime.advance(PerformanceMonitor::kTick + kSecond);
-  EXPECT_TRUE(std::filesystem::exists(history));
+  const auto grows = [&] {
+    std::filesystem::remove(history);
+    world.runtime.advance(PerformanceMonitor::kTick + kSecond);
+    return std::filesystem::exists(history);
+  };
+  world.settings.set(LatencyProbe::kEveryTickKey, true);
+  EXPECT_TRUE(grows());
+  EXPECT_TRUE(world.app->appTapEngine()->setRouted("app", false));
+  EXPECT_FALSE(grows());
+
+  // All that gives the mixer a path, and takes it.
+  VolumeMixerEngine& mixer = *world.app->volumeMixerEngine();
+  mixer.setEnabled(true);
+  EXPECT_TRUE(grows()) << "on";
+  mixer.setMuted("app", true);
+  EXPECT_FALSE(grows()) << "muted";
+  mixer.setMuted("app", false);
+  EXPECT_TRUE(grows()) << "unmuted";
+  mixer.setDirect("app", true);
+  EXPECT_FALSE(grows()) << "Direct";
+  mixer.setDirect("app", false);
+  EXPECT_TRUE(grows()) << "no longer Direct";
+  mixer.setEnabled(false);
+  EXPECT_FALSE(grows()) << "off";
 }
 
 TEST_F(ForegroundRunTest, TheMixerTakesWhatIsNotRoutedAndLetsGoOfWhatIs) {
