@@ -108,13 +108,40 @@ void loadDelays(EqualiserLane& lane, const RTDoubles& delays) noexcept SONMERE_N
     }
 }
 
-void saveDelays(const EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING {
-  typedef float Narrow __attribute__((vector_size(4 * sizeof(float))));
+namespace {
+
+typedef float Section
+    __attribute__((vector_size(4 * sizeof(float))));  // z1 left, z1 right, z2 left, z2 right
+
+Section sectionDelays(const EqualiserLane& lane, std::size_t section) noexcept {
+  Section delays;
+  std::memcpy(&delays, lane.frames[EqualiserLane::delay(section, 0)], sizeof delays);
+  return delays;
+}
+
+// What is finite makes 0 of itself.
+bool isFinite(const EqualiserLane& lane) noexcept {
+  Section sum{};
+  for (std::size_t section = 0; section < 3; ++section)
+    sum += sectionDelays(lane, section) - sectionDelays(lane, section);
+  return (sum[0] + sum[1]) + (sum[2] + sum[3]) == 0;
+}
+
+void resetBrokenChannels(EqualiserLane& lane) noexcept {
+  for (std::size_t channel = 0; channel < 2; ++channel) {
+    bool isBroken = false;
+    for (std::size_t k = 0; k < 6; ++k) isBroken |= !std::isfinite(lane.frames[k][channel]);
+    for (std::size_t k = 0; isBroken && k < 6; ++k) lane.frames[k][channel] = 0;
+  }
+}
+
+}  // namespace
+
+void saveDelays(EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING {
   typedef double Wide __attribute__((vector_size(4 * sizeof(double))));
+  if (!isFinite(lane)) resetBrokenChannels(lane);
   for (std::size_t section = 0; section < 3; ++section) {
-    Narrow narrow;  // z1 left, z1 right, z2 left, z2 right
-    std::memcpy(&narrow, lane.frames[EqualiserLane::delay(section, 0)], sizeof narrow);
-    const Wide wide = __builtin_convertvector(narrow, Wide);
+    const Wide wide = __builtin_convertvector(sectionDelays(lane, section), Wide);
     delays.set(4 * section, wide[0]);
     delays.set(4 * section + 1, wide[2]);
     delays.set(4 * section + 2, wide[1]);

@@ -35,7 +35,8 @@ EqualiserLane equaliserLane(const EQCoefficients& coefficients,
 // Parts of that, for a lane that is kept from block to block.
 void setCoefficients(EqualiserLane& lane, const RTDoubles& coefficients) noexcept SONMERE_NONBLOCKING;
 void loadDelays(EqualiserLane& lane, const RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
-void saveDelays(const EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
+// A channel that is no longer finite, after a sample that was no number, begins anew in both.
+void saveDelays(EqualiserLane& lane, RTDoubles& delays) noexcept SONMERE_NONBLOCKING;
 
 // All of it, in place over `frames` interleaved stereo frames. Render thread.
 template <class Coefficients>

@@ -7,9 +7,9 @@
 
 namespace sonmere {
 
-// A meter value from 0 to 1 on a scale of 60 dB. Render-safe.
+// A meter value from 0 to 1 on a scale of 60 dB; 0 for what is no number. Render-safe.
 inline float meterLevel(float rms) noexcept SONMERE_NONBLOCKING {
-  return std::clamp((20.0f * std::log10(std::max(rms, 1e-7f)) + 60.0f) / 60.0f, 0.0f, 1.0f);
+  return std::clamp((20.0f * std::log10(std::max(1e-7f, rms)) + 60.0f) / 60.0f, 0.0f, 1.0f);
 }
 
 // The level in dB full scale that a meter value stands for.

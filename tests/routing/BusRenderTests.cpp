@@ -256,6 +256,47 @@ TEST_F(BusRenderTest, ALimiterBesideATapThatIsNoNumberLeavesThatAlone) {
   chooseKernels(nullptr);
 }
 
+// One sample that is no number costs its channel one block of each equaliser that it passes, and others
+// nothing.
+TEST_F(BusRenderTest, EqualisersRecoverFromWhatIsNoNumberAtTheNextBlock) {
+  const EQCoefficients coefficients = coefficients48k({.isEnabled = true, .highPassFreq = 70, .paraGain = 4});
+  for (const Kernels* target : availableKernels())
+    for (const std::size_t count : {1u, 5u})
+      for (const float poison :
+           {std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::infinity(), 3e38f}) {
+        SCOPED_TRACE(std::string(target->target) + " " + std::to_string(count));
+        chooseKernels(target);
+        taps.clear();
+        std::vector<reference::EqualiserState> states(count);
+        for (std::size_t i = 0; i < count; ++i) {
+          addTap()->eqCoefficients.copy(coefficients);
+          taps[i]->eqEnabled = true;
+        }
+        master().eqCoefficients.publish(std::make_shared<const EQCoefficients>(coefficients), retirement,
+                                        kSnapshotGrace);
+        master().eqEnabled = true;
+        master().eqDelays.zeroFill();
+        reference::EqualiserState sumState;
+        for (int round = 0; round < 6; ++round) {
+          std::vector<float> expected(128);
+          for (std::size_t i = 0; i < count; ++i) {
+            auto block = noise(128);
+            if (round == 2 && i == 0) block[40] = poison;
+            feed(*taps[i], block);
+            reference::equalise(coefficients, states[i], block.data(), 64);
+            for (std::size_t k = 0; k < 128; ++k) expected[k] += block[k];
+          }
+          reference::equalise(coefficients, sumState, expected.data(), 64);
+          const auto out = render(64);
+          for (std::size_t k = 0; k < 128; ++k) {
+            if (round == 2 && k % 2 == 0) continue;
+            ASSERT_EQ(out[k], expected[k]) << round << " " << k;
+          }
+        }
+      }
+  chooseKernels(nullptr);
+}
+
 TEST_F(BusRenderTest, AShortTapIsLeftOutWholeAndKeepsWhatItHas) {
   const auto tap = addTap();
   feed(*tap, noise(100));

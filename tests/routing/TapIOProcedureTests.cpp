@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include <vector>
 
 #include "dsp/Level.h"
@@ -42,6 +44,13 @@ TEST_F(TapIOProcedureTest, MetersOnA60dBScaleAndFollowsTheVolumeWhenLinked) {
   call(std::vector<float>(512, 1.0f));
   EXPECT_FLOAT_EQ(tap.level, 1.0f);
   EXPECT_EQ(meterLevel(0), 0);
+  tap.monitorLinked = true;
+  std::vector<float> broken(512, 1.0f);
+  broken[7] = std::nanf("");
+  call(broken);
+  EXPECT_EQ(tap.level, 0) << "no number is no level";
+  call(std::vector<float>(512, 1.0f));
+  EXPECT_NEAR(tap.level, 40.0 / 60, 1e-5);
 }
 
 TEST_F(TapIOProcedureTest, AMutedTapWritesNothing) {

@@ -14,6 +14,17 @@ struct EqualiserState {
   float z[3][2][2] = {};  // section, channel, z1 and z2
 };
 
+// A channel that is no longer finite begins anew.
+inline void recover(EqualiserState& state) {
+  for (int channel = 0; channel < 2; ++channel) {
+    bool isFinite = true;
+    for (const auto& section : state.z)
+      isFinite &= std::isfinite(section[channel][0]) && std::isfinite(section[channel][1]);
+    for (auto& section : state.z)
+      if (!isFinite) section[channel][0] = section[channel][1] = 0;
+  }
+}
+
 // Three passes over the block, one section at a time, one channel after the other.
 inline void equalise(const EQCoefficients& c, EqualiserState& state, float* buffer, std::size_t frames) {
   for (int s = 0; s < 3; ++s) {
@@ -32,6 +43,7 @@ inline void equalise(const EQCoefficients& c, EqualiserState& state, float* buff
       state.z[s][channel][1] = z2;
     }
   }
+  recover(state);
 }
 
 // Not a number when any sample is none.
