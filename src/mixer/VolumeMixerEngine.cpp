@@ -67,19 +67,27 @@ void VolumeMixerEngine::attach(const std::shared_ptr<AppTapEngine>& appTapEngine
   if (*isEnabled)
     syncTaps();
   else if (store_.isEnabled())
-    setEnabled(true);
+    restoreEnabled();
+}
+
+// As after a rebuild: an output that isn't there yet, at log-in or in an empty dock, is waited for.
+void VolumeMixerEngine::restoreEnabled() {
+  isEnabled.silently() = true;
+  output_.startListening();
+  rebuildOutput();
+  if (*isEnabled) isEnabled.set(true);
 }
 
 // On and off.
 
 bool VolumeMixerEngine::setEnabled(bool enabled) {
-  if (enabled == *isEnabled) return true;
-  store_.setEnabled(enabled);
   if (!enabled) {
-    turnOff();
-    isEnabled.set(false);
+    switchOff();
+    tell(std::nullopt);
     return true;
   }
+  if (*isEnabled) return true;
+  store_.setEnabled(true);
   if (!buildOutput()) {
     store_.setEnabled(false);
     return false;
@@ -90,13 +98,16 @@ bool VolumeMixerEngine::setEnabled(bool enabled) {
   return *isEnabled;
 }
 
-void VolumeMixerEngine::turnOff() {
+void VolumeMixerEngine::switchOff() {
+  if (!*isEnabled) return;
+  store_.setEnabled(false);
   outputRebuild_.cancel();
   wakeRebuildTask_.cancel();
   failedRebuilds_ = 0;
   releaseApps();
   output_.teardown();
   output_.stopListening();
+  isEnabled.set(false);
 }
 
 void VolumeMixerEngine::releaseApps() {

@@ -99,8 +99,9 @@ class VolumeMixerEngine final : public LatencySource {
   void flushPendingSaves();
 
  private:
-  // Leaves no app tapped and no output running.
-  void turnOff();
+  void restoreEnabled();
+  // Leaves no app tapped and no output running, here and in the settings.
+  void switchOff();
   void releaseApps();
   void publishHeard();
 

@@ -57,7 +57,7 @@ void VolumeMixerEngine::retryOutput() {
   if (failedRebuilds_ < kRebuildAttempts)
     return rebuildOutputSoon(kFirstRetryDelay * (1 << failedRebuilds_++));
   context_.log.error("Sonmere: the Volume Mixer's output can't be built: the mixer is off");
-  setEnabled(false);
+  switchOff();
 }
 
 // Every object is gone, and with it every tap: the apps play by themselves until the server is ready.

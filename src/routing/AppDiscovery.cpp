@@ -115,18 +115,13 @@ void AppDiscovery::addMember(std::vector<PendingAppFamily>& families,
   if (owner.key == applications.ownBundleID()) return;
   auto family = std::ranges::find(families, owner.key, &PendingAppFamily::bundleID);
   if (family == families.end()) {
-    PendingAppFamily fresh{member.pid, owner.key, FamilyRules::nameFromBundleID(owner.key), "", {}};
-    if (owner.key == FamilyRules::kSystemSoundsKey) {
-      fresh.name = "System Sounds";
+    PendingAppFamily fresh{member.pid, owner.key, FamilyRules::familyName(owner.key), "", {}};
+    if (owner.key == FamilyRules::kSystemSoundsKey)
       fresh.icon = kBellIcon;
-    } else if (owner.key == FamilyRules::kCallAudioKey) {
-      fresh.name = "FaceTime Calls";
+    else if (owner.key == FamilyRules::kCallAudioKey)
       fresh.icon = applications.iconForBundleID(kCallApplication).value_or(kPhoneIcon);
-    } else if (owner.key == FamilyRules::kSiriKey) {
-      fresh.name = "Siri";
-    } else {
+    else if (owner.key != FamilyRules::kSiriKey)
       fresh.icon = applications.iconForBundleID(owner.key).value_or("");
-    }
     families.push_back(std::move(fresh));
     family = families.end() - 1;
   }

@@ -98,7 +98,7 @@ std::vector<TappedAppInfo> AppTapEngine::mergeRows(const std::vector<PendingAppF
       row = *old;
     } else {
       row.bundleID = bundleID;
-      row.name = FamilyRules::nameFromBundleID(bundleID);
+      row.name = FamilyRules::familyName(bundleID);
       state_.restore(row);
     }
     row.id = family ? family->id : 0;
@@ -125,8 +125,14 @@ std::vector<TappedAppInfo> AppTapEngine::mergeRows(const std::vector<PendingAppF
   }
   for (const PendingAppFamily& family : families)
     if (!row(family.bundleID) && isShown(family.bundleID)) add(family.bundleID, &family);
-  for (const std::string& bundleID : rowSets_.pinnedBundleIDs())
-    if (std::ranges::find(rows, bundleID, &TappedAppInfo::bundleID) == rows.end()) add(bundleID, nullptr);
+  // Rows of apps that have not run since the program started.
+  const auto addAll = [&](const std::set<std::string>& bundleIDs) {
+    for (const std::string& bundleID : bundleIDs)
+      if (isShown(bundleID) && std::ranges::find(rows, bundleID, &TappedAppInfo::bundleID) == rows.end())
+        add(bundleID, nullptr);
+  };
+  addAll(rowSets_.pinnedBundleIDs());
+  addAll(state_.intended());
   return rows;
 }
 
@@ -149,8 +155,19 @@ void AppTapEngine::readRows() {
     updateRoute(next, !next.audioObjectIDs.empty() && (!old || old->audioObjectIDs.empty()));
   }
   outputs_.retryMissing();
+  endFailures(rows);
   // Last, so that whoever observes the rows finds the taps as the rows say.
   availableApps.set(std::move(rows));
+}
+
+// What could not be done for an app is over with its wish, and with the app.
+void AppTapEngine::endFailures(const std::vector<TappedAppInfo>& rows) {
+  std::set<std::string> wishes;
+  for (const TappedAppInfo& row : rows)
+    if (!row.audioObjectIDs.empty() && state_.isIntended(row.bundleID))
+      wishes.insert(RoutingFailures::ofApp(row.bundleID));
+  core_.failures.endWhere(
+      [&](const std::string& about) { return about.starts_with("app ") && !wishes.contains(about); });
 }
 
 void AppTapEngine::stopVanished(const std::vector<TappedAppInfo>& rows) {
@@ -240,7 +257,10 @@ bool AppTapEngine::setRouted(const std::string& bundleID, bool routed) {
   if (!findRow(bundleID)) return false;
   state_.setIntended(bundleID, routed);
   saveState();
+  if (!routed) core_.failures.end(RoutingFailures::ofApp(bundleID));
   const bool isDone = reconcileRoute(bundleID);
+  // A row that only its wish has kept goes.
+  if (!routed && !tapOf(bundleID)) scheduleRefresh();
   if (isDone) publishRows();
   return isDone;
 }
@@ -265,6 +285,11 @@ bool AppTapEngine::reconcileRoute(const std::string& bundleID) {
     if (!now->isEnabled) now->level = 0;
   }
   return true;
+}
+
+bool AppTapEngine::isRouteWaiting(const std::string& bundleID) const {
+  const TappedAppInfo* found = row(bundleID);
+  return found && found->audioObjectIDs.empty() && state_.isGlobalEnabled() && state_.isIntended(bundleID);
 }
 
 void AppTapEngine::setGlobalEnabled(bool enabled) {

@@ -34,7 +34,7 @@ class AppTapEngine final : public LatencySource {
 
   // Rows, one per app family.
   Observable<std::vector<TappedAppInfo>> availableApps;
-  Observable<std::optional<std::string>>& errorMessage() { return core_.errorMessage; }
+  Observable<std::optional<std::string>>& errorMessage() { return core_.failures.shown; }
   const TappedAppInfo* row(const std::string& bundleID) const;
   void refreshApps();
   void scheduleRefresh() { discovery_.scheduleRefresh(); }
@@ -53,6 +53,8 @@ class AppTapEngine final : public LatencySource {
   // Routing of one app. Each answers false when nothing came of it: the app has no row, the bus is none that
   // apps route to, or the tap could not be made. The wish of an app that does not run is kept for its return.
   bool setRouted(const std::string& bundleID, bool routed);
+  // Wished for, and its app does not run.
+  bool isRouteWaiting(const std::string& bundleID) const;
   bool setBus(const std::string& bundleID, int bus);
   bool setVolume(const std::string& bundleID, float volume);  // linear, held to 0 up to the maximum
   bool setMuted(const std::string& bundleID, bool muted);
@@ -63,6 +65,8 @@ class AppTapEngine final : public LatencySource {
   Observable<bool> boostAllowed{true};
   // Routing as a whole. Off stops every tap and keeps every wish; on arms the wished-for apps that run.
   bool isGlobalEnabled() const { return state_.isGlobalEnabled(); }
+  // The apps that are routed whenever they run and routing is on.
+  const std::set<std::string>& intendedBundleIDs() const { return state_.intended(); }
   void setGlobalEnabled(bool enabled);
 
   // Named routings. A profile takes the routed apps, running or not; applying it restores the whole routing:
@@ -116,6 +120,7 @@ class AppTapEngine final : public LatencySource {
   // Values into the running tap. False when it was lost on the way.
   bool applyRowToTap(const std::string& bundleID);
   void updateRoute(TappedAppInfo& row, bool justAppeared);
+  void endFailures(const std::vector<TappedAppInfo>& rows);
   void stopVanished(const std::vector<TappedAppInfo>& rows);
   void refreshDevicesIfStale();
   void deviceListChanged();

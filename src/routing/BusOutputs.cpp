@@ -78,10 +78,11 @@ void BusOutputs::start(int bus) {
   if (!isBus(bus) || isRunning(bus) || closed_) return;
   auto built = build(bus);
   if (!built) {
-    core_.fail(built.error().message);
+    core_.fail(RoutingFailures::ofBus(bus), built.error().message);
     return;
   }
   Output& output = outputs_[std::size_t(bus)].emplace(std::move(*built));
+  core_.failures.end(RoutingFailures::ofBus(bus));
   core_.log().info(fmt::format("Sonmere: Output AudioUnit started on bus {}", bus));
   reportGap(bus);
   if (didStart) didStart(bus);
@@ -123,6 +124,7 @@ bool BusOutputs::isWanted(int bus) const {
 }
 
 void BusOutputs::reconcile(int bus) {
+  if (!isWanted(bus)) core_.failures.end(RoutingFailures::ofBus(bus));
   if (isWanted(bus) == isRunning(bus)) return;
   isWanted(bus) ? start(bus) : stop(bus);
 }

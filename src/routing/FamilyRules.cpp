@@ -47,6 +47,13 @@ std::optional<std::string> helperOwner(std::string_view bundleID) {
   return std::string(bundleID.substr(0, at));
 }
 
+std::string familyName(std::string_view key) {
+  if (key == kSystemSoundsKey) return "System Sounds";
+  if (key == kCallAudioKey) return "FaceTime Calls";
+  if (key == kSiriKey) return "Siri";
+  return nameFromBundleID(key);
+}
+
 std::string nameFromBundleID(std::string_view bundleID) {
   const auto dot = bundleID.rfind('.');
   return std::string(dot == std::string_view::npos ? bundleID : bundleID.substr(dot + 1));

@@ -25,6 +25,8 @@ bool isSystemSoundServer(std::string_view bundleID);
 bool isWebKitProcess(std::string_view bundleID);
 // The identifier of a helper's owner; nothing for a process that is no helper.
 std::optional<std::string> helperOwner(std::string_view bundleID);
+// What the row of a family is called where no application names it: its own name for those of the system.
+std::string familyName(std::string_view key);
 // "com.vendor.Player" gives "Player".
 std::string nameFromBundleID(std::string_view bundleID);
 

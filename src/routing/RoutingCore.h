@@ -8,9 +8,9 @@
 #include "audio/device/CoreAudioUtils.h"
 #include "audio/device/EngineContext.h"
 #include "audio/device/TeardownQueue.h"
-#include "base/Observable.h"
 #include "base/RenderRetirement.h"
 #include "routing/BusRenderState.h"
+#include "routing/RoutingFailures.h"
 #include "routing/SingleAppTap.h"
 
 namespace sonmere {
@@ -32,10 +32,10 @@ struct RoutingCore {
   AudioHardware& hardware() const { return context.platform.hardware(); }
   Runtime& runtime() const { return context.runtime; }
   Log& log() const { return context.log; }
-  // A failure that the user is told of, and the log.
-  void fail(const std::string& message) {
+  // A failure of an app or a bus that the user is told of, and the log.
+  void fail(const std::string& about, const std::string& message) {
     log().error("Sonmere: " + message);
-    errorMessage.set(message);
+    failures.tell(about, message);
   }
   // Nominal rate of bus 0, the rate master of the system, in Hz; nothing without the driver.
   std::optional<double> bridgeRate() const {
@@ -50,7 +50,7 @@ struct RoutingCore {
   }
 
   EngineContext& context;
-  Observable<std::optional<std::string>> errorMessage;
+  RoutingFailures failures;
   std::shared_ptr<BusRenderState> render;
   RenderRetirement retirement;
   TeardownQueue teardown;

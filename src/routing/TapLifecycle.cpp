@@ -28,9 +28,9 @@ TapLifecycle::~TapLifecycle() {
   while (!core_.activeTaps.empty()) stopTap(std::string(core_.activeTaps.begin()->first));
 }
 
-bool TapLifecycle::checkPlatform() {
+bool TapLifecycle::checkPlatform(const std::string& bundleID) {
   if (core_.hardware().supportsProcessTaps()) return true;
-  core_.fail("Per-app routing requires macOS 14.2 or later.");
+  core_.fail(RoutingFailures::ofApp(bundleID), "Per-app routing requires macOS 14.2 or later.");
   return false;
 }
 
@@ -57,7 +57,7 @@ void TapLifecycle::matchRates(int bus) {
 void TapLifecycle::reportFailure(const SingleAppTap& tap, const TapAggregateFailure& failure) {
   const auto tell = [&](const std::string& line, std::string message) {
     core_.log().error(line);
-    core_.errorMessage.set(std::move(message));
+    core_.failures.tell(RoutingFailures::ofApp(tap.bundleID), std::move(message));
   };
   const OSStatus status = failure.status;
   switch (failure.step) {
@@ -107,10 +107,11 @@ TapAggregatePlan TapLifecycle::makePlan(SingleAppTap& tap, bool muted) {
 }
 
 bool TapLifecycle::createPlatformObjects(SingleAppTap& tap, bool muted) {
-  if (!checkPlatform()) return false;
+  if (!checkPlatform(tap.bundleID)) return false;
   const auto made = buildTapAggregate(core_.hardware(), core_.runtime(), makePlan(tap, muted));
   tap.objects = made.value_or(TapAggregate{});
   tap.createdMuted = muted;
+  if (made) core_.failures.end(RoutingFailures::ofApp(tap.bundleID));
   return made.has_value();
 }
 
@@ -124,7 +125,7 @@ void TapLifecycle::noteOutputDevice(const TappedAppInfo& app) {
 }
 
 bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
-  if (!checkPlatform()) return false;
+  if (!checkPlatform(app.bundleID)) return false;
   if (core_.activeTaps.contains(app.bundleID)) return true;
   if (app.audioObjectIDs.empty()) return false;
   core_.log().info(fmt::format("Sonmere: Starting tap for {} (PID {}, {} audio process objects)",

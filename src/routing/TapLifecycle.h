@@ -47,7 +47,7 @@ class TapLifecycle {
   void matchRates(int bus);
 
  private:
-  bool checkPlatform();
+  bool checkPlatform(const std::string& bundleID);
   bool createPlatformObjects(SingleAppTap& tap, bool muted);
   TapAggregatePlan makePlan(SingleAppTap& tap, bool muted);
   void reportFailure(const SingleAppTap& tap, const TapAggregateFailure& failure);

@@ -90,6 +90,36 @@ TEST_F(VolumeMixerRecoveryTest, WithoutAnyDefaultDeviceTheAppIsFreeAndTheMixerWa
   expectMixedOn(*speakers);
 }
 
+// At log-in, or with the dock unplugged.
+TEST_F(VolumeMixerRecoveryTest, AMixerThatWasOnWaitsForAnOutputAtLaunch) {
+  begin();
+  world->mixer.reset();
+  world->host().unplug(SimulatedHost::kHeadsetUID);
+  world->host().removeDriver();
+  world->host().unplug(SimulatedHost::kSpeakersUID);
+  world->makeMixer();
+  EXPECT_TRUE(*mixer().isEnabled);
+  EXPECT_EQ(world->mixerError(), "No system default output device.");
+  world->wait(600);
+  EXPECT_EQ(world->settings.optionalBool("sonmere.volumeMixer.isEnabled"), true);
+  world->host().replug(SimulatedHost::kSpeakersUID);
+  world->wait(6);
+  EXPECT_EQ(world->mixerError(), "");
+  expectMixedOn(*speakers);
+
+  // One that can't be built, and is given up by the user.
+  world->host().faults().failFrom(Operation::unitStart, 1, -50);
+  world->host().restartService(fromMilliseconds(100));
+  world->wait(3);
+  EXPECT_EQ(world->mixerError(), "Failed to start audio output (-50).");
+  mixer().setEnabled(false);
+  EXPECT_EQ(world->mixerError(), "") << "nothing is wrong with what is off";
+  EXPECT_FALSE(mixer().setEnabled(true));
+  EXPECT_NE(world->mixerError(), "");
+  mixer().setEnabled(false);
+  EXPECT_EQ(world->mixerError(), "");
+}
+
 // Neither build nor app is given up at the first failure; at the last the mixer goes off and says why.
 TEST_F(VolumeMixerRecoveryTest, ARebuildThatFailsFreesTheAppsAndIsTriedAgain) {
   begin();

@@ -317,6 +317,73 @@ TEST_F(TapLifecycleTest, AServiceRestartBringsEveryRouteBack) {
   EXPECT_EQ(counts().runningUnits, 1u);
 }
 
+// A route that waits has a row, also after a restart: it can be seen, changed and taken back.
+TEST_F(TapLifecycleTest, ARouteWaitsForItsAppInARowOfItsOwn) {
+  world = std::make_unique<RoutingWorld>();
+  world->settings.set("sonmere.perapp.enabledApps", SettingsValue::Array{"com.vendor.Music", "radio"});
+  world->settings.set("sonmere.pinnedApps", SettingsValue::Array{"systemsoundserverd", "com.vendor.Player"});
+  world->settings.set("sonmere.cleanSlateMigration.v5", true);
+  world->startEngine();
+  AppTapEngine& engine = *world->engine;
+  ASSERT_TRUE(engine.row("com.vendor.Music"));
+  EXPECT_EQ(world->row("com.vendor.Music").name, "Music");
+  EXPECT_EQ(world->row("systemsoundserverd").name, "System Sounds") << "by the name that it has when it runs";
+  EXPECT_EQ(world->row("com.vendor.Player").name, "Player");
+  EXPECT_TRUE(engine.isRouteWaiting("com.vendor.Music"));
+  EXPECT_FALSE(engine.isRouteWaiting("com.vendor.Player"));
+
+  engine.setVolume("com.vendor.Music", 0.25f);
+  engine.setBus("com.vendor.Music", 4);
+  EXPECT_TRUE(engine.setRouted("radio", false));
+  world->settle();
+  EXPECT_FALSE(engine.row("radio")) << "what only the wish had kept";
+  engine.setGlobalEnabled(false);
+  EXPECT_FALSE(engine.isRouteWaiting("com.vendor.Music")) << "nobody waits while routing is off";
+  engine.setGlobalEnabled(true);
+  world->launch("com.vendor.Music");
+  world->launch("radio");
+  world->settle();
+  EXPECT_FALSE(engine.isRouteWaiting("com.vendor.Music"));
+  ASSERT_TRUE(engine.tapOf("com.vendor.Music"));
+  EXPECT_EQ(engine.tapOf("com.vendor.Music")->volume, 0.25f);
+  EXPECT_EQ(engine.tapOf("com.vendor.Music")->busIndex, 4);
+  EXPECT_FALSE(engine.tapOf("radio"));
+}
+
+TEST_F(TapLifecycleTest, AMessageEndsWithItsReason) {
+  begin();
+  AppTapEngine& engine = *world->engine;
+  auto radio = world->launch("radio");
+  world->settle();
+  const auto failTap = [&](const char* app) {
+    world->host().faults().failNth(Operation::createProcessTap, 1, -50);
+    engine.setRouted(app, true);
+  };
+  failTap("music");
+  failTap("radio");
+  EXPECT_EQ(world->error(), "Failed to tap radio: error -50");
+  EXPECT_TRUE(engine.setRouted("radio", true));
+  EXPECT_EQ(world->error(), "Failed to tap music: error -50") << "which has not ended";
+  engine.setRouted("music", false);
+  EXPECT_EQ(world->error(), "");
+  failTap("music");
+  music.quit();
+  world->settle();
+  EXPECT_EQ(world->error(), "") << "the app is gone";
+
+  world->host().faults().failNth(Operation::unitStart, 1, -50);
+  engine.setBus("radio", 5);
+  EXPECT_NE(world->error(), "");
+  world->launch("another");
+  world->settle();
+  EXPECT_EQ(world->error(), "") << "the bus was tried again";
+  world->host().unplug("ToneFerry_UID_Track_6");
+  engine.setBus("radio", 7);
+  EXPECT_NE(world->error(), "");
+  engine.setRouted("radio", false);
+  EXPECT_EQ(world->error(), "") << "nobody wants the bus";
+}
+
 TEST_F(TapLifecycleTest, BoostIsTakenFromAllWhenItIsNotAllowedAndStaysTaken) {
   begin();
   ASSERT_TRUE(world->engine->setRouted("music", true));
