@@ -35,7 +35,7 @@ struct Arguments {
   RunArguments foreground;
   bool verbose = false;
   std::string key, value, shell;
-  bool asData = false;
+  SettingsForm form;
   bool json = false;
   std::function<int()> run;
 };
@@ -106,18 +106,20 @@ void addSettings(CLI::App& app, Arguments& arguments) {
   CLI::App* get = settings->add_subcommand("get", "Print one value");
   get->add_option("KEY", arguments.key)->required();
   get->callback([&arguments] { arguments.run = [&arguments] { return runSettingsGet(arguments.key); }; });
-  CLI::App* set = settings->add_subcommand("set", "Store a value: JSON, or else a string as it stands");
+  CLI::App* set = settings->add_subcommand(
+      "set", "Change a setting, at once in a program that runs; settings list names them");
   set->add_option("KEY", arguments.key)->required();
-  set->add_option("VALUE", arguments.value)->required();
-  set->add_flag("--data", arguments.asData, "Store the text as data, as structured settings are");
+  set->add_option("VALUE", arguments.value, "on or off, JSON, or else a text as it stands")->required();
+  set->add_flag("--force", arguments.form.isForced, "Store a key or value that is refused, as it stands");
+  set->add_flag("--data", arguments.form.isData, "Store the text as data, as structured settings are");
   set->callback([&arguments] {
-    arguments.run = [&arguments] { return runSettingsSet(arguments.key, arguments.value, arguments.asData); };
+    arguments.run = [&arguments] { return runSettingsSet(arguments.key, arguments.value, arguments.form); };
   });
-  CLI::App* remove = settings->add_subcommand("delete", "Remove a value, so that its default applies");
-  remove->add_option("KEY", arguments.key)->required();
-  remove->callback(
-      [&arguments] { arguments.run = [&arguments] { return runSettingsDelete(arguments.key); }; });
-  CLI::App* list = settings->add_subcommand("list", "Print all values");
+  CLI::App* reset = settings->add_subcommand("reset", "Back to the default");
+  reset->add_option("KEY", arguments.key)->required();
+  reset->callback([&arguments] { arguments.run = [&arguments] { return runSettingsReset(arguments.key); }; });
+  CLI::App* list = settings->add_subcommand(
+      "list", "Print the settings with their values, what they take and what they mean");
   list->add_flag("--json", arguments.json, "Print one JSON object");
   list->callback([&arguments] { arguments.run = [&arguments] { return runSettingsList(arguments.json); }; });
 }

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "app/SettingsTable.h"
 #include "cli/CommandTree.h"
 
 namespace sonmere {
@@ -37,6 +38,16 @@ void addCommand(std::string& out, const CommandTree& tree, const std::string& pa
   for (const CommandTree& command : tree.commands) addCommand(out, command, own);
 }
 
+std::string settingsSection() {
+  std::string out = ".SH SETTINGS\n";
+  for (const std::string& key : settableKeys()) {
+    const SettingDescription& setting = *describeSetting(key);
+    out += fmt::format(".TP\n.B {}\n{}: {}. Takes effect {}.\n", escaped(key), escaped(setting.meaning),
+                       escaped(rangeText(setting)), effectText(setting.effect));
+  }
+  return out;
+}
+
 }  // namespace
 
 std::string manualPage(const CommandTree& tree, const std::string& version) {
@@ -48,6 +59,7 @@ std::string manualPage(const CommandTree& tree, const std::string& version) {
       "run\" .\n";
   out += "Most other commands talk to the one that runs.\n.SH COMMANDS\n";
   for (const CommandTree& command : tree.commands) addCommand(out, command, "sonmere");
+  out += settingsSection();
   out +=
       ".SH EXIT STATUS\n.TP\n0\nSuccess.\n.TP\n1\nSomething went wrong while running, or nothing "
       "runs.\n.TP\n2\n"

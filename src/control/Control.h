@@ -8,6 +8,7 @@
 #include "control/ProfileControl.h"
 #include "control/RecordingControl.h"
 #include "control/ReportControl.h"
+#include "control/SettingsControl.h"
 
 namespace sonmere {
 
@@ -22,6 +23,7 @@ class Control {
         recordings_(app),
         profiles_(app),
         devices_(app),
+        settings_(app),
         reports_(app, platform),
         quit_(std::move(quit)) {}
 
@@ -30,6 +32,7 @@ class Control {
   RecordingControl& recordings() { return recordings_; }
   ProfileControl& profiles() { return profiles_; }
   DeviceControl& devices() { return devices_; }
+  SettingsControl& settings() { return settings_; }
   ReportControl& reports() { return reports_; }
   void quit() { quit_(); }
 
@@ -39,6 +42,7 @@ class Control {
   RecordingControl recordings_;
   ProfileControl profiles_;
   DeviceControl devices_;
+  SettingsControl settings_;
   ReportControl reports_;
   std::function<void()> quit_;
 };

@@ -26,8 +26,9 @@ Outcome<ControlClient> ControlClient::connect(const std::filesystem::path& folde
   auto socket = connectToControl(folder);
   if (socket) {
     ControlClient client(std::move(*socket));
-    if (const auto greeted = client.call("hello", {{"protocol", kControlProtocol}}); !greeted)
-      return std::unexpected(greeted.error());
+    auto greeting = client.call("hello", {{"protocol", kControlProtocol}});
+    if (!greeting) return std::unexpected(greeting.error());
+    client.greeting_ = std::move(*greeting);
     return client;
   }
   const bool isAbsent = socket.error().code == ENOENT || socket.error().code == ECONNREFUSED;

@@ -27,6 +27,8 @@ class ControlClient {
   // too many clients.
   static Outcome<ControlClient> connect(const std::filesystem::path& folder);
 
+  // Who answers, as `hello` has it.
+  const ControlJSON& greeting() const { return greeting_; }
   // The result, or the program's error with its JSON-RPC code.
   Outcome<ControlJSON> call(const std::string& method, const ControlJSON& params = nullptr);
   // The parameters of the next notification; nothing after `milliseconds` without one.
@@ -42,6 +44,7 @@ class ControlClient {
   MessageFramer framer_{MessageFramer::kUnbounded};
   std::deque<ControlJSON> notifications_;
   int nextID_ = 1;
+  ControlJSON greeting_;
 };
 
 }  // namespace sonmere

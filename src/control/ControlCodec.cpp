@@ -84,11 +84,8 @@ ControlJSON encodeControl(const DeviceState& device) {
 }
 
 ControlJSON encodeControl(const ProgramGreeting& greeting) {
-  return {{"name", "Sonmere"},
-          {"version", greeting.version},
-          {"protocol", greeting.protocol},
-          {"process", greeting.process},
-          {"platform", greeting.platform}};
+  return {{"name", "Sonmere"},           {"version", greeting.version},   {"protocol", greeting.protocol},
+          {"process", greeting.process}, {"platform", greeting.platform}, {"settings", greeting.settings}};
 }
 
 ControlJSON encodeControl(const ProgramStatus& status) {

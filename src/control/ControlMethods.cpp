@@ -1,6 +1,7 @@
 #include "control/ControlMethods.h"
 
 #include "control/ControlCodec.h"
+#include "control/SettingsCodec.h"
 
 namespace sonmere {
 
@@ -86,6 +87,7 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addMixer();
   addRecordings();
   addProfiles();
+  addSettings();
 }
 
 void ControlMethods::addPrograms() {
@@ -173,6 +175,28 @@ void ControlMethods::addProfiles() {
       [this](const std::string& name) { return answer(control_.profiles().apply(name)); });
   add("profile.delete", readName,
       [this](const std::string& name) { return answer(control_.profiles().remove(name)); });
+}
+
+void ControlMethods::addSettings() {
+  const auto readKey = [](ControlParams& p) { return p.text("key"); };
+  add("settings", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.settings().list()); });
+  add("settings.get", readKey,
+      [this](const std::string& key) { return answer(control_.settings().get(key)); });
+  add(
+      "settings.set",
+      [](ControlParams& p) {
+        const std::string key = p.text("key");
+        const ControlJSON value = p.any("value");
+        return std::tuple{key, value, p.flagOr("force", false)};
+      },
+      [this](const auto& v) -> Outcome<ControlJSON> {
+        const auto& [key, json, force] = v;
+        const auto value = settingsValueFromJSON(json.dump());
+        if (!value) return std::unexpected(controlError(ControlFault::badValue, "\"value\" can't be stored"));
+        return answer(control_.settings().set(key, *value, force));
+      });
+  add("settings.reset", readKey,
+      [this](const std::string& key) { return answer(control_.settings().reset(key)); });
 }
 
 bool ControlMethods::call(const std::string& name, const ControlJSON& params, ControlPeer& peer,

@@ -48,6 +48,7 @@ class ControlMethods {
   void addMixer();
   void addRecordings();
   void addProfiles();
+  void addSettings();
 
   Control& control_;
   std::map<std::string, Method, std::less<>> methods_;

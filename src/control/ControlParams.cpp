@@ -88,6 +88,13 @@ std::optional<int> ControlParams::wholeOrNull(const char* name) {
   return wholeOf(value);
 }
 
+ControlJSON ControlParams::any(const char* name) {
+  const ControlJSON* value = take(name, "a value");
+  if (value) return *value;
+  fail();
+  return nullptr;
+}
+
 const ControlJSON& ControlParams::object(const char* name) {
   static const ControlJSON empty = ControlJSON::object();
   const ControlJSON* value = take(name, "an object or null");

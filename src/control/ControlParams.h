@@ -33,6 +33,8 @@ class ControlParams {
   // Null stands for nothing.
   std::optional<double> numberOrNull(const char* name);
   std::optional<int> wholeOrNull(const char* name);
+  // Of any kind; null when it is missing, which is an error.
+  ControlJSON any(const char* name);
   // A member object; an empty one where it is null.
   const ControlJSON& object(const char* name);
   bool has(const char* name) const { return params_.contains(name); }

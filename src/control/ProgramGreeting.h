@@ -14,6 +14,7 @@ struct ProgramGreeting {
   int protocol = kControlProtocol;
   int process = 0;
   std::string platform;
+  std::string settings;  // path of the user's settings file
 };
 
 }  // namespace sonmere

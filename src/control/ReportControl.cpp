@@ -6,13 +6,15 @@
 
 #include <algorithm>
 
+#include "app/FileSettingsStore.h"
 #include "app/ProgramVersion.h"
 #include "control/ControlError.h"
 
 namespace sonmere {
 
 ProgramGreeting ReportControl::greeting() const {
-  return {kProgramVersion, kControlProtocol, int(::getpid()), platform_.name()};
+  return {kProgramVersion, kControlProtocol, int(::getpid()), platform_.name(),
+          defaultSettingsPath().string()};
 }
 
 Outcome<ProgramGreeting> ReportControl::greet(std::optional<int> clientProtocol) const {

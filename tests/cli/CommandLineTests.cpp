@@ -134,6 +134,10 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
       {{"demo", "--app", good.c_str(), "--out", ""}, "--out"},
       {{"settings", "get", ""}, "the key is empty"},
       {{"settings", "set", "", "1"}, "the key is empty"},
+      {{"settings", "set", "recording.bitDepth", "99"}, "use int16, int24 or float32"},
+      {{"settings", "set", "recording.bitdepth", "int24"}, "did you mean recording.bitDepth?"},
+      {{"settings", "set", "sonmere.recordingsFolderPath", "/proc"}, "/proc can't be written to"},
+      {{"settings", "reset", "foo"}, "there is no setting \"foo\""},
       {{"settings", "set", "deep", deep.c_str()}, "\"deep\" is nested too deeply"},
       {{"demo", "--nonsense"}, "--nonsense"},
       {{"run", "--platform", "tape"}, "tape"},
@@ -165,16 +169,26 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
 
 TEST_F(CommandLineTest, SettingsAreReadChangedAndListed) {
   setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
-  EXPECT_EQ(run({"settings", "list"}).out, "");
-  EXPECT_EQ(run({"settings", "set", "sonmere.boostAllowed", "false"}).status, 0);
-  EXPECT_EQ(run({"settings", "set", "name", "plain words"}).status, 0);
-  EXPECT_EQ(run({"settings", "set", "record", R"({"a":1})", "--data"}).status, 0);
+  EXPECT_EQ(run({"settings", "get", "sonmere.boostAllowed"}).out, "true\n") << "what holds without it";
+  EXPECT_EQ(run({"settings", "set", "sonmere.boostAllowed", "off"}).status, 0);
+  EXPECT_EQ(run({"settings", "set", "name", "plain words", "--force"}).status, 0);
+  EXPECT_EQ(run({"settings", "set", "record", R"({"a":1})", "--data", "--force"}).status, 0);
   EXPECT_EQ(run({"settings", "get", "sonmere.boostAllowed"}).out, "false\n");
   EXPECT_EQ(run({"settings", "get", "name"}).out, "plain words\n");
   EXPECT_EQ(run({"settings", "get", "record"}).out, "{\"a\":1}\n");
-  EXPECT_EQ(run({"settings", "list"}).out.substr(0, 22), "name = \"plain words\"\nr");
-  EXPECT_EQ(nlohmann::json::parse(run({"settings", "list", "--json"}).out)["sonmere.boostAllowed"], false);
-  EXPECT_EQ(run({"settings", "delete", "name"}).status, 0);
+  const std::string list = run({"settings", "list"}).out;
+  for (const char* line :
+       {"recording.format                     wav              wav or m4a ", "(changed; without it true)",
+        "name                                 13 bytes", "record                               7 bytes"})
+    EXPECT_NE(list.find(line), std::string::npos) << list;
+  const auto all = nlohmann::json::parse(run({"settings", "list", "--json"}).out);
+  const auto boost =
+      std::ranges::find(all, "sonmere.boostAllowed", [](const auto& each) { return each["key"]; });
+  EXPECT_EQ((*boost)["value"], false);
+  EXPECT_EQ((*boost)["default"], true);
+  EXPECT_EQ(run({"settings", "reset", "sonmere.boostAllowed"}).status, 0);
+  EXPECT_EQ(run({"settings", "get", "sonmere.boostAllowed"}).out, "true\n");
+  EXPECT_EQ(run({"settings", "reset", "name"}).status, 0);
   const auto gone = run({"settings", "get", "name"});
   EXPECT_EQ(gone.status, 1);
   EXPECT_TRUE(isOneLine(gone.err));
@@ -198,10 +212,11 @@ TEST_F(CommandLineTest, SettingsThatCantBeReadOrWrittenAreOneLineAndStatus1) {
   const std::string cases[] = {folder.path().string(), "/proc/none/settings.json"};
   for (const std::string& file : cases) {
     setenv("SONMERE_SETTINGS", file.c_str(), 1);
-    std::vector<std::vector<const char*>> commands = {{"settings", "set", "k", "1"}};
+    std::vector<std::vector<const char*>> commands = {{"settings", "set", "k", "1", "--force"}};
     if (file == cases[0])
-      commands.insert(commands.end(),
-                      {{"settings", "list"}, {"settings", "get", "k"}, {"settings", "delete", "k"}});
+      commands.insert(
+          commands.end(),
+          {{"settings", "list"}, {"settings", "get", "k"}, {"settings", "reset", "sonmere.boostAllowed"}});
     for (const auto& arguments : commands) {
       const auto result = run(arguments);
       EXPECT_EQ(result.status, 1) << file << " " << arguments[1];
@@ -248,10 +263,10 @@ TEST_F(CommandLineTest, AFullDiskEndsTheDemoAndTheFilesAreStillReported) {
 
 TEST_F(CommandLineTest, OutputThatCantBeWrittenIsAFailure) {
   setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
-  ASSERT_EQ(run({"settings", "set", "k", std::string(100'000, 'x').c_str()}).status, 0);
+  ASSERT_EQ(run({"settings", "set", "k", std::string(100'000, 'x').c_str(), "--force"}).status, 0);
   // In one go at the end, and more than fits the buffer.
   for (const std::vector<const char*>& arguments :
-       {std::vector{"sonmere", "--version"}, std::vector{"sonmere", "settings", "list"}}) {
+       {std::vector{"sonmere", "--version"}, std::vector{"sonmere", "settings", "get", "k"}}) {
     std::fflush(stdout);
     const int saved = dup(STDOUT_FILENO), full = open("/dev/full", O_WRONLY);
     ASSERT_GE(dup2(full, STDOUT_FILENO), 0);
@@ -329,7 +344,8 @@ TEST_F(RunTest, ItRoutesRecordsAndReportsAsJSON) {
   EXPECT_EQ((*openAudioFile(std::string(recording["path"])))->frameCount(),
             std::int64_t(recording["frames"]));
   EXPECT_EQ(std::filesystem::path(std::string(recording["path"])).parent_path(), out);
-  const auto saved = nlohmann::json::parse(run({"settings", "list", "--json"}).out);
+  std::ifstream stored(path("settings.json"));
+  const auto saved = nlohmann::json::parse(stored);
   EXPECT_EQ(saved["sonmere.perapp.enabledApps"], nlohmann::json::array({"music"}));
   EXPECT_FALSE(saved.contains("sonmere.recordingsFolderPath")) << "--out holds for the run alone";
   EXPECT_FALSE(saved.contains("didAutoRegisterLoginItem"))
@@ -368,6 +384,14 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   EXPECT_EQ(run({"apps", "--ids"}).out, "music\nbeat\nspeech\n");
   const auto watched = run({"watch", "--count", "2", "--json"});
   EXPECT_EQ(std::ranges::count(watched.out, '\n'), 2);
+  EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "0.5"}).status, 0);
+  EXPECT_NE(run({"master"}).out.find("master 50 %"), std::string::npos) << "at once";
+  EXPECT_EQ(run({"settings", "get", "sonmere.volumeMixer.masterVolume"}).out, "0.5\n");
+  EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "3"}).status, 2);
+  setenv("SONMERE_SETTINGS", path("other.json").c_str(), 1);
+  EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "1.5"}).status, 0);
+  setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
+  EXPECT_NE(run({"master"}).out.find("master 50 %"), std::string::npos) << "other settings are none of its";
   const auto second = run({"run", "--platform", "simulated"});
   EXPECT_EQ(second.status, 1);
   EXPECT_EQ(second.err, "sonmere run: Sonmere is running already (process " + std::to_string(child) + ")\n");
@@ -387,6 +411,7 @@ TEST_F(CommandLineTest, CompletionAndManualKnowEveryCommand) {
        {std::pair{"bash", "complete -F"}, {"zsh", "#compdef"}, {"fish", "complete -c"}})
     EXPECT_NE(run({"completion", shell}).out.find(word), std::string::npos) << shell;
   const std::string manual = run({"man"}).out;
+  EXPECT_NE(manual.find("recording.bitDepth"), std::string::npos) << "the table of settings";
   EXPECT_TRUE(manual.starts_with(".TH SONMERE 1"));
   EXPECT_NE(manual.find(".SS sonmere record start BUS"), std::string::npos);
 }

@@ -5,7 +5,9 @@
 
 #include <fstream>
 
+#include "app/SettingsTable.h"
 #include "base/VirtualRuntime.h"
+#include "recording/RecordingBitDepth.h"
 #include "support/AppWorld.h"
 
 namespace sonmere {
@@ -159,6 +161,106 @@ TEST_F(ControlMethodsTest, EveryMethodAndParameterIsListedAndDocumented) {
   EXPECT_EQ((*volume)["parameters"].dump(),
             R"([{"name":"app","type":"a string","required":true},{"name":"step","type":"a number",)"
             R"("required":false},{"name":"volume","type":"a number","required":false}])");
+}
+
+TEST_F(ControlMethodsTest, SettingsTakeEffectAtOnceAndFallBack) {
+  const auto set = [&](const char* key, const ControlJSON& value) {
+    return call("settings.set", ControlJSON{{"key", key}, {"value", value}}.dump());
+  };
+  const auto reset = [&](const char* key) {
+    return call("settings.reset", ControlJSON{{"key", key}}.dump());
+  };
+  AppTapEngine& engine = *world.app->appTapEngine();
+  VolumeMixerEngine& mixer = *world.app->volumeMixerEngine();
+  const auto format = [&] { return *world.app->recordings()->defaultRecordingFormat; };
+
+  ASSERT_TRUE(set("sonmere.volumeMixer.isEnabled", true));
+  EXPECT_TRUE(*mixer.isEnabled);
+  ASSERT_TRUE(set("sonmere.volumeMixer.masterVolume", 2));
+  EXPECT_EQ(*mixer.masterVolume, 2.0f);
+  ASSERT_TRUE(set("sonmere.boostAllowed", false));
+  EXPECT_EQ(*mixer.masterVolume, 1.0f) << "what is above goes down";
+  EXPECT_EQ((*set("sonmere.volumeMixer.masterVolume", 1.5))["notes"][0], "volume held to 100 %");
+  ASSERT_TRUE(set("sonmere.perapp.globalEnabled", false));
+  EXPECT_FALSE(engine.isGlobalEnabled());
+  ASSERT_TRUE(set("sonmere.eqSpectrumVisible", true));
+  EXPECT_TRUE(world.app->context().flags.spectrumVisible);
+  ASSERT_TRUE(set("recording.format", "m4a"));
+  EXPECT_EQ(format(), RecordingFormat::m4a);
+  ASSERT_TRUE(set("recording.bitDepth", "int24"));
+  EXPECT_EQ(recordingBitDepth(world.settings), RecordingBitDepth::int24);
+  const std::string takes = world.folder / "takes";
+  EXPECT_EQ((*set("sonmere.recordingsFolderPath", takes))["notes"].size(), 0u);
+  EXPECT_EQ(world.app->recordingsLibrary()->chosenFolder(), takes);
+
+  const auto all = *call("settings");
+  for (const auto& each : all) {
+    if (each["changed"] != true || each.contains("bytes")) continue;
+    const auto after = *reset(std::string(each["key"]).c_str());
+    EXPECT_EQ(after["setting"]["changed"], false) << each;
+    EXPECT_EQ(after["setting"]["value"], after["setting"]["default"]) << each;
+  }
+  EXPECT_TRUE(world.app->context().flags.boostAllowed && engine.isGlobalEnabled());
+  EXPECT_FALSE(*mixer.isEnabled || world.app->context().flags.spectrumVisible);
+  EXPECT_EQ(format(), RecordingFormat::wav);
+  EXPECT_EQ(world.app->recordingsLibrary()->chosenFolder(), std::nullopt);
+}
+
+TEST_F(ControlMethodsTest, ASettingThatCantBeIsRefusedWithWhatCanAndStoredWhenTheUserInsists) {
+  const std::tuple<const char*, ControlJSON, const char*> cases[] = {
+      {"recording.format", "flac", "recording.format can't be \"flac\"; use wav or m4a"},
+      {"recording.bitDepth", 99, "use int16, int24 or float32"},
+      {"recording.bitdepth", "int24", "did you mean recording.bitDepth?"},
+      {"format", "wav", "did you mean recording.format?"},
+      {"foo", "bar", "there is no setting \"foo\""},
+      {"sonmere.volumeMixer.masterVolume", 2.5, "use 0 to 2"},
+      {"sonmere.boostAllowed", 1, "use true or false"},
+      {"sonmere.recordingsFolderPath", "takes", "use the full path of a folder"},
+      {"sonmere.recordingsFolderPath", "/proc", "/proc can't be written to"},
+      {"sonmere.hiddenApps", {"a"}, "is changed by sonmere hide and unhide"},
+      {"sonmere.perapp.volumes", {{"a", 1}}, "is changed by sonmere route, volume and mute"},
+      {"launchAtLogin", true, "is kept by Sonmere itself"},
+  };
+  const auto before = world.settings.keys();
+  for (const auto& [key, value, why] : cases) {
+    const auto refused = call("settings.set", ControlJSON{{"key", key}, {"value", value}}.dump());
+    ASSERT_FALSE(refused) << key;
+    EXPECT_EQ(controlErrorCode(refused.error()), kInvalidParams) << key;
+    EXPECT_NE(refused.error().description.find(why), std::string::npos) << refused.error().description;
+  }
+  EXPECT_EQ(world.settings.keys(), before);
+  EXPECT_EQ(code("settings.get", R"({"key":"foo"})"), kAppNotFound);
+  ASSERT_TRUE(call("settings.set", R"({"key":"foo","value":"bar","force":true})"));
+  EXPECT_EQ(world.settings.string("foo"), "bar");
+  ASSERT_TRUE(call("settings.reset", R"({"key":"foo"})"));
+  EXPECT_FALSE(world.settings.object("foo"));
+}
+
+// Whatever the program stores is in the table of settings, and structures are told by size alone.
+TEST_F(ControlMethodsTest, EveryKeyThatIsStoredIsKnown) {
+  for (const auto& [method, params] : {std::pair{"mixer.enable", R"({"enabled":true})"},
+                                       {"volume", R"({"app":"talk","volume":0.5})"},
+                                       {"route", R"({"app":"music","bus":2})"},
+                                       {"mute", R"({"app":"music","muted":true})"},
+                                       {"equaliser", R"({"app":"music","equaliser":{"bellDb":3}})"},
+                                       {"limiter", R"({"app":"music","ceilingDb":-3})"},
+                                       {"direct", R"({"app":"beat","direct":true})"},
+                                       {"hide", R"({"app":"talk"})"},
+                                       {"pin", R"({"app":"music"})"},
+                                       {"profile.save", R"({"name":"a"})"},
+                                       {"mixer.outputEqualiser", R"({"equaliser":{"bellDb":3}})"},
+                                       {"mixer.master", R"({"volume":0.5})"},
+                                       {"remove", R"({"app":"talk"})"}})
+    ASSERT_TRUE(call(method, params)) << method;
+  wait(5);
+  EXPECT_GT(world.settings.keys().size(), 12u);
+  const auto all = *call("settings");
+  for (const std::string& key : world.settings.keys()) EXPECT_TRUE(describeSetting(key)) << key;
+  EXPECT_EQ(all.dump().find("$data"), std::string::npos);
+  const auto states =
+      std::ranges::find(all, "sonmere.volumeMixer.appsState", [](const auto& s) { return s["key"]; });
+  ASSERT_NE(states, all.end());
+  EXPECT_GT((*states)["bytes"], 10);
 }
 
 TEST_F(ControlMethodsTest, ARecordingIsAnsweredOnceItsFileIsComplete) {
