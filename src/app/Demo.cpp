@@ -76,11 +76,9 @@ void Demo::begin() {
     if (!engine().tapOf(app.id)) return fail(routeFailure(app));
     buses.insert(*app.bus);
   }
-  for (const int bus : buses) {
-    recordings().startRecording(bus);
-    if (finishing_) return;
-    recordedPaths_[bus] = recordings().busRecordingStatuses->at(bus).path;
-  }
+  recordings().startRecordings(std::vector(buses.begin(), buses.end()));
+  if (finishing_) return;
+  for (const int bus : buses) recordedPaths_[bus] = recordings().busRecordingStatuses->at(bus).path;
   embedded_.playAll();
   playingSince_ = runtime_.uptime();
   levels_ = runtime_.mainQueue().repeat(kLevelInterval, [this] { sampleLevels(); });

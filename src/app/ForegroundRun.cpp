@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "app/DemoPieces.h"
 #include "audio/file/AudioFileReader.h"
@@ -66,8 +67,12 @@ void ForegroundRun::start(std::function<void()> ready, Done done) {
   observers_.push_back(recordings.errorMessage.observe([this](const auto& text) {
     if (!text.empty()) note(text);
   }));
+  for (auto* notice : {&recordings.silentRecordingNotice, &recordings.fileNotice})
+    observers_.push_back(notice->observe([this](const auto& text) {
+      if (text) note(*text);
+    }));
   observers_.push_back(recordings.busRecordingStatuses.observe([this](const auto& rows) {
-    for (const auto& [bus, status] : rows) recordings_[status.path] = status;
+    for (const auto& [bus, status] : rows) recordings_[{status.startedAt, bus}] = status;
   }));
   observers_.push_back(platform_.platform().powerEvents().observeWillTerminate([this] { quit(); }));
   limit_ = runtime_.mainQueue().postAfter(kReadyLimit, [this] { giveUp(); });
@@ -142,12 +147,15 @@ void ForegroundRun::applyRoute(const std::string& id, const RunOptions::Route& r
 }
 
 // A bus that nothing renders would have its recording taken for stalled, so each begins with its first app.
+// Those that begin together are one session.
 void ForegroundRun::startRecordings() {
-  std::erase_if(pendingRecordings_, [this](int bus) {
+  std::vector<int> ready;
+  std::erase_if(pendingRecordings_, [&](int bus) {
     if (!app_.appTapEngine()->outputs().isRunning(bus)) return false;
-    app_.recordings()->startRecording(bus);
+    ready.push_back(bus);
     return true;
   });
+  app_.recordings()->startRecordings(ready);
 }
 
 void ForegroundRun::becomeReady() {
@@ -207,7 +215,8 @@ RunReport ForegroundRun::report() const {
     const bool isAsAsked = route.bus ? tap && tap->busIndex == *route.bus : row && !tap;
     report.routes.push_back({route.app, route.bus, isAsAsked});
   }
-  for (const auto& [path, status] : recordings_) report.recordings.push_back(describe(status));
+  for (const auto& [key, status] : recordings_)
+    if (std::filesystem::exists(status.path)) report.recordings.push_back(describe(status));
   report.errors = errors_;
   return report;
 }

@@ -58,7 +58,7 @@ class ForegroundRun {
   std::vector<RunOptions::Route> pendingRoutes_;
   std::vector<RunOptions::Volume> pendingVolumes_;
   std::set<int> pendingRecordings_;
-  std::map<std::string, BusRecordingStatus> recordings_;  // all of this run, by path
+  std::map<std::pair<Date, int>, BusRecordingStatus> recordings_;  // all of this run, by start and bus
   std::vector<std::string> demoApps_;
   std::vector<std::string> errors_;
   std::function<void()> ready_;

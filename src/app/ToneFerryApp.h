@@ -49,6 +49,7 @@ class ToneFerryApp {
   const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
   LatencyProbe& latencyProbe() { return latencyProbe_; }
   const std::shared_ptr<RecordingsLibrary>& recordingsLibrary() { return recordingsLibrary_.get(); }
+  const std::shared_ptr<RecordingHealth>& recordingHealth() const { return recordingContext_.health; }
   const std::shared_ptr<FlushDeadline>& flushDeadline() const { return recordingContext_.flushDeadline; }
   EngineContext& context() { return context_; }
   NotificationCenter& notifications() { return notifications_; }

@@ -23,6 +23,7 @@ constexpr const char* kBusHelp = "0 the bridge, 2 to 9 Track 1 to 8";
 // What the commands are given; one command is parsed in a run.
 struct RemoteArguments {
   std::string app, value, name;
+  std::vector<std::string> buses;
   bool json = false;
   bool idsOnly = false;
   bool removedOnly = false;
@@ -67,6 +68,7 @@ class RemoteBuilder {
   int outputEqualiser() const;
   int limit() const;
   int route() const;
+  Outcome<std::vector<int>> buses() const;
   int record(bool isStart) const;
   int recordings() const;
   int watch() const;
@@ -274,23 +276,44 @@ int RemoteBuilder::route() const {
 void RemoteBuilder::addRecord() {
   CLI::App* group = app_.add_subcommand("record", "Record buses");
   group->require_subcommand(1);
-  const auto addBus = [this](CLI::App* command) { addValue(command, "BUS", kBusHelp, true); };
-  addBus(add(*group, "start", "Record a bus into a new file", [this] { return record(true); }));
-  addBus(add(*group, "stop", "Stop the recording of a bus and wait for its file",
-             [this] { return record(false); }));
+  const auto addBuses = [this](CLI::App* command) {
+    command->add_option("BUS", a->buses, kBusHelp)->required()->expected(-1);
+  };
+  addBuses(add(*group, "start", "Record buses into new files, which are one session",
+               [this] { return record(true); }));
+  addBuses(add(*group, "stop", "Stop the recording of buses and wait for their files",
+               [this] { return record(false); }));
   add(*group, "list", "The recordings that run",
       [this] { return show("record list", "recordings", {}, nullptr, recordingsText); });
+  add(*group, "health", "What went wrong with recordings in this run",
+      [this] { return show("record health", "record.health", {}, nullptr, recordingHealthText); });
+}
+
+Outcome<std::vector<int>> RemoteBuilder::buses() const {
+  std::vector<int> all;
+  for (const std::string& text : a->buses) {
+    const auto bus = readBus("BUS", text);
+    if (!bus) return std::unexpected(bus.error());
+    if (!*bus) return badArgument(fmt::format("BUS: name one; {}", kBusHelp));
+    all.push_back(**bus);
+  }
+  return all;
 }
 
 int RemoteBuilder::record(bool isStart) const {
   const RemoteCall call(isStart ? "record start" : "record stop");
-  const auto bus = readBus("BUS", a->value);
-  if (!bus) return call.fail(bus.error());
-  if (!*bus) return call.tell(kExitBadInput, fmt::format("BUS: name one; {}", kBusHelp));
-  return call.ask(
-      isStart ? "record.start" : "record.stop", {{"bus", **bus}}, [this](const ControlJSON& result) {
-        a->json ? printJSON(result) : fmt::print("{}\n", printable(result.value("path", std::string())));
-      });
+  const auto all = buses();
+  if (!all) return call.fail(all.error());
+  const auto print = [this](const ControlJSON& result) {
+    if (a->json) return printJSON(result);
+    for (const ControlJSON& each : result.is_array() ? result : ControlJSON::array({result}))
+      fmt::print("{}\n", printable(each.value("path", std::string())));
+  };
+  if (isStart && all->size() > 1) return call.ask("record.start", {{"buses", *all}}, print);
+  int status = kExitSuccess;
+  for (const int bus : *all)
+    status = std::max(status, call.ask(isStart ? "record.start" : "record.stop", {{"bus", bus}}, print));
+  return status;
 }
 
 void RemoteBuilder::addProfiles() {

@@ -37,6 +37,15 @@ std::string volumeOf(const ControlJSON& app) {
   return flag(app, "muted") ? "muted" : fmt::format("{:.0f} %", number(app, "volume") * 100);
 }
 
+std::string peakOf(const ControlJSON& recording) {
+  return flag(recording, "silent") ? "silent" : fmt::format("{:.1f} dB", number(recording, "peakDb"));
+}
+
+std::string lossOf(const ControlJSON& recording) {
+  const double lost = number(recording, "lostFrames");
+  return lost > 0 ? fmt::format(" ({:.0f} frames lost)", lost) : "";
+}
+
 std::string levelOf(const ControlJSON& app) {
   const auto level = app.find("levelDb");
   return level != app.end() && level->is_number() ? fmt::format("{:.1f} dB", double(*level)) : "-";
@@ -80,6 +89,8 @@ std::string statusText(const ControlJSON& status) {
   out += fmt::format("{:.0f} recordings.\n", number(status, "recordings"));
   for (const char* error : {"routingError", "mixerError", "recordingError"})
     if (const std::string why = text(status, error); !why.empty()) out += "Last error: " + why + "\n";
+  for (const ControlJSON& notice : status.value("recordingNotices", ControlJSON::array()))
+    if (notice.is_string()) out += "Recording: " + std::string(notice) + "\n";
   return out;
 }
 
@@ -129,9 +140,21 @@ std::string devicesText(const ControlJSON& devices) {
 std::string recordingsText(const ControlJSON& recordings) {
   std::string out;
   for (const ControlJSON& recording : recordings)
-    out += fmt::format("{:<10} {:>8.1f} s {:>12.0f} frames  {}\n", busName(int(number(recording, "bus"))),
-                       number(recording, "seconds"), number(recording, "frames"), text(recording, "path"));
+    out += fmt::format("{:<10} {:>8.1f} s {:>12.0f} frames {:>9}  {}{}\n",
+                       busName(int(number(recording, "bus"))), number(recording, "seconds"),
+                       number(recording, "frames"), peakOf(recording), text(recording, "path"),
+                       lossOf(recording));
   return out.empty() ? "Nothing is being recorded.\n" : out;
+}
+
+std::string recordingHealthText(const ControlJSON& health) {
+  std::string out;
+  for (const ControlJSON& notice : health.value("notices", ControlJSON::array()))
+    if (notice.is_string()) out += std::string(notice) + "\n";
+  for (const ControlJSON& failure : health.value("failures", ControlJSON::array()))
+    out += fmt::format("{}  {}  failed at frame {:.0f}: {}\n", text(failure, "date"), text(failure, "file"),
+                       number(failure, "atFrame"), text(failure, "error"));
+  return out.empty() ? "All recordings of this run are well.\n" : out;
 }
 
 std::string profilesText(const ControlJSON& profiles) {

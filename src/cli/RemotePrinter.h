@@ -15,6 +15,7 @@ std::string linesText(const ControlJSON& texts);
 std::string mixerText(const ControlJSON& mixer);
 std::string devicesText(const ControlJSON& devices);
 std::string recordingsText(const ControlJSON& recordings);
+std::string recordingHealthText(const ControlJSON& health);
 std::string profilesText(const ControlJSON& profiles);
 // The apps with a bar for the level, as many lines as there are apps plus one.
 std::string levelsText(const ControlJSON& apps);

@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "base/DateText.h"
+
 #include "control/ControlParams.h"
 
 namespace sonmere {
@@ -64,8 +66,20 @@ ControlJSON encodeControl(const MixerChange& change) {
 }
 
 ControlJSON encodeControl(const RecordingState& recording) {
-  return {{"bus", recording.bus},       {"path", recording.path},   {"seconds", recording.seconds},
-          {"frames", recording.frames}, {"bytes", recording.bytes}, {"lostFrames", recording.lostFrames}};
+  return {{"bus", recording.bus},       {"path", recording.path},      {"seconds", recording.seconds},
+          {"frames", recording.frames}, {"bytes", recording.bytes},    {"lostFrames", recording.lostFrames},
+          {"peakDb", recording.peakDb}, {"silent", recording.isSilent}};
+}
+
+ControlJSON encodeControl(const RecordingHealthState& health) {
+  ControlJSON failures = ControlJSON::array();
+  for (const WriterFailure& failure : health.failures)
+    failures.push_back({{"writer", failure.writer},
+                        {"file", failure.file},
+                        {"error", failure.error},
+                        {"atFrame", failure.atFrame},
+                        {"date", iso8601Text(failure.date)}});
+  return {{"notices", health.notices}, {"failureCount", health.failureCount}, {"failures", failures}};
 }
 
 ControlJSON encodeControl(const ProfileState& profile) {
@@ -105,7 +119,8 @@ ControlJSON encodeControl(const ProgramStatus& status) {
           {"routingError", orNull(status.routingError)},
           {"mixerError", orNull(status.mixerError)},
           {"recordingError",
-           status.recordingError.empty() ? ControlJSON(nullptr) : ControlJSON(status.recordingError)}};
+           status.recordingError.empty() ? ControlJSON(nullptr) : ControlJSON(status.recordingError)},
+          {"recordingNotices", status.recordingNotices}};
 }
 
 Outcome<AppEQSettings> decodeEqualiser(const ControlJSON& object) {

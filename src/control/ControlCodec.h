@@ -9,6 +9,7 @@
 #include "control/ProfileState.h"
 #include "control/ProgramGreeting.h"
 #include "control/ProgramStatus.h"
+#include "control/RecordingHealthState.h"
 #include "control/RecordingState.h"
 
 namespace sonmere {
@@ -19,6 +20,7 @@ ControlJSON encodeControl(const AppChange& change);
 ControlJSON encodeControl(const MixerState& mixer);
 ControlJSON encodeControl(const MixerChange& change);
 ControlJSON encodeControl(const RecordingState& recording);
+ControlJSON encodeControl(const RecordingHealthState& health);
 ControlJSON encodeControl(const ProfileState& profile);
 ControlJSON encodeControl(const DeviceState& device);
 ControlJSON encodeControl(const ProgramGreeting& greeting);

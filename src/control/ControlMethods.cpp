@@ -38,6 +38,18 @@ auto readFlag(const char* name) {
   return [name](ControlParams& params) { return params.flag(name); };
 }
 
+struct StartRequest {
+  std::vector<int> buses;
+  bool isList = false;  // so is the answer
+};
+
+StartRequest readStart(ControlParams& params) {
+  if (auto buses = params.wholesIf("buses")) return {std::move(*buses), true};
+  const int bus = params.whole("bus");
+  params.hasAlternative();
+  return {{bus}, false};
+}
+
 VolumeRequest readVolume(ControlParams& params) {
   const auto step = params.numberIf("step");
   if (step) return {float(*step), true};
@@ -158,7 +170,13 @@ void ControlMethods::addMixer() {
 
 void ControlMethods::addRecordings() {
   add("recordings", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().list()); });
-  add("record.start", readBus, [this](int bus) { return answer(control_.recordings().start(bus)); });
+  add("record.health",
+      [this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().health()); });
+  add("record.start", readStart, [this](const StartRequest& request) -> Outcome<ControlJSON> {
+    const auto started = control_.recordings().start(request.buses);
+    if (!started) return std::unexpected(started.error());
+    return request.isList ? encodeControl(*started) : encodeControl(started->front());
+  });
   addLater("record.stop", readBus, [this](int bus, ControlPeer&, const Reply& reply) {
     control_.recordings().stop(bus, [bus, reply](const Outcome<std::string>& path) {
       if (!path) return reply(std::unexpected(path.error()));

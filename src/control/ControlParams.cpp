@@ -59,6 +59,16 @@ std::optional<int> ControlParams::wholeIf(const char* name) {
   return value ? std::optional(wholeOf(value)) : std::nullopt;
 }
 
+std::optional<std::vector<int>> ControlParams::wholesIf(const char* name) {
+  const ControlJSON* value = take(name, "a list of whole numbers", false);
+  if (!value) return std::nullopt;
+  std::vector<int> all;
+  for (const ControlJSON& each : value->is_array() ? *value : ControlJSON::array())
+    all.push_back(wholeOf(&each));
+  if (all.empty()) fail();
+  return all;
+}
+
 bool ControlParams::flag(const char* name) {
   const ControlJSON* value = take(name, "true or false");
   if (value && value->is_boolean()) return *value;

@@ -24,6 +24,7 @@ struct ProgramStatus {
   std::optional<std::string> routingError;
   std::optional<std::string> mixerError;
   std::string recordingError;  // empty: none
+  std::vector<std::string> recordingNotices;
 };
 
 }  // namespace sonmere

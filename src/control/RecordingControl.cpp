@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "control/ControlError.h"
 
@@ -14,6 +15,10 @@ std::unexpected<Error> refuse(ControlFault fault, std::string text) {
   return std::unexpected(controlError(fault, std::move(text)));
 }
 
+constexpr std::size_t kShownFailures = 20;
+
+double peakDb(float peak) { return std::max(-120.0, 20 * std::log10(double(peak))); }
+
 }  // namespace
 
 std::vector<RecordingState> RecordingControl::list() const {
@@ -21,31 +26,56 @@ std::vector<RecordingState> RecordingControl::list() const {
   const Date now = app_.context().runtime.wallTime();
   for (const auto& [bus, status] : *app_.recordings()->busRecordingStatuses)
     all.push_back({bus, status.path, toSeconds(now - status.startedAt), status.framesWritten,
-                   status.bytesWritten, status.lostFrames});
+                   status.bytesWritten, status.lostFrames, peakDb(status.lastPeak), !status.everHadSignal});
   return all;
 }
 
-Outcome<RecordingState> RecordingControl::start(int bus) {
-  BusRecordings& recordings = *app_.recordings();
+RecordingHealthState RecordingControl::health() const {
+  RecordingHealthState health;
+  const BusRecordings& recordings = *app_.recordings();
+  for (const auto* notice : {&recordings.silentRecordingNotice, &recordings.fileNotice})
+    if (notice->get()) health.notices.push_back(*notice->get());
+  health.failureCount = app_.recordingHealth()->failureCount();
+  health.failures = app_.recordingHealth()->failures();
+  if (health.failures.size() > kShownFailures)
+    health.failures.erase(health.failures.begin(), health.failures.end() - kShownFailures);
+  return health;
+}
+
+Outcome<void> RecordingControl::checkStart(int bus) const {
   if (!isRoutableBus(bus))
     return refuse(
         ControlFault::badValue,
         fmt::format("bus {} can't be recorded; use 0 for the bridge or 2 to 9 for Track 1 to 8", bus));
-  if (recordings.isRecording(bus))
+  if (app_.recordings()->isRecording(bus))
     return refuse(ControlFault::badValue, fmt::format("bus {} is being recorded already", bus));
   if (!app_.appTapEngine()->outputs().isRunning(bus))
     return refuse(ControlFault::badValue, fmt::format("no app plays on bus {}; route one to it first", bus));
-  recordings.startRecording(bus);
-  if (!recordings.isRecording(bus)) return refuse(ControlFault::failed, *recordings.errorMessage);
-  const auto all = list();
-  return *std::ranges::find(all, bus, &RecordingState::bus);
+  return {};
+}
+
+Outcome<std::vector<RecordingState>> RecordingControl::start(const std::vector<int>& buses) {
+  if (buses.empty()) return refuse(ControlFault::badValue, "name a bus to record");
+  for (const int bus : buses)
+    if (auto checked = checkStart(bus); !checked) return std::unexpected(checked.error());
+  BusRecordings& recordings = *app_.recordings();
+  recordings.startRecordings(buses);
+  if (!recordings.isRecording(buses[0])) return refuse(ControlFault::failed, *recordings.errorMessage);
+  auto started = list();
+  std::erase_if(started, [&](const auto& each) { return std::ranges::find(buses, each.bus) == buses.end(); });
+  return started;
 }
 
 void RecordingControl::stop(int bus, std::function<void(Outcome<std::string>)> done) {
-  app_.recordings()->stopRecording(bus, [bus, done = std::move(done)](std::optional<std::string> path) {
-    if (path) return done(std::move(*path));
-    done(refuse(ControlFault::notFound, fmt::format("bus {} is not being recorded", bus)));
-  });
+  const bool wasRecording = app_.recordings()->isRecording(bus);
+  app_.recordings()->stopRecording(
+      bus, [bus, wasRecording, done = std::move(done)](std::optional<std::string> path) {
+        if (path) return done(std::move(*path));
+        if (wasRecording)
+          return done(refuse(ControlFault::failed,
+                             fmt::format("the recording of bus {} ended, but its file was removed", bus)));
+        done(refuse(ControlFault::notFound, fmt::format("bus {} is not being recorded", bus)));
+      });
 }
 
 }  // namespace sonmere

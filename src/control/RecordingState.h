@@ -13,6 +13,8 @@ struct RecordingState {
   std::int64_t frames = 0;
   std::int64_t bytes = 0;
   std::int64_t lostFrames = 0;  // overwritten before they reached the file
+  double peakDb = -120;         // of the latest block, dB below full scale; held to -120
+  bool isSilent = true;         // no signal since it began
 };
 
 }  // namespace sonmere

@@ -9,6 +9,7 @@
 #include "app/FileSettingsStore.h"
 #include "app/ProgramVersion.h"
 #include "control/ControlError.h"
+#include "control/RecordingControl.h"
 
 namespace sonmere {
 
@@ -46,6 +47,7 @@ ProgramStatus ReportControl::status() const {
   status.routingError = *app_.appTapEngine()->errorMessage();
   status.mixerError = *mixer.errorMessage;
   status.recordingError = *app_.recordings()->errorMessage;
+  status.recordingNotices = RecordingControl(app_).health().notices;
   return status;
 }
 
@@ -62,6 +64,7 @@ std::string ReportControl::report() const {
   if (now.routingError) text += "Routing's last error: " + *now.routingError + "\n";
   if (now.mixerError) text += "Per-app volume's last error: " + *now.mixerError + "\n";
   if (!now.recordingError.empty()) text += "Recording's last error: " + now.recordingError + "\n";
+  for (const std::string& notice : now.recordingNotices) text += "Recording: " + notice + "\n";
   return text + "\n" + app_.latencyProbe().report();
 }
 

@@ -60,7 +60,8 @@ AudioFileSink::AudioFileSink(const RecordingContext& context, std::shared_ptr<Au
       isQueued_(isQueued),
       maxPendingFrames_(
           std::int64_t(std::max(file_->processingFormat().sampleRate, 1.0) * double(kMaxPendingSeconds))),
-      worker_(isQueued ? runtime_.serialQueue(kQueueLabel) : nullptr) {}
+      worker_(isQueued ? runtime_.serialQueue(kQueueLabel) : nullptr),
+      place_{FilePlace::Kind::there, file_->path()} {}
 
 std::int64_t AudioFileSink::pendingFrames() const {
   const std::lock_guard lock(mutex_);
@@ -160,7 +161,33 @@ void AudioFileSink::close(Queue& writerQueue, std::int64_t atFrame, Duration tim
       timeout, [done = std::move(done)](bool) { done(); });
 }
 
+void AudioFileSink::checkPlace(Queue& writerQueue) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (std::exchange(isLookingAtPlace_, true)) return;
+  }
+  (isQueued_ ? *worker_ : writerQueue).post([self = shared_from_this()] { self->lookAtPlace(); });
+}
+
+// A file that is gone stays gone, whatever comes to bear its number.
+void AudioFileSink::lookAtPlace() {
+  FilePlace found = file_->place();
+  const std::lock_guard lock(mutex_);
+  isLookingAtPlace_ = false;
+  if (!isClosed_ && place_.kind != FilePlace::Kind::gone) place_ = std::move(found);
+}
+
+FilePlace AudioFileSink::place() const {
+  const std::lock_guard lock(mutex_);
+  return place_;
+}
+
 void AudioFileSink::closeFile(std::int64_t atFrame) {
+  lookAtPlace();
+  {
+    const std::lock_guard lock(mutex_);
+    isClosed_ = true;
+  }
   const auto closed = file_->close();
   if (closed) return;
   log_.error(fmt::format("AudioFileSink({}): close failed: {}", writerName_, closed.error().description));

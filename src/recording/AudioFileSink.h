@@ -39,6 +39,12 @@ class AudioFileSink : public std::enable_shared_from_this<AudioFileSink> {
   // The same without blocking; calls `done` on the main queue with whether all was written. Main thread.
   void flushAsync(Duration timeout, std::function<void(bool inTime)> done);
 
+  // Asks what has become of the file, after all queued writes, on the queue that writes: `writerQueue` for a
+  // direct sink. Main thread.
+  void checkPlace(Queue& writerQueue);
+  // What the last look, or the close, has found. Threads: any.
+  FilePlace place() const;
+
   // Closes the file, after all queued writes, on the sink's own queue or, for a direct sink, on
   // `writerQueue`, the one that calls write. A failure is logged and reported, with `atFrame` for a direct
   // sink. `done` is called on the main queue when that is over or has lasted for `timeout`. Main thread.
@@ -57,6 +63,7 @@ class AudioFileSink : public std::enable_shared_from_this<AudioFileSink> {
   std::unique_ptr<PCMBuffer> takeFirst();
   void fail(const Error& error);
   void closeFile(std::int64_t atFrame);
+  void lookAtPlace();
 
   // Runs `job` on `queue`; `done` on the main queue, once, when it has run or its time is over.
   void runBounded(Queue& queue, Task job, Duration timeout, std::function<void(bool)> done);
@@ -77,6 +84,9 @@ class AudioFileSink : public std::enable_shared_from_this<AudioFileSink> {
   std::deque<std::unique_ptr<PCMBuffer>> pending_;
   std::int64_t pendingFrames_ = 0;
   bool drainScheduled_ = false;
+  FilePlace place_;
+  bool isLookingAtPlace_ = false;
+  bool isClosed_ = false;
   // The first failure: what later queued writes return. For either kind of sink it keeps a failing close,
   // which is then a consequence, from being reported as a failure of its own.
   std::optional<Error> failure_;

@@ -35,25 +35,25 @@ float blockPeak(const PCMBuffer& buffer) {
 
 Outcome<std::shared_ptr<BusRecorder>> BusRecorder::create(const RecordingContext& context,
                                                           const Request& request) {
-  const Date startedAt = context.runtime.wallTime();
-  const std::string path = freeRecordingPath(request.folder, request.name, startedAt, request.format);
+  const std::string path =
+      freeRecordingPath(request.folder, request.name, request.sessionDate, request.format);
   const auto settings =
       stereoFileSettings(request.format, request.sampleRate, recordingBitDepth(context.settings));
   const auto file = context.createFile(path, settings);
   if (!file) return std::unexpected(file.error());
-  const std::shared_ptr<BusRecorder> recorder(new BusRecorder(context, request, path, startedAt, *file));
+  const std::shared_ptr<BusRecorder> recorder(new BusRecorder(context, request, path, *file));
   recorder->startDrain();
   return recorder;
 }
 
 BusRecorder::BusRecorder(const RecordingContext& context, const Request& request, std::string outputPath,
-                         Date startedAt, std::shared_ptr<AudioFileWriter> file)
+                         std::shared_ptr<AudioFileWriter> file)
     : runtime_(context.runtime),
       log_(context.log),
       health_(context.health),
       request_(request),
       outputPath_(std::move(outputPath)),
-      startedAt_(startedAt),
+      startedAt_(context.runtime.wallTime()),
       fileFormat_(file->processingFormat()),
       sink_(AudioFileSink::create(context, std::move(file), kWriterName,
                                   areDifferentFolders(request.folder, context.folders.defaultRecordings))),

@@ -24,6 +24,7 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
     double sampleRate = 48000;  // Hz
     std::string name;           // in front of the stamp
     std::string folder;         // exists
+    Date sessionDate{};         // the stamp, shared by what began together
   };
   static constexpr const char* kWriterName = "BusRecorder";
   static constexpr const char* kQueueLabel = "sonmere.busrecorder.drain";
@@ -40,7 +41,11 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   int busIndex() const { return request_.busIndex; }
   RecordingFormat format() const { return request_.format; }
   double sampleRate() const { return request_.sampleRate; }
-  const std::string& outputPath() const { return outputPath_; }
+  // Where the file is, or was before it was gone, as of the last look at it.
+  std::string outputPath() const { return sink_->place().path; }
+  bool isFileGone() const { return sink_->place().kind == FilePlace::Kind::gone; }
+  // Looks at it in the background.
+  void checkFile() { sink_->checkPlace(*queue_); }
   Date startedAt() const { return startedAt_; }
 
   // Counters. Threads: any.
@@ -62,7 +67,7 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   void stop(Task done);
 
  private:
-  BusRecorder(const RecordingContext& context, const Request& request, std::string outputPath, Date startedAt,
+  BusRecorder(const RecordingContext& context, const Request& request, std::string outputPath,
               std::shared_ptr<AudioFileWriter> file);
 
   void startDrain();

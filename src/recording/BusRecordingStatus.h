@@ -17,6 +17,8 @@ struct BusRecordingStatus {
   std::int64_t bytesWritten = 0;
   std::int64_t framesWritten = 0;
   std::int64_t lostFrames = 0;  // overwritten before they reached the file
+  float lastPeak = 0;           // of the latest block, linear
+  bool everHadSignal = false;
 
   bool operator==(const BusRecordingStatus&) const = default;
 };

@@ -2,10 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 
 #include "audio/device/BusTable.h"
 #include "recording/RecordingFormatSetting.h"
+#include "recording/SessionStamp.h"
 
 namespace sonmere {
 
@@ -17,8 +20,9 @@ constexpr double kFallbackSampleRate = 48000;
 std::string lastComponent(const std::string& path) { return std::filesystem::path(path).filename().string(); }
 
 BusRecordingStatus statusOf(const BusRecorder& recorder) {
-  return {recorder.busIndex(),     recorder.outputPath(),    recorder.format(),    recorder.startedAt(),
-          recorder.bytesWritten(), recorder.framesWritten(), recorder.lostFrames()};
+  return {recorder.busIndex(),   recorder.outputPath(),   recorder.format(),
+          recorder.startedAt(),  recorder.bytesWritten(), recorder.framesWritten(),
+          recorder.lostFrames(), recorder.lastPeak(),     recorder.everHadSignal()};
 }
 
 }  // namespace
@@ -46,11 +50,15 @@ BusRecordings::~BusRecordings() {
   for (const auto& [bus, recorder] : busRecorders_) feed_.setRecorderRing(bus, nullptr);
 }
 
-void BusRecordings::startRecording(int bus, std::optional<RecordingFormat> format) {
-  if (!isRoutableBus(bus) || isRecording(bus)) return;
-  auto recorder = makeRecorder(bus, format.value_or(*defaultRecordingFormat));
-  if (!recorder) return reportStartFailure(recorder.error());
-  begin(bus, std::move(*recorder));
+void BusRecordings::startRecordings(std::span<const int> buses, std::optional<RecordingFormat> format) {
+  std::vector<int> wanted;
+  std::ranges::copy_if(buses, std::back_inserter(wanted),
+                       [this](int bus) { return isRoutableBus(bus) && !isRecording(bus); });
+  if (wanted.empty()) return;
+  auto recorders = makeRecorders(wanted, format.value_or(*defaultRecordingFormat));
+  if (!recorders) return reportStartFailure(recorders.error());
+  if (*fileNotice) fileNotice.set(std::nullopt);
+  for (auto& [bus, recorder] : *recorders) begin(bus, std::move(recorder));
 }
 
 std::optional<double> BusRecordings::recordingRate(int bus) const {
@@ -59,12 +67,24 @@ std::optional<double> BusRecordings::recordingRate(int bus) const {
   return found->second->sampleRate();
 }
 
-Outcome<std::shared_ptr<BusRecorder>> BusRecordings::makeRecorder(int bus, RecordingFormat format) {
+Outcome<BusRecordings::Recorders> BusRecordings::makeRecorders(std::span<const int> buses,
+                                                               RecordingFormat format) {
   const auto folder = folder_();
   if (!folder) return std::unexpected(folder.error());
-  const double busRate = feed_.busSampleRate(bus);
-  return BusRecorder::create(
-      context_, {bus, format, busRate > 0 ? busRate : kFallbackSampleRate, baseName(bus), *folder});
+  const SessionStamp stamp(context_.runtime, *folder, context_.runtime.wallTime());
+  Recorders made;
+  for (const int bus : buses) {
+    if (made.contains(bus)) continue;
+    const double busRate = feed_.busSampleRate(bus);
+    auto recorder = BusRecorder::create(context_, {bus, format, busRate > 0 ? busRate : kFallbackSampleRate,
+                                                   baseName(bus), *folder, stamp.date()});
+    if (!recorder) {
+      for (const auto& [other, each] : made) std::filesystem::remove(each->outputPath());
+      return std::unexpected(recorder.error());
+    }
+    made[bus] = std::move(*recorder);
+  }
+  return made;
 }
 
 void BusRecordings::reportStartFailure(const Error& error) {
@@ -93,12 +113,12 @@ void BusRecordings::stopRecording(int bus, std::function<void(std::optional<std:
   busRecordingStatuses.update([&](auto& rows) { rows.erase(bus); });
   stopStatusTimerIfIdle();
   ++stopping_;
-  const std::string path = recorder->outputPath();
-  recorder->stop([this, alive = std::weak_ptr(alive_), bus, path, done = std::move(done)] {
+  recorder->stop([this, alive = std::weak_ptr(alive_), bus, recorder, done = std::move(done)] {
     if (alive.expired()) return;
     --stopping_;
+    const std::string path = recorder->outputPath();
     context_.log.info(fmt::format("Sonmere: stopped recording bus {} → {}", bus, lastComponent(path)));
-    if (done) done(path);
+    if (done) done(recorder->isFileGone() ? std::nullopt : std::optional(path));
     if (!alive.expired()) tellIfNoneStops();
   });
 }
@@ -116,15 +136,13 @@ void BusRecordings::whenNoneStops(Task done) {
 }
 
 void BusRecordings::stopAllRecordings(std::function<void(std::vector<std::string>)> done) {
-  std::vector<int> buses;
-  std::vector<std::string> paths;
-  for (const auto& [bus, recorder] : busRecorders_) {
-    buses.push_back(bus);
-    paths.push_back(recorder->outputPath());
-  }
-  for (const int bus : buses) stopRecording(bus);
-  whenNoneStops([done = std::move(done), paths = std::move(paths)] {
-    if (done) done(paths);
+  const Recorders all = busRecorders_;
+  for (const auto& [bus, recorder] : all) stopRecording(bus);
+  whenNoneStops([done = std::move(done), all] {
+    std::vector<std::string> paths;
+    for (const auto& [bus, recorder] : all)
+      if (!recorder->isFileGone()) paths.push_back(recorder->outputPath());
+    if (done) done(std::move(paths));
   });
 }
 
@@ -147,7 +165,42 @@ void BusRecordings::stopStatusTimerIfIdle() {
   if (silentRecordingNotice.get()) silentRecordingNotice.set(std::nullopt);
 }
 
+void BusRecordings::checkFiles() {
+  std::vector<int> gone;
+  for (const auto& [bus, recorder] : busRecorders_) {
+    if (recorder->isFileGone()) {
+      gone.push_back(bus);
+      continue;
+    }
+    tellMove(bus, recorder->outputPath());
+    recorder->checkFile();
+  }
+  for (const int bus : gone) continueInNewFile(bus);
+}
+
+void BusRecordings::tellMove(int bus, const std::string& path) {
+  const std::string before = busRecordingStatuses->at(bus).path;
+  if (path == before) return;
+  context_.log.warning(fmt::format("Sonmere: recording {} was moved to {}", lastComponent(before), path));
+  fileNotice.set(fmt::format("\"{}\" was moved while it was being recorded. The recording goes on in {}.",
+                             lastComponent(before), path));
+}
+
+void BusRecordings::continueInNewFile(int bus) {
+  const auto recorder = busRecorders_.at(bus);
+  const std::string name = lastComponent(recorder->outputPath());
+  context_.log.warning(fmt::format("Sonmere: recording {} was removed", name));
+  stopRecording(bus);
+  startRecording(bus, recorder->format());
+  if (!isRecording(bus)) return;
+  fileNotice.set(
+      fmt::format("\"{}\" was removed while it was being recorded. The recording goes on in "
+                  "\"{}\", without what was in it.",
+                  name, lastComponent(busRecorders_.at(bus)->outputPath())));
+}
+
 void BusRecordings::statusTick() {
+  checkFiles();
   const RecordingBitDepth depth = recordingBitDepth(context_.settings);
   busRecordingStatuses.update([&](auto& rows) {
     for (const auto& [bus, recorder] : busRecorders_) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,13 +29,17 @@ class BusRecordings {
   // Lets go of what still records; its files end where they are.
   ~BusRecordings();
 
-  // Does nothing for a bus that is being recorded or can't be. On failure sets errorMessage.
-  void startRecording(int bus, std::optional<RecordingFormat> format = std::nullopt);
-  // `done` is told the file's path once it is complete, or nothing when the bus wasn't recorded. The bus may
-  // be recorded again at once, into a new file.
+  // One act, and one session: its files bear one stamp, which is theirs alone in the folder. Leaves out a bus
+  // that is being recorded or can't be. On failure sets errorMessage, and none begins.
+  void startRecordings(std::span<const int> buses, std::optional<RecordingFormat> format = std::nullopt);
+  void startRecording(int bus, std::optional<RecordingFormat> format = std::nullopt) {
+    startRecordings({&bus, 1}, format);
+  }
+  // `done` is told the file's path once it is complete; nothing when the bus wasn't recorded or the file is
+  // gone. The bus may be recorded again at once, into a new file.
   void stopRecording(int bus, std::function<void(std::optional<std::string> path)> done = nullptr);
-  // `done` is told the paths in the order of buses, once these files and those of stops already under way are
-  // complete.
+  // `done` is told the paths of those that are there, in the order of buses, once these files and those of
+  // stops already under way are complete.
   void stopAllRecordings(std::function<void(std::vector<std::string> paths)> done = nullptr);
   // Stops everything because a file can't go on; all files are kept. Ignored while another such stop runs.
   void handleRecordingFailure(const std::string& reason);
@@ -49,6 +54,8 @@ class BusRecordings {
   Observable<std::map<int, BusRecordingStatus>> busRecordingStatuses;
   Observable<std::string> errorMessage;
   Observable<std::optional<std::string>> silentRecordingNotice;
+  // What became of a file while it was recorded, until the next start.
+  Observable<std::optional<std::string>> fileNotice;
   // Used when a start asks for no format; kept in the settings.
   Observable<RecordingFormat> defaultRecordingFormat{RecordingFormat::wav};
 
@@ -56,7 +63,8 @@ class BusRecordings {
   static std::string baseName(int bus);
 
  private:
-  Outcome<std::shared_ptr<BusRecorder>> makeRecorder(int bus, RecordingFormat format);
+  using Recorders = std::map<int, std::shared_ptr<BusRecorder>>;
+  Outcome<Recorders> makeRecorders(std::span<const int> buses, RecordingFormat format);
   void begin(int bus, std::shared_ptr<BusRecorder> recorder);
   void reportStartFailure(const Error& error);
   void whenNoneStops(Task done);
@@ -65,6 +73,10 @@ class BusRecordings {
   void startStatusTimer();
   void stopStatusTimerIfIdle();
   void statusTick();
+  // A file that was moved is followed; one that is gone is succeeded by a new one.
+  void checkFiles();
+  void tellMove(int bus, const std::string& path);
+  void continueInNewFile(int bus);
   std::vector<RecordingWatch::Active> activeFiles() const;
   bool checkStall(const std::vector<RecordingWatch::Active>& active);
   void checkSilence(const std::vector<RecordingWatch::Active>& active);
@@ -72,7 +84,7 @@ class BusRecordings {
   const RecordingContext context_;
   RecorderFeed& feed_;
   const Folder folder_;
-  std::map<int, std::shared_ptr<BusRecorder>> busRecorders_;
+  Recorders busRecorders_;
   int stopping_ = 0;
   std::vector<Task> whenNoneStops_;
   bool handlingWriteFailure_ = false;

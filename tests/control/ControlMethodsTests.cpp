@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "app/SettingsTable.h"
@@ -270,10 +271,42 @@ TEST_F(ControlMethodsTest, ARecordingIsAnsweredOnceItsFileIsComplete) {
   EXPECT_EQ(code("record.start", R"({"bus":3})"), kInvalidParams) << "already";
   wait(2);
   EXPECT_EQ((*call("recordings"))[0]["bus"], 3);
+  EXPECT_EQ((*call("recordings"))[0]["silent"], false);
+  EXPECT_GT((*call("recordings"))[0]["peakDb"], -60);
+  EXPECT_EQ((*call("record.health"))["failureCount"], 0);
   const auto stopped = call("record.stop", R"({"bus":3})");
   ASSERT_TRUE(stopped);
   EXPECT_EQ((*stopped)["path"], (*begun)["path"]);
   EXPECT_TRUE(call("recordings")->empty());
+}
+
+TEST_F(ControlMethodsTest, BusesThatAreStartedTogetherAreOneSessionOrNone) {
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":3})"));
+  EXPECT_EQ(code("record.start", R"({"buses":[3,4]})"), kInvalidParams) << "nothing plays on bus 4";
+  EXPECT_TRUE(call("recordings")->empty());
+  ASSERT_TRUE(call("route", R"({"app":"talk","bus":4})"));
+  for (const char* wrong :
+       {R"({"buses":[]})", R"({"buses":[3,"4"]})", R"({"buses":3})", R"({"buses":[3.5]})"})
+    EXPECT_EQ(code("record.start", wrong), kInvalidParams) << wrong;
+  const auto begun = call("record.start", R"({"buses":[3,4]})");
+  ASSERT_TRUE(begun) << begun.error().description;
+  ASSERT_EQ(begun->size(), 2u);
+  const auto stamp = [&](int i) {
+    const std::string path = (*begun)[i]["path"];
+    return path.substr(path.size() - 23);
+  };
+  EXPECT_EQ(stamp(0), stamp(1));
+
+  std::filesystem::remove(std::string((*begun)[0]["path"]));
+  wait(2);
+  const auto health = *call("record.health");
+  ASSERT_EQ(health["notices"].size(), 1u);
+  EXPECT_EQ((*call("status"))["recordingNotices"], health["notices"]);
+  const std::string now = (*call("recordings"))[0]["path"];
+  std::filesystem::remove(now);
+  const auto stopped = call("record.stop", R"({"bus":3})");
+  ASSERT_FALSE(stopped);
+  EXPECT_TRUE(stopped.error().description.ends_with("its file was removed")) << stopped.error().description;
 }
 
 TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {

@@ -6,7 +6,9 @@
 #include <fstream>
 
 #include "RecordingBench.h"
+#include "audio/file/AudioFileReader.h"
 #include "base/VirtualRuntime.h"
+#include "recording/RecordingFileName.h"
 
 namespace sonmere {
 namespace {
@@ -51,6 +53,11 @@ class BusRecordingsTest : public testing::Test {
     setenv("TZ", "UTC", 1);
     tzset();
   }
+  void useRealFiles() {
+    bench.context.createFile = createAudioFile;
+    recordings = std::make_unique<BusRecordings>(bench.context, feed);
+  }
+  std::string pathOf(int bus) const { return recordings->busRecordingStatuses->at(bus).path; }
   MemoryFile& file(std::size_t i) { return *bench.files.at(i); }
   std::string nameOf(std::size_t i) { return std::filesystem::path(file(i).path()).filename().string(); }
 
@@ -95,6 +102,83 @@ TEST_F(BusRecordingsTest, RecordsBusesIntoTheirFilesAndShowsProgress) {
   recordings->stopRecording(7, [&](auto path) { none = path; });
   runtime.settle();
   EXPECT_TRUE(none && !*none);
+}
+
+TEST_F(BusRecordingsTest, EachActIsASessionOfItsOwn) {
+  useRealFiles();
+  const auto stampOf = [&](int bus) {
+    const std::string name = std::filesystem::path(pathOf(bus)).filename().string();
+    return std::string(parseRecordingName(name)->stamp);
+  };
+  const int several[] = {0, 2, 3, 3, 1};
+  recordings->startRecordings(several);
+  EXPECT_EQ(recordings->busRecordingStatuses->size(), 3u);
+  EXPECT_EQ(stampOf(0), "2026-01-01 12-00-00");
+  EXPECT_EQ(stampOf(2), stampOf(0));
+  EXPECT_EQ(stampOf(3), stampOf(0));
+  recordings->startRecording(4);  // within the same second, which has its session
+  EXPECT_EQ(stampOf(4), "2026-01-01 12-00-01");
+  recordings->stopRecording(2);
+  recordings->startRecording(2);
+  EXPECT_EQ(stampOf(2), "2026-01-01 12-00-02");
+  runtime.advance(kSecond);
+  const int last[] = {5, 6};
+  recordings->startRecordings(last);  // at 12-00-01
+  EXPECT_EQ(stampOf(5), "2026-01-01 12-00-03");
+  EXPECT_EQ(stampOf(6), stampOf(5));
+}
+
+TEST_F(BusRecordingsTest, AnActThatFailsHalfwayLeavesNothing) {
+  useRealFiles();
+  feed.rates = {{3, 192000}};  // which AAC doesn't know
+  const int buses[] = {2, 3};
+  recordings->startRecordings(buses, RecordingFormat::m4a);
+  EXPECT_FALSE(recordings->isAnyRecording());
+  EXPECT_TRUE(recordings->errorMessage->starts_with("Couldn't start recording: "));
+  EXPECT_TRUE(std::filesystem::is_empty(bench.defaultFolder()));
+}
+
+TEST_F(BusRecordingsTest, AFileThatIsMovedIsFollowedAndOneThatIsGoneIsSucceeded) {
+  namespace fs = std::filesystem;
+  for (const RecordingFormat format : {RecordingFormat::wav, RecordingFormat::m4a})
+    for (const bool isQueued : {false, true}) {
+      SCOPED_TRACE(std::string(name(format)) + (isQueued ? " queued" : ""));
+      useRealFiles();
+      const std::string folder = isQueued ? bench.otherFolder() : bench.defaultFolder();
+      bench.settings.set(RecordingsFolder::kPathKey, folder);
+      const int buses[] = {2, 3};
+      recordings->startRecordings(buses, format);
+      runtime.advance(2 * kSecond);
+      const std::string first = pathOf(2), kept = pathOf(3);
+      const std::string moved = (bench.folder / "moved").string();
+      fs::rename(first, moved);
+      runtime.advance(2 * kSecond);
+      EXPECT_EQ(pathOf(2), moved);
+      EXPECT_TRUE(recordings->fileNotice.get()->ends_with("The recording goes on in " + moved + "."));
+
+      fs::remove(moved);
+      runtime.advance(2 * kSecond);
+      ASSERT_TRUE(recordings->isRecording(2));
+      const std::string second = pathOf(2);
+      EXPECT_NE(second, moved);
+      EXPECT_TRUE(second.starts_with(folder));
+      EXPECT_TRUE(recordings->fileNotice.get()->contains(fs::path(second).filename().string()));
+      EXPECT_EQ(pathOf(3), kept) << "the other bus is not concerned";
+      fs::remove_all(folder);
+      runtime.advance(2 * kSecond);
+      std::vector<std::string> paths;
+      recordings->stopAllRecordings([&](auto all) { paths = all; });
+      runtime.advance(kSecond);
+      ASSERT_EQ(paths.size(), 2u) << "into a folder that was made again";
+      for (const std::string& path : paths) EXPECT_GT((*openAudioFile(path))->frameCount(), 24000);
+
+      recordings->startRecording(2);
+      fs::remove(pathOf(2));
+      std::optional<std::string> stopped = "not told";
+      recordings->stopRecording(2, [&](auto path) { stopped = path; });
+      runtime.advance(kSecond);
+      EXPECT_FALSE(stopped) << "a stop names no path that isn't there";
+    }
 }
 
 TEST_F(BusRecordingsTest, DefaultFormatIsKeptInTheSettings) {

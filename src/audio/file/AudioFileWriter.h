@@ -4,6 +4,7 @@
 #include <string>
 
 #include "audio/file/AudioFileSettings.h"
+#include "audio/file/FilePlace.h"
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
 
@@ -21,6 +22,8 @@ class AudioFileWriter {
   virtual const std::string& path() const = 0;
   // Appends the buffer's frames. A short write is an error that names the file and the system's reason.
   virtual Outcome<void> write(const PCMBuffer& buffer) = 0;
+  // Asks the file system. Once closed, where the file was made.
+  virtual FilePlace place() const { return {FilePlace::Kind::there, path()}; }
   // Completes the header and closes; further writes fail. Also done by the destructor, which can't report.
   virtual Outcome<void> close() = 0;
 };

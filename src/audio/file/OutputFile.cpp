@@ -2,8 +2,11 @@
 
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 
 #include "audio/file/WriterError.h"
 
@@ -15,7 +18,40 @@ std::unexpected<Error> systemError(int errnoValue, const char* action, const std
   return std::unexpected(posixError(errnoValue, fmt::format("could not {} {}", action, path)));
 }
 
+// A file system that can't let go of an open file hides it, and file managers put it into a trash folder.
+bool isDiscarded(const std::string& path) {
+  const std::string name = path.substr(path.rfind('/') + 1);
+  if (name.starts_with(".nfs") || name.starts_with(".fuse_hidden")) return true;
+  return path.contains("/Trash/files/") || (path.contains("/.Trash") && path.contains("/files/"));
+}
+
+// Empty when the kernel doesn't tell.
+std::string pathOfDescriptor(int descriptor) {
+  std::array<char, PATH_MAX> target;
+  const std::string link = fmt::format("/proc/self/fd/{}", descriptor);
+  const ssize_t length = ::readlink(link.c_str(), target.data(), target.size());
+  return length > 0 ? std::string(target.data(), std::size_t(length)) : "";
+}
+
 }  // namespace
+
+// Some file systems give the open file another number than the one under its name.
+OutputFile::OutputFile(FileDescriptor file, std::string path)
+    : file_(std::move(file)), path_(std::move(path)), tellsPlace_(isAt(path_)) {}
+
+bool OutputFile::isAt(const std::string& path) const {
+  struct stat open {
+  }, named{};
+  return ::fstat(file_.get(), &open) == 0 && ::lstat(path.c_str(), &named) == 0 &&
+         open.st_dev == named.st_dev && open.st_ino == named.st_ino;
+}
+
+FilePlace OutputFile::place() const {
+  if (!tellsPlace_ || !isOpen() || isAt(path_)) return {FilePlace::Kind::there, path_};
+  const std::string now = pathOfDescriptor(file_.get());
+  if (now.empty() || isDiscarded(now) || !isAt(now)) return {FilePlace::Kind::gone, path_};
+  return {FilePlace::Kind::moved, now};
+}
 
 Outcome<void> OutputFile::writeAt(std::span<const std::uint8_t> bytes, std::uint64_t offset,
                                   std::size_t* written) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "audio/file/FilePlace.h"
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
 #include "base/FileDescriptor.h"
@@ -14,7 +15,7 @@ namespace sonmere {
 // A file that is written at given places. Errors name it. Threads: one at a time, never a render thread.
 class OutputFile {
  public:
-  OutputFile(FileDescriptor file, std::string path) : file_(std::move(file)), path_(std::move(path)) {}
+  OutputFile(FileDescriptor file, std::string path);
 
   bool isOpen() const { return file_.valid(); }
   const std::string& path() const { return path_; }
@@ -28,13 +29,18 @@ class OutputFile {
   // A file system that allocates late reports a full disk only here.
   Outcome<void> sync();
   Outcome<void> checkSize(std::uint64_t bytes) const;
+  // Asks the file system, which may take its time.
+  FilePlace place() const;
   Outcome<void> close();
   // Closes without a look at what is in it.
   void abandon() { file_ = FileDescriptor(); }
 
  private:
+  bool isAt(const std::string& path) const;
+
   FileDescriptor file_;
   const std::string path_;
+  const bool tellsPlace_;
 };
 
 // Whether a buffer can be written into a file that is of this format.

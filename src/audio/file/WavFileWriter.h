@@ -22,6 +22,7 @@ class WavFileWriter final : public AudioFileWriter {
   const PCMFormat& processingFormat() const override { return format_; }
   const std::string& path() const override { return file_.path(); }
   Outcome<void> write(const PCMBuffer& buffer) override;
+  FilePlace place() const override { return file_.place(); }
   Outcome<void> close() override;
 
  private:
