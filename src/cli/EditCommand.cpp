@@ -45,7 +45,7 @@ class Edit {
   Outcome<void> normaliseLoudness(double target);
   Outcome<Loudness> measure();
   Outcome<void> save();
-  void print() const;
+  void print();
   void note(const std::string& text) const { work_.tell(kExitSuccess, text); }
 
   const EditArguments& arguments_;
@@ -174,11 +174,11 @@ Outcome<void> Edit::save() {
   const RecordingBitDepth depth = sourceBitDepth(track_.url);
   const SessionExporter::Options options{.format = format_, .depth = depth, .mayReplace = arguments_.force};
   auto saved = SessionExporter(work_.log()).exportTrack(track_, *arguments_.save, options, work_.progress());
-  if (saved) work_.noteClipping(format_, depth);
+  if (saved) work_.tellNotes(format_, depth);
   return saved;
 }
 
-void Edit::print() const {
+void Edit::print() {
   const TrimRange& range = track_.range;
   const double seconds = double(range.length()) / range.sampleRate;
   if (arguments_.json) {
@@ -193,6 +193,7 @@ void Edit::print() const {
         {"sampleRate", range.sampleRate},
         {"seconds", seconds}};
     if (arguments_.save) all["format"] = name(format_);
+    if (const auto& notes = work_.progress().notes(); !notes.empty()) all["notes"] = notes;
     if (loudness_) all["loudness"] = loudnessJSON(*loudness_);
     printJSON(all);
     return;

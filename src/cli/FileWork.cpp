@@ -87,14 +87,15 @@ int FileWork::fail(const Error& error) {
   return tell(status, error.description + (isForced ? ", or add --force" : ""));
 }
 
-void FileWork::noteClipping(const ExportFormat& format, RecordingBitDepth depth) const {
+void FileWork::tellNotes(const ExportFormat& format, RecordingBitDepth depth) {
   const bool holdsAll = format.kind == ExportFormat::Kind::wav && depth == RecordingBitDepth::float32;
-  if (holdsAll || progress_.peak() <= 1) return;
   const char* const where =
       format.kind == ExportFormat::Kind::wav ? "was clipped" : "clips where it is played";
-  tell(kExitSuccess,
-       fmt::format("the loudest sample is {:.1f} dB above full scale and {}; a lower gain keeps it",
-                   20 * std::log10(double(progress_.peak())), where));
+  if (!holdsAll && progress_.peak() > 1)
+    progress_.note(
+        fmt::format("the loudest sample is {:.1f} dB above full scale and {}; a lower gain keeps it",
+                    20 * std::log10(double(progress_.peak())), where));
+  for (const std::string& note : progress_.notes()) tell(kExitSuccess, note);
 }
 
 int FileWork::badInput(const Error& error) const { return tell(kExitBadInput, error.description); }

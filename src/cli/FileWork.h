@@ -44,8 +44,8 @@ class FileWork {
   // arguments name can't be used.
   int fail(const Error& error);
   int badInput(const Error& error) const;
-  // Tells when the export that was made did not hold its loudest samples.
-  void noteClipping(const ExportFormat& format, RecordingBitDepth depth) const;
+  // Tells what there is to know of the export that was made, as that it did not hold its loudest samples.
+  void tellNotes(const ExportFormat& format, RecordingBitDepth depth);
 
  private:
   using SignalHandler = void (*)(int);

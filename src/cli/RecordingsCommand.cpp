@@ -112,12 +112,14 @@ Outcome<std::string> folderForNewFile(const RecordingsArguments& arguments, cons
   return folder;
 }
 
-void printPath(const RecordingsArguments& arguments, const char* what, const std::string& path) {
+void printPath(const RecordingsArguments& arguments, const char* what, const std::string& path,
+               const std::vector<std::string>& notes = {}) {
   if (!arguments.json) {
     fmt::print("{} {}\n", what, printable(path));
     return;
   }
-  const nlohmann::ordered_json all{{"path", path}};
+  nlohmann::ordered_json all{{"path", path}};
+  if (!notes.empty()) all["notes"] = notes;
   printJSON(all);
 }
 
@@ -212,17 +214,21 @@ int runRecordingsImport(const RecordingsArguments& arguments) {
   const auto target = targetOf(arguments, work, *folder);
   if (!target) return work.fail(target.error());
   const TaskToken cancel(std::make_shared<std::atomic<bool>>(false));
-  const auto imported =
-      AudioFileImporter(work.log())
-          .importFile({arguments.file, *folder, target->stamp, target->sampleRate}, cancel, [&](double done) {
-            if (work.show(done)) cancel.cancel();
-          });
+  AudioFileImporter::Request request{arguments.file, *folder, target->stamp, target->sampleRate};
+  std::vector<std::string> notes;
+  request.tell = [&](const std::string& note) {
+    notes.push_back(note);
+    work.tell(kExitSuccess, note);
+  };
+  const auto imported = AudioFileImporter(work.log()).importFile(request, cancel, [&](double done) {
+    if (work.show(done)) cancel.cancel();
+  });
   if (!imported) {
     const bool isInput = imported.error().domain == ImportError::kDomain &&
                          imported.error().code == ImportError::kSourceUnreadable;
     return isInput ? work.badInput(imported.error()) : work.fail(imported.error());
   }
-  printPath(arguments, "Imported as", *imported);
+  printPath(arguments, "Imported as", *imported, notes);
   return kExitSuccess;
 }
 

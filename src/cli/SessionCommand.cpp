@@ -198,12 +198,14 @@ int runSessionExport(const SessionArguments& arguments) {
                                .sampleRate = open->sampleRate(),
                                .originals = open->urls()});
   if (!paths) return work.fail(paths.error());
-  work.noteClipping(*format, settings->bitDepth);
+  work.tellNotes(*format, settings->bitDepth);
   if (arguments.json) {
-    printJSON({{"session", open->session.timestampString},
-               {"kind", arguments.stems ? "stems" : "mix"},
-               {"format", name(*format)},
-               {"files", *paths}});
+    nlohmann::ordered_json all{{"session", open->session.timestampString},
+                               {"kind", arguments.stems ? "stems" : "mix"},
+                               {"format", name(*format)},
+                               {"files", *paths}};
+    if (const auto& notes = work.progress().notes(); !notes.empty()) all["notes"] = notes;
+    printJSON(all);
     return kExitSuccess;
   }
   for (const std::string& path : *paths) fmt::print("{}\n", printable(path));

@@ -196,7 +196,8 @@ void MultiTrackEditorEngine::importTrack(const std::string& path, Added done) {
   const std::string source = canonicalPath(path);
   imports_[source];
   importCount.set(*importCount + 1);
-  const AudioFileImporter::Request request{path, folder(), session_->timestampString, sampleRate()};
+  AudioFileImporter::Request request{path, folder(), session_->timestampString, sampleRate()};
+  request.tell = [&log = context_.log, path](const std::string& note) { log.info(path + ": " + note); };
   context_.runtime.globalQueue().post([&runtime = context_.runtime, &log = context_.log, request, source,
                                        cancel = importing_, done = std::move(done),
                                        weak = std::weak_ptr(opened_)] {

@@ -115,12 +115,15 @@ TEST(FileResampler, EqualFormatsPassUnchanged) {
   EXPECT_EQ(readAll(*reader), samples);
 }
 
-TEST(FileResampler, ChannelsAreCopiedDroppedOrMixed) {
+TEST(FileResampler, ChannelsAreCopiedOrMixed) {
   const auto map = [](std::uint32_t from, std::uint32_t to, std::vector<float> samples) {
     return readAll(*resampled(memory(48000, from, std::move(samples)), {48000, to}), 1);
   };
   EXPECT_EQ(map(1, 2, {1, 2}), (std::vector<float>{1, 1, 2, 2}));
-  EXPECT_EQ(map(4, 2, {1, 2, 3, 4, 5, 6, 7, 8}), (std::vector<float>{1, 2, 5, 6}));
+  const float k = std::sqrt(0.5f);
+  EXPECT_EQ(map(4, 2, {1, 2, 0, 0, 0, 0, 1, 2}), (std::vector<float>{1, 2, k, 2 * k}));
+  EXPECT_EQ(map(9, 2, {0, 0, 0, 0, 0, 0, 0, 0, 1}), (std::vector<float>{k, k})) << "nothing is left out";
+  EXPECT_EQ(map(4, 1, {0, 0, 1, 1}), std::vector<float>{k});
   EXPECT_EQ(map(2, 1, {1, 2, 3, 5}), (std::vector<float>{1.5, 4}));
   EXPECT_EQ(map(2, 3, {1, 2}), (std::vector<float>{1, 2, 0}));
 

@@ -99,14 +99,6 @@ TEST_F(EditorCommandTest, WhatIsTooMuchIsHeldAndTold) {
 
 TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {
   const std::string a = make(path("a.wav"));
-  SF_INFO six{};
-  six.samplerate = 48000;
-  six.channels = 6;
-  six.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-  SNDFILE* wide = sf_open(path("six.wav").c_str(), SFM_WRITE, &six);
-  const std::vector<float> samples(6 * 1000, 0.1f);
-  sf_writef_float(wide, samples.data(), 1000);
-  sf_close(wide);
   fs::create_directory(path("dir.wav"));
   fs::create_symlink(a, path("link.wav"));
   fs::create_hard_link(a, path("hard.wav"));
@@ -130,7 +122,6 @@ TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {
       {{"edit", a, "--save", path("b.flac")}, "only WAV and MP3"},
       {{"edit", a, "--save", out, "--format", "mp3-320"}, "another extension"},
       {{"edit", a, "--save", path("b.mp3"), "--format", "mp3-999"}, "mp3-999"},
-      {{"edit", path("six.wav"), "--save", path("b.mp3")}, "channels must be 1 or 2, got 6"},
       {{"edit", a, "--save", out, "--trim", "1:99:99"}, "1:99:99"},
       {{"edit", a, "--save", out, "--trim", "5:6"}, "ends at 0:01.000"},
       {{"edit", a, "--save", out, "--trim", "0.000011:0.000012"}, "no frame"},

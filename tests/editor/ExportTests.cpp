@@ -233,10 +233,31 @@ TEST_F(ExportTest, MP3sAreRefusedWhatTheyCannotHold) {
       "Audio format unsupported for MP3 encoding: sampleRate 96001 Hz is outside LAME's supported range");
   EXPECT_EQ(why(2, 96000), "");
   std::ofstream(path("old.mp3")) << "old";
-  EXPECT_FALSE(
-      exporter.exportTrack(whole(wav("six.wav", 100, 6)), path("old.mp3"), {.format = kMP3}, progress));
+  const MixTrackInput fast = whole(wav("fast.wav", 100, 1, 1, 192000));
+  EXPECT_FALSE(exporter.exportTrack(fast, path("old.mp3"), {.format = kMP3}, progress));
   EXPECT_EQ(bytesIn(path("old.mp3")), "old");
-  EXPECT_EQ(names(), (std::vector<std::string>{"old.mp3", "six.wav"}));
+  EXPECT_EQ(names(), (std::vector<std::string>{"fast.wav", "old.mp3"}));
+}
+
+// A tone that sounds in the centre of six channels only; the level is that of the 3 dB less on either side.
+TEST_F(ExportTest, OfMoreThanTwoChannelsAnMP3HasAllThatIsHeard) {
+  const std::string six = path("six.wav");
+  outputOf(
+      "ffmpeg -v error -f lavfi -i sine=frequency=1000:duration=2 -af 'volume=12dB,pan=5.1|FC=c0' "
+      "-ar 48000 -c:a pcm_f32le " +
+      six);
+  ASSERT_TRUE(exporter.exportMix({whole(six)}, path("out.mp3"), {.format = kMP3}, progress));
+  EXPECT_EQ(progress.notes(),
+            std::vector<std::string>{"6 channels were mixed down to two, centre and surrounds at "
+                                     "-3 dB and without the LFE"});
+  const ReadBack heard = readBack(path("out.mp3"));
+  ASSERT_EQ(heard.channels, 2);
+  double square = 0;
+  for (std::size_t i = 48000; i < 2 * 48000; ++i) square += heard.samples[i] * heard.samples[i];
+  // The source's tone is at -18.06 dB of full scale before the 12 dB.
+  EXPECT_NEAR(10 * std::log10(square / 48000), -18.06 + 12 - 3.01 - 3.01, 0.4);
+  ASSERT_TRUE(exporter.exportTrack(whole(six), path("out.wav"), floats, progress));
+  EXPECT_EQ(readBack(path("out.wav")).channels, 6) << "a WAV holds them all";
 }
 
 TEST_F(ExportTest, SamplesThatAreNoNumbersEndNoExport) {
@@ -342,7 +363,7 @@ TEST_F(ExportTest, ACancelledOrFailedExportLeavesWhatWasThere) {
 
 // A file is one export's from the moment it is made, whatever others do meanwhile.
 TEST_F(ExportTest, ExportsSideBySideLoseNothing) {
-  const MixTrackInput inputs[] = {whole(wav("a.wav", 3000)), whole(wav("b.wav", 200))};
+  const SessionExporter::Stem stems[] = {{whole(wav("a.wav", 3000)), "x"}, {whole(wav("b.wav", 200)), "x"}};
   for (int round = 0; round < rounds(); ++round) {
     std::barrier start(2);
     std::array<bool, 2> isDone{};
@@ -351,8 +372,8 @@ TEST_F(ExportTest, ExportsSideBySideLoseNothing) {
       Log quiet;
       const SessionExporter::Options options{.mayReplace = round % 2 == 0};
       start.arrive_and_wait();
-      isDone[i] = SessionExporter(quiet).exportTrack(inputs[i], path("out/mix.wav"), options, own) &&
-                  SessionExporter(quiet).exportStems({{inputs[i], "x"}}, path("out"), options, own);
+      isDone[i] = SessionExporter(quiet).exportTrack(stems[i].input, path("out/mix.wav"), options, own) &&
+                  SessionExporter(quiet).exportStems(std::vector(1, stems[i]), path("out"), options, own);
     };
     { const std::jthread first(work, 0), second(work, 1); }
     EXPECT_TRUE(isDone[0] || isDone[1]) << round;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "audio/file/ChannelLayout.h"
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
 
@@ -18,6 +19,7 @@ class AudioFileReader {
   virtual const PCMFormat& format() const = 0;
   // Frames in the file as its header says; -1 when it does not.
   virtual std::int64_t frameCount() const = 0;
+  virtual ChannelLayout layout() const { return {}; }
   // Name of the container, in lower case: "wav", "aiff", "flac", "ogg", "mp3", "m4a" and so on.
   virtual const std::string& container() const = 0;
   // Reads up to `frames` frames into `interleaved`; 0 at the end.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 
 #include "audio/file/ReaderError.h"
 
@@ -71,6 +72,42 @@ std::string containerName(int format) {
   return info.extension ? info.extension : "unknown";
 }
 
+std::optional<ChannelRole> roleOf(int channel) {
+  switch (channel) {
+    case SF_CHANNEL_MAP_LEFT:
+    case SF_CHANNEL_MAP_FRONT_LEFT:
+    case SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER:
+      return ChannelRole::left;
+    case SF_CHANNEL_MAP_RIGHT:
+    case SF_CHANNEL_MAP_FRONT_RIGHT:
+    case SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER:
+      return ChannelRole::right;
+    case SF_CHANNEL_MAP_MONO:
+    case SF_CHANNEL_MAP_CENTER:
+    case SF_CHANNEL_MAP_FRONT_CENTER:
+    case SF_CHANNEL_MAP_TOP_CENTER:
+    case SF_CHANNEL_MAP_TOP_FRONT_CENTER:
+      return ChannelRole::centre;
+    case SF_CHANNEL_MAP_LFE:
+      return ChannelRole::lfe;
+    case SF_CHANNEL_MAP_REAR_LEFT:
+    case SF_CHANNEL_MAP_SIDE_LEFT:
+    case SF_CHANNEL_MAP_TOP_FRONT_LEFT:
+    case SF_CHANNEL_MAP_TOP_REAR_LEFT:
+      return ChannelRole::surroundLeft;
+    case SF_CHANNEL_MAP_REAR_RIGHT:
+    case SF_CHANNEL_MAP_SIDE_RIGHT:
+    case SF_CHANNEL_MAP_TOP_FRONT_RIGHT:
+    case SF_CHANNEL_MAP_TOP_REAR_RIGHT:
+      return ChannelRole::surroundRight;
+    case SF_CHANNEL_MAP_REAR_CENTER:
+    case SF_CHANNEL_MAP_TOP_REAR_CENTER:
+      return ChannelRole::surroundCentre;
+    default:
+      return std::nullopt;
+  }
+}
+
 }  // namespace
 
 SndFileReader::SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound, const SF_INFO& info,
@@ -110,6 +147,22 @@ Outcome<std::unique_ptr<AudioFileReader>> SndFileReader::open(FileDescriptor& fi
   }
   if (auto decoded = reader->decodeFirstBlock(); !decoded) return std::unexpected(decoded.error());
   return reader;
+}
+
+// Of some formats the order is fixed, and the library does not tell it.
+ChannelLayout SndFileReader::layout() const {
+  if (container_ == "ogg") return vorbisLayout(format_.channels);
+  if (container_ == "flac") return usualLayout(format_.channels);
+  std::vector<int> map(format_.channels);
+  const auto bytes = int(map.size() * sizeof(int));
+  if (!sf_command(sound_, SFC_GET_CHANNEL_MAP_INFO, map.data(), bytes)) return {};
+  ChannelLayout layout;
+  for (const int channel : map) {
+    const auto role = roleOf(channel);
+    if (!role) return {};
+    layout.push_back(*role);
+  }
+  return layout;
 }
 
 Outcome<void> SndFileReader::decodeFirstBlock() {

@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "audio/file/ReaderError.h"
+#include "audio/file/StereoDownmix.h"
 
 namespace sonmere {
 
@@ -25,7 +26,9 @@ constexpr std::int64_t kMostFrames = std::int64_t(1) << 62;
 class ChannelMapper final : public AudioFileReader {
  public:
   ChannelMapper(std::unique_ptr<AudioFileReader> source, std::uint32_t channels)
-      : source_(std::move(source)), format_{source_->format().sampleRate, channels} {}
+      : source_(std::move(source)),
+        format_{source_->format().sampleRate, channels},
+        downmix_(source_->format().channels, source_->layout()) {}
 
   const PCMFormat& format() const override { return format_; }
   std::int64_t frameCount() const override { return source_->frameCount(); }
@@ -41,7 +44,7 @@ class ChannelMapper final : public AudioFileReader {
       if (!count) return count;
       if (*count == 0) break;
       for (std::uint32_t frame = 0; frame < *count; ++frame) {
-        mapFrame(block_.data() + std::size_t(frame) * inChannels, inChannels,
+        mapFrame(block_.data() + std::size_t(frame) * inChannels,
                  interleaved + std::size_t(done + frame) * format_.channels);
       }
       done += *count;
@@ -50,18 +53,20 @@ class ChannelMapper final : public AudioFileReader {
   }
 
  private:
-  void mapFrame(const float* in, std::uint32_t inChannels, float* out) const {
-    if (format_.channels == 1 && inChannels > 1) {
-      out[0] = 0.5f * (in[0] + in[1]);
-      return;
+  void mapFrame(const float* in, float* out) const {
+    float left = 0, right = 0;
+    for (const StereoDownmix::Gains& gains : downmix_.gains()) {
+      left += gains.left * *in;
+      right += gains.right * *in++;
     }
-    for (std::uint32_t channel = 0; channel < format_.channels; ++channel) {
-      out[channel] = inChannels == 1 ? in[0] : channel < inChannels ? in[channel] : 0.0f;
-    }
+    out[0] = format_.channels == 1 ? 0.5f * (left + right) : left;
+    if (format_.channels > 1) out[1] = right;
+    for (std::uint32_t channel = 2; channel < format_.channels; ++channel) out[channel] = 0;
   }
 
   std::unique_ptr<AudioFileReader> source_;
   const PCMFormat format_;
+  const StereoDownmix downmix_;
   std::vector<float> block_;
 };
 
@@ -76,6 +81,7 @@ class RateConverter final : public AudioFileReader {
         dropped_(input_.size()) {}
 
   const PCMFormat& format() const override { return format_; }
+  ChannelLayout layout() const override { return source_->layout(); }
   const std::string& container() const override { return source_->container(); }
 
   std::int64_t frameCount() const override {

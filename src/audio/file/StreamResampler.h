@@ -8,8 +8,9 @@
 
 namespace sonmere {
 
-// Wraps a reader so that it delivers another rate and channel count (mono to stereo by copying, more than two
-// channels by keeping the first two). With equal formats samples pass unchanged, bit for bit.
+// Wraps a reader so that it delivers another rate and channel count: mono to stereo by copying, more than two
+// channels by StereoDownmix, two to mono by their mean. With equal formats samples pass unchanged, bit for
+// bit.
 std::unique_ptr<AudioFileReader> resampled(std::unique_ptr<AudioFileReader> source, const PCMFormat& target);
 
 }  // namespace sonmere

@@ -3,13 +3,15 @@
 #include <atomic>
 #include <functional>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "base/Runtime.h"
 
 namespace sonmere {
 
-// How far an export is, and the way to end it early. Threads: `begin`, `advance` and `notePeak` belong to the
-// worker, the rest is for any.
+// How far an export is, and the way to end it early. Threads: `begin`, `advance`, `note` and `notePeak`
+// belong to the worker, the rest is for any.
 class ExportProgress {
  public:
   explicit ExportProgress(const Runtime& runtime) : runtime_(runtime) {}
@@ -29,6 +31,10 @@ class ExportProgress {
   }
   float peak() const { return peak_; }
 
+  // What the user should know of what was made, each thing once. Read it when the work has ended.
+  void note(const std::string& text);
+  const std::vector<std::string>& notes() const { return notes_; }
+
   void cancel() { isCancelled_.store(true, std::memory_order_relaxed); }
   bool isCancelled() const { return isCancelled_.load(std::memory_order_relaxed); }
 
@@ -42,6 +48,7 @@ class ExportProgress {
   std::atomic<std::int64_t> doneFrames_{0};
   std::atomic<float> peak_{0};
   std::atomic<bool> isCancelled_{false};
+  std::vector<std::string> notes_;
 };
 
 }  // namespace sonmere

@@ -10,6 +10,7 @@
 #include "editor/export/ExportWriter.h"
 #include "editor/export/SessionMix.h"
 #include "editor/export/StemName.h"
+#include "editor/export/StereoSource.h"
 #include "editor/track/TrackReader.h"
 
 namespace sonmere {
@@ -36,14 +37,25 @@ Outcome<void> pump(BlockSource& source, ExportWriter& writer, ExportProgress& pr
   }
 }
 
+// MP3s have two channels at most.
+std::unique_ptr<BlockSource> fitting(std::unique_ptr<BlockSource> source, const ExportFormat& format,
+                                     ExportProgress& progress) {
+  const std::uint32_t channels = source->format().channels;
+  if (format.kind != ExportFormat::Kind::mp3 || channels <= 2) return source;
+  StereoDownmix downmix(channels, source->layout());
+  progress.note(downmix.note());
+  return std::make_unique<StereoSource>(std::move(source), std::move(downmix));
+}
+
 // Makes the temporary file of a destination, complete.
-Outcome<void> render(BlockSource& source, const ExportDestination& destination,
+Outcome<void> render(std::unique_ptr<BlockSource> track, const ExportDestination& destination,
                      const SessionExporter::Options& options, ExportProgress& progress) {
+  const auto source = fitting(std::move(track), options.format, progress);
   auto file = destination.open();
   if (!file) return std::unexpected(file.error());
-  auto writer = makeExportWriter(std::move(*file), options.format, source.format(), options.depth);
+  auto writer = makeExportWriter(std::move(*file), options.format, source->format(), options.depth);
   if (!writer) return std::unexpected(writer.error());
-  return pump(source, **writer, progress);
+  return pump(*source, **writer, progress);
 }
 
 bool exists(const std::string& path) {
@@ -77,7 +89,7 @@ Outcome<void> SessionExporter::exportTo(const std::string& path, std::unique_ptr
   auto destination = ExportDestination::prepare(path, sources, options.mayReplace);
   if (!destination) return std::unexpected(destination.error());
   progress.begin(source->length());
-  if (auto rendered = render(*source, *destination, options, progress); !rendered) return rendered;
+  if (auto rendered = render(std::move(source), *destination, options, progress); !rendered) return rendered;
   return destination->commit();
 }
 
@@ -116,7 +128,7 @@ Outcome<std::vector<std::string>> SessionExporter::writeStems(const std::vector<
     auto destination = ExportDestination::prepare(path, sources, false);
     if (!destination) return std::unexpected(destination.error());
     destinations.push_back(std::move(*destination));
-    if (auto rendered = render(**source, destinations.back(), options, progress); !rendered)
+    if (auto rendered = render(std::move(*source), destinations.back(), options, progress); !rendered)
       return std::unexpected(rendered.error());
   }
 

@@ -36,6 +36,11 @@ SessionMix::SessionMix(std::vector<std::unique_ptr<BlockSource>> tracks) : track
   }
 }
 
+ChannelLayout SessionMix::layout() const {
+  const auto channels = [](const auto& track) { return track->format().channels; };
+  return (*std::ranges::max_element(tracks_, {}, channels))->layout();
+}
+
 Outcome<void> SessionMix::read(PCMBuffer& buffer, std::uint32_t frames) {
   const std::int64_t most = std::min({frames, buffer.frameCapacity(), kSourceBlockFrames});
   frames = std::uint32_t(std::min(most, length_ - position_));

@@ -19,6 +19,8 @@ class SessionMix final : public BlockSource {
                                                    double sampleRate = 0);
 
   const PCMFormat& format() const override { return format_; }
+  // That of the track that has most channels.
+  ChannelLayout layout() const override;
   std::int64_t length() const override { return length_; }
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
 

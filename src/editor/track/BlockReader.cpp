@@ -13,9 +13,11 @@ namespace {
 // By way of the file readers.
 class DecodedReader final : public BlockReader {
  public:
-  explicit DecodedReader(std::unique_ptr<AudioFileReader> reader) : reader_(std::move(reader)) {}
+  explicit DecodedReader(std::unique_ptr<AudioFileReader> reader)
+      : reader_(std::move(reader)), layout_(reader_->layout()) {}
 
   const PCMFormat& format() const override { return reader_->format(); }
+  const ChannelLayout& layout() const override { return layout_; }
   std::int64_t frameCount() const override { return reader_->frameCount(); }
   Outcome<void> seek(std::int64_t frame) override { return reader_->seek(frame); }
 
@@ -44,6 +46,7 @@ class DecodedReader final : public BlockReader {
 
  private:
   const std::unique_ptr<AudioFileReader> reader_;
+  const ChannelLayout layout_;
   std::vector<float> interleaved_;
 };
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "audio/file/ChannelLayout.h"
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
 
@@ -17,6 +18,7 @@ class BlockReader {
   virtual ~BlockReader() = default;
 
   virtual const PCMFormat& format() const = 0;
+  virtual const ChannelLayout& layout() const = 0;
   // -1 when the file does not say.
   virtual std::int64_t frameCount() const = 0;
   virtual Outcome<void> seek(std::int64_t frame) = 0;

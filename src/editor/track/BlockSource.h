@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "audio/file/ChannelLayout.h"
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
 
@@ -14,6 +15,8 @@ class BlockSource {
   virtual ~BlockSource() = default;
 
   virtual const PCMFormat& format() const = 0;
+  // Empty where it is not known.
+  virtual ChannelLayout layout() const { return {}; }
   // Frames from beginning to end, exactly.
   virtual std::int64_t length() const = 0;
   // Reads the next frames to the front of a buffer of the source's channel count: `frames` of them, less only

@@ -113,6 +113,7 @@ std::optional<PlainWav> PlainWav::open(const std::string& path, const AudioFileR
   if (!encoding || header.channels == 0) return std::nullopt;
   wav.encoding = *encoding;
   wav.format = {double(header.rate), header.channels};
+  wav.layout = reader.layout();
   wav.dataOffset = header.dataOffset;
   wav.frames = header.dataBytes / header.frameBytes;
   if (wav.format != reader.format() || wav.frames != reader.frameCount()) return std::nullopt;

@@ -15,6 +15,7 @@ struct PlainWav {
 
   FileDescriptor file;
   PCMFormat format;
+  ChannelLayout layout;
   Encoding encoding = Encoding::int16;
   std::int64_t frames = 0;
   std::int64_t dataOffset = 0;  // of the first frame, bytes

@@ -11,6 +11,7 @@ class PlainWavReader final : public BlockReader {
   PlainWavReader(PlainWav wav, std::string path);
 
   const PCMFormat& format() const override { return piece_.wav().format; }
+  const ChannelLayout& layout() const override { return piece_.wav().layout; }
   std::int64_t frameCount() const override { return piece_.wav().frames; }
   Outcome<void> seek(std::int64_t frame) override;
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;

@@ -16,6 +16,7 @@ class SourceReader final : public AudioFileReader {
       : source_(std::move(source)), block_(source_->format(), kSourceBlockFrames) {}
 
   const PCMFormat& format() const override { return source_->format(); }
+  ChannelLayout layout() const override { return source_->layout(); }
   std::int64_t frameCount() const override { return source_->length(); }
   const std::string& container() const override { return container_; }
   Outcome<void> seek(std::int64_t) override {

@@ -14,6 +14,7 @@ class ResampledSource final : public BlockSource {
   ResampledSource(std::unique_ptr<BlockSource> source, double sampleRate);
 
   const PCMFormat& format() const override { return format_; }
+  ChannelLayout layout() const override { return reader_->layout(); }
   std::int64_t length() const override { return length_; }
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
 

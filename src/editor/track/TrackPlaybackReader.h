@@ -26,6 +26,7 @@ class TrackPlaybackReader final : public AudioFileReader {
   static Outcome<std::unique_ptr<AudioFileReader>> open(const MixTrackInput& input, const Span& span);
 
   const PCMFormat& format() const override { return file_->format(); }
+  ChannelLayout layout() const override { return file_->layout(); }
   std::int64_t frameCount() const override { return -1; }
   const std::string& container() const override { return container_; }
   Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override;

@@ -16,6 +16,7 @@ class TrackReader final : public BlockSource {
   static Outcome<std::unique_ptr<TrackReader>> open(const MixTrackInput& input);
 
   const PCMFormat& format() const override { return file_->format(); }
+  ChannelLayout layout() const override { return file_->layout(); }
   std::int64_t length() const override { return input_.range.length(); }
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
   Outcome<bool> addNextTo(PCMBuffer& mix) override;

@@ -8,6 +8,7 @@
 
 #include "audio/file/AudioFileWriter.h"
 #include "audio/file/ReaderError.h"
+#include "audio/file/StereoDownmix.h"
 #include "audio/file/StreamResampler.h"
 #include "dsp/VectorMath.h"
 #include "recording/RecordingFileName.h"
@@ -91,6 +92,8 @@ Outcome<std::string> convertInto(std::unique_ptr<AudioFileReader> source,
                                  const AudioFileImporter::Request& request, const TaskToken& cancel,
                                  const AudioFileImporter::Progress& progress) {
   const PCMFormat format{request.sampleRate, std::min(source->format().channels, kMostChannels)};
+  const StereoDownmix downmix(source->format().channels, source->layout());
+  if (!downmix.note().empty() && request.tell) request.tell(downmix.note());
   const auto reader = resampled(std::move(source), format);
   ImportDestination destination(request.folder);
   auto writer = createAudioFile(destination.temporaryPath(),

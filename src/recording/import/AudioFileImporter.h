@@ -12,8 +12,8 @@
 namespace sonmere {
 
 // Makes a track of any audio file that can be read: a WAV at the session's rate, in its folder, with its
-// stamp in the name. Mono stays mono, two channels stay two; of more the first two are kept. The source is
-// only read. Threads: a worker; imports may run side by side.
+// stamp in the name. Mono stays mono, two channels stay two, more are mixed down (StereoDownmix). The source
+// is only read. Threads: a worker; imports may run side by side.
 class AudioFileImporter {
  public:
   struct Request {
@@ -23,6 +23,8 @@ class AudioFileImporter {
     double sampleRate = 48000;  // the session's, Hz
     // Float keeps what lies beyond full scale in compressed files.
     RecordingBitDepth depth = RecordingBitDepth::float32;
+    // What the user should know of a file that can be imported; called on the worker, before it is.
+    std::function<void(const std::string& note)> tell = {};
   };
   // From 0 to 1; not called for a source that does not tell its length.
   using Progress = std::function<void(double fraction)>;

@@ -69,6 +69,57 @@ struct Layout {
   AVChannelLayout value{};
 };
 
+std::optional<ChannelRole> roleOf(AVChannel channel) {
+  switch (channel) {
+    case AV_CHAN_FRONT_LEFT:
+    case AV_CHAN_FRONT_LEFT_OF_CENTER:
+    case AV_CHAN_STEREO_LEFT:
+    case AV_CHAN_WIDE_LEFT:
+      return ChannelRole::left;
+    case AV_CHAN_FRONT_RIGHT:
+    case AV_CHAN_FRONT_RIGHT_OF_CENTER:
+    case AV_CHAN_STEREO_RIGHT:
+    case AV_CHAN_WIDE_RIGHT:
+      return ChannelRole::right;
+    case AV_CHAN_FRONT_CENTER:
+    case AV_CHAN_TOP_CENTER:
+    case AV_CHAN_TOP_FRONT_CENTER:
+      return ChannelRole::centre;
+    case AV_CHAN_LOW_FREQUENCY:
+    case AV_CHAN_LOW_FREQUENCY_2:
+      return ChannelRole::lfe;
+    case AV_CHAN_BACK_LEFT:
+    case AV_CHAN_SIDE_LEFT:
+    case AV_CHAN_SURROUND_DIRECT_LEFT:
+    case AV_CHAN_TOP_FRONT_LEFT:
+    case AV_CHAN_TOP_SIDE_LEFT:
+    case AV_CHAN_TOP_BACK_LEFT:
+      return ChannelRole::surroundLeft;
+    case AV_CHAN_BACK_RIGHT:
+    case AV_CHAN_SIDE_RIGHT:
+    case AV_CHAN_SURROUND_DIRECT_RIGHT:
+    case AV_CHAN_TOP_FRONT_RIGHT:
+    case AV_CHAN_TOP_SIDE_RIGHT:
+    case AV_CHAN_TOP_BACK_RIGHT:
+      return ChannelRole::surroundRight;
+    case AV_CHAN_BACK_CENTER:
+    case AV_CHAN_TOP_BACK_CENTER:
+      return ChannelRole::surroundCentre;
+    default:
+      return std::nullopt;
+  }
+}
+
+ChannelLayout rolesOf(const AVChannelLayout& given) {
+  ChannelLayout layout;
+  for (int i = 0; i < given.nb_channels; ++i) {
+    const auto role = roleOf(av_channel_layout_channel_from_index(&given, unsigned(i)));
+    if (!role) return {};
+    layout.push_back(*role);
+  }
+  return layout;
+}
+
 }  // namespace
 
 Outcome<std::unique_ptr<FFmpegReader>> FFmpegReader::open(FileDescriptor file, const std::string& path) {
@@ -206,6 +257,7 @@ Outcome<void> FFmpegReader::takeFrame() {
       return checked;
     }
     format_ = {double(frame_->sample_rate), std::uint32_t(frame_->ch_layout.nb_channels)};
+    layout_ = rolesOf(frame_->ch_layout);
     learnStart();
   }
   if (target_) align();

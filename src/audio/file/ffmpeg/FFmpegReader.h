@@ -17,6 +17,7 @@ class FFmpegReader final : public AudioFileReader {
 
   const PCMFormat& format() const override { return format_; }
   std::int64_t frameCount() const override { return frameCount_; }
+  ChannelLayout layout() const override { return layout_; }
   const std::string& container() const override { return container_; }
   Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override;
   Outcome<void> seek(std::int64_t frame) override;
@@ -67,6 +68,7 @@ class FFmpegReader final : public AudioFileReader {
   PCMFormat format_;
   std::int64_t frameCount_ = -1;
   std::string container_;
+  ChannelLayout layout_;
 
   // What the converter was made for.
   int converterFormat_ = AV_SAMPLE_FMT_NONE;
