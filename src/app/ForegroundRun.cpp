@@ -67,10 +67,6 @@ void ForegroundRun::start(std::function<void()> ready, Done done) {
   observers_.push_back(recordings.errorMessage.observe([this](const auto& text) {
     if (!text.empty()) note(text);
   }));
-  for (auto* notice : {&recordings.silentRecordingNotice, &recordings.fileNotice})
-    observers_.push_back(notice->observe([this](const auto& text) {
-      if (text) note(*text);
-    }));
   observers_.push_back(recordings.busRecordingStatuses.observe([this](const auto& rows) {
     for (const auto& [bus, status] : rows) recordings_[{status.startedAt, bus}] = status;
   }));

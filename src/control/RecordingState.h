@@ -12,7 +12,7 @@ struct RecordingState {
   double seconds = 0;  // since it began
   std::int64_t frames = 0;
   std::int64_t bytes = 0;
-  std::int64_t lostFrames = 0;  // overwritten before they reached the file
+  std::int64_t lostFrames = 0;  // that the file lacks: overwritten, or never rendered
   double peakDb = -120;         // of the latest block, dB below full scale; held to -120
   bool isSilent = true;         // no signal since it began
 };

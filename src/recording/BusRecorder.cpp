@@ -186,8 +186,10 @@ void BusRecorder::flushAndClose(Task done) {
 }
 
 void BusRecorder::logLosses(bool inTime) {
-  if (const std::int64_t lost = lostFrames(); lost > 0)
+  if (const std::int64_t lost = backlog_.overwrittenFrames(); lost > 0)
     log_.error(fmt::format("BusRecorder: {} frames were overwritten before they reached the file", lost));
+  if (const std::int64_t missed = backlog_.missedFrames(); missed > 0)
+    log_.warning(fmt::format("BusRecorder: the audio server left out cycles with {} frames", missed));
   if (!inTime)
     log_.error(
         fmt::format("BusRecorder: stopped with {} frames that did not reach the file in time; writing "

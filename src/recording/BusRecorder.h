@@ -55,8 +55,9 @@ class BusRecorder : public std::enable_shared_from_this<BusRecorder> {
   float lastPeak() const { return lastPeak_; }
   // Frames that wait for the drive, besides those that it is writing.
   std::int64_t framesWaiting() const { return backlog_.untakenFrames(); }
-  // Frames that the render overwrote before they were drained: always whole rings.
-  std::int64_t lostFrames() const { return backlog_.lostFrames(); }
+  // Frames that the file lacks: those that the render overwrote before they were drained, always whole rings,
+  // and those that nobody rendered because the server left cycles out.
+  std::int64_t lostFrames() const { return backlog_.overwrittenFrames() + backlog_.missedFrames(); }
 
   // A change of the setting during a recording changes what bytesWritten counts, not the file.
   void setCountedBitDepth(RecordingBitDepth depth);

@@ -16,7 +16,7 @@ struct BusRecordingStatus {
   Date startedAt{};
   std::int64_t bytesWritten = 0;
   std::int64_t framesWritten = 0;
-  std::int64_t lostFrames = 0;  // overwritten before they reached the file
+  std::int64_t lostFrames = 0;  // that the file lacks: overwritten, or never rendered
   float lastPeak = 0;           // of the latest block, linear
   bool everHadSignal = false;
 

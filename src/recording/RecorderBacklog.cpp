@@ -86,7 +86,7 @@ std::int64_t RecorderBacklog::waitingFrames() const {
 }
 
 // The difference is a whole number of rings but for a write or a read that is under way.
-std::int64_t RecorderBacklog::lostFrames() const {
+std::int64_t RecorderBacklog::overwrittenFrames() const {
   const std::int64_t written = ring_->written.loadAcquire();
   const std::int64_t behind = written - samplesRead_ - ringSamples();
   const std::int64_t laps =

@@ -34,7 +34,9 @@ class RecorderBacklog {
   // Those of them that nobody has taken.
   std::int64_t untakenFrames() const;
   // Frames that the render overwrote before they were read: always whole rings.
-  std::int64_t lostFrames() const;
+  std::int64_t overwrittenFrames() const;
+  // Frames of cycles that the server left out.
+  std::int64_t missedFrames() const { return ring_->missedFrames; }
 
  private:
   std::int64_t ringSamples() const;

@@ -168,9 +168,12 @@ void limitMaster(BusMaster& master, float* out, std::int64_t n) noexcept {
 }
 
 // Recordings hold the signal after the master chain, in whole frames.
-void feedRecorder(BusMaster& master, const float* out, std::int64_t n) noexcept {
+void feedRecorder(BusMaster& master, std::int64_t missedFrames, const float* out, std::int64_t n) noexcept {
   const std::int64_t whole = n & 0x3FFE;
-  if (RecorderRing* ring = master.recorder.load(); ring && whole != 0) ring->write(out, whole);
+  RecorderRing* const ring = master.recorder.load();
+  if (!ring || whole == 0) return;
+  if (missedFrames > 0) ring->noteMissed(missedFrames);
+  ring->write(out, whole);
 }
 
 void feedMasterMonitor(BusMaster& master, bool masterRecordActive, const float* out,
@@ -199,7 +202,7 @@ void renderBuffer(OutputAUContext& context, const BusTapLists* lists, std::uint3
   if (!hold) return;
   mixAndEqualise(hasTaps ? lists->buses[bus] : kNoTaps, context, master, sendGain, out, n);
   limitMaster(master, out, n);
-  feedRecorder(master, out, n);
+  feedRecorder(master, context.cycles.missedFrames(), out, n);
   feedMasterMonitor(master, state.masterRecordActive, out, n);
   if (state.flags.spectrumWanted()) master.spectrum.feed(out, n);
 }

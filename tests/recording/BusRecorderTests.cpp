@@ -119,6 +119,20 @@ TEST_F(BusRecorderTest, OvertakenFramesAreCountedAndToldOnce) {
                              "BusRecorder: 192000 frames were overwritten before they reached the file"});
 }
 
+TEST_F(BusRecorderTest, FramesThatTheServerLeftOutAreCountedBetweenWritesOnly) {
+  record();
+  recorder->ring()->noteMissed(5000);  // before the first: the recording had not begun
+  write(1000, 0.5f);
+  recorder->ring()->noteMissed(480);
+  write(1000, 0.5f);
+  runtime.advance(kSecond);
+  EXPECT_EQ(recorder->lostFrames(), 480);
+  EXPECT_EQ(recorder->framesWritten(), 2000) << "nothing is put in their place";
+  stop();
+  runtime.advance(kSecond);
+  EXPECT_TRUE(bench.logged("BusRecorder: the audio server left out cycles with 480 frames"));
+}
+
 TEST_F(BusRecorderTest, WritesThatTakeSecondsLoseNothing) {
   const RealtimeGuard guard;
   for (const bool isQueued : {false, true}) {

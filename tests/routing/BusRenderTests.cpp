@@ -417,6 +417,23 @@ TEST_F(BusRenderTest, MonitorsHearTheAppBeforeItsVolumeAndTheMasterChainAfterIt)
   EXPECT_EQ(ring->written.loadRelaxed(), 8);
 }
 
+TEST_F(BusRenderTest, ARecorderIsToldTheFramesOfCyclesThatTheServerLeftOut) {
+  const auto tap = addTap();
+  runFor(*tap, 1);
+  const auto ring = std::make_shared<RecorderRing>();
+  hostTime += 500'000'000;  // before the recording begins
+  master().recorder.publish(ring, retirement, kSnapshotGrace);
+  runFor(*tap, 1);
+  EXPECT_EQ(ring->missedFrames, 0);
+  hostTime += 30'000'000;
+  runFor(*tap, 1);
+  EXPECT_EQ(ring->missedFrames, 3 * 480);
+  hostTime += 3'000'000;  // a late cycle is none that was left out
+  runFor(*tap, 1);
+  EXPECT_EQ(ring->missedFrames, 3 * 480);
+  EXPECT_EQ(ring->written.loadRelaxed(), 2 * 3 * 48000);
+}
+
 TEST_F(BusRenderTest, ASilentBusLetsItsLimiterRecoverInOneStep) {
   const auto tap = addTap();
   master().limiterEnabled = true;
