@@ -94,8 +94,10 @@ struct CycleStream::Hooks {
     spa_hook_remove(&listener);
     pw_stream_destroy(handle);
   }
-  static void stateChanged(void* data, pw_stream_state, pw_stream_state, const char*) {
-    static_cast<Hooks*>(data)->stream->loop_.wake();
+  static void stateChanged(void* data, pw_stream_state, pw_stream_state state, const char*) {
+    CycleStream& stream = *static_cast<Hooks*>(data)->stream;
+    if (state != PW_STREAM_STATE_STREAMING) stream.clock_.pause();
+    stream.loop_.wake();
   }
   static void processed(void* data) { static_cast<Hooks*>(data)->stream->process(); }
   static const pw_stream_events& events() {
@@ -188,7 +190,6 @@ void CycleStream::process() noexcept {
   cycle.channels = channels;
   pw_time time{};
   pw_stream_get_time_n(hooks_->handle, &time, sizeof time);
-  cycle.now = {sampleTime_, std::uint64_t(time.now)};
   if (takes(plan_.kind)) {
     const std::uint32_t offset = std::min(data.chunk->offset, data.maxsize);
     cycle.frames = std::min(data.chunk->size, data.maxsize - offset) / stride;
@@ -199,6 +200,8 @@ void CycleStream::process() noexcept {
       cycle.frames = std::uint32_t(std::min<std::uint64_t>(buffer->requested, cycle.frames));
     cycle.samples = static_cast<float*>(data.data);
   }
+  const double seconds = double(time.ticks) * time.rate.num / std::max(time.rate.denom, 1u);
+  cycle.now = {clock_.begin(seconds, cycle.frames, plan_.format.sampleRate), std::uint64_t(time.now)};
   const bool isSilenced = isSilenced_.load(std::memory_order_seq_cst);
   if (data.data && cycle.frames > 0 && !isSilenced) process_(refcon_, cycle);
   if (!takes(plan_.kind)) {
@@ -206,7 +209,6 @@ void CycleStream::process() noexcept {
     data.chunk->stride = std::int32_t(stride);
     data.chunk->size = cycle.frames * stride;
   }
-  sampleTime_ += cycle.frames;
   cycleFrames_.store(cycle.frames, std::memory_order_relaxed);
   cycles_.store(cycles_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   pw_stream_queue_buffer(hooks_->handle, buffer);

@@ -12,6 +12,7 @@
 #include "base/Time.h"
 #include "platform/pipewire/GraphObjects.h"
 #include "platform/pipewire/PipeWireLoop.h"
+#include "platform/pipewire/StreamClock.h"
 
 struct pw_core;
 
@@ -71,6 +72,7 @@ class CycleStream {
   // Cycles run so far, and the frames of the last one. Threads: any.
   std::uint64_t cycles() const noexcept { return cycles_.load(std::memory_order_relaxed); }
   std::uint32_t cycleFrames() const noexcept { return cycleFrames_.load(std::memory_order_relaxed); }
+  MissedCycles missed() const noexcept { return clock_.missed(); }
 
  private:
   struct Hooks;
@@ -84,8 +86,7 @@ class CycleStream {
 
   std::atomic<bool> isSilenced_{false};
 
-  // Audio thread.
-  double sampleTime_ = 0;
+  StreamClock clock_;
   std::atomic<std::uint64_t> cycles_{0};
   std::atomic<std::uint32_t> cycleFrames_{0};
 };

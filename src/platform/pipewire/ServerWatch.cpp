@@ -8,6 +8,14 @@ namespace sonmere {
 namespace {
 // Three looks fit into the second within which a frozen server is to be noticed.
 constexpr Duration kInterval = fromMilliseconds(300);
+// A machine that is too busy for its quantum misses cycles all the time.
+constexpr Duration kReportInterval = std::chrono::seconds(5);
+
+std::string pathOf(const CycleStreamPlan& plan) {
+  if (plan.kind == CycleStreamPlan::Kind::playback) return "the output to " + plan.target;
+  if (plan.kind == CycleStreamPlan::Kind::capture) return "the input from " + plan.target;
+  return "the capture of " + plan.description;
+}
 }  // namespace
 
 ServerWatch::ServerWatch(PipeWireLoop& loop, ServerConnection& connection, Log& log,
@@ -47,12 +55,13 @@ void ServerWatch::reset() {
 
 std::uint64_t ServerWatch::cycles() const {
   std::uint64_t sum = 0;
-  for (const CycleStream* stream : streams_) sum += stream->cycles();
+  for (const auto& [stream, told] : streams_) sum += stream->cycles();
   return sum;
 }
 
 void ServerWatch::look() {
   const bool hasMore = tick && tick();
+  reportMissed();
   const std::uint64_t now = cycles();
   if (std::exchange(lastCycles_, now) != now) {
     lastProgress_ = uptime_();
@@ -69,6 +78,20 @@ void ServerWatch::look() {
     reportFrozen();
   }
   if (!hasMore) update();
+}
+
+void ServerWatch::reportMissed() {
+  if (lastReport_ && uptime_() - *lastReport_ < kReportInterval) return;
+  for (auto& [stream, told] : streams_) {
+    const MissedCycles now = stream->missed();
+    if (now.times == told.times) continue;
+    lastReport_ = uptime_();
+    log_.warning(
+        fmt::format("Sonmere: the audio server went on without {} {} times, {:.1f} ms are missing there",
+                    pathOf(stream->plan()), now.times - told.times,
+                    double(now.frames - told.frames) / stream->plan().format.sampleRate * 1000));
+    told = now;
+  }
 }
 
 void ServerWatch::reportFrozen() {

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <set>
+#include <map>
+#include <optional>
 
 #include "base/Log.h"
 #include "base/Time.h"
@@ -16,7 +17,7 @@ namespace sonmere {
 
 // Notices a server that has stopped without dying: streams make no more cycles and a question stays without
 // an answer. Looks only while `isNeeded` says that an app is heard through this program; otherwise it costs
-// no wake-up. Guarded by the loop's lock.
+// no wake-up. Meanwhile it tells which streams the server has left out. Guarded by the loop's lock.
 class ServerWatch {
  public:
   ServerWatch(PipeWireLoop& loop, ServerConnection& connection, Log& log, std::function<Duration()> uptime);
@@ -27,7 +28,7 @@ class ServerWatch {
   // At each look, while it goes on. True: there is more to look after.
   std::function<bool()> tick;
 
-  void add(const CycleStream& stream) { streams_.insert(&stream); }
+  void add(const CycleStream& stream) { streams_[&stream] = {}; }
   void remove(const CycleStream& stream) { streams_.erase(&stream); }
   // Begins to look if it is needed now.
   void update();
@@ -39,6 +40,7 @@ class ServerWatch {
   void look();
   void schedule(bool isOn);
   std::uint64_t cycles() const;
+  void reportMissed();
   void reportFrozen();
   void reportThawed();
 
@@ -48,7 +50,8 @@ class ServerWatch {
   const std::function<Duration()> uptime_;
   spa_source* timer_ = nullptr;
   bool isScheduled_ = false;
-  std::set<const CycleStream*> streams_;
+  std::map<const CycleStream*, MissedCycles> streams_;  // with what has been told of them
+  std::optional<Duration> lastReport_;
   std::uint64_t lastCycles_ = 0;
   Duration lastProgress_{};
   bool isAsking_ = false;
