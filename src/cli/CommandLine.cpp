@@ -20,6 +20,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
+#include "cli/RoutingCommands.h"
 #include "cli/RunCommand.h"
 #include "cli/SettingsCommand.h"
 #include "cli/Tell.h"
@@ -168,6 +169,7 @@ int parseAndRun(int argc, const char* const* argv) {
   Arguments arguments;
   addRun(app, arguments);
   addRemoteCommands(app, arguments.run);
+  addRoutingCommands(app, arguments.run);
   addDemo(app, arguments);
   addRecordingsCommands(app, arguments.run);
   addEditorCommands(app, arguments.run);

@@ -69,7 +69,7 @@ std::string flagsOf(const ControlJSON& app) {
   const auto add = [&](bool isSet, const char* name) {
     if (isSet) flags += (flags.empty() ? "" : ", ") + std::string(name);
   };
-  add(!flag(app, "running"), "not playing");
+  add(!flag(app, "running"), flag(app, "routeWaits") ? "route waits for it" : "not playing");
   add(flag(app, "hidden"), "hidden");
   add(flag(app, "pinned"), "pinned");
   add(flag(app.value("equaliser", ControlJSON::object()), "enabled"), "eq");
@@ -83,9 +83,10 @@ std::string statusText(const ControlJSON& status) {
   std::string out = fmt::format("Sonmere {} has been running for {:.0f} s on the {} audio server ({}).\n",
                                 text(status, "version"), number(status, "uptimeSeconds"),
                                 text(status, "platform"), text(status, "reason"));
-  out += fmt::format("{:.0f} apps, {:.0f} playing, {:.0f} routed, {:.0f} in the per-app volume ({}).\n",
+  out += fmt::format("{:.0f} apps, {:.0f} playing, {:.0f} routed{}, {:.0f} in the per-app volume ({}).\n",
                      number(status, "apps"), number(status, "runningApps"), number(status, "routedApps"),
-                     number(status, "mixedApps"), flag(status, "mixerEnabled") ? "on" : "off");
+                     flag(status, "routingEnabled") ? "" : " (routing is off)", number(status, "mixedApps"),
+                     flag(status, "mixerEnabled") ? "on" : "off");
   out += fmt::format("{:.0f} recordings.\n", number(status, "recordings"));
   for (const char* error : {"routingError", "mixerError", "recordingError"})
     if (const std::string why = text(status, error); !why.empty()) out += "Last error: " + why + "\n";

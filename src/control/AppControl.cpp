@@ -43,10 +43,6 @@ float levelOf(const Tap& tap, const HostClock& clock) {
   return meterLevelDb(isFresh ? tap.level.load() : 0.0f);
 }
 
-float reductionDb(float limiterGain) {
-  return limiterGain > 0 && limiterGain < 1 ? -20.0f * std::log10(limiterGain) : 0.0f;
-}
-
 }  // namespace
 
 std::vector<AppState> AppControl::list() const {
@@ -66,7 +62,10 @@ Outcome<AppState> AppControl::get(const std::string& app) const {
   return describe(*id);
 }
 
-bool AppControl::isRouted(const std::string& id) const { return engine().tapOf(id) != nullptr; }
+// Routed, or to be routed when it plays.
+bool AppControl::isRouted(const std::string& id) const {
+  return engine().tapOf(id) != nullptr || engine().isRouteWaiting(id);
+}
 
 AppState AppControl::describe(const TappedAppInfo& row) const {
   AppState state;
@@ -85,6 +84,13 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
     describeRoute(state, *tap);
     return state;
   }
+  if (engine().isRouteWaiting(row.bundleID)) {
+    state.isRouteWaiting = true;
+    state.bus = isRoutableBus(row.busIndex) ? row.busIndex : kBridgeBus;
+    state.volume = row.volume;
+    state.isMuted = row.isMuted;
+    return state;
+  }
   const VolumeMixerAppState saved = mixer().appState(row.bundleID);
   state.volume = saved.volume;
   state.isMuted = saved.isMuted;
@@ -97,7 +103,7 @@ void AppControl::describeRoute(AppState& state, const SingleAppTap& tap) const {
   const RingReport ring = ringReport(state.id, tap.ringProbe, engine().busSampleRate(tap.busIndex));
   state.bus = tap.busIndex;
   state.levelDb = levelOf(tap, tap.hostClock);
-  state.gainReductionDb = reductionDb(tap.limiterGain);
+  state.gainReductionDb = gainReductionDb(tap.limiterGain);
   state.addedDelayMs = ring.backlogMs;
   state.underruns = ring.underruns;
 }
@@ -105,7 +111,7 @@ void AppControl::describeRoute(AppState& state, const SingleAppTap& tap) const {
 void AppControl::describeMixerTap(AppState& state, const VolumeMixerTap& tap) const {
   const TapLatencyStats stats = tap.latencyStats();
   state.levelDb = levelOf(tap, app_.context().platform.hardware());
-  state.gainReductionDb = reductionDb(tap.limiterGain);
+  state.gainReductionDb = gainReductionDb(tap.limiterGain);
   state.addedDelayMs = stereoMilliseconds(stats.backlogSamples, mixer().outputSampleRate());
   state.underruns = stats.underruns;
 }
@@ -127,8 +133,10 @@ Outcome<std::string> AppControl::find(const std::string& app) const {
 
 // What is set for an app that nobody has in hand is kept, and heard later.
 void AppControl::noteIfUnheard(AppChange& change, const std::string& id) const {
-  if (isRouted(id)) return;
-  if (!*mixer().isEnabled)
+  if (engine().tapOf(id)) return;
+  if (engine().isRouteWaiting(id))
+    change.notes.push_back("kept for later: the app's route waits until it plays");
+  else if (!*mixer().isEnabled)
     change.notes.push_back(
         "kept for later: per-app volume is off (sonmere mixer on) and the app is not routed");
   else if (mixer().directBundleIDs->contains(id))
@@ -213,7 +221,9 @@ Outcome<AppChange> AppControl::route(const std::string& app, std::optional<int> 
         ControlFault::failed, fmt::format("{} could not be routed: {}", *id,
                                           engine().errorMessage()->value_or("its tap could not be made"))));
   AppChange change{describe(*id), {}};
-  if (bus && !change.app.isRunning)
+  if (bus && !engine().isGlobalEnabled())
+    change.notes.push_back("kept for later: routing is off (sonmere routing on)");
+  else if (bus && !change.app.isRunning)
     change.notes.push_back(fmt::format("{} is not playing; its route waits for it", *id));
   return change;
 }

@@ -27,7 +27,8 @@ class AppControl {
   // Nothing turns it off.
   Outcome<AppChange> setLimiter(const std::string& app, std::optional<double> ceilingDb);
   Outcome<AppChange> setDirect(const std::string& app, bool direct);
-  // Nothing takes its route away. The wish of an app that does not run is kept for its return.
+  // Nothing takes its route away. The wish of an app that does not run is kept for its return, and so is
+  // every wish while routing is off.
   Outcome<AppChange> route(const std::string& app, std::optional<int> bus);
 
   enum class Row { hide, unhide, pin, unpin, remove };

@@ -18,8 +18,9 @@ struct AppState {
   bool isHidden = false;
   bool isPinned = false;
   std::string control;  // who decides on its sound: "none", "mixer", "routed", "hidden", "direct", "driver"
-  std::optional<int> bus;  // nothing: not routed
-  float volume = 1;        // linear; that of its route, else that of the mixer
+  std::optional<int> bus;       // nothing: not routed
+  bool isRouteWaiting = false;  // it is routed there when it plays again
+  float volume = 1;             // linear; that of its route, else that of the mixer
   bool isMuted = false;
   std::optional<float> levelDb;  // dB full scale rms; nothing while nothing meters it
   float gainReductionDb = 0;     // what the limiter takes away now

@@ -8,6 +8,7 @@
 #include "control/ProfileControl.h"
 #include "control/RecordingControl.h"
 #include "control/ReportControl.h"
+#include "control/RoutingControl.h"
 #include "control/SettingsControl.h"
 
 namespace sonmere {
@@ -20,6 +21,7 @@ class Control {
   Control(ToneFerryApp& app, const PlatformChoice& platform, std::function<void()> quit)
       : apps_(app),
         mixer_(app),
+        routing_(app),
         recordings_(app),
         profiles_(app),
         devices_(app),
@@ -29,6 +31,7 @@ class Control {
 
   AppControl& apps() { return apps_; }
   MixerControl& mixer() { return mixer_; }
+  RoutingControl& routing() { return routing_; }
   RecordingControl& recordings() { return recordings_; }
   ProfileControl& profiles() { return profiles_; }
   DeviceControl& devices() { return devices_; }
@@ -39,6 +42,7 @@ class Control {
  private:
   AppControl apps_;
   MixerControl mixer_;
+  RoutingControl routing_;
   RecordingControl recordings_;
   ProfileControl profiles_;
   DeviceControl devices_;

@@ -40,6 +40,7 @@ ControlJSON encodeControl(const AppState& app) {
           {"pinned", app.isPinned},
           {"control", app.control},
           {"bus", orNull(app.bus)},
+          {"routeWaits", app.isRouteWaiting},
           {"volume", shortest(app.volume)},
           {"muted", app.isMuted},
           {"levelDb", app.levelDb ? ControlJSON(shortest(*app.levelDb)) : ControlJSON(nullptr)},
@@ -52,6 +53,30 @@ ControlJSON encodeControl(const AppState& app) {
 
 ControlJSON encodeControl(const AppChange& change) {
   return {{"app", encodeControl(change.app)}, {"notes", change.notes}};
+}
+
+ControlJSON encodeControl(const BusState& bus) {
+  return {{"bus", bus.bus},
+          {"running", bus.isRunning},
+          {"apps", bus.apps},
+          {"equaliser", encodeControl(bus.equaliser)},
+          {"limiter", {{"enabled", bus.limiter.isEnabled}, {"ceilingDb", bus.limiter.ceilingDb}}},
+          {"gainReductionDb", shortest(bus.gainReductionDb)}};
+}
+
+ControlJSON encodeControl(const RoutingOverview& routing) {
+  return {{"enabled", routing.isEnabled},
+          {"waiting", routing.waiting},
+          {"buses", encodeControl(routing.buses)},
+          {"error", orNull(routing.error)}};
+}
+
+ControlJSON encodeControl(const RoutingChange& change) {
+  return {{"routing", encodeControl(change.routing)}, {"notes", change.notes}};
+}
+
+ControlJSON encodeControl(const BusChange& change) {
+  return {{"bus", encodeControl(change.bus)}, {"notes", change.notes}};
 }
 
 ControlJSON encodeControl(const MixerState& mixer) {
@@ -109,6 +134,7 @@ ControlJSON encodeControl(const ProgramStatus& status) {
           {"platform", status.program.platform},
           {"reason", status.platformReason},
           {"uptimeSeconds", status.uptimeSeconds},
+          {"routingEnabled", status.routingEnabled},
           {"mixerEnabled", status.mixerEnabled},
           {"apps", status.apps},
           {"runningApps", status.runningApps},

@@ -11,6 +11,7 @@
 #include "control/ProgramStatus.h"
 #include "control/RecordingHealthState.h"
 #include "control/RecordingState.h"
+#include "control/RoutingOverview.h"
 
 namespace sonmere {
 
@@ -19,6 +20,10 @@ ControlJSON encodeControl(const AppState& app);
 ControlJSON encodeControl(const AppChange& change);
 ControlJSON encodeControl(const MixerState& mixer);
 ControlJSON encodeControl(const MixerChange& change);
+ControlJSON encodeControl(const BusState& bus);
+ControlJSON encodeControl(const BusChange& change);
+ControlJSON encodeControl(const RoutingOverview& routing);
+ControlJSON encodeControl(const RoutingChange& change);
 ControlJSON encodeControl(const RecordingState& recording);
 ControlJSON encodeControl(const RecordingHealthState& health);
 ControlJSON encodeControl(const ProfileState& profile);

@@ -97,6 +97,7 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addPrograms();
   addApps();
   addMixer();
+  addRouting();
   addRecordings();
   addProfiles();
   addSettings();
@@ -166,6 +167,23 @@ void ControlMethods::addMixer() {
     if (!settings) return std::unexpected(settings.error());
     return answer(control_.mixer().setOutputEqualiser(*settings));
   });
+}
+
+void ControlMethods::addRouting() {
+  add("routing", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.routing().state()); });
+  add("routing.enable", readFlag("enabled"),
+      [this](bool on) -> Outcome<ControlJSON> { return encodeControl(control_.routing().setEnabled(on)); });
+  add("bus", readBus, [this](int bus) { return answer(control_.routing().bus(bus)); });
+  add(
+      "bus.equaliser", [](ControlParams& p) { return std::pair(p.whole("bus"), p.object("equaliser")); },
+      [this](const auto& v) -> Outcome<ControlJSON> {
+        const auto settings = decodeEqualiser(v.second);
+        if (!settings) return std::unexpected(settings.error());
+        return answer(control_.routing().setEqualiser(v.first, *settings));
+      });
+  add(
+      "bus.limiter", [](ControlParams& p) { return std::pair(p.whole("bus"), p.numberOrNull("ceilingDb")); },
+      [this](const auto& v) { return answer(control_.routing().setLimiter(v.first, v.second)); });
 }
 
 void ControlMethods::addRecordings() {

@@ -46,6 +46,7 @@ class ControlMethods {
   void addPrograms();
   void addApps();
   void addMixer();
+  void addRouting();
   void addRecordings();
   void addProfiles();
   void addSettings();

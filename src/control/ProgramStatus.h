@@ -14,6 +14,7 @@ struct ProgramStatus {
   ProgramGreeting program;
   std::string platformReason;
   double uptimeSeconds = 0;
+  bool routingEnabled = true;
   bool mixerEnabled = false;
   int apps = 0;  // rows
   int runningApps = 0;

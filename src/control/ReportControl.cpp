@@ -35,6 +35,7 @@ ProgramStatus ReportControl::status() const {
   status.program = greeting();
   status.platformReason = platform_.reason();
   status.uptimeSeconds = toSeconds(app_.context().runtime.uptime());
+  status.routingEnabled = engine.isGlobalEnabled();
   status.mixerEnabled = *mixer.isEnabled;
   status.apps = int(engine.availableApps->size());
   status.runningApps = int(std::ranges::count_if(
@@ -56,8 +57,8 @@ std::string ReportControl::report() const {
   std::string text = fmt::format("Platform: {} ({})\nUptime: {:.0f} s\n", now.program.platform,
                                  now.platformReason, now.uptimeSeconds);
   text +=
-      fmt::format("Apps: {} rows, {} playing\nRouting: {} apps, buses running: {}\n", now.apps,
-                  now.runningApps, now.routedApps,
+      fmt::format("Apps: {} rows, {} playing\nRouting: {}, {} apps, buses running: {}\n", now.apps,
+                  now.runningApps, now.routingEnabled ? "on" : "off", now.routedApps,
                   now.runningBuses.empty() ? "none" : fmt::format("{}", fmt::join(now.runningBuses, ", ")));
   text += fmt::format("Per-app volume: {}, {} apps\nRecordings: {}\n", now.mixerEnabled ? "on" : "off",
                       now.mixedApps, now.recordings);

@@ -15,4 +15,9 @@ inline float meterLevel(float rms) noexcept SONMERE_NONBLOCKING {
 // The level in dB full scale that a meter value stands for.
 inline float meterLevelDb(float level) { return level * 60.0f - 60.0f; }
 
+// What a limiter of this gain takes away, in dB from 0 up.
+inline float gainReductionDb(float limiterGain) {
+  return limiterGain > 0 && limiterGain < 1 ? -20.0f * std::log10(limiterGain) : 0.0f;
+}
+
 }  // namespace sonmere

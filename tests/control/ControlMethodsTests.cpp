@@ -30,6 +30,7 @@ struct ControlMethodsTest : testing::Test {
     for (int i = 0; i < 300 && !result; ++i) wait(0.1);
     return result.value_or(std::unexpected(Error{"Test", 0, "no answer"}));
   }
+  const TappedAppInfo* engineRow(const char* id) { return world.app->appTapEngine()->row(id); }
   // The error's code, 0 for none.
   int code(const std::string& method, const std::string& params) {
     const auto result = call(method, params);
@@ -248,6 +249,8 @@ TEST_F(ControlMethodsTest, EveryKeyThatIsStoredIsKnown) {
                                        {"direct", R"({"app":"beat","direct":true})"},
                                        {"hide", R"({"app":"talk"})"},
                                        {"pin", R"({"app":"music"})"},
+                                       {"bus.equaliser", R"({"bus":3,"equaliser":{"bellDb":3}})"},
+                                       {"bus.limiter", R"({"bus":3,"ceilingDb":-3})"},
                                        {"profile.save", R"({"name":"a"})"},
                                        {"mixer.outputEqualiser", R"({"equaliser":{"bellDb":3}})"},
                                        {"mixer.master", R"({"volume":0.5})"},
@@ -262,6 +265,50 @@ TEST_F(ControlMethodsTest, EveryKeyThatIsStoredIsKnown) {
       std::ranges::find(all, "sonmere.volumeMixer.appsState", [](const auto& s) { return s["key"]; });
   ASSERT_NE(states, all.end());
   EXPECT_GT((*states)["bytes"], 10);
+}
+
+TEST_F(ControlMethodsTest, ARouteThatWaitsIsListedAndChangedLikeAnyOther) {
+  ASSERT_TRUE(call("route", R"({"app":"music","bus":2})"));
+  world.platform.platform().applications().terminate(engineRow("org.music")->id);
+  wait(1);
+  EXPECT_EQ((*call("app", R"({"app":"music"})"))["routeWaits"], true);
+  EXPECT_EQ((*call("app", R"({"app":"music"})"))["bus"], 2);
+  const auto change = *call("volume", R"({"app":"music","volume":0.5})");
+  EXPECT_EQ(change["app"]["volume"], 0.5);
+  EXPECT_EQ(change["notes"].dump(), R"(["kept for later: the app's route waits until it plays"])");
+  EXPECT_EQ(world.app->volumeMixerEngine()->appState("org.music").volume, 1.0f);
+  EXPECT_EQ((*call("routing"))["waiting"].dump(), R"(["org.music"])");
+  world.launch("org.music");
+  wait(1);
+  EXPECT_EQ(world.app->appTapEngine()->tapOf("org.music")->volume.load(), 0.5f);
+  EXPECT_EQ((*call("app", R"({"app":"music"})"))["routeWaits"], false);
+}
+
+TEST_F(ControlMethodsTest, RoutingAsAWholeAndTheEffectsOfABusAreSeenAndChanged) {
+  ASSERT_TRUE(call("route", R"({"app":"music","bus":3})"));
+  EXPECT_EQ((*call("routing.enable", R"({"enabled":false})"))["routing"]["enabled"], false);
+  EXPECT_FALSE(world.app->appTapEngine()->tapOf("org.music"));
+  EXPECT_EQ((*call("status"))["routingEnabled"], false);
+  const auto later = *call("route", R"({"app":"talk","bus":4})");
+  EXPECT_EQ(later["app"]["bus"], nullptr);
+  EXPECT_EQ(later["notes"].dump(), R"x(["kept for later: routing is off (sonmere routing on)"])x");
+  ASSERT_TRUE(call("routing.enable", R"({"enabled":true})"));
+  EXPECT_EQ(world.app->appTapEngine()->tapOf("org.talk")->busIndex, 4);
+
+  const auto bus = *call("bus", R"({"bus":3})");
+  EXPECT_EQ(bus["apps"].dump(), R"(["org.music"])");
+  EXPECT_EQ(bus["running"], true);
+  EXPECT_EQ(bus["equaliser"]["enabled"], false);
+  const auto bright = *call("bus.equaliser", R"({"bus":3,"equaliser":{"bellDb":99}})");
+  EXPECT_EQ(bright["bus"]["equaliser"]["bellDb"], 24.0);
+  EXPECT_EQ(bright["notes"].size(), 1u);
+  EXPECT_EQ((*call("bus.limiter", R"({"bus":3,"ceilingDb":-40})"))["bus"]["limiter"]["ceilingDb"], -12.0);
+  wait(1);
+  EXPECT_GT((*call("bus", R"({"bus":3})"))["gainReductionDb"], 0.0) << "it works in the bus";
+  EXPECT_EQ((*call("bus.limiter", R"({"bus":3,"ceilingDb":null})"))["bus"]["limiter"]["enabled"], false);
+  EXPECT_EQ((*call("routing"))["buses"].size(), 9u);
+  EXPECT_EQ(code("bus.limiter", R"({"bus":1,"ceilingDb":-3})"), kInvalidParams);
+  EXPECT_EQ(code("bus.equaliser", R"({"bus":3,"equaliser":{"bellDb":"x"}})"), kInvalidParams);
 }
 
 TEST_F(ControlMethodsTest, ARecordingIsAnsweredOnceItsFileIsComplete) {

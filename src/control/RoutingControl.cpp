@@ -1,0 +1,76 @@
+#include "control/RoutingControl.h"
+
+#include <fmt/format.h>
+
+#include "control/ControlError.h"
+#include "control/EffectLimits.h"
+#include "dsp/Level.h"
+
+namespace sonmere {
+
+namespace {
+
+std::optional<Error> refusal(int bus) {
+  if (isRoutableBus(bus)) return std::nullopt;
+  return controlError(
+      ControlFault::badValue,
+      fmt::format("bus {} is none that apps route to; use 0 for the bridge or 2 to 9 for Track 1 to 8", bus));
+}
+
+}  // namespace
+
+RoutingOverview RoutingControl::state() const {
+  RoutingOverview state;
+  state.isEnabled = engine().isGlobalEnabled();
+  for (const TappedAppInfo& row : *engine().availableApps)
+    if (engine().isRouteWaiting(row.bundleID)) state.waiting.push_back(row.bundleID);
+  for (int bus = 0; bus < kBusCount; ++bus)
+    if (isRoutableBus(bus)) state.buses.push_back(describe(bus));
+  state.error = *engine().errorMessage();
+  return state;
+}
+
+RoutingChange RoutingControl::setEnabled(bool enabled) {
+  engine().setGlobalEnabled(enabled);
+  return {state(), {}};
+}
+
+BusState RoutingControl::describe(int bus) const {
+  const auto at = std::size_t(bus);
+  BusState state;
+  state.bus = bus;
+  state.isRunning = engine().outputs().isRunning(bus);
+  for (const auto& [bundleID, tap] : engine().activeTaps())
+    if (tap->busIndex == bus) state.apps.push_back(bundleID);
+  state.equaliser = engine().effects().masterEQSettings.get()[at];
+  state.limiter = engine().effects().masterLimiterSettings.get()[at];
+  if (state.limiter.isEnabled && state.isRunning)
+    state.gainReductionDb = gainReductionDb(engine().renderState().masters[at].limiterGain);
+  return state;
+}
+
+Outcome<BusState> RoutingControl::bus(int bus) const {
+  if (const auto error = refusal(bus)) return std::unexpected(*error);
+  return describe(bus);
+}
+
+Outcome<BusChange> RoutingControl::setEqualiser(int bus, AppEQSettings settings) {
+  if (const auto error = refusal(bus)) return std::unexpected(*error);
+  BusChange change;
+  engine().effects().setMasterEqualiser(bus, heldToRange(settings, change.notes), SettingForm::final);
+  change.bus = describe(bus);
+  return change;
+}
+
+Outcome<BusChange> RoutingControl::setLimiter(int bus, std::optional<double> ceilingDb) {
+  if (const auto error = refusal(bus)) return std::unexpected(*error);
+  BusChange change;
+  MasterLimiterSettings settings = engine().effects().masterLimiterSettings.get()[std::size_t(bus)];
+  settings.isEnabled = ceilingDb.has_value();
+  if (ceilingDb) settings.ceilingDb = heldCeiling(*ceilingDb, change.notes);
+  engine().effects().setMasterLimiter(bus, settings, SettingForm::final);
+  change.bus = describe(bus);
+  return change;
+}
+
+}  // namespace sonmere
