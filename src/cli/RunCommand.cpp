@@ -9,6 +9,7 @@
 #include "app/OverriddenSettings.h"
 #include "app/PlatformFolders.h"
 #include "base/LiveRuntime.h"
+#include "base/MemoryReturn.h"
 #include "base/StopSignals.h"
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
@@ -149,6 +150,7 @@ int runRunCommand(const RunArguments& arguments) {
   auto request = parseRun(arguments);
   if (!request) return tell(kExitBadInput, request.error().description);
   for (const std::string& note : request->notes) tell(kExitSuccess, note);
+  returnFreedMemory();
   return RunSession(std::move(*request)).run();
 }
 
