@@ -13,7 +13,8 @@ namespace sonmere {
 TEST(MemoryReturn, RingsGoBackWhateverWasFreedBefore) {
   returnFreedMemory();
   // The library would take this as a reason to keep blocks of up to that size from now on.
-  std::free(std::malloc(16 << 20));
+  void* volatile large = std::malloc(16 << 20);
+  std::free(large);
   const auto lent = [] { return mallinfo2().hblkhd; };
   const std::size_t before = lent();
   std::vector<void*> rings;
