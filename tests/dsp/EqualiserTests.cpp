@@ -39,6 +39,28 @@ TEST(Equaliser, SectionsHaveTheResponseOfTheirNames) {
   EXPECT_NEAR(magnitude(c.data() + 10, 30, 48000), 1, 1e-3);
 }
 
+// Worked out by another program from the formulas: what users have tuned by ear must not change.
+TEST(Equaliser, CoefficientsAreTheseNumbers) {
+  const auto expectNear = [](const EQCoefficients& actual, const EQCoefficients& expected) {
+    for (std::size_t k = 0; k < expected.size(); ++k) EXPECT_NEAR(actual[k], expected[k], 2e-14) << k;
+  };
+  expectNear(
+      coefficients48k({true, 80, 8000, 1000, 6, 0.7}),
+      {0.9926224727863111, -1.985244945572622, 0.9926224727863111, -1.985190517960482, 0.9852993731847625,
+       1.06162378893287, -1.860114876444335, 0.814541945454859, -1.860114876444335, 0.8761657343877289,
+       0.155050460982156, 0.3101009219643119, 0.155050460982156, -0.6202018439286241, 0.2404036878572479});
+  expectNear(
+      coefficients48k({true, 5, 30000, 24000, -12, 0.01}),
+      {0.9981504935027753, -1.996300987005551, 0.9981504935027753, -1.99629756639383, 0.9963044076172717,
+       0.9990234054797426, 1.997391596913433, 0.9983682085460734, 1.997391596913433, 0.9973916140258161,
+       0.9999074433348394, 1.999814886669679, 0.9999074433348394, 1.999814878103107, 0.9998148952362507});
+  expectNear(
+      coefficients({true, 0, 30000, 22049, 3, 2}, 44100),
+      {0.9979870964295267, -1.995974192859053, 0.9979870964295267, -1.995970141151722, 0.9959782445663845,
+       1.000012363224343, 1.999940042250675, 0.9999276993250932, 1.999940042250675, 0.9999400625494363,
+       0.9998992584638459, 1.999798516927692, 0.9998992584638459, 1.999798506779029, 0.9997985270763543});
+}
+
 TEST(Equaliser, FrequenciesAreHeldInRangeByEachFormInItsWay) {
   const auto lowPass = [](double f) { return AppEQSettings{.lowPassFreq = f}; };
   EXPECT_EQ(coefficients48k(lowPass(24000)), coefficients48k(lowPass(1e9)));

@@ -127,6 +127,16 @@ TEST(BoostTaperSlider, MapsThreeQuartersToFullAndTheRestToBoost) {
   EXPECT_EQ(slider.valueAt(2), 4);
   for (const float v : {0.0f, 0.3f, 0.9f, 1.0f, 1.5f, 4.0f})
     EXPECT_NEAR(slider.valueAt(slider.positionOf(v)), v, 1e-6);
+  // Nearer to 100 % than 2 % is 100 %, on both sides of the knee.
+  EXPECT_EQ(slider.valueAt(0.981 * 0.75), 1);
+  EXPECT_NEAR(slider.valueAt(0.979 * 0.75), 0.979, 1e-6);
+  EXPECT_EQ(slider.valueAt(0.75 + 0.019 / 12), 1);
+  EXPECT_NEAR(slider.valueAt(0.75 + 0.021 / 12), 1.021, 1e-6);
+  slider.step = 0.25f;  // ties go away from zero
+  EXPECT_EQ(slider.valueAt(0.125 * 0.75), 0.25f);
+  EXPECT_EQ(slider.valueAt(0.75 + 1.6 / 12), 2.5f);
+  slider.step = 0.012f;
+  EXPECT_NEAR(slider.valueAt(0.3401), 0.456, 1e-6);
   slider.step = 0.1f;
   EXPECT_FLOAT_EQ(slider.valueAt(0.34), 0.5f);
   slider.step = 0.01f;  // too fine to count

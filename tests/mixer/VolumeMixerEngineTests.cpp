@@ -397,6 +397,30 @@ TEST_F(VolumeMixerEngineTest, DirectIsOfferedOncePerProgram) {
   EXPECT_TRUE(DAWHint::text("Reaper").starts_with("**Reaper** is controlled by Per-App Volume."));
 }
 
+// What other programs see of a tap, and what hides it from them.
+TEST_F(VolumeMixerEngineTest, ATapIsPrivateAndSaysWhoseItIs) {
+  begin();
+  const auto taps = world->host().tapDescriptions();
+  const auto aggregates = world->host().aggregateDescriptions();
+  ASSERT_EQ(taps.size(), 2u);
+  ASSERT_EQ(aggregates.size(), 2u);
+  for (std::size_t i = 0; i < 2; ++i) {
+    const bool isMusic = taps[i].name.ends_with("Music");
+    const std::string name = isMusic ? "Music" : "game", app = isMusic ? "music" : "game";
+    EXPECT_EQ(taps[i].name, "Sonmere Volume Mixer - " + name);
+    EXPECT_TRUE(taps[i].isPrivate);
+    EXPECT_FALSE(taps[i].exclusive);
+    EXPECT_EQ(taps[i].mute, TapMute::muted);
+    EXPECT_EQ(aggregates[i].name, "Sonmere VolMixer - " + name);
+    const std::string prefix = "Sonmere_VolMixer_" + app + "_";
+    EXPECT_TRUE(aggregates[i].uid.starts_with(prefix)) << aggregates[i].uid;
+    EXPECT_EQ(aggregates[i].uid.size(), prefix.size() + 8);
+    EXPECT_TRUE(aggregates[i].isPrivate);
+    EXPECT_TRUE(aggregates[i].subDevices.empty());
+    EXPECT_EQ(aggregates[i].tapUIDs.size(), 1u);
+  }
+}
+
 TEST_F(VolumeMixerEngineTest, LatencyIsReportedForTapsThatAreNotMuted) {
   begin();
   world->wait(1);
@@ -407,6 +431,30 @@ TEST_F(VolumeMixerEngineTest, LatencyIsReportedForTapsThatAreNotMuted) {
   EXPECT_EQ(snapshot.taps[1].overflows, 0);
   EXPECT_EQ(snapshot.sampleRate, 48000);
   EXPECT_LT(mixer().latencyRings()[1].backlogMs, 50);
+
+  // The report in its own units: frames and milliseconds at the output's rate, from samples of two to a
+  // frame.
+  const auto tap = world->tap("music");
+  const std::vector<float> late(4801);
+  ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, late.data(), 4801);
+  world->wait(0.1);
+  tap->probeUnderrunCount = 3;
+  tap->probeStarveCount = 5;
+  tap->probeOverflowCount = 7;
+  tap->probeMaxBacklog = 9600;
+  const TapLatencyStats stats = mixer().tapLatencySnapshot().taps[1];
+  const RingReport row = mixer().latencyRings()[1];
+  EXPECT_EQ(row.id, "music");
+  EXPECT_GE(stats.backlogSamples, 4801);
+  EXPECT_LT(stats.backlogSamples, 9600);
+  EXPECT_EQ(row.backlogMs, double(stats.backlogSamples / 2) / 48000 * 1000);
+  EXPECT_EQ(row.peakMs, 100);
+  EXPECT_EQ(row.underruns, 3);
+  EXPECT_EQ(row.starves, 5);
+  EXPECT_EQ(row.overflows, 7);
+  EXPECT_EQ(row.reads, stats.reads);
+  EXPECT_EQ(row.writeFrames, 512);
+  EXPECT_EQ(row.readFrames, 512);
   mixer().setMuted("music", true);
   EXPECT_EQ(mixer().tapLatencySnapshot().taps.size(), 1u);
   EXPECT_TRUE(mixer().fftBuffer("game"));

@@ -70,6 +70,25 @@ TEST_F(AppDiscoveryTest, ABurstOfLaunchesIsOneRefresh) {
   EXPECT_EQ(rows().size(), 50u);
 }
 
+// The application that answers for a process may come and go without any sound of its own.
+TEST_F(AppDiscoveryTest, LaunchesAndEndsOfApplicationsAreHeardOfWithoutAChangeOfTheProcessList) {
+  const auto helper = daemon("com.vendor.browser.helper");
+  world.startEngine();
+  EXPECT_EQ(world.row("com.vendor.browser").name, "browser");
+  EXPECT_EQ(world.row("com.vendor.browser").id, helper.pid());
+  SimulatedAppDescription description;
+  description.bundleID = "com.vendor.browser";
+  description.name = "Browser";
+  description.hasAudioClient = false;
+  auto browser = world.host().launchApp(description);
+  world.settle();
+  EXPECT_EQ(world.row("com.vendor.browser").name, "Browser");
+  EXPECT_EQ(world.row("com.vendor.browser").id, browser.pid());
+  browser.quit();
+  world.settle();
+  EXPECT_EQ(world.row("com.vendor.browser").id, helper.pid());
+}
+
 TEST_F(AppDiscoveryTest, AnUnreadableListLeavesTheRows) {
   world.launch("music");
   world.startEngine();

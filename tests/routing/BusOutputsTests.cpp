@@ -147,6 +147,34 @@ TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
   EXPECT_EQ(music2->limiterGain, 1.0f);
 }
 
+// A drag is heard at once, and only its end is kept, told, and begins with a fresh gain.
+TEST_F(BusOutputsTest, TheLiveFormOfAMastersEffectsIsHeardAndTheFinalOneKept) {
+  begin();
+  auto& effects = world->engine->effects();
+  BusMaster& master = world->engine->renderState().masters[3];
+  const AppEQSettings equaliser{.isEnabled = true, .paraGain = 5};
+  int told = 0;
+  const auto equalisers = effects.masterEQSettings.observe([&](const auto&) { ++told; });
+  const auto limiters = effects.masterLimiterSettings.observe([&](const auto&) { ++told; });
+  for (const SettingForm form : {SettingForm::live, SettingForm::final}) {
+    const bool isFinal = form == SettingForm::final;
+    SCOPED_TRACE(isFinal);
+    master.limiterGain = 0.5f;
+    effects.setMasterEqualiser(3, equaliser, form);
+    effects.setMasterLimiter(3, {true, -6}, form);
+    EXPECT_TRUE(master.eqEnabled && master.limiterEnabled);
+    EXPECT_EQ(*master.eqCoefficients.current(), coefficients48k(equaliser));
+    EXPECT_EQ(master.limiterCeiling, limiterCeiling(-6));
+    EXPECT_EQ(master.limiterGain, isFinal ? 1.0f : 0.5f);
+    EXPECT_EQ(told, isFinal ? 2 : 0);
+    EXPECT_EQ(effects.masterEQSettings.get()[3] == equaliser, isFinal);
+    EXPECT_EQ(effects.masterLimiterSettings.get()[3] == (MasterLimiterSettings{true, -6}), isFinal);
+    EXPECT_EQ(world->settings.data("sonmere.appEQSettings.__master__3").has_value(), isFinal);
+    EXPECT_EQ(world->settings.data("sonmere.masterLimiterSettings.3").has_value(), isFinal);
+  }
+  EXPECT_FALSE(world->engine->renderState().masters[4].eqEnabled);
+}
+
 TEST_F(BusOutputsTest, SpectraAreFedForAnOpenPanelWhileTheyAreShown) {
   begin();
   auto& effects = world->engine->effects();
@@ -160,6 +188,17 @@ TEST_F(BusOutputsTest, SpectraAreFedForAnOpenPanelWhileTheyAreShown) {
   world->flags.spectrumVisible = false;
   world->startEngine();
   EXPECT_TRUE(world->flags.spectrumVisible) << "remembered";
+}
+
+TEST_F(BusOutputsTest, UnitsAskForTheFormatOfTheirBusAndItsDevice) {
+  begin();
+  world->host().setNominalRate("ToneFerry_UID", 96000);
+  world->engine->setRouted("music", true);
+  EXPECT_EQ(world->engine->outputs().sampleRate(3), 96000) << "the bridge is the rate master";
+  EXPECT_EQ(world->engine->outputs().rateOrDefault(7), 96000);
+  world->host().unplug("ToneFerry_UID");
+  world->settle();
+  EXPECT_EQ(world->engine->outputs().rateOrDefault(7), 48000) << "without it";
 }
 
 TEST_F(BusOutputsTest, TheLatencyRowsFollowTheTaps) {

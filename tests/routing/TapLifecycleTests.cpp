@@ -138,6 +138,56 @@ TEST_F(TapLifecycleTest, SettlingCostsTimeOnlyWhereTheServerNeedsIt) {
   }
 }
 
+// What other programs see of a tap, and what hides it from them.
+TEST_F(TapLifecycleTest, ATapIsPrivateAndSaysWhoseItIs) {
+  begin();
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  const auto taps = world->host().tapDescriptions();
+  const auto aggregates = world->host().aggregateDescriptions();
+  ASSERT_EQ(taps.size(), 1u);
+  ASSERT_EQ(aggregates.size(), 1u);
+  EXPECT_EQ(taps[0].name, "Sonmere Tap - music");
+  EXPECT_EQ(taps[0].processes, std::vector<AudioObjectID>{music.objectID()});
+  EXPECT_TRUE(taps[0].isPrivate);
+  EXPECT_FALSE(taps[0].exclusive);
+  EXPECT_EQ(taps[0].mute, TapMute::unmuted);
+  EXPECT_EQ(aggregates[0].name, "Sonmere Tap - music");
+  const std::string prefix = "Sonmere_AppTap_" + std::to_string(music.pid()) + "_";
+  EXPECT_TRUE(aggregates[0].uid.starts_with(prefix)) << aggregates[0].uid;
+  EXPECT_EQ(aggregates[0].uid.size(), prefix.size() + 8);
+  EXPECT_TRUE(aggregates[0].isPrivate);
+  EXPECT_TRUE(aggregates[0].subDevices.empty());
+  EXPECT_EQ(aggregates[0].tapUIDs.size(), 1u);
+}
+
+// Each reason alone silences the app's own output.
+TEST_F(TapLifecycleTest, AnyOfFiveReasonsMutesATap) {
+  begin();
+  world->engine->setBus("music", 4);
+  ASSERT_TRUE(world->engine->setRouted("music", true));
+  TapLifecycle& taps = world->engine->taps();
+  SingleAppTap& tap = *world->engine->tapOf("music");
+  BusMaster& master = world->engine->renderState().masters[4];
+  const std::vector<std::pair<const char*, std::function<void(bool)>>> reasons = {
+      {"muted", [&](bool on) { tap.isMuted = on; }},
+      {"its bus is monitored", [&](bool on) { master.monitorEnabled = on; }},
+      {"it is monitored", [&](bool on) { tap.monitorEnabled = on; }},
+      {"it plays on a device", [&](bool on) { tap.outputDeviceID = on ? 77 : kAudioObjectUnknown; }},
+      {"Mix Mode", [&](bool on) { taps.mixModeIsEnabled = on; }}};
+  EXPECT_FALSE(taps.wantsMutedTap(tap));
+  for (const auto& [name, set] : reasons) {
+    set(true);
+    EXPECT_TRUE(taps.wantsMutedTap(tap)) << name;
+    set(false);
+    EXPECT_FALSE(taps.wantsMutedTap(tap)) << name;
+  }
+  world->engine->renderState().masters[5].monitorEnabled = true;
+  EXPECT_FALSE(taps.wantsMutedTap(tap)) << "another bus";
+  master.monitorEnabled = true;
+  EXPECT_TRUE(taps.applyMuteRule("music"));
+  EXPECT_EQ(world->host().tapDescriptions()[0].mute, TapMute::muted);
+}
+
 TEST_F(TapLifecycleTest, SavedBusesThatCannotBeRoutedToBecomeTheBridge) {
   for (const int saved : {1, 12, -3}) {
     world = std::make_unique<RoutingWorld>();

@@ -207,6 +207,22 @@ std::vector<std::string> SimulatedHost::aggregateUIDs() const {
   });
 }
 
+std::vector<TapDescription> SimulatedHost::tapDescriptions() const {
+  return world_->locked([&] {
+    std::vector<TapDescription> all;
+    for (const auto& [id, tap] : world_->graph().taps) all.push_back(tap.description);
+    return all;
+  });
+}
+
+std::vector<AggregateDescription> SimulatedHost::aggregateDescriptions() const {
+  return world_->locked([&] {
+    std::vector<AggregateDescription> all;
+    for (const auto& [id, aggregate] : world_->graph().aggregates) all.push_back(aggregate->description);
+    return all;
+  });
+}
+
 std::deque<CallRecord> SimulatedHost::ledger() const {
   return world_->locked([&] { return world_->ledger(); });
 }

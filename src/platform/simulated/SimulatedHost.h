@@ -93,6 +93,9 @@ class SimulatedHost {
   };
   Counts counts() const;
   std::vector<std::string> aggregateUIDs() const;
+  // As they were asked for, the oldest first.
+  std::vector<TapDescription> tapDescriptions() const;
+  std::vector<AggregateDescription> aggregateDescriptions() const;
   // The last calls of the boundary, at most 20,000.
   std::deque<CallRecord> ledger() const;
 
