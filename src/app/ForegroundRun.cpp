@@ -14,15 +14,21 @@ namespace sonmere {
 
 namespace {
 
-// A server that is coming up is asked again this often, for this long.
+// What is coming up is looked for again this often, for this long; a server that is not there by then, less
+// often.
 constexpr Duration kReadyCheck = fromMilliseconds(20);
 constexpr Duration kReadyLimit = std::chrono::seconds(10);
+constexpr Duration kServerCheck = fromMilliseconds(500);
+// A connection is made in less.
+constexpr Duration kPatience = std::chrono::seconds(1);
+// A server that has just started has no default device yet; without one apps can be routed all the same.
+constexpr Duration kSessionTimeout = std::chrono::seconds(5);
 
 bool isSameText(const std::string& a, const std::string& b) { return strcasecmp(a.c_str(), b.c_str()) == 0; }
 
 }  // namespace
 
-ForegroundRun::ForegroundRun(Runtime& runtime, ToneFerryApp& app, PlatformChoice& platform,
+ForegroundRun::ForegroundRun(Runtime& runtime, ToneFerryApp& app, const PlatformChoice& platform,
                              RunOptions options)
     : runtime_(runtime),
       app_(app),
@@ -52,9 +58,15 @@ Outcome<void> ForegroundRun::prepare() {
   return {};
 }
 
-void ForegroundRun::start(std::function<void()> ready, Done done) {
-  ready_ = std::move(ready);
-  done_ = std::move(done);
+void ForegroundRun::start(Events events) {
+  events_ = std::move(events);
+  if (quitsAtStart_) return quit();
+  startedAt_ = runtime_.uptime();
+  observe();
+  look();
+}
+
+void ForegroundRun::observe() {
   AppTapEngine& engine = *app_.appTapEngine();
   BusRecordings& recordings = *app_.recordings();
   observers_.push_back(engine.availableApps.observe([this](const auto&) { lookSoon(); }));
@@ -71,10 +83,6 @@ void ForegroundRun::start(std::function<void()> ready, Done done) {
     for (const auto& [bus, status] : rows) recordings_[{status.startedAt, bus}] = status;
   }));
   observers_.push_back(platform_.platform().powerEvents().observeWillTerminate([this] { quit(); }));
-  limit_ = runtime_.mainQueue().postAfter(kReadyLimit, [this] { giveUp(); });
-  readyCheck_ = runtime_.mainQueue().repeat(kReadyCheck, [this] { look(); });
-  app_.startUp();
-  look();
 }
 
 void ForegroundRun::lookSoon() {
@@ -86,10 +94,31 @@ void ForegroundRun::lookSoon() {
 }
 
 void ForegroundRun::look() {
-  if (isFinishing_ || (!isReady_ && !(serverAnswers() && demoAppsAppeared()))) return;
+  if (isFinishing_) return;
+  if (!isStarted() || (!isReady_ && !(serverAnswers() && demoAppsAppeared()))) return lookAgain();
   applyWishes();
   startRecordings();
   if (!isReady_) becomeReady();
+}
+
+void ForegroundRun::lookAgain() {
+  const bool isComing = isStarted_ || answersSince_ || runtime_.uptime() - startedAt_ < kReadyLimit;
+  readyCheck_ = runtime_.mainQueue().postAfter(isComing ? kReadyCheck : kServerCheck, [this] { look(); });
+}
+
+bool ForegroundRun::isStarted() {
+  if (isStarted_) return true;
+  if (!serverAnswers()) {
+    answersSince_.reset();
+    if (runtime_.uptime() - startedAt_ > kPatience && !std::exchange(isWaitTold_, true)) events_.waiting();
+    return false;
+  }
+  if (!answersSince_) answersSince_ = runtime_.uptime();
+  if (!platform_.hasSession() && runtime_.uptime() - *answersSince_ < kSessionTimeout) return false;
+  isStarted_ = true;
+  limit_ = runtime_.mainQueue().postAfter(kReadyLimit, [this] { giveUp(); });
+  app_.startUp();
+  return true;
 }
 
 bool ForegroundRun::serverAnswers() { return platform_.platform().hardware().processObjects().has_value(); }
@@ -161,7 +190,7 @@ void ForegroundRun::becomeReady() {
   if (platform_.embedded()) platform_.embedded()->playAll();
   if (options_.seconds)
     limit_ = runtime_.mainQueue().postAfter(fromSeconds(*options_.seconds), [this] { quit(); });
-  ready_();
+  events_.ready();
 }
 
 void ForegroundRun::giveUp() {
@@ -175,7 +204,8 @@ void ForegroundRun::note(const std::string& error) {
 }
 
 void ForegroundRun::quit() {
-  if (std::exchange(isFinishing_, true)) return;
+  quitsAtStart_ = true;
+  if (!events_.done || std::exchange(isFinishing_, true)) return;
   readyCheck_.cancel();
   limit_.cancel();
   const auto reply = app_.appDelegate().applicationShouldTerminate([this] { finish(); });
@@ -185,7 +215,7 @@ void ForegroundRun::quit() {
 void ForegroundRun::finish() {
   const RunReport result = report();
   if (platform_.embedded()) platform_.embedded()->stopAll();
-  done_(result);
+  events_.done(result);
 }
 
 RunReport ForegroundRun::report() const {

@@ -19,15 +19,20 @@ class ForegroundRun {
  public:
   using Done = std::function<void(const RunReport&)>;
 
-  ForegroundRun(Runtime& runtime, ToneFerryApp& app, PlatformChoice& platform, RunOptions options);
+  ForegroundRun(Runtime& runtime, ToneFerryApp& app, const PlatformChoice& platform, RunOptions options);
 
   // What can be refused before anything happens: demo apps on a server of others, files and folders that
   // can't be used.
   Outcome<void> prepare();
-  // `ready` is called once the server answers and the apps that are there are set up; `done` after the time
-  // of the options, quit(), the end of the session, or a server that never answers.
-  void start(std::function<void()> ready, Done done);
-  // Completes the recordings, within the time a quit may take, and calls `done`.
+  // What happens on the way; each is called once at most, but `done` always.
+  struct Events {
+    std::function<void()> waiting;  // the server does not answer yet; it is waited for without limit
+    std::function<void()> ready;    // it does, and the apps that are there are set up
+    Done done;                      // after the time of the options, quit(), or the end of the session
+  };
+  void start(Events events);
+  // Completes the recordings, within the time a quit may take, and calls `done`; before the start, right
+  // after it.
   void quit();
   bool isReady() const { return isReady_; }
   // Of this moment.
@@ -37,6 +42,10 @@ class ForegroundRun {
   // The server's and the rows' state has changed, or may have.
   void lookSoon();
   void look();
+  void lookAgain();
+  // The application starts once the server has a session; it can't do much without.
+  bool isStarted();
+  void observe();
   bool serverAnswers();
   bool demoAppsAppeared() const;
   const TappedAppInfo* rowFor(const std::string& app) const;
@@ -52,7 +61,7 @@ class ForegroundRun {
 
   Runtime& runtime_;
   ToneFerryApp& app_;
-  PlatformChoice& platform_;
+  const PlatformChoice& platform_;
   const RunOptions options_;
 
   std::vector<RunOptions::Route> pendingRoutes_;
@@ -61,14 +70,18 @@ class ForegroundRun {
   std::map<std::pair<Date, int>, BusRecordingStatus> recordings_;  // all of this run, by start and bus
   std::vector<std::string> demoApps_;
   std::vector<std::string> errors_;
-  std::function<void()> ready_;
-  Done done_;
+  Events events_;
+  Duration startedAt_{0};                 // uptime
+  std::optional<Duration> answersSince_;  // uptime
+  bool isWaitTold_ = false;
+  bool isStarted_ = false;
   bool isReady_ = false;
+  bool quitsAtStart_ = false;
   bool isFinishing_ = false;
   std::vector<Subscription> observers_;
   ScopedTask lookTask_;
   ScopedTask readyCheck_;
-  ScopedTask limit_;  // of the wait for the server, then of the run
+  ScopedTask limit_;  // of the wait for the demo apps, then of the run
 };
 
 }  // namespace sonmere

@@ -4,22 +4,6 @@
 
 namespace sonmere {
 
-namespace {
-
-// A server that has just started has no default device yet; without one apps can be routed all the same.
-constexpr Duration kSessionTimeout = std::chrono::seconds(5);
-
-// A server of others, or why there is none.
-Outcome<std::unique_ptr<Platform>> openPipeWire(Runtime& runtime, Log& log) {
-  std::string reason;
-  if (!PipeWirePlatform::answers({}, reason)) return std::unexpected(Error{"Platform", 1, reason});
-  auto platform = std::make_unique<PipeWirePlatform>(runtime, log);
-  platform->waitUntilReady(kSessionTimeout);
-  return platform;
-}
-
-}  // namespace
-
 std::optional<PlatformWish> platformWish(std::string_view text) {
   if (text == "auto") return PlatformWish::automatic;
   if (text == "pipewire") return PlatformWish::pipewire;
@@ -27,19 +11,28 @@ std::optional<PlatformWish> platformWish(std::string_view text) {
   return std::nullopt;
 }
 
-Outcome<PlatformChoice> PlatformChoice::choose(Runtime& runtime, Log& log, PlatformWish wish) {
-  const auto embedded = [&](std::string reason) {
-    return PlatformChoice(std::make_unique<EmbeddedPlatform>(runtime, log), std::move(reason));
-  };
-  if (wish == PlatformWish::simulated) return embedded("asked for");
-  auto opened = openPipeWire(runtime, log);
-  const bool isAsked = wish == PlatformWish::pipewire;
-  if (opened)
-    return PlatformChoice(std::move(*opened), "pipewire", isAsked ? "asked for" : "its server answers");
-  if (!isAsked) return embedded("no other server answers: " + opened.error().description);
-  return std::unexpected(Error{"Platform", 1,
-                               "the PipeWire server can't be used: " + opened.error().description +
-                                   "; --platform simulated runs on the embedded server"});
+PlatformChoice::PlatformChoice(Runtime& runtime, Log& log, PlatformWish wish)
+    : isAskedFor_(wish != PlatformWish::automatic) {
+  if (wish == PlatformWish::simulated)
+    embedded_ = std::make_unique<EmbeddedPlatform>(runtime, log);
+  else
+    pipewire_ = std::make_unique<PipeWirePlatform>(runtime, log);
+  name_ = embedded_ ? "simulated" : "pipewire";
 }
+
+PlatformChoice::PlatformChoice(PlatformChoice&&) noexcept = default;
+PlatformChoice::~PlatformChoice() = default;
+
+Platform& PlatformChoice::platform() const {
+  if (embedded_) return embedded_->platform();
+  return *pipewire_;
+}
+
+std::string PlatformChoice::reason() const {
+  if (!platform().hardware().processObjects()) return "it does not answer";
+  return isAskedFor_ ? "asked for" : "its server answers";
+}
+
+bool PlatformChoice::hasSession() const { return embedded_ || pipewire_->waitUntilReady(Duration::zero()); }
 
 }  // namespace sonmere

@@ -7,41 +7,42 @@
 
 #include "app/EmbeddedPlatform.h"
 #include "audio/device/Platform.h"
-#include "base/Error.h"
 #include "base/Log.h"
 #include "base/Runtime.h"
 
 namespace sonmere {
+
+class PipeWirePlatform;
 
 // Which audio server the user asks for.
 enum class PlatformWish { automatic, pipewire, simulated };
 // "auto", "pipewire", "simulated"; nothing for any other text.
 std::optional<PlatformWish> platformWish(std::string_view text);
 
-// The platform that the program runs on, chosen once at start, with its name and the reason. `automatic`
-// takes a server that answers, else the embedded one. Main thread.
+// The platform that the program runs on, chosen once at start, with its name and the reason. `automatic` is
+// the server of the user's session, which need not be there yet: an invented machine in its place would hide
+// that. Main thread.
 class PlatformChoice {
  public:
-  // The error says which server was asked for and why it can't be had.
-  static Outcome<PlatformChoice> choose(Runtime& runtime, Log& log, PlatformWish wish);
+  PlatformChoice(Runtime& runtime, Log& log, PlatformWish wish);
+  PlatformChoice(PlatformChoice&&) noexcept;
+  ~PlatformChoice();
 
-  Platform& platform() const { return embedded_ ? embedded_->platform() : *platform_; }
+  Platform& platform() const;
   // "pipewire" or "simulated".
   const std::string& name() const { return name_; }
-  const std::string& reason() const { return reason_; }
+  // Of this moment.
+  std::string reason() const;
+  // Whether the server has a session with a default output. One that was reached may take a moment to.
+  bool hasSession() const;
   // The embedded server, on which the program can play files; null on a server of others.
   EmbeddedPlatform* embedded() const { return embedded_.get(); }
 
  private:
-  PlatformChoice(std::unique_ptr<EmbeddedPlatform> embedded, std::string reason)
-      : embedded_(std::move(embedded)), name_("simulated"), reason_(std::move(reason)) {}
-  PlatformChoice(std::unique_ptr<Platform> platform, std::string name, std::string reason)
-      : platform_(std::move(platform)), name_(std::move(name)), reason_(std::move(reason)) {}
-
   std::unique_ptr<EmbeddedPlatform> embedded_;
-  std::unique_ptr<Platform> platform_;  // one of the two
+  std::unique_ptr<PipeWirePlatform> pipewire_;  // one of the two
   std::string name_;
-  std::string reason_;
+  bool isAskedFor_;
 };
 
 }  // namespace sonmere

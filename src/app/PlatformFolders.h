@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "audio/device/EngineContext.h"
@@ -8,8 +9,19 @@ namespace sonmere {
 
 // Where this user's files are. Threads: any.
 Folders userFolders();
-// Where the control service's files are: "sonmere" in the folder of the user's session, or where there is
-// none, in the folder of the program's state.
+
+// Where the lock of the one program and its control socket are, as every program of the user finds it:
+// "sonmere" in the folder of the user's session, or where that is missing or of another user, "control" in
+// the folder of the program's state.
+struct ControlFolder {
+  std::string path;
+  std::optional<std::string> note;  // for the user: why not in the folder of the session, and what to do
+};
+ControlFolder chooseControlFolder();
 std::string userControlFolder();
+
+// Why this program must not write to the folders of the environment, and what to do: they are another user's,
+// as with "sudo -E", and that user could no longer write to them.
+std::optional<std::string> foreignHomeText();
 
 }  // namespace sonmere

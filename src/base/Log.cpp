@@ -1,8 +1,8 @@
 #include "base/Log.h"
 
-#include <spdlog/sinks/stdout_sinks.h>
-#include <spdlog/spdlog.h>
+#include <unistd.h>
 
+#include "base/LogLines.h"
 #include "base/PrintableText.h"
 
 namespace sonmere {
@@ -19,27 +19,7 @@ void Log::write(LogLevel level, const std::string& line) {
 }
 
 Log::Sink Log::standardError(LogLevel level) {
-  auto logger =
-      std::make_shared<spdlog::logger>("sonmere", std::make_shared<spdlog::sinks::stderr_sink_mt>());
-  logger->set_pattern("%H:%M:%S.%e %l %v");
-  logger->set_level(spdlog::level::trace);
-  return [logger, level](LogLevel lineLevel, const std::string& line) {
-    if (lineLevel < level) return;
-    switch (lineLevel) {
-      case LogLevel::debug:
-        logger->debug("{}", line);
-        break;
-      case LogLevel::info:
-        logger->info("{}", line);
-        break;
-      case LogLevel::warning:
-        logger->warn("{}", line);
-        break;
-      case LogLevel::error:
-        logger->error("{}", line);
-        break;
-    }
-  };
+  return logLines(std::make_shared<LineWriter>(STDERR_FILENO), level);
 }
 
 }  // namespace sonmere

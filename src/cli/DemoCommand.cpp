@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <mutex>
 #include <optional>
 
 #include "app/Demo.h"
 #include "base/LiveRuntime.h"
+#include "base/StopSignals.h"
 #include "base/VirtualRuntime.h"
 #include "cli/DemoPrinter.h"
 #include "cli/ExitStatus.h"
@@ -22,8 +22,6 @@ constexpr Duration kTick = fromMilliseconds(100);
 // Turns after the report in which files that are being closed come to their end.
 constexpr int kLastTurns = 3;
 constexpr int kBarWidth = 40;
-
-volatile std::sig_atomic_t interrupted = 0;
 
 void showProgress(double fraction) {
   if (!isatty(STDERR_FILENO)) return;
@@ -60,19 +58,13 @@ class CommandLog : public Log {
   std::optional<std::string> firstError_;
 };
 
-// The first signal ends the demo, the next one the program.
-void noteSignal(int signal) {
-  if (interrupted) _exit(kExitSignalled + signal);
-  interrupted = signal;
-}
-
 // Runs the demo until it is done; `turn` lets time pass on the runtime, for at least one tick.
 template <class Turn>
-DemoReport play(Runtime& runtime, Demo& demo, Turn&& turn) {
+DemoReport play(Runtime& runtime, Demo& demo, const StopSignals& signals, Turn&& turn) {
   std::optional<DemoReport> result;
   const ScopedTask tick = runtime.mainQueue().repeat(kTick, [&, quits = false]() mutable {
     showProgress(demo.progress());
-    if (interrupted && !std::exchange(quits, true)) demo.quit();
+    if (signals.received() != 0 && !std::exchange(quits, true)) demo.quit();
   });
   demo.start([&](const DemoReport& report) { result = report; });
   while (!result) turn();
@@ -80,25 +72,24 @@ DemoReport play(Runtime& runtime, Demo& demo, Turn&& turn) {
   return std::move(*result);
 }
 
-int conclude(const DemoRequest& request, const CommandLog& log, DemoReport report) {
+int conclude(const DemoRequest& request, const CommandLog& log, int signal, DemoReport report) {
   if (!report.problem) report.problem = log.firstError();
   request.json ? printDemoJSON(report) : printDemoTable(report);
   if (report.problem) tell(kExitFailure, *report.problem);
-  if (interrupted) return kExitSignalled + interrupted;
+  if (signal != 0) return kExitSignalled + signal;
   return report.problem ? kExitFailure : kExitSuccess;
 }
 
 template <class AnyRuntime, class Turn>
 int runOn(AnyRuntime& runtime, const DemoRequest& request, CommandLog& log, Turn&& turn) {
+  const StopSignals signals;
   auto demo = Demo::prepare(runtime, log, request.options);
   if (!demo) return badInput(demo.error());
-  const int status = conclude(request, log, play(runtime, **demo, turn));
+  DemoReport report = play(runtime, **demo, signals, turn);
+  const int status = conclude(request, log, signals.received(), std::move(report));
   for (int i = 0; i < kLastTurns && (*demo)->isWriting(); ++i) turn();
   // Tearing down would wait for a write that hangs for as long as the drive likes.
-  if ((*demo)->isWriting()) {
-    const bool written = std::fflush(stdout) == 0 && !std::ferror(stdout);
-    _exit(written ? status : kExitFailure);
-  }
+  if ((*demo)->isWriting()) endAtOnce(status);
   return status;
 }
 
@@ -108,9 +99,6 @@ int runDemoCommand(const DemoArguments& arguments, bool verbose) {
   const auto request = parseDemo(arguments);
   if (!request) return badInput(request.error());
   for (const std::string& note : request->notes) tell(kExitSuccess, note);
-  interrupted = 0;
-  std::signal(SIGINT, noteSignal);
-  std::signal(SIGTERM, noteSignal);
   CommandLog log(verbose);  // written to until the runtime's threads have ended
   if (request->live) {
     LiveRuntime runtime;

@@ -10,4 +10,11 @@ enum ExitStatus : int {
   kExitSignalled = 128,  // plus the signal's number: ended by it, with the files complete
 };
 
+// Ends the process now, without destroying anything: with the status, a failure when standard output could
+// not be written, or by the signal that the status stands for.
+[[noreturn]] void endAtOnce(int status);
+// Ends the process by the signal where the status stands for one, so that a shell's loop ends too; else
+// returns it.
+int endBySignalOrReturn(int status);
+
 }  // namespace sonmere

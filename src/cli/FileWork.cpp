@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <filesystem>
 
 #include "cli/ArgumentText.h"
@@ -15,24 +14,11 @@
 #include "editor/export/ExportDestination.h"
 #include "editor/export/MP3EncoderError.h"
 #include "editor/export/SessionExporter.h"
-#include "editor/export/UnfinishedFile.h"
 #include "recording/RecordingsFolder.h"
 
 namespace sonmere {
 
 namespace {
-
-volatile std::sig_atomic_t interrupted = 0;
-
-// The first signal ends the work, the next one the program. A terminal that is closed hangs up twice.
-void noteSignal(int signal) {
-  if (interrupted && signal == SIGHUP) return;
-  if (interrupted) {
-    UnfinishedFile::removeAllInSignal();
-    _exit(kExitSignalled + signal);
-  }
-  interrupted = signal;
-}
 
 // Formats that are read but not written.
 constexpr std::array kOtherExtensions = {".aif", ".aiff", ".aifc", ".caf", ".flac", ".ogg",  ".oga", ".opus",
@@ -54,24 +40,14 @@ FileWork::FileWork(std::string command, std::string what, bool json)
     : command_(std::move(command)),
       progress_(runtime_),
       bar_(runtime_, std::move(what), Progress::styleFor(json)) {
-  interrupted = 0;
-  for (std::size_t i = 0; i < kSignals.size(); ++i) {
-    previousHandlers_[i] = std::signal(kSignals[i], noteSignal);
-    // As nohup and shells leave it for what is to go on.
-    if (previousHandlers_[i] == SIG_IGN) std::signal(kSignals[i], SIG_IGN);
-  }
   progress_.onAdvance = [this] {
     if (show(progress_.fraction())) progress_.cancel();
   };
 }
 
-FileWork::~FileWork() {
-  for (std::size_t i = 0; i < kSignals.size(); ++i) std::signal(kSignals[i], previousHandlers_[i]);
-}
-
 bool FileWork::show(double fraction) {
   bar_.show(fraction);
-  return interrupted != 0;
+  return signals_.received() != 0;
 }
 
 int FileWork::tell(int status, const std::string& text) const {
@@ -80,9 +56,8 @@ int FileWork::tell(int status, const std::string& text) const {
 }
 
 int FileWork::fail(const Error& error) {
-  const int status = interrupted         ? kExitSignalled + interrupted
-                     : isBadInput(error) ? kExitBadInput
-                                         : kExitFailure;
+  const int signal = signals_.received();
+  const int status = signal != 0 ? kExitSignalled + signal : isBadInput(error) ? kExitBadInput : kExitFailure;
   const bool isForced = error.domain == kExportDestinationDomain && error.code == kExportWouldReplace;
   return tell(status, error.description + (isForced ? ", or add --force" : ""));
 }

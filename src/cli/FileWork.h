@@ -1,31 +1,29 @@
 #pragma once
 
-#include <array>
-#include <csignal>
 #include <span>
 #include <string>
 
 #include "base/LiveRuntime.h"
 #include "base/Log.h"
+#include "base/StopSignals.h"
 #include "cli/ExitStatus.h"
 #include "cli/Progress.h"
 #include "cli/TimeText.h"
 #include "cli/WarningLog.h"
 #include "editor/export/ExportFormat.h"
 #include "editor/export/ExportProgress.h"
+#include "editor/export/UnfinishedFile.h"
 #include "editor/track/TrimRange.h"
 #include "recording/RecordingBitDepth.h"
 
 namespace sonmere {
 
-// A command's long work on files, on its own thread: with a bar, and ended by Ctrl-C, or with its
-// terminal, with nothing half done.
-// Main thread.
+// A command's long work on files, on its own thread: with a bar, and ended by Ctrl-C, or with its terminal,
+// with nothing half done. Main thread.
 class FileWork {
  public:
   // `command` stands in front of what is told, `what` in front of the bar.
   FileWork(std::string command, std::string what, bool json);
-  ~FileWork();
   FileWork(const FileWork&) = delete;
   FileWork& operator=(const FileWork&) = delete;
 
@@ -48,11 +46,8 @@ class FileWork {
   void tellNotes(const ExportFormat& format, RecordingBitDepth depth);
 
  private:
-  using SignalHandler = void (*)(int);
-  static constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
-
   const std::string command_;
-  std::array<SignalHandler, kSignals.size()> previousHandlers_{};
+  const StopSignals signals_{UnfinishedFile::removeAllInSignal};
   LiveRuntime runtime_;
   Log log_;
   ExportProgress progress_;

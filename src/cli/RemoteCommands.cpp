@@ -72,6 +72,7 @@ class RemoteBuilder {
   int record(bool isStart) const;
   int recordings() const;
   int watch() const;
+  int quit() const;
 
   CLI::App& app_;
   std::function<int()>& run_;
@@ -163,11 +164,8 @@ void RemoteBuilder::addViews() {
   levels->add_option("--count", a->count, "End after so many updates")
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000'000));
-  add(app_, "quit", "End the program that runs, with its recordings complete", [this] {
-    return RemoteCall("quit").ask("quit", {}, [this](const ControlJSON& result) {
-      if (a->json) printJSON(result);
-    });
-  });
+  add(app_, "quit", "End the program that runs, with its recordings complete, and wait until it has",
+      [this] { return quit(); });
 }
 
 void RemoteBuilder::addVolumes() {
@@ -357,6 +355,20 @@ int RemoteBuilder::watch() const {
       }
       if (std::fflush(stdout) != 0) return int(kExitFailure);
     }
+    return int(kExitSuccess);
+  });
+}
+
+int RemoteBuilder::quit() const {
+  constexpr int kLongestEnd = 20'000;  // ms
+  const RemoteCall call("quit");
+  return call.with([&](ControlClient& client) {
+    const auto result = client.call("quit");
+    // It may have ended before its answer was read.
+    if (!result && result.error().code != ControlClient::kLost) return call.fail(result.error());
+    if (!client.waitForEnd(kLongestEnd))
+      return call.tell(kExitFailure, "Sonmere was told to end, but has not yet");
+    if (a->json) printJSON(result.value_or(ControlJSON::object()));
     return int(kExitSuccess);
   });
 }

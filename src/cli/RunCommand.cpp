@@ -2,14 +2,22 @@
 
 #include <fmt/format.h>
 
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
 #include <optional>
 
+#include "app/DetachedSettings.h"
 #include "app/FileSettingsStore.h"
 #include "app/ForegroundRun.h"
-#include "app/OverriddenSettings.h"
+#include "app/InstanceLock.h"
 #include "app/PlatformFolders.h"
+#include "base/LineWriter.h"
 #include "base/LiveRuntime.h"
+#include "base/LogLines.h"
 #include "base/MemoryReturn.h"
+#include "base/PrintableText.h"
 #include "base/StopSignals.h"
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
@@ -27,14 +35,26 @@ constexpr Duration kLastTurn = fromMilliseconds(5);
 
 int tell(int status, const std::string& text) { return sonmere::tell("run", status, text); }
 
+// A writer without a reader, of standard output or of a socket, is told so by its write. Not ignored, which
+// programs that are started would inherit.
+void outliveReaders() {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGPIPE, &action, nullptr);
+}
+
 // Keeps the library up to date while the run goes on, and tells when recordings go elsewhere than chosen.
 class LibraryUpkeep {
  public:
-  LibraryUpkeep(RecordingsLibrary& library, FileDescriptorWatcher& watcher) : library_(library) {
+  using Tell = std::function<void(const std::string& text)>;
+
+  LibraryUpkeep(RecordingsLibrary& library, FileDescriptorWatcher& watcher, Tell tell)
+      : library_(library), tell_(std::move(tell)) {
     unavailable_ = library.folderUnavailable.observe([this](bool isUnavailable) { show(isUnavailable); });
     show(*library.folderUnavailable);
     auto watch = InotifyFolderWatch::create(watcher);
-    if (!watch) tell(kExitSuccess, watch.error().description);
+    if (!watch) tell_(watch.error().description);
     library.startWatching(watch ? std::move(*watch) : nullptr);
   }
   ~LibraryUpkeep() { library_.stopWatching(); }
@@ -43,105 +63,144 @@ class LibraryUpkeep {
 
  private:
   void show(bool isUnavailable) const {
-    if (isUnavailable) tell(kExitSuccess, recordingsFolderUnavailableText(library_.defaultFolder()));
+    if (isUnavailable) tell_(recordingsFolderUnavailableText(library_.defaultFolder()));
   }
 
   RecordingsLibrary& library_;
+  const Tell tell_;
   Subscription unavailable_;
 };
 
-// One run of the application, from its parts to its exit status.
+// One run of the application, from its parts to its exit status. While it goes on, nothing that it prints
+// waits for a reader.
 class RunSession {
  public:
   explicit RunSession(RunRequest request) : request_(std::move(request)) {
-    log_.addSink(Log::standardError(request_.verbose ? LogLevel::info : LogLevel::warning));
+    outliveReaders();
+    log_.addSink(logLines(errors_, request_.verbose ? LogLevel::info : LogLevel::warning));
   }
 
   int run() {
-    if (request_.hasControl) {
-      auto endpoint = ControlEndpoint::open(userControlFolder());
-      if (!endpoint) return tell(kExitFailure, endpoint.error().description);
-      endpoint_ = std::move(*endpoint);
-    }
-    auto platform = PlatformChoice::choose(runtime_, log_, request_.platform);
-    if (!platform) return tell(kExitFailure, platform.error().description);
-    FileSettingsStore settings(runtime_, log_, defaultSettingsPath());
-    if (const auto& error = settings.loadError()) return tell(kExitFailure, error->description);
-    // The demo apps are there to try the per-app volume on; it stays as it was for other runs.
-    OverriddenSettings ofThisRun(settings);
-    if (request_.options.demoApps) ofThisRun.override("sonmere.volumeMixer.isEnabled", true);
-    // A run for some seconds, or on a server inside this process, is no sign that the user wants it always.
-    const bool registersLoginItem = !platform->embedded() && !request_.options.seconds;
-    ToneFerryApp app({runtime_, log_, ofThisRun, platform->platform(), userFolders(), createAudioFile,
-                      request_.folder, registersLoginItem});
-    return runOn(*platform, app);
+    const int status = serve();
+    lock_.reset();
+    return ending_ ? conclude() : status;
   }
 
  private:
-  int runOn(PlatformChoice& platform, ToneFerryApp& app) {
+  // What is told at the end, when everything has been given back.
+  struct Ending {
+    RunReport report;
+    std::string text;
+  };
+
+  int serve() {
+    if (const auto text = foreignHomeText()) return tell(kExitFailure, *text);
+    const ControlFolder folder = chooseControlFolder();
+    auto lock = InstanceLock::take(folder.path);
+    if (!lock) return tell(kExitFailure, lock.error().description);
+    lock_ = std::move(*lock);
+    if (folder.note) say(*folder.note);
+    const PlatformChoice platform(runtime_, log_, platformWish());
+    FileSettingsStore stored(runtime_, log_, defaultSettingsPath());
+    if (const auto& error = stored.loadError()) return tell(kExitFailure, error->description);
+    // What is tried out on an invented machine says nothing about the real one.
+    DetachedSettings ofThisRun(stored);
+    if (request_.options.demoApps) ofThisRun.set("sonmere.volumeMixer.isEnabled", true);
+    SettingsStore& settings = platform.embedded() ? static_cast<SettingsStore&>(ofThisRun) : stored;
+    // A run for some seconds, or on a server inside this process, is no sign that the user wants it always.
+    const bool registersLoginItem = !platform.embedded() && !request_.options.seconds;
+    ToneFerryApp app({runtime_, log_, settings, platform.platform(), userFolders(), createAudioFile,
+                      request_.folder, registersLoginItem});
+    return runOn(platform, app);
+  }
+
+  // The demo apps play on the embedded server only.
+  PlatformWish platformWish() const {
+    const bool isOpen = request_.platform == PlatformWish::automatic;
+    return isOpen && request_.options.demoApps ? PlatformWish::simulated : request_.platform;
+  }
+
+  int runOn(const PlatformChoice& platform, ToneFerryApp& app) {
     auto watcher = FileDescriptorWatcher::create(runtime_.mainQueue());
     if (!watcher) return tell(kExitFailure, watcher.error().description);
+    watcher_ = std::move(*watcher);
     ForegroundRun run(runtime_, app, platform, request_.options);
     if (const auto prepared = run.prepare(); !prepared)
       return tell(kExitBadInput, prepared.error().description);
-    const auto signals = StopSignals::watch(**watcher, [&](int signal) {
-      signal_ = signal;
-      run.quit();
-    });
-    if (!signals) return tell(kExitFailure, signals.error().description);
+    signals_.emplace();
+    if (const auto told = signals_->tell(*watcher_, [&](int) { run.quit(); }); !told)
+      return tell(kExitFailure, told.error().description);
     Control control(app, platform, [&] { run.quit(); });
     std::unique_ptr<ControlServer> server;
-    if (endpoint_) {
-      auto started = ControlServer::start(runtime_, log_, **watcher, control, std::move(endpoint_));
+    if (request_.hasControl) {
+      auto started = startServer(control);
       if (!started) return tell(kExitFailure, started.error().description);
       server = std::move(*started);
     }
-    const LibraryUpkeep upkeep(*app.recordingsLibrary(), **watcher);
+    const LibraryUpkeep upkeep(*app.recordingsLibrary(), *watcher_, [this](const auto& text) { say(text); });
     app.appDelegate().applicationDidFinishLaunching(false, nullptr);
-    const RunReport report = play(run, platform);
-    const int status = conclude(platform, report);
-    letFilesEnd(app, status);
-    return status;
+    RunReport report = play(run, platform);
+    std::string text = request_.json ? runJSONText(platform, report) : runTableText(report);
+    ending_ = {std::move(report), std::move(text)};
+    letFilesEnd(app);
+    return kExitSuccess;
   }
 
-  RunReport play(ForegroundRun& run, PlatformChoice& platform) {
+  Outcome<std::unique_ptr<ControlServer>> startServer(Control& control) {
+    auto endpoint = ControlEndpoint::open(*lock_);
+    if (!endpoint) return std::unexpected(endpoint.error());
+    return ControlServer::start(runtime_, log_, *watcher_, control, std::move(*endpoint));
+  }
+
+  RunReport play(ForegroundRun& run, const PlatformChoice& platform) {
     std::optional<RunReport> result;
-    const auto ready = [&] {
-      if (!request_.json) printRunReady(platform, run.report());
-    };
     const auto done = [&](const RunReport& report) {
       result = report;
       runtime_.stop();
     };
-    runtime_.mainQueue().post([&] { run.start(ready, done); });
+    const auto ready = [&] {
+      if (!request_.json) output_.write(runReadyText(platform, run.report()));
+    };
+    runtime_.mainQueue().post([&] { run.start({[&] { say(runWaitingText(platform)); }, ready, done}); });
     while (!result) runtime_.run();
     return std::move(*result);
   }
 
-  int conclude(const PlatformChoice& platform, const RunReport& report) {
-    request_.json ? printRunJSON(platform, report) : printRunTable(report);
-    for (const std::string& error : report.errors) tell(kExitFailure, error);
-    if (signal_ != 0) return kExitSignalled + signal_;
-    return report.errors.empty() ? kExitSuccess : kExitFailure;
+  // A line on standard error.
+  void say(const std::string& text) { errors_->write(fmt::format("sonmere run: {}\n", printable(text))); }
+
+  // From here on a signal ends the process, which has nothing left to lose, even where nobody reads.
+  int conclude() {
+    const int signal = signals_->received();
+    signals_.reset();
+    output_.flush(LineWriter::kLastWait);
+    errors_->flush(LineWriter::kLastWait);
+    fmt::print("{}", ending_->text);
+    for (const std::string& error : ending_->report.errors) tell(kExitFailure, error);
+    // A service that was told to end has done what it should.
+    if (signal != 0 && signal != SIGTERM) return kExitSignalled + signal;
+    return ending_->report.errors.empty() ? kExitSuccess : kExitFailure;
   }
 
   // Tearing down would wait for a write that hangs for as long as the drive likes.
-  void letFilesEnd(const ToneFerryApp& app, int status) {
+  void letFilesEnd(const ToneFerryApp& app) {
     const Duration limit = runtime_.uptime() + kLastTurns;
     const ScopedTask look = runtime_.mainQueue().repeat(kLastTurn, [&] {
       if (!app.isWriting() || runtime_.uptime() > limit) runtime_.stop();
     });
     if (app.isWriting()) runtime_.run();
-    if (!app.isWriting()) return;
-    const bool written = std::fflush(stdout) == 0 && !std::ferror(stdout);
-    _exit(written ? status : kExitFailure);
+    if (app.isWriting()) endAtOnce(conclude());
   }
 
   const RunRequest request_;
+  LineWriter output_{STDOUT_FILENO};
+  const std::shared_ptr<LineWriter> errors_ = std::make_shared<LineWriter>(STDERR_FILENO);
   Log log_;  // written to until the runtime's threads have ended
   LiveRuntime runtime_;
-  std::unique_ptr<ControlEndpoint> endpoint_;  // until the server has it
-  int signal_ = 0;
+  std::optional<InstanceLock> lock_;
+  std::unique_ptr<FileDescriptorWatcher> watcher_;
+  std::optional<StopSignals> signals_;
+  std::optional<Ending> ending_;
 };
 
 }  // namespace

@@ -54,34 +54,45 @@ JSON recordingsJSON(const RunReport& report) {
 
 }  // namespace
 
-void printRunReady(const PlatformChoice& platform, const RunReport& report) {
-  fmt::print("Running on the {} audio server ({}).\n", platform.name(), printable(platform.reason()));
+std::string runWaitingText(const PlatformChoice& platform) {
+  return fmt::format(
+      "Waiting for the {} audio server, which does not answer yet; --platform simulated runs on an embedded "
+      "one.\n",
+      platform.name());
+}
+
+std::string runReadyText(const PlatformChoice& platform, const RunReport& report) {
+  std::string text =
+      fmt::format("Running on the {} audio server ({}).\n", platform.name(), printable(platform.reason()));
   for (const RunReport::App& app : report.apps)
     if (app.bus)
-      fmt::print("{} ({}) plays on {}.\n", printable(app.name), printable(app.id), busName(*app.bus));
+      text +=
+          fmt::format("{} ({}) plays on {}.\n", printable(app.name), printable(app.id), busName(*app.bus));
   for (const RunReport::Route& route : report.routes)
     if (!route.isArmed && route.bus)
-      fmt::print("{} goes to {} when it appears.\n", printable(route.app), busName(*route.bus));
-  std::fflush(stdout);
+      text += fmt::format("{} goes to {} when it appears.\n", printable(route.app), busName(*route.bus));
+  return text;
 }
 
-void printRunTable(const RunReport& report) {
-  fmt::print("\n{:<24} {:<10} {:>7} {:>12} {:>9}\n", "app", "route", "volume", "added delay", "underruns");
+std::string runTableText(const RunReport& report) {
+  std::string text = fmt::format("\n{:<24} {:<10} {:>7} {:>12} {:>9}\n", "app", "route", "volume",
+                                 "added delay", "underruns");
   for (const RunReport::App& app : report.apps)
-    fmt::print("{:<24} {:<10} {:>5.0f} % {:>9.1f} ms {:>9}\n", printable(app.id),
-               app.bus ? busName(*app.bus) : "-", app.volume * 100, app.addedDelayMs, app.underruns);
-  if (report.recordings.empty()) return;
-  fmt::print("\n{:<10} {:>10} {:>12} {:>6}  {}\n", "bus", "length", "frames", "lost", "file");
+    text += fmt::format("{:<24} {:<10} {:>5.0f} % {:>9.1f} ms {:>9}\n", printable(app.id),
+                        app.bus ? busName(*app.bus) : "-", app.volume * 100, app.addedDelayMs, app.underruns);
+  if (report.recordings.empty()) return text;
+  text += fmt::format("\n{:<10} {:>10} {:>12} {:>6}  {}\n", "bus", "length", "frames", "lost", "file");
   for (const RunReport::Recording& recording : report.recordings)
-    fmt::print("{:<10} {:>8.2f} s {:>12} {:>6}  {}\n", busName(recording.bus), seconds(recording),
-               recording.frames, recording.lostFrames, printable(recording.path));
+    text += fmt::format("{:<10} {:>8.2f} s {:>12} {:>6}  {}\n", busName(recording.bus), seconds(recording),
+                        recording.frames, recording.lostFrames, printable(recording.path));
+  return text;
 }
 
-void printRunJSON(const PlatformChoice& platform, const RunReport& report) {
+std::string runJSONText(const PlatformChoice& platform, const RunReport& report) {
   const JSON all{
       {"platform", platform.name()},  {"reason", platform.reason()},          {"apps", appsJSON(report)},
       {"routes", routesJSON(report)}, {"recordings", recordingsJSON(report)}, {"errors", report.errors}};
-  printJSON(all);
+  return jsonText(all);
 }
 
 }  // namespace sonmere

@@ -91,6 +91,11 @@ std::optional<ControlClient> runningProgram() {
   return std::move(*client);
 }
 
+// On the invented machine a program takes settings up for its run alone.
+bool keepsNothing(const ControlClient& program) {
+  return program.greeting().value("platform", "") == "simulated";
+}
+
 int finish(const Outcome<ControlJSON>& change) {
   const RemoteCall call("settings");
   if (!change) return call.fail(change.error());
@@ -176,13 +181,17 @@ int runSettingsSet(const std::string& key, const std::string& text, SettingsForm
   auto program = runningProgram();
   if (!program) return setInFile(key, value, form.isForced);
   const auto json = ControlJSON::parse(settingsValueToJSON(value), nullptr, false);
-  return finish(program->call("settings.set", {{"key", key}, {"value", json}, {"force", form.isForced}}));
+  const int status =
+      finish(program->call("settings.set", {{"key", key}, {"value", json}, {"force", form.isForced}}));
+  return status == kExitSuccess && keepsNothing(*program) ? setInFile(key, value, form.isForced) : status;
 }
 
 int runSettingsReset(const std::string& key) {
   if (key.empty()) return tell(kExitBadInput, "the key is empty");
-  if (auto program = runningProgram()) return finish(program->call("settings.reset", {{"key", key}}));
-  return resetInFile(key);
+  auto program = runningProgram();
+  if (!program) return resetInFile(key);
+  const int status = finish(program->call("settings.reset", {{"key", key}}));
+  return status == kExitSuccess && keepsNothing(*program) ? resetInFile(key) : status;
 }
 
 int runSettingsList(bool json) {

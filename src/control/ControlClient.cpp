@@ -2,6 +2,8 @@
 
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -35,6 +37,21 @@ Outcome<ControlClient> ControlClient::connect(const std::filesystem::path& folde
   if (!isAbsent || socket.error().domain != kPOSIXErrorDomain) return std::unexpected(socket.error());
   return std::unexpected(
       Error{kErrorDomain, kNotRunning, "Sonmere is not running; start it with: sonmere run"});
+}
+
+// The program as a process, so that no later one of the same number is taken for it.
+ControlClient::ControlClient(FileDescriptor socket) : socket_(std::move(socket)) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  if (::getsockopt(socket_.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid > 0)
+    process_ = FileDescriptor(int(::syscall(SYS_pidfd_open, peer.pid, 0)));
+}
+
+bool ControlClient::waitForEnd(int milliseconds) {
+  // Without a process the end of the connection is the best sign.
+  pollfd waiting{process_.valid() ? process_.get() : socket_.get(),
+                 short(process_.valid() ? POLLIN : POLLRDHUP), 0};
+  return ::poll(&waiting, 1, milliseconds) > 0;
 }
 
 Outcome<void> ControlClient::send(const std::string& text) {

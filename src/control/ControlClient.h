@@ -31,16 +31,19 @@ class ControlClient {
   const ControlJSON& greeting() const { return greeting_; }
   // The result, or the program's error with its JSON-RPC code.
   Outcome<ControlJSON> call(const std::string& method, const ControlJSON& params = nullptr);
+  // Whether the program's process has ended within the time, with all that it held given back.
+  bool waitForEnd(int milliseconds);
   // The parameters of the next notification; nothing after `milliseconds` without one.
   Outcome<std::optional<ControlJSON>> nextNotification(int milliseconds);
 
  private:
-  explicit ControlClient(FileDescriptor socket) : socket_(std::move(socket)) {}
+  explicit ControlClient(FileDescriptor socket);
   Outcome<void> send(const std::string& text);
   // The next message; nothing after `milliseconds`.
   Outcome<std::optional<ControlJSON>> receive(int milliseconds);
 
   FileDescriptor socket_;
+  FileDescriptor process_;  // the program's; invalid where the system can't tell
   MessageFramer framer_{MessageFramer::kUnbounded};
   std::deque<ControlJSON> notifications_;
   int nextID_ = 1;

@@ -5,22 +5,20 @@
 #include <optional>
 #include <string>
 
+#include "app/InstanceLock.h"
 #include "base/Error.h"
 #include "base/FileDescriptor.h"
 
 namespace sonmere {
 
-// The socket on which one program answers, in a folder that only its user can enter. A lock beside it decides
-// whose it is: a socket that a killed program left behind is replaced. Main thread.
+// The socket on which the one program answers that holds the folder's lock: one that a killed program left
+// behind is replaced. Main thread.
 class ControlEndpoint {
  public:
   static constexpr const char* kSocketName = "control.sock";
-  static constexpr const char* kLockName = "control.lock";
-  // The code of the error when another program answers here; its text names the process.
-  static constexpr std::int64_t kAlreadyRunning = 100;
 
-  // Makes the folder where missing. It must be the user's own.
-  static Outcome<std::unique_ptr<ControlEndpoint>> open(const std::filesystem::path& folder);
+  // The lock outlives the endpoint.
+  static Outcome<std::unique_ptr<ControlEndpoint>> open(const InstanceLock& lock);
   // Takes the socket away.
   ~ControlEndpoint();
 
@@ -31,11 +29,10 @@ class ControlEndpoint {
   Outcome<FileDescriptor> accept() const;
 
  private:
-  ControlEndpoint(std::filesystem::path path, FileDescriptor lock, FileDescriptor socket)
-      : path_(std::move(path)), lock_(std::move(lock)), socket_(std::move(socket)) {}
+  ControlEndpoint(std::filesystem::path path, FileDescriptor socket)
+      : path_(std::move(path)), socket_(std::move(socket)) {}
 
   const std::filesystem::path path_;
-  const FileDescriptor lock_;
   const FileDescriptor socket_;
 };
 

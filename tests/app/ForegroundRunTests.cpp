@@ -46,11 +46,11 @@ struct ForegroundRunTest : testing::Test {
   void begin(RunOptions options) {
     run = std::make_unique<ForegroundRun>(world.runtime, world.start(), world.platform, std::move(options));
     ASSERT_TRUE(run->prepare());
-    run->start([this] { readyAt = world.runtime.uptime(); },
-               [this](const RunReport& itsReport) {
-                 report = itsReport;
-                 doneAt = world.runtime.uptime();
-               });
+    run->start({[this] { isWaiting = true; }, [this] { readyAt = world.runtime.uptime(); },
+                [this](const RunReport& itsReport) {
+                  report = itsReport;
+                  doneAt = world.runtime.uptime();
+                }});
   }
   const RunReport::App& app(const std::string& id) const {
     return *std::ranges::find(report->apps, id, &RunReport::App::id);
@@ -58,6 +58,7 @@ struct ForegroundRunTest : testing::Test {
 
   AppWorld<VirtualRuntime> world{1};
   std::unique_ptr<ForegroundRun> run;
+  bool isWaiting = false;
   std::optional<Duration> readyAt, doneAt;
   std::optional<RunReport> report;
 };
@@ -153,6 +154,14 @@ TEST_F(ForegroundRunTest, AFolderForThisRunIsWrittenToThroughTheQueueAsAnyOther)
   world.runtime.advance(100 * kSecond);
   ASSERT_TRUE(stopped);
   EXPECT_GE(*stopped, stopAt + 15 * kSecond) << "a direct write is given up after 5 s";
+}
+
+// A signal may come before there is anything to end.
+TEST_F(ForegroundRunTest, AQuitBeforeTheStartEndsItThen) {
+  run = std::make_unique<ForegroundRun>(world.runtime, world.start(), world.platform, RunOptions{});
+  run->quit();
+  run->start({[] {}, [] { FAIL() << "ready"; }, [this](const RunReport& itsReport) { report = itsReport; }});
+  EXPECT_TRUE(report);
 }
 
 TEST_F(ForegroundRunTest, QuitsAtOnceWithoutRecordings) {

@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 
 #include <array>
-#include <csignal>
 
 #include "base/LiveRuntime.h"
-#include "base/StopSignals.h"
 
 namespace sonmere {
 namespace {
@@ -78,30 +75,6 @@ TEST(LiveFileDescriptorWatcher, NothingIsToldAfterItsEnd) {
   }
   runtime.mainQueue().postAfter(fromMilliseconds(20), [&] { runtime.stop(); });
   runtime.run();
-}
-
-// In a process of its own, since a signal is the process's.
-TEST(LiveStopSignals, TheFirstSignalIsToldTheSecondEndsTheProcess) {
-  for (const bool isSecond : {false, true}) {
-    const pid_t child = fork();
-    if (child == 0) {
-      LiveRuntime runtime;
-      auto watcher = std::move(*FileDescriptorWatcher::create(runtime.mainQueue()));
-      int told = 0;
-      auto signals = StopSignals::watch(*watcher, [&](int signal) {
-        told = signal;
-        if (isSecond) raise(SIGINT);
-        runtime.stop();
-      });
-      runtime.mainQueue().post([] { raise(SIGTERM); });
-      runtime.run();
-      _exit(told == SIGTERM ? 7 : 8);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), isSecond ? 128 + SIGINT : 7);
-  }
 }
 
 }  // namespace

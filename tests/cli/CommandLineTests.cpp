@@ -324,6 +324,7 @@ class RunTest : public CommandLineTest {
       setenv(name, path(name).c_str(), 1);
     setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
     setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1);
+    std::filesystem::create_directory(path("XDG_RUNTIME_DIR"));
   }
   ~RunTest() override { unsetenv("SONMERE_SETTINGS"); }
 };
@@ -344,12 +345,8 @@ TEST_F(RunTest, ItRoutesRecordsAndReportsAsJSON) {
   EXPECT_EQ((*openAudioFile(std::string(recording["path"])))->frameCount(),
             std::int64_t(recording["frames"]));
   EXPECT_EQ(std::filesystem::path(std::string(recording["path"])).parent_path(), out);
-  std::ifstream stored(path("settings.json"));
-  const auto saved = nlohmann::json::parse(stored);
-  EXPECT_EQ(saved["sonmere.perapp.enabledApps"], nlohmann::json::array({"music"}));
-  EXPECT_FALSE(saved.contains("sonmere.recordingsFolderPath")) << "--out holds for the run alone";
-  EXPECT_FALSE(saved.contains("didAutoRegisterLoginItem"))
-      << "the embedded server has no session to start with";
+  EXPECT_FALSE(std::filesystem::exists(path("settings.json")))
+      << "what is tried out on an invented machine stays there";
 }
 
 // The program in a process of its own; it is ready once it has printed its first line.
@@ -399,7 +396,7 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   alive = 0;
-  EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "a service that was told to end has done what it should";
   EXPECT_EQ(run({"status"}).status, 1);
   close(output[0]);
 }

@@ -24,7 +24,10 @@ struct LiveControlServer : testing::Test {
     world.launch("org.music");
     world.start().startUp();
     control.emplace(*world.app, world.platform, [this] { ++quits; });
-    auto endpoint = ControlEndpoint::open(controlFolder);
+    auto taken = InstanceLock::take(controlFolder);
+    ASSERT_TRUE(taken) << taken.error().description;
+    lock.emplace(std::move(*taken));
+    auto endpoint = ControlEndpoint::open(*lock);
     ASSERT_TRUE(endpoint) << endpoint.error().description;
     auto started = ControlServer::start(world.runtime, world.log, *watcher, *control, std::move(*endpoint));
     ASSERT_TRUE(started);
@@ -71,6 +74,7 @@ struct LiveControlServer : testing::Test {
   std::optional<Control> control;
   std::unique_ptr<FileDescriptorWatcher> watcher =
       std::move(*FileDescriptorWatcher::create(world.runtime.mainQueue()));
+  std::optional<InstanceLock> lock;
   std::unique_ptr<ControlServer> server;
 };
 
@@ -206,9 +210,9 @@ TEST_F(LiveControlServer, TheSocketIsTheUsersAloneAndASecondInstanceIsRefused) {
   EXPECT_EQ(info.st_mode & 0777, 0600u);
   ASSERT_EQ(stat(controlFolder.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0700u);
-  const auto second = ControlEndpoint::open(controlFolder);
+  const auto second = InstanceLock::take(controlFolder);
   ASSERT_FALSE(second);
-  EXPECT_EQ(second.error().code, ControlEndpoint::kAlreadyRunning);
+  EXPECT_EQ(second.error().code, InstanceLock::kAlreadyRunning);
   EXPECT_EQ(second.error().description,
             "Sonmere is running already (process " + std::to_string(getpid()) + ")");
   asClient([&] { EXPECT_TRUE(connect().call("status")) << "the first goes on"; });
@@ -216,7 +220,8 @@ TEST_F(LiveControlServer, TheSocketIsTheUsersAloneAndASecondInstanceIsRefused) {
   const auto gone = ControlClient::connect(controlFolder);
   ASSERT_FALSE(gone);
   EXPECT_EQ(gone.error().code, ControlClient::kNotRunning);
-  EXPECT_TRUE(ControlEndpoint::open(controlFolder)) << "free again";
+  lock.reset();
+  EXPECT_TRUE(InstanceLock::take(controlFolder)) << "free again";
 }
 
 TEST(ControlEndpoint, WhatAKilledInstanceLeftIsTakenOver) {
@@ -225,7 +230,8 @@ TEST(ControlEndpoint, WhatAKilledInstanceLeftIsTakenOver) {
   ASSERT_EQ(pipe(ready), 0);
   const pid_t child = fork();
   if (child == 0) {
-    const auto endpoint = ControlEndpoint::open(folder / "run");
+    const auto lock = InstanceLock::take(folder / "run");
+    const auto endpoint = ControlEndpoint::open(*lock);
     const char byte = endpoint ? 'y' : 'n';
     if (::write(ready[1], &byte, 1) != 1) _exit(1);
     pause();
@@ -233,13 +239,15 @@ TEST(ControlEndpoint, WhatAKilledInstanceLeftIsTakenOver) {
   char byte = 0;
   ASSERT_EQ(::read(ready[0], &byte, 1), 1);
   ASSERT_EQ(byte, 'y');
-  EXPECT_EQ(ControlEndpoint::open(folder / "run").error().description,
+  EXPECT_EQ(InstanceLock::take(folder / "run").error().description,
             "Sonmere is running already (process " + std::to_string(child) + ")");
   kill(child, SIGKILL);
   ASSERT_EQ(waitpid(child, nullptr, 0), child);
   EXPECT_TRUE(std::filesystem::exists(folder / "run" / ControlEndpoint::kSocketName));
   EXPECT_EQ(ControlClient::connect(folder / "run").error().code, ControlClient::kNotRunning);
-  const auto next = ControlEndpoint::open(folder / "run");
+  const auto lock = InstanceLock::take(folder / "run");
+  ASSERT_TRUE(lock) << lock.error().description;
+  const auto next = ControlEndpoint::open(*lock);
   ASSERT_TRUE(next) << next.error().description;
   EXPECT_TRUE(connectToControl(folder / "run"));
   close(ready[0]);
@@ -250,10 +258,11 @@ TEST(ControlEndpoint, AFolderThatIsNotTheUsersOrAPathThatIsTooLongIsRefused) {
   TemporaryFolder folder;
   std::filesystem::create_directory(folder / "real");
   std::filesystem::create_directory_symlink(folder / "real", folder / "link");
-  EXPECT_NE(ControlEndpoint::open(folder / "link").error().description.find("not a folder of this user"),
+  EXPECT_NE(InstanceLock::take(folder / "link").error().description.find("not a folder of this user"),
             std::string::npos);
-  EXPECT_NE(ControlEndpoint::open(folder / std::string(120, 'x')).error().description.find("too long"),
-            std::string::npos);
+  const auto lock = InstanceLock::take(folder / std::string(120, 'x'));
+  ASSERT_TRUE(lock);
+  EXPECT_NE(ControlEndpoint::open(*lock).error().description.find("too long"), std::string::npos);
 }
 
 }  // namespace

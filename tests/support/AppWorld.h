@@ -35,7 +35,7 @@ struct AppWorld {
   TemporaryFolder folder;
   Log log;
   AnyRuntime runtime;
-  PlatformChoice platform = std::move(*PlatformChoice::choose(runtime, log, PlatformWish::simulated));
+  PlatformChoice platform{runtime, log, PlatformWish::simulated};
   MemorySettingsStore settings;
   AudioFileFactory createFile = createAudioFile;
   std::optional<std::string> recordingsFolder;

@@ -1,0 +1,87 @@
+#include "base/LineWriter.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "base/FileDescriptor.h"
+#include "base/LogLines.h"
+
+namespace sonmere {
+namespace {
+
+constexpr Duration kPatience = std::chrono::seconds(20);
+
+// A pipe that is full after a page.
+struct SmallPipe {
+  SmallPipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    read = FileDescriptor(ends[0]);
+    write = FileDescriptor(ends[1]);
+    fcntl(write.get(), F_SETPIPE_SZ, 4096);
+  }
+  // Everything up to the line that contains `last`.
+  std::string readUntil(const std::string& last) {
+    std::string text;
+    char block[512];
+    while (text.find(last) == std::string::npos || !text.ends_with('\n')) {
+      const ssize_t count = ::read(read.get(), block, sizeof block);
+      if (count <= 0) break;
+      text.append(block, std::size_t(count));
+    }
+    return text;
+  }
+  FileDescriptor read, write;
+};
+
+TEST(LiveLineWriter, NobodyWaitsForAReaderWhoGetsWhatHadRoomAndTheCountOfTheRest) {
+  constexpr int kLines = 2000;
+  SmallPipe pipe;
+  LineWriter writer(pipe.write.get(), 10'000);
+  for (int i = 0; i < kLines; ++i) writer.write(fmt::format("line {:05}\n", i));
+  EXPECT_FALSE(writer.flush(fromMilliseconds(1)));
+  const std::string text = pipe.readUntil("were dropped");
+  const auto lines = std::ranges::count(text, '\n') - 1;
+  EXPECT_GE(lines, 10'000 / 11);
+  EXPECT_LT(lines, kLines);
+  EXPECT_TRUE(text.starts_with("line 00000\nline 00001\n"));
+  EXPECT_TRUE(text.ends_with(fmt::format("({} lines were dropped: nobody read them)\n", kLines - lines)))
+      << text.substr(text.size() - 80);
+  writer.write("after\n");
+  EXPECT_TRUE(writer.flush(kPatience));
+  EXPECT_EQ(pipe.readUntil("after"), "after\n");
+}
+
+// Without a word to the process, which SIGPIPE would end.
+TEST(LiveLineWriter, AReaderThatHasGoneEndsNobody) {
+  SmallPipe pipe;
+  LineWriter writer(pipe.write.get());
+  pipe.read = {};
+  writer.write("a\n");
+  EXPECT_TRUE(writer.flush(kPatience));
+  writer.write("b\n");
+  EXPECT_TRUE(writer.flush(kPatience));
+}
+
+TEST(LiveLineWriter, ItsEndWritesWhatWaits) {
+  SmallPipe pipe;
+  { LineWriter(pipe.write.get()).write("last\n"); }
+  pipe.write = {};
+  EXPECT_EQ(pipe.readUntil("nothing else"), "last\n");
+}
+
+TEST(LiveLineWriter, ALogShowsLinesFromItsLevelOn) {
+  SmallPipe pipe;
+  Log log;
+  log.addSink(logLines(std::make_shared<LineWriter>(pipe.write.get()), LogLevel::warning));
+  log.info("not shown");
+  log.warning("shown");
+  const std::string text = pipe.readUntil("shown");
+  EXPECT_EQ(text.substr(text.find(' ')), " warning shown\n");
+}
+
+}  // namespace
+}  // namespace sonmere
