@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 
 extern char** environ;
 
@@ -116,6 +117,12 @@ SessionProgram PrivateSession::launch(const std::vector<std::string>& command) c
   SessionProgram program(spawn(whole, log));
   close(log);
   return program;
+}
+
+std::string PrivateSession::programLog() const {
+  std::ostringstream text;
+  text << std::ifstream(file("programs.log")).rdbuf();
+  return text.str();
 }
 
 std::string PrivateSession::run(const std::vector<std::string>& command) const {

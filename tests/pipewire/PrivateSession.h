@@ -47,6 +47,8 @@ class PrivateSession {
   std::string file(const std::string& name) const { return folder_ / name; }
 
   SessionProgram launch(const std::vector<std::string>& command) const;
+  // What launched programs have printed.
+  std::string programLog() const;
   // Runs to the end; what it printed.
   std::string run(const std::vector<std::string>& command) const;
   // An action of the session's script: restart, kill, freeze, thaw.

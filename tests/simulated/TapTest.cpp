@@ -33,6 +33,49 @@ TEST(SimulatedTap, MutedTapSilencesOnlyItsProcessAndStillHearsIt) {
   EXPECT_GT(counterBreaks(ear->samplesFrom(before), 0), 4000u);
 }
 
+// An app that is expected stands still until a tap has it, or for so long; whoever plays already goes on.
+TEST(SimulatedTap, WhatIsExpectedIsHeardByItsTapFromTheFirstFrame) {
+  VirtualMachine machine;
+  machine.host().plug(speakers("A"));
+  SimulatedApp early = machine.host().launchApp(program("early"));
+  SimulatedApp held = machine.host().launchApp(program("held"));
+  SimulatedApp waiting = machine.host().launchApp(program("waiting"));
+  early.play(SampleSources::counter());
+  machine.run(0.1);
+  machine.hardware().expectCapture("first", {{"early", "held"}});
+  machine.hardware().expectCapture("second", {{"early", "held"}, true});
+  const auto ear = machine.host().hear("A");
+  held.play(SampleSources::noise(7, 0.5f));
+  machine.run(0.5);
+  EXPECT_EQ(counterBreaks(ear->samples(), 0), 0u) << "who played already plays on, alone";
+  EXPECT_TRUE(held.isPlaying());
+
+  TapProbe probe(machine.hardware(), {held.objectID()}, TapMute::muted);
+  ASSERT_EQ(probe.start(), noErr);
+  machine.run(0.5);
+  auto reference = SampleSources::noise(7, 0.5f);
+  std::vector<float> expected(probe.samples.size());
+  reference->render(expected.data(), std::uint32_t(expected.size() / 2));
+  EXPECT_GT(expected.size(), 40000u);
+  EXPECT_EQ(probe.samples, expected);
+  EXPECT_EQ(counterBreaks(ear->samples(), 0), 0u);
+
+  early.stop();
+  machine.run(0.1);
+  const std::uint64_t start = ear->frameCount();
+  waiting.play(SampleSources::counter());
+  machine.run(toSeconds(kLongestCaptureWait) - 0.1);
+  EXPECT_EQ(ear->samplesFrom(start), std::vector<float>(ear->samplesFrom(start).size(), 0.0f));
+  machine.run(0.2);
+  EXPECT_NE(ear->samples().back(), 0.0f) << "nobody has captured it";
+  // What is taken back ends the wait at once.
+  waiting.stop();
+  waiting.play(SampleSources::counter());
+  machine.hardware().expectCapture("second", {});
+  machine.run(0.1);
+  EXPECT_NE(ear->samples().back(), 0.0f);
+}
+
 TEST(SimulatedTap, SumsAFamilyAndLeavesTheSoundWhenUnmuted) {
   VirtualMachine machine;
   machine.host().plug(speakers("A"));

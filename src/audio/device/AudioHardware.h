@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "audio/device/AudioTypes.h"
+#include "audio/device/CaptureExpectation.h"
 #include "audio/device/HostClock.h"
 #include "audio/device/OutputUnit.h"
 #include "base/Queue.h"
@@ -72,6 +73,12 @@ class AudioHardware : public HostClock {
   virtual OSStatus destroyProcessTap(AudioObjectID tap) = 0;
   // May fail for some milliseconds after the creation.
   virtual Result<std::string> tapUID(AudioObjectID tap) = 0;
+
+  // What an engine will capture. An app that is expected and begins to play stands still, unheard and losing
+  // nothing, until a tap captures it, or for `kLongestCaptureWait`; so it is never heard as it was not set.
+  // Apps that play already are left as they are. Replaces what the same owner said before; an empty one takes
+  // it back. It holds across restarts of the server.
+  virtual void expectCapture(std::string_view owner, CaptureExpectation expectation) = 0;
 
   // Aggregates.
   virtual Result<AudioDeviceID> createAggregateDevice(const AggregateDescription& description) = 0;

@@ -10,10 +10,17 @@ namespace {
 const std::string kTarget = "target.object";
 // "Anywhere": the default device.
 constexpr const char* kNoTarget = "-1";
+
+// The PulseAudio service has told its client of the stream, which it does once it is linked to an ordinary
+// device. A stream that is moved to a hidden one before that is never told.
+bool isAnswered(const GraphNode& node) {
+  return node.property("client.api") != "pipewire-pulse" || !node.property("pulse.attr.tlength").empty();
+}
 }  // namespace
 
-AppMover::AppMover(GraphMirror& graph, const ProcessDirectory& processes, Log& log)
-    : graph_(graph), processes_(processes), log_(log) {}
+AppMover::AppMover(GraphMirror& graph, const ProcessDirectory& processes, const TapLinks& links,
+                   WaitingRoom& room, Log& log)
+    : graph_(graph), processes_(processes), links_(links), room_(room), log_(log) {}
 
 bool AppMover::isMovable(const GraphNode& stream) { return stream.property("node.dont-reconnect") != "true"; }
 
@@ -21,17 +28,29 @@ void AppMover::start(const PipeWireTap& tap, GlobalID sink, std::function<std::u
   const GraphNode* node = graph_.node(sink);
   if (!node) return;
   active_.push_back({tap, sink, node->serial, std::move(cycles)});
+  if (needChanged) needChanged();
   placeAll();
 }
 
 void AppMover::stop(AudioObjectID tap) {
   std::erase_if(active_, [&](const Active& active) { return active.tap.id == tap; });
   placeAll();
+  if (needChanged) needChanged();
+}
+
+void AppMover::expect(std::string_view owner, CaptureExpectation expectation) {
+  if (expectation.isEmpty())
+    expectations_.erase(std::string(owner));
+  else
+    expectations_.insert_or_assign(std::string(owner), std::move(expectation));
+  placeAll();
+  if (needChanged) needChanged();
 }
 
 void AppMover::reset() {
   active_.clear();
   claims_.clear();
+  settled_.clear();
   takenAway_.clear();
 }
 
@@ -64,23 +83,81 @@ const AppMover::Active* AppMover::find(AudioObjectID tap) const {
   return found == active_.end() ? nullptr : &*found;
 }
 
+bool AppMover::isExpected(const std::string& bundleID) const {
+  return std::ranges::any_of(expectations_, [&](const auto& entry) { return entry.second.covers(bundleID); });
+}
+
+// Of a stream that nothing has been heard of yet, and that no muted tap has.
+AppMover::Place AppMover::placeOfNew(const GraphNode& node) {
+  const auto hearing = links_.hearing(node);
+  if (hearing == TapLinks::Hearing::notYet) return {Place::room};
+  const auto bundleID = processes_.bundleIDOfStream(node);
+  if (hearing == TapLinks::Hearing::nobody && bundleID && isExpected(*bundleID)) return {Place::room};
+  const GraphClient* client = graph_.client(node.client);
+  const bool isKnown = node.isKnown && (!client || client->isKnown);
+  if (!isKnown) return {Place::unknown};
+  settle(node.id);
+  return {Place::home};
+}
+
+AppMover::Place AppMover::placeOf(const GraphNode& node) {
+  if (takenAway_.contains(node.id) || !isMovable(node) || node.isOwn()) return {Place::home};
+  const Active* active = wanted(node);
+  if (!settled_.contains(node.id)) {
+    const bool isAskable = room_.node() != nullptr;
+    if (!active && isAskable) return placeOfNew(node);
+    if (active && !isAnswered(node)) return {isAskable ? Place::room : Place::home};
+    if (node.isKnown) settle(node.id);
+  }
+  return active ? Place{Place::tap, active} : Place{};
+}
+
 void AppMover::place(const GraphNode& node) {
   if (!node.isPlaybackStream()) return;
-  const Active* active = wanted(node);
-  const auto claim = claims_.find(node.id);
-  if (!active) {
-    if (claim == claims_.end()) return;
-    claims_.erase(claim);
-    write(node.id, std::nullopt);
-    return;
-  }
-  if (claim != claims_.end() && claim->second.serial == active->serial) return;
-  claims_[node.id] = {active->tap.id, active->serial, std::nullopt};
-  write(node.id, active->serial);
+  const Place wish = placeOf(node);
+  if (wish.kind == Place::home) release(node.id);
+  if (wish.kind == Place::room) claim(node.id, kAudioObjectUnknown, room_.serial());
+  if (wish.kind == Place::tap) claim(node.id, wish.active->tap.id, wish.active->serial);
+}
+
+void AppMover::claim(GlobalID stream, AudioObjectID tap, std::string serial) {
+  const auto known = claims_.find(stream);
+  if (known != claims_.end() && known->second.serial == serial) return;
+  write(stream, serial);
+  claims_[stream] = {tap, std::move(serial), std::nullopt, 0};
+  updateOccupancy();
+}
+
+void AppMover::release(GlobalID stream) {
+  if (claims_.erase(stream) == 0) return;
+  write(stream, std::nullopt);
+  updateOccupancy();
+}
+
+void AppMover::settle(GlobalID stream) { settled_.insert(stream); }
+
+void AppMover::updateOccupancy() {
+  room_.setOccupied(std::ranges::any_of(claims_, [](const auto& entry) { return entry.second.waits(); }));
 }
 
 void AppMover::placeAll() {
   for (const auto& [id, node] : graph_.nodes()) place(node);
+}
+
+void AppMover::look() {
+  for (auto& [stream, claim] : claims_)
+    if (claim.waits() && ++claim.looks >= WaitingRoom::kLongestWait) settle(stream);
+  placeAll();
+}
+
+void AppMover::leaveRoom() {
+  std::vector<GlobalID> waiting;
+  for (const auto& [stream, claim] : claims_)
+    if (claim.waits()) waiting.push_back(stream);
+  for (const GlobalID stream : waiting) {
+    settle(stream);
+    release(stream);
+  }
 }
 
 void AppMover::write(GlobalID stream, const std::optional<std::string>& target) {
@@ -90,25 +167,32 @@ void AppMover::write(GlobalID stream, const std::optional<std::string>& target) 
 // The server gives the number to another stream later: nothing may be left under it.
 void AppMover::nodeRemoved(const GraphNode& node) {
   takenAway_.erase(node.id);
-  if (claims_.erase(node.id) > 0) write(node.id, std::nullopt);
+  settled_.erase(node.id);
+  release(node.id);
 }
 
 // A session with a memory may send a stranger into a tap because a program like it was there once.
 void AppMover::linkAdded(const GraphLink& link) {
-  const auto into = std::ranges::find(active_, link.inputNode, &Active::sink);
+  const GraphNode* const room = room_.node();
+  const bool isOwn = (room && room->id == link.inputNode) ||
+                     std::ranges::find(active_, link.inputNode, &Active::sink) != active_.end();
   const GraphNode* stream = graph_.node(link.outputNode);
-  if (into == active_.end() || !stream || !stream->isKnown || claims_.contains(stream->id)) return;
+  if (!isOwn || !stream || !stream->isKnown || claims_.contains(stream->id)) return;
   log_.warning(fmt::format("Sonmere: {} was sent into a tap that is not its own; putting it back",
                            stream->property("application.name")));
   write(stream->id, kNoTarget);
 }
 
 void AppMover::targetChanged(GlobalID stream, const std::optional<std::string>& value) {
-  const auto claim = claims_.find(stream);
-  if (claim == claims_.end() || value == claim->second.serial) return;
+  const auto known = claims_.find(stream);
+  if (value && *value == room_.serial()) return sentToRoom(stream);
+  if (known == claims_.end() || value == known->second.serial) return;
+  Claim& claim = known->second;
   if (!value) {
-    const Active* active = find(claim->second.tap);
-    if (active) claim->second.letGoAt = active->cycles();
+    // Who waited has been let go by another process, because this one did not answer.
+    if (claim.waits()) return settle(stream);
+    const Active* active = find(claim.tap);
+    if (active) claim.letGoAt = active->cycles();
     return;
   }
   // An echo of an earlier move of this program.
@@ -117,8 +201,22 @@ void AppMover::targetChanged(GlobalID stream, const std::optional<std::string>& 
   log_.info(
       fmt::format("Sonmere: {} was moved to another device by the user or another program; letting it go",
                   node ? node->property("application.name") : "an app"));
-  claims_.erase(claim);
+  claims_.erase(known);
   takenAway_.insert(stream);
+  updateOccupancy();
+}
+
+// The session manager's script asks, or it is an echo: what was decided meanwhile is said again.
+void AppMover::sentToRoom(GlobalID stream) {
+  const auto known = claims_.find(stream);
+  const GraphNode* node = graph_.node(stream);
+  if (known != claims_.end()) {
+    if (!known->second.waits()) write(stream, known->second.serial);
+    return;
+  }
+  claims_[stream] = {kAudioObjectUnknown, room_.serial(), std::nullopt, 0};
+  updateOccupancy();
+  if (node) place(*node);
 }
 
 void AppMover::tableCameBack() {

@@ -5,28 +5,44 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <string>
 #include <vector>
 
+#include "audio/device/CaptureExpectation.h"
 #include "base/Log.h"
 #include "platform/pipewire/GraphMirror.h"
 #include "platform/pipewire/PipeWireTap.h"
 #include "platform/pipewire/ProcessDirectory.h"
+#include "platform/pipewire/TapLinks.h"
+#include "platform/pipewire/WaitingRoom.h"
 
 namespace sonmere {
 
 // Moves programs into the hidden devices of muted taps, and back. A move is a wish in the session's table
 // ("target.object" of the stream), never an edit of links: when this program dies, its device goes and the
-// session puts the streams back on their own output. Guarded by the loop's lock.
+// session puts the streams back on their own output. New streams of programs that are to be captured stand
+// in the waiting room until their tap is there. Guarded by the loop's lock.
 class AppMover {
  public:
-  AppMover(GraphMirror& graph, const ProcessDirectory& processes, Log& log);
+  AppMover(GraphMirror& graph, const ProcessDirectory& processes, const TapLinks& links, WaitingRoom& room,
+           Log& log);
+
+  // Told when the room is needed or needed no longer.
+  std::function<void()> needChanged;
+  bool needsRoom() const { return !active_.empty() || !expectations_.empty(); }
+  // The room has been announced, or is about to go.
+  void roomCame() { placeAll(); }
+  void leaveRoom();
+  // Streams that wait are placed anew; they don't wait for ever.
+  void look();
 
   // Streams that the tap covers play into that node from now on, those to come as well, before they reach any
   // other device. `cycles` counts the cycles that the tap's callback has completed.
   void start(const PipeWireTap& tap, GlobalID sink, std::function<std::uint64_t()> cycles);
   // They go back to where they were.
   void stop(AudioObjectID tap);
-  // The server has gone.
+  void expect(std::string_view owner, CaptureExpectation expectation);
+  // The server has gone; what is expected stays.
   void reset();
 
   void nodeChanged(const GraphNode& node) { place(node); }
@@ -50,24 +66,45 @@ class AppMover {
     std::function<std::uint64_t()> cycles;
   };
   struct Claim {
-    AudioObjectID tap = kAudioObjectUnknown;
+    AudioObjectID tap = kAudioObjectUnknown;  // unknown: it waits
     std::string serial;
     // Set while another process has let the stream go: the tap's cycles at that time.
     std::optional<std::uint64_t> letGoAt;
+    int looks = 0;  // while it waits
+
+    bool waits() const { return tap == kAudioObjectUnknown; }
   };
+  // Where a stream should be at present.
+  struct Place {
+    enum Kind { home, room, tap, unknown } kind = home;
+    const Active* active = nullptr;
+  };
+  Place placeOf(const GraphNode& node);
+  Place placeOfNew(const GraphNode& node);
+  bool isExpected(const std::string& bundleID) const;
   const Active* wanted(const GraphNode& node) const;
   void place(const GraphNode& node);
   void placeAll();
+  void claim(GlobalID stream, AudioObjectID tap, std::string serial);
+  void release(GlobalID stream);
+  void settle(GlobalID stream);
   void write(GlobalID stream, const std::optional<std::string>& target);
   const Active* find(AudioObjectID tap) const;
   const PipeWireProcess* judgedAs(const GraphNode& node) const;
   bool isCovered(const PipeWireProcess& process) const;
+  void sentToRoom(GlobalID stream);
+  void updateOccupancy();
 
   GraphMirror& graph_;
   const ProcessDirectory& processes_;
+  const TapLinks& links_;
+  WaitingRoom& room_;
   Log& log_;
   std::vector<Active> active_;  // the last that covers a stream has it
+  std::map<std::string, CaptureExpectation, std::less<>> expectations_;
   std::map<GlobalID, Claim> claims_;
+  // Streams that wait no more, whatever is expected: what they play has been heard.
+  std::set<GlobalID> settled_;
   // Streams that the user or another program has put elsewhere; they are left alone.
   std::set<GlobalID> takenAway_;
 };

@@ -46,15 +46,24 @@ spa_audio_info_raw formatOf(const CycleStreamPlan& plan) {
 }
 
 pw_properties* propertiesOf(const CycleStreamPlan& plan) {
-  pw_properties* properties = pw_properties_new(PW_KEY_NODE_NAME, plan.name.c_str(), PW_KEY_NODE_DESCRIPTION,
-                                                plan.description.c_str(), PW_KEY_MEDIA_TYPE, "Audio",
-                                                PW_KEY_NODE_GROUP, plan.group.c_str(), "state.restore-props",
-                                                "false", "state.restore-target", "false", nullptr);
+  pw_properties* properties = pw_properties_new(
+      PW_KEY_NODE_NAME, plan.name.c_str(), PW_KEY_NODE_DESCRIPTION, plan.description.c_str(),
+      PW_KEY_MEDIA_TYPE, "Audio", "state.restore-props", "false", "state.restore-target", "false",
+      GraphNode::kPartProperty, plan.name.c_str(), nullptr);
+  if (!plan.group.empty()) pw_properties_set(properties, PW_KEY_NODE_GROUP, plan.group.c_str());
   switch (plan.kind) {
     case Kind::sink:
       pw_properties_set(properties, PW_KEY_MEDIA_CLASS, "Audio/Sink/Internal");
       // Session managers that suspend idle devices may die of one that has gone before its time.
       pw_properties_set(properties, "session.suspend-timeout-seconds", "0");
+      break;
+    case Kind::waiting:
+      pw_properties_set(properties, PW_KEY_MEDIA_CLASS, "Audio/Sink");
+      pw_properties_set(properties, "session.suspend-timeout-seconds", "0");
+      // Nobody's default, nobody's clock, and no reason for the session to go without a device of its own.
+      pw_properties_set(properties, PW_KEY_PRIORITY_SESSION, "-1000");
+      pw_properties_set(properties, PW_KEY_PRIORITY_DRIVER, "0");
+      pw_properties_set(properties, "wireplumber.is-fallback", "true");
       break;
     case Kind::listener:
       pw_properties_set(properties, PW_KEY_MEDIA_CATEGORY, "Capture");
@@ -79,6 +88,7 @@ pw_properties* propertiesOf(const CycleStreamPlan& plan) {
 
 std::uint32_t flagsOf(Kind kind) {
   const std::uint32_t flags = PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS;
+  if (kind == Kind::waiting) return flags | PW_STREAM_FLAG_DRIVER;
   const bool isForADevice = kind == Kind::capture || kind == Kind::playback;
   return isForADevice ? flags | PW_STREAM_FLAG_AUTOCONNECT : flags;
 }
@@ -120,10 +130,9 @@ CycleStream::~CycleStream() {
   disconnect();
 }
 
-OSStatus CycleStream::connect(pw_core* core, Duration timeout) {
-  if (!core) return kAudioHardwareNotRunningError;
+bool CycleStream::begin(pw_core* core) {
   pw_stream* handle = pw_stream_new(core, plan_.name.c_str(), propertiesOf(plan_));
-  if (!handle) return kAudioHardwareUnspecifiedError;
+  if (!handle) return false;
   hooks_ = std::make_unique<Hooks>(this, handle);
   pw_stream_add_listener(handle, &hooks_->listener, &Hooks::events(), hooks_.get());
 
@@ -135,10 +144,14 @@ OSStatus CycleStream::connect(pw_core* core, Duration timeout) {
   const spa_pod* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &format)};
   const pw_direction direction = takes(plan_.kind) ? PW_DIRECTION_INPUT : PW_DIRECTION_OUTPUT;
   if (pw_stream_connect(handle, direction, PW_ID_ANY, pw_stream_flags(flagsOf(plan_.kind)), parameters, 1) <
-      0) {
+      0)
     hooks_.reset();
-    return kAudioHardwareUnspecifiedError;
-  }
+  return hooks_ != nullptr;
+}
+
+OSStatus CycleStream::connect(pw_core* core, Duration timeout) {
+  if (!core) return kAudioHardwareNotRunningError;
+  if (!begin(core)) return kAudioHardwareUnspecifiedError;
   const auto state = [&] {
     return hooks_ ? pw_stream_get_state(hooks_->handle, nullptr) : PW_STREAM_STATE_ERROR;
   };

@@ -24,6 +24,7 @@ struct CycleStreamPlan {
     capture,   // takes what a device's input side gives
     playback,  // gives to a device's output side
     sink,      // a hidden device that programs can be moved to
+    waiting,   // a device that drives what is linked to it, and makes no cycle by itself
     listener   // takes what is linked to it by hand
   };
   Kind kind = Kind::playback;
@@ -56,6 +57,8 @@ class CycleStream {
 
   // Waits until the server has made the stream's node, or says why not. The caller holds the lock once.
   OSStatus connect(pw_core* core, Duration timeout);
+  // The same without waiting; false: the server can't even be asked. Lock held.
+  bool begin(pw_core* core);
   // Whether the server has taken the stream down. Lock held.
   bool hasGone() const;
   // Lock held.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <list>
 #include <memory>
-#include <vector>
 
 #include "platform/pipewire/CycleStream.h"
 #include "platform/pipewire/GraphMirror.h"
@@ -50,7 +50,7 @@ class DepartingStreams {
   PipeWireLoop& loop_;
   GraphMirror& graph_;
   spa_source* timer_ = nullptr;
-  std::vector<Departing> streams_;
+  std::list<Departing> streams_;  // stays in place: letting apps go may end further streams
 };
 
 }  // namespace sonmere

@@ -42,7 +42,9 @@ void DeviceDirectory::nodeChanged(const GraphNode& node) {
   // What a device consists of is certain only once all is known of it.
   if (!node.isKnown) return;
   // Hidden devices are known only where this program has announced them.
-  if (side == Side::none || node.name().empty() || (isInternal(node) && !deviceNamed(node.name()))) return;
+  if (side == Side::none || node.name().empty() ||
+      ((isInternal(node) || node.isOwn()) && !deviceNamed(node.name())))
+    return;
   PipeWireDevice& device = entry(std::string(node.name()));
   std::optional<GlobalID>& slot = side == Side::sink ? device.sink : device.source;
   if (slot != node.id) {

@@ -18,6 +18,9 @@ enum class NodeState { error, creating, suspended, idle, running };
 
 // Anything that makes or takes sound: a device's side, a program's stream.
 struct GraphNode {
+  // Set on all nodes of this program; the session manager's script knows them by it.
+  static constexpr const char* kPartProperty = "sonmere.part";
+
   GlobalID id = 0;
   GlobalID client = 0;  // 0: the server's own
   std::string serial;
@@ -33,6 +36,8 @@ struct GraphNode {
   std::string_view mediaClass() const { return property("media.class"); }
   std::string_view name() const { return property("node.name"); }
   bool isDevice() const { return mediaClass().starts_with("Audio/"); }
+  // Made by this program, or another instance of it, for itself.
+  bool isOwn() const { return !property(kPartProperty).empty(); }
   bool isPlaybackStream() const { return mediaClass() == "Stream/Output/Audio"; }
 };
 

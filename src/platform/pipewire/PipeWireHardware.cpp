@@ -289,6 +289,11 @@ Result<std::string> PipeWireHardware::tapUID(AudioObjectID tap) {
   return found->second.uid;
 }
 
+void PipeWireHardware::expectCapture(std::string_view owner, CaptureExpectation expectation) {
+  const Lock lock(server_.loop());
+  server_.mover().expect(owner, std::move(expectation));
+}
+
 // Aggregates.
 
 Result<AudioDeviceID> PipeWireHardware::createAggregateDevice(const AggregateDescription& description) {

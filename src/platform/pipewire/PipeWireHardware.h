@@ -59,6 +59,10 @@ class PipeWireHardware final : public AudioHardware {
   OSStatus destroyProcessTap(AudioObjectID tap) override;
   Result<std::string> tapUID(AudioObjectID tap) override;
 
+  // In the waiting room; without the session manager's script an app is heard for a moment where the session
+  // is quicker than this program.
+  void expectCapture(std::string_view owner, CaptureExpectation expectation) override;
+
   Result<AudioDeviceID> createAggregateDevice(const AggregateDescription& description) override;
   OSStatus destroyAggregateDevice(AudioDeviceID aggregate) override;
 

@@ -48,11 +48,12 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
       graph_(*this),
       devices_(graph_, [this] { return newID(); }),
       processes_(graph_, applications.entries(), [this] { return newID(); }),
-      mover_(graph_, processes_, log),
+      mover_(graph_, processes_, links_, room_, log),
       links_(graph_, processes_),
       narrowOutputs_(graph_, devices_, processes_, [this] { return defaultName(DefaultDevice::output); }),
       guard_(loop_, options, log),
       departing_(loop_, graph_),
+      room_(loop_, graph_, departing_),
       watch_(loop_, connection_, log, [this] { return runtime_.uptime(); }),
       connection_(loop_, options.remote) {
   const PipeWireLoop::Lock lock(loop_);
@@ -91,6 +92,14 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
     return false;
   };
   watch_.tick = [this] { return mover_.reclaim(); };
+  mover_.needChanged = [this] { updateRoom(); };
+  room_.look = [this] {
+    guard_.beat();
+    mover_.look();
+  };
+  room_.occupancyChanged = [this](std::uint32_t serial, bool isOccupied) {
+    isOccupied ? guard_.add(serial) : guard_.remove(serial);
+  };
   connection_.connected = [this](pw_core* core) { connected(core); };
   connection_.ready = [this] { ready(); };
   connection_.lost = [this] { lost(); };
@@ -103,6 +112,9 @@ PipeWireServer::~PipeWireServer() {
     graph_.settings().set(0, "clock.force-rate", "0");
   isEnding_ = true;
   departing_.releaseAll();
+  mover_.leaveRoom();
+  loop_.waitUntil([&] { return !room_.isLinked() || !isReady(); }, kAnswerTimeout);
+  room_.close();
   // What was said last is on its way only once the server has answered.
   bool hasAnswered = !isReady();
   connection_.ping([&] {
@@ -120,6 +132,24 @@ bool PipeWireServer::waitUntilReady(Duration timeout) {
 void PipeWireServer::connected(pw_core* core) {
   links_.setCore(core);
   graph_.attach(core);
+  updateRoom();
+}
+
+void PipeWireServer::updateRoom() {
+  if (mover_.needsRoom()) return room_.open(core(), uniqueName("waiting"));
+  mover_.leaveRoom();
+  room_.closeSoon();
+}
+
+// Nobody is to choose the waiting room as the output of all programs.
+void PipeWireServer::protectDefault() {
+  const std::string name = defaultName(DefaultDevice::output);
+  const GraphNode* room = room_.node();
+  if (!room || name != room->name())
+    lastDefault_ = name;
+  else if (!lastDefault_.empty())
+    graph_.defaults().set(0, "default.configured.audio.sink", nlohmann::json{{"name", lastDefault_}}.dump(),
+                          "Spa:String:JSON");
 }
 
 void PipeWireServer::ready() {
@@ -140,6 +170,7 @@ void PipeWireServer::lost() {
   }
   for (ServerDependent* dependent : dependents_) dependent->serverLost();
   departing_.forget();
+  room_.forget();
   guard_.clear();
   watch_.reset();
   links_.reset();
@@ -157,6 +188,7 @@ void PipeWireServer::defaultsChanged(GlobalID subject, const std::string& key,
     watch_.update();
   }
   if (subject == 0 && key == "default.audio.sink") {
+    protectDefault();
     notify(AudioProperty::defaultOutput);
     notify(AudioProperty::defaultSystemOutput);
     if (outputsChanged) outputsChanged();
@@ -178,6 +210,7 @@ void PipeWireServer::nodeChanged(const GraphNode& node) {
   mover_.nodeChanged(node);
   processes_.nodeChanged(node);
   links_.nodeChanged(node);
+  if (&node == room_.node()) mover_.roomCame();
   loop_.wake();
 }
 

@@ -21,6 +21,7 @@
 #include "platform/pipewire/ServerWatch.h"
 #include "platform/pipewire/TapGuard.h"
 #include "platform/pipewire/TapLinks.h"
+#include "platform/pipewire/WaitingRoom.h"
 
 namespace sonmere {
 
@@ -95,6 +96,8 @@ class PipeWireServer final : private GraphObserver {
   void notify(AudioProperty property) { listeners_.notify(kAudioObjectSystemObject, property); }
   void defaultsChanged(GlobalID subject, const std::string& key, const std::optional<std::string>& value);
   void settingsChanged(const std::string& key);
+  void protectDefault();
+  void updateRoom();
 
   void nodeChanged(const GraphNode& node) override;
   void nodeRemoved(const GraphNode& node) override;
@@ -126,6 +129,8 @@ class PipeWireServer final : private GraphObserver {
   std::optional<std::string> forcedRate_;
   TapGuard guard_;
   DepartingStreams departing_;
+  WaitingRoom room_;
+  std::string lastDefault_;
   ServerWatch watch_;  // outlives the connection, whose end it is told
   ServerConnection connection_;
 };

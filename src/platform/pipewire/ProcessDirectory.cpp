@@ -48,14 +48,19 @@ const PipeWireProcess* ProcessDirectory::processOfStream(const GraphNode& node) 
   return place ? find(*place) : nullptr;
 }
 
-const PipeWireProcess* ProcessDirectory::relativeOfStream(const GraphNode& node) const {
+std::optional<std::string> ProcessDirectory::bundleIDOfStream(const GraphNode& node) const {
   const auto place = placeOf(node);
+  if (!place) return std::nullopt;
+  if (const PipeWireProcess* process = find(*place)) return process->identity.bundleID;
   const GraphClient* client = graph_.client(node.client);
-  if (!place || !client || !client->isKnown) return nullptr;
-  const AppIdentity identity =
-      identifyApp(node.properties, client->properties, readProcessFacts(place->pid), entries_);
+  if (!client || !client->isKnown) return std::nullopt;
+  return identifyApp(node.properties, client->properties, readProcessFacts(place->pid), entries_).bundleID;
+}
+
+const PipeWireProcess* ProcessDirectory::relativeOfStream(const GraphNode& node) const {
+  const auto bundleID = bundleIDOfStream(node);
   for (const auto& [id, process] : processes_)
-    if (process.identity.bundleID == identity.bundleID) return &process;
+    if (process.identity.bundleID == bundleID) return &process;
   return nullptr;
 }
 

@@ -50,6 +50,8 @@ class ProcessDirectory {
   const std::map<AudioObjectID, PipeWireProcess>& all() const { return processes_; }
   // The process object that a stream belongs to; also of a stream of which little is known yet.
   const PipeWireProcess* processOfStream(const GraphNode& node) const;
+  // Whose a stream is, known or new; nothing while too little has been told, and for what is no program's.
+  std::optional<std::string> bundleIDOfStream(const GraphNode& node) const;
   // Another known process of the same app, for a stream whose own process is new. Null when there is none.
   const PipeWireProcess* relativeOfStream(const GraphNode& node) const;
 

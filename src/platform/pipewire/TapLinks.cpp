@@ -88,6 +88,27 @@ void TapLinks::makeLink(const Key& key, GlobalID stream) {
   if (proxy) links_[key] = std::make_unique<Link>(proxy, stream);
 }
 
+bool TapLinks::hears(const Active& active, GlobalID stream) const {
+  bool isLinked = false;
+  for (const auto& [id, link] : graph_.links()) {
+    if (link.outputNode != stream || link.inputNode != active.listener) continue;
+    if (!link.isActive) return false;
+    isLinked = true;
+  }
+  return isLinked;
+}
+
+TapLinks::Hearing TapLinks::hearing(const GraphNode& stream) const {
+  const PipeWireProcess* process = processes_.processOfStream(stream);
+  Hearing hearing = Hearing::nobody;
+  for (const Active& active : active_) {
+    if (!process || !active.tap.covers(process->id)) continue;
+    if (!hears(active, stream.id)) return Hearing::notYet;
+    hearing = Hearing::heard;
+  }
+  return hearing;
+}
+
 void TapLinks::portAdded(const GraphPort& port) {
   for (const Active& active : active_) {
     if (port.node == active.listener)

@@ -31,6 +31,10 @@ class TapLinks {
   void portRemoved(const GraphPort& port);
   void nodeChanged(const GraphNode& node);
 
+  // Whether taps listen to a program's stream, and whether all of them hear it already.
+  enum class Hearing { nobody, notYet, heard };
+  Hearing hearing(const GraphNode& stream) const;
+
  private:
   struct Link;
   struct Active {
@@ -42,6 +46,7 @@ class TapLinks {
   void connectAll(const Active& active);
   std::set<Key> wantedLinks(const Active& active, const GraphNode& stream) const;
   void makeLink(const Key& key, GlobalID stream);
+  bool hears(const Active& active, GlobalID stream) const;
 
   const GraphMirror& graph_;
   const ProcessDirectory& processes_;

@@ -49,7 +49,8 @@ void PlanBuilder::addPlayback(SimulatedEndpoint& endpoint, Plan& plan) {
 std::vector<PlanBuilder::Voice> PlanBuilder::addVoices(SimulatedEndpoint& endpoint, Plan& plan) {
   std::vector<Voice> voices;
   for (const auto& [pid, process] : graph_.processes) {
-    if (process->isOwn || !process->isPlaying || process->device != endpoint.id) continue;
+    if (process->isOwn || !process->isPlaying || process->standsStill || process->device != endpoint.id)
+      continue;
     float* block = plan.newBlock(std::size_t(2) * plan.frames);
     process->voice->setSampleRate(plan.sampleRate);
     plan.steps.push_back([voice = process->voice, block, frames = plan.frames](const AudioTimeStamp&) {

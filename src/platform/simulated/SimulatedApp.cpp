@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/simulated/SimulatedApplications.h"
 #include "platform/simulated/SimulatedWorld.h"
@@ -25,6 +26,20 @@ std::function<void()> endHandler(SimulatedWorld& world, ProcessID pid, std::uint
       });
     });
   };
+}
+
+// What nobody has captured by now plays after all.
+void endWaitLater(SimulatedWorld& world, ProcessID pid, std::uint64_t generation) {
+  world.runtime().mainQueue().postAfter(
+      kLongestCaptureWait, [weak = world.weak_from_this(), pid, generation] {
+        const auto alive = weak.lock();
+        if (!alive) return;
+        alive->locked([&] {
+          const auto found = alive->graph().processes.find(pid);
+          if (found == alive->graph().processes.end() || found->second->playGeneration != generation) return;
+          if (found->second->standsStill) alive->change([&] { found->second->standsStill = false; });
+        });
+      });
 }
 
 }  // namespace
@@ -56,7 +71,9 @@ void SimulatedApp::play(std::unique_ptr<SampleSource> source) {
   edit("plays", [&](SimulatedProcess& process) {
     const std::uint64_t generation = ++process.playGeneration;
     process.voice = std::make_shared<AppVoice>(std::move(source), endHandler(*world_, pid_, generation));
-    process.isPlaying = true;
+    const bool isNew = !std::exchange(process.isPlaying, true);
+    process.standsStill = process.standsStill || (isNew && world_->graph().isExpected(process));
+    if (process.standsStill) endWaitLater(*world_, pid_, generation);
     if (process.id == kAudioObjectUnknown) process.id = world_->newObjectID();
   });
 }

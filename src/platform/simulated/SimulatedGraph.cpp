@@ -84,6 +84,22 @@ bool SimulatedGraph::isTapAggregateActive(const SimulatedAggregate& aggregate) c
   return aggregate.hasTaps() && hasInputClients(aggregate.id);
 }
 
+bool SimulatedGraph::isExpected(const SimulatedProcess& process) const {
+  return !process.isOwn && std::ranges::any_of(expectations, [&](const auto& entry) {
+    return entry.second.covers(process.description.bundleID);
+  });
+}
+
+bool SimulatedGraph::isCaptured(const SimulatedProcess& process) const {
+  return std::ranges::any_of(aggregates, [&](const auto& entry) {
+    if (!isTapAggregateActive(*entry.second)) return false;
+    return std::ranges::any_of(entry.second->description.tapUIDs, [&](const std::string& uid) {
+      const SimulatedTap* tap = tapForUID(uid);
+      return tap && covers(*tap, process);
+    });
+  });
+}
+
 void SimulatedGraph::resolve() {
   for (auto& [id, aggregate] : aggregates)
     if (aggregate->hasMembers()) resolveMembers(*aggregate);
@@ -144,6 +160,7 @@ void SimulatedGraph::resolveProcesses() {
     // An app whose chosen device has gone plays on the default.
     if (!chosen) chosen = endpoint(defaultFor(DefaultDevice::output));
     process->device = chosen ? chosen->id : kAudioObjectUnknown;
+    if (!isExpected(*process) || isCaptured(*process)) process->standsStill = false;
   }
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "audio/device/CaptureExpectation.h"
 #include "audio/device/Permissions.h"
 #include "platform/simulated/CaptureFeed.h"
 #include "platform/simulated/DeviceRecorder.h"
@@ -32,6 +33,7 @@ struct SimulatedGraph {
   std::array<AudioDeviceID, 3> defaults{};  // by DefaultDevice
   std::vector<std::string> plugOrder;       // UIDs of devices
   std::array<PermissionStatus, 2> permissions{};
+  std::map<std::string, CaptureExpectation> expectations;  // by owner
   // The driver's devices are listed, but no UID leads to them yet.
   bool translationLags = false;
 
@@ -51,6 +53,10 @@ struct SimulatedGraph {
   bool covers(const SimulatedTap& tap, const SimulatedProcess& process) const {
     return process.id != kAudioObjectUnknown && tap.covers(process.id);
   }
+  // Whether some engine has said that it will capture this app.
+  bool isExpected(const SimulatedProcess& process) const;
+  // Whether a tap that somebody takes sound from covers it.
+  bool isCaptured(const SimulatedProcess& process) const;
   const SimulatedTap* tapForUID(std::string_view uid) const;
   // Not heard on its device because of a muted tap.
   bool isSilenced(const SimulatedProcess& process) const;

@@ -240,6 +240,13 @@ Result<std::string> SimulatedHardware::tapUID(AudioObjectID tap) {
   });
 }
 
+void SimulatedHardware::expectCapture(std::string_view owner, CaptureExpectation expectation) {
+  world_->locked([&] {
+    world_->change(
+        [&] { world_->graph().expectations.insert_or_assign(std::string(owner), std::move(expectation)); });
+  });
+}
+
 Result<AudioDeviceID> SimulatedHardware::createAggregateDevice(const AggregateDescription& description) {
   return world_->call<AudioDeviceID>(Operation::createAggregateDevice, kAudioObjectUnknown,
                                      [&] { return GraphEdits(*world_).createAggregateDevice(description); });

@@ -46,6 +46,7 @@ class SimulatedHardware final : public AudioHardware {
   Result<AudioObjectID> createProcessTap(const TapDescription& description) override;
   OSStatus destroyProcessTap(AudioObjectID tap) override;
   Result<std::string> tapUID(AudioObjectID tap) override;
+  void expectCapture(std::string_view owner, CaptureExpectation expectation) override;
   Result<AudioDeviceID> createAggregateDevice(const AggregateDescription& description) override;
   OSStatus destroyAggregateDevice(AudioDeviceID aggregate) override;
 

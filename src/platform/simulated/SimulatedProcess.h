@@ -34,6 +34,7 @@ struct SimulatedProcess {
   std::optional<std::string> deviceUID;    // nothing: follows the default output
   AudioDeviceID device = kAudioObjectUnknown;
   bool isPlaying = false;
+  bool standsStill = false;  // plays, but is expected to be captured, and no tap has it yet
   std::uint64_t playGeneration = 0;
   std::shared_ptr<AppVoice> voice;
   bool isRunningOutput = false;
