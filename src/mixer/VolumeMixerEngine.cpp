@@ -51,6 +51,7 @@ VolumeMixerEngine::~VolumeMixerEngine() {
   flushPendingSaves();
   outputRebuild_.cancel();
   wakeRebuildTask_.cancel();
+  expect({});
   taps_.tearDownAll();
   output_.refreshSnapshot();
 }
@@ -111,6 +112,7 @@ void VolumeMixerEngine::switchOff() {
 }
 
 void VolumeMixerEngine::releaseApps() {
+  expect({});
   taps_.tearDownAll();
   output_.refreshSnapshot();
   publishHeard();
@@ -141,6 +143,7 @@ void VolumeMixerEngine::syncOnce() {
   const auto tapEngine = appTapEngine_.lock();
   // Without an output a tap would only silence its app.
   if (!*isEnabled || !output_.isRunning() || !tapEngine) return;
+  expect(appsToCome(*tapEngine));
   std::set<std::string> seen;
   const std::vector<TappedAppInfo> rows = *tapEngine->availableApps;
   for (const TappedAppInfo& row : rows) {
@@ -154,6 +157,25 @@ void VolumeMixerEngine::syncOnce() {
   for (const std::string& bundleID : gone) taps_.tearDown(bundleID);
   output_.refreshSnapshot();
   publishHeard();
+}
+
+// All but those that will get no tap.
+CaptureExpectation VolumeMixerEngine::appsToCome(const AppTapEngine& tapEngine) const {
+  CaptureExpectation apps{.bundleIDs = {}, .exclusive = true};
+  const RowSets& rows = tapEngine.rowSets();
+  for (const auto& bundleIDs : {rows.hiddenBundleIDs(), rows.removedBundleIDs(), *directBundleIDs})
+    apps.bundleIDs.insert(bundleIDs.begin(), bundleIDs.end());
+  apps.bundleIDs.insert(FamilyRules::hiddenSystemBundleIDs().begin(),
+                        FamilyRules::hiddenSystemBundleIDs().end());
+  apps.bundleIDs.insert(MixerRows::kSiriFamily.begin(), MixerRows::kSiriFamily.end());
+  apps.bundleIDs.insert(context_.platform.applications().ownBundleID());
+  return apps;
+}
+
+void VolumeMixerEngine::expect(CaptureExpectation apps) {
+  if (apps == expected_) return;
+  context_.platform.hardware().expectCapture("mixer", apps);
+  expected_ = std::move(apps);
 }
 
 bool VolumeMixerEngine::mustLeaveAlone(const AppTapEngine& tapEngine, const std::string& bundleID) const {

@@ -104,6 +104,8 @@ class VolumeMixerEngine final : public LatencySource {
   void switchOff();
   void releaseApps();
   void publishHeard();
+  CaptureExpectation appsToCome(const AppTapEngine& tapEngine) const;
+  void expect(CaptureExpectation apps);
 
   void syncOnce();
   void syncRow(AppTapEngine& tapEngine, const TappedAppInfo& row);
@@ -133,6 +135,7 @@ class VolumeMixerEngine final : public LatencySource {
   VolumeMixerTaps taps_;
   VolumeMixerOutput output_;
   std::weak_ptr<AppTapEngine> appTapEngine_;
+  CaptureExpectation expected_;  // what the server has been told last
   bool isSyncing_ = false;
   bool mustSyncAgain_ = false;
 

@@ -59,6 +59,7 @@ AppTapEngine::~AppTapEngine() {
   taps_.tapsDidChange = nullptr;
   core_.render->engineAlive = false;
   outputs_.close();
+  core_.hardware().expectCapture("routing", {});
   while (!core_.activeTaps.empty()) taps_.stopTap(std::string(core_.activeTaps.begin()->first));
   if (core_.teardown.drain(kTeardownWait)) return;
   context_.log.error("Sonmere: an output unit would not stop; what it may hold is kept");
@@ -66,6 +67,7 @@ AppTapEngine::~AppTapEngine() {
 }
 
 void AppTapEngine::start() {
+  expectRoutes();
   discovery_.installListeners();
   refreshApps();
 }
@@ -253,6 +255,15 @@ void AppTapEngine::revertRoute(const std::string& bundleID, ProcessID pid) {
   publishRows();
 }
 
+// Apps that are to be routed are heard by their taps from their first frame on.
+void AppTapEngine::expectRoutes() {
+  CaptureExpectation routes;
+  if (state_.isGlobalEnabled())
+    for (const std::string& bundleID : state_.intended())
+      if (!rowSets_.removedBundleIDs().contains(bundleID)) routes.bundleIDs.insert(bundleID);
+  core_.hardware().expectCapture("routing", std::move(routes));
+}
+
 bool AppTapEngine::setRouted(const std::string& bundleID, bool routed) {
   if (!findRow(bundleID)) return false;
   state_.setIntended(bundleID, routed);
@@ -430,6 +441,7 @@ void AppTapEngine::saveState() {
   volumeSaveDebounce_.cancel();
   for (const TappedAppInfo& row : *availableApps) state_.note(row);
   state_.save();
+  expectRoutes();
 }
 
 void AppTapEngine::saveVolumeSoon() {

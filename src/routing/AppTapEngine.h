@@ -112,6 +112,7 @@ class AppTapEngine final : public LatencySource {
   std::vector<TappedAppInfo> mergeRows(const std::vector<PendingAppFamily>& families);
   void readRows();
   void publishRows();
+  void expectRoutes();
   // A tap could not be made: the row shows it, the intent stays.
   void revertRoute(const std::string& bundleID, ProcessID pid);
   void applyVolumes(const TappedAppInfo& row);
