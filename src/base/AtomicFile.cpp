@@ -165,11 +165,11 @@ Outcome<std::string> readWholeFile(const fs::path& path) {
   }
 }
 
-Outcome<void> createFolders(const fs::path& path) {
+Outcome<void> createFolders(const fs::path& path, mode_t mode) {
   fs::path built;
   for (const fs::path& part : path) {
     built /= part;
-    if (part.empty() || mkdir(built.c_str(), 0700) == 0) continue;
+    if (part.empty() || mkdir(built.c_str(), mode) == 0) continue;
     const int reason = errno;
     std::error_code ignored;
     if (fs::is_directory(built, ignored)) continue;

@@ -22,8 +22,9 @@ Outcome<void> writeFileAtomically(const std::filesystem::path& path, std::string
 // The whole content of an ordinary file. Anything else there (a folder, a pipe) is an error.
 Outcome<std::string> readWholeFile(const std::filesystem::path& path);
 
-// Makes the folder and its missing parents, each private (0700). What exists stays as it is.
-Outcome<void> createFolders(const std::filesystem::path& path);
+// Makes the folder and its missing parents, private unless told otherwise; the umask is taken from the mode.
+// What exists stays as it is.
+Outcome<void> createFolders(const std::filesystem::path& path, mode_t mode = 0700);
 
 // Removes what writers of the file `name` that died in the middle left in the folder. Writers that live, in
 // this process or another, are left alone. Never fails.

@@ -11,20 +11,16 @@
 #include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
+#include "cli/TrackEdit.h"
 #include "cli/UserSettings.h"
-#include "editor/export/LoudnessGain.h"
 #include "editor/export/LoudnessMeter.h"
-#include "editor/export/PeakMeter.h"
 #include "editor/export/SessionExporter.h"
 #include "editor/export/SourceBitDepth.h"
 #include "editor/track/TrackReader.h"
-#include "editor/track/TrimEdit.h"
 
 namespace sonmere {
 
 namespace {
-
-constexpr double kQuietestLUFS = -70, kLoudestLUFS = 0;
 
 double decibels(double linear) { return 20 * std::log10(linear); }
 
@@ -38,20 +34,14 @@ class Edit {
 
  private:
   Outcome<void> readEdits();
-  Outcome<void> readFade(const char* option, const std::optional<std::string>& text, std::int64_t& frames);
-  Outcome<void> readGain();
-  Outcome<void> normalise();
-  Outcome<void> normalisePeak();
-  Outcome<void> normaliseLoudness(double target);
   Outcome<Loudness> measure();
   Outcome<void> save();
   void print();
-  void note(const std::string& text) const { work_.tell(kExitSuccess, text); }
 
   const EditArguments& arguments_;
   FileWork work_;
+  TrackEdit edit_{arguments_, work_};
   MixTrackInput track_;
-  std::optional<double> targetLUFS_;
   ExportFormat format_;
   std::optional<Loudness> loudness_;  // of what the edit gives
 };
@@ -63,7 +53,7 @@ int Edit::run() {
   if (!whole) return work_.badInput(whole.error());
   track_ = std::move(*whole);
   if (auto read = readEdits(); !read) return work_.fail(read.error());
-  if (auto normalised = normalise(); !normalised) return work_.fail(normalised.error());
+  if (auto normalised = edit_.normalise(track_); !normalised) return work_.fail(normalised.error());
   if (arguments_.loudness) {
     const auto measured = measure();
     if (!measured) return work_.fail(measured.error());
@@ -71,24 +61,13 @@ int Edit::run() {
   }
   if (arguments_.save)
     if (auto saved = save(); !saved) return work_.fail(saved.error());
+  work_.tellNotes();
   print();
   return kExitSuccess;
 }
 
 Outcome<void> Edit::readEdits() {
-  if (arguments_.trim) {
-    const auto times = readTimeRange("--trim", *arguments_.trim);
-    if (!times) return std::unexpected(times.error());
-    const auto range = trimTo(track_.range, "--trim " + *arguments_.trim, *times);
-    if (!range) return std::unexpected(range.error());
-    const double end = double(track_.range.totalFrames) / track_.range.sampleRate;
-    if (times->until && *times->until > end)
-      note(fmt::format("--trim: held to the file's end at {}", lengthText(end, 3)));
-    track_.range = *range;
-  }
-  if (auto read = readFade("--fade-in", arguments_.fadeIn, track_.range.fadeInFrames); !read) return read;
-  if (auto read = readFade("--fade-out", arguments_.fadeOut, track_.range.fadeOutFrames); !read) return read;
-  if (auto read = readGain(); !read) return read;
+  if (auto read = edit_.readInto(track_); !read) return read;
   if (!arguments_.save) return {};
   if (auto checked = checkOutputFile(*arguments_.save, std::span(&track_.url, 1), arguments_.force); !checked)
     return checked;
@@ -97,70 +76,6 @@ Outcome<void> Edit::readEdits() {
   const auto format = readExportFormat(arguments_.format, *arguments_.save, settings->exportFormat);
   if (!format) return std::unexpected(format.error());
   format_ = *format;
-  return {};
-}
-
-Outcome<void> Edit::readFade(const char* option, const std::optional<std::string>& text,
-                             std::int64_t& frames) {
-  if (!text) return {};
-  const auto seconds = readTime(option, *text);
-  if (!seconds) return std::unexpected(seconds.error());
-  frames = std::llround(*seconds * track_.range.sampleRate);
-  if (frames > track_.range.length()) {
-    frames = track_.range.length();
-    note(fmt::format("{}: held to {}, the length of what is kept", option,
-                     lengthText(double(frames) / track_.range.sampleRate, 3)));
-  }
-  return {};
-}
-
-Outcome<void> Edit::readGain() {
-  if (arguments_.gain && arguments_.normalise)
-    return badArgument("--gain and --normalise both set the gain; use one of them");
-  if (arguments_.gain) {
-    const auto wanted = readNumber(*arguments_.gain);
-    if (!wanted)
-      return badArgument(fmt::format("--gain: \"{}\" is not a number of decibels", *arguments_.gain));
-    const double most = decibels(TrimEdit::kMaximumGain);
-    if (*wanted > most) note(fmt::format("--gain: held to {:.1f} dB, the most there is", most));
-    track_.range.gainLinear = float(TrimEdit::gainOfDecibels(*wanted));
-  }
-  if (!arguments_.normalise || *arguments_.normalise == "peak") return {};
-  targetLUFS_ = readNumber(*arguments_.normalise);
-  if (targetLUFS_ && *targetLUFS_ >= kQuietestLUFS && *targetLUFS_ <= kLoudestLUFS) return {};
-  return badArgument(fmt::format("--normalise: \"{}\" is neither \"peak\" nor a loudness from {} to {} LUFS",
-                                 *arguments_.normalise, kQuietestLUFS, kLoudestLUFS));
-}
-
-Outcome<void> Edit::normalise() {
-  if (!arguments_.normalise) return {};
-  return targetLUFS_ ? normaliseLoudness(*targetLUFS_) : normalisePeak();
-}
-
-Outcome<void> Edit::normalisePeak() {
-  MixTrackInput withoutFades = track_;
-  withoutFades.range.fadeInFrames = withoutFades.range.fadeOutFrames = 0;
-  auto source = TrackReader::open(withoutFades);
-  if (!source) return std::unexpected(source.error());
-  const auto peak = measurePeak(**source, work_.progress());
-  if (!peak) return std::unexpected(peak.error());
-  if (*peak == 0) note("--normalise: this is silent; the gain stays as it is");
-  track_.range.gainLinear = TrimEdit::normalizingGain(*peak, track_.range.gainLinear);
-  return {};
-}
-
-Outcome<void> Edit::normaliseLoudness(double target) {
-  const auto measured = measure();
-  if (!measured) return std::unexpected(measured.error());
-  if (!std::isfinite(measured->integratedLUFS))
-    note("--normalise: this is silent or too short to have a loudness; the gain stays as it is");
-  const LoudnessGain gain = gainToLoudness(*measured, target);
-  track_.range.gainLinear = gain.gainLinear;
-  if (gain.isLimited)
-    note(fmt::format("--normalise: held to a gain of {:.1f} dB, which gives {:.1f} LUFS",
-                     decibels(TrimEdit::kMaximumGain), gain.integratedLUFS));
-  if (gain.passesFullScale())
-    note(fmt::format("--normalise: the true peak is then {:+.1f} dBTP, above full scale", gain.truePeakDb));
   return {};
 }
 
@@ -174,7 +89,7 @@ Outcome<void> Edit::save() {
   const RecordingBitDepth depth = sourceBitDepth(track_.url);
   const SessionExporter::Options options{.format = format_, .depth = depth, .mayReplace = arguments_.force};
   auto saved = SessionExporter(work_.log()).exportTrack(track_, *arguments_.save, options, work_.progress());
-  if (saved) work_.tellNotes(format_, depth);
+  if (saved) work_.noteClipping(format_, depth);
   return saved;
 }
 

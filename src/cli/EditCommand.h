@@ -3,12 +3,12 @@
 #include <optional>
 #include <string>
 
+#include "cli/TrackEdit.h"
+
 namespace sonmere {
 
-struct EditArguments {
+struct EditArguments : TrackEditArguments {
   std::string file;
-  std::optional<std::string> trim, fadeIn, fadeOut, gain;
-  std::optional<std::string> normalise;  // "peak" or a loudness in LUFS
   std::optional<std::string> save, format;
   bool loudness = false;
   bool force = false;

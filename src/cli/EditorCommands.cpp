@@ -33,28 +33,42 @@ void addWaveform(CLI::App& app, std::function<int()>& run) {
   command->callback([a, &run] { run = [a] { return runWaveformCommand(*a); }; });
 }
 
+void addGain(CLI::App& command, TrackEditArguments& edit) {
+  command.add_option("--gain", edit.gain, "In decibels, at most 24")->type_name("DB");
+  command
+      .add_option("--normalise,--normalize", edit.normalise,
+                  "Set the gain so that the peak is at -0.5 dBFS, or to a loudness in LUFS")
+      ->type_name("peak|LUFS")
+      ->expected(0, 1)
+      ->default_str("peak");
+}
+
+void addTrackEdits(CLI::App& command, TrackEditArguments& edit) {
+  command.add_option("--trim", edit.trim, "What is kept: seconds as 1:3, or h:m:s as 0:01:00-0:02:30")
+      ->type_name("RANGE");
+  command.add_option("--fade-in", edit.fadeIn, "Length of the fade-in: seconds or h:m:s")->type_name("TIME");
+  command.add_option("--fade-out", edit.fadeOut, "Length of the fade-out")->type_name("TIME");
+  addGain(command, edit);
+}
+
+// Without a value it is the peak.
+void completeNormalise(const CLI::App& command, TrackEditArguments& edit) {
+  if (command.count("--normalise") > 0 && (!edit.normalise || edit.normalise->empty()))
+    edit.normalise = "peak";
+}
+
 void addEdit(CLI::App& app, std::function<int()>& run) {
   CLI::App* command = app.add_subcommand("edit", "Make a new file of a part of one, with fades and gain");
   const auto a = std::make_shared<EditArguments>();
   command->add_option("FILE", a->file, "The audio file, which stays as it is")->required();
-  command->add_option("--trim", a->trim, "What is kept: seconds as 1:3, or h:m:s as 0:01:00-0:02:30")
-      ->type_name("RANGE");
-  command->add_option("--fade-in", a->fadeIn, "Length of the fade-in: seconds or h:m:s")->type_name("TIME");
-  command->add_option("--fade-out", a->fadeOut, "Length of the fade-out")->type_name("TIME");
-  command->add_option("--gain", a->gain, "In decibels, at most 24")->type_name("DB");
-  command
-      ->add_option("--normalise,--normalize", a->normalise,
-                   "Set the gain so that the peak is at -0.5 dBFS, or to a loudness in LUFS")
-      ->type_name("peak|LUFS")
-      ->expected(0, 1)
-      ->default_str("peak");
+  addTrackEdits(*command, *a);
   CLI::Option* save = command->add_option("--save", a->save, "The new file")->type_name("FILE");
   command->add_option("--format", a->format, kFormatHelp)->type_name("FORMAT")->needs(save);
   command->add_flag("--loudness", a->loudness, "Measure the loudness of the result");
   command->add_flag("--force", a->force, kForceHelp)->needs(save);
   command->add_flag("--json", a->json, kJSONHelp);
   command->callback([a, command, &run] {
-    if (command->count("--normalise") > 0 && (!a->normalise || a->normalise->empty())) a->normalise = "peak";
+    completeNormalise(*command, *a);
     run = [a] { return runEditCommand(*a); };
   });
 }
@@ -77,6 +91,23 @@ void addSession(CLI::App& app, std::function<int()>& run) {
   show->add_flag("--loudness", a->loudness, "Measure the loudness of the mix");
   show->callback([a, &run] { run = [a] { return runSessionShow(*a); }; });
 
+  CLI::App* edit =
+      session->add_subcommand("edit", "Change the edits of tracks; their files stay as they are");
+  addCommon(edit);
+  edit->add_option("TRACK", a->tracks, "The tracks, by name or file");
+  edit->add_flag("--all", a->all, "All tracks of the session");
+  addTrackEdits(*edit, a->edit);
+  edit->add_flag("--mute,!--unmute", a->mute, "Leave it out of the mix, or take it in again");
+  edit->add_flag("--solo,!--unsolo", a->solo, "Leave all others out, or no longer");
+  edit->add_flag("--reset", a->reset, "Take all edits back, before those that are named here");
+  edit->callback([a, edit, &run] {
+    completeNormalise(*edit, a->edit);
+    // A flag that was not given is false to the library.
+    if (edit->count("--mute") == 0) a->mute.reset();
+    if (edit->count("--solo") == 0) a->solo.reset();
+    run = [a] { return runSessionEdit(*a); };
+  });
+
   CLI::App* save = session->add_subcommand("export", "Write the mix, or each track by itself");
   addCommon(save);
   CLI::Option* mix =
@@ -86,8 +117,12 @@ void addSession(CLI::App& app, std::function<int()>& run) {
       ->type_name("PATH")
       ->required();
   save->add_option("--format", a->format, kSessionFormatHelp)->type_name("FORMAT");
-  save->add_flag("--force", a->force, "Replace a file that exists; stems never do");
-  save->callback([a, &run] { run = [a] { return runSessionExport(*a); }; });
+  save->add_flag("--force", a->force, "Replace a file that exists; not for stems");
+  addGain(*save, a->edit);
+  save->callback([a, save, &run] {
+    completeNormalise(*save, a->edit);
+    run = [a] { return runSessionExport(*a); };
+  });
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ int FileWork::fail(const Error& error) {
   return tell(status, error.description + (isForced ? ", or add --force" : ""));
 }
 
-void FileWork::tellNotes(const ExportFormat& format, RecordingBitDepth depth) {
+void FileWork::noteClipping(const ExportFormat& format, RecordingBitDepth depth) {
   const bool holdsAll = format.kind == ExportFormat::Kind::wav && depth == RecordingBitDepth::float32;
   const char* const where =
       format.kind == ExportFormat::Kind::wav ? "was clipped" : "clips where it is played";
@@ -70,13 +70,18 @@ void FileWork::tellNotes(const ExportFormat& format, RecordingBitDepth depth) {
     progress_.note(
         fmt::format("the loudest sample is {:.1f} dB above full scale and {}; a lower gain keeps it",
                     20 * std::log10(double(progress_.peak())), where));
-  for (const std::string& note : progress_.notes()) tell(kExitSuccess, note);
+}
+
+void FileWork::tellNotes() {
+  for (const auto& notes = progress_.notes(); told_ < notes.size(); ++told_) tell(kExitSuccess, notes[told_]);
 }
 
 int FileWork::badInput(const Error& error) const { return tell(kExitBadInput, error.description); }
 
 Outcome<void> checkOutputFile(const std::string& path, std::span<const std::string> sources,
                               bool mayReplace) {
+  if (path == "-")
+    return badArgument("-: nothing is written to standard output; name a file (./- is one of that name)");
   if (auto checked = ExportDestination::check(path, sources, mayReplace); !checked) {
     if (checked.error().domain == kExportDestinationDomain) return checked;
     return badArgument(checked.error().description);
@@ -88,6 +93,7 @@ Outcome<void> checkOutputFile(const std::string& path, std::span<const std::stri
 Outcome<void> checkOutputFolder(const std::string& path) {
   std::error_code ignored;
   if (path.empty()) return badArgument("the folder's name is empty");
+  if (path == "-") return badArgument("-: this is no folder; ./- is one of that name");
   if (isFolderUsable(std::filesystem::absolute(path, ignored).string())) return {};
   return badArgument(fmt::format("{}: this is no folder that files can be written to", path));
 }

@@ -42,8 +42,10 @@ class FileWork {
   // arguments name can't be used.
   int fail(const Error& error);
   int badInput(const Error& error) const;
-  // Tells what there is to know of the export that was made, as that it did not hold its loudest samples.
-  void tellNotes(const ExportFormat& format, RecordingBitDepth depth);
+  // Notes that the export that was made did not hold its loudest samples, if so.
+  void noteClipping(const ExportFormat& format, RecordingBitDepth depth);
+  // Tells what was noted in the progress, each thing once.
+  void tellNotes();
 
  private:
   const std::string command_;
@@ -51,6 +53,7 @@ class FileWork {
   LiveRuntime runtime_;
   Log log_;
   ExportProgress progress_;
+  std::size_t told_ = 0;  // of its notes
   Progress bar_;
 };
 

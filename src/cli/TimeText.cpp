@@ -48,6 +48,10 @@ Outcome<TimeRange> readTimeRange(const std::string& argument, const std::string&
   const bool hasDash = text.find('-') != std::string::npos;
   const std::vector<std::string> ends = splitText(text, hasDash ? '-' : ':');
   if (ends.size() != 2 || (ends[0].empty() && ends[1].empty())) return noRange(argument, text);
+  // "-3:5" may be meant for seconds from -3 on, "-300" for a number.
+  if (hasDash && ends[0].empty())
+    return badArgument(fmt::format("{}: \"{}\" has no beginning; write 0-{} for the part up to there",
+                                   argument, text, ends[1]));
   TimeRange range;
   if (!ends[0].empty()) {
     const auto from = secondsOf(ends[0]);

@@ -18,7 +18,7 @@ struct TimeRange {
 };
 
 // "1:3" is from 1 s to 3 s: one colon between plain numbers. With a dash the ends are times as above:
-// "0:01:00-0:02:00", "60-90". "10:" and "1:00-" go to the end, ":10" and "-1:00" begin at the beginning.
+// "0:01:00-0:02:00", "60-90". "10:" and "1:00-" go to the end, ":10" and "0-1:00" begin at the beginning.
 Outcome<TimeRange> readTimeRange(const std::string& argument, const std::string& text);
 
 }  // namespace sonmere

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
+#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -61,6 +64,16 @@ Outcome<void> writePictures(const WaveformLayout& layout, const WaveformArgument
   return writePicture(*arguments.svg, waveformSVG(layout), arguments);
 }
 
+// A name that promises another kind of file would mislead whoever opens it.
+Outcome<void> checkExtension(const char* option, const std::optional<std::string>& path, const char* own) {
+  static constexpr std::array kKinds = {".png", ".svg",  ".jpg", ".jpeg", ".gif", ".webp", ".bmp",
+                                        ".tif", ".tiff", ".pdf", ".ps",   ".eps", ".wav",  ".mp3"};
+  std::string extension = path ? std::filesystem::path(*path).extension().string() : "";
+  std::ranges::transform(extension, extension.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+  if (extension == own || std::ranges::find(kKinds, extension) == kKinds.end()) return {};
+  return badArgument(fmt::format("{} {}: name it {}", option, *path, own));
+}
+
 Outcome<void> checkPictures(const WaveformArguments& arguments) {
   const auto normal = [](const std::string& path) { return std::filesystem::path(path).lexically_normal(); };
   if (arguments.png && arguments.svg && normal(*arguments.png) == normal(*arguments.svg))
@@ -69,7 +82,8 @@ Outcome<void> checkPictures(const WaveformArguments& arguments) {
     if (path)
       if (auto checked = checkOutputFile(*path, std::span(&arguments.file, 1), arguments.force); !checked)
         return checked;
-  return {};
+  if (auto checked = checkExtension("--png", arguments.png, ".png"); !checked) return checked;
+  return checkExtension("--svg", arguments.svg, ".svg");
 }
 
 // What is behind the dash; in front of it is where in the program it happened.
@@ -133,6 +147,8 @@ int runWaveformCommand(const WaveformArguments& arguments) {
         if (work.show(done)) isCancelled = true;
       });
   if (!envelope) return work.fail({"WaveformCommand", 1, damage.value_or("the reading was cancelled")});
+  if (const auto track = TrackReader::open(*whole)) work.progress().note((*track)->notes());
+  work.tellNotes();
   if (damage) work.tell(kExitSuccess, *damage + "; what follows is drawn as silence");
   const auto layout = layOut(*envelope, view->startFrame, std::min(view->endFrame, envelope->totalFrames),
                              arguments.width, arguments.height);

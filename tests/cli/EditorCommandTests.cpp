@@ -129,6 +129,10 @@ TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {
       {{"edit", a, "--save", out, "--gain", "inf"}, "inf"},
       {{"edit", a, "--save", out, "--gain", "1", "--normalise"}, "use one of them"},
       {{"edit", a, "--save", out, "--normalise", "-99"}, "-99"},
+      {{"edit", a, "--save", "-"}, "standard output"},
+      {{"edit", a, "--save", out, "--trim", "-3:5"}, "no beginning"},
+      {{"waveform", a, "--png", path("p.jpg")}, "name it .png"},
+      {{"waveform", a, "--svg", path("p.PNG")}, "name it .svg"},
       {{"waveform", a}, "--png"},
       {{"waveform", a, "--png", path("p"), "--svg", path("./p")}, "same file"},
       {{"waveform", a, "--png", path("p.png"), "--svg", a, "--force"}, "original"},
@@ -202,6 +206,14 @@ TEST_F(EditorCommandTest, ASessionIsExportedAsItWasEdited) {
         {Arguments{"export", "2026-01-01", "--out", path("m.wav")}, "--force"},
         {Arguments{"export", "2026-01-01", "--stems", "--mix", "--out", path("x")}, "--stems"},
         {Arguments{"export", "2026-01-01", "--stems", "--out", path("m.wav")}, "m.wav"},
+        {Arguments{"export", "2026-01-01", "--stems", "--force", "--out", path("s")}, "--force"},
+        {Arguments{"export", "2026-01-01", "--stems", "--normalise", "--out", path("s")}, "--normalise"},
+        {Arguments{"export", "2026-01-01", "--gain", "loud", "--out", path("x.wav")}, "loud"},
+        {Arguments{"edit", "2026-01-01", "Track 1"}, "--mute"},
+        {Arguments{"edit", "2026-01-01", "--mute"}, "--all"},
+        {Arguments{"edit", "2026-01-01", "Track 9", "--mute"}, "Track 9"},
+        {Arguments{"edit", "2026-01-01", "Track 1", "--trim", "5:6"}, "ends at"},
+        {Arguments{"edit", "2026-01-01", "Track 1", "--gain", "1", "--normalise"}, "use one"},
         {Arguments{"export", "2026-01-01"}, "--out"}}) {
     const Run result = run(session(arguments));
     EXPECT_EQ(result.status, 2) << result.err;
@@ -215,6 +227,103 @@ TEST_F(EditorCommandTest, ASessionIsExportedAsItWasEdited) {
   const Run silent = run(session({"export", "2026-01-01", "--out", path("none.wav")}));
   EXPECT_EQ(silent.status, 2);
   EXPECT_NE(silent.err.find("every track is muted"), std::string::npos) << silent.err;
+}
+
+TEST_F(EditorCommandTest, TracksOfASessionAreEditedAndExportedSo) {
+  take("Sonmere Track 1");
+  take("Sonmere Track 2");
+  const auto session = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "session");
+    arguments.insert(arguments.begin() + 2, "2026-01-01");
+    arguments.insert(arguments.end(), {"--folder", takes});
+    return arguments;
+  };
+  edits({{file("Sonmere Track 1"), {{"colour", "red"}, {"fadeOutFrames", 48000}}}});
+  auto after =
+      json(session({"edit", "Track 1", "--trim", "0.5:", "--fade-in", "0.1", "--gain", "-6", "--solo"}));
+  EXPECT_EQ(after, json(session({"show"}))) << "what is told is what is saved";
+  const auto track = after["tracks"][0];
+  EXPECT_EQ(track["startFrame"], 24000);
+  EXPECT_EQ(track["fadeInFrames"], 4800);
+  EXPECT_EQ(track["fadeOutFrames"], 24000) << "held to what is kept";
+  EXPECT_NEAR(track["gain"], 0.50119, 1e-5);
+  EXPECT_EQ(track["soloed"], true);
+  EXPECT_EQ(after["tracks"][1]["audible"], false);
+  EXPECT_NE(bytesIn(takes + "/.sonmere-edits.json").find("red"), std::string::npos);
+
+  after = json(session({"edit", "--all", "--reset", "--normalise", "-20", "--mute"}));
+  for (const auto& each : after["tracks"]) {
+    EXPECT_EQ(each["startFrame"], 0);
+    EXPECT_LT(each["gain"], 0.5);
+    EXPECT_EQ(each["muted"], true);
+  }
+  after = json(session({"edit", file("Sonmere Track 2"), "Track 1", "Track 1", "--reset"}));
+  EXPECT_EQ(after["tracks"][0]["gain"], 1);
+  EXPECT_EQ(after["tracks"][1]["muted"], false);
+
+  // Two of half of full scale, and 6 dB more.
+  const Run clipped = run(session({"export", "--gain", "6", "--out", path("loud.wav")}));
+  EXPECT_EQ(clipped.status, 0);
+  EXPECT_EQ(
+      clipped.err,
+      "sonmere session: the mix is 6.0 dB above full scale and will be clipped; --gain -6.0 or --normalise "
+      "keeps it\n");
+  ASSERT_EQ(run(session({"export", "--normalise", "--out", path("peak.wav")})).err, "");
+  EXPECT_NEAR(peakOf(path("peak.wav")), 0.94406, 1e-4);
+  ASSERT_EQ(run(session({"export", "--normalise", "-23", "--out", path("lufs.wav")})).err, "");
+  EXPECT_NEAR(json({"edit", path("lufs.wav"), "--loudness"})["loudness"]["integratedLUFS"], -23, 0.1);
+  ASSERT_EQ(run(session({"export", "--stems", "--gain", "-12", "--out", path("stems")})).status, 0);
+  EXPECT_NEAR(peakOf(path("stems/Track 1.wav")), 0.5 * std::pow(10, -0.6), 1e-3);
+}
+
+// Neither a file that can't be read nor one that was cut off is passed over without a word.
+TEST_F(EditorCommandTest, FilesThatAreDamagedAreTold) {
+  const std::string cut = take("Cut");
+  fs::resize_file(cut, fs::file_size(cut) * 3 / 4);
+  for (const auto& arguments :
+       {std::vector<std::string>{"edit", cut, "--save", path("e.wav")},
+        {"edit", cut, "--loudness"},
+        {"waveform", cut, "--png", path("w.png")},
+        {"recordings", "import", cut, "--folder", path("in")},
+        {"session", "export", "2026-01-01", "--folder", takes, "--out", path("m.wav")}}) {
+    fs::create_directories(path("in"));
+    const Run result = run(arguments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.err.find("cut off; by its header 0.3 s more"), std::string::npos)
+        << arguments[0] << ": " << result.err;
+  }
+  // Of some nothing tells but that the audio ends.
+  for (const auto& [name, ends] : {std::pair{"cut.flac", "lost sync"}, {"cut.mkv", "s too early"}}) {
+    ASSERT_EQ(std::system(("ffmpeg -v error -f lavfi -i anoisesrc=d=2 -c:a flac " + path(name)).c_str()), 0);
+    fs::resize_file(path(name), fs::file_size(path(name)) / 2);
+    const Run edited = run({"edit", path(name), "--save", path("f.wav")});
+    EXPECT_NE(edited.err.find(ends), std::string::npos) << edited.err;
+    const Run drawn = run({"waveform", path(name), "--png", path(name) + ".png"});
+    EXPECT_NE(drawn.err.find("; what follows is drawn as silence"), std::string::npos) << drawn.err;
+  }
+
+  const auto session = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "session");
+    arguments.insert(arguments.end(), {"2026-01-01", "--folder", takes});
+    return arguments;
+  };
+  std::ofstream(takes + "/" + file("Broken")) << "no audio";
+  const Run shown = run(session({"show"}));
+  EXPECT_EQ(shown.status, 0);
+  EXPECT_NE(shown.out.find("unreadable"), std::string::npos) << shown.out;
+  EXPECT_NE(shown.err.find(file("Broken")), std::string::npos) << shown.err;
+  EXPECT_TRUE(json(session({"show"}))["tracks"][0]["unreadable"].is_string());
+  for (const char* what : {"--mix", "--stems"}) {
+    const Run refused = run(session({"export", what, "--out", path("x")}));
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("to leave it out, mute it"), std::string::npos) << refused.err;
+  }
+  EXPECT_EQ(run(session({"edit", "--gain", "3", "Broken"})).status, 2);
+  ASSERT_EQ(run({"session", "edit", "2026-01-01", "Broken", "--mute", "--folder", takes}).status, 0);
+  const Run left = run(session({"export", "--out", path("x.wav")}));
+  EXPECT_EQ(left.status, 0) << left.err;
+  EXPECT_NE(left.err.find(file("Broken")), std::string::npos) << "still told";
+  EXPECT_EQ(json(session({"export", "--stems", "--out", path("stems")}))["files"].size(), 1u);
 }
 
 // What may be damaged or of a later version counts for nothing, and an added file that is gone is left out.

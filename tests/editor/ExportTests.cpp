@@ -21,6 +21,7 @@
 #include "editor/export/MP3Encoder.h"
 #include "editor/export/SessionExporter.h"
 #include "editor/export/SessionMix.h"
+#include "editor/export/SourceBitDepth.h"
 #include "editor/export/UnfinishedFile.h"
 #include "editor/track/FadeGain.h"
 #include "editor/track/TrackReader.h"
@@ -170,9 +171,28 @@ TEST_F(ExportTest, AMixIsTheSumOfItsTracks) {
   const ReadBack integers = readBack(path("mix.wav"));
   for (std::size_t i = 0; i < expected.size(); ++i)
     ASSERT_NEAR(integers.samples[i], std::clamp(expected[i], -1.0f, 1.0f), 1.01 / 32768) << i;
-  struct stat status {};
-  stat(path("mix.wav").c_str(), &status);
-  EXPECT_EQ(status.st_mode & 0777, 0600u);
+}
+
+// They are made to be given away; only what is replaced may be more private.
+TEST_F(ExportTest, FilesAndFoldersHaveTheModeThatTheUmaskLeaves) {
+  const MixTrackInput input = whole(wav("a.wav", 100));
+  const auto mode = [&](const std::string& name) {
+    struct stat status {};
+    EXPECT_EQ(stat(path(name).c_str(), &status), 0) << name;
+    return status.st_mode & 0777;
+  };
+  const mode_t before = umask(027);
+  EXPECT_TRUE(exporter.exportTrack(input, path("new/deep/b.wav"), {}, progress));
+  EXPECT_TRUE(exporter.exportStems({{input, "x"}}, path("stems"), {.format = kMP3}, progress));
+  EXPECT_EQ(mode("new"), 0750u);
+  EXPECT_EQ(mode("new/deep"), 0750u);
+  EXPECT_EQ(mode("new/deep/b.wav"), 0640u);
+  EXPECT_EQ(mode("stems"), 0750u);
+  EXPECT_EQ(mode("stems/x.mp3"), 0640u);
+  ASSERT_EQ(chmod(path("new/deep/b.wav").c_str(), 0604), 0);
+  EXPECT_TRUE(exporter.exportTrack(input, path("new/deep/b.wav"), {}, progress));
+  EXPECT_EQ(mode("new/deep/b.wav"), 0604u);
+  umask(before);
 }
 
 TEST_F(ExportTest, ATrackOfAnotherRateIsBroughtToThatOfTheFirst) {
@@ -258,6 +278,25 @@ TEST_F(ExportTest, OfMoreThanTwoChannelsAnMP3HasAllThatIsHeard) {
   EXPECT_NEAR(10 * std::log10(square / 48000), -18.06 + 12 - 3.01 - 3.01, 0.4);
   ASSERT_TRUE(exporter.exportTrack(whole(six), path("out.wav"), floats, progress));
   EXPECT_EQ(readBack(path("out.wav")).channels, 6) << "a WAV holds them all";
+}
+
+// As other programs write them; what WAVs of them keep is what the sources have.
+TEST_F(ExportTest, TheDepthOfACopyIsThatOfItsSource) {
+  using enum RecordingBitDepth;
+  for (const auto& [name, codec, depth] : {std::tuple{"a.w64", "pcm_f32le", float32},
+                                           {"b.mov", "pcm_s24le", int24},
+                                           {"c.mkv", "pcm_f32le", float32},
+                                           {"d.mkv", "flac -sample_fmt s32 -strict -2", int24},
+                                           {"e.wav", "pcm_s32le", int24},
+                                           {"f.wav", "pcm_s16le", int16},
+                                           {"g.m4a", "alac -sample_fmt s32p", int24},
+                                           {"h.m4a", "aac", int16},
+                                           {"i.aiff", "pcm_s24be", int24},
+                                           {"j.mov", "pcm_s16le", int16},
+                                           {"k.wav", "pcm_f64le", float32}}) {
+    outputOf(std::string("ffmpeg -v error -f lavfi -i sine=d=0.2 -c:a ") + codec + " " + path(name));
+    EXPECT_EQ(sourceBitDepth(path(name)), depth) << name;
+  }
 }
 
 TEST_F(ExportTest, SamplesThatAreNoNumbersEndNoExport) {

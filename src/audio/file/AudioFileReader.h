@@ -6,6 +6,7 @@
 
 #include "audio/file/ChannelLayout.h"
 #include "audio/file/PCMBuffer.h"
+#include "audio/file/SampleForm.h"
 #include "base/Error.h"
 
 namespace sonmere {
@@ -20,6 +21,10 @@ class AudioFileReader {
   // Frames in the file as its header says; -1 when it does not.
   virtual std::int64_t frameCount() const = 0;
   virtual ChannelLayout layout() const { return {}; }
+  virtual SampleForm sampleForm() const { return SampleForm::coarse; }
+  // Frames that the header tells of behind the end of the file, which was cut off then. `frameCount` is
+  // without them.
+  virtual std::int64_t missingFrames() const { return 0; }
   // Name of the container, in lower case: "wav", "aiff", "flac", "ogg", "mp3", "m4a" and so on.
   virtual const std::string& container() const = 0;
   // Reads up to `frames` frames into `interleaved`; 0 at the end.

@@ -4,7 +4,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <optional>
 
 #include "audio/file/ReaderError.h"
@@ -52,6 +55,7 @@ class SndFileInput {
 namespace {
 
 constexpr std::uint32_t kBlockFrames = 4096;
+constexpr std::int64_t kUnknownBytes = 0x7FFF0000;
 
 std::string containerName(int format) {
   switch (format & SF_FORMAT_TYPEMASK) {
@@ -163,6 +167,40 @@ ChannelLayout SndFileReader::layout() const {
     layout.push_back(*role);
   }
   return layout;
+}
+
+SampleForm SndFileReader::sampleForm() const {
+  switch (codec_) {
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_DOUBLE:
+      return SampleForm::floating;
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_ALAC_20:
+    case SF_FORMAT_ALAC_24:
+    case SF_FORMAT_ALAC_32:
+      return SampleForm::fine;
+    default:
+      return SampleForm::coarse;
+  }
+}
+
+// The library reads what is there, and keeps the difference for its log: "data : 576000 (should be 299898)".
+std::int64_t SndFileReader::missingFrames() const {
+  std::array<char, 8192> log{};
+  sf_command(sound_, SFC_GET_LOG_INFO, log.data(), int(log.size()));
+  const std::string text = log.data();
+  for (const char* const label : {"data :", "SSND :", "Data Size   :"}) {
+    long long declared = 0, present = 0;
+    const std::size_t at = text.find(label);
+    if (at == std::string::npos || std::sscanf(text.c_str() + at + std::strlen(label),
+                                               "%lld (should be %lld)", &declared, &present) != 2)
+      continue;
+    // A writer to a pipe does not know the size, and says the largest.
+    if (present <= 0 || declared <= present || declared >= kUnknownBytes) return 0;
+    return std::int64_t(double(declared - present) * double(frameCount_) / double(present));
+  }
+  return 0;
 }
 
 Outcome<void> SndFileReader::decodeFirstBlock() {

@@ -21,6 +21,8 @@ class SndFileReader final : public AudioFileReader {
   const PCMFormat& format() const override { return format_; }
   std::int64_t frameCount() const override { return frameCount_; }
   ChannelLayout layout() const override;
+  SampleForm sampleForm() const override;
+  std::int64_t missingFrames() const override;
   const std::string& container() const override { return container_; }
   Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override;
   Outcome<void> seek(std::int64_t frame) override;

@@ -111,6 +111,7 @@ Outcome<ExportFile> ExportDestination::open() const {
 Outcome<void> ExportDestination::commit() {
   if (!file_->isOurs())
     return refuse(path_, "another export took its place; choose another name", kExportOvertaken);
+  file_->takeMode(path_);
   file_->unmark();
   if (auto moved = moveInPlace(); !moved) return moved;
   file_->wasMoved();

@@ -16,7 +16,7 @@ Outcome<ExportFolder> ExportFolder::make(const std::string& path) {
   for (fs::path at = path; !at.empty() && at != at.root_path() && !fs::exists(at, ignored);
        at = at.parent_path())
     if (at.has_filename()) folder.made_.push_back(at.string());
-  if (auto made = createFolders(path); !made)
+  if (auto made = createFolders(path, 0777); !made)
     return std::unexpected(Error{made.error().domain, made.error().code,
                                  "Couldn't create export folder: " + made.error().description});
   return folder;

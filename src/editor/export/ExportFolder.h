@@ -11,7 +11,7 @@ namespace sonmere {
 // kept; a folder in which there is something by then stays. Threads: one at a time.
 class ExportFolder {
  public:
-  // Makes it and those above it where missing.
+  // Makes it and those above it where missing, by the umask: what is in it is to be given away.
   static Outcome<ExportFolder> make(const std::string& path);
   ExportFolder(ExportFolder&&) noexcept = default;
   ~ExportFolder();

@@ -27,6 +27,10 @@ void ExportProgress::note(const std::string& text) {
   if (std::ranges::find(notes_, text) == notes_.end()) notes_.push_back(text);
 }
 
+void ExportProgress::note(const std::vector<std::string>& texts) {
+  for (const std::string& text : texts) note(text);
+}
+
 double ExportProgress::fraction() const {
   const std::int64_t total = totalFrames_;
   return total > 0 ? std::clamp(double(doneFrames_) / double(total), 0.0, 1.0) : 0;

@@ -33,6 +33,7 @@ class ExportProgress {
 
   // What the user should know of what was made, each thing once. Read it when the work has ended.
   void note(const std::string& text);
+  void note(const std::vector<std::string>& texts);
   const std::vector<std::string>& notes() const { return notes_; }
 
   void cancel() { isCancelled_.store(true, std::memory_order_relaxed); }

@@ -87,7 +87,10 @@ Outcome<Loudness> measureLoudness(BlockSource& source, ExportProgress& progress)
     if (progress.isCancelled())
       return std::unexpected(Error{kExportCancelledDomain, 1, "measuring the loudness was cancelled"});
     if (auto read = source.read(block, block.frameCapacity()); !read) return std::unexpected(read.error());
-    if (block.frameLength() == 0) return meter->result();
+    if (block.frameLength() == 0) {
+      progress.note(source.notes());
+      return meter->result();
+    }
     if (auto added = meter->add(block); !added) return std::unexpected(added.error());
     progress.advance(block.frameLength());
   }

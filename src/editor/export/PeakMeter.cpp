@@ -16,7 +16,10 @@ Outcome<float> measurePeak(BlockSource& source, ExportProgress& progress) {
     if (progress.isCancelled())
       return std::unexpected(Error{kExportCancelledDomain, 1, "measuring the peak was cancelled"});
     if (auto read = source.read(block, block.frameCapacity()); !read) return std::unexpected(read.error());
-    if (block.frameLength() == 0) return peak;
+    if (block.frameLength() == 0) {
+      progress.note(source.notes());
+      return peak;
+    }
     for (std::uint32_t channel = 0; channel < block.format().channels; ++channel)
       for (std::uint32_t i = 0; i < block.frameLength(); ++i) {
         const float magnitude = std::fabs(block.channel(channel)[i]);

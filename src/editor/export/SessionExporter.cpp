@@ -29,7 +29,10 @@ Outcome<void> pump(BlockSource& source, ExportWriter& writer, ExportProgress& pr
     if (progress.isCancelled())
       return std::unexpected(Error{kExportCancelledDomain, 1, "the export was cancelled"});
     if (auto read = source.read(block, block.frameCapacity()); !read) return read;
-    if (block.frameLength() == 0) return writer.finish();
+    if (block.frameLength() == 0) {
+      progress.note(source.notes());
+      return writer.finish();
+    }
     if (auto written = writer.write(block); !written) return written;
     for (std::uint32_t channel = 0; channel < block.format().channels; ++channel)
       progress.notePeak(maxMagnitude(block.channel(channel), block.frameLength()));

@@ -41,6 +41,13 @@ ChannelLayout SessionMix::layout() const {
   return (*std::ranges::max_element(tracks_, {}, channels))->layout();
 }
 
+std::vector<std::string> SessionMix::notes() const {
+  std::vector<std::string> all;
+  for (const auto& track : tracks_)
+    for (std::string& note : track->notes()) all.push_back(std::move(note));
+  return all;
+}
+
 Outcome<void> SessionMix::read(PCMBuffer& buffer, std::uint32_t frames) {
   const std::int64_t most = std::min({frames, buffer.frameCapacity(), kSourceBlockFrames});
   frames = std::uint32_t(std::min(most, length_ - position_));

@@ -22,6 +22,7 @@ class SessionMix final : public BlockSource {
   // That of the track that has most channels.
   ChannelLayout layout() const override;
   std::int64_t length() const override { return length_; }
+  std::vector<std::string> notes() const override;
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
 
  private:

@@ -1,23 +1,20 @@
 #include "editor/export/SourceBitDepth.h"
 
-#include <sndfile.h>
+#include "audio/file/AudioFileReader.h"
 
 namespace sonmere {
 
 RecordingBitDepth sourceBitDepth(const std::string& path) {
-  SF_INFO info{};
-  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-  if (!file) return RecordingBitDepth::int16;
-  sf_close(file);
-  switch (info.format & SF_FORMAT_SUBMASK) {
-    case SF_FORMAT_FLOAT:
-    case SF_FORMAT_DOUBLE:
+  const auto reader = openAudioFile(path);
+  switch (reader ? (*reader)->sampleForm() : SampleForm::coarse) {
+    case SampleForm::floating:
       return RecordingBitDepth::float32;
-    case SF_FORMAT_PCM_24:
+    case SampleForm::fine:
       return RecordingBitDepth::int24;
-    default:
-      return RecordingBitDepth::int16;
+    case SampleForm::coarse:
+      break;
   }
+  return RecordingBitDepth::int16;
 }
 
 }  // namespace sonmere

@@ -14,6 +14,7 @@ class StereoSource final : public BlockSource {
 
   const PCMFormat& format() const override { return format_; }
   std::int64_t length() const override { return source_->length(); }
+  std::vector<std::string> notes() const override { return source_->notes(); }
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
 
  private:

@@ -93,7 +93,7 @@ UnfinishedFile::~UnfinishedFile() {
 
 Outcome<UnfinishedFile> UnfinishedFile::create(const std::string& path) {
   for (int i = 0; i < kMostTries; ++i) {
-    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
     if (!file.valid()) {
       if (errno != EEXIST || !removeLeftOver(path))
         return std::unexpected(posixError(errno, "could not create " + path));
@@ -133,6 +133,12 @@ Outcome<FileDescriptor> UnfinishedFile::descriptor() const {
 }
 
 bool UnfinishedFile::isOurs(const std::string& path) const { return isAt(file_.get(), path.c_str()); }
+
+void UnfinishedFile::takeMode(const std::string& path) const {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+    (void)::fchmod(file_.get(), status.st_mode & 0777);
+}
 
 void UnfinishedFile::unmark() const { (void)::fremovexattr(file_.get(), kMark); }
 

@@ -14,7 +14,8 @@ namespace sonmere {
 // at a time; `removeAllInSignal` any.
 class UnfinishedFile {
  public:
-  // EWOULDBLOCK: another process is at it. Never through a symbolic link.
+  // With the mode that the umask leaves. EWOULDBLOCK: another process is at it. Never through a symbolic
+  // link.
   static Outcome<UnfinishedFile> create(const std::string& path);
   // Of those that died removes what carries their mark, whatever it was to become. Never fails.
   static void sweep(const std::string& folder);
@@ -29,6 +30,8 @@ class UnfinishedFile {
   // Whether what has a name is this very file.
   bool isOurs(const std::string& path) const;
   bool isOurs() const { return isOurs(*path_); }
+  // The permissions of a file that it is to replace, where there is one.
+  void takeMode(const std::string& path) const;
   // To be called in front of the move to its name, and behind it.
   void unmark() const;
   void wasMoved();

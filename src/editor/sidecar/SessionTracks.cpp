@@ -44,17 +44,17 @@ std::vector<std::pair<std::string, std::string>> filesOf(const RecordingSession&
 
 }  // namespace
 
-Outcome<std::vector<SessionTrack>> sessionTracks(const RecordingSession& session,
-                                                 const std::optional<PersistedSessionEdits>& edits) {
+std::vector<SessionTrack> sessionTracks(const RecordingSession& session,
+                                        const std::optional<PersistedSessionEdits>& edits) {
   std::vector<SessionTrack> tracks;
   for (const auto& [url, name] : filesOf(session, edits)) {
     auto whole = wholeFile(url);
-    if (!whole) return std::unexpected(whole.error());
-    SessionTrack track{std::move(*whole), name};
+    SessionTrack track{whole.value_or(MixTrackInput{url, {}}), std::nullopt, name};
+    if (!whole) track.unreadable = whole.error();
     const std::string fileName = fs::path(url).filename().string();
     if (edits)
       if (const auto found = edits->tracks.find(fileName); found != edits->tracks.end()) {
-        track.input.range = edited(track.input.range, found->second);
+        if (whole) track.input.range = edited(track.input.range, found->second);
         track.soloed = found->second.soloed;
         track.muted = found->second.muted;
       }

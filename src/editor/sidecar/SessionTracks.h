@@ -14,7 +14,8 @@ namespace sonmere {
 // A track of a session as its edits have left it.
 struct SessionTrack {
   MixTrackInput input;
-  std::string name;  // as the library shows it
+  std::optional<Error> unreadable;  // why the file gives no audio; the range is then empty
+  std::string name;                 // as the library shows it
   bool soloed = false;
   bool muted = false;
   bool isAudible = true;
@@ -22,8 +23,8 @@ struct SessionTrack {
 
 // The tracks of a session: its files and those that were added to it. Without edits a track is its whole
 // file, and an added file that is gone is left out. What of the edits is not possible in the file is held to
-// it. Fails when a file can't be read. Threads: any but a render thread.
-Outcome<std::vector<SessionTrack>> sessionTracks(const RecordingSession& session,
-                                                 const std::optional<PersistedSessionEdits>& edits);
+// it. A file that can't be read is a track all the same. Threads: any but a render thread.
+std::vector<SessionTrack> sessionTracks(const RecordingSession& session,
+                                        const std::optional<PersistedSessionEdits>& edits);
 
 }  // namespace sonmere

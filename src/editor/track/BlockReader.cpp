@@ -19,6 +19,7 @@ class DecodedReader final : public BlockReader {
   const PCMFormat& format() const override { return reader_->format(); }
   const ChannelLayout& layout() const override { return layout_; }
   std::int64_t frameCount() const override { return reader_->frameCount(); }
+  std::int64_t missingFrames() const override { return reader_->missingFrames(); }
   Outcome<void> seek(std::int64_t frame) override { return reader_->seek(frame); }
 
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override {

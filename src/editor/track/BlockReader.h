@@ -21,6 +21,8 @@ class BlockReader {
   virtual const ChannelLayout& layout() const = 0;
   // -1 when the file does not say.
   virtual std::int64_t frameCount() const = 0;
+  // As AudioFileReader tells them.
+  virtual std::int64_t missingFrames() const = 0;
   virtual Outcome<void> seek(std::int64_t frame) = 0;
   // Reads up to `frames` frames, at most the buffer's capacity, to its front; sets its length, which is 0 at
   // the end. The buffer has the file's channel count.

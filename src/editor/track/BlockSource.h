@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "audio/file/ChannelLayout.h"
 #include "audio/file/PCMBuffer.h"
@@ -19,6 +21,8 @@ class BlockSource {
   virtual ChannelLayout layout() const { return {}; }
   // Frames from beginning to end, exactly.
   virtual std::int64_t length() const = 0;
+  // What the user should know of what was read until now, as that a file was cut off.
+  virtual std::vector<std::string> notes() const { return {}; }
   // Reads the next frames to the front of a buffer of the source's channel count: `frames` of them, less only
   // at the end or when the buffer has no room for more. Its length tells how many there are, 0 at the end.
   virtual Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) = 0;

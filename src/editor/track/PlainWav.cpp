@@ -114,6 +114,7 @@ std::optional<PlainWav> PlainWav::open(const std::string& path, const AudioFileR
   wav.encoding = *encoding;
   wav.format = {double(header.rate), header.channels};
   wav.layout = reader.layout();
+  wav.missingFrames = reader.missingFrames();
   wav.dataOffset = header.dataOffset;
   wav.frames = header.dataBytes / header.frameBytes;
   if (wav.format != reader.format() || wav.frames != reader.frameCount()) return std::nullopt;

@@ -18,7 +18,8 @@ struct PlainWav {
   ChannelLayout layout;
   Encoding encoding = Encoding::int16;
   std::int64_t frames = 0;
-  std::int64_t dataOffset = 0;  // of the first frame, bytes
+  std::int64_t missingFrames = 0;  // behind the end of the file
+  std::int64_t dataOffset = 0;     // of the first frame, bytes
 
   std::uint32_t bytesPerSample() const {
     return encoding == Encoding::int16 ? 2 : encoding == Encoding::int24 ? 3 : 4;

@@ -13,6 +13,7 @@ class PlainWavReader final : public BlockReader {
   const PCMFormat& format() const override { return piece_.wav().format; }
   const ChannelLayout& layout() const override { return piece_.wav().layout; }
   std::int64_t frameCount() const override { return piece_.wav().frames; }
+  std::int64_t missingFrames() const override { return piece_.wav().missingFrames; }
   Outcome<void> seek(std::int64_t frame) override;
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
   Outcome<bool> addNextTo(PCMBuffer& mix, float gain) override;

@@ -54,6 +54,7 @@ std::int64_t scaledLength(const BlockSource& source, double sampleRate) {
 ResampledSource::ResampledSource(std::unique_ptr<BlockSource> source, double sampleRate)
     : format_{sampleRate, source->format().channels},
       length_(scaledLength(*source, sampleRate)),
+      source_(source.get()),
       reader_(resampled(std::make_unique<SourceReader>(std::move(source)), format_)) {}
 
 Outcome<void> ResampledSource::read(PCMBuffer& buffer, std::uint32_t frames) {

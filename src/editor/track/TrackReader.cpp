@@ -10,6 +10,9 @@ namespace sonmere {
 
 namespace {
 
+// Seconds. Headers of compressed files may be off by some packets.
+constexpr double kShortestGap = 0.1;
+
 Outcome<void> checkRange(const MixTrackInput& input, std::int64_t frames) {
   const TrimRange& range = input.range;
   if (range.startFrame >= 0 && range.startFrame < range.endFrame && (frames < 0 || range.endFrame <= frames))
@@ -49,12 +52,25 @@ Outcome<void> TrackReader::read(PCMBuffer& buffer, std::uint32_t frames) {
       std::uint32_t(std::min<std::int64_t>(std::min(frames, buffer.frameCapacity()), length() - position_));
   if (auto read = file_->read(buffer, frames); !read) return read;
   const std::uint32_t found = buffer.frameLength();
+  silent_ += frames - found;
   buffer.setFrameLength(frames);
   for (std::uint32_t channel = 0; channel < format().channels && found < frames; ++channel)
     std::fill(buffer.channel(channel) + found, buffer.channel(channel) + frames, 0.0f);
   applyFadesAndGain(input_.range, position_, buffer);
   position_ += frames;
   return {};
+}
+
+std::vector<std::string> TrackReader::notes() const {
+  std::vector<std::string> notes;
+  const auto seconds = [&](std::int64_t frames) { return double(frames) / format().sampleRate; };
+  if (const std::int64_t missing = file_->missingFrames(); missing > 0)
+    notes.push_back(fmt::format("{}: this file was cut off; by its header {:.1f} s more should follow",
+                                input_.url, seconds(missing)));
+  if (seconds(silent_) >= kShortestGap)
+    notes.push_back(fmt::format("{}: its audio ends {:.1f} s too early; the rest is silence", input_.url,
+                                seconds(silent_)));
+  return notes;
 }
 
 // What is missing at the end of the file would be silence.

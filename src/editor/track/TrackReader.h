@@ -18,6 +18,7 @@ class TrackReader final : public BlockSource {
   const PCMFormat& format() const override { return file_->format(); }
   ChannelLayout layout() const override { return file_->layout(); }
   std::int64_t length() const override { return input_.range.length(); }
+  std::vector<std::string> notes() const override;
   Outcome<void> read(PCMBuffer& buffer, std::uint32_t frames) override;
   Outcome<bool> addNextTo(PCMBuffer& mix) override;
 
@@ -27,6 +28,7 @@ class TrackReader final : public BlockSource {
   const MixTrackInput input_;
   const std::unique_ptr<BlockReader> file_;
   std::int64_t position_ = 0;  // frames after the range's start
+  std::int64_t silent_ = 0;    // frames that the file did not have
 };
 
 // The whole file without edits. Where its header does not tell the length it is read through.

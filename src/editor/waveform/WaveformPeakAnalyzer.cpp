@@ -22,6 +22,9 @@ constexpr std::int64_t kMostBins = std::int64_t(1) << 28;
 // More than any compression makes of silence.
 constexpr double kMostFramesPerByte = 8192;
 
+// Seconds. Headers of compressed files may be off by some packets.
+constexpr double kShortestGap = 0.1;
+
 std::int64_t binsPerRead(std::int64_t binFrames, std::uint32_t bytesPerFrame) {
   const std::int64_t bytes = kBinsPerRead * binFrames * bytesPerFrame;
   return kBinsPerRead * std::max<std::int64_t>(kReadBytes / bytes, 1);
@@ -127,7 +130,14 @@ std::optional<WaveformEnvelope> WaveformPeakAnalyzer::analyze(
       break;
     }
     const auto count = std::int64_t(block->size() / scan.bytesPerFrame());
-    if (count == 0) break;
+    if (count == 0) {
+      const double missing = double(total - position) / envelope.sampleRate;
+      if (missing >= kShortestGap)
+        log_.warning(
+            fmt::format("WaveformPeakAnalyzer: read ended at {} — {}: its audio ends {:.1f} s too early",
+                        position, url, missing));
+      break;
+    }
     const std::int64_t whole = count / frames, rest = count % frames;
     if (whole > 0) lists.take(scan.finder(), block->data(), frames, whole);
     if (rest > 0) lists.take(scan.finder(), block->data() + whole * frames * scan.bytesPerFrame(), rest, 1);

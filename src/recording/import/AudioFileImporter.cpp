@@ -22,6 +22,8 @@ namespace {
 
 constexpr std::uint32_t kBlockFrames = 4096;
 constexpr std::uint32_t kMostChannels = 2;
+// Seconds. Headers of compressed files may be off by some packets.
+constexpr double kShortestGap = 0.1;
 
 Outcome<void> checkTarget(const AudioFileImporter::Request& request) {
   if (!(request.sampleRate >= kMinReaderSampleRate && request.sampleRate <= kMaxReaderSampleRate)) {
@@ -71,8 +73,8 @@ class BlockMover {
   PCMBuffer planes_;
 };
 
-Outcome<void> convert(AudioFileReader& from, AudioFileWriter& to, const TaskToken& cancel,
-                      const AudioFileImporter::Progress& progress) {
+Outcome<void> convert(AudioFileReader& from, AudioFileWriter& to, const AudioFileImporter::Request& request,
+                      const TaskToken& cancel, const AudioFileImporter::Progress& progress) {
   BlockMover mover(from, to);
   std::int64_t done = 0;
   for (;;) {
@@ -83,6 +85,9 @@ Outcome<void> convert(AudioFileReader& from, AudioFileWriter& to, const TaskToke
     done += *moved;
     if (progress && from.frameCount() > 0) progress(std::min(1.0, double(done) / double(from.frameCount())));
   }
+  const double missing = double(from.frameCount() - done) / from.format().sampleRate;
+  if (missing >= kShortestGap && request.tell)
+    request.tell(fmt::format("its audio ends {:.1f} s before its header says", missing));
   if (auto closed = to.close(); !closed)
     return std::unexpected(ImportError::writeFailed(closed.error().description));
   return {};
@@ -94,6 +99,9 @@ Outcome<std::string> convertInto(std::unique_ptr<AudioFileReader> source,
   const PCMFormat format{request.sampleRate, std::min(source->format().channels, kMostChannels)};
   const StereoDownmix downmix(source->format().channels, source->layout());
   if (!downmix.note().empty() && request.tell) request.tell(downmix.note());
+  if (const std::int64_t missing = source->missingFrames(); missing > 0 && request.tell)
+    request.tell(fmt::format("this file was cut off; by its header {:.1f} s more should follow",
+                             double(missing) / source->format().sampleRate));
   const auto reader = resampled(std::move(source), format);
   ImportDestination destination(request.folder);
   auto writer = createAudioFile(destination.temporaryPath(),
@@ -101,7 +109,7 @@ Outcome<std::string> convertInto(std::unique_ptr<AudioFileReader> source,
   if (!writer) return std::unexpected(ImportError::writeFailed(writer.error().description));
   if (auto claimed = destination.claim(); !claimed)
     return std::unexpected(ImportError::writeFailed(claimed.error().description));
-  if (auto converted = convert(*reader, **writer, cancel, progress); !converted)
+  if (auto converted = convert(*reader, **writer, request, cancel, progress); !converted)
     return std::unexpected(converted.error());
   auto path = destination.publish(importBaseName(request.source), request.stamp);
   if (!path) return std::unexpected(ImportError::writeFailed(path.error().description));

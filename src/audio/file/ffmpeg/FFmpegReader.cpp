@@ -197,6 +197,21 @@ Outcome<void> FFmpegReader::openDecoder() {
                  fmt::format("{}: its audio can't be decoded: {}", path_, textOf(result)));
 }
 
+SampleForm FFmpegReader::sampleForm() const {
+  const AVCodecDescriptor* const codec = avcodec_descriptor_get(decoder_->codec_id);
+  if (!codec || !(codec->props & AV_CODEC_PROP_LOSSLESS)) return SampleForm::coarse;
+  switch (av_get_packed_sample_fmt(decoder_->sample_fmt)) {
+    case AV_SAMPLE_FMT_FLT:
+    case AV_SAMPLE_FMT_DBL:
+      return SampleForm::floating;
+    case AV_SAMPLE_FMT_S32:
+    case AV_SAMPLE_FMT_S64:
+      return SampleForm::fine;
+    default:
+      return SampleForm::coarse;
+  }
+}
+
 Outcome<std::uint32_t> FFmpegReader::read(float* interleaved, std::uint32_t frames) {
   frames = std::uint32_t(std::clamp<std::int64_t>(end_ - position_, 0, frames));
   std::uint32_t done = 0;
