@@ -1,5 +1,7 @@
 #include "base/LiveQueues.h"
 
+#include <sys/eventfd.h>
+
 #include <utility>
 
 namespace sonmere {
@@ -25,7 +27,37 @@ void LiveTaskList::enqueue(Task task) {
   const std::lock_guard lock(mutex_);
   if (isAbandoned_ || isClosed_) return;
   tasks_.push_back(std::move(task));
+  if (wake_.valid()) eventfd_write(wake_.get(), 1);
   changed_.notify_one();
+}
+
+int LiveTaskList::descriptor() {
+  const std::lock_guard lock(mutex_);
+  if (!wake_.valid()) wake_ = FileDescriptor(eventfd(unsigned(tasks_.size()), EFD_CLOEXEC | EFD_NONBLOCK));
+  return wake_.get();
+}
+
+bool LiveTaskList::takeDue(Task& task) {
+  const std::lock_guard lock(mutex_);
+  if (tasks_.empty()) return false;
+  task = std::move(tasks_.front());
+  tasks_.pop_front();
+  return true;
+}
+
+// What is posted meanwhile waits for the next call, so that a task that posts itself anew leaves the other
+// loop its turn.
+void LiveTaskList::runDue() {
+  std::size_t due = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    eventfd_t count = 0;
+    if (wake_.valid()) eventfd_read(wake_.get(), &count);
+    due = tasks_.size();
+  }
+  const void* const outer = std::exchange(currentTarget, this);
+  for (Task task; due > 0 && takeDue(task); --due) runTask(task);
+  currentTarget = outer;
 }
 
 bool LiveTaskList::takeNext(Task& task) {
@@ -77,6 +109,11 @@ TaskToken LiveQueue::repeat(Duration interval, Task task) {
 void LiveMainQueue::run() {
   thread_ = std::this_thread::get_id();
   tasks_->run();
+}
+
+void LiveMainQueue::runDue() {
+  thread_ = std::this_thread::get_id();
+  tasks_->runDue();
 }
 
 class LiveSerialQueue::Tasks final : public LiveTaskList {

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/FileDescriptor.h"
 #include "base/LiveThreads.h"
 #include "base/LiveTimers.h"
 #include "base/Queue.h"
@@ -23,6 +24,10 @@ class LiveTaskList : public LiveTaskTarget, public std::enable_shared_from_this<
   void close();
   // run() ends after the task that runs now; the next run() goes on with what is left.
   void stop();
+  // Runs the tasks that are there, and returns.
+  void runDue();
+  // Can be read while tasks are there that runDue() has not seen; -1 where the system has no descriptor left.
+  int descriptor();
   // Drops what is queued and all that comes; run() ends.
   void abandon();
   // Whether the calling thread is inside run().
@@ -34,10 +39,12 @@ class LiveTaskList : public LiveTaskTarget, public std::enable_shared_from_this<
 
  private:
   bool takeNext(Task& task);
+  bool takeDue(Task& task);
 
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Task> tasks_;
+  FileDescriptor wake_;  // from the first descriptor() on
   bool isClosed_ = false;
   bool isStopped_ = false;
   bool isAbandoned_ = false;
@@ -69,6 +76,8 @@ class LiveMainQueue final : public LiveQueue {
       : LiveQueue("main", std::move(timers)), thread_(std::this_thread::get_id()) {}
 
   void run();
+  void runDue();
+  int descriptor() { return tasks_->descriptor(); }
   void stop() { tasks_->stop(); }
   void abandon() { tasks_->abandon(); }
   void post(Task task) override { tasks_->enqueue(std::move(task)); }

@@ -55,6 +55,8 @@ LiveRuntime::~LiveRuntime() = default;
 
 void LiveRuntime::run() { implementation_->main.run(); }
 void LiveRuntime::stop() { implementation_->main.stop(); }
+int LiveRuntime::mainQueueDescriptor() { return implementation_->main.descriptor(); }
+void LiveRuntime::runDue() { implementation_->main.runDue(); }
 
 Queue& LiveRuntime::mainQueue() { return implementation_->main; }
 Queue& LiveRuntime::globalQueue() { return implementation_->global; }

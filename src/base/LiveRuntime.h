@@ -21,6 +21,12 @@ class LiveRuntime final : public Runtime {
   // Ends run() after the task that calls it. Threads: any; also safe in a signal handler's helper thread.
   void stop();
 
+  // For a main thread that runs another loop, as that of a window: while the descriptor can be read, runDue()
+  // runs the tasks of the main queue that wait, and returns. It takes the place of run(). The descriptor is
+  // this object's; -1 where the system has none left. Main thread.
+  int mainQueueDescriptor();
+  void runDue();
+
   Queue& mainQueue() override;
   std::shared_ptr<Queue> serialQueue(std::string label) override;
   Queue& globalQueue() override;

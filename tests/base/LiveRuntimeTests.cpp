@@ -1,6 +1,7 @@
 #include "base/LiveRuntime.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <cmath>
 #include <future>
@@ -18,6 +19,41 @@ namespace {
 template <class Condition>
 bool eventually(LiveRuntime& runtime, Condition condition) {
   return runtime.waitUntil(condition, std::chrono::seconds(60));
+}
+
+// A loop of others that sleeps until the descriptor can be read, and never wakes up in vain.
+TEST(LiveRuntime, AnotherLoopDrivesTheMainQueue) {
+  LiveRuntime runtime;
+  std::vector<int> order;
+  const auto post = [&](int number) {
+    runtime.mainQueue().post([&order, number] { order.push_back(number); });
+  };
+  post(0);  // before anybody asked
+  pollfd wake{runtime.mainQueueDescriptor(), POLLIN, 0};
+  ASSERT_GE(wake.fd, 0);
+  EXPECT_EQ(poll(&wake, 1, 0), 1);
+  bool isDone = false;
+  runtime.mainQueue().post([&] {
+    EXPECT_TRUE(runtime.mainQueue().isCurrent());
+    order.push_back(1);
+    post(2);
+    runtime.globalQueue().post([&] {
+      runtime.mainQueue().postAfter(fromMilliseconds(1), [&] {
+        order.push_back(3);
+        isDone = true;
+      });
+    });
+  });
+  runtime.runDue();
+  EXPECT_EQ(order, (std::vector<int>{0, 1})) << "what is posted meanwhile leaves the loop its turn";
+  int turns = 0;
+  for (; !isDone; ++turns) {
+    ASSERT_EQ(poll(&wake, 1, 60'000), 1);
+    runtime.runDue();
+  }
+  EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3}));
+  EXPECT_LE(turns, 2);
+  EXPECT_EQ(poll(&wake, 1, 0), 0);
 }
 
 TEST(LiveRuntime, MainQueueRunsOnTheRunningThreadInOrderUntilStopped) {
