@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <cstdlib>
 #include <mutex>
 
+#include "app/PlatformFolders.h"
 #include "app/SettingsFile.h"
 
 namespace sonmere {
@@ -16,21 +16,9 @@ constexpr Duration kFlushDelay = fromSeconds(0.1);
 // How long after a failure to try again: a full disk may have room then.
 constexpr Duration kRetryDelay = fromSeconds(5);
 
-std::string environment(const char* name) {
-  const char* const value = std::getenv(name);
-  return value ? value : "";
-}
-
 }  // namespace
 
-std::filesystem::path defaultSettingsPath() {
-  if (const std::string path = environment("SONMERE_SETTINGS"); !path.empty()) return path;
-  const std::filesystem::path file = "sonmere/settings.json";
-  // A relative folder counts as none (XDG Base Directory Specification).
-  if (const std::filesystem::path folder = environment("XDG_CONFIG_HOME"); folder.is_absolute())
-    return folder / file;
-  return std::filesystem::path(environment("HOME")) / ".config" / file;
-}
+std::filesystem::path defaultSettingsPath() { return userSettingsFile(); }
 
 struct FileSettingsStore::State : std::enable_shared_from_this<State> {
   State(Runtime& runtime, Log& logToUse, const std::filesystem::path& path)
@@ -52,6 +40,7 @@ struct FileSettingsStore::State : std::enable_shared_from_this<State> {
   void schedule(Duration delay);
   void flushInBackground();
   Outcome<void> flush();
+  void keepUnwritten();
 };
 
 void FileSettingsStore::State::change(std::string_view key, std::optional<SettingsValue> value) {
@@ -102,6 +91,19 @@ Outcome<void> FileSettingsStore::State::flush() {
   return result;
 }
 
+// A background flush that is under way must find nothing more to do.
+void FileSettingsStore::State::keepUnwritten() {
+  const std::lock_guard fileLock(fileMutex);
+  SettingsFile::Changes changes;
+  {
+    const std::lock_guard lock(mutex);
+    changes.swap(unwritten);
+  }
+  const auto kept = file.keepForLater(changes);
+  if (!kept) return log.error(fmt::format("The settings are lost. {}", kept.error().description));
+  log.warning(fmt::format("What was changed is kept in {} and taken up at the next start.", kept->string()));
+}
+
 FileSettingsStore::FileSettingsStore(Runtime& runtime, Log& log, const std::filesystem::path& path)
     : state_(std::make_shared<State>(runtime, log, path)) {
   auto values = state_->file.load();
@@ -114,10 +116,7 @@ FileSettingsStore::FileSettingsStore(Runtime& runtime, Log& log, const std::file
 }
 
 FileSettingsStore::~FileSettingsStore() {
-  if (synchronize()) return;
-  // Told in the log; a background flush that is under way must find nothing more to do.
-  const std::lock_guard lock(state_->mutex);
-  state_->unwritten.clear();
+  if (!synchronize()) state_->keepUnwritten();
 }
 
 std::optional<SettingsValue> FileSettingsStore::object(std::string_view key) const {

@@ -15,7 +15,7 @@
 namespace sonmere {
 
 // Where the settings live: $SONMERE_SETTINGS, else "sonmere/settings.json" under $XDG_CONFIG_HOME or
-// ~/.config. Without a home: in the current folder.
+// ~/.config. Where HOME is no absolute path, that of the user's account.
 std::filesystem::path defaultSettingsPath();
 
 // Settings in one JSON file. It is read once, here; later writes of other processes are kept in the file but
@@ -25,7 +25,8 @@ std::filesystem::path defaultSettingsPath();
 class FileSettingsStore final : public SettingsStore {
  public:
   FileSettingsStore(Runtime& runtime, Log& log, const std::filesystem::path& path);
-  // Writes what is still unwritten.
+  // Writes what is still unwritten. Where the file can't be written, as while another program holds its lock,
+  // the changes are kept beside it for the next start.
   ~FileSettingsStore() override;
 
   std::optional<SettingsValue> object(std::string_view key) const override;

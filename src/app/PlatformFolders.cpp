@@ -29,6 +29,8 @@ const char* text(Owner owner) {
 
 Folders userFolders() { return DesktopFolders::ofUser().engineFolders(); }
 
+std::string userSettingsFile() { return DesktopFolders::ofUser().settingsFile; }
+
 ControlFolder chooseControlFolder() {
   const DesktopFolders folders = DesktopFolders::ofUser();
   const std::string fallback = (std::filesystem::path(folders.state) / "sonmere" / "control").string();

@@ -1,15 +1,14 @@
 #include "app/SettingsFile.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <sys/file.h>
+#include <unistd.h>
 
 #include <expected>
 #include <nlohmann/json.hpp>
 
 #include "base/AtomicFile.h"
-#include "base/FileDescriptor.h"
+#include "base/FileLock.h"
 #include "base/SettingsLevels.h"
 
 namespace sonmere {
@@ -23,21 +22,9 @@ constexpr int kIndent = 2;
 constexpr mode_t kPrivate = 0600;
 constexpr const char* kNothing = "{}";
 
-// Held while the file is read, changed and replaced; the lock's file stays.
-class FileLock {
- public:
-  static Outcome<FileLock> take(const fs::path& path) {
-    FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
-    if (!file.valid()) return std::unexpected(posixError(errno, "Open " + path.string()));
-    while (flock(file.get(), LOCK_EX) != 0)
-      if (errno != EINTR) return std::unexpected(posixError(errno, "Lock " + path.string()));
-    return FileLock(std::move(file));
-  }
-
- private:
-  explicit FileLock(FileDescriptor file) : file_(std::move(file)) {}
-  FileDescriptor file_;
-};
+// Commands hold the lock for a moment; who holds it longer hangs, and nobody may wait for that.
+constexpr Duration kLockWait = std::chrono::seconds(2);
+constexpr const char* kUnsaved = ".unsaved.";
 
 bool isMissing(const Error& error) { return error.code == ENOENT || error.code == ENOTDIR; }
 
@@ -70,6 +57,21 @@ std::expected<Content, std::string> parse(const std::string& text) {
 
 std::string toText(const JSON& object) {
   return object.dump(kIndent, ' ', false, JSON::error_handler_t::replace) + "\n";
+}
+
+// What a file of changes that were kept for later holds; nothing where it is damaged.
+SettingsFile::Changes changesOf(const std::string& text) {
+  SettingsFile::Changes changes;
+  const JSON kept = JSON::parse(text, nullptr, false);
+  if (!kept.is_array()) return changes;
+  for (const JSON& change : kept) {
+    const auto key = change.is_object() ? change.find("key") : change.end();
+    if (key == change.end() || !key->is_string()) continue;
+    const auto value = change.find("value");
+    auto& to = changes[key->get<std::string>()];
+    if (value != change.end()) to = settingsValueFromJSON(value->dump());
+  }
+  return changes;
 }
 
 // The first of "{name}.bad", "{name}.bad.1" and so on that is free.
@@ -146,7 +148,7 @@ Outcome<std::string> SettingsFile::readAtStart() {
   auto text = readWholeFile(path_);
   if (!text) return isMissing(text.error()) ? Outcome<std::string>(kNothing) : text;
   if (const auto content = parse(*text); content && content->unreadable.empty()) return text;
-  const auto lock = FileLock::take(lockPath());
+  const auto lock = FileLock::take(lockPath(), kLockWait);
   if (!lock) return std::unexpected(lock.error());
   return readOrSetAside();
 }
@@ -154,9 +156,11 @@ Outcome<std::string> SettingsFile::readAtStart() {
 Outcome<SettingsFile::Values> SettingsFile::load() {
   const fs::path folder = path_.has_parent_path() ? path_.parent_path() : fs::path(".");
   sweepStaleTemporaries(folder, path_.filename().string());
-  const auto text = readAtStart();
+  auto text = readAtStart();
   if (!text) return std::unexpected(text.error());
   lastGood_ = *text;
+  takeUpUnsaved(folder);
+  text = lastGood_;
   Values values;
   // Key by key: a file with the one key "$data" is an object all the same.
   const JSON object = JSON::parse(*text);
@@ -165,9 +169,34 @@ Outcome<SettingsFile::Values> SettingsFile::load() {
   return values;
 }
 
+Outcome<fs::path> SettingsFile::keepForLater(const Changes& changes) {
+  // A key without a value is one to be removed.
+  JSON kept = JSON::array();
+  for (const auto& [key, value] : changes) {
+    JSON change{{"key", key}};
+    if (value) change["value"] = JSON::parse(settingsValueToJSON(*value));
+    kept.push_back(std::move(change));
+  }
+  fs::path path = path_.string() + kUnsaved + std::to_string(::getpid());
+  if (const auto written = writeFileAtomically(path, toText(kept), kPrivate); !written)
+    return std::unexpected(written.error());
+  return path;
+}
+
+// What programs could not write before they ended. What still can't be stays for the next start.
+void SettingsFile::takeUpUnsaved(const fs::path& folder) {
+  const std::string start = path_.filename().string() + kUnsaved;
+  std::error_code ignored;
+  std::vector<fs::path> unsaved;
+  for (fs::directory_iterator entry(folder, ignored), end; entry != end; entry.increment(ignored))
+    if (entry->path().filename().string().starts_with(start)) unsaved.push_back(entry->path());
+  for (const fs::path& path : unsaved)
+    if (const auto text = readWholeFile(path); text && apply(changesOf(*text))) fs::remove(path, ignored);
+}
+
 Outcome<void> SettingsFile::apply(const Changes& changes) {
   if (const auto ready = prepareFolder(); !ready) return ready;
-  const auto lock = FileLock::take(lockPath());
+  const auto lock = FileLock::take(lockPath(), kLockWait);
   if (!lock) return std::unexpected(lock.error());
   const auto text = readOrSetAside();
   if (!text) return std::unexpected(text.error());

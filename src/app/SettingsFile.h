@@ -25,8 +25,11 @@ class SettingsFile {
   // All values. A missing file has none. A damaged one is set aside under another name, with a warning;
   // values that can't be read cost no other.
   Outcome<Values> load();
-  // Puts the changes into what the file holds now, under a lock against other processes.
+  // Puts the changes into what the file holds now, under a lock against other processes, which is waited for
+  // for a moment; ETIMEDOUT then.
   Outcome<void> apply(const Changes& changes);
+  // Keeps changes that can't be applied now in a file beside it, which the next load() takes up.
+  Outcome<std::filesystem::path> keepForLater(const Changes& changes);
 
   const std::filesystem::path& path() const { return path_; }
 
@@ -34,6 +37,7 @@ class SettingsFile {
   Outcome<void> prepareFolder();
   std::filesystem::path lockPath() const;
   Outcome<std::string> readAtStart();
+  void takeUpUnsaved(const std::filesystem::path& folder);
   Outcome<std::string> readOrSetAside();
   Outcome<void> setAside(const std::string& reason);
   Outcome<void> dropUnreadable(const std::set<std::string>& keys, const std::string& text);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "base/AtomicFile.h"
+#include "base/FileLock.h"
 #include "base/LiveRuntime.h"
 #include "base/SettingsLevels.h"
 #include "base/VirtualRuntime.h"
@@ -200,6 +201,29 @@ TEST_F(FileSettingsStoreTest, FailureIsClearToldOnceAndRetried) {
   runtime.advance(std::chrono::seconds(10));
   EXPECT_EQ(text(), "{\n  \"a\": 1\n}\n") << "tried again without being asked";
   EXPECT_EQ(complaints.size(), 1u);
+}
+
+// Another program that hangs while it holds the lock.
+TEST_F(FileSettingsStoreTest, ALockThatIsHeldKeepsNoProgramFromEndingAndCostsNothing) {
+  write(R"({"gone": 1})");
+  {
+    const auto held = FileLock::take(path.string() + ".lock", Duration::zero());
+    ASSERT_TRUE(held);
+    auto store = open();
+    store->set("a", SettingsData{"bytes"});
+    store->remove("gone");
+    store.reset();
+    ASSERT_EQ(complaints.size(), 2u);
+    EXPECT_NE(complaints[0].find("could not be saved"), std::string::npos) << complaints[0];
+    EXPECT_NE(complaints[1].find("taken up at the next start"), std::string::npos) << complaints[1];
+    EXPECT_EQ(text(), R"({"gone": 1})");
+  }
+  for (int start = 0; start < 2; ++start) {
+    const auto store = open();
+    EXPECT_EQ(store->keys(), std::vector<std::string>{"a"});
+    EXPECT_EQ(store->data("a"), "bytes");
+    EXPECT_EQ(std::distance(fs::directory_iterator(path.parent_path()), fs::directory_iterator()), 1);
+  }
 }
 
 TEST_F(FileSettingsStoreTest, UnreadableFileIsNeverOverwritten) {

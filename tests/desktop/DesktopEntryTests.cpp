@@ -128,6 +128,12 @@ TEST(DesktopFolders, TheSpecificationsDefaultsAndTheUsersWishesHold) {
   EXPECT_EQ(folders.music, h + "/Music");
   EXPECT_EQ(folders.sharedData, (List{"/one", "/three"}));
   EXPECT_EQ(folders.settingsFile, "/s.json");
+  for (const char* noHome : {"", "relative"}) {
+    variables = {{"HOME", noHome}};
+    folders = read();
+    for (const std::string& folder : {folders.config, folders.state, folders.music, folders.settingsFile})
+      EXPECT_TRUE(folder.starts_with('/')) << "never in the current folder: " << folder;
+  }
   EXPECT_EQ(parseUserFolder("XDG_MUSIC_DIR=\"relative\"", "XDG_MUSIC_DIR", h), "");
 }
 

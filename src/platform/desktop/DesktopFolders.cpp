@@ -25,8 +25,9 @@ std::string homeOf(const DesktopFolders::Environment& environment) {
   return isKnown && entry.pw_dir ? entry.pw_dir : "";
 }
 
+// Without a home from the root on, where nothing is mistaken for the user's: never in the current folder.
 std::string joined(const std::string& folder, std::string_view rest) {
-  return folder.empty() ? std::string(rest) : folder + '/' + std::string(rest);
+  return folder + '/' + std::string(rest);
 }
 
 std::vector<std::string> listOr(const std::string& list, const char* fallback) {

@@ -9,8 +9,8 @@
 
 namespace sonmere {
 
-// The user's folders (XDG Base Directory Specification 0.8, xdg-user-dirs). Paths are absolute unless there
-// is no home at all; a folder need not exist.
+// The user's folders (XDG Base Directory Specification 0.8, xdg-user-dirs). Paths are absolute; a
+// folder need not exist.
 struct DesktopFolders {
   std::string config;
   std::string state;
