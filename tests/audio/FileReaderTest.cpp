@@ -279,7 +279,7 @@ TEST(FileReader, DamagedBytesNeverCrash) {
   }
 }
 
-TEST(FileReader, MissingModuleSaysWhereItWasSought) {
+TEST(FileReader, AModuleThatIsMissingOrThatOthersCouldHavePutThereIsNotLoaded) {
   TemporaryFolder folder;
   const std::string nowhere = folder / "lib";
   const auto missing = loadFFmpegModule({nowhere});
@@ -291,6 +291,22 @@ TEST(FileReader, MissingModuleSaysWhereItWasSought) {
   const auto broken = loadFFmpegModule({nowhere, folder.path()});
   ASSERT_FALSE(broken);
   EXPECT_TRUE(isFault(broken.error(), ReaderFault::noModule));
+  EXPECT_TRUE(broken.error().description.contains("could not be loaded")) << broken.error().description;
+  const std::string place = folder / "sonmere_ffmpeg.so";
+  const auto expectDistrusted = [&](const char* why) {
+    const auto refused = loadFFmpegModule({folder.path()});
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().description.contains("other users could change it")) << why;
+  };
+  chmod(place.c_str(), 0666);
+  expectDistrusted("a file that anybody may write to");
+  chmod(place.c_str(), 0644);
+  chmod(folder.path().c_str(), 0777);
+  expectDistrusted("a folder that anybody may write to");
+  chmod(folder.path().c_str(), 0700);
+  if (geteuid() != 0) return;
+  ASSERT_EQ(chown(place.c_str(), 12345, 12345), 0);
+  expectDistrusted("a file of another user");
 }
 
 bool decoderIsLoaded() { return bytesOf("/proc/self/maps").find("libavcodec") != std::string::npos; }

@@ -1,9 +1,12 @@
 #include "audio/file/FFmpegModule.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -23,32 +26,51 @@ std::unexpected<Error> noModule(std::string text) {
 }  // namespace
 
 std::vector<std::string> moduleDirectories() {
-  std::vector<std::string> directories;
-  if (const char* chosen = std::getenv("SONMERE_MODULE_DIR"); chosen && *chosen)
-    directories.push_back(chosen);
+  if (const char* chosen = std::getenv("SONMERE_MODULE_DIR"); chosen && *chosen) return {chosen};
   std::error_code ignored;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
-  if (!program.empty()) {
-    directories.push_back(program / "lib");
-    directories.push_back(program.parent_path() / "lib");
-    directories.push_back(program.parent_path() / "lib" / "sonmere");
-  }
-  directories.push_back(SONMERE_BUILD_MODULE_DIR);
+  std::vector<std::string> directories{program.parent_path() / "lib" / "sonmere"};
+  // A program of the build tree, and none else, takes the module from there.
+  const std::string built = SONMERE_BUILD_MODULE_DIR;
+  const auto tree = std::filesystem::path(built).parent_path();
+  if (std::mismatch(tree.begin(), tree.end(), program.begin(), program.end()).first == tree.end())
+    directories.push_back(built);
   return directories;
 }
 
+namespace {
+
+// Whether nobody but this user and the administrator can put code there.
+bool isTrusted(int descriptor) {
+  struct stat info {};
+  return ::fstat(descriptor, &info) == 0 && (info.st_uid == 0 || info.st_uid == ::geteuid()) &&
+         (info.st_mode & S_IWOTH) == 0;
+}
+
+Outcome<FFmpegModule> loadModule(const std::filesystem::path& path, const FileDescriptor& file) {
+  // What was looked at is what is loaded.
+  void* module = ::dlopen(fmt::format("/proc/self/fd/{}", file.get()).c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!module)
+    return noModule(fmt::format("the codec module {} could not be loaded: {}", path.string(), ::dlerror()));
+  void* const reader = ::dlsym(module, kOpenFFmpegReaderSymbol);
+  void* const encoder = ::dlsym(module, kMakeFFmpegEncoderSymbol);
+  if (!reader || !encoder) return noModule(fmt::format("{} is not a codec module", path.string()));
+  return FFmpegModule{reinterpret_cast<OpenFFmpegReader>(reader),
+                      reinterpret_cast<MakeFFmpegEncoder>(encoder)};
+}
+
+}  // namespace
+
 Outcome<FFmpegModule> loadFFmpegModule(const std::vector<std::string>& directories) {
   for (const std::string& directory : directories) {
+    const FileDescriptor folder(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.valid()) continue;
+    const FileDescriptor file(::openat(folder.get(), kModuleFile, O_RDONLY | O_CLOEXEC));
+    if (!file.valid()) continue;
     const std::filesystem::path path = std::filesystem::path(directory) / kModuleFile;
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) continue;
-    void* module = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!module) return noModule(fmt::format("the codec module could not be loaded: {}", ::dlerror()));
-    void* const reader = ::dlsym(module, kOpenFFmpegReaderSymbol);
-    void* const encoder = ::dlsym(module, kMakeFFmpegEncoderSymbol);
-    if (!reader || !encoder) return noModule(fmt::format("{} is not a codec module", path.string()));
-    return FFmpegModule{reinterpret_cast<OpenFFmpegReader>(reader),
-                        reinterpret_cast<MakeFFmpegEncoder>(encoder)};
+    if (isTrusted(folder.get()) && isTrusted(file.get())) return loadModule(path, file);
+    return noModule(
+        fmt::format("the codec module {} is not loaded, because other users could change it", path.string()));
   }
   return noModule(fmt::format("the codec module {} is not in {}", kModuleFile, fmt::join(directories, ", ")));
 }

@@ -22,10 +22,12 @@ struct FFmpegModule {
   MakeFFmpegEncoder makeEncoder = nullptr;
 };
 
-// Where the module may be, best first: $SONMERE_MODULE_DIR, next to the running program, the build folder.
+// Where the module may be, best first: $SONMERE_MODULE_DIR alone where it is set, else ../lib/sonmere beside
+// the program's folder, and for a program of the build tree that tree.
 std::vector<std::string> moduleDirectories();
 
-// Loads the module from the first folder that has it; it stays loaded until the process ends.
+// Loads the module from the first folder that has it, unless others than this user and the administrator
+// could have put it there; it stays loaded until the process ends.
 Outcome<FFmpegModule> loadFFmpegModule(const std::vector<std::string>& directories);
 
 // Opens a file by way of the module, which is loaded now if it was not before.
