@@ -18,6 +18,7 @@
 #include "cli/DemoCommand.h"
 #include "cli/EditorCommands.h"
 #include "cli/ExitStatus.h"
+#include "cli/LoginItemCommand.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
 #include "cli/RoutingCommands.h"
@@ -95,10 +96,25 @@ void addRun(CLI::App& app, Arguments& arguments) {
       ->type_name("DIR");
   run->add_option("--for", r.seconds, "End after this time (default: when told to)")->type_name("SECONDS");
   run->add_flag("--no-control", r.noControl, "Without the service that the other commands talk to");
+  run->add_flag("--at-login", r.atLogin, "As the session starts it: without its window");
   run->add_flag("--json", r.json, "Print one JSON object at the end");
   run->add_flag("-v,--verbose", r.verbose, "Log to standard error");
   run->callback(
       [&arguments] { arguments.run = [&arguments] { return runRunCommand(arguments.foreground); }; });
+}
+
+void addLoginItem(CLI::App& app, Arguments& arguments) {
+  CLI::App* item = app.add_subcommand("login-item", "Whether the program starts with your session");
+  item->require_subcommand(1);
+  for (const auto& [name, help] : {std::pair{"on", "Start it with the session"},
+                                   {"off", "Don't, from the next session on"},
+                                   {"status", "Print whether it does"}}) {
+    CLI::App* action = item->add_subcommand(name, help);
+    action->add_flag("--json", arguments.json, "Print one JSON object");
+    action->callback([&arguments, word = std::string(name)] {
+      arguments.run = [&arguments, word] { return runLoginItem(word, arguments.json); };
+    });
+  }
 }
 
 void addSettings(CLI::App& app, Arguments& arguments) {
@@ -174,6 +190,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRecordingsCommands(app, arguments.run);
   addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
+  addLoginItem(app, arguments);
   addCompletion(app, arguments);
   if (argc > 1 && argv[1] == std::string_view("__complete")) return complete(app, argc, argv);
   try {

@@ -85,6 +85,7 @@ Outcome<RunRequest> parseRun(const RunArguments& arguments) {
     request.folder = std::move(*folder);
   }
   request.hasControl = !arguments.noControl;
+  request.isAtLogin = arguments.atLogin;
   request.json = arguments.json;
   request.verbose = arguments.verbose;
   return request;

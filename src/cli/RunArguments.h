@@ -20,6 +20,7 @@ struct RunArguments {
   std::optional<std::string> folder;
   std::optional<std::string> seconds;
   bool noControl = false;
+  bool atLogin = false;
   bool json = false;
   bool verbose = false;
 };
@@ -31,6 +32,7 @@ struct RunRequest {
   RunOptions options;
   std::optional<std::string> folder;  // of the recordings; nothing: that of the settings
   bool hasControl = true;             // the control service
+  bool isAtLogin = false;             // started by the session
   bool json = false;
   bool verbose = false;
   std::vector<std::string> notes;

@@ -13,6 +13,7 @@
 #include "app/ForegroundRun.h"
 #include "app/InstanceLock.h"
 #include "app/PlatformFolders.h"
+#include "app/PlatformLoginItem.h"
 #include "base/LineWriter.h"
 #include "base/LiveRuntime.h"
 #include "base/LogLines.h"
@@ -107,8 +108,9 @@ class RunSession {
     DetachedSettings ofThisRun(stored);
     if (request_.options.demoApps) ofThisRun.set("sonmere.volumeMixer.isEnabled", true);
     SettingsStore& settings = platform.embedded() ? static_cast<SettingsStore&>(ofThisRun) : stored;
-    // A run for some seconds, or on a server inside this process, is no sign that the user wants it always.
-    const bool registersLoginItem = !platform.embedded() && !request_.options.seconds;
+    // A run for some seconds, on a server inside this process, or out of a build tree is no sign that the
+    // user wants it always.
+    const bool registersLoginItem = !platform.embedded() && !request_.options.seconds && isInstalledProgram();
     ToneFerryApp app({runtime_, log_, settings, platform.platform(), userFolders(), createAudioFile,
                       request_.folder, registersLoginItem});
     return runOn(platform, app);
@@ -138,7 +140,7 @@ class RunSession {
       server = std::move(*started);
     }
     const LibraryUpkeep upkeep(*app.recordingsLibrary(), *watcher_, [this](const auto& text) { say(text); });
-    app.appDelegate().applicationDidFinishLaunching(false, nullptr);
+    app.appDelegate().applicationDidFinishLaunching(request_.isAtLogin, nullptr);
     RunReport report = play(run, platform);
     std::string text = request_.json ? runJSONText(platform, report) : runTableText(report);
     ending_ = {std::move(report), std::move(text)};

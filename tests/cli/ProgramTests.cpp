@@ -197,6 +197,29 @@ TEST_F(ProgramTest, ARunOnTheInventedMachineLeavesTheSettingsAsTheyAre) {
   EXPECT_TRUE(readWholeFile(path("settings.json"))->contains("boostAllowed")) << "what was asked for is kept";
 }
 
+// Nothing is set up in silence out of a build tree; what the user asks for holds.
+TEST_F(ProgramTest, TheStartWithTheSessionIsTurnedOnAndOffByTheUser) {
+  const auto status = [] {
+    Program program({"login-item", "status", "--json"});
+    const auto text = Program::readAll(program.out);
+    EXPECT_EQ(program.wait(), 0);
+    return bool(nlohmann::json::parse(text)["enabled"]);
+  };
+  EXPECT_FALSE(status());
+  EXPECT_EQ(statusOf({"login-item", "on"}), 0);
+  EXPECT_TRUE(status());
+  ASSERT_FALSE(std::filesystem::is_empty(path("XDG_CONFIG_HOME/autostart")));
+  const auto file = *std::filesystem::directory_iterator(path("XDG_CONFIG_HOME/autostart"));
+  EXPECT_TRUE(readWholeFile(file.path())->contains("\"run\" \"--at-login\""));
+  EXPECT_EQ(statusOf({"login-item", "off"}), 0);
+  EXPECT_FALSE(status());
+  const auto settings = nlohmann::json::parse(*readWholeFile(path("settings.json")));
+  EXPECT_EQ(settings["launchAtLogin"], false);
+  EXPECT_EQ(settings["didAutoRegisterLoginItem"], true) << "never set up again by itself";
+  Program atLogin(run + std::vector<std::string>{"--at-login"});
+  ASSERT_TRUE(isReady(atLogin));
+}
+
 // Those that start at the same moment: at most one at a time has it.
 TEST(InstanceLock, StartersAtOnceNeverBothHaveIt) {
   TemporaryFolder folder;

@@ -51,6 +51,11 @@ DesktopLoginItem::DesktopLoginItem(const DesktopFolders& folders, std::vector<st
   for (const std::string& folder : folders.sharedConfig) systemFiles_.push_back(autostartFile(folder));
 }
 
+std::vector<std::string> DesktopLoginItem::ownCommand() {
+  std::error_code ignored;
+  return {fs::read_symlink("/proc/self/exe", ignored).string(), "run", "--at-login"};
+}
+
 // The user's own file speaks for itself, whatever the system brings.
 bool DesktopLoginItem::isEnabled() {
   bool isThere = false;

@@ -17,6 +17,9 @@ class DesktopLoginItem final : public LoginItem {
   // `command` is the program, as an absolute path, with its arguments.
   DesktopLoginItem(const DesktopFolders& folders, std::vector<std::string> command);
 
+  // This program, as the session starts it.
+  static std::vector<std::string> ownCommand();
+
   bool isEnabled() override;
   Outcome<void> registerItem() override;
   // An item that the system brings for all users is switched off by a hidden one of the user's own.

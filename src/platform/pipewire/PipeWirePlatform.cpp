@@ -1,7 +1,5 @@
 #include "platform/pipewire/PipeWirePlatform.h"
 
-#include <filesystem>
-
 #include "platform/desktop/DesktopApplications.h"
 #include "platform/desktop/DesktopFolders.h"
 #include "platform/desktop/DesktopLoginItem.h"
@@ -18,11 +16,6 @@ namespace {
 
 constexpr Duration kProbeTimeout = std::chrono::seconds(2);
 
-std::vector<std::string> ownCommand() {
-  std::error_code error;
-  return {std::filesystem::read_symlink("/proc/self/exe", error).string(), "run"};
-}
-
 }  // namespace
 
 struct PipeWirePlatform::Parts {
@@ -31,7 +24,7 @@ struct PipeWirePlatform::Parts {
         folders(DesktopFolders::ofUser()),
         applications(itsRuntime, log, DesktopEntries::read(), {"/proc", folders.runtime}),
         permissions(itsRuntime),
-        loginItem(folders, ownCommand()),
+        loginItem(folders, DesktopLoginItem::ownCommand()),
         privileges(itsRuntime),
         power(itsRuntime, log),
         server(itsRuntime, log, applications, options),
