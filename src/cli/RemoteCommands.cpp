@@ -12,6 +12,7 @@
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
+#include "cli/WatchCommand.h"
 
 namespace sonmere {
 
@@ -71,7 +72,6 @@ class RemoteBuilder {
   Outcome<std::vector<int>> buses() const;
   int record(bool isStart) const;
   int recordings() const;
-  int watch() const;
   int quit() const;
 
   CLI::App& app_;
@@ -159,8 +159,9 @@ void RemoteBuilder::addViews() {
       a->json ? printJSON(result) : fmt::print("{}\n", printableLines(result.value("text", std::string())));
     });
   });
-  CLI::App* levels = add(app_, "watch", "The apps with their levels, ten times a second, until Ctrl-C",
-                         [this] { return watch(); });
+  CLI::App* levels =
+      add(app_, "watch", "The apps with their levels, whenever something changes, until Ctrl-C",
+          [this] { return runWatchCommand(a->json, a->count); });
   levels->add_option("--count", a->count, "End after so many updates")
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000'000));
@@ -329,34 +330,6 @@ void RemoteBuilder::addProfiles() {
   }
   add(*group, "list", "The profiles and their apps",
       [this] { return show("profile list", "profiles", {}, nullptr, profilesText); });
-}
-
-// In place on a terminal, else one block of plain lines a second.
-int RemoteBuilder::watch() const {
-  constexpr int kPlainEvery = 10;
-  constexpr int kSilence = 10'000;  // ms
-  const RemoteCall call("watch");
-  return call.with([&](ControlClient& client) {
-    if (const auto begun = client.call("watch"); !begun) return call.fail(begun.error());
-    const bool isTerminal = isatty(STDOUT_FILENO) && !a->json;
-    std::ptrdiff_t lines = 0;
-    for (int i = 0; a->count == 0 || i < a->count; ++i) {
-      const auto levels = client.nextNotification(kSilence);
-      if (!levels) return call.fail(levels.error());
-      if (!*levels) return call.tell(kExitFailure, "Sonmere does not answer");
-      const std::string text = levelsText((*levels)->value("apps", ControlJSON::array()));
-      if (a->json) {
-        printJSONLine(**levels);
-      } else if (isTerminal) {
-        fmt::print("{}\x1b[J{}", lines > 0 ? fmt::format("\x1b[{}A", lines) : "", text);
-        lines = std::ranges::count(text, '\n');
-      } else if (i % kPlainEvery == 0) {
-        fmt::print("{}", text);
-      }
-      if (std::fflush(stdout) != 0) return int(kExitFailure);
-    }
-    return int(kExitSuccess);
-  });
 }
 
 int RemoteBuilder::quit() const {

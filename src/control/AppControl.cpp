@@ -77,11 +77,12 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
   state.control = controlName(mixer().controlOf(row.bundleID));
   state.equaliser = engine().effects().equaliserOf(row.bundleID);
   state.limiter = engine().effects().limiterOf(row.bundleID);
+  state.meters = metersOf(row.bundleID).value_or(AppMeters{});
   if (const auto tap = engine().tapOf(row.bundleID)) {
     state.control = controlName(VolumeMixerControl::routed);
     state.volume = row.volume;
     state.isMuted = row.isMuted;
-    describeRoute(state, *tap);
+    state.bus = tap->busIndex;
     return state;
   }
   if (engine().isRouteWaiting(row.bundleID)) {
@@ -94,26 +95,35 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
   const VolumeMixerAppState saved = mixer().appState(row.bundleID);
   state.volume = saved.volume;
   state.isMuted = saved.isMuted;
-  const auto tap = mixer().activeTaps().find(row.bundleID);
-  if (tap != mixer().activeTaps().end()) describeMixerTap(state, *tap->second);
   return state;
 }
 
-void AppControl::describeRoute(AppState& state, const SingleAppTap& tap) const {
-  const RingReport ring = ringReport(state.id, tap.ringProbe, engine().busSampleRate(tap.busIndex));
-  state.bus = tap.busIndex;
-  state.levelDb = levelOf(tap, tap.hostClock);
-  state.gainReductionDb = gainReductionDb(tap.limiterGain);
-  state.addedDelayMs = ring.backlogMs;
-  state.underruns = ring.underruns;
+AppMeters AppControl::metersOf(const SingleAppTap& tap, const std::string& id) const {
+  const RingReport ring = ringReport(id, tap.ringProbe, engine().busSampleRate(tap.busIndex));
+  return {levelOf(tap, tap.hostClock), gainReductionDb(tap.limiterGain), ring.backlogMs, ring.underruns};
 }
 
-void AppControl::describeMixerTap(AppState& state, const VolumeMixerTap& tap) const {
+AppMeters AppControl::metersOf(const VolumeMixerTap& tap) const {
   const TapLatencyStats stats = tap.latencyStats();
-  state.levelDb = levelOf(tap, app_.context().platform.hardware());
-  state.gainReductionDb = gainReductionDb(tap.limiterGain);
-  state.addedDelayMs = stereoMilliseconds(stats.backlogSamples, mixer().outputSampleRate());
-  state.underruns = stats.underruns;
+  return {levelOf(tap, app_.context().platform.hardware()), gainReductionDb(tap.limiterGain),
+          stereoMilliseconds(stats.backlogSamples, mixer().outputSampleRate()), stats.underruns};
+}
+
+std::optional<AppMeters> AppControl::metersOf(const std::string& id) const {
+  if (const auto tap = engine().tapOf(id)) return metersOf(*tap, id);
+  const auto tap = mixer().activeTaps().find(id);
+  return tap == mixer().activeTaps().end() ? std::nullopt : std::optional(metersOf(*tap->second));
+}
+
+std::map<std::string, AppMeters> AppControl::meters() const {
+  std::map<std::string, AppMeters> all;
+  for (const TappedAppInfo& row : *engine().availableApps)
+    if (const auto one = metersOf(row.bundleID)) all[row.bundleID] = *one;
+  return all;
+}
+
+bool AppControl::isAnyMetered() const {
+  return !engine().activeTaps().empty() || !mixer().activeTaps().empty();
 }
 
 // Of an app that may have lost its row.

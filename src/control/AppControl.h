@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,6 +20,9 @@ class AppControl {
   std::vector<AppState> list() const;
   // The identifiers of the apps that were taken off the list; unhide brings one back.
   std::vector<std::string> removed() const;
+  // Of the apps that a tap holds, by identifier.
+  std::map<std::string, AppMeters> meters() const;
+  bool isAnyMetered() const;
   Outcome<AppState> get(const std::string& app) const;
 
   Outcome<AppChange> setVolume(const std::string& app, VolumeRequest request);
@@ -42,8 +46,9 @@ class AppControl {
   bool isRouted(const std::string& id) const;
   AppState describe(const TappedAppInfo& row) const;
   AppState describe(const std::string& id) const;
-  void describeRoute(AppState& state, const SingleAppTap& tap) const;
-  void describeMixerTap(AppState& state, const VolumeMixerTap& tap) const;
+  AppMeters metersOf(const SingleAppTap& tap, const std::string& id) const;
+  AppMeters metersOf(const VolumeMixerTap& tap) const;
+  std::optional<AppMeters> metersOf(const std::string& id) const;
 
   ToneFerryApp& app_;
 };

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "control/Meters.h"
 #include "dsp/AppEQSettings.h"
 #include "dsp/LimiterSettings.h"
 
@@ -22,10 +22,7 @@ struct AppState {
   bool isRouteWaiting = false;  // it is routed there when it plays again
   float volume = 1;             // linear; that of its route, else that of the mixer
   bool isMuted = false;
-  std::optional<float> levelDb;  // dB full scale rms; nothing while nothing meters it
-  float gainReductionDb = 0;     // what the limiter takes away now
-  double addedDelayMs = 0;
-  std::int64_t underruns = 0;
+  AppMeters meters;
   AppEQSettings equaliser;
   AppLimiterSettings limiter;
 };

@@ -4,12 +4,15 @@
 
 #include "control/AppControl.h"
 #include "control/DeviceControl.h"
+#include "control/LibraryControl.h"
+#include "control/Meters.h"
 #include "control/MixerControl.h"
 #include "control/ProfileControl.h"
 #include "control/RecordingControl.h"
 #include "control/ReportControl.h"
 #include "control/RoutingControl.h"
 #include "control/SettingsControl.h"
+#include "control/TopicWatch.h"
 
 namespace sonmere {
 
@@ -26,6 +29,8 @@ class Control {
         profiles_(app),
         devices_(app),
         settings_(app),
+        library_(app),
+        changes_(app),
         reports_(app, platform),
         quit_(std::move(quit)) {}
 
@@ -36,7 +41,13 @@ class Control {
   ProfileControl& profiles() { return profiles_; }
   DeviceControl& devices() { return devices_; }
   SettingsControl& settings() { return settings_; }
+  LibraryControl& library() { return library_; }
   ReportControl& reports() { return reports_; }
+  // Changes of all of it.
+  TopicWatch& changes() { return changes_; }
+  Meters meters() const { return {apps_.meters(), routing_.reductions(), recordings_.list()}; }
+  // Whether anything is metered; without, the meters stand still.
+  bool isAnyMetered() const { return apps_.isAnyMetered() || !recordings_.list().empty(); }
   void quit() { quit_(); }
 
  private:
@@ -47,6 +58,8 @@ class Control {
   ProfileControl profiles_;
   DeviceControl devices_;
   SettingsControl settings_;
+  LibraryControl library_;
+  TopicWatch changes_;
   ReportControl reports_;
   std::function<void()> quit_;
 };

@@ -92,10 +92,6 @@ Outcome<ControlJSON> ControlClient::call(const std::string& method, const Contro
     if (!message) return std::unexpected(message.error());
     if (!*message) return lost("Sonmere does not answer");
     ControlJSON& answer = **message;
-    if (answer.contains("method")) {
-      notifications_.push_back(answer.value("params", ControlJSON::object()));
-      continue;
-    }
     const ControlJSON answered = answer.value("id", ControlJSON());
     // What could not be read as a request is answered to nobody.
     if (answered != id && !answered.is_null()) continue;
@@ -104,17 +100,6 @@ Outcome<ControlJSON> ControlClient::call(const std::string& method, const Contro
                                    error->value("message", std::string("no reason given"))});
     return answer.value("result", ControlJSON());
   }
-}
-
-Outcome<std::optional<ControlJSON>> ControlClient::nextNotification(int milliseconds) {
-  if (!notifications_.empty()) {
-    ControlJSON params = std::move(notifications_.front());
-    notifications_.pop_front();
-    return params;
-  }
-  auto message = receive(milliseconds);
-  if (!message || !*message) return message;
-  return (*message)->value("params", ControlJSON::object());
 }
 
 }  // namespace sonmere

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -13,7 +12,8 @@
 
 namespace sonmere {
 
-// The other side of the control service: asks and waits for the answer. One thread at a time; it blocks.
+// The other side of the control service: asks and waits for the answer; ControlLink is told
+// of changes. One thread at a time; it blocks.
 class ControlClient {
  public:
   // The domain of the program's answers that are errors; their codes are those of JSON-RPC.
@@ -33,8 +33,6 @@ class ControlClient {
   Outcome<ControlJSON> call(const std::string& method, const ControlJSON& params = nullptr);
   // Whether the program's process has ended within the time, with all that it held given back.
   bool waitForEnd(int milliseconds);
-  // The parameters of the next notification; nothing after `milliseconds` without one.
-  Outcome<std::optional<ControlJSON>> nextNotification(int milliseconds);
 
  private:
   explicit ControlClient(FileDescriptor socket);
@@ -45,7 +43,6 @@ class ControlClient {
   FileDescriptor socket_;
   FileDescriptor process_;  // the program's; invalid where the system can't tell
   MessageFramer framer_{MessageFramer::kUnbounded};
-  std::deque<ControlJSON> notifications_;
   int nextID_ = 1;
   ControlJSON greeting_;
 };

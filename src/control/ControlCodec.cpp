@@ -24,6 +24,10 @@ ControlJSON orNull(const std::optional<T>& value) {
   return value ? ControlJSON(*value) : ControlJSON(nullptr);
 }
 
+ControlJSON levelOf(const AppMeters& meters) {
+  return meters.levelDb ? ControlJSON(shortest(*meters.levelDb)) : ControlJSON(nullptr);
+}
+
 }  // namespace
 
 ControlJSON encodeControl(const AppEQSettings& s) {
@@ -43,12 +47,36 @@ ControlJSON encodeControl(const AppState& app) {
           {"routeWaits", app.isRouteWaiting},
           {"volume", shortest(app.volume)},
           {"muted", app.isMuted},
-          {"levelDb", app.levelDb ? ControlJSON(shortest(*app.levelDb)) : ControlJSON(nullptr)},
-          {"gainReductionDb", shortest(app.gainReductionDb)},
-          {"addedDelayMs", app.addedDelayMs},
-          {"underruns", app.underruns},
+          {"levelDb", levelOf(app.meters)},
+          {"gainReductionDb", shortest(app.meters.gainReductionDb)},
+          {"addedDelayMs", app.meters.addedDelayMs},
+          {"underruns", app.meters.underruns},
           {"equaliser", encodeControl(app.equaliser)},
           {"limiter", {{"enabled", app.limiter.isEnabled}, {"ceilingDb", app.limiter.ceilingDb}}}};
+}
+
+ControlJSON encodeControl(const Meters& meters) {
+  ControlJSON apps = ControlJSON::object();
+  for (const auto& [id, each] : meters.apps)
+    apps[id] = {{"levelDb", levelOf(each)},
+                {"gainReductionDb", shortest(each.gainReductionDb)},
+                {"addedDelayMs", each.addedDelayMs},
+                {"underruns", each.underruns}};
+  ControlJSON buses = ControlJSON::object();
+  for (const auto& [bus, reduction] : meters.busReductionDb)
+    buses[std::to_string(bus)] = {{"gainReductionDb", shortest(reduction)}};
+  return {{"apps", apps}, {"buses", buses}, {"recordings", encodeControl(meters.recordings)}};
+}
+
+ControlJSON encodeControl(const RecordingSession& session) {
+  ControlJSON files = ControlJSON::array();
+  for (const RecordingFile& file : session.files)
+    files.push_back({{"path", file.url},
+                     {"name", file.displayName},
+                     {"format", name(file.format)},
+                     {"seconds", file.durationSeconds},
+                     {"bytes", file.fileSize}});
+  return {{"stamp", session.timestampString}, {"files", files}};
 }
 
 ControlJSON encodeControl(const AppChange& change) {

@@ -5,6 +5,7 @@
 #include "control/AppState.h"
 #include "control/ControlMessage.h"
 #include "control/DeviceState.h"
+#include "control/Meters.h"
 #include "control/MixerState.h"
 #include "control/ProfileState.h"
 #include "control/ProgramGreeting.h"
@@ -12,12 +13,15 @@
 #include "control/RecordingHealthState.h"
 #include "control/RecordingState.h"
 #include "control/RoutingOverview.h"
+#include "recording/library/RecordingSession.h"
 
 namespace sonmere {
 
 // The façade's values as they stand in messages.
 ControlJSON encodeControl(const AppState& app);
 ControlJSON encodeControl(const AppChange& change);
+ControlJSON encodeControl(const Meters& meters);
+ControlJSON encodeControl(const RecordingSession& session);
 ControlJSON encodeControl(const MixerState& mixer);
 ControlJSON encodeControl(const MixerChange& change);
 ControlJSON encodeControl(const BusState& bus);

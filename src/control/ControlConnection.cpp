@@ -8,23 +8,18 @@
 namespace sonmere {
 
 ControlConnection::ControlConnection(Runtime& runtime, FileDescriptorWatcher& watcher,
-                                     ControlMethods& methods, FileDescriptor socket)
-    : runtime_(runtime),
-      watcher_(watcher),
-      socket_(std::move(socket)),
-      session_(std::make_shared<ControlSession>(runtime, methods)) {}
+                                     std::shared_ptr<ControlSession> session, FileDescriptor socket)
+    : runtime_(runtime), watcher_(watcher), socket_(std::move(socket)), session_(std::move(session)) {}
 
 ControlConnection::~ControlConnection() {
   if (isWatched_) watcher_.remove(socket_.get());
 }
 
-void ControlConnection::start(std::function<void()> ended, std::function<void()> watchingChanged) {
+void ControlConnection::start(std::function<void()> ended) {
   ended_ = std::move(ended);
-  session_->start(
-      [self = weak_from_this()] {
-        if (const auto connection = self.lock()) connection->flushAndWait();
-      },
-      std::move(watchingChanged));
+  session_->start([self = weak_from_this()] {
+    if (const auto connection = self.lock()) connection->flushAndWait();
+  });
   updateInterest();
 }
 

@@ -7,7 +7,6 @@
 #include "base/FileDescriptor.h"
 #include "base/FileDescriptorWatcher.h"
 #include "base/Runtime.h"
-#include "control/ControlMethods.h"
 #include "control/ControlSession.h"
 
 namespace sonmere {
@@ -15,15 +14,13 @@ namespace sonmere {
 // The socket of one client: carries bytes between it and its session. Main thread.
 class ControlConnection : public std::enable_shared_from_this<ControlConnection> {
  public:
-  ControlConnection(Runtime& runtime, FileDescriptorWatcher& watcher, ControlMethods& methods,
+  ControlConnection(Runtime& runtime, FileDescriptorWatcher& watcher, std::shared_ptr<ControlSession> session,
                     FileDescriptor socket);
   ~ControlConnection();
 
-  // `ended` is called once, when it is over; the connection may be destroyed then. `watchingChanged` tells
-  // that the client wants levels or no longer does.
-  void start(std::function<void()> ended, std::function<void()> watchingChanged);
-  bool isWatching() const { return session_->isWatching(); }
-  void notify(const std::string& message) { session_->notify(message); }
+  // `ended` is called once, when it is over; the connection may be destroyed then.
+  void start(std::function<void()> ended);
+  ControlSession& session() { return *session_; }
 
  private:
   void wake();

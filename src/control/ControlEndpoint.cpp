@@ -69,10 +69,10 @@ Outcome<FileDescriptor> ControlEndpoint::accept() const {
   return connection;
 }
 
-Outcome<FileDescriptor> connectToControl(const std::filesystem::path& folder) {
+Outcome<FileDescriptor> connectToControl(const std::filesystem::path& folder, int flags) {
   const auto address = addressOf(folder / ControlEndpoint::kSocketName);
   if (!address) return std::unexpected(address.error());
-  FileDescriptor connection(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  FileDescriptor connection(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
   if (!connection.valid()) return systemError("Make a socket");
   if (::connect(connection.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0)
     return systemError("Connect to Sonmere");

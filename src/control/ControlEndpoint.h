@@ -38,6 +38,7 @@ class ControlEndpoint {
 
 // A connection to the program that answers in the folder. The error's code is an errno value; ENOENT and
 // ECONNREFUSED mean that none does.
-Outcome<FileDescriptor> connectToControl(const std::filesystem::path& folder);
+// `flags` may hold SOCK_NONBLOCK; the error is EAGAIN then where it would wait for its turn.
+Outcome<FileDescriptor> connectToControl(const std::filesystem::path& folder, int flags = 0);
 
 }  // namespace sonmere

@@ -1,5 +1,7 @@
 #include "control/ControlMethods.h"
 
+#include <fmt/format.h>
+
 #include "control/ControlCodec.h"
 #include "control/SettingsCodec.h"
 
@@ -65,6 +67,21 @@ SwitchRequest readMute(ControlParams& params) {
   return muted ? SwitchRequest::on : SwitchRequest::off;
 }
 
+// How often meters are told, in Hz: as a rule, and at the least and most.
+constexpr double kMeterRate = 10, kSlowestMeters = 0.1, kFastestMeters = 60;
+
+Outcome<TopicSet> topicsOf(const std::vector<std::string>& names) {
+  TopicSet topics;
+  for (const std::string& each : names) {
+    const auto topic = topicNamed(each);
+    if (!topic)
+      return std::unexpected(controlError(
+          ControlFault::badValue, fmt::format("there is no topic \"{}\"; use {}", each, topicNames())));
+    topics.insert(*topic);
+  }
+  return topics;
+}
+
 }  // namespace
 
 template <class Read, class Run>
@@ -101,6 +118,7 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addRecordings();
   addProfiles();
   addSettings();
+  addSubscriptions();
 }
 
 void ControlMethods::addPrograms() {
@@ -117,12 +135,6 @@ void ControlMethods::addPrograms() {
     control_.quit();
     return ControlJSON::object();
   });
-  addLater(
-      "watch", [](ControlParams& p) { return p.flagOr("on", true); },
-      [](bool on, ControlPeer& peer, const Reply& reply) {
-        reply(ControlJSON::object());
-        peer.setWatching(on);
-      });
 }
 
 void ControlMethods::addApps() {
@@ -235,11 +247,42 @@ void ControlMethods::addSettings() {
       [this](const std::string& key) { return answer(control_.settings().reset(key)); });
 }
 
+void ControlMethods::addSubscriptions() {
+  const auto readTopics = [](ControlParams& p) { return p.texts("topics"); };
+  addLater("subscribe", readTopics, [](const auto& names, ControlPeer& peer, const Reply& reply) {
+    const auto topics = topicsOf(names);
+    if (!topics) return reply(std::unexpected(topics.error()));
+    reply(peer.subscribe(*topics));
+  });
+  addLater("unsubscribe", readTopics, [](const auto& names, ControlPeer& peer, const Reply& reply) {
+    const auto topics = topicsOf(names);
+    if (!topics) return reply(std::unexpected(topics.error()));
+    peer.unsubscribe(*topics);
+    reply(ControlJSON::object());
+  });
+  addLater(
+      "watch",
+      [](ControlParams& p) {
+        return std::pair{p.flagOr("on", true), p.numberIf("rate").value_or(kMeterRate)};
+      },
+      [](const auto& v, ControlPeer& peer, const Reply& reply) {
+        const auto [on, rate] = v;
+        if (!(rate >= kSlowestMeters && rate <= kFastestMeters))
+          return reply(std::unexpected(
+              controlError(ControlFault::badValue,
+                           fmt::format("\"rate\" must be {} to {}", kSlowestMeters, kFastestMeters))));
+        reply(ControlJSON::object());
+        peer.watch(on ? std::optional(fromSeconds(1 / rate)) : std::nullopt);
+      });
+}
+
 bool ControlMethods::call(const std::string& name, const ControlJSON& params, ControlPeer& peer,
                           Reply reply) {
   const auto found = methods_.find(name);
   if (found == methods_.end()) return false;
   found->second.run({params, peer, std::move(reply)});
+  // Whoever asked for it, everyone hears what came of it.
+  control_.changes().markAll();
   return true;
 }
 

@@ -50,6 +50,7 @@ class ControlMethods {
   void addRecordings();
   void addProfiles();
   void addSettings();
+  void addSubscriptions();
 
   Control& control_;
   std::map<std::string, Method, std::less<>> methods_;

@@ -98,6 +98,15 @@ std::optional<int> ControlParams::wholeOrNull(const char* name) {
   return wholeOf(value);
 }
 
+std::vector<std::string> ControlParams::texts(const char* name) {
+  const ControlJSON* value = take(name, "a list of strings");
+  const bool isList = value && value->is_array() &&
+                      std::ranges::all_of(*value, [](const ControlJSON& each) { return each.is_string(); });
+  if (isList) return *value;
+  fail();
+  return {};
+}
+
 ControlJSON ControlParams::any(const char* name) {
   const ControlJSON* value = take(name, "a value");
   if (value) return *value;

@@ -34,6 +34,7 @@ class ControlParams {
   // Null stands for nothing.
   std::optional<double> numberOrNull(const char* name);
   std::optional<int> wholeOrNull(const char* name);
+  std::vector<std::string> texts(const char* name);
   // Of any kind; null when it is missing, which is an error.
   ControlJSON any(const char* name);
   // A member object; an empty one where it is null.

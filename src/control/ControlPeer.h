@@ -1,5 +1,11 @@
 #pragma once
 
+#include <optional>
+
+#include "base/Time.h"
+#include "control/ControlMessage.h"
+#include "control/Topic.h"
+
 namespace sonmere {
 
 // The client that a method was called by, for methods that concern it alone. Main thread.
@@ -7,8 +13,11 @@ class ControlPeer {
  public:
   virtual ~ControlPeer() = default;
 
-  // Levels from now on, or no longer.
-  virtual void setWatching(bool on) = 0;
+  // The present values of the topics; their changes from now on.
+  virtual ControlJSON subscribe(const TopicSet& topics) = 0;
+  virtual void unsubscribe(const TopicSet& topics) = 0;
+  // Meters so often from now on, or no longer.
+  virtual void watch(std::optional<Duration> interval) = 0;
 };
 
 }  // namespace sonmere

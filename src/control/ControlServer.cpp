@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-#include "control/ControlCodec.h"
-
 namespace sonmere {
 
 Outcome<std::unique_ptr<ControlServer>> ControlServer::start(Runtime& runtime, Log& log,
@@ -24,6 +22,7 @@ ControlServer::ControlServer(Runtime& runtime, Log& log, FileDescriptorWatcher& 
       watcher_(watcher),
       control_(control),
       methods_(control),
+      states_(control),
       door_(runtime, log, watcher, std::move(endpoint),
             [this](FileDescriptor client) { add(std::move(client)); }) {}
 
@@ -33,37 +32,29 @@ void ControlServer::add(FileDescriptor socket) {
       log_.warning("Sonmere: too many clients of the control service; the next are turned away");
     return ControlDoor::turnAway(socket, fmt::format("Sonmere has too many clients: {}", kMostConnections));
   }
-  const auto connection =
-      std::make_shared<ControlConnection>(runtime_, watcher_, methods_, std::move(socket));
+  const auto session = std::make_shared<ControlSession>(runtime_, control_, methods_, states_);
+  const auto connection = std::make_shared<ControlConnection>(runtime_, watcher_, session, std::move(socket));
   connections_.push_back(connection);
-  const auto whileAlive = [this, alive = std::weak_ptr(alive_)](auto work) {
-    return [alive, work] {
-      if (!alive.expired()) work();
-    };
-  };
-  connection->start(whileAlive([this, ended = connection.get()] { remove(ended); }),
-                    whileAlive([this] { reconcileWatch(); }));
+  if (!changes_)
+    changes_.emplace(control_.changes().observe([this](const TopicSet& topics) { changed(topics); }));
+  connection->start([this, ended = connection.get(), alive = std::weak_ptr(alive_)] {
+    if (!alive.expired()) remove(ended);
+  });
 }
 
 void ControlServer::remove(const ControlConnection* connection) {
   std::erase_if(connections_, [&](const auto& each) { return each.get() == connection; });
   isFull_ = false;
-  reconcileWatch();
+  if (connections_.empty()) changes_.reset();
 }
 
-void ControlServer::reconcileWatch() {
-  const bool isWanted = std::ranges::any_of(connections_, &ControlConnection::isWatching);
-  if (isWanted == bool(watch_)) return;
-  watch_.cancel();
-  if (isWanted) watch_ = runtime_.mainQueue().repeat(kWatchInterval, [this] { tellLevels(); });
-}
-
-void ControlServer::tellLevels() {
-  const std::string message =
-      controlNotification("levels", {{"apps", encodeControl(control_.apps().list())},
-                                     {"recordings", encodeControl(control_.recordings().list())}});
-  for (const auto& connection : std::list(connections_))
-    if (connection->isWatching()) connection->notify(message);
+// Those that nobody subscribed to are not looked at.
+void ControlServer::changed(const TopicSet& topics) {
+  for (const Topic topic : topics)
+    if (std::ranges::any_of(connections_,
+                            [&](const auto& each) { return each->session().isSubscribed(topic); }))
+      states_.look(topic);
+  for (const auto& connection : std::list(connections_)) connection->session().tellChanges();
 }
 
 }  // namespace sonmere

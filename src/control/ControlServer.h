@@ -2,6 +2,7 @@
 
 #include <list>
 #include <memory>
+#include <optional>
 
 #include "base/FileDescriptorWatcher.h"
 #include "base/Log.h"
@@ -9,6 +10,7 @@
 #include "control/ControlConnection.h"
 #include "control/ControlDoor.h"
 #include "control/ControlMethods.h"
+#include "control/TopicStates.h"
 
 namespace sonmere {
 
@@ -17,8 +19,6 @@ namespace sonmere {
 class ControlServer {
  public:
   static constexpr std::size_t kMostConnections = 32;
-  // How often a client that watches is told the levels.
-  static constexpr Duration kWatchInterval = fromMilliseconds(100);
 
   static Outcome<std::unique_ptr<ControlServer>> start(Runtime& runtime, Log& log,
                                                        FileDescriptorWatcher& watcher, Control& control,
@@ -29,18 +29,18 @@ class ControlServer {
                 std::unique_ptr<ControlEndpoint> endpoint);
   void add(FileDescriptor socket);
   void remove(const ControlConnection* connection);
-  void reconcileWatch();
-  void tellLevels();
+  void changed(const TopicSet& topics);
 
   Runtime& runtime_;
   Log& log_;
   FileDescriptorWatcher& watcher_;
   Control& control_;
   ControlMethods methods_;
+  TopicStates states_;
   ControlDoor door_;
   std::list<std::shared_ptr<ControlConnection>> connections_;
-  bool isFull_ = false;  // said in the log
-  ScopedTask watch_;
+  bool isFull_ = false;                  // said in the log
+  std::optional<Subscription> changes_;  // while there are clients
   // Tells what was posted whether this object is still there.
   std::shared_ptr<char> alive_ = std::make_shared<char>();
 };

@@ -1,11 +1,8 @@
 #include "control/ControlSession.h"
 
-namespace sonmere {
+#include "control/ControlCodec.h"
 
-void ControlSession::start(std::function<void()> changed, std::function<void()> watchingChanged) {
-  changed_ = std::move(changed);
-  watchingChanged_ = std::move(watchingChanged);
-}
+namespace sonmere {
 
 bool ControlSession::wantsInput() const {
   return !isAtEnd_ && !isRefused_ && !next_ && !framer_.hasLine() && output().size() <= kMostUnread;
@@ -78,14 +75,34 @@ void ControlSession::send(const std::string& message) {
   if (!isCarryingOut_) changed_();
 }
 
-void ControlSession::setWatching(bool on) {
-  isWatching_ = on;
-  watchingChanged_();
+void ControlSession::tellChanges() {
+  reconcileMeters();
+  if (!canBeTold()) return;
+  if (const std::string changes = feed_.takeChanges(); !changes.empty()) send(changes);
 }
 
-void ControlSession::notify(const std::string& message) {
-  if (!output().empty() || isOver()) return;
-  send(message);
+void ControlSession::watch(std::optional<Duration> interval) {
+  meters_.cancel();
+  meterInterval_ = interval;
+  toldMeters_.clear();
+  reconcileMeters();
+}
+
+// What stands still is not looked at; the last look tells that it does.
+void ControlSession::reconcileMeters() {
+  const bool isWanted = meterInterval_ && control_.isAnyMetered();
+  if (meterInterval_ && (!isWanted || !meters_)) tellMeters();
+  if (isWanted == bool(meters_)) return;
+  meters_.cancel();
+  if (isWanted) meters_ = runtime_.mainQueue().repeat(*meterInterval_, [this] { tellMeters(); });
+}
+
+void ControlSession::tellMeters() {
+  if (!canBeTold()) return;
+  std::string message = controlNotification("meters", encodeControl(control_.meters()));
+  if (message == toldMeters_) return;
+  toldMeters_ = std::move(message);
+  send(toldMeters_);
 }
 
 void ControlSession::sent(std::size_t size) {
@@ -93,7 +110,10 @@ void ControlSession::sent(std::size_t size) {
   sent_ += size;
   // Moving what is left to the front for every piece that goes would be slow for a long answer.
   if (sent_ >= out_.size() / 2) out_.erase(0, std::exchange(sent_, 0));
-  if (wasFull && output().size() <= kMostUnread && !next_) carryOut();
+  isCarryingOut_ = true;
+  if (wasFull && output().size() <= kMostUnread && !next_) carryOutSome();
+  tellChanges();
+  isCarryingOut_ = false;
 }
 
 bool ControlSession::isOver() const {

@@ -11,12 +11,13 @@
 #include "control/ControlPeer.h"
 #include "control/MessageFramer.h"
 #include "control/RequestBudget.h"
+#include "control/TopicFeed.h"
 
 namespace sonmere {
 
 // One client's talk with the service, without its socket: bytes in, bytes out. Nothing here waits for the
 // client: what it sends beyond its budget, or while it leaves too many answers unread, is not carried out
-// before there is budget or room again. Main thread; runtime and methods outlive it.
+// before there is budget or room again. Main thread; all that it is given outlives it.
 class ControlSession final : public ControlPeer, public std::enable_shared_from_this<ControlSession> {
  public:
   // With more answers unread than this, no further request is carried out. One answer may go beyond it.
@@ -24,11 +25,12 @@ class ControlSession final : public ControlPeer, public std::enable_shared_from_
   // Requests that are carried out before other clients have their turn.
   static constexpr int kRequestsAtOnce = 16;
 
-  ControlSession(Runtime& runtime, ControlMethods& methods) : runtime_(runtime), methods_(methods) {}
+  ControlSession(Runtime& runtime, Control& control, ControlMethods& methods, TopicStates& states)
+      : runtime_(runtime), control_(control), methods_(methods), feed_(states) {}
 
   // `changed` is called when there may be output, when input is wanted again, or when it may be over, but for
-  // what receive() and sent() bring about; `watchingChanged` when the client wants levels or no longer does.
-  void start(std::function<void()> changed, std::function<void()> watchingChanged);
+  // what receive() and sent() bring about.
+  void start(std::function<void()> changed) { changed_ = std::move(changed); }
 
   // Whether the client's bytes are to be read now.
   bool wantsInput() const;
@@ -42,11 +44,13 @@ class ControlSession final : public ControlPeer, public std::enable_shared_from_
 
   // Nothing will come of it any more.
   bool isOver() const;
-  bool isWatching() const { return isWatching_; }
-  // A notification, left out while the client has not read what came before.
-  void notify(const std::string& message);
+  bool isSubscribed(Topic topic) const { return feed_.isSubscribed(topic); }
+  // Topics may have changed. A client that has not read what came before is told the newest once it has.
+  void tellChanges();
 
-  void setWatching(bool on) override;
+  ControlJSON subscribe(const TopicSet& topics) override { return feed_.subscribe(topics); }
+  void unsubscribe(const TopicSet& topics) override { feed_.unsubscribe(topics); }
+  void watch(std::optional<Duration> interval) override;
 
  private:
   void carryOut();
@@ -55,16 +59,22 @@ class ControlSession final : public ControlPeer, public std::enable_shared_from_
   void handle(const std::string& line);
   void answer(const std::optional<ControlJSON>& id, const Outcome<ControlJSON>& outcome);
   void send(const std::string& message);
+  bool canBeTold() const { return output().empty() && !isOver(); }
+  void reconcileMeters();
+  void tellMeters();
 
   Runtime& runtime_;
+  Control& control_;
   ControlMethods& methods_;
+  TopicFeed feed_;
+  std::optional<Duration> meterInterval_;  // nothing: no meters
+  std::string toldMeters_;
+  ScopedTask meters_;
   MessageFramer framer_;
   RequestBudget budget_;
   std::string out_;
   std::size_t sent_ = 0;  // of out_
   std::function<void()> changed_;
-  std::function<void()> watchingChanged_;
-  bool isWatching_ = false;
   bool isAtEnd_ = false;
   bool isRefused_ = false;  // for a line that is too long
   bool isCarryingOut_ = false;

@@ -30,6 +30,13 @@ RoutingOverview RoutingControl::state() const {
   return state;
 }
 
+std::map<int, float> RoutingControl::reductions() const {
+  std::map<int, float> all;
+  for (const BusState& bus : state().buses)
+    if (bus.isRunning) all[bus.bus] = bus.gainReductionDb;
+  return all;
+}
+
 RoutingChange RoutingControl::setEnabled(bool enabled) {
   engine().setGlobalEnabled(enabled);
   return {state(), {}};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 
 #include "app/ToneFerryApp.h"
@@ -13,6 +14,8 @@ class RoutingControl {
   explicit RoutingControl(ToneFerryApp& app) : app_(app) {}
 
   RoutingOverview state() const;
+  // What the limiters of the running buses take away now, dB.
+  std::map<int, float> reductions() const;
   // Off stops every route and keeps every wish.
   RoutingChange setEnabled(bool enabled);
 

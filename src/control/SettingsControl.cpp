@@ -5,6 +5,7 @@
 #include "app/SettingsTable.h"
 #include "control/ControlError.h"
 #include "control/MixerControl.h"
+#include "control/RoutingControl.h"
 #include "recording/RecordingFormatSetting.h"
 
 namespace sonmere {
@@ -56,16 +57,15 @@ Outcome<SettingChange> SettingsControl::reset(const std::string& key) {
 }
 
 Outcome<void> SettingsControl::applySwitch(const std::string& key, bool on) {
-  AppTapEngine& engine = *app_.appTapEngine();
   MixerControl mixer(app_);
   if (key == "sonmere.volumeMixer.isEnabled") {
     if (const auto changed = mixer.setEnabled(on); !changed) return std::unexpected(changed.error());
   } else if (key == "sonmere.boostAllowed") {
     mixer.setBoostAllowed(on);
   } else if (key == "sonmere.perapp.globalEnabled") {
-    engine.setGlobalEnabled(on);
+    RoutingControl(app_).setEnabled(on);
   } else if (key == "sonmere.eqSpectrumVisible") {
-    engine.effects().setSpectrumVisible(on);
+    app_.appTapEngine()->effects().setSpectrumVisible(on);
   } else {
     settings().set(key, on);
   }

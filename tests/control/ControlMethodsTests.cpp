@@ -38,8 +38,16 @@ struct ControlMethodsTest : testing::Test {
   }
 
   struct Peer : ControlPeer {
-    void setWatching(bool on) override { isWatching = on; }
-    bool isWatching = false;
+    ControlJSON subscribe(const TopicSet& topics) override {
+      subscribed = topics;
+      return ControlJSON::object();
+    }
+    void unsubscribe(const TopicSet& topics) override {
+      for (const Topic topic : topics) subscribed.erase(topic);
+    }
+    void watch(std::optional<Duration> wanted) override { interval = wanted; }
+    TopicSet subscribed;
+    std::optional<Duration> interval;
   } peer;
   AppWorld<VirtualRuntime> world{1};
   bool hasQuit = false;
@@ -108,6 +116,10 @@ TEST_F(ControlMethodsTest, WrongParametersDoNothingAndSayWhy) {
       {"profile.save", R"({"name":"a\u001b[31m"})"},
       {"profile.save", R"({"name":"a\u0085"})"},
       {"hello", R"({"protocol":1.5})"},
+      {"subscribe", R"({"topics":["apps","weather"]})"},
+      {"subscribe", R"({"topics":"apps"})"},
+      {"watch", R"({"rate":0})"},
+      {"watch", R"({"rate":1000})"},
   };
   for (const auto& [method, params] : cases)
     EXPECT_EQ(code(method, params), kInvalidParams) << method << params;
@@ -158,7 +170,7 @@ TEST_F(ControlMethodsTest, EveryMethodAndParameterIsListedAndDocumented) {
       EXPECT_NE(manual.find("`" + std::string(parameter["name"]) + "`"), std::string::npos) << parameter;
     EXPECT_EQ(code(name, R"({"no such":1})"), kInvalidParams) << name;
   }
-  EXPECT_FALSE(hasQuit || peer.isWatching);
+  EXPECT_FALSE(hasQuit || peer.interval || !peer.subscribed.empty());
   const auto volume = std::ranges::find(all, "volume", [](const auto& m) { return m["method"]; });
   EXPECT_EQ((*volume)["parameters"].dump(),
             R"([{"name":"app","type":"a string","required":true},{"name":"step","type":"a number",)"
@@ -309,6 +321,19 @@ TEST_F(ControlMethodsTest, RoutingAsAWholeAndTheEffectsOfABusAreSeenAndChanged) 
   EXPECT_EQ((*call("routing"))["buses"].size(), 9u);
   EXPECT_EQ(code("bus.limiter", R"({"bus":1,"ceilingDb":-3})"), kInvalidParams);
   EXPECT_EQ(code("bus.equaliser", R"({"bus":3,"equaliser":{"bellDb":"x"}})"), kInvalidParams);
+}
+
+TEST_F(ControlMethodsTest, SubscriptionsAreTheCallersOwn) {
+  ASSERT_TRUE(call("subscribe", R"({"topics":["apps","mixer"]})"));
+  EXPECT_EQ(peer.subscribed, (TopicSet{Topic::apps, Topic::mixer}));
+  ASSERT_TRUE(call("unsubscribe", R"({"topics":["apps"]})"));
+  EXPECT_EQ(peer.subscribed, TopicSet{Topic::mixer});
+  ASSERT_TRUE(call("watch"));
+  EXPECT_EQ(peer.interval, fromMilliseconds(100));
+  ASSERT_TRUE(call("watch", R"({"rate":2})"));
+  EXPECT_EQ(peer.interval, fromMilliseconds(500));
+  ASSERT_TRUE(call("watch", R"({"on":false})"));
+  EXPECT_EQ(peer.interval, std::nullopt);
 }
 
 TEST_F(ControlMethodsTest, ARecordingIsAnsweredOnceItsFileIsComplete) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -13,6 +14,7 @@
 
 #include "base/LiveRuntime.h"
 #include "control/ControlClient.h"
+#include "control/ControlLink.h"
 #include "support/AppWorld.h"
 
 namespace sonmere {
@@ -191,17 +193,44 @@ TEST_F(LiveControlServer, WithoutADescriptorLeftAClientIsToldSo) {
   });
 }
 
-TEST_F(LiveControlServer, WatchersAreToldLevelsUntilTheyEnd) {
+// A loop as a window has one, with the link in it.
+void turn(ControlLink& link) {
+  pollfd waiting{link.descriptor(), short(POLLIN | (link.wantsWrite() ? POLLOUT : 0)), 0};
+  poll(&waiting, link.descriptor() < 0 ? 0 : 1, 10);
+  link.process();
+}
+
+TEST_F(LiveControlServer, ALinkInAForeignLoopIsToldAndComesBackAfterARestart) {
+  std::vector<std::string> told;
+  ControlLink::Handlers handlers;
+  handlers.connected = [&] { told.push_back("connected"); };
+  handlers.disconnected = [&](const Error& why) { told.push_back(why.description); };
+  ControlLink link(controlFolder, {{Topic::apps, Topic::mixer}, 0}, handlers);
+  const auto volume = [&] {
+    return link.value(Topic::apps)["apps"]["org.music"]["wishes"].value("volume", 0.0);
+  };
   asClient([&] {
-    ControlClient client = connect();
-    ASSERT_TRUE(client.call("watch"));
-    for (int i = 0; i < 3; ++i) {
-      const auto levels = client.nextNotification(60'000);
-      ASSERT_TRUE(levels && *levels);
-      EXPECT_EQ((**levels)["apps"][0]["id"], "org.music");
-    }
-    ASSERT_TRUE(client.call("watch", {{"on", false}}));
+    while (!link.isConnected()) turn(link);
+    EXPECT_EQ(volume(), 1.0);
+    ControlClient other = connect();
+    ASSERT_TRUE(other.call("volume", {{"app", "music"}, {"volume", 0.5}}));
+    while (volume() != 0.5) turn(link);
+    bool isDone = false;
+    link.call("mixer.master", {{"volume", 0.25}}, [&](const auto& answer) { isDone = answer.has_value(); });
+    while (!isDone || link.value(Topic::mixer)["wishes"]["masterVolume"] != 0.25) turn(link);
   });
+  server.reset();
+  while (link.isConnected()) turn(link);
+  world.app->volumeMixerEngine()->setVolume("org.music", 0.75f);
+  auto started = ControlServer::start(world.runtime, world.log, *watcher, *control,
+                                      std::move(*ControlEndpoint::open(controlFolder)));
+  ASSERT_TRUE(started);
+  server = std::move(*started);
+  asClient([&] {
+    while (!link.isConnected()) turn(link);
+    EXPECT_EQ(volume(), 0.75);
+  });
+  EXPECT_EQ(told, (std::vector<std::string>{"connected", "Sonmere has ended", "connected"}));
 }
 
 TEST_F(LiveControlServer, TheSocketIsTheUsersAloneAndASecondInstanceIsRefused) {

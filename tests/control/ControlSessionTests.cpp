@@ -22,8 +22,8 @@ struct ControlSessionTest : testing::Test {
     std::shared_ptr<ControlSession> session;
   };
   Client connect() {
-    Client client{std::make_shared<ControlSession>(world.runtime, methods)};
-    client.session->start([] {}, [] {});
+    Client client{std::make_shared<ControlSession>(world.runtime, control, methods, states)};
+    client.session->start([] {});
     return client;
   }
   void wait(double seconds) { world.runtime.advance(fromSeconds(seconds)); }
@@ -36,6 +36,7 @@ struct ControlSessionTest : testing::Test {
   AppWorld<VirtualRuntime> world{1};
   Control control{world.start(), world.platform, [] {}};
   ControlMethods methods{control};
+  TopicStates states{control};
 };
 
 constexpr int kBurst = int(RequestBudget::kBurst);

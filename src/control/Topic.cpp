@@ -1,0 +1,43 @@
+#include "control/Topic.h"
+
+#include <algorithm>
+
+namespace sonmere {
+
+const char* name(Topic topic) {
+  switch (topic) {
+    case Topic::apps:
+      return "apps";
+    case Topic::mixer:
+      return "mixer";
+    case Topic::routing:
+      return "routing";
+    case Topic::effects:
+      return "effects";
+    case Topic::recording:
+      return "recording";
+    case Topic::devices:
+      return "devices";
+    case Topic::settings:
+      return "settings";
+    case Topic::program:
+      return "program";
+    case Topic::library:
+      return "library";
+  }
+  return "";
+}
+
+std::optional<Topic> topicNamed(std::string_view text) {
+  const auto found =
+      std::ranges::find(kTopics, text, [](Topic topic) { return std::string_view(name(topic)); });
+  return found == kTopics.end() ? std::nullopt : std::optional(*found);
+}
+
+std::string topicNames() {
+  std::string all;
+  for (const Topic topic : kTopics) all += (all.empty() ? "" : ", ") + std::string(name(topic));
+  return all;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace sonmere {
+
+// What the façade tells the changes of, each by itself.
+enum class Topic { apps, mixer, routing, effects, recording, devices, settings, program, library };
+
+inline constexpr std::array kTopics{Topic::apps,     Topic::mixer,     Topic::routing,
+                                    Topic::effects,  Topic::recording, Topic::devices,
+                                    Topic::settings, Topic::program,   Topic::library};
+
+using TopicSet = std::set<Topic>;
+
+const char* name(Topic topic);
+std::optional<Topic> topicNamed(std::string_view name);
+// "apps, mixer, ...", for errors.
+std::string topicNames();
+
+}  // namespace sonmere

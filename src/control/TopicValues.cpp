@@ -1,0 +1,151 @@
+#include "control/TopicValues.h"
+
+#include "control/ControlCodec.h"
+#include "control/SettingsCodec.h"
+
+namespace sonmere {
+
+namespace {
+
+TopicJSON withoutNulls(TopicJSON value) {
+  if (!value.is_object()) return value;
+  for (auto item = value.begin(); item != value.end();) {
+    if (item->is_null()) {
+      item = value.erase(item);
+    } else {
+      *item = withoutNulls(std::move(*item));
+      ++item;
+    }
+  }
+  return value;
+}
+
+// Those members of a value that are named.
+TopicJSON members(const ControlJSON& value, std::initializer_list<const char*> names) {
+  TopicJSON part = TopicJSON::object();
+  for (const char* name : names) part[name] = TopicJSON(value.at(name));
+  return part;
+}
+
+// A list as an object by one of its members, and the order.
+TopicJSON byMember(const ControlJSON& list, const char* member, const char* what) {
+  TopicJSON order = TopicJSON::array(), values = TopicJSON::object();
+  for (const ControlJSON& each : list) {
+    const ControlJSON& key = each.at(member);
+    order.push_back(TopicJSON(key));
+    values[key.is_string() ? std::string(key) : key.dump()] = TopicJSON(each);
+  }
+  return {{"order", order}, {what, values}};
+}
+
+TopicJSON appsValue(AppControl& apps) {
+  TopicJSON order = TopicJSON::array(), values = TopicJSON::object();
+  for (const AppState& app : apps.list()) {
+    const ControlJSON all = encodeControl(app);
+    order.push_back(app.id);
+    values[app.id] = {{"facts", members(all, {"name", "running", "control", "bus", "routeWaits"})},
+                      {"wishes", members(all, {"hidden", "pinned", "volume", "muted"})}};
+  }
+  return {{"order", order}, {"apps", values}, {"removed", apps.removed()}};
+}
+
+TopicJSON effectsValue(Control& control) {
+  TopicJSON apps = TopicJSON::object(), buses = TopicJSON::object();
+  for (const AppState& app : control.apps().list())
+    apps[app.id] = members(encodeControl(app), {"equaliser", "limiter"});
+  for (const BusState& bus : control.routing().state().buses)
+    buses[std::to_string(bus.bus)] = members(encodeControl(bus), {"equaliser", "limiter"});
+  return {{"apps", apps}, {"buses", buses}};
+}
+
+TopicJSON mixerValue(MixerControl& mixer) {
+  const ControlJSON all = encodeControl(mixer.state());
+  return {{"facts", members(all, {"outputDevice", "sampleRate", "error"})},
+          {"wishes", members(all, {"enabled", "masterVolume", "boostAllowed", "outputEqualiser"})}};
+}
+
+TopicJSON routingValue(Control& control) {
+  const RoutingOverview routing = control.routing().state();
+  TopicJSON value = byMember(encodeControl(control.profiles().list()), "id", "profiles");
+  TopicJSON buses = TopicJSON::object();
+  for (const BusState& bus : routing.buses)
+    if (bus.isRunning) buses[std::to_string(bus.bus)] = {{"apps", bus.apps}};
+  value["facts"] = members(encodeControl(routing), {"waiting", "error"});
+  value["facts"]["running"] = buses;
+  value["wishes"] = {{"enabled", routing.isEnabled}};
+  return value;
+}
+
+// What grows while it runs is told by the meters.
+TopicJSON recordingValue(Control& control) {
+  TopicJSON running = TopicJSON::object();
+  for (const RecordingState& each : control.recordings().list())
+    running[std::to_string(each.bus)] = {{"path", each.path}};
+  return {{"facts",
+           {{"running", running},
+            {"error", encodeControl(control.reports().status()).at("recordingError")},
+            {"notices", control.recordings().health().notices}}}};
+}
+
+TopicJSON devicesValue(DeviceControl& devices) {
+  const auto all = devices.list();
+  // A server that does not answer has none.
+  return byMember(all ? encodeControl(*all) : ControlJSON::array(), "id", "devices");
+}
+
+TopicJSON programValue(ReportControl& reports) {
+  return members(encodeControl(reports.status()), {"version", "protocol", "process", "platform", "reason"});
+}
+
+TopicJSON libraryValue(LibraryControl& library) {
+  const LibraryState state = library.state();
+  TopicJSON value = byMember(encodeControl(state.sessions), "stamp", "sessions");
+  value["facts"] = {
+      {"folder", state.folder}, {"unavailable", state.isUnavailable}, {"scanning", state.isScanning}};
+  return value;
+}
+
+TopicJSON valueOf(Topic topic, Control& control) {
+  switch (topic) {
+    case Topic::apps:
+      return appsValue(control.apps());
+    case Topic::mixer:
+      return mixerValue(control.mixer());
+    case Topic::routing:
+      return routingValue(control);
+    case Topic::effects:
+      return effectsValue(control);
+    case Topic::recording:
+      return recordingValue(control);
+    case Topic::devices:
+      return devicesValue(control.devices());
+    case Topic::settings:
+      return byMember(encodeControl(control.settings().list()), "key", "settings");
+    case Topic::program:
+      return programValue(control.reports());
+    case Topic::library:
+      return libraryValue(control.library());
+  }
+  return TopicJSON::object();
+}
+
+}  // namespace
+
+TopicJSON topicValue(Topic topic, Control& control) { return withoutNulls(valueOf(topic, control)); }
+
+TopicJSON mergePatch(const TopicJSON& from, const TopicJSON& to) {
+  if (!from.is_object() || !to.is_object()) return to;
+  TopicJSON patch = TopicJSON::object();
+  for (const auto& item : from.items())
+    if (!to.contains(item.key())) patch[item.key()] = nullptr;
+  for (const auto& item : to.items()) {
+    const auto before = from.find(item.key());
+    if (before == from.end())
+      patch[item.key()] = item.value();
+    else if (*before != item.value())
+      patch[item.key()] = mergePatch(*before, item.value());
+  }
+  return patch;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,83 @@
+#include "control/TopicWatch.h"
+
+namespace sonmere {
+
+namespace {
+// The engines follow a change of the devices within this time.
+constexpr Duration kDevicesSettle = fromMilliseconds(1500);
+}  // namespace
+
+TopicWatch::~TopicWatch() {
+  for (const ListenerID listener : listeners_) app_.context().platform.hardware().removeListener(listener);
+}
+
+Subscription TopicWatch::observe(std::function<void(const TopicSet&)> observer) {
+  if (!std::exchange(isListening_, true)) listen();
+  return told_.observe(std::move(observer));
+}
+
+void TopicWatch::mark(const TopicSet& topics) {
+  if (!isListening_) return;
+  marked_.insert(topics.begin(), topics.end());
+  if (!tell_) tell_ = app_.context().runtime.mainQueue().postAfter(Duration::zero(), [this] { tell(); });
+}
+
+void TopicWatch::tell() {
+  tell_ = {};
+  told_.set(std::exchange(marked_, {}));
+}
+
+void TopicWatch::listen() {
+  AppTapEngine& routing = *app_.appTapEngine();
+  on(routing.availableApps, {Topic::apps, Topic::routing, Topic::effects});
+  on(routing.errorMessage(), {Topic::routing});
+  on(routing.hiddenBundleIDs(), {Topic::apps});
+  on(routing.boostAllowed, {Topic::mixer, Topic::settings});
+  on(routing.profiles(), {Topic::routing});
+  on(routing.effects().eqSettings, {Topic::effects});
+  on(routing.effects().appLimiterSettings, {Topic::effects});
+  on(routing.effects().masterEQSettings, {Topic::effects});
+  on(routing.effects().masterLimiterSettings, {Topic::effects});
+  VolumeMixerEngine& mixer = *app_.volumeMixerEngine();
+  on(mixer.isEnabled, {Topic::mixer, Topic::apps, Topic::settings});
+  on(mixer.appsState, {Topic::apps});
+  on(mixer.masterVolume, {Topic::mixer, Topic::settings});
+  on(mixer.errorMessage, {Topic::mixer});
+  on(mixer.directBundleIDs, {Topic::apps});
+  on(mixer.outputEQSettings, {Topic::mixer});
+  on(mixer.heardBundleIDs, {Topic::apps, Topic::mixer});
+  BusRecordings& recordings = *app_.recordings();
+  on(recordings.busRecordingStatuses, {Topic::recording});
+  on(recordings.errorMessage, {Topic::recording});
+  on(recordings.silentRecordingNotice, {Topic::recording});
+  on(recordings.fileNotice, {Topic::recording});
+  on(recordings.defaultRecordingFormat, {Topic::recording, Topic::settings});
+  RecordingsLibrary& library = *app_.recordingsLibrary();
+  on(library.sessions, {Topic::library});
+  on(library.isScanning, {Topic::library});
+  on(library.folderUnavailable, {Topic::library});
+  on(library.folderInUse, {Topic::library, Topic::settings});
+  listenToDevices();
+}
+
+void TopicWatch::listenToDevices() {
+  AudioHardware& hardware = app_.context().platform.hardware();
+  for (const AudioProperty property : {AudioProperty::devices, AudioProperty::defaultOutput,
+                                       AudioProperty::defaultInput, AudioProperty::serviceRestarted}) {
+    const auto added =
+        hardware.addListener(kAudioObjectSystemObject, property, AudioScope::global,
+                             app_.context().runtime.mainQueue(), [this, alive = std::weak_ptr(alive_)] {
+                               if (!alive.expired()) devicesChanged();
+                             });
+    if (added) listeners_.push_back(*added);
+  }
+}
+
+void TopicWatch::devicesChanged() {
+  const TopicSet concerned{Topic::devices, Topic::mixer, Topic::routing};
+  mark(concerned);
+  settled_ =
+      app_.context().runtime.mainQueue().postAfter(kDevicesSettle, [this, concerned] { mark(concerned); });
+}
+
+}  // namespace sonmere
