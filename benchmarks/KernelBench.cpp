@@ -149,7 +149,7 @@ class ChainPair {
  private:
   static constexpr float kVolume = 1.25f;
 
-  void finishMaster(const EqualiserLane& master) {
+  void finishMaster(EqualiserLane& master) {
     saveDelays(master, masterDelays_);
     masterGain_ = limitUnlessSilent(out_.data(), kSamples, kFrames, 2 * ceiling_, masterGain_,
                                     kBusQuietThreshold, kLimiterRates48k);
