@@ -98,6 +98,9 @@ struct TapDescription {
   TapMute mute = TapMute::unmuted;
 };
 
+// Those that a member has and the aggregate takes from it.
+enum class AggregateSides { both, output, input };
+
 struct AggregateDescription {
   struct SubDevice {
     std::string uid;
@@ -107,9 +110,15 @@ struct AggregateDescription {
   std::string name;
   bool isPrivate = true;
   bool isStacked = false;  // all members play the same channels; else channels stand side by side
-  std::string master;      // UID of the clock; empty: the first member
+  AggregateSides sides = AggregateSides::both;
+  std::string master;  // UID of the clock; empty: the first member
   std::vector<SubDevice> subDevices;
   std::vector<std::string> tapUIDs;
+
+  // Whether it takes its members' input or output sides.
+  bool has(AudioScope side) const {
+    return sides == AggregateSides::both || (sides == AggregateSides::input) == (side == AudioScope::input);
+  }
 };
 
 }  // namespace sonmere

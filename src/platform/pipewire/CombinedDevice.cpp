@@ -6,6 +6,8 @@
 #include <pipewire/pipewire.h>
 #include <spa/utils/hook.h>
 
+#include <algorithm>
+
 namespace sonmere {
 
 namespace {
@@ -58,7 +60,18 @@ CombinedDevice::~CombinedDevice() {
   const PipeWireLoop::Lock lock(server_.loop());
   server_.remove(*this);
   if (device_ != kAudioObjectUnknown) server_.devices().forget(device_);
-  module_.reset();
+  modules_.clear();
+}
+
+bool CombinedDevice::hasSide(Side side) const {
+  const bool isOutput = side == Side::output;
+  if (!description_.has(isOutput ? AudioScope::output : AudioScope::input)) return false;
+  // Members that play the same channels give none together.
+  if (!isOutput && description_.isStacked) return false;
+  return std::ranges::any_of(description_.subDevices, [&](const auto& member) {
+    const PipeWireDevice* device = server_.devices().deviceNamed(member.uid);
+    return device && (isOutput ? device->sink : device->source);
+  });
 }
 
 std::string CombinedDevice::arguments(Side side) const {
@@ -67,6 +80,7 @@ std::string CombinedDevice::arguments(Side side) const {
   std::string rules;
   for (const auto& member : description_.subDevices) {
     const PipeWireDevice* device = server_.devices().deviceNamed(member.uid);
+    if (device && !device->side(scope)) continue;
     auto own = device ? server_.devices().channels(*device, scope) : std::vector<std::string>();
     if (own.empty()) own = {"FL", "FR"};
     auto combined = own;
@@ -94,25 +108,25 @@ std::string CombinedDevice::arguments(Side side) const {
 
 Result<AudioDeviceID> CombinedDevice::open() {
   if (!server_.isReady()) return std::unexpected(kAudioHardwareNotRunningError);
-  bool anyOutput = false, anyInput = false;
+  std::vector<Side> sides;
+  for (const Side side : {Side::output, Side::input})
+    if (hasSide(side)) sides.push_back(side);
+  if (sides.empty()) return std::unexpected(kAudioHardwareBadDeviceError);
   std::vector<std::string> members;
-  for (const auto& member : description_.subDevices) {
-    const PipeWireDevice* device = server_.devices().deviceNamed(member.uid);
-    anyOutput = anyOutput || (device && device->sink);
-    anyInput = anyInput || (device && device->source);
-    members.push_back(member.uid);
-  }
-  if (!anyOutput && !anyInput) return std::unexpected(kAudioHardwareBadDeviceError);
-  const Side side = anyOutput ? Side::output : Side::input;
+  for (const auto& member : description_.subDevices) members.push_back(member.uid);
   device_ = server_.devices().expect(description_.uid, description_.isPrivate, std::move(members));
   server_.add(*this);
-  pw_impl_module* handle = pw_context_load_module(
-      server_.loop().context(), "libpipewire-module-combine-stream", arguments(side).c_str(), nullptr);
-  if (handle) module_ = std::make_unique<Module>(handle);
-  if (!module_) return std::unexpected(kAudioHardwareUnspecifiedError);
+  for (const Side side : sides) {
+    pw_impl_module* handle = pw_context_load_module(
+        server_.loop().context(), "libpipewire-module-combine-stream", arguments(side).c_str(), nullptr);
+    if (!handle) return std::unexpected(kAudioHardwareUnspecifiedError);
+    modules_.push_back(std::make_unique<Module>(handle));
+  }
   const auto isThere = [&] {
     const PipeWireDevice* device = server_.devices().device(device_);
-    return device && device->anySide();
+    return device && std::ranges::all_of(sides, [&](Side side) {
+             return side == Side::output ? device->sink.has_value() : device->source.has_value();
+           });
   };
   if (!server_.loop().waitUntil(isThere, kAppearTimeout))
     return std::unexpected(kAudioHardwareUnspecifiedError);
@@ -120,7 +134,7 @@ Result<AudioDeviceID> CombinedDevice::open() {
 }
 
 void CombinedDevice::serverLost() {
-  module_.reset();
+  modules_.clear();
   device_ = kAudioObjectUnknown;
 }
 

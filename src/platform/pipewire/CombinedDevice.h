@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "audio/device/AudioTypes.h"
 #include "platform/pipewire/PipeWireServer.h"
@@ -22,11 +23,12 @@ class CombinedDevice final : public ServerDependent {
 
  private:
   struct Module;
+  bool hasSide(Side side) const;
   std::string arguments(Side side) const;
 
   PipeWireServer& server_;
   const AggregateDescription description_;
-  std::unique_ptr<Module> module_;
+  std::vector<std::unique_ptr<Module>> modules_;  // one for each side
   AudioDeviceID device_ = kAudioObjectUnknown;
 };
 

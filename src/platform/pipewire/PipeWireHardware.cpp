@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -15,6 +16,7 @@ using Lock = PipeWireLoop::Lock;
 
 PipeWireHardware::PipeWireHardware(PipeWireServer& server) : server_(server) {
   const Lock lock(server_.loop());
+  ownProcess_ = server_.newID();
   server_.outputsChanged = [this] { lookAtOutputs(); };
 }
 
@@ -138,7 +140,8 @@ OSStatus PipeWireHardware::setBufferFrameSize(AudioDeviceID device, std::uint32_
   if (!server_.devices().device(device) && !tapAggregates_.contains(device))
     return kAudioHardwareBadDeviceError;
   if (frames == 0 || frames > 8192) return kAudioHardwareIllegalOperationError;
-  wishedFrames_[device] = frames;
+  if (std::exchange(wishedFrames_[device], frames) != frames)
+    restart([&](const Procedure& procedure) { return procedure.device == device; });
   return noErr;
 }
 
@@ -211,6 +214,7 @@ Result<std::vector<AudioObjectID>> PipeWireHardware::processObjects() {
 
 Result<AudioObjectID> PipeWireHardware::processForPID(ProcessID pid) {
   const Lock lock(server_.loop());
+  if (pid == getpid()) return ownProcess_;
   for (const auto& [id, process] : server_.processes().all())
     if (process.pid == pid) return id;
   return kAudioObjectUnknown;
@@ -268,7 +272,8 @@ Result<AudioObjectID> PipeWireHardware::createProcessTap(const TapDescription& d
   const Lock lock(server_.loop());
   if (!server_.isReady()) return std::unexpected(kAudioHardwareNotRunningError);
   for (const AudioObjectID process : description.processes)
-    if (!server_.processes().process(process)) return std::unexpected(kAudioHardwareBadObjectError);
+    if (process != ownProcess_ && !server_.processes().process(process))
+      return std::unexpected(kAudioHardwareBadObjectError);
   if (description.processes.empty() && !description.exclusive)
     return std::unexpected(kAudioHardwareBadObjectError);
   if (const OSStatus status = refuseUnmovable(description); status != noErr) return std::unexpected(status);

@@ -35,7 +35,8 @@ class PipeWireHardware final : public AudioHardware {
   bool sampleRateIsShared() const override { return true; }
   Result<std::vector<AudioValueRange>> availableNominalSampleRates(AudioDeviceID device) override;
   Result<std::uint32_t> bufferFrameSize(AudioDeviceID device) override;
-  // A wish for the streams that start from now on; the smallest of a graph is taken.
+  // A wish; the smallest of a graph is taken. I/O procedures that run are started again with it, units keep
+  // theirs until they are.
   OSStatus setBufferFrameSize(AudioDeviceID device, std::uint32_t frames) override;
   Result<float> volume(AudioDeviceID device, AudioScope scope) override;
   OSStatus setVolume(AudioDeviceID device, AudioScope scope, float volume) override;
@@ -108,6 +109,8 @@ class PipeWireHardware final : public AudioHardware {
 
   // All guarded by the loop's lock.
   PipeWireServer& server_;
+  // Stands for this program, to be left out of a tap by name. No tap hears what it plays in any case.
+  AudioObjectID ownProcess_ = kAudioObjectUnknown;
   std::map<AudioObjectID, PipeWireTap> taps_;
   std::map<AudioDeviceID, TapAggregate> tapAggregates_;
   std::map<AudioDeviceID, std::unique_ptr<CombinedDevice>> combined_;

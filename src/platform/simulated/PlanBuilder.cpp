@@ -158,7 +158,7 @@ void PlanBuilder::addAggregateInput(SimulatedAggregate& aggregate, SimulatedDevi
   std::uint32_t offset = 0;
   for (const AudioDeviceID id : aggregate.members) {
     SimulatedDevice& member = *graph_.device(id);
-    const std::uint32_t channels = member.inputChannels;
+    const std::uint32_t channels = aggregate.description.has(AudioScope::input) ? member.inputChannels : 0;
     if (channels == 0) continue;
     float* to = plan.input.data() + offset;
     offset += channels;

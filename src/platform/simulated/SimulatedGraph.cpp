@@ -139,7 +139,8 @@ void SimulatedGraph::resolveMembers(SimulatedAggregate& aggregate) {
     if (!found || !device(found->id)) continue;
     aggregate.members.push_back(found->id);
     if (member.uid == masterUID) aggregate.clock = found->id;
-    aggregate.inputChannels += found->inputChannels;
+    if (description.has(AudioScope::input)) aggregate.inputChannels += found->inputChannels;
+    if (!description.has(AudioScope::output)) continue;
     aggregate.outputChannels = description.isStacked
                                    ? std::max(aggregate.outputChannels, found->outputChannels)
                                    : aggregate.outputChannels + found->outputChannels;

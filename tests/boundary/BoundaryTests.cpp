@@ -1,0 +1,240 @@
+// What the engines ask of an audio server, the same of every platform.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+#include "BoundaryMachine.h"
+#include "audio/device/TapAggregate.h"
+
+namespace sonmere {
+
+namespace {
+
+constexpr const char* kPlayer = "pw-play";
+const std::string kTrack = "ToneFerry_UID_Track_";
+
+// What an I/O procedure was given last, on each channel, and how long its cycles are. Audio thread writes.
+struct Ear {
+  std::array<std::atomic<float>, 32> input{};
+  std::atomic<std::uint32_t> inputChannels{0}, outputChannels{0}, frames{0};
+  std::atomic<int> cycles{0};
+  std::atomic<bool> plays{false};
+
+  static OSStatus run(void* refcon, const AudioTimeStamp&, AudioBufferList in, AudioBufferList out) noexcept {
+    auto& ear = *static_cast<Ear*>(refcon);
+    if (!in.empty() && in[0].data && in[0].channels > 0) {
+      ear.inputChannels = in[0].channels;
+      ear.frames = in[0].byteSize / 4 / in[0].channels;
+      for (std::uint32_t i = 0; i < std::min(in[0].channels, 32u); ++i) ear.input[i] = in[0].data[i];
+    }
+    if (!out.empty() && out[0].data && out[0].channels > 0) {
+      ear.outputChannels = out[0].channels;
+      // A different value on each channel.
+      for (std::uint32_t i = 0; ear.plays && i < out[0].byteSize / 4; ++i)
+        out[0].data[i] = float(i % out[0].channels + 1) / 64;
+    }
+    ear.cycles = ear.cycles + 1;
+    return noErr;
+  }
+  bool hears(std::size_t channel, float value) const { return std::abs(input[channel] - value) < 1e-3f; }
+};
+
+// An I/O procedure on a device, running while this exists.
+struct Running {
+  Running(AudioHardware& itsHardware, AudioDeviceID itsDevice, Ear& ear)
+      : hardware(itsHardware), device(itsDevice) {
+    procedure = hardware.createIOProc(device, Ear::run, &ear).value_or(0);
+    status = hardware.startDevice(device, procedure);
+  }
+  ~Running() {
+    hardware.stopDevice(device, procedure);
+    hardware.destroyIOProc(device, procedure);
+  }
+  AudioHardware& hardware;
+  const AudioDeviceID device;
+  IOProcID procedure = 0;
+  OSStatus status = noErr;
+};
+
+AggregateDescription aggregateOf(std::vector<std::string> uids) {
+  AggregateDescription description;
+  description.uid = "aggregate";
+  description.name = "Aggregate";
+  for (auto& uid : uids) description.subDevices.push_back({std::move(uid), true});
+  return description;
+}
+
+}  // namespace
+
+using NewMachine = std::unique_ptr<BoundaryMachine> (*)();
+
+struct Boundary : testing::TestWithParam<NewMachine> {
+  void SetUp() override { ASSERT_EQ(machine->problem(), ""); }
+
+  // A tap in its aggregate, running; destroyed by the caller.
+  std::expected<TapAggregate, TapAggregateFailure> tap(TapDescription description, Ear& ear) {
+    TapAggregatePlan plan;
+    plan.tap = std::move(description);
+    plan.tap.name = "tap";
+    plan.aggregateUID = "aggregate of a tap";
+    plan.procedure = Ear::run;
+    plan.clientData = &ear;
+    return buildTapAggregate(hardware, machine->runtime(), plan);
+  }
+  std::vector<std::uint32_t> channels(AudioDeviceID device, AudioScope scope) {
+    return hardware.streamConfiguration(device, scope).value_or(std::vector<std::uint32_t>{99});
+  }
+
+  std::unique_ptr<BoundaryMachine> machine = GetParam()();
+  AudioHardware& hardware = machine->hardware();
+};
+
+TEST_P(Boundary, DevicesAreFoundByWhatPersists) {
+  const AudioDeviceID track = machine->device(kTrack + "1");
+  ASSERT_NE(track, kAudioObjectUnknown);
+  EXPECT_EQ(std::ranges::count(hardware.devices().value(), track), 1);
+  EXPECT_EQ(hardware.deviceUID(track), kTrack + "1");
+  EXPECT_EQ(channels(track, AudioScope::output), std::vector<std::uint32_t>{2});
+  EXPECT_EQ(channels(track, AudioScope::input), std::vector<std::uint32_t>{2});
+  EXPECT_TRUE(channels(machine->device(machine->speakerUID()), AudioScope::input).empty());
+  EXPECT_EQ(hardware.isAlive(track), true);
+  EXPECT_EQ(hardware.deviceForUID("nobody"), kAudioObjectUnknown);
+  constexpr AudioDeviceID kGone = 987654;
+  EXPECT_FALSE(hardware.deviceName(kGone));
+  EXPECT_FALSE(hardware.nominalSampleRate(kGone));
+  EXPECT_NE(hardware.setBufferFrameSize(kGone, 256), noErr);
+  EXPECT_FALSE(hardware.createIOProc(kGone, Ear::run, nullptr));
+}
+
+TEST_P(Boundary, TheDefaultIsFollowedWhoeverSetsIt) {
+  int changes = 0;
+  ASSERT_TRUE(hardware.addListener(kAudioObjectSystemObject, AudioProperty::defaultOutput, AudioScope::global,
+                                   machine->runtime().mainQueue(), [&] { ++changes; }));
+  const AudioDeviceID track = machine->device(kTrack + "2"), speaker = machine->device(machine->speakerUID());
+  EXPECT_EQ(hardware.setDefaultDevice(DefaultDevice::output, track), noErr);
+  EXPECT_EQ(hardware.defaultDevice(DefaultDevice::output), track);
+  EXPECT_TRUE(machine->until([&] { return changes > 0; }));
+  machine->chooseOutput(machine->speakerUID());
+  EXPECT_TRUE(machine->until([&] { return hardware.defaultDevice(DefaultDevice::output) == speaker; }));
+  EXPECT_NE(hardware.setDefaultDevice(DefaultDevice::input, speaker), noErr) << "it has no input side";
+}
+
+TEST_P(Boundary, EightTracksAreOneDeviceWithBothSides) {
+  std::vector<std::string> tracks;
+  for (int i = 1; i <= 8; ++i) tracks.push_back(kTrack + std::to_string(i));
+  const auto aggregate = hardware.createAggregateDevice(aggregateOf(tracks));
+  ASSERT_TRUE(aggregate) << aggregate.error();
+  EXPECT_EQ(channels(*aggregate, AudioScope::output), std::vector<std::uint32_t>{16});
+  EXPECT_EQ(channels(*aggregate, AudioScope::input), std::vector<std::uint32_t>{16});
+  EXPECT_EQ(hardware.fullSubDeviceList(*aggregate), tracks);
+  EXPECT_EQ(hardware.transportType(*aggregate), TransportType::aggregate);
+  Ear ear;
+  ear.plays = true;
+  {
+    const Running both(hardware, *aggregate, ear);
+    ASSERT_EQ(both.status, noErr);
+    EXPECT_TRUE(machine->until([&] {
+      for (std::size_t i = 0; i < 16; ++i)
+        if (!ear.hears(i, float(i + 1) / 64)) return false;
+      return true;
+    })) << "the fifth channel gives "
+        << ear.input[4] * 64;
+  }
+  EXPECT_EQ(hardware.destroyAggregateDevice(*aggregate), noErr);
+  EXPECT_NE(hardware.destroyAggregateDevice(*aggregate), noErr);
+}
+
+TEST_P(Boundary, AnAggregateHasTheSidesThatItIsMadeWith) {
+  AggregateDescription description = aggregateOf({machine->microphoneUID(), kTrack + "1"});
+  const auto microphone = channels(machine->device(machine->microphoneUID()), AudioScope::input);
+  description.sides = AggregateSides::input;
+  const auto input = hardware.createAggregateDevice(description);
+  ASSERT_TRUE(input);
+  EXPECT_EQ(channels(*input, AudioScope::input), std::vector<std::uint32_t>{microphone.at(0) + 2});
+  EXPECT_TRUE(channels(*input, AudioScope::output).empty());
+  EXPECT_EQ(hardware.destroyAggregateDevice(*input), noErr);
+  description.sides = AggregateSides::output;
+  const auto output = hardware.createAggregateDevice(description);
+  ASSERT_TRUE(output);
+  EXPECT_TRUE(channels(*output, AudioScope::input).empty());
+  EXPECT_EQ(channels(*output, AudioScope::output), std::vector<std::uint32_t>{2});
+  EXPECT_EQ(hardware.destroyAggregateDevice(*output), noErr);
+}
+
+// A tap hears its program; a muted one takes it from its device, and gives it back.
+TEST_P(Boundary, AMutedTapSilencesWhatItHears) {
+  ASSERT_TRUE(machine->untilPlaying(kPlayer, kTrack + "3"));
+  Ear device, ear;
+  const Running listening(hardware, machine->device(kTrack + "3"), device);
+  ASSERT_TRUE(machine->until([&] { return device.hears(0, 0.5f); })) << device.input[0];
+  for (const TapMute mute : {TapMute::unmuted, TapMute::muted}) {
+    auto tapped = tap({"", machine->processesOf(kPlayer), true, false, mute}, ear);
+    ASSERT_TRUE(tapped);
+    EXPECT_TRUE(machine->until([&] { return ear.hears(1, 0.5f); }));
+    EXPECT_TRUE(machine->until([&] { return device.hears(0, mute == TapMute::muted ? 0 : 0.5f); }));
+    destroyTapAggregate(hardware, *tapped);
+    ear.input[1] = 0;
+  }
+  EXPECT_TRUE(machine->until([&] { return device.hears(0, 0.5f); }));
+}
+
+// All but these: a muted one takes every other program from its device. What this program plays is never
+// heard by a tap.
+TEST_P(Boundary, AnExclusiveTapTakesAllOthersButNotThisProgram) {
+  const auto own = hardware.processForPID(machine->ownPID());
+  ASSERT_TRUE(own);
+  ASSERT_NE(*own, kAudioObjectUnknown);
+  ASSERT_TRUE(machine->untilPlaying(kPlayer, kTrack + "3"));
+  Ear device, ear;
+  device.plays = true;  // 1/64 and 2/64, added to what programs play there
+  const Running playing(hardware, machine->device(kTrack + "3"), device);
+  ASSERT_TRUE(machine->until([&] { return device.hears(0, 0.5f + 1 / 64.0f); })) << device.input[0];
+  auto tapped = tap({"", {*own}, true, true, TapMute::muted}, ear);
+  ASSERT_TRUE(tapped);
+  EXPECT_TRUE(machine->until([&] { return ear.hears(0, 0.5f) && device.hears(0, 1 / 64.0f); }))
+      << ear.input[0] << " in the tap, " << device.input[0] << " on the device";
+  destroyTapAggregate(hardware, *tapped);
+  EXPECT_TRUE(machine->until([&] { return device.hears(0, 0.5f + 1 / 64.0f); })) << device.input[0];
+}
+
+TEST_P(Boundary, TheBufferSizeOfARunningTapChanges) {
+  ASSERT_TRUE(machine->untilPlaying(kPlayer, machine->speakerUID()));
+  Ear ear;
+  auto tapped = tap({"", machine->processesOf(kPlayer), true, false, TapMute::muted}, ear);
+  ASSERT_TRUE(tapped);
+  for (const std::uint32_t frames : {512u, 256u}) {
+    const OSStatus status = hardware.setBufferFrameSize(tapped->aggDeviceID, frames);
+    if (status == noErr) {
+      EXPECT_TRUE(machine->until([&] { return ear.frames == frames; })) << ear.frames;
+      EXPECT_TRUE(machine->until([&] { return ear.hears(0, 0.5f); }));
+    }
+  }
+  destroyTapAggregate(hardware, *tapped);
+}
+
+TEST_P(Boundary, ARateIsOneDevicesUnlessItIsShared) {
+  const AudioDeviceID one = machine->device(kTrack + "1"), other = machine->device(kTrack + "2");
+  const double before = hardware.nominalSampleRate(other).value();
+  ASSERT_EQ(hardware.setNominalSampleRate(one, 44100), noErr);
+  EXPECT_TRUE(machine->until([&] { return hardware.nominalSampleRate(one) == 44100.0; }));
+  EXPECT_EQ(hardware.nominalSampleRate(other), hardware.sampleRateIsShared() ? 44100.0 : before);
+  EXPECT_NE(hardware.setNominalSampleRate(one, 3), noErr);
+  EXPECT_EQ(hardware.setNominalSampleRate(one, before), noErr);
+}
+
+TEST_P(Boundary, WhatCannotBeDoneIsRefused) {
+  EXPECT_FALSE(hardware.createProcessTap({"", {987654}, true, false, TapMute::unmuted})) << "no such process";
+  EXPECT_FALSE(hardware.createAggregateDevice(aggregateOf({"nobody"})));
+  EXPECT_NE(hardware.destroyProcessTap(987654), noErr);
+  EXPECT_NE(hardware.destroyAggregateDevice(987654), noErr);
+  EXPECT_NE(hardware.setBufferFrameSize(machine->device(kTrack + "1"), 0), noErr);
+  EXPECT_EQ(hardware.processForPID(1), kAudioObjectUnknown) << "it plays nothing";
+}
+
+INSTANTIATE_TEST_SUITE_P(Simulated, Boundary, testing::Values(newSimulatedMachine));
+INSTANTIATE_TEST_SUITE_P(PipeWire, Boundary, testing::Values(newPipeWireMachine));
+
+}  // namespace sonmere
