@@ -10,6 +10,8 @@ namespace sonmere {
 // Where this user's files are. Threads: any.
 Folders userFolders();
 std::string userSettingsFile();
+// The user's trash.
+std::string userTrash();
 
 // Where the lock of the one program and its control socket are, as every program of the user finds it:
 // "sonmere" in the folder of the user's session, or where that is missing or of another user, "control" in

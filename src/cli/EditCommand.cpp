@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/ArgumentText.h"
+#include "cli/ChosenRecording.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
 #include "cli/JSONOutput.h"
@@ -38,7 +39,7 @@ class Edit {
   Outcome<void> save();
   void print();
 
-  const EditArguments& arguments_;
+  EditArguments arguments_;
   FileWork work_;
   TrackEdit edit_{arguments_, work_};
   MixTrackInput track_;
@@ -49,6 +50,9 @@ class Edit {
 int Edit::run() {
   if (!arguments_.save && !arguments_.loudness)
     return work_.tell(kExitBadInput, "name the new file with --save FILE, or measure with --loudness");
+  auto chosen = chosenFile(work_, arguments_.file);
+  if (!chosen) return work_.badInput(chosen.error());
+  arguments_.file = std::move(*chosen);
   auto whole = wholeFile(arguments_.file);
   if (!whole) return work_.badInput(whole.error());
   track_ = std::move(*whole);

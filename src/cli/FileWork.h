@@ -28,6 +28,7 @@ class FileWork {
   FileWork& operator=(const FileWork&) = delete;
 
   ExportProgress& progress() { return progress_; }
+  LiveRuntime& runtime() { return runtime_; }
   // What engines log comes back as errors too; nobody reads it here.
   Log& log() { return log_; }
   // Draws the bar; true once the user wants an end.

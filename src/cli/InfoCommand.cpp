@@ -1,80 +1,49 @@
 #include "cli/InfoCommand.h"
 
 #include <fmt/format.h>
-#include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "audio/file/AudioFileReader.h"
+#include "cli/ChosenRecording.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
 #include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
-#include "editor/export/LoudnessMeter.h"
+#include "editor/export/ParallelLoudness.h"
 #include "editor/track/TrackReader.h"
 
 namespace sonmere {
 
 namespace {
 
-struct SampleDepth {
-  int bits = 0;  // 0 where samples are encoded
-  bool isFloat = false;
-};
-
 struct FileFacts {
   std::string path;
   MixTrackInput whole;
   std::string container;
+  AudioFileDetails details;
   PCMFormat format;
-  SampleDepth depth;
   std::int64_t frames = 0;
   std::uint64_t bytes = 0;
 
   double seconds() const { return double(frames) / format.sampleRate; }
+  // Bits a second, of the whole file; 0 when it isn't known.
+  double bitRate() const { return frames > 0 ? double(bytes) * 8 / seconds() : 0; }
 };
-
-// Of a file that is known to be an ordinary one.
-SampleDepth depthOf(const std::string& path) {
-  SF_INFO info{};
-  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-  if (!file) return {};
-  sf_close(file);
-  switch (info.format & SF_FORMAT_SUBMASK) {
-    case SF_FORMAT_PCM_S8:
-    case SF_FORMAT_PCM_U8:
-      return {8, false};
-    case SF_FORMAT_PCM_16:
-    case SF_FORMAT_ALAC_16:
-      return {16, false};
-    case SF_FORMAT_PCM_24:
-    case SF_FORMAT_ALAC_24:
-      return {24, false};
-    case SF_FORMAT_PCM_32:
-    case SF_FORMAT_ALAC_32:
-      return {32, false};
-    case SF_FORMAT_FLOAT:
-      return {32, true};
-    case SF_FORMAT_DOUBLE:
-      return {64, true};
-    default:
-      return {};
-  }
-}
 
 Outcome<FileFacts> factsOf(const std::string& path) {
   FileFacts facts;
   facts.path = path;
-  auto whole = wholeFile(path);
-  if (!whole) return std::unexpected(whole.error());
   const auto reader = openAudioFile(path);
   if (!reader) return std::unexpected(reader.error());
+  auto whole = wholeFile(path);
+  if (!whole) return std::unexpected(whole.error());
   facts.container = (*reader)->container();
+  facts.details = (*reader)->details();
   facts.format = (*reader)->format();
-  facts.depth = depthOf(path);
   facts.frames = whole->range.totalFrames;
   facts.whole = std::move(*whole);
   std::error_code error;
@@ -82,54 +51,105 @@ Outcome<FileFacts> factsOf(const std::string& path) {
   return facts;
 }
 
-Outcome<Loudness> loudnessOf(const FileFacts& facts, FileWork& work) {
-  const auto source = TrackReader::open(facts.whole);
-  if (!source) return std::unexpected(source.error());
-  return measureLoudness(**source, work.progress());
+std::string samplesText(const AudioFileDetails& details) {
+  if (details.bits == 0) return "encoded";
+  return fmt::format("{}-bit {}", details.bits, details.isFloat ? "float" : "integer");
 }
 
-std::string depthText(const SampleDepth& depth) {
-  if (depth.bits == 0) return "encoded";
-  return fmt::format("{}-bit {}", depth.bits, depth.isFloat ? "float" : "integer");
+std::string channelsText(std::uint32_t channels) {
+  switch (channels) {
+    case 1:
+      return "1 (mono)";
+    case 2:
+      return "2 (stereo)";
+    case 6:
+      return "6 (5.1)";
+    case 8:
+      return "8 (7.1)";
+    default:
+      return fmt::format("{}", channels);
+  }
 }
 
-void printText(const FileFacts& facts, const Outcome<Loudness>& loudness) {
-  const auto row = [](const char* name, const std::string& value) { fmt::print("{:<12} {}\n", name, value); };
-  row("file", printable(facts.path));
-  row("format", facts.container);
-  row("sample rate", fmt::format("{:.0f} Hz", facts.format.sampleRate));
-  row("channels", fmt::format("{}", facts.format.channels));
-  row("samples", depthText(facts.depth));
-  row("length", fmt::format("{} ({} frames)", lengthText(facts.seconds(), 3), facts.frames));
-  row("size", fmt::format("{} ({} bytes)", sizeText(facts.bytes), facts.bytes));
-  if (loudness) row("loudness", loudnessText(*loudness));
+void printRow(const std::string& name, const std::string& value) { fmt::print("{:<12} {}\n", name, value); }
+
+void printText(const FileFacts& facts) {
+  printRow("file", printable(facts.path));
+  printRow("format", facts.container);
+  if (!facts.details.codec.empty()) printRow("codec", facts.details.codec);
+  printRow("sample rate", fmt::format("{:.0f} Hz", facts.format.sampleRate));
+  printRow("channels", channelsText(facts.format.channels));
+  printRow("samples", samplesText(facts.details));
+  if (facts.bitRate() > 0) printRow("bit rate", fmt::format("{:.0f} kb/s", facts.bitRate() / 1000));
+  printRow("length", fmt::format("{} ({} frames)", lengthText(facts.seconds(), 3), facts.frames));
+  printRow("size", fmt::format("{} ({} bytes)", sizeText(facts.bytes), facts.bytes));
+  for (const auto& [name, value] : facts.details.tags) printRow(name, printable(value));
 }
 
-void printJSON(const FileFacts& facts, const Outcome<Loudness>& loudness) {
-  using JSON = nlohmann::ordered_json;
-  const JSON all{{"file", facts.path},
-                 {"format", facts.container},
-                 {"sampleRate", facts.format.sampleRate},
-                 {"channels", facts.format.channels},
-                 {"bits", facts.depth.bits > 0 ? JSON(facts.depth.bits) : JSON(nullptr)},
-                 {"float", facts.depth.isFloat},
-                 {"frames", facts.frames},
-                 {"seconds", facts.seconds()},
-                 {"bytes", facts.bytes},
-                 {"loudness", loudness ? loudnessJSON(*loudness) : JSON(nullptr)}};
-  sonmere::printJSON(all);
+OutputJSON factsJSON(const FileFacts& facts) {
+  OutputJSON tags = OutputJSON::object();
+  for (const auto& [name, value] : facts.details.tags) tags[name] = value;
+  const auto orNull = [](auto value) { return value > 0 ? OutputJSON(value) : OutputJSON(nullptr); };
+  return {{"file", facts.path},
+          {"format", facts.container},
+          {"codec", facts.details.codec},
+          {"sampleRate", facts.format.sampleRate},
+          {"channels", facts.format.channels},
+          {"bits", orNull(facts.details.bits)},
+          {"float", facts.details.isFloat},
+          {"bitRate", orNull(std::round(facts.bitRate()))},
+          {"frames", facts.frames},
+          {"seconds", facts.seconds()},
+          {"bytes", facts.bytes},
+          {"tags", tags}};
 }
+
+// Tells about one file after the other.
+class InfoCommand {
+ public:
+  explicit InfoCommand(const InfoArguments& arguments)
+      : arguments_(arguments), work_("info", "Measuring", arguments.json) {}
+
+  int run() {
+    int status = kExitSuccess;
+    for (const std::string& file : arguments_.files) status = std::max(status, tellFile(file));
+    if (arguments_.json) printJSON(arguments_.files.size() == 1 && !all_.empty() ? all_[0] : all_);
+    return status;
+  }
+
+ private:
+  int tellFile(const std::string& argument) {
+    const auto path = chosenFile(work_, argument);
+    if (!path) return work_.badInput(path.error());
+    const auto facts = factsOf(*path);
+    if (!facts) return work_.badInput(facts.error());
+    if (arguments_.json) {
+      all_.push_back(factsJSON(*facts));
+    } else {
+      if (std::exchange(hasPrinted_, true)) fmt::print("\n");
+      printText(*facts);
+    }
+    return arguments_.loudness ? tellLoudness(*facts) : kExitSuccess;
+  }
+
+  // What is known already is shown meanwhile, and worth more than nothing in a damaged file.
+  int tellLoudness(const FileFacts& facts) {
+    std::fflush(stdout);
+    const auto loudness = measureFileLoudness(work_.runtime(), facts.whole, work_.progress());
+    if (arguments_.json) all_.back()["loudness"] = loudness ? loudnessJSON(*loudness) : OutputJSON(nullptr);
+    if (!loudness) return work_.fail(loudness.error());
+    if (!arguments_.json) printRow("loudness", loudnessText(*loudness));
+    return kExitSuccess;
+  }
+
+  const InfoArguments& arguments_;
+  FileWork work_;
+  OutputJSON all_ = OutputJSON::array();
+  bool hasPrinted_ = false;
+};
 
 }  // namespace
 
-int runInfoCommand(const InfoArguments& arguments) {
-  FileWork work("info", "Measuring", arguments.json);
-  const auto facts = factsOf(arguments.file);
-  if (!facts) return work.badInput(facts.error());
-  const auto loudness = loudnessOf(*facts, work);
-  // What is known is worth more than nothing, in a damaged file all the more.
-  arguments.json ? printJSON(*facts, loudness) : printText(*facts, loudness);
-  return loudness ? kExitSuccess : work.fail(loudness.error());
-}
+int runInfoCommand(const InfoArguments& arguments) { return InfoCommand(arguments).run(); }
 
 }  // namespace sonmere

@@ -11,31 +11,12 @@
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
 #include "editor/sidecar/SessionEditsSidecar.h"
+#include "recording/library/RecordingChoice.h"
 #include "recording/library/RecordingScanner.h"
 
 namespace sonmere {
 
 namespace {
-
-// Of the sessions that fit a stamp's beginning so many are named.
-constexpr std::size_t kMostNamed = 6;
-
-// The session of a stamp, or of its beginning where only one begins so.
-Outcome<RecordingSession> chooseSession(const std::vector<RecordingSession>& sessions,
-                                        const std::string& stamp, const std::string& folder) {
-  std::vector<const RecordingSession*> fitting;
-  for (const RecordingSession& session : sessions) {
-    if (session.timestampString == stamp) return session;
-    if (session.timestampString.starts_with(stamp)) fitting.push_back(&session);
-  }
-  if (fitting.size() == 1) return *fitting[0];
-  if (fitting.empty()) return badArgument(fmt::format("{}: there is no session \"{}\"", folder, stamp));
-  std::string stamps;
-  for (std::size_t i = 0; i < std::min(fitting.size(), kMostNamed); ++i)
-    stamps += (stamps.empty() ? "\"" : ", \"") + fitting[i]->timestampString + "\"";
-  if (fitting.size() > kMostNamed) stamps += fmt::format(" and {} more", fitting.size() - kMostNamed);
-  return badArgument(fmt::format("\"{}\" fits several sessions: {}", stamp, stamps));
-}
 
 OutputJSON trackJSON(const SessionTrack& track) {
   const TrimRange& range = track.input.range;
@@ -85,10 +66,10 @@ Outcome<OpenSession> openSession(FileWork& work, const std::string& stamp,
   if (!folder) return std::unexpected(folder.error());
   const RecordingScan scan = RecordingScanner(work.log()).scan(*folder, VirtualRuntime::today());
   if (scan.error) return std::unexpected(*scan.error);
-  auto session = chooseSession(scan.sessions, stamp, *folder);
-  if (!session) return std::unexpected(session.error());
+  const auto session = chooseSession(scan.sessions, stamp);
+  if (!session) return badArgument(fmt::format("{}: {}", *folder, session.error().description));
   const auto edits = SessionEditsSidecar(work.log()).load(*folder);
-  OpenSession open{*folder, std::move(*session), {}};
+  OpenSession open{*folder, **session, {}};
   open.tracks = sessionTracks(open.session, edits);
   for (const SessionTrack& track : open.tracks)
     if (track.unreadable) work.progress().note(track.unreadable->description);

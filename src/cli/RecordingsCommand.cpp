@@ -6,8 +6,10 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "app/PlatformFolders.h"
 #include "audio/file/AudioFileReader.h"
 #include "cli/ArgumentText.h"
+#include "cli/ChosenRecording.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
 #include "cli/JSONOutput.h"
@@ -15,8 +17,11 @@
 #include "cli/Text.h"
 #include "cli/UserLibrary.h"
 #include "editor/sidecar/SessionEditsSidecar.h"
+#include "recording/RecordingFileName.h"
 #include "recording/import/AudioFileImporter.h"
+#include "recording/library/RecordingChoice.h"
 #include "recording/library/RecordingRename.h"
+#include "recording/library/RecordingTrash.h"
 
 namespace sonmere {
 
@@ -69,18 +74,27 @@ int scanAndPrint(const char* command, const RecordingsArguments& arguments, Prin
   return isWhole ? kExitSuccess : kExitFailure;
 }
 
+// Whether a recording in the trash is the one that a text means; an empty one means any.
+bool isMeant(const RecordingTrash::Entry& entry, const std::string& text) {
+  const std::string name = fs::path(entry.origin).filename().string();
+  const auto parts = parseRecordingName(name);
+  return parts && (name.starts_with(text) || parts->stamp.starts_with(text) ||
+                   recordingDisplayName(parts->name) == text);
+}
+
 // The session that the import goes to, and the rate of its files.
 struct Target {
   std::string stamp;
   double sampleRate = 0;
 };
 
-Outcome<Target> targetOf(const RecordingScan& scan, const std::string& stamp) {
-  const auto session = std::ranges::find(scan.sessions, stamp, &RecordingSession::timestampString);
-  if (session == scan.sessions.end())
-    return badArgument(
-        fmt::format("--session {}: there is no such session; see \"sonmere recordings list\"", stamp));
-  for (const RecordingFile& file : session->files)
+Outcome<Target> targetOf(const RecordingScan& scan, const std::string& wanted) {
+  const auto session = chooseSession(scan.sessions, wanted);
+  if (!session)
+    return badArgument(fmt::format("--session {}: {}; see \"sonmere recordings list\"", wanted,
+                                   session.error().description));
+  const std::string& stamp = (*session)->timestampString;
+  for (const RecordingFile& file : (*session)->files)
     if (const auto reader = openAudioFile(file.url)) return Target{stamp, (*reader)->format().sampleRate};
   return badArgument(fmt::format("--session {}: none of its files can be read", stamp));
 }
@@ -187,12 +201,9 @@ int runRecordingsRepair(const RecordingsArguments& arguments) {
 
 int runRecordingsRename(const RecordingsArguments& arguments) {
   FileWork work("recordings rename", "Renaming", arguments.json);
-  std::string path = arguments.file;
-  if (path.find('/') == std::string::npos) {
-    const auto place = placeOf(arguments, work);
-    if (!place) return work.fail(place.error());
-    path = (fs::path(place->folder) / path).string();
-  }
+  const auto chosen = chosenRecording(work, arguments.file, arguments.folder);
+  if (!chosen) return work.fail(chosen.error());
+  const std::string& path = *chosen;
   // Edits of a session know its files by their names.
   const auto renamed = SessionEditsSidecar(work.log()).renameFile(path, [&] {
     return renameRecording(path, arguments.name, !arguments.dropStamp);
@@ -215,6 +226,7 @@ int runRecordingsImport(const RecordingsArguments& arguments) {
   if (!target) return work.fail(target.error());
   const TaskToken cancel(std::make_shared<std::atomic<bool>>(false));
   AudioFileImporter::Request request{arguments.file, *folder, target->stamp, target->sampleRate};
+  if (!arguments.session) request.newSession = &work.runtime();
   std::vector<std::string> notes;
   request.tell = [&](const std::string& note) {
     notes.push_back(note);
@@ -229,6 +241,43 @@ int runRecordingsImport(const RecordingsArguments& arguments) {
     return isInput ? work.badInput(imported.error()) : work.fail(imported.error());
   }
   printPath(arguments, "Imported as", *imported, notes);
+  return kExitSuccess;
+}
+
+int runRecordingsDelete(const RecordingsArguments& arguments) {
+  FileWork work("recordings delete", "Deleting", arguments.json);
+  std::vector<std::string> paths;
+  for (const std::string& each : arguments.files) {
+    auto path = chosenRecording(work, each, arguments.folder);
+    if (!path) return work.fail(path.error());
+    if (!parseRecordingName(fs::path(*path).filename().string()))
+      return work.fail({"Arguments", 1, *path + ": its name is not that of a recording"});
+    if (std::ranges::find(paths, *path) == paths.end()) paths.push_back(std::move(*path));
+  }
+  // Edits stay in the sidecar, for the day it is restored.
+  for (const std::string& path : paths) {
+    const auto put = RecordingTrash(userTrash()).put(path, VirtualRuntime::today());
+    if (!put && put.error().code == ENOENT) return work.badInput(put.error());
+    if (!put) return work.fail(put.error());
+    printPath(arguments, "Moved to the trash:", *put);
+  }
+  return kExitSuccess;
+}
+
+int runRecordingsRestore(const RecordingsArguments& arguments) {
+  FileWork work("recordings restore", "Restoring", arguments.json);
+  const auto place = placeOf(arguments, work);
+  if (!place) return work.fail(place.error());
+  const RecordingTrash trash(userTrash());
+  auto found = trash.entriesOf(place->folder);
+  std::erase_if(found, [&](const auto& entry) { return !isMeant(entry, arguments.file); });
+  if (found.empty()) return work.fail({"Arguments", 1, "no such recording of this folder is in the trash"});
+  // Without a name: the one that was deleted last.
+  if (arguments.file.empty()) found.resize(1);
+  for (const RecordingTrash::Entry& entry : found) {
+    if (const auto restored = trash.restore(entry); !restored) return work.fail(restored.error());
+    printPath(arguments, "Restored", entry.origin);
+  }
   return kExitSuccess;
 }
 

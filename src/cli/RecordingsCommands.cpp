@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "cli/InfoCommand.h"
+#include "cli/PlayCommand.h"
 #include "cli/RecordingsCommand.h"
 
 namespace sonmere {
@@ -12,6 +13,9 @@ namespace {
 
 using Arguments = std::shared_ptr<RecordingsArguments>;
 using Run = int (*)(const RecordingsArguments&);
+
+constexpr const char* kRecordingHelp =
+    "A recording: its number in the list, its name, \"latest\", or the path of its file";
 
 void addCommon(CLI::App* command, const Arguments& a) {
   command->add_option("--folder", a->folder, "Where the recordings are (default: that of the settings)")
@@ -48,7 +52,7 @@ void addRecordings(CLI::App& app, std::function<int()>& run) {
   addCommon(add(recordings, "repair", "Mend recordings that were interrupted", a, runRecordingsRepair, run),
             a);
   CLI::App* rename = add(recordings, "rename", "Give a recording another name", a, runRecordingsRename, run);
-  rename->add_option("FILE", a->file, "Its file: a name in the recordings folder, or a path")->required();
+  rename->add_option("FILE", a->file, kRecordingHelp)->required();
   rename->add_option("NAME", a->name, "What stands in front of the stamp from now on")->required();
   rename->add_flag("--drop-stamp", a->dropStamp, "Without the stamp, which takes it out of the library");
   addCommon(rename, a);
@@ -58,14 +62,30 @@ void addRecordings(CLI::App& app, std::function<int()>& run) {
   import->add_option("--session", a->session, "The session that it joins (default: one of its own, of now)")
       ->type_name("STAMP");
   addCommon(import, a);
+  CLI::App* play =
+      add(recordings, "play", "Play recordings on the default output", a, runRecordingsPlay, run);
+  play->add_option("FILE", a->files, kRecordingHelp)->required()->expected(-1);
+  play->add_option("--platform", a->platform, "The audio server")
+      ->check(CLI::IsMember({"auto", "pipewire", "simulated"}));
+  addCommon(play, a);
+  CLI::App* remove = add(recordings, "delete", "Move recordings to the trash", a, runRecordingsDelete, run);
+  remove->add_option("FILE", a->files, kRecordingHelp)->required()->expected(-1);
+  addCommon(remove, a);
+  CLI::App* restore =
+      add(recordings, "restore", "Bring recordings back from the trash", a, runRecordingsRestore, run);
+  restore->add_option("NAME", a->file, "A name or stamp, or its beginning (default: what was deleted last)");
+  addCommon(restore, a);
   addFolder(recordings, a, run);
 }
 
 void addInfo(CLI::App& app, std::function<int()>& run) {
   const auto a = std::make_shared<InfoArguments>();
-  CLI::App* command = app.add_subcommand("info", "Tell what an audio file is, and how loud");
-  command->add_option("FILE", a->file, "The audio file")->required();
-  command->add_flag("--json", a->json, "Print one JSON object");
+  CLI::App* command = app.add_subcommand("info", "Tell what audio files are, and how loud");
+  command->add_option("FILE", a->files, "Audio files, or recordings by number, name or \"latest\"")
+      ->required()
+      ->expected(-1);
+  command->add_flag("--loudness", a->loudness, "Measure the loudness too, which reads all of the file");
+  command->add_flag("--json", a->json, "Print one JSON object; of several files a list");
   command->callback([a, &run] { run = [a] { return runInfoCommand(*a); }; });
 }
 

@@ -69,14 +69,19 @@ void addRepairs(JSON& all, const RecordingScan& scan) {
 
 std::string sessionsText(const std::string& folder, const RecordingScan& scan) {
   if (scan.sessions.empty()) return fmt::format("There are no recordings in {}.\n", printable(folder));
-  std::string out = fmt::format("{:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", "session", "name", "format",
-                                "length", "size", "file");
+  std::string out = fmt::format("{:>5} {:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", "no.", "session", "name",
+                                "format", "length", "size", "file");
+  std::size_t number = 0;
   for (const RecordingSession& session : scan.sessions) {
     std::string stamp = session.timestampString;
-    for (const RecordingFile& file : session.files) {
-      out +=
-          fmt::format("{:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", stamp, printable(file.displayName),
-                      name(file.format), lengthOf(file), sizeText(file.fileSize), printable(fileName(file)));
+    ++number;
+    for (std::size_t i = 0; i < session.files.size(); ++i) {
+      const RecordingFile& file = session.files[i];
+      const std::string place =
+          session.files.size() == 1 ? fmt::format("{}", number) : fmt::format("{}.{}", number, i + 1);
+      out += fmt::format("{:>5} {:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", place, stamp,
+                         printable(file.displayName), name(file.format), lengthOf(file),
+                         sizeText(file.fileSize), printable(fileName(file)));
       stamp.clear();
     }
   }

@@ -1,4 +1,5 @@
 #include "cli/WaveformCommand.h"
+#include "cli/ChosenRecording.h"
 
 #include <fmt/format.h>
 
@@ -127,8 +128,12 @@ void print(const WaveformArguments& arguments, const TrimRange& view, const Wave
 
 }  // namespace
 
-int runWaveformCommand(const WaveformArguments& arguments) {
-  FileWork work("waveform", "Reading", arguments.json);
+int runWaveformCommand(const WaveformArguments& given) {
+  FileWork work("waveform", "Reading", given.json);
+  WaveformArguments arguments = given;
+  auto chosen = chosenFile(work, given.file);
+  if (!chosen) return work.badInput(chosen.error());
+  arguments.file = std::move(*chosen);
   if (!arguments.png && !arguments.svg)
     return work.tell(kExitBadInput, "name the picture with --png FILE or --svg FILE");
   const auto times = readView(arguments);

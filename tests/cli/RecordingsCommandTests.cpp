@@ -1,5 +1,7 @@
 #include <sys/stat.h>
 
+#include <cmath>
+
 #include "FileCommandTest.h"
 #include "audio/file/AudioFileReader.h"
 
@@ -120,8 +122,63 @@ TEST_F(RecordingsCommandTest, AnImportJoinsASessionAtItsRate) {
     EXPECT_EQ(run(bad).status, 2);
 }
 
+TEST_F(RecordingsCommandTest, RecordingsAreNamedAsTheListHasThem) {
+  run({"recordings", "folder", takes});
+  take("Sonmere Track 1");
+  take("Sonmere Track 2");
+  take("Sonmere Track 1", "2026-02-02 10-00-00");
+  const std::string list = run({"recordings", "list"}).out;
+  EXPECT_LT(list.find("    1 2026-02-02"), list.find("  2.1 2026-01-01")) << list;
+  const auto fileOf = [&](const std::string& text) -> std::string { return json({"info", text})["file"]; };
+  EXPECT_TRUE(fileOf("latest").ends_with("Sonmere Track 1 \u2014 2026-02-02 10-00-00.wav"));
+  EXPECT_TRUE(fileOf("2.2").ends_with("Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav"));
+  EXPECT_EQ(fileOf("Track 2"), fileOf("2.2"));
+  EXPECT_EQ(run({"info", "Track 1"}).status, 2) << "two are called so";
+  EXPECT_EQ(run({"waveform", "latest", "--png", path("p.png")}).status, 0);
+  EXPECT_EQ(run({"edit", "2.1", "--save", path("e.wav")}).status, 0);
+  EXPECT_EQ(run({"session", "show", "latest"}).status, 0);
+  const std::string source = make(path("song.wav"), 44100);
+  EXPECT_EQ(json({"recordings", "import", source, "--session", "2026-01"})["path"],
+            takes + "/song \u2014 2026-01-01 10-00-00.wav");
+  EXPECT_EQ(run({"recordings", "import", source, "--session", "2026-0"}).status, 2) << "fits two";
+  EXPECT_EQ(json({"recordings", "rename", "latest", "Solo"})["path"],
+            takes + "/Solo \u2014 2026-02-02 10-00-00.wav");
+}
+
+TEST_F(RecordingsCommandTest, ADeletedRecordingIsInTheTrashAndComesBackWithItsEdits) {
+  run({"recordings", "folder", takes});
+  const std::string kept = take("Sonmere Track 1"), gone = take("Sonmere Track 2");
+  const std::string edits = "{\"schemaVersion\":1}";
+  std::ofstream(takes + "/.sonmere-edits.json") << edits;
+  const std::string moved = json({"recordings", "delete", "1.2"})["path"];
+  EXPECT_EQ(moved, path("Trash/files/Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav"));
+  EXPECT_TRUE(fs::exists(moved) && fs::exists(kept));
+  EXPECT_FALSE(fs::exists(gone));
+  EXPECT_EQ(json({"recordings", "list"})["sessions"][0]["files"].size(), 1u);
+  EXPECT_EQ(run({"recordings", "delete", "Track 2"}).status, 2);
+  EXPECT_EQ(run({"recordings", "restore", "Track 1"}).status, 2) << "is not in the trash";
+  EXPECT_EQ(json({"recordings", "restore"})["path"], gone);
+  EXPECT_TRUE(fs::exists(gone));
+  EXPECT_EQ(run({"recordings", "restore"}).status, 2);
+  EXPECT_EQ(run({"recordings", "delete", make(path("plain.wav"))}).status, 2) << "no recording";
+  EXPECT_EQ(run({"recordings", "delete", kept, "1.2"}).status, 0);
+  EXPECT_EQ(run({"recordings", "restore", "2026-01-01"}).status, 0) << "both";
+  EXPECT_TRUE(fs::exists(kept) && fs::exists(gone));
+}
+
+TEST_F(RecordingsCommandTest, PlayEndsWithTheLastRecording) {
+  run({"recordings", "folder", takes});
+  take("Sonmere Track 1");
+  const Run played = run({"recordings", "play", "latest", "--platform", "simulated"});
+  EXPECT_EQ(played.status, 0) << played.err;
+  EXPECT_NE(played.out.find("Sonmere Track 1"), std::string::npos);
+  EXPECT_EQ(run({"recordings", "play", "9", "--platform", "simulated"}).status, 2);
+}
+
 TEST_F(RecordingsCommandTest, InfoTellsFormatAndLoudness) {
-  const auto info = json({"info", make(path("tone.wav"))});
+  const auto info = json({"info", make(path("tone.wav")), "--loudness"});
+  EXPECT_EQ(info["codec"], "PCM");
+  EXPECT_EQ(info["bitRate"], std::round(double(info["bytes"]) * 8));
   EXPECT_EQ(info["format"], "wav");
   EXPECT_EQ(info["sampleRate"], 48000);
   EXPECT_EQ(info["channels"], 2);
@@ -129,7 +186,12 @@ TEST_F(RecordingsCommandTest, InfoTellsFormatAndLoudness) {
   EXPECT_EQ(info["frames"], 48000);
   EXPECT_EQ(info["bytes"], fs::file_size(path("tone.wav")));
   EXPECT_NEAR(info["loudness"]["samplePeakDb"], -6.02, 0.01);
-  const Run text = run({"info", path("tone.wav")});
+  const Run facts = run({"info", path("tone.wav"), path("none.wav"), path("tone.wav")});
+  EXPECT_EQ(facts.status, 2);
+  EXPECT_NE(facts.out.find("\n\nfile"), std::string::npos) << "one that fails costs the others nothing";
+  EXPECT_EQ(facts.out.find("LUFS"), std::string::npos) << "only when asked for";
+  EXPECT_EQ(json({"info", path("tone.wav"), path("tone.wav")}).size(), 2u);
+  const Run text = run({"info", "--loudness", path("tone.wav")});
   EXPECT_NE(text.out.find("24-bit integer"), std::string::npos) << text.out;
   EXPECT_NE(text.out.find("0:01.000 (48000 frames)"), std::string::npos) << text.out;
   EXPECT_NE(text.out.find("LUFS"), std::string::npos) << text.out;

@@ -16,6 +16,7 @@
 
 #include "audio/file/AudioFileWriter.h"
 #include "base/FileDescriptor.h"
+#include "base/LiveRuntime.h"
 #include "recording/RecordingFileName.h"
 #include "recording/import/ImportFileName.h"
 #include "support/SizeLimit.h"
@@ -197,6 +198,27 @@ TEST_F(ImporterTest, TakenNamesGetANumberAndNothingIsReplaced) {
   EXPECT_EQ(names(), (std::vector<std::string>{std::string("song 2 \u2014 ") + kStamp + ".wav",
                                                std::string("song 3 \u2014 ") + kStamp + ".wav",
                                                std::string("song \u2014 ") + kStamp + ".wav"}));
+}
+
+TEST_F(ImporterTest, ImportsOfTheirOwnNeverShareASession) {
+  const std::string path = source("song.wav", pcm(48000, 1), 100);
+  std::ofstream(session + "/taken \u2014 " + std::string(kStamp) + ".m4a") << "a take of this second";
+  constexpr int kThreads = 4;
+  std::vector<std::string> stamps(kThreads);
+  LiveRuntime live;
+  std::vector<std::thread> threads;
+  for (std::string& stamp : stamps)
+    threads.emplace_back([&] {
+      AudioFileImporter::Request request{path, session, kStamp, 48000};
+      request.newSession = &live;
+      const auto made = importer.importFile(request);
+      ASSERT_TRUE(made) << made.error().description;
+      stamp = parseRecordingName(fs::path(*made).filename().string())->stamp;
+    });
+  for (std::thread& thread : threads) thread.join();
+  std::ranges::sort(stamps);
+  EXPECT_EQ(std::ranges::adjacent_find(stamps), stamps.end());
+  EXPECT_GT(stamps[0], kStamp);
 }
 
 TEST(ImportFileName, IsOneThatTheLibraryFindsAndNeverAPath) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "audio/file/AudioFileDetails.h"
 #include "audio/file/ChannelLayout.h"
 #include "audio/file/PCMBuffer.h"
 #include "audio/file/SampleForm.h"
@@ -27,6 +28,7 @@ class AudioFileReader {
   virtual std::int64_t missingFrames() const { return 0; }
   // Name of the container, in lower case: "wav", "aiff", "flac", "ogg", "mp3", "m4a" and so on.
   virtual const std::string& container() const = 0;
+  virtual AudioFileDetails details() const { return {}; }
   // Reads up to `frames` frames into `interleaved`; 0 at the end.
   virtual Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) = 0;
   virtual Outcome<void> seek(std::int64_t frame) = 0;

@@ -122,6 +122,7 @@ SndFileReader::SndFileReader(std::unique_ptr<SndFileInput> input, SNDFILE* sound
       format_{double(info.samplerate), std::uint32_t(info.channels)},
       frameCount_(info.frames == SF_COUNT_MAX ? -1 : info.frames),
       container_(containerName(info.format)),
+      fileFormat_(info.format),
       codec_(info.format & SF_FORMAT_SUBMASK) {}
 
 SndFileReader::~SndFileReader() { sf_close(sound_); }

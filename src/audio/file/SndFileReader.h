@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "audio/file/AudioFileReader.h"
+#include "audio/file/SndFileDetails.h"
 #include "base/FileDescriptor.h"
 
 namespace sonmere {
@@ -24,6 +25,7 @@ class SndFileReader final : public AudioFileReader {
   SampleForm sampleForm() const override;
   std::int64_t missingFrames() const override;
   const std::string& container() const override { return container_; }
+  AudioFileDetails details() const override { return sndFileDetails(sound_, fileFormat_); }
   Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override;
   Outcome<void> seek(std::int64_t frame) override;
 
@@ -44,7 +46,8 @@ class SndFileReader final : public AudioFileReader {
   const PCMFormat format_;
   const std::int64_t frameCount_;
   const std::string container_;
-  const int codec_;  // SF_FORMAT_SUBMASK of the format
+  const int fileFormat_;  // as libsndfile has it
+  const int codec_;       // SF_FORMAT_SUBMASK of it
 
   std::vector<float> first_;    // decoded at open, interleaved; nothing after a seek
   std::string damage_;          // what the library said; reading has ended there

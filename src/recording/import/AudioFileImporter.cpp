@@ -13,6 +13,7 @@
 #include "dsp/VectorMath.h"
 #include "recording/RecordingFileName.h"
 #include "recording/RecordingFileSettings.h"
+#include "recording/SessionStamp.h"
 #include "recording/import/ImportDestination.h"
 #include "recording/import/ImportFileName.h"
 
@@ -93,6 +94,14 @@ Outcome<void> convert(AudioFileReader& from, AudioFileWriter& to, const AudioFil
   return {};
 }
 
+Outcome<std::string> publish(ImportDestination& destination, const AudioFileImporter::Request& request) {
+  const std::string name = importBaseName(request.source);
+  const auto date = dateOfStamp(request.stamp);
+  if (!request.newSession || !date) return destination.publish(name, request.stamp);
+  const SessionStamp stamp(*request.newSession, request.folder, *date);
+  return destination.publish(name, stamp.text());
+}
+
 Outcome<std::string> convertInto(std::unique_ptr<AudioFileReader> source,
                                  const AudioFileImporter::Request& request, const TaskToken& cancel,
                                  const AudioFileImporter::Progress& progress) {
@@ -111,7 +120,7 @@ Outcome<std::string> convertInto(std::unique_ptr<AudioFileReader> source,
     return std::unexpected(ImportError::writeFailed(claimed.error().description));
   if (auto converted = convert(*reader, **writer, request, cancel, progress); !converted)
     return std::unexpected(converted.error());
-  auto path = destination.publish(importBaseName(request.source), request.stamp);
+  auto path = publish(destination, request);
   if (!path) return std::unexpected(ImportError::writeFailed(path.error().description));
   return path;
 }

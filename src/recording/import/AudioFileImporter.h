@@ -5,6 +5,7 @@
 
 #include "audio/file/AudioFileReader.h"
 #include "base/Log.h"
+#include "base/Runtime.h"
 #include "base/TaskToken.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/import/ImportError.h"
@@ -25,6 +26,9 @@ class AudioFileImporter {
     RecordingBitDepth depth = RecordingBitDepth::float32;
     // What the user should know of a file that can be imported; called on the worker, before it is.
     std::function<void(const std::string& note)> tell = {};
+    // Makes it a session of its own, with the first second from the stamp on that is free once the file is
+    // complete.
+    Runtime* newSession = nullptr;
   };
   // From 0 to 1; not called for a source that does not tell its length.
   using Progress = std::function<void(double fraction)>;

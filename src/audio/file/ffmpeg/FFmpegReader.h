@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "audio/file/AudioFileReader.h"
+#include "audio/file/ffmpeg/FFmpegDetails.h"
 #include "audio/file/ffmpeg/FFmpegInput.h"
 
 namespace sonmere {
@@ -20,6 +21,9 @@ class FFmpegReader final : public AudioFileReader {
   ChannelLayout layout() const override { return layout_; }
   SampleForm sampleForm() const override;
   const std::string& container() const override { return container_; }
+  AudioFileDetails details() const override {
+    return stream_ ? ffmpegDetails(*demuxer_, *stream_) : AudioFileDetails();
+  }
   Outcome<std::uint32_t> read(float* interleaved, std::uint32_t frames) override;
   Outcome<void> seek(std::int64_t frame) override;
 
