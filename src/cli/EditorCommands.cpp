@@ -26,6 +26,8 @@ void addWaveform(CLI::App& app, std::function<int()>& run) {
   command->add_option("--svg", a->svg, "The picture, as SVG")->type_name("FILE");
   command->add_option("--width", a->width, "In pixels (default: 1200)")->type_name("N");
   command->add_option("--height", a->height, "In pixels (default: 300)")->type_name("N");
+  command->add_flag("--db", a->decibels, "Draw levels in decibels, down to -60 dB");
+  command->add_flag("--light", a->light, "On a light ground");
   command->add_option("--from", a->from, "Where the picture begins: seconds or h:m:s")->type_name("TIME");
   command->add_option("--to", a->to, "Where it ends")->type_name("TIME");
   command->add_flag("--force", a->force, kForceHelp);

@@ -20,6 +20,7 @@
 #include "editor/waveform/WaveformPNG.h"
 #include "editor/waveform/WaveformPeakAnalyzer.h"
 #include "editor/waveform/WaveformSVG.h"
+#include "editor/waveform/WaveformSamples.h"
 
 namespace sonmere {
 
@@ -55,14 +56,28 @@ Outcome<void> writePicture(const std::string& path, const std::string& bytes,
   return destination->commit();
 }
 
+// Where the whole file's bins are wider than a pixel the samples themselves are drawn.
+Outcome<WaveformLayout> layOutView(const WaveformEnvelope& envelope, const TrimRange& view,
+                                   const WaveformArguments& arguments) {
+  const auto scale = arguments.decibels ? WaveformLayout::Scale::decibels : WaveformLayout::Scale::linear;
+  const auto draw = [&](const WaveformEnvelope& drawn) {
+    return layOut(drawn, view.startFrame, std::min(view.endFrame, envelope.totalFrames), arguments.width,
+                  arguments.height, scale);
+  };
+  if (view.length() >= envelope.binFrames * arguments.width) return draw(envelope);
+  const auto samples = waveformSamples(arguments.file, view);
+  return samples ? draw(*samples) : draw(envelope);
+}
+
 Outcome<void> writePictures(const WaveformLayout& layout, const WaveformArguments& arguments) {
+  const WaveformColours colours = arguments.light ? WaveformColours::light() : WaveformColours{};
   if (arguments.png) {
-    const auto png = waveformPNG(layout);
+    const auto png = waveformPNG(layout, colours);
     if (!png) return std::unexpected(png.error());
     if (auto written = writePicture(*arguments.png, *png, arguments); !written) return written;
   }
   if (!arguments.svg) return {};
-  return writePicture(*arguments.svg, waveformSVG(layout), arguments);
+  return writePicture(*arguments.svg, waveformSVG(layout, colours), arguments);
 }
 
 // A name that promises another kind of file would mislead whoever opens it.
@@ -155,8 +170,7 @@ int runWaveformCommand(const WaveformArguments& given) {
   if (const auto track = TrackReader::open(*whole)) work.progress().note((*track)->notes());
   work.tellNotes();
   if (damage) work.tell(kExitSuccess, *damage + "; what follows is drawn as silence");
-  const auto layout = layOut(*envelope, view->startFrame, std::min(view->endFrame, envelope->totalFrames),
-                             arguments.width, arguments.height);
+  const auto layout = layOutView(*envelope, *view, arguments);
   if (!layout) return work.badInput(layout.error());
   if (auto written = writePictures(*layout, arguments); !written) return work.fail(written.error());
   print(arguments, *view, *envelope);

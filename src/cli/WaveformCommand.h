@@ -10,6 +10,8 @@ struct WaveformArguments {
   std::optional<std::string> png, svg;
   int width = 1200, height = 300;
   std::optional<std::string> from, to;
+  bool decibels = false;
+  bool light = false;
   bool force = false;
   bool json = false;
 };

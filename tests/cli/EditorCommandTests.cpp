@@ -163,6 +163,15 @@ TEST_F(EditorCommandTest, WaveformsAreDrawn) {
   EXPECT_TRUE(bytesIn(path("w.png")).starts_with("\x89PNG"));
   EXPECT_NE(bytesIn(path("w.svg")).find("width=\"600\""), std::string::npos);
   EXPECT_EQ(run({"waveform", source, "--png", path("w.png")}).status, 2) << "it is there already";
+
+  // Closer than the bins of the whole file tell.
+  ASSERT_EQ(run({"waveform", source, "--svg", path("near.svg"), "--from", "0.5", "--to", "0.5025", "--width",
+                 "496", "--light", "--db"})
+                .status,
+            0);
+  const std::string near = bytesIn(path("near.svg"));
+  EXPECT_NE(near.find("fill=\"#ffffff\""), std::string::npos);
+  EXPECT_NE(near.find(">-24</text>"), std::string::npos);
 }
 
 TEST_F(EditorCommandTest, ASessionIsExportedAsItWasEdited) {

@@ -9,6 +9,7 @@
 #include "editor/waveform/WaveformPNG.h"
 #include "editor/waveform/WaveformPeakAnalyzer.h"
 #include "editor/waveform/WaveformSVG.h"
+#include "editor/waveform/WaveformSamples.h"
 #include "editor/waveform/WaveformView.h"
 
 namespace sonmere {
@@ -210,6 +211,29 @@ TEST_F(WaveformTest, ANewFileEndsTheLoadingOfTheOldOne) {
   runtime.settle();
   EXPECT_FALSE(view.summary());
   EXPECT_FALSE(view.isLoading());
+}
+
+// A single sample stands out where the part is shown with a pixel for each, and its level in decibels.
+TEST_F(WaveformTest, NearEnoughTheSamplesThemselvesAreDrawn) {
+  std::vector<float> samples(48000);
+  samples[30005] = 0.1f;
+  const std::string file = wav(SF_FORMAT_FLOAT, 1, samples);
+  TrimRange part = TrimRange::whole(48000, 48000);
+  part.startFrame = 30000;
+  part.endFrame = 30020;
+  const auto near = waveformSamples(file, part);
+  ASSERT_TRUE(near) << near.error().description;
+  const auto layout = layOut(*near, 30000, 30020, 2 * 8 + 40, 100, WaveformLayout::Scale::decibels);
+  ASSERT_TRUE(layout) << layout.error().description;
+  for (std::size_t x = 0; x < 40; ++x)
+    EXPECT_EQ(layout->columns[0][x].maxValue, x / 2 == 5 ? 0.1f : 0.0f) << x;
+  const auto& lane = layout->lanes[0];
+  EXPECT_NEAR(lane.y(0.1f), lane.centre() - lane.height / 2.0 * 40 / 60, 1e-3) << "-20 dB of 60";
+  EXPECT_EQ(lane.y(0), lane.centre());
+  EXPECT_EQ(lane.y(-0.0001f), lane.centre()) << "below the floor";
+  EXPECT_EQ(lane.y(-1), lane.top + lane.height);
+  EXPECT_EQ(layout->levelsIn(lane).at(0).label, "-6");
+  EXPECT_NE(*waveformPNG(*layout), *waveformPNG(*layout, WaveformColours::light()));
 }
 
 TEST_F(WaveformTest, PicturesShowWhatIsInTheFileAndOtherProgramsOpenThem) {

@@ -8,6 +8,8 @@ WaveformBin extremes(const WaveformEnvelope& envelope, std::size_t channel, std:
                      std::int64_t until) {
   const LargeVector<WaveformBin>& bins = envelope.channels[channel];
   const auto count = std::int64_t(bins.size());
+  from -= envelope.firstFrame;
+  until -= envelope.firstFrame;
   const std::int64_t first = std::clamp<std::int64_t>(from / envelope.binFrames, 0, count);
   const std::int64_t last =
       std::clamp<std::int64_t>((until + envelope.binFrames - 1) / envelope.binFrames, first, count);

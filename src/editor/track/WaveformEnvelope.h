@@ -17,7 +17,8 @@ struct WaveformEnvelope {
   std::vector<LargeVector<WaveformBin>> channels;
   double sampleRate = 0;  // Hz
   std::int64_t totalFrames = 0;
-  std::int64_t binFrames = 1;  // frames of every bin but the last, which may have fewer
+  std::int64_t binFrames = 1;   // frames of every bin but the last, which may have fewer
+  std::int64_t firstFrame = 0;  // of the first bin, where there are bins of a part only
 };
 
 // The extremes of a channel between two frames, the second exclusive, as far as whole bins tell; zeros where

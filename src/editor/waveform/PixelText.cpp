@@ -23,11 +23,12 @@ constexpr std::array<Glyph, 10> kDigits = {{
     {0b01110, 0b10001, 0b10001, 0b01111, 0b00001, 0b00010, 0b01100},
 }};
 constexpr Glyph kColon = {0, 0, 0b10000, 0, 0, 0b10000, 0};
+constexpr Glyph kDash = {0, 0, 0, 0b11110, 0, 0, 0};
 constexpr Glyph kPoint = {0, 0, 0, 0, 0, 0, 0b10000};
 
 const Glyph* glyphOf(char c) {
   if (c >= '0' && c <= '9') return &kDigits[std::size_t(c - '0')];
-  return c == ':' ? &kColon : c == '.' ? &kPoint : nullptr;
+  return c == ':' ? &kColon : c == '.' ? &kPoint : c == '-' ? &kDash : nullptr;
 }
 
 int widthOf(char c) { return c == ':' || c == '.' ? kNarrowWidth : kWidth; }

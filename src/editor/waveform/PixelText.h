@@ -8,7 +8,7 @@ namespace sonmere {
 // Width of text in pixels, in the one size that there is: 5 by 7, and a column between characters.
 int pixelTextWidth(std::string_view text);
 
-// Calls `dot` for each pixel of the text, whose upper left corner is at x, y. Knows digits, ':' and '.';
+// Calls `dot` for each pixel of the text, whose upper left corner is at x, y. Knows digits, ':', '.' and '-';
 // anything else is a space.
 void drawPixelText(std::string_view text, int x, int y, const std::function<void(int x, int y)>& dot);
 

@@ -2,15 +2,23 @@
 
 #include <cstdint>
 
-namespace sonmere::WaveformColours {
+namespace sonmere {
 
-// 0xRRGGBB.
-inline constexpr std::uint32_t kBackground = 0x10151C;
-inline constexpr std::uint32_t kLane = 0x18202A;
-inline constexpr std::uint32_t kWave = 0x4FC3B0;
-inline constexpr std::uint32_t kCentre = 0x2E5F5B;
-inline constexpr std::uint32_t kClipped = 0xFF6B5E;
-inline constexpr std::uint32_t kAxis = 0x4A5866;
-inline constexpr std::uint32_t kLabel = 0x9FB0BF;
+// Of a picture, 0xRRGGBB each: on a dark ground unless told otherwise.
+struct WaveformColours {
+  std::uint32_t background = 0x10151C, lane = 0x18202A, wave = 0x4FC3B0, centre = 0x2E5F5B;
+  std::uint32_t clipped = 0xFF6B5E, axis = 0x4A5866, label = 0x9FB0BF;
 
-}  // namespace sonmere::WaveformColours
+  // For paper and light pages.
+  static constexpr WaveformColours light() {
+    return {.background = 0xFFFFFF,
+            .lane = 0xF1F4F7,
+            .wave = 0x14786A,
+            .centre = 0xA9CFC8,
+            .clipped = 0xC62828,
+            .axis = 0x9AA5B1,
+            .label = 0x3C4753};
+  }
+};
+
+}  // namespace sonmere

@@ -11,6 +11,8 @@ namespace {
 
 constexpr double kLeastTickDistance = 90;
 constexpr int kLeastLaneHeight = 4;
+constexpr int kLevelLabelHeight = 11;
+constexpr int kLevelsDb[] = {-6, -12, -24, -36, -48};
 
 std::unexpected<Error> refuse(std::string text) {
   return std::unexpected(Error{"WaveformLayout", 1, std::move(text)});
@@ -58,11 +60,26 @@ std::vector<WaveformLayout::Tick> ticksOf(const WaveformLayout& layout, double f
 }  // namespace
 
 double WaveformLayout::Lane::y(float sample) const {
-  return centre() - double(std::clamp(sample, -1.0f, 1.0f)) * (height / 2.0);
+  double part = std::clamp(sample, -1.0f, 1.0f);
+  if (scale == Scale::decibels)
+    part = std::copysign(std::max(0.0, 1 - 20 * std::log10(std::fabs(part)) / kFloorDb), part);
+  return centre() - part * (height / 2.0);
+}
+
+std::vector<WaveformLayout::Level> WaveformLayout::levelsIn(const Lane& lane) const {
+  std::vector<Level> fitting;
+  double free = lane.top;
+  for (const Level& level : levels) {
+    const double y = lane.y(level.sample);
+    if (y < free || y + kLevelLabelHeight > lane.centre()) continue;
+    fitting.push_back(level);
+    free = y + kLevelLabelHeight;
+  }
+  return fitting;
 }
 
 Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t from, std::int64_t until,
-                               int width, int height) {
+                               int width, int height, WaveformLayout::Scale scale) {
   using L = WaveformLayout;
   if (width < L::kLeastWidth || width > L::kMostWidth || height < L::kLeastHeight || height > L::kMostHeight)
     return refuse(fmt::format("a picture of {} × {} pixels can't be drawn; use {} to {} by {} to {}", width,
@@ -78,13 +95,17 @@ Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t fr
            .axisTop = height - L::kAxisHeight,
            .lanes = {},
            .ticks = {},
+           .levels = {},
            .columns = {}};
   const int count = int(envelope.channels.size());
   const int laneHeight = (layout.axisTop - L::kMargin - (count - 1) * L::kLaneGap) / count;
   if (laneHeight < kLeastLaneHeight)
     return refuse(fmt::format("{} channels need a picture higher than {} pixels", count, height));
   for (int i = 0; i < count; ++i)
-    layout.lanes.push_back({L::kMargin + i * (laneHeight + L::kLaneGap), laneHeight});
+    layout.lanes.push_back({L::kMargin + i * (laneHeight + L::kLaneGap), laneHeight, scale});
+  if (scale == L::Scale::decibels)
+    for (const int level : kLevelsDb)
+      layout.levels.push_back({float(std::pow(10, level / 20.0)), fmt::format("{}", level)});
   const double perColumn = double(until - from) / layout.plotWidth;
   for (std::size_t channel = 0; channel < envelope.channels.size(); ++channel) {
     auto& columns = layout.columns.emplace_back();

@@ -17,8 +17,14 @@ struct WaveformLayout {
   // The largest sample of 16 bits: from here on a wave counts as clipped.
   static constexpr float kFullScale = 32767.0f / 32768;
 
+  // How the height of a wave tells its level: in proportion, or in decibels from the floor at the centre to
+  // full scale at the edge, where quiet passages can be seen.
+  enum class Scale { linear, decibels };
+  static constexpr float kFloorDb = -60;
+
   struct Lane {
     int top = 0, height = 0;
+    Scale scale = Scale::linear;
     double centre() const { return top + height / 2.0; }
     // Of a sample; beyond full scale it ends at the edge.
     double y(float sample) const;
@@ -27,17 +33,27 @@ struct WaveformLayout {
     double x = 0;
     std::string label;  // "0:05", "1:02:30", "0:00.25"
   };
+  // A line on either side of the centre, with its decibels.
+  struct Level {
+    float sample = 0;
+    std::string label;
+  };
 
   int width = 0, height = 0;
   int plotLeft = 0, plotWidth = 0, axisTop = 0;
   std::vector<Lane> lanes;
   std::vector<Tick> ticks;
+  std::vector<Level> levels;                      // none of a linear scale
   std::vector<std::vector<WaveformBin>> columns;  // for each lane the extremes of each column of pixels
+
+  // The levels whose labels find room in a lane.
+  std::vector<Level> levelsIn(const Lane& lane) const;
 };
 
 // Shows the frames from `from` to `until` (exclusive, within the file, at least one). Fails for a size that
 // is out of range or too low for the channels, and for an envelope of no frames.
 Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t from, std::int64_t until,
-                               int width, int height);
+                               int width, int height,
+                               WaveformLayout::Scale scale = WaveformLayout::Scale::linear);
 
 }  // namespace sonmere

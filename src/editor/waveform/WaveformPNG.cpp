@@ -6,22 +6,19 @@
 #include <cmath>
 
 #include "editor/waveform/PixelText.h"
-#include "editor/waveform/WaveformColours.h"
 
 namespace sonmere {
 
 namespace {
-
-using namespace WaveformColours;
 
 constexpr int kTickLength = 5, kLabelTop = 8;
 constexpr double kLeastHalfHeight = 0.5;
 
 class Canvas {
  public:
-  Canvas(int width, int height) : width_(width), height_(height) {
+  Canvas(int width, int height, std::uint32_t ground) : width_(width), height_(height) {
     bytes_.resize(std::size_t(width) * std::size_t(height) * 3);
-    fill(0, 0, width, height, kBackground);
+    fill(0, 0, width, height, ground);
   }
 
   void fill(int left, int top, int width, int height, std::uint32_t colour) {
@@ -69,10 +66,22 @@ class Canvas {
   std::vector<std::uint8_t> bytes_;
 };
 
-void drawChannel(Canvas& canvas, const WaveformLayout& layout, std::size_t channel) {
+void drawLevels(Canvas& canvas, const WaveformLayout& layout, const WaveformLayout::Lane& lane,
+                const WaveformColours& colours) {
+  for (const WaveformLayout::Level& level : layout.levels)
+    for (const float side : {1.0f, -1.0f})
+      for (int x = 0; x < layout.plotWidth; ++x)
+        canvas.blend(layout.plotLeft + x, int(lane.y(side * level.sample)), colours.axis, 0.5);
+  for (const WaveformLayout::Level& level : layout.levelsIn(lane))
+    drawPixelText(level.label, layout.plotLeft + 2, int(lane.y(level.sample)) + 2,
+                  [&](int x, int y) { canvas.blend(x, y, colours.label, 1); });
+}
+
+void drawChannel(Canvas& canvas, const WaveformLayout& layout, std::size_t channel,
+                 const WaveformColours& colours) {
   const WaveformLayout::Lane& lane = layout.lanes[channel];
   const auto& columns = layout.columns[channel];
-  canvas.fill(layout.plotLeft, lane.top, layout.plotWidth, lane.height, kLane);
+  canvas.fill(layout.plotLeft, lane.top, layout.plotWidth, lane.height, colours.lane);
   for (std::size_t i = 0; i < columns.size(); ++i) {
     WaveformBin bin = columns[i];
     // Reaches for the column before, so that a steep line has no gaps.
@@ -83,31 +92,32 @@ void drawChannel(Canvas& canvas, const WaveformLayout& layout, std::size_t chann
     const int x = layout.plotLeft + int(i);
     const double top = std::min(lane.y(bin.maxValue), lane.centre() - kLeastHalfHeight);
     const double bottom = std::max(lane.y(bin.minValue), lane.centre() + kLeastHalfHeight);
-    canvas.column(x, top, bottom, kWave);
-    if (columns[i].maxValue >= WaveformLayout::kFullScale) canvas.fill(x, lane.top, 1, 2, kClipped);
+    canvas.column(x, top, bottom, colours.wave);
+    if (columns[i].maxValue >= WaveformLayout::kFullScale) canvas.fill(x, lane.top, 1, 2, colours.clipped);
     if (columns[i].minValue <= -WaveformLayout::kFullScale)
-      canvas.fill(x, lane.top + lane.height - 2, 1, 2, kClipped);
+      canvas.fill(x, lane.top + lane.height - 2, 1, 2, colours.clipped);
   }
-  canvas.fill(layout.plotLeft, int(lane.centre()), layout.plotWidth, 1, kCentre);
+  canvas.fill(layout.plotLeft, int(lane.centre()), layout.plotWidth, 1, colours.centre);
+  drawLevels(canvas, layout, lane, colours);
 }
 
-void drawAxis(Canvas& canvas, const WaveformLayout& layout) {
+void drawAxis(Canvas& canvas, const WaveformLayout& layout, const WaveformColours& colours) {
   for (const WaveformLayout::Tick& tick : layout.ticks) {
     const int x = int(std::lround(tick.x));
-    canvas.fill(x, layout.axisTop, 1, kTickLength, kAxis);
+    canvas.fill(x, layout.axisTop, 1, kTickLength, colours.axis);
     // One that would be cut off is left out.
     if (x + 3 + pixelTextWidth(tick.label) > layout.width) continue;
     drawPixelText(tick.label, x + 3, layout.axisTop + kLabelTop,
-                  [&](int dotX, int dotY) { canvas.blend(dotX, dotY, kLabel, 1); });
+                  [&](int dotX, int dotY) { canvas.blend(dotX, dotY, colours.label, 1); });
   }
 }
 
 }  // namespace
 
-Outcome<std::string> waveformPNG(const WaveformLayout& layout) {
-  Canvas canvas(layout.width, layout.height);
-  for (std::size_t i = 0; i < layout.lanes.size(); ++i) drawChannel(canvas, layout, i);
-  drawAxis(canvas, layout);
+Outcome<std::string> waveformPNG(const WaveformLayout& layout, const WaveformColours& colours) {
+  Canvas canvas(layout.width, layout.height, colours.background);
+  for (std::size_t i = 0; i < layout.lanes.size(); ++i) drawChannel(canvas, layout, i, colours);
+  drawAxis(canvas, layout, colours);
   return canvas.encoded();
 }
 

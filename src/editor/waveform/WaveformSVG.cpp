@@ -5,13 +5,9 @@
 #include <cmath>
 #include <iterator>
 
-#include "editor/waveform/WaveformColours.h"
-
 namespace sonmere {
 
 namespace {
-
-using namespace WaveformColours;
 
 constexpr int kTickLength = 5;
 // A silent column is still a line that can be seen.
@@ -50,28 +46,37 @@ std::string clippedMarks(const WaveformLayout& layout, std::size_t channel) {
 
 }  // namespace
 
-std::string waveformSVG(const WaveformLayout& layout) {
+std::string waveformSVG(const WaveformLayout& layout, const WaveformColours& colours) {
   std::string svg;
   const auto add = [&]<class... Args>(fmt::format_string<Args...> form, Args&&... args) {
     fmt::format_to(std::back_inserter(svg), form, std::forward<Args>(args)...);
   };
   add("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\">\n",
       layout.width, layout.height);
-  add("<rect width=\"{}\" height=\"{}\" fill=\"#{:06x}\"/>\n", layout.width, layout.height, kBackground);
+  add("<rect width=\"{}\" height=\"{}\" fill=\"#{:06x}\"/>\n", layout.width, layout.height,
+      colours.background);
   for (std::size_t i = 0; i < layout.lanes.size(); ++i) {
     const WaveformLayout::Lane& lane = layout.lanes[i];
     add("<g class=\"channel\">\n<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"#{:06x}\"/>\n",
-        layout.plotLeft, lane.top, layout.plotWidth, lane.height, kLane);
-    add("<path d=\"{}\" fill=\"#{:06x}\"/>\n", outline(layout, i), kWave);
+        layout.plotLeft, lane.top, layout.plotWidth, lane.height, colours.lane);
+    add("<path d=\"{}\" fill=\"#{:06x}\"/>\n", outline(layout, i), colours.wave);
     add("<path d=\"M{} {:.1f}h{}\" stroke=\"#{:06x}\"/>\n", layout.plotLeft, lane.centre(), layout.plotWidth,
-        kCentre);
+        colours.centre);
+    for (const WaveformLayout::Level& level : layout.levels)
+      for (const float side : {1.0f, -1.0f})
+        add("<path class=\"level\" d=\"M{} {:.1f}h{}\" stroke=\"#{:06x}\" stroke-opacity=\".5\"/>\n",
+            layout.plotLeft, lane.y(side * level.sample), layout.plotWidth, colours.axis);
+    for (const WaveformLayout::Level& level : layout.levelsIn(lane))
+      add("<text x=\"{}\" y=\"{:.1f}\" font-family=\"sans-serif\" font-size=\"9\" "
+          "fill=\"#{:06x}\">{}</text>\n",
+          layout.plotLeft + 2, lane.y(level.sample) + 9, colours.label, level.label);
     if (const std::string marks = clippedMarks(layout, i); !marks.empty())
-      add("<path class=\"clipped\" d=\"{}\" fill=\"#{:06x}\"/>\n", marks, kClipped);
+      add("<path class=\"clipped\" d=\"{}\" fill=\"#{:06x}\"/>\n", marks, colours.clipped);
     add("</g>\n");
   }
-  add("<g font-family=\"sans-serif\" font-size=\"10\" fill=\"#{:06x}\" stroke-width=\"1\">\n", kLabel);
+  add("<g font-family=\"sans-serif\" font-size=\"10\" fill=\"#{:06x}\" stroke-width=\"1\">\n", colours.label);
   for (const WaveformLayout::Tick& tick : layout.ticks) {
-    add("<path d=\"M{:.1f} {}v{}\" stroke=\"#{:06x}\"/>", tick.x, layout.axisTop, kTickLength, kAxis);
+    add("<path d=\"M{:.1f} {}v{}\" stroke=\"#{:06x}\"/>", tick.x, layout.axisTop, kTickLength, colours.axis);
     add("<text x=\"{:.1f}\" y=\"{}\">{}</text>\n", tick.x + 3, layout.axisTop + 13, tick.label);
   }
   add("</g>\n</svg>\n");
