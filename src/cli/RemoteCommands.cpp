@@ -28,6 +28,7 @@ struct RemoteArguments {
   bool json = false;
   bool idsOnly = false;
   bool removedOnly = false;
+  bool isHistory = false;
   int count = 0;
 };
 
@@ -154,11 +155,15 @@ void RemoteBuilder::addViews() {
   apps->add_flag("--removed", a->removedOnly, "Print the apps that were taken off the list")->excludes(ids);
   add(app_, "devices", "The devices of the audio server",
       [this] { return show("devices", "devices", {}, nullptr, devicesText); });
-  add(app_, "report", "The diagnostic report: engines, and the delay of every internal buffer", [this] {
-    return RemoteCall("report").ask("report", {}, [this](const ControlJSON& result) {
-      a->json ? printJSON(result) : fmt::print("{}\n", printableLines(result.value("text", std::string())));
-    });
-  });
+  CLI::App* report =
+      add(app_, "report", "The diagnostic report: engines, and the delay of every internal buffer", [this] {
+        return RemoteCall("report").ask(
+            a->isHistory ? "report.history" : "report", {}, [this](const ControlJSON& result) {
+              a->json ? printJSON(result)
+                      : fmt::print("{}\n", printableLines(result.value("text", std::string())));
+            });
+      });
+  report->add_flag("--history", a->isHistory, "Print the delays of the past instead, a JSON object a line");
   CLI::App* levels =
       add(app_, "watch", "The apps with their levels, whenever something changes, until Ctrl-C",
           [this] { return runWatchCommand(a->json, a->count); });
@@ -261,7 +266,8 @@ void RemoteBuilder::addRoutes() {
                                    {"unhide", "Show an app that was hidden or removed"},
                                    {"pin", "Keep an app in the list while it does not play"},
                                    {"unpin", "Let an app leave the list when it does not play"},
-                                   {"remove", "Take an app off the list"}})
+                                   {"remove", "Take an app off the list"},
+                                   {"automatic", "Let the row of calls show and hide itself again"}})
     addApp(add(app_, name, help,
                [this, command = name] { return changeApp(command, command, ControlJSON::object()); }));
 }

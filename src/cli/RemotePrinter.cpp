@@ -96,6 +96,7 @@ std::string statusText(const ControlJSON& status) {
 }
 
 std::string appsText(const ControlJSON& apps) {
+  if (apps.empty()) return "No audio-producing apps detected. Play audio in an app and refresh.\n";
   std::string out = fmt::format("{:<32} {:<20} {:<9} {:>7} {:>9} {:>9}  {}\n", "app", "name", "sound",
                                 "volume", "level", "delay", "");
   for (const ControlJSON& app : apps)
@@ -115,7 +116,8 @@ std::string linesText(const ControlJSON& texts) {
 std::string appText(const ControlJSON& app) {
   const std::string flags = flagsOf(app);
   return fmt::format("{} ({}): {}, {}{}{}\n", text(app, "name"), text(app, "id"), volumeOf(app), routeOf(app),
-                     flags.empty() ? "" : ", ", flags);
+                     flags.empty() ? "" : ", ", flags) +
+         linesText(app.value("hints", ControlJSON::array()));
 }
 
 std::string mixerText(const ControlJSON& mixer) {

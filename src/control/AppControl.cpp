@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "control/AppHints.h"
 #include "control/AppMatch.h"
 #include "control/ControlError.h"
 #include "control/EffectLimits.h"
 #include "dsp/Boost.h"
 #include "dsp/Level.h"
+#include "routing/FamilyRules.h"
 
 namespace sonmere {
 
@@ -75,6 +77,7 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
   state.isHidden = engine().rowSets().hiddenBundleIDs().contains(row.bundleID);
   state.isPinned = engine().rowSets().pinnedBundleIDs().contains(row.bundleID);
   state.control = controlName(mixer().controlOf(row.bundleID));
+  state.hints = appHints(engine(), mixer(), row);
   state.equaliser = engine().effects().equaliserOf(row.bundleID);
   state.limiter = engine().effects().limiterOf(row.bundleID);
   state.meters = metersOf(row.bundleID).value_or(AppMeters{});
@@ -214,6 +217,8 @@ Outcome<AppChange> AppControl::setDirect(const std::string& app, bool direct) {
   if (!mixer().setDirect(*id, direct))
     return std::unexpected(controlError(ControlFault::badValue,
                                         fmt::format("{} belongs to the system and can't be Direct", *id)));
+  // Either answer to the offer.
+  mixer().markDAWHintSeen(*id);
   return AppChange{describe(*id), {}};
 }
 
@@ -246,6 +251,9 @@ Outcome<AppChange> AppControl::setRow(const std::string& app, Row change) {
     if (auto other = matchApp(app, removed)) id = other;
   }
   if (!id) return std::unexpected(id.error());
+  if (change == Row::automatic && *id != FamilyRules::kCallAudioKey)
+    return std::unexpected(controlError(ControlFault::badValue,
+                                        "only the row of calls shows and hides itself; use hide or unhide"));
   switch (change) {
     case Row::hide:
       engine().hide(*id);
@@ -262,6 +270,9 @@ Outcome<AppChange> AppControl::setRow(const std::string& app, Row change) {
       break;
     case Row::remove:
       engine().remove(*id);
+      break;
+    case Row::automatic:
+      engine().removeCallAudioOverride();
       break;
   }
   return AppChange{describe(*id), {}};

@@ -35,7 +35,8 @@ class AppControl {
   // every wish while routing is off.
   Outcome<AppChange> route(const std::string& app, std::optional<int> bus);
 
-  enum class Row { hide, unhide, pin, unpin, remove };
+  // `automatic` is for the row of calls: it follows them again.
+  enum class Row { hide, unhide, pin, unpin, remove, automatic };
   Outcome<AppChange> setRow(const std::string& app, Row change);
 
  private:

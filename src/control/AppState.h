@@ -25,6 +25,7 @@ struct AppState {
   AppMeters meters;
   AppEQSettings equaliser;
   AppLimiterSettings limiter;
+  std::vector<std::string> hints;  // what the user is to be told of it
 };
 
 // What became of a change: the app afterwards, and what is to be told of it, as a value that was held to its

@@ -52,7 +52,8 @@ ControlJSON encodeControl(const AppState& app) {
           {"addedDelayMs", app.meters.addedDelayMs},
           {"underruns", app.meters.underruns},
           {"equaliser", encodeControl(app.equaliser)},
-          {"limiter", {{"enabled", app.limiter.isEnabled}, {"ceilingDb", app.limiter.ceilingDb}}}};
+          {"limiter", {{"enabled", app.limiter.isEnabled}, {"ceilingDb", app.limiter.ceilingDb}}},
+          {"hints", app.hints}};
 }
 
 ControlJSON encodeControl(const Meters& meters) {

@@ -129,6 +129,9 @@ void ControlMethods::addPrograms() {
   add("report", [this]() -> Outcome<ControlJSON> {
     return ControlJSON{{"text", control_.reports().report()}};
   });
+  add("report.history", [this]() -> Outcome<ControlJSON> {
+    return ControlJSON{{"text", control_.reports().latencyHistory()}};
+  });
   add("devices", [this] { return answer(control_.devices().list()); });
   add("methods", [this]() -> Outcome<ControlJSON> { return describe(); });
   add("quit", [this]() -> Outcome<ControlJSON> {
@@ -161,7 +164,8 @@ void ControlMethods::addApps() {
                                      {"unhide", Row::unhide},
                                      {"pin", Row::pin},
                                      {"unpin", Row::unpin},
-                                     {"remove", Row::remove}})
+                                     {"remove", Row::remove},
+                                     {"automatic", Row::automatic}})
     add(name, readApp,
         [this, change](const std::string& app) { return answer(control_.apps().setRow(app, change)); });
 }

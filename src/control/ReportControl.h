@@ -20,6 +20,8 @@ class ReportControl {
   ProgramStatus status() const;
   // The diagnostic report: the state of the engines, and the delay of every internal buffer.
   std::string report() const;
+  // The delays of the past, a JSON object a line.
+  std::string latencyHistory() const { return app_.latencyProbe().historyFileText(); }
 
  private:
   ProgramGreeting greeting() const;

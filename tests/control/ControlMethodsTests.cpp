@@ -296,6 +296,37 @@ TEST_F(ControlMethodsTest, ARouteThatWaitsIsListedAndChangedLikeAnyOther) {
   EXPECT_EQ((*call("app", R"({"app":"music"})"))["routeWaits"], false);
 }
 
+TEST_F(ControlMethodsTest, AppsSayWhatTheUserIsToKnowOfThem) {
+  const std::string webApp = "org.music.app." + std::string(32, 'a');
+  world.launch(webApp);
+  world.launch("com.cockos.reaper");
+  world.launch("com.apple.avconferenced");
+  wait(1);
+  const auto hints = [&](const std::string& app) {
+    return (*call("app", ControlJSON{{"app", app}}.dump()))["hints"];
+  };
+  EXPECT_TRUE(hints("org.talk").empty());
+  ASSERT_EQ(hints(webApp).size(), 1u);
+  EXPECT_TRUE(std::string(hints(webApp)[0])
+                  .starts_with("This web app plays its sound through " + engineRow("org.music")->name + ","));
+  EXPECT_TRUE(hints("com.cockos.reaper").empty()) << "the mixer is off";
+  ASSERT_TRUE(call("mixer.enable", R"({"enabled":true})"));
+  world.platform.embedded()->playAll();
+  wait(1);
+  ASSERT_EQ(hints("com.cockos.reaper").size(), 1u);
+  ASSERT_TRUE(call("direct", R"({"app":"com.cockos.reaper","direct":false})"));
+  EXPECT_TRUE(hints("com.cockos.reaper").empty()) << "answered";
+
+  const auto isHidden = [&] { return (*call("app", R"({"app":"avconferenced"})"))["hidden"] == true; };
+  EXPECT_EQ(hints("com.apple.avconferenced").size(), 1u);
+  ASSERT_TRUE(call("hide", R"({"app":"avconferenced"})"));
+  EXPECT_TRUE(isHidden());
+  ASSERT_TRUE(call("automatic", R"({"app":"avconferenced"})"));
+  EXPECT_FALSE(world.settings.object("sonmere.callAudio.visibilityOverride"));
+  EXPECT_EQ(code("automatic", R"({"app":"talk"})"), kInvalidParams);
+  EXPECT_EQ((*call("report.history"))["text"], world.app->latencyProbe().historyFileText());
+}
+
 TEST_F(ControlMethodsTest, RoutingAsAWholeAndTheEffectsOfABusAreSeenAndChanged) {
   ASSERT_TRUE(call("route", R"({"app":"music","bus":3})"));
   EXPECT_EQ((*call("routing.enable", R"({"enabled":false})"))["routing"]["enabled"], false);
