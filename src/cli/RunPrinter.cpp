@@ -57,7 +57,7 @@ JSON recordingsJSON(const RunReport& report) {
 std::string runWaitingText(const PlatformChoice& platform) {
   return fmt::format(
       "Waiting for the {} audio server, which does not answer yet; --platform simulated runs on an embedded "
-      "one.\n",
+      "one",
       platform.name());
 }
 
