@@ -8,6 +8,7 @@
 #include <set>
 
 #include "app/PlatformFolders.h"
+#include "audio/device/BusName.h"
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/ReaderError.h"
 #include "dsp/Level.h"
@@ -92,7 +93,7 @@ void Demo::sampleLevels() {
 }
 
 std::string Demo::routeFailure(const DemoOptions::App& app) {
-  return fmt::format("the app \"{}\" could not be routed to bus {}: {}", app.id, *app.bus,
+  return fmt::format("the app \"{}\" could not be routed to {}: {}", app.id, busLabel(*app.bus),
                      engine().errorMessage()->value_or("it has no row of its own"));
 }
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "app/DemoPieces.h"
+#include "audio/device/BusName.h"
 #include "audio/file/AudioFileReader.h"
 #include "dsp/RingReport.h"
 
@@ -167,7 +168,7 @@ void ForegroundRun::applyRoute(const std::string& id, const RunOptions::Route& r
   }
   engine.setBus(id, *route.bus);
   if (!engine.setRouted(id, true))
-    note(fmt::format("{} could not be routed to bus {}: {}", id, *route.bus,
+    note(fmt::format("{} could not be routed to {}: {}", id, busLabel(*route.bus),
                      engine.errorMessage()->value_or("its tap could not be made")));
 }
 

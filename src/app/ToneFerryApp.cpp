@@ -18,6 +18,7 @@ ToneFerryApp::ToneFerryApp(Environment environment)
                environment_.folders},
       recordingContext_(makeRecordingContext()),
       latencyProbe_(environment_.runtime, environment_.settings, environment_.folders.applicationSupport),
+      trackNames_(std::make_shared<TrackNamesStore>(environment_.settings)),
       appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
       appTapEngine_([this] { return makeAppTapEngine(); }),
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
@@ -61,7 +62,7 @@ std::shared_ptr<AppTapEngine> ToneFerryApp::makeAppTapEngine() {
 }
 
 std::shared_ptr<VolumeMixerEngine> ToneFerryApp::makeVolumeMixerEngine() {
-  auto engine = std::make_shared<VolumeMixerEngine>(context_);
+  auto engine = std::make_shared<VolumeMixerEngine>(context_, trackNames_);
   latencyProbe_.addSource(*engine);
   return engine;
 }

@@ -51,6 +51,7 @@ class ToneFerryApp {
   const std::shared_ptr<RecordingsLibrary>& recordingsLibrary() { return recordingsLibrary_.get(); }
   const std::shared_ptr<RecordingHealth>& recordingHealth() const { return recordingContext_.health; }
   const std::shared_ptr<FlushDeadline>& flushDeadline() const { return recordingContext_.flushDeadline; }
+  TrackNamesStore& trackNames() { return *trackNames_; }
   EngineContext& context() { return context_; }
   NotificationCenter& notifications() { return notifications_; }
   // Whether a recording's file is still open: a write hangs, and so would whoever waits for it.
@@ -70,6 +71,7 @@ class ToneFerryApp {
   std::vector<std::weak_ptr<AudioFileWriter>> writers_;
   const RecordingContext recordingContext_;
   LatencyProbe latencyProbe_;
+  const std::shared_ptr<TrackNamesStore> trackNames_;
 
   AppDelegate appDelegate_;
   Lazy<AppTapEngine> appTapEngine_;

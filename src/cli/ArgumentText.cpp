@@ -1,15 +1,14 @@
 #include "cli/ArgumentText.h"
 
 #include <fmt/format.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
 
-#include "audio/device/BusTable.h"
 #include "cli/Text.h"
-#include "dsp/Boost.h"
 
 namespace sonmere {
 
@@ -42,26 +41,16 @@ Outcome<ArgumentPair> splitPair(const char* option, const std::string& text, con
   return ArgumentPair{text.substr(0, at), text.substr(at + 1)};
 }
 
-Outcome<std::optional<int>> readBus(const std::string& argument, const std::string& value) {
-  constexpr const char* kChoices = "use 0 for the bridge, 2 to 9 for Track 1 to 8, or off";
-  if (value == "off") return std::nullopt;
-  const auto bus = readNumber(value);
-  if (!bus || *bus != std::floor(*bus) || !isBus(int(std::clamp(*bus, -1.0, 100.0))))
-    return badArgument(fmt::format("{}: \"{}\" is not a bus; {}", argument, value, kChoices));
-  if (!isRoutableBus(int(*bus)))
-    return badArgument(fmt::format("{}: bus 1 is the internal mic bus; {}", argument, kChoices));
-  return int(*bus);
+Outcome<bool> readSwitch(const std::string& argument, const std::string& text, const char* choices) {
+  if (text == "on" || text == "off") return text == "on";
+  return badArgument(fmt::format("{}: \"{}\" is no such state; use {}", argument, text, choices));
 }
 
-Outcome<ReadGain> readGain(const std::string& argument, const std::string& value) {
-  const auto gain = readNumber(value);
-  if (!gain || *gain < 0)
-    return badArgument(
-        fmt::format("{}: \"{}\" is not a gain; use a number from 0 to 4, where 1 is 100 %", argument, value));
-  ReadGain read{clampAppVolume(float(*gain), true), std::nullopt};
-  if (*gain > maxAppVolume(true))
-    read.note = fmt::format("{}: held to {}, the largest volume", argument, read.gain);
-  return read;
+Outcome<double> readCeiling(const std::string& argument, const std::string& text) {
+  std::string_view number = text;
+  if (text.size() > 2 && strcasecmp(text.c_str() + text.size() - 2, "db") == 0) number.remove_suffix(2);
+  if (const auto ceiling = readNumber(number)) return *ceiling;
+  return badArgument(fmt::format("{}: \"{}\" is not a ceiling; use -12 to 0 dB", argument, text));
 }
 
 Outcome<std::string> readFolder(const char* option, const std::string& text) {

@@ -26,15 +26,12 @@ struct ArgumentPair {
 };
 Outcome<ArgumentPair> splitPair(const char* option, const std::string& text, const char* form);
 
-// A bus that apps route to; nothing for "off". `argument` is how the error names it.
-Outcome<std::optional<int>> readBus(const std::string& argument, const std::string& value);
+// "on" or "off". `choices` is what the error offers.
+Outcome<bool> readSwitch(const std::string& argument, const std::string& text,
+                         const char* choices = "on or off");
 
-// A linear app volume from 0 on. What is above the largest is held to it and `note` says so.
-struct ReadGain {
-  float gain = 1;
-  std::optional<std::string> note;
-};
-Outcome<ReadGain> readGain(const std::string& argument, const std::string& value);
+// A limiter's ceiling in dB, with or without its unit; one beyond the range is left to others to hold.
+Outcome<double> readCeiling(const std::string& argument, const std::string& text);
 
 // A folder as a full path.
 Outcome<std::string> readFolder(const char* option, const std::string& text);

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <exception>
@@ -25,11 +26,14 @@
 #include "cli/RunCommand.h"
 #include "cli/SettingsCommand.h"
 #include "cli/Tell.h"
+#include "cli/UsageError.h"
 
 namespace sonmere {
 
 namespace {
 
+// The one argument that may be an empty text.
+constexpr const char* kSettingValueName = "VALUE";
 const std::string kVersion = std::string("sonmere ") + kProgramVersion;
 
 struct Arguments {
@@ -37,6 +41,7 @@ struct Arguments {
   RunArguments foreground;
   bool verbose = false;
   std::string key, value, shell;
+  std::vector<std::string> words;
   SettingsForm form;
   bool json = false;
   std::function<int()> run;
@@ -51,10 +56,10 @@ void addDemo(CLI::App& app, Arguments& arguments) {
       ->type_name("ID=FILE")
       ->allow_extra_args(false);
   demo->add_option("--route", d.routes,
-                   "The bus of an app: 0 the bridge, 2 to 9 Track 1 to 8, off (default: a Track of its own)")
+                   "The bus of an app: bridge, track1 to track8, or off (default: a Track of its own)")
       ->type_name("ID=BUS|off")
       ->allow_extra_args(false);
-  demo->add_option("--volume", d.volumes, "Linear volume, 0 to 4; above 1 the app is limited")
+  demo->add_option("--volume", d.volumes, "The volume of an app: 50%, 0.5 or -6dB; above 100 % it is limited")
       ->type_name("ID=VOLUME")
       ->allow_extra_args(false);
   demo->add_option("--eq", d.equalisers, "Equaliser: any of hp:HZ, bell:HZ:DB:Q, lp:HZ, with commas between")
@@ -82,11 +87,12 @@ void addRun(CLI::App& app, Arguments& arguments) {
   run->add_option("--platform", r.platform, "The audio server: auto, pipewire or simulated (default: auto)")
       ->type_name("auto|pipewire|simulated");
   run->add_flag("--demo-apps", r.demoApps, "Three apps that play over and over, on the embedded server");
-  run->add_option("--route", r.routes,
-                  "The bus of an app, now or when it appears: 0 the bridge, 2 to 9 Track 1 to 8, off")
+  run->add_option(
+         "--route", r.routes,
+         "The bus of an app, now or when it appears: bridge, track1 to track8, the name of a Track, or off")
       ->type_name("ID=BUS|off")
       ->allow_extra_args(false);
-  run->add_option("--volume", r.volumes, "Linear volume of an app, 0 to 4")
+  run->add_option("--volume", r.volumes, "The volume of an app: 50%, 0.5 or -6dB")
       ->type_name("ID=VOLUME")
       ->allow_extra_args(false);
   run->add_option("--record", r.records, "Record a bus from its first app on")
@@ -126,7 +132,8 @@ void addSettings(CLI::App& app, Arguments& arguments) {
   CLI::App* set = settings->add_subcommand(
       "set", "Change a setting, at once in a program that runs; settings list names them");
   set->add_option("KEY", arguments.key)->required();
-  set->add_option("VALUE", arguments.value, "on or off, JSON, or else a text as it stands")->required();
+  set->add_option(kSettingValueName, arguments.value, "on or off, JSON, or else a text as it stands")
+      ->required();
   set->add_flag("--force", arguments.form.isForced, "Store a key or value that is refused, as it stands");
   set->add_flag("--data", arguments.form.isData, "Store the text as data, as structured settings are");
   set->callback([&arguments] {
@@ -170,11 +177,71 @@ std::string oneLine(std::string text) {
   return text;
 }
 
-// What the completion scripts ask; behind the word come others that may look like options.
-int complete(const CLI::App& app, int argc, const char* const* argv) {
-  const std::vector<std::string> words(argv + 2, argv + argc);
-  fmt::print("{}", completionText(completeWords(commandTree(app), words, completionSource)));
+// What the completion scripts ask; words may look like options.
+int complete(const CLI::App& app, const std::vector<std::string>& words) {
+  const CommandTree tree = commandTree(app);
+  // The words behind "help" are those of a command.
+  const bool isHelp = words.size() > 1 && words[0] == "help";
+  const CompletionReply reply = isHelp ? completeCommands(tree, {words.begin() + 1, words.end()})
+                                       : completeWords(tree, words, completionSource);
+  fmt::print("{}", completionText(reply));
   return kExitSuccess;
+}
+
+// Where --help lists each command; what is in no list here stands in one of its own.
+constexpr std::pair<const char*, std::array<std::string_view, 12>> kGroups[] = {
+    {"The program", {"run", "demo", "status", "watch", "report", "devices", "quit"}},
+    {"Apps", {"apps", "volume", "mute", "eq", "limit", "direct", "hide", "unhide", "pin", "unpin", "remove"}},
+    {"Per-app volume", {"mixer", "master", "output-eq", "boost"}},
+    {"Routing and recording", {"route", "routing", "bus", "record", "profile"}},
+    {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
+    {"Settings and help", {"settings", "login-item", "help", "completion"}},
+};
+
+void groupCommands(CLI::App& app) {
+  for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; }))
+    for (const auto& [title, names] : kGroups)
+      if (std::ranges::find(names, command->get_name()) != names.end()) command->group(title);
+}
+
+// The help of a command, as behind its --help.
+int showHelp(const CLI::App& app, const std::vector<std::string>& words) {
+  const NamedCommand named = findCommand(commandTree(app), words);
+  if (named.error) return tell("help", kExitBadInput, named.error->text);
+  const CLI::App* command = &app;
+  std::string above;
+  for (const std::string& word : words) {
+    above += (above.empty() ? "" : " ") + command->get_name();
+    command = command->get_subcommand(word);
+  }
+  fmt::print("{}", command->help(above));
+  return kExitSuccess;
+}
+
+void addHelp(CLI::App& app, Arguments& arguments) {
+  CLI::App* help = app.add_subcommand("help", "Explain a command");
+  help->add_option("COMMAND", arguments.words, "The command, as \"volume\" or \"record start\"");
+  help->callback([&] { arguments.run = [&] { return showHelp(app, arguments.words); }; });
+}
+
+int refuse(const UsageError& error) {
+  return tell(error.command, kExitBadInput,
+              error.text + "; see sonmere help" + (error.command.empty() ? "" : " " + error.command));
+}
+
+// An argument that is empty was meant to be something: a variable that has no value, mostly.
+std::optional<UsageError> findEmpty(const CLI::App& app, const std::string& path) {
+  for (const CLI::App* command : app.get_subcommands()) {
+    const std::string name = path.empty() ? command->get_name() : path + " " + command->get_name();
+    for (const CLI::Option* option : command->get_options()) {
+      const auto& given = option->results();
+      const bool mayBeEmpty = option->get_single_name() == kSettingValueName;
+      if (!mayBeEmpty && std::ranges::find(given, "") != given.end())
+        return UsageError{name, option->get_name() + " is empty"};
+    }
+    if (auto error = findEmpty(*command, name)) return error;
+  }
+  return std::nullopt;
 }
 
 int parseAndRun(int argc, const char* const* argv) {
@@ -191,15 +258,21 @@ int parseAndRun(int argc, const char* const* argv) {
   addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
   addLoginItem(app, arguments);
+  addHelp(app, arguments);
   addCompletion(app, arguments);
-  if (argc > 1 && argv[1] == std::string_view("__complete")) return complete(app, argc, argv);
+  groupCommands(app);
+  const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  if (!words.empty() && words[0] == "__complete") return complete(app, {words.begin() + 1, words.end()});
+  tellAsJSON(std::find(words.begin(), std::ranges::find(words, "--"), "--json") !=
+             std::ranges::find(words, "--"));
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ParseError& error) {
-    return tell("", kExitBadInput, oneLine(error.what()) + "; see sonmere --help");
+    return refuse(findUsageError(commandTree(app), words).value_or(UsageError{"", oneLine(error.what())}));
   }
+  if (const auto error = findEmpty(app, "")) return refuse(*error);
   if (arguments.run) return arguments.run();
   return runRunCommand({});
 }

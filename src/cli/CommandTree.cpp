@@ -24,11 +24,21 @@ CommandTree::Option describe(const CLI::Option& option) {
 }  // namespace
 
 CommandTree commandTree(const CLI::App& app) {
-  CommandTree tree{app.get_name(), app.get_description(), {}, {}};
+  CommandTree tree{app.get_name(), app.get_description(), {}, {}, app.get_require_subcommand_min() > 0};
   for (const CLI::Option* option : app.get_options()) tree.options.push_back(describe(*option));
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
     if (!command->get_group().empty()) tree.commands.push_back(commandTree(*command));
   return tree;
+}
+
+std::string usageText(const CommandTree& command, const std::string& path) {
+  std::string line = path;
+  for (const auto& option : command.options) {
+    if (!option.isPositional) continue;
+    const std::string name = option.names.front() + (option.isRepeated ? "..." : "");
+    line += option.isRequired ? " " + name : " [" + name + "]";
+  }
+  return line;
 }
 
 }  // namespace sonmere

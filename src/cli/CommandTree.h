@@ -26,9 +26,13 @@ struct CommandTree {
   std::string help;
   std::vector<Option> options;
   std::vector<CommandTree> commands;
+  bool needsCommand = false;  // one of its commands has to be named
 };
 
 CommandTree commandTree(const CLI::App& app);
+
+// "sonmere record start BUS", where `path` is all but what the command takes.
+std::string usageText(const CommandTree& command, const std::string& path);
 
 // A page for man. Ends with a line end.
 std::string manualPage(const CommandTree& tree, const std::string& version);

@@ -147,6 +147,15 @@ CompletionReply completeWords(const CommandTree& tree, const std::vector<std::st
   return completer.take();
 }
 
+CompletionReply completeCommands(const CommandTree& tree, const std::vector<std::string>& words) {
+  Place place(tree);
+  for (std::size_t i = 0; i + 1 < words.size(); ++i) place.take(words[i]);
+  const CompletionSource none = [](const std::string&) { return std::vector<Candidate>{}; };
+  Completer completer(words.back(), none);
+  completer.addCommands(place.command());
+  return completer.take();
+}
+
 std::string completionText(const CompletionReply& reply) {
   const char* const files = reply.files == CompletionReply::Files::none  ? "none"
                             : reply.files == CompletionReply::Files::any ? "files"

@@ -32,6 +32,9 @@ using CompletionSource = std::function<std::vector<CompletionReply::Candidate>(c
 CompletionReply completeWords(const CommandTree& tree, const std::vector<std::string>& words,
                               const CompletionSource& source);
 
+// The commands below the one that the words but the last name.
+CompletionReply completeCommands(const CommandTree& tree, const std::vector<std::string>& words);
+
 // The reply as the scripts read it: "files|folders|none FROM space|nospace", then a candidate a line, with
 // its help after a tab.
 std::string completionText(const CompletionReply& reply);

@@ -6,7 +6,10 @@
 #include <set>
 
 #include "app/PlatformFolders.h"
+#include "app/SettingsTable.h"
+#include "audio/device/BusName.h"
 #include "audio/device/BusTable.h"
+#include "cli/GivenTrackNames.h"
 #include "cli/UserLibrary.h"
 #include "control/ControlClient.h"
 #include "editor/export/ExportFormat.h"
@@ -37,12 +40,12 @@ Candidates profiles() {
   return all;
 }
 
+// Those that have a name of the user's by that one too.
 Candidates buses() {
-  Candidates all{{"bridge", "the bridge (bus 0)"}};
-  for (int bus = kFirstTrackBus; bus < kBusCount; ++bus) {
-    const std::string number = std::to_string(bus - kFirstTrackBus + 1);
-    all.push_back({"track" + number, "Track " + number + " (bus " + std::to_string(bus) + ")"});
-  }
+  Candidates all;
+  for (int bus = 0; bus < kBusCount; ++bus)
+    if (isRoutableBus(bus)) all.push_back({busWord(bus), busLabel(bus)});
+  for (const auto& [bus, name] : givenTrackNames()) all.push_back({name, busLabel(bus)});
   return all;
 }
 
@@ -62,9 +65,7 @@ std::unique_ptr<UserLibrary> openLibrary() {
 
 Candidates settingsKeys() {
   Candidates all;
-  const auto user = openLibrary();
-  if (!user) return all;
-  for (const std::string& key : user->settings().keys()) all.push_back({key, ""});
+  for (const std::string& key : settableKeys()) all.push_back({key, describeSetting(key)->meaning});
   return all;
 }
 

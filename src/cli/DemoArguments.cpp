@@ -12,7 +12,10 @@
 #include "audio/device/BusTable.h"
 #include "base/UTF8.h"
 #include "cli/ArgumentText.h"
+#include "cli/BusText.h"
 #include "cli/EqualiserText.h"
+#include "cli/VolumeText.h"
+#include "control/EffectLimits.h"
 #include "routing/FamilyRules.h"
 
 namespace sonmere {
@@ -80,7 +83,8 @@ Outcome<std::vector<DemoOptions::App>> readApps(const std::vector<std::string>& 
 }
 
 Outcome<void> takeRoute(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
-  const auto bus = readBus("--route " + text, pair.value);
+  // The names that the user gave Tracks are not those of the demo.
+  const auto bus = readBusOrOff("--route " + text, pair.value, [] { return TrackNames{}; });
   if (!bus) return std::unexpected(bus.error());
   app.bus = *bus;
   return {};
@@ -88,25 +92,36 @@ Outcome<void> takeRoute(DemoOptions::App& app, const ArgumentPair& pair, const s
 
 Outcome<void> takeVolume(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text,
                          std::vector<std::string>& notes) {
-  const auto gain = readGain("--volume " + text, pair.value);
+  const auto gain = readVolumeLevel("--volume " + text, pair.value);
   if (!gain) return std::unexpected(gain.error());
   app.volume = gain->gain;
   if (gain->note) notes.push_back(*gain->note);
   return {};
 }
 
-Outcome<void> takeEqualiser(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
-  const auto settings = readEqualiser("--eq " + text, pair.value, RangeRule::refuse);
+// What was held to its range is told with the option that asked for it.
+void takeNotes(const std::string& option, const std::vector<std::string>& held,
+               std::vector<std::string>& notes) {
+  for (const std::string& note : held) notes.push_back(option + ": " + note);
+}
+
+Outcome<void> takeEqualiser(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text,
+                            std::vector<std::string>& notes) {
+  const auto settings = readEqualiser("--eq " + text, pair.value);
   if (!settings) return std::unexpected(settings.error());
-  app.equaliser = *settings;
+  std::vector<std::string> held;
+  app.equaliser = heldToRange(*settings, held);
+  takeNotes("--eq " + text, held, notes);
   return {};
 }
 
-Outcome<void> takeLimit(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
-  const auto value = readNumber(pair.value);
-  if (!value || *value < -12 || *value > 0)
-    return badArgument(fmt::format("--limit {}: \"{}\" is not a ceiling; use -12 to 0 dB", text, pair.value));
-  app.ceilingDb = *value;
+Outcome<void> takeLimit(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text,
+                        std::vector<std::string>& notes) {
+  const auto ceiling = readCeiling("--limit " + text, pair.value);
+  if (!ceiling) return std::unexpected(ceiling.error());
+  std::vector<std::string> held;
+  app.ceilingDb = heldCeiling(*ceiling, held);
+  takeNotes("--limit " + text, held, notes);
   return {};
 }
 
@@ -152,15 +167,18 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   auto& all = request.options.apps = std::move(*apps);
   if (auto r = forEachPair(all, "--route", arguments.routes, "ID=BUS", takeRoute); !r)
     return std::unexpected(r.error());
-  const auto volume = [&](auto& app, const ArgumentPair& pair, const std::string& text) {
-    return takeVolume(app, pair, text, request.notes);
+  const auto noting = [&](auto take) {
+    return [&, take](auto& app, const ArgumentPair& pair, const std::string& text) {
+      return take(app, pair, text, request.notes);
+    };
   };
-  if (auto r = forEachPair(all, "--volume", arguments.volumes, "ID=GAIN", volume); !r)
+  if (auto r = forEachPair(all, "--volume", arguments.volumes, "ID=VOLUME", noting(takeVolume)); !r)
     return std::unexpected(r.error());
-  if (auto r = forEachPair(all, "--eq", arguments.equalisers, "ID=hp:HZ,bell:HZ:DB:Q,lp:HZ", takeEqualiser);
+  if (auto r = forEachPair(all, "--eq", arguments.equalisers, "ID=hp:HZ,bell:HZ:DB:Q,lp:HZ",
+                           noting(takeEqualiser));
       !r)
     return std::unexpected(r.error());
-  if (auto r = forEachPair(all, "--limit", arguments.limits, "ID=DB", takeLimit); !r)
+  if (auto r = forEachPair(all, "--limit", arguments.limits, "ID=DB", noting(takeLimit)); !r)
     return std::unexpected(r.error());
   const auto seconds = readSeconds(arguments.seconds);
   if (!seconds) return std::unexpected(seconds.error());

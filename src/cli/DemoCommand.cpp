@@ -12,7 +12,9 @@
 #include "base/VirtualRuntime.h"
 #include "cli/DemoPrinter.h"
 #include "cli/ExitStatus.h"
+#include "cli/Progress.h"
 #include "cli/Tell.h"
+#include "cli/Terminal.h"
 
 namespace sonmere {
 
@@ -21,17 +23,16 @@ namespace {
 constexpr Duration kTick = fromMilliseconds(100);
 // Turns after the report in which files that are being closed come to their end.
 constexpr int kLastTurns = 3;
-constexpr int kBarWidth = 40;
 
 void showProgress(double fraction) {
-  if (!isatty(STDERR_FILENO)) return;
-  const int filled = int(fraction * kBarWidth);
-  fmt::print(stderr, "\r[{:=<{}}{:{}}] {:3.0f} %", "", filled, "", kBarWidth - filled, fraction * 100);
+  const int columns = terminalColumns(stderr);
+  if (columns == 0) return;
+  fmt::print(stderr, "\r{}\x1b[K", progressText("", fraction, "", columns));
   std::fflush(stderr);
 }
 
 void clearProgress() {
-  if (isatty(STDERR_FILENO)) fmt::print(stderr, "\r{:{}}\r", "", kBarWidth + 9);
+  if (terminalColumns(stderr) > 0) fmt::print(stderr, "\r\x1b[K");
 }
 
 int tell(int status, const std::string& text) { return sonmere::tell("demo", status, text); }

@@ -8,6 +8,7 @@
 
 #include "cli/JSONOutput.h"
 #include "cli/Text.h"
+#include "cli/TextTable.h"
 
 namespace sonmere {
 
@@ -20,19 +21,23 @@ std::string decibels(float linear) {
 }  // namespace
 
 void printDemoTable(const DemoReport& report) {
-  fmt::print("{:<16} {:<10} {:>11} {:>7} {:>12} {:>9}\n", "app", "route", "level", "volume", "added delay",
-             "underruns");
+  constexpr auto kRight = TextTable::Align::right;
+  TextTable apps({{"app"},
+                  {"route"},
+                  {"level", kRight},
+                  {"volume", kRight},
+                  {"added delay", kRight},
+                  {"underruns", kRight}});
   for (const DemoReport::App& app : report.apps)
-    fmt::print("{:<16} {:<10} {:>8.1f} dB {:>5.0f} % {:>9.1f} ms {:>9}\n", printable(app.id),
-               app.bus ? busName(*app.bus) : "-", app.peakLevelDb, app.volume * 100, app.addedDelayMs,
-               app.underruns);
-  fmt::print("\n{:<10} {:<12} {:>9} {:>10} {:>11}  {}\n", "bus", "format", "length", "frames", "peak",
-             "file");
+    apps.add({app.id, app.bus ? busLabel(*app.bus) : "-", fmt::format("{:.1f} dB", app.peakLevelDb),
+              fmt::format("{:.0f} %", app.volume * 100), fmt::format("{:.1f} ms", app.addedDelayMs),
+              fmt::format("{}", app.underruns)});
+  TextTable files({{"bus"}, {"format"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}});
   for (const DemoReport::File& file : report.files)
-    fmt::print("{:<10} {:<12} {:>7.2f} s {:>10} {:>11}  {}\n", busName(file.bus),
-               file.format + " " + file.bitDepth, double(file.frames) / file.sampleRate, file.frames,
-               decibels(file.peak), printable(file.path));
-  fmt::print("\n{}\n", printableLines(report.latency));
+    files.add({busLabel(file.bus), file.format + " " + file.bitDepth,
+               fmt::format("{:.2f} s", double(file.frames) / file.sampleRate), fmt::format("{}", file.frames),
+               decibels(file.peak), file.path});
+  fmt::print("{}\n{}\n{}\n", apps.text(), files.text(), printableLines(report.latency));
 }
 
 void printDemoJSON(const DemoReport& report) {

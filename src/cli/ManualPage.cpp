@@ -29,13 +29,29 @@ std::string nameOf(const CommandTree::Option& option) {
 
 void addCommand(std::string& out, const CommandTree& tree, const std::string& path) {
   const std::string own = path.empty() ? tree.name : path + " " + tree.name;
-  std::string line = own;
-  for (const auto& option : tree.options)
-    if (option.isPositional) line += option.isRequired ? " " + option.names[0] : " [" + option.names[0] + "]";
-  out += fmt::format(".SS {}\n{}.\n", escaped(line), escaped(tree.help));
+  out += fmt::format(".SS {}\n{}.\n", escaped(usageText(tree, own)), escaped(tree.help));
   for (const auto& option : tree.options)
     out += fmt::format(".TP\n.B {}\n{}\n", nameOf(option), escaped(option.help));
   for (const CommandTree& command : tree.commands) addCommand(out, command, own);
+}
+
+constexpr std::pair<const char*, const char*> kForms[] = {
+    {"50%, 0.5", "Half. A bare number is a gain from 0 to 4, where 1 is 100 %."},
+    {"-6dB, +3dB", "A level in decibels from 100 %."},
+    {"+5%, -5%, 5%+, 5%-", "A step of so many points from the present volume."},
+    {"3dB+, 3dB-", "A step in decibels."},
+    {"bridge", "The bridge, bus 0."},
+    {"track1 to track8, \"Track 1\"", "A Track, bus 2 to 9."},
+    {"Drums", "The Track that was given this name with bus BUS name NAME."},
+    {"2", "The number of a bus: 0 the bridge, 2 to 9 Track 1 to 8."},
+};
+
+// The same in every command.
+std::string formsSection() {
+  std::string out = ".SH VOLUMES AND BUSES\n";
+  for (const auto& [form, meaning] : kForms)
+    out += fmt::format(".TP\n.B {}\n{}\n", escaped(form), escaped(meaning));
+  return out;
 }
 
 std::string settingsSection() {
@@ -59,12 +75,14 @@ std::string manualPage(const CommandTree& tree, const std::string& version) {
       "run\" .\n";
   out += "Most other commands talk to the one that runs.\n.SH COMMANDS\n";
   for (const CommandTree& command : tree.commands) addCommand(out, command, "sonmere");
+  out += formsSection();
   out += settingsSection();
   out +=
       ".SH EXIT STATUS\n.TP\n0\nSuccess.\n.TP\n1\nSomething went wrong while running, or nothing "
       "runs.\n.TP\n2\n"
       "The arguments, or what they name, can't be used; nothing was done.\n.TP\n130, 143\nEnded by a signal, "
-      "with the files complete.\n";
+      "with the files complete.\n.PP\nWith --json an error is an object on standard error:\n"
+      "{\"version\":1,\"error\":{\"code\":...,\"message\":...,\"command\":...}}.\n";
   out +=
       ".SH FILES\n.TP\n.I $XDG_CONFIG_HOME/sonmere/settings.json\nThe settings.\n.TP\n"
       ".I $XDG_RUNTIME_DIR/sonmere/control.sock\nThe socket of the program that runs.\n";

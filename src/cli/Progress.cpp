@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "cli/Terminal.h"
 #include "cli/Text.h"
 
 namespace sonmere {
@@ -12,6 +13,8 @@ namespace sonmere {
 namespace {
 
 constexpr int kBarWidth = 30;
+constexpr int kLeastBarWidth = 5;
+constexpr int kAnyColumns = 80;
 // Short work needs no bar, and its first moments say little about how long it takes.
 constexpr Duration kFirstBar = fromMilliseconds(300);
 constexpr Duration kBarInterval = fromMilliseconds(100);
@@ -25,6 +28,17 @@ std::string timeLeft(Duration elapsed, double fraction) {
 }
 
 }  // namespace
+
+std::string progressText(const std::string& what, double fraction, const std::string& left, int columns) {
+  const std::string head = what.empty() ? "" : what + " ";
+  const std::string tail = fmt::format(" {:3.0f} %{}", fraction * 100, left.empty() ? "" : "  " + left);
+  // A line that fills the last column would wrap on some terminals.
+  const int room = columns - 1 - displayWidth(head) - displayWidth(tail) - 2;
+  const auto width = std::size_t(std::clamp(room, kLeastBarWidth, kBarWidth));
+  const auto filled = std::size_t(std::clamp(fraction, 0.0, 1.0) * double(width));
+  const std::string bar = "[" + std::string(filled, '#') + std::string(width - filled, '.') + "]";
+  return fitted(room < kLeastBarWidth ? head + tail.substr(1) : head + bar + tail, columns - 1);
+}
 
 Progress::Style Progress::styleFor(bool json) {
   if (json) return Style::silent;
@@ -58,9 +72,8 @@ void Progress::show(double fraction) {
 }
 
 void Progress::drawBar(double fraction, const std::string& left) {
-  const auto filled = std::size_t(fraction * kBarWidth);
-  fmt::print(out_, "\r{} [{}{}] {:3.0f} %  {}\x1b[K", what_, std::string(filled, '#'),
-             std::string(kBarWidth - filled, '.'), fraction * 100, left);
+  const int columns = terminalColumns(out_);
+  fmt::print(out_, "\r{}\x1b[K", progressText(what_, fraction, left, columns > 0 ? columns : kAnyColumns));
   std::fflush(out_);
   isDrawn_ = true;
 }

@@ -7,6 +7,10 @@
 
 namespace sonmere {
 
+// "Exporting [####......]  40 %  0:12 left", in fewer columns than the terminal has: first the bar becomes
+// shorter, then it goes.
+std::string progressText(const std::string& what, double fraction, const std::string& left, int columns);
+
 // How far long work is, on standard error: a bar with the time that is left where that is a terminal, a line
 // now and then elsewhere, nothing beside JSON. Work that is soon done shows nothing. Needs a runtime whose
 // time passes by itself. Threads: one at a time.

@@ -15,6 +15,16 @@ bool isBadInput(const Error& error) {
          error.code == kMethodNotFound;
 }
 
+// What programs tell by, where the status alone says too little.
+const char* codeOf(const Error& error) {
+  const bool isAnswer = error.domain == ControlClient::kAnswerDomain;
+  if (isAnswer && error.code == kAppNotFound) return "notFound";
+  if (isAnswer && error.code == kAppAmbiguous) return "ambiguous";
+  const bool isAbsent =
+      error.domain == ControlClient::kErrorDomain && error.code == ControlClient::kNotRunning;
+  return isAbsent ? "notRunning" : "";
+}
+
 }  // namespace
 
 int RemoteCall::tell(int status, const std::string& text) const {
@@ -22,7 +32,8 @@ int RemoteCall::tell(int status, const std::string& text) const {
 }
 
 int RemoteCall::fail(const Error& error) const {
-  return tell(isBadInput(error) ? kExitBadInput : kExitFailure, error.description);
+  return sonmere::tell(command_, isBadInput(error) ? kExitBadInput : kExitFailure, error.description,
+                       codeOf(error));
 }
 
 int RemoteCall::with(const std::function<int(ControlClient&)>& talk) const {

@@ -1,17 +1,19 @@
 #include "cli/RemoteCommands.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
 #include "cli/ArgumentText.h"
+#include "cli/BusText.h"
 #include "cli/EqualiserText.h"
 #include "cli/ExitStatus.h"
+#include "cli/GivenTrackNames.h"
 #include "cli/JSONOutput.h"
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
+#include "cli/VolumeText.h"
 #include "cli/WatchCommand.h"
 
 namespace sonmere {
@@ -19,11 +21,11 @@ namespace sonmere {
 namespace {
 
 constexpr const char* kAppHelp = "The app: its identifier or name, or any part that fits no other";
-constexpr const char* kBusHelp = "0 the bridge, 2 to 9 Track 1 to 8";
 
 // What the commands are given; one command is parsed in a run.
 struct RemoteArguments {
-  std::string app, value, name;
+  std::string app, name;
+  std::optional<std::string> value;
   std::vector<std::string> buses;
   bool json = false;
   bool idsOnly = false;
@@ -47,22 +49,28 @@ class RemoteBuilder {
   CLI::App* add(CLI::App& parent, const std::string& name, const char* help, std::function<int()> run);
   void addApp(CLI::App* command) { command->add_option("ID", a->app, kAppHelp)->required(); }
   void addValue(CLI::App* command, const char* name, const char* help, bool isRequired) {
-    command->add_option(name, a->value, help)->required(isRequired);
+    command
+        ->add_option_function<std::string>(
+            name, [this](const std::string& text) { a->value = text; }, help)
+        ->required(isRequired);
   }
   int show(const std::string& command, const std::string& method, const ControlJSON& params,
            const char* member, Print print) const;
   // A change of the app that the arguments name.
   int changeApp(const char* command, const char* method, ControlJSON params) const;
   int changeMixer(const char* command, const char* method, const ControlJSON& params) const;
+  int showApp(const char* command, Print print) const;
 
   void addViews();
   void addVolumes();
   void addEffects();
   void addMixer();
   void addRoutes();
+  void addRows();
   void addRecord();
   void addProfiles();
 
+  int status() const;
   int volume() const;
   int master() const;
   int mute() const;
@@ -72,7 +80,6 @@ class RemoteBuilder {
   int route() const;
   Outcome<std::vector<int>> buses() const;
   int record(bool isStart) const;
-  int recordings() const;
   int quit() const;
 
   CLI::App& app_;
@@ -80,24 +87,15 @@ class RemoteBuilder {
   const Arguments a = std::make_shared<RemoteArguments>();
 };
 
-// "0.5", "50%", "+5%", "-0.1": as the service takes it.
-Outcome<ControlJSON> readVolumeParams(const std::string& argument, const std::string& text) {
-  const bool isStep = text.starts_with('+') || text.starts_with('-');
-  const bool isPercent = text.ends_with('%');
-  std::string_view digits = text;
-  if (text.starts_with('+')) digits.remove_prefix(1);
-  if (isPercent) digits.remove_suffix(1);
-  const auto number = readNumber(digits);
-  if (!number)
-    return badArgument(fmt::format(
-        "{}: \"{}\" is not a volume; use a gain as 0.5, a percentage as 50%, or a step as +5% or -5%",
-        argument, text));
-  return ControlJSON{{isStep ? "step" : "volume", isPercent ? *number / 100 : *number}};
-}
-
-Outcome<bool> readSwitch(const std::string& argument, const std::string& text) {
-  if (text == "on" || text == "off") return text == "on";
-  return badArgument(fmt::format("{}: \"{}\" is neither on nor off", argument, text));
+// As the service takes it.
+Outcome<ControlJSON> readVolumeParams(const std::string& text) {
+  using Kind = VolumeText::Kind;
+  const auto volume = readVolume("VOLUME", text);
+  if (!volume) return std::unexpected(volume.error());
+  const char* const name = volume->kind == Kind::level  ? "volume"
+                           : volume->kind == Kind::step ? "step"
+                                                        : "stepDb";
+  return ControlJSON{{name, volume->value}};
 }
 
 ControlJSON equaliserJSON(const AppEQSettings& s) {
@@ -109,7 +107,7 @@ ControlJSON equaliserJSON(const AppEQSettings& s) {
 // The sections, or null for "off".
 Outcome<ControlJSON> readEqualiserParams(const std::string& argument, const std::string& text) {
   if (text == "off") return ControlJSON(nullptr);
-  const auto settings = readEqualiser(argument, text, RangeRule::pass);
+  const auto settings = readEqualiser(argument, text);
   if (!settings) return std::unexpected(settings.error());
   return equaliserJSON(*settings);
 }
@@ -126,7 +124,9 @@ int RemoteBuilder::show(const std::string& command, const std::string& method, c
                         const char* member, Print print) const {
   return RemoteCall(command).ask(method, params, [&](const ControlJSON& result) {
     const ControlJSON& value = member ? result.at(member) : result;
-    a->json ? printJSON(value) : fmt::print("{}", print(value));
+    if (!a->json) return fmt::print("{}", print(value));
+    // A list is a member of an object, which has room for more.
+    printJSON(value.is_array() ? ControlJSON{{method.substr(method.rfind('.') + 1), value}} : value);
   });
 }
 
@@ -135,13 +135,16 @@ int RemoteBuilder::changeApp(const char* command, const char* method, ControlJSO
   return show(command, method, params, "app", appText);
 }
 
+int RemoteBuilder::showApp(const char* command, Print print) const {
+  return show(command, "app", {{"app", a->app}}, nullptr, print);
+}
+
 int RemoteBuilder::changeMixer(const char* command, const char* method, const ControlJSON& params) const {
   return show(command, method, params, "mixer", mixerText);
 }
 
 void RemoteBuilder::addViews() {
-  add(app_, "status", "The program that runs, at a glance",
-      [this] { return show("status", "status", {}, nullptr, statusText); });
+  add(app_, "status", "The program that runs, at a glance", [this] { return status(); });
   CLI::App* apps = add(app_, "apps", "The apps, their volume, route and delay", [this] {
     if (a->removedOnly) return show("apps", "apps.removed", {}, nullptr, linesText);
     if (!a->idsOnly) return show("apps", "apps", {}, nullptr, appsText);
@@ -174,94 +177,110 @@ void RemoteBuilder::addViews() {
       [this] { return quit(); });
 }
 
+// "version" is that of the form.
+int RemoteBuilder::status() const {
+  return RemoteCall("status").ask("status", {}, [this](const ControlJSON& result) {
+    if (!a->json) return fmt::print("{}", statusText(result));
+    ControlJSON status{{"programVersion", result.value("version", std::string())}};
+    status.update(result);
+    status.erase("version");
+    printJSON(status);
+  });
+}
+
 void RemoteBuilder::addVolumes() {
   CLI::App* volume =
       add(app_, "volume", "Show or set the volume of an app", [this] { return this->volume(); });
   addApp(volume);
-  addValue(volume, "VOLUME", "A gain as 0.5, a percentage as 50%, or a step as +5% or -5%", false);
+  addValue(volume, "VOLUME", kVolumeForm, false);
   CLI::App* mute = add(app_, "mute", "Mute an app", [this] { return this->mute(); });
   addApp(mute);
   addValue(mute, "on|off|toggle", "on (default), off or toggle", false);
 }
 
 int RemoteBuilder::volume() const {
-  const RemoteCall call("volume");
-  if (!a->value.empty()) {
-    const auto params = readVolumeParams("VOLUME", a->value);
-    return params ? changeApp("volume", "volume", *params) : call.fail(params.error());
-  }
-  return show("volume", "app", {{"app", a->app}}, nullptr, appText);
+  if (!a->value) return showApp("volume", appText);
+  const auto params = readVolumeParams(*a->value);
+  return params ? changeApp("volume", "volume", *params) : RemoteCall("volume").fail(params.error());
 }
 
 int RemoteBuilder::mute() const {
   if (a->value == "toggle") return changeApp("mute", "mute", {{"toggle", true}});
-  const auto on = readSwitch("SWITCH", a->value.empty() ? "on" : a->value);
+  const auto on = readSwitch("mute", a->value.value_or("on"), "on, off or toggle");
   return on ? changeApp("mute", "mute", {{"muted", *on}}) : RemoteCall("mute").fail(on.error());
 }
 
 void RemoteBuilder::addEffects() {
-  CLI::App* eq = add(app_, "eq", "Set the equaliser of an app", [this] { return equaliser(); });
+  CLI::App* eq = add(app_, "eq", "Show or set the equaliser of an app", [this] { return equaliser(); });
   addApp(eq);
-  addValue(eq, "SECTIONS|off", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", true);
-  CLI::App* limiter = add(app_, "limit", "Set the limiter of an app", [this] { return limit(); });
+  addValue(eq, "SECTIONS|off", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", false);
+  CLI::App* limiter = add(app_, "limit", "Show or set the limiter of an app", [this] { return limit(); });
   addApp(limiter);
-  addValue(limiter, "DB|off", "The ceiling, -12 to 0 dB, or off", true);
-  CLI::App* output = add(app_, "output-eq", "Set the equaliser of the per-app volume's output",
+  addValue(limiter, "DB|off", "The ceiling, -12 to 0 dB, or off", false);
+  CLI::App* output = add(app_, "output-eq", "Show or set the equaliser of the per-app volume's output",
                          [this] { return outputEqualiser(); });
-  addValue(output, "SECTIONS|off", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", true);
+  addValue(output, "SECTIONS|off", "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off", false);
 }
 
 int RemoteBuilder::equaliser() const {
-  const auto sections = readEqualiserParams("SECTIONS", a->value);
+  if (!a->value) return showApp("eq", equaliserText);
+  const auto sections = readEqualiserParams("SECTIONS", *a->value);
   return sections ? changeApp("eq", "equaliser", {{"equaliser", *sections}})
                   : RemoteCall("eq").fail(sections.error());
 }
 
 int RemoteBuilder::outputEqualiser() const {
-  const auto sections = readEqualiserParams("SECTIONS", a->value);
+  if (!a->value) return show("output-eq", "mixer", {}, nullptr, outputEqualiserText);
+  const auto sections = readEqualiserParams("SECTIONS", *a->value);
   return sections ? changeMixer("output-eq", "mixer.outputEqualiser", {{"equaliser", *sections}})
                   : RemoteCall("output-eq").fail(sections.error());
 }
 
 int RemoteBuilder::limit() const {
+  if (!a->value) return showApp("limit", limiterText);
   if (a->value == "off") return changeApp("limit", "limiter", {{"ceilingDb", nullptr}});
-  const auto ceiling = readNumber(a->value);
-  if (ceiling) return changeApp("limit", "limiter", {{"ceilingDb", *ceiling}});
-  return RemoteCall("limit").tell(
-      kExitBadInput, fmt::format("DB: \"{}\" is not a ceiling; use -12 to 0 dB, or off", a->value));
+  const auto ceiling = readCeiling("DB", *a->value);
+  return ceiling ? changeApp("limit", "limiter", {{"ceilingDb", *ceiling}})
+                 : RemoteCall("limit").fail(ceiling.error());
 }
 
 void RemoteBuilder::addMixer() {
   CLI::App* main =
       add(app_, "master", "Show or set the master volume of the per-app volume", [this] { return master(); });
-  addValue(main, "VOLUME", "A gain as 0.5, a percentage as 50%, or a step as +5% or -5%", false);
+  addValue(main, "VOLUME", kVolumeForm, false);
   const auto addSwitch = [this](const char* name, const char* help, const char* method, const char* param) {
     CLI::App* command = add(app_, name, help, [this, name, method, param] {
-      const auto on = readSwitch("SWITCH", a->value);
+      if (!a->value) return show(name, "mixer", {}, nullptr, mixerText);
+      const auto on = readSwitch(name, *a->value);
       return on ? changeMixer(name, method, {{param, *on}}) : RemoteCall(name).fail(on.error());
     });
-    addValue(command, "on|off", "on or off", true);
+    addValue(command, "on|off", "on or off; without it the state is shown", false);
   };
   addSwitch("mixer", "Turn the per-app volume on or off", "mixer.enable", "enabled");
   addSwitch("boost", "Allow volumes above 100 %, or not", "mixer.boost", "allowed");
 }
 
 int RemoteBuilder::master() const {
-  if (a->value.empty()) return show("master", "mixer", {}, nullptr, mixerText);
-  const auto params = readVolumeParams("VOLUME", a->value);
+  if (!a->value) return show("master", "mixer", {}, nullptr, mixerText);
+  const auto params = readVolumeParams(*a->value);
   return params ? changeMixer("master", "mixer.master", *params) : RemoteCall("master").fail(params.error());
 }
 
 void RemoteBuilder::addRoutes() {
-  CLI::App* command = add(app_, "route", "Route an app into a bus", [this] { return route(); });
+  CLI::App* command =
+      add(app_, "route", "Show or change the bus that an app is routed to", [this] { return route(); });
   addApp(command);
-  addValue(command, "BUS|off", "0 the bridge, 2 to 9 Track 1 to 8, off", true);
+  addValue(command, "BUS|off", kBusForm, false);
   CLI::App* direct = add(app_, "direct", "Leave the sound of an app untouched, or not", [this] {
-    const auto on = readSwitch("SWITCH", a->value);
+    if (!a->value) return showApp("direct", appText);
+    const auto on = readSwitch("direct", *a->value);
     return on ? changeApp("direct", "direct", {{"direct", *on}}) : RemoteCall("direct").fail(on.error());
   });
   addApp(direct);
-  addValue(direct, "on|off", "on or off", true);
+  addValue(direct, "on|off", "on or off; without it the state is shown", false);
+}
+
+void RemoteBuilder::addRows() {
   for (const auto& [name, help] : {std::pair{"hide", "Hide an app: it plays untouched"},
                                    {"unhide", "Show an app that was hidden or removed"},
                                    {"pin", "Keep an app in the list while it does not play"},
@@ -273,7 +292,8 @@ void RemoteBuilder::addRoutes() {
 }
 
 int RemoteBuilder::route() const {
-  const auto bus = readBus("BUS", a->value);
+  if (!a->value) return showApp("route", appText);
+  const auto bus = readBusOrOff("BUS", *a->value, givenTrackNames);
   if (!bus) return RemoteCall("route").fail(bus.error());
   return changeApp("route", "route", {{"bus", *bus ? ControlJSON(**bus) : ControlJSON(nullptr)}});
 }
@@ -282,7 +302,7 @@ void RemoteBuilder::addRecord() {
   CLI::App* group = app_.add_subcommand("record", "Record buses");
   group->require_subcommand(1);
   const auto addBuses = [this](CLI::App* command) {
-    command->add_option("BUS", a->buses, kBusHelp)->required()->expected(-1);
+    command->add_option("BUS", a->buses, kBusForm)->required()->expected(-1);
   };
   addBuses(add(*group, "start", "Record buses into new files, which are one session",
                [this] { return record(true); }));
@@ -297,10 +317,9 @@ void RemoteBuilder::addRecord() {
 Outcome<std::vector<int>> RemoteBuilder::buses() const {
   std::vector<int> all;
   for (const std::string& text : a->buses) {
-    const auto bus = readBus("BUS", text);
+    const auto bus = readBus("BUS", text, givenTrackNames);
     if (!bus) return std::unexpected(bus.error());
-    if (!*bus) return badArgument(fmt::format("BUS: name one; {}", kBusHelp));
-    all.push_back(**bus);
+    if (std::ranges::find(all, *bus) == all.end()) all.push_back(*bus);
   }
   return all;
 }
@@ -309,15 +328,19 @@ int RemoteBuilder::record(bool isStart) const {
   const RemoteCall call(isStart ? "record start" : "record stop");
   const auto all = buses();
   if (!all) return call.fail(all.error());
-  const auto print = [this](const ControlJSON& result) {
-    if (a->json) return printJSON(result);
+  ControlJSON done = ControlJSON::array();
+  const auto take = [&](const ControlJSON& result) {
     for (const ControlJSON& each : result.is_array() ? result : ControlJSON::array({result}))
-      fmt::print("{}\n", printable(each.value("path", std::string())));
+      done.push_back(each);
   };
-  if (isStart && all->size() > 1) return call.ask("record.start", {{"buses", *all}}, print);
   int status = kExitSuccess;
-  for (const int bus : *all)
-    status = std::max(status, call.ask(isStart ? "record.start" : "record.stop", {{"bus", bus}}, print));
+  if (isStart)
+    status = call.ask("record.start", {{"buses", *all}}, take);
+  else
+    for (const int bus : *all) status = std::max(status, call.ask("record.stop", {{"bus", bus}}, take));
+  if (a->json && !done.empty()) printJSON({{"recordings", done}});
+  if (!a->json)
+    for (const ControlJSON& each : done) fmt::print("{}\n", printable(each.value("path", std::string())));
   return status;
 }
 
@@ -358,6 +381,7 @@ void RemoteBuilder::addAll() {
   addEffects();
   addMixer();
   addRoutes();
+  addRows();
   addRecord();
   addProfiles();
 }

@@ -4,13 +4,20 @@
 
 #include <algorithm>
 
+#include "cli/EqualiserText.h"
 #include "cli/Text.h"
+#include "cli/TextTable.h"
+#include "control/ControlCodec.h"
 
 namespace sonmere {
 
 namespace {
 
-constexpr int kBarWidth = 30;
+// The level's bar takes what the other columns of a wide terminal leave.
+constexpr int kMostBar = 30;
+constexpr int kLeastBar = 6;
+constexpr int kBesideBar = 76;
+constexpr auto kRight = TextTable::Align::right;
 constexpr double kBarFloorDb = -60;
 
 std::string text(const ControlJSON& object, const char* name) {
@@ -28,9 +35,19 @@ bool flag(const ControlJSON& object, const char* name) {
   return found != object.end() && found->is_boolean() && bool(*found);
 }
 
-std::string routeOf(const ControlJSON& app) {
+std::optional<int> busOf(const ControlJSON& app) {
   const auto bus = app.find("bus");
-  return bus != app.end() && bus->is_number() ? busName(*bus) : text(app, "control");
+  return bus != app.end() && bus->is_number() ? std::optional<int>(*bus) : std::nullopt;
+}
+
+std::string routeOf(const ControlJSON& app) {
+  const auto bus = busOf(app);
+  return bus ? busLabel(*bus) : text(app, "control");
+}
+
+std::string shortRouteOf(const ControlJSON& app) {
+  const auto bus = busOf(app);
+  return bus ? busName(*bus) : text(app, "control");
 }
 
 std::string volumeOf(const ControlJSON& app) {
@@ -43,7 +60,7 @@ std::string peakOf(const ControlJSON& recording) {
 
 std::string lossOf(const ControlJSON& recording) {
   const double lost = number(recording, "lostFrames");
-  return lost > 0 ? fmt::format(" ({:.0f} frames lost)", lost) : "";
+  return lost > 0 ? fmt::format("({:.0f} frames lost)", lost) : "";
 }
 
 std::string levelOf(const ControlJSON& app) {
@@ -51,13 +68,15 @@ std::string levelOf(const ControlJSON& app) {
   return level != app.end() && level->is_number() ? fmt::format("{:.1f} dB", double(*level)) : "-";
 }
 
-std::string bar(const ControlJSON& app) {
+std::string bar(const ControlJSON& app, std::size_t width) {
   const auto level = app.find("levelDb");
-  if (level == app.end() || !level->is_number()) return std::string(kBarWidth, ' ');
+  if (level == app.end() || !level->is_number()) return std::string(width, ' ');
   const double part = std::clamp((double(*level) - kBarFloorDb) / -kBarFloorDb, 0.0, 1.0);
-  const auto filled = std::size_t(part * kBarWidth + 0.5);
-  return std::string(filled, '#') + std::string(kBarWidth - filled, '.');
+  const auto filled = std::size_t(part * double(width) + 0.5);
+  return std::string(filled, '#') + std::string(width - filled, '.');
 }
+
+std::string delayOf(const ControlJSON& app) { return fmt::format("{:.1f} ms", number(app, "addedDelayMs")); }
 
 std::string reductionOf(const ControlJSON& app) {
   const double reduction = number(app, "gainReductionDb");
@@ -77,6 +96,27 @@ std::string flagsOf(const ControlJSON& app) {
   return flags;
 }
 
+std::string joined(const ControlJSON& words) {
+  std::string out;
+  for (const ControlJSON& word : words)
+    if (word.is_string()) out += (out.empty() ? "" : ", ") + printable(word.get_ref<const std::string&>());
+  return out;
+}
+
+std::string nameOf(const ControlJSON& app) {
+  return fmt::format("{} ({})", text(app, "name"), text(app, "id"));
+}
+
+// The sections as they are typed, and their curve.
+std::string describeEqualiser(const ControlJSON& equaliser) {
+  const auto settings = decodeEqualiser(equaliser);
+  if (!settings) return "unknown\n";
+  const std::string sections = equaliserSections(*settings);
+  if (!settings->isEnabled)
+    return sections == "flat" ? "equaliser off\n" : "equaliser off, " + sections + "\n";
+  return "equaliser " + sections + "\n" + equaliserCurve(*settings);
+}
+
 }  // namespace
 
 std::string statusText(const ControlJSON& status) {
@@ -91,32 +131,31 @@ std::string statusText(const ControlJSON& status) {
   for (const char* error : {"routingError", "mixerError", "recordingError"})
     if (const std::string why = text(status, error); !why.empty()) out += "Last error: " + why + "\n";
   for (const ControlJSON& notice : status.value("recordingNotices", ControlJSON::array()))
-    if (notice.is_string()) out += "Recording: " + std::string(notice) + "\n";
+    if (notice.is_string()) out += "Recording: " + printable(notice.get_ref<const std::string&>()) + "\n";
   return out;
 }
 
 std::string appsText(const ControlJSON& apps) {
   if (apps.empty()) return "No audio-producing apps detected. Play audio in an app and refresh.\n";
-  std::string out = fmt::format("{:<32} {:<20} {:<9} {:>7} {:>9} {:>9}  {}\n", "app", "name", "sound",
-                                "volume", "level", "delay", "");
+  TextTable table(
+      {{"app"}, {"name"}, {"sound"}, {"volume", kRight}, {"level", kRight}, {"delay", kRight}, {""}});
   for (const ControlJSON& app : apps)
-    out +=
-        fmt::format("{:<32} {:<20} {:<9} {:>7} {:>9} {:>6.1f} ms  {}\n", text(app, "id"), text(app, "name"),
-                    routeOf(app), volumeOf(app), levelOf(app), number(app, "addedDelayMs"), flagsOf(app));
-  return out;
+    table.add({text(app, "id"), text(app, "name"), routeOf(app), volumeOf(app), levelOf(app), delayOf(app),
+               flagsOf(app)});
+  return table.text();
 }
 
 std::string linesText(const ControlJSON& texts) {
   std::string out;
   for (const ControlJSON& each : texts)
-    if (each.is_string()) out += std::string(each) + "\n";
+    if (each.is_string()) out += printable(each.get_ref<const std::string&>()) + "\n";
   return out;
 }
 
 std::string appText(const ControlJSON& app) {
   const std::string flags = flagsOf(app);
-  return fmt::format("{} ({}): {}, {}{}{}\n", text(app, "name"), text(app, "id"), volumeOf(app), routeOf(app),
-                     flags.empty() ? "" : ", ", flags) +
+  return fmt::format("{}: {}, {}{}{}\n", nameOf(app), volumeOf(app), routeOf(app), flags.empty() ? "" : ", ",
+                     flags) +
          linesText(app.value("hints", ControlJSON::array()));
 }
 
@@ -130,30 +169,30 @@ std::string mixerText(const ControlJSON& mixer) {
 }
 
 std::string devicesText(const ControlJSON& devices) {
-  std::string out =
-      fmt::format("{:<36} {:<28} {:>3} {:>3} {:>9}  {}\n", "device", "name", "in", "out", "rate", "");
+  TextTable table({{"device"}, {"name"}, {"in", kRight}, {"out", kRight}, {"rate", kRight}, {""}});
   for (const ControlJSON& device : devices)
-    out += fmt::format("{:<36} {:<28} {:>3.0f} {:>3.0f} {:>6.0f} Hz  {}{}\n", text(device, "id"),
-                       text(device, "name"), number(device, "inputs"), number(device, "outputs"),
-                       number(device, "sampleRate"), flag(device, "defaultOutput") ? "default output " : "",
-                       flag(device, "defaultInput") ? "default input" : "");
-  return out;
+    table.add({text(device, "id"), text(device, "name"), fmt::format("{:.0f}", number(device, "inputs")),
+               fmt::format("{:.0f}", number(device, "outputs")),
+               fmt::format("{:.0f} Hz", number(device, "sampleRate")),
+               fmt::format("{}{}", flag(device, "defaultOutput") ? "default output " : "",
+                           flag(device, "defaultInput") ? "default input" : "")});
+  return table.text();
 }
 
 std::string recordingsText(const ControlJSON& recordings) {
-  std::string out;
+  if (recordings.empty()) return "Nothing is being recorded.\n";
+  TextTable table({{"bus"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}, {""}});
   for (const ControlJSON& recording : recordings)
-    out += fmt::format("{:<10} {:>8.1f} s {:>12.0f} frames {:>9}  {}{}\n",
-                       busName(int(number(recording, "bus"))), number(recording, "seconds"),
-                       number(recording, "frames"), peakOf(recording), text(recording, "path"),
-                       lossOf(recording));
-  return out.empty() ? "Nothing is being recorded.\n" : out;
+    table.add({busLabel(int(number(recording, "bus"))), fmt::format("{:.1f} s", number(recording, "seconds")),
+               fmt::format("{:.0f}", number(recording, "frames")), peakOf(recording), text(recording, "path"),
+               lossOf(recording)});
+  return table.text();
 }
 
 std::string recordingHealthText(const ControlJSON& health) {
   std::string out;
   for (const ControlJSON& notice : health.value("notices", ControlJSON::array()))
-    if (notice.is_string()) out += std::string(notice) + "\n";
+    if (notice.is_string()) out += printable(notice.get_ref<const std::string&>()) + "\n";
   for (const ControlJSON& failure : health.value("failures", ControlJSON::array()))
     out += fmt::format("{}  {}  failed at frame {:.0f}: {}\n", text(failure, "date"), text(failure, "file"),
                        number(failure, "atFrame"), text(failure, "error"));
@@ -161,23 +200,48 @@ std::string recordingHealthText(const ControlJSON& health) {
 }
 
 std::string profilesText(const ControlJSON& profiles) {
-  std::string out;
-  for (const ControlJSON& profile : profiles) {
-    std::string apps;
-    for (const ControlJSON& app : profile.value("apps", ControlJSON::array()))
-      if (app.is_string()) apps += (apps.empty() ? "" : ", ") + printable(app.get_ref<const std::string&>());
-    out += fmt::format("{:<24} {}\n", text(profile, "name"), apps);
-  }
-  return out.empty() ? "There are no profiles.\n" : out;
+  if (profiles.empty()) return "There are no profiles.\n";
+  TextTable table({{"profile"}, {"apps"}});
+  for (const ControlJSON& profile : profiles)
+    table.add({text(profile, "name"), joined(profile.value("apps", ControlJSON::array()))});
+  return table.text();
 }
 
-std::string levelsText(const ControlJSON& apps) {
-  std::string out = fmt::format("{:<24} {:<9} {:>7} {:<{}} {:>9} {:>9} {:>9}\n", "app", "sound", "volume",
-                                "level", kBarWidth, "", "limiter", "delay");
+std::string sectionsText(const ControlJSON& equaliser) {
+  const auto settings = decodeEqualiser(equaliser);
+  return settings && settings->isEnabled ? equaliserSections(*settings) : "off";
+}
+
+std::string equaliserText(const ControlJSON& app) {
+  return nameOf(app) + ": " + describeEqualiser(app.value("equaliser", ControlJSON::object()));
+}
+
+std::string outputEqualiserText(const ControlJSON& mixer) {
+  return "Output: " + describeEqualiser(mixer.value("outputEqualiser", ControlJSON::object()));
+}
+
+std::string limiterText(const ControlJSON& app) {
+  const ControlJSON limiter = app.value("limiter", ControlJSON::object());
+  const std::string ceiling = fmt::format("{:.1f} dB", number(limiter, "ceilingDb"));
+  return fmt::format("{}: limiter {}\n", nameOf(app), flag(limiter, "enabled") ? "at " + ceiling : "off");
+}
+
+std::string levelsText(const ControlJSON& apps, int columns) {
+  const auto width =
+      std::size_t(columns > 0 ? std::clamp(columns - kBesideBar, kLeastBar, kMostBar) : kMostBar);
+  TextTable table({{"app"},
+                   {"sound"},
+                   {"volume", kRight},
+                   {"level", kRight},
+                   {"", kRight},
+                   {"limiter", kRight},
+                   {"delay", kRight}});
+  // Figures of one width, so that the columns stay where they are.
   for (const ControlJSON& app : apps)
-    out += fmt::format("{:<24.24} {:<9} {:>7} {} {:>9} {:>9} {:>6.1f} ms\n", text(app, "name"), routeOf(app),
-                       volumeOf(app), bar(app), levelOf(app), reductionOf(app), number(app, "addedDelayMs"));
-  return out;
+    table.add({fmt::format("{:<16}", text(app, "name")), shortRouteOf(app), volumeOf(app), bar(app, width),
+               fmt::format("{:>8}", levelOf(app)), fmt::format("{:>8}", reductionOf(app)),
+               fmt::format("{:>8}", delayOf(app))});
+  return table.text(columns);
 }
 
 }  // namespace sonmere

@@ -5,10 +5,12 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/ArgumentText.h"
+#include "cli/BusText.h"
 #include "cli/EqualiserText.h"
-#include "cli/ExitStatus.h"
+#include "cli/GivenTrackNames.h"
 #include "cli/JSONOutput.h"
 #include "cli/RemoteCall.h"
+#include "cli/RemotePrinter.h"
 #include "cli/Text.h"
 #include "control/ControlCodec.h"
 
@@ -17,7 +19,7 @@ namespace sonmere {
 namespace {
 
 struct Arguments {
-  std::string onOff, bus, effect, value;
+  std::optional<std::string> onOff, bus, effect, value;
   bool json = false;
 };
 
@@ -33,24 +35,19 @@ std::string listText(const ControlJSON& texts) {
   return out;
 }
 
-std::string equaliserText(const ControlJSON& s) {
-  if (!flag(s, "enabled")) return "off";
-  const auto number = [&](const char* name) { return s.value(name, 0.0); };
-  return fmt::format("hp:{:g},bell:{:g}:{:g}:{:g},lp:{:g}", number("highPassHz"), number("bellHz"),
-                     number("bellDb"), number("bellQ"), number("lowPassHz"));
-}
-
-std::string limiterText(const ControlJSON& limiter) {
+std::string ceilingText(const ControlJSON& limiter) {
   return flag(limiter, "enabled") ? fmt::format("{:g} dB", limiter.value("ceilingDb", 0.0)) : "off";
 }
 
 std::string busText(const ControlJSON& bus) {
-  const int number = bus.value("bus", 0);
+  const auto given = bus.find("givenName");
+  const bool isNamed = given != bus.end() && given->is_string();
   const std::string apps = listText(bus.value("apps", ControlJSON::array()));
-  return fmt::format("{} (bus {}): eq {}, limit {}, {}\n", busName(number), number,
-                     equaliserText(bus.value("equaliser", ControlJSON::object())),
-                     limiterText(bus.value("limiter", ControlJSON::object())),
-                     apps.empty() ? "no apps" : apps);
+  return fmt::format("{}{}: eq {}, limit {}, {}{}\n", busLabel(bus.value("bus", 0)),
+                     isNamed ? " \"" + printable(given->get_ref<const std::string&>()) + "\"" : "",
+                     sectionsText(bus.value("equaliser", ControlJSON::object())),
+                     ceilingText(bus.value("limiter", ControlJSON::object())),
+                     apps.empty() ? "no apps" : apps, flag(bus, "recording") ? ", recording" : "");
 }
 
 std::string busesText(const ControlJSON& routing) {
@@ -78,16 +75,16 @@ int show(const RemoteCall& call, const Given& a, const std::string& method, cons
 
 int routing(const Given& a) {
   const RemoteCall call("routing");
-  if (a->onOff.empty()) return show(call, a, "routing", ControlJSON::object(), nullptr, routingText);
-  if (a->onOff != "on" && a->onOff != "off")
-    return call.tell(kExitBadInput, fmt::format("SWITCH: \"{}\" is neither on nor off", a->onOff));
-  return show(call, a, "routing.enable", {{"enabled", a->onOff == "on"}}, "routing", routingText);
+  if (!a->onOff) return show(call, a, "routing", ControlJSON::object(), nullptr, routingText);
+  const auto on = readSwitch("routing", *a->onOff);
+  return on ? show(call, a, "routing.enable", {{"enabled", *on}}, "routing", routingText)
+            : call.fail(on.error());
 }
 
 int setEqualiser(const RemoteCall& call, const Given& a, int bus) {
   ControlJSON sections = nullptr;
   if (a->value != "off") {
-    const auto settings = readEqualiser("SECTIONS", a->value, RangeRule::pass);
+    const auto settings = readEqualiser("SECTIONS", *a->value);
     if (!settings) return call.fail(settings.error());
     sections = encodeControl(*settings);
   }
@@ -95,27 +92,35 @@ int setEqualiser(const RemoteCall& call, const Given& a, int bus) {
 }
 
 int setLimiter(const RemoteCall& call, const Given& a, int bus) {
-  const auto ceiling = readNumber(a->value);
-  if (!ceiling && a->value != "off")
-    return call.tell(kExitBadInput,
-                     fmt::format("DB: \"{}\" is not a ceiling; use -12 to 0 dB, or off", a->value));
-  const ControlJSON value = ceiling ? ControlJSON(*ceiling) : ControlJSON(nullptr);
-  return show(call, a, "bus.limiter", {{"bus", bus}, {"ceilingDb", value}}, "bus", busText);
+  ControlJSON ceiling = nullptr;
+  if (a->value != "off") {
+    const auto read = readCeiling("DB", *a->value);
+    if (!read) return call.fail(read.error());
+    ceiling = *read;
+  }
+  return show(call, a, "bus.limiter", {{"bus", bus}, {"ceilingDb", ceiling}}, "bus", busText);
+}
+
+// "off" is the name of no Track.
+int setName(const RemoteCall& call, const Given& a, int bus) {
+  const std::string name = a->value == "off" ? "" : *a->value;
+  return show(call, a, "bus.rename", {{"bus", bus}, {"name", name}}, nullptr, busText);
+}
+
+int setOf(const RemoteCall& call, const Given& a, int bus) {
+  if (a->effect == "eq") return setEqualiser(call, a, bus);
+  return a->effect == "limit" ? setLimiter(call, a, bus) : setName(call, a, bus);
 }
 
 int bus(const Given& a) {
   const RemoteCall call("bus");
-  if (a->bus.empty()) return show(call, a, "routing", ControlJSON::object(), nullptr, busesText);
-  const auto number = readBus("BUS", a->bus);
+  if (!a->bus) return show(call, a, "routing", ControlJSON::object(), nullptr, busesText);
+  const auto number = readBus("BUS", *a->bus, givenTrackNames);
   if (!number) return call.fail(number.error());
-  if (!*number) return call.tell(kExitBadInput, "BUS: name one; 0 the bridge, 2 to 9 Track 1 to 8");
-  if (a->effect.empty()) return show(call, a, "bus", {{"bus", **number}}, nullptr, busText);
-  if (a->effect != "eq" && a->effect != "limit")
-    return call.tell(kExitBadInput, fmt::format("EFFECT: \"{}\" is neither eq nor limit", a->effect));
-  if (a->value.empty())
-    return call.tell(kExitBadInput,
-                     a->effect == "eq" ? "SECTIONS: say which, or off" : "DB: say which, or off");
-  return a->effect == "eq" ? setEqualiser(call, a, **number) : setLimiter(call, a, **number);
+  if (a->effect && a->effect != "eq" && a->effect != "limit" && a->effect != "name")
+    return call.fail(badArgument(fmt::format("\"{}\" is none of eq, limit and name", *a->effect)).error());
+  if (!a->value) return show(call, a, "bus", {{"bus", *number}}, nullptr, busText);
+  return setOf(call, a, *number);
 }
 
 }  // namespace
@@ -127,11 +132,12 @@ void addRoutingCommands(CLI::App& app, std::function<int()>& run) {
   all->add_flag("--json", a->json, "Print JSON");
   all->callback([a, &run] { run = [a] { return routing(a); }; });
 
-  CLI::App* one = app.add_subcommand("bus", "Show the buses, or set the equaliser or limiter of one");
-  one->add_option("BUS", a->bus, "0 the bridge, 2 to 9 Track 1 to 8");
-  one->add_option("eq|limit", a->effect, "What is set on the sum of its apps");
+  CLI::App* one = app.add_subcommand("bus", "Show the buses, or set the equaliser, limiter or name of one");
+  one->add_option("BUS", a->bus, kBusForm);
+  one->add_option("eq|limit|name", a->effect,
+                  "What is shown or set: an effect on the sum of its apps, or what you call a Track");
   one->add_option(
-      "VALUE", a->value,
+      "SETTING", a->value,
       "Of eq any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between; of limit -12 to 0 dB; or off");
   one->add_flag("--json", a->json, "Print JSON");
   one->callback([a, &run] { run = [a] { return bus(a); }; });

@@ -7,17 +7,19 @@
 
 #include "base/UTF8.h"
 #include "cli/ArgumentText.h"
+#include "cli/VolumeText.h"
 
 namespace sonmere {
 
 namespace {
 
-Outcome<void> readRoutes(const std::vector<std::string>& values, RunRequest& request) {
+Outcome<void> readRoutes(const std::vector<std::string>& values, const TrackNamesSource& names,
+                         RunRequest& request) {
   std::set<std::string> named;
   for (const std::string& text : values) {
     auto pair = splitPair("--route", text, "ID=BUS");
     if (!pair) return std::unexpected(pair.error());
-    const auto bus = readBus("--route " + text, pair->value);
+    const auto bus = readBusOrOff("--route " + text, pair->value, names);
     if (!bus) return std::unexpected(bus.error());
     if (!named.insert(pair->id).second)
       return badArgument(fmt::format("--route {}: given twice for the app \"{}\"", text, pair->id));
@@ -29,9 +31,9 @@ Outcome<void> readRoutes(const std::vector<std::string>& values, RunRequest& req
 Outcome<void> readVolumes(const std::vector<std::string>& values, RunRequest& request) {
   std::set<std::string> named;
   for (const std::string& text : values) {
-    auto pair = splitPair("--volume", text, "ID=GAIN");
+    auto pair = splitPair("--volume", text, "ID=VOLUME");
     if (!pair) return std::unexpected(pair.error());
-    const auto gain = readGain("--volume " + text, pair->value);
+    const auto gain = readVolumeLevel("--volume " + text, pair->value);
     if (!gain) return std::unexpected(gain.error());
     if (!named.insert(pair->id).second)
       return badArgument(fmt::format("--volume {}: given twice for the app \"{}\"", text, pair->id));
@@ -41,13 +43,13 @@ Outcome<void> readVolumes(const std::vector<std::string>& values, RunRequest& re
   return {};
 }
 
-Outcome<void> readRecords(const std::vector<std::string>& values, RunRequest& request) {
+Outcome<void> readRecords(const std::vector<std::string>& values, const TrackNamesSource& names,
+                          RunRequest& request) {
   for (const std::string& text : values) {
-    const auto bus = readBus("--record " + text, text);
+    const auto bus = readBus("--record " + text, text, names);
     if (!bus) return std::unexpected(bus.error());
-    if (!*bus) return badArgument("--record off: name the bus, 0 for the bridge or 2 to 9 for Track 1 to 8");
     auto& buses = request.options.recordedBuses;
-    if (std::ranges::find(buses, **bus) == buses.end()) buses.push_back(**bus);
+    if (std::ranges::find(buses, *bus) == buses.end()) buses.push_back(*bus);
   }
   return {};
 }
@@ -64,7 +66,7 @@ Outcome<void> readSeconds(const std::optional<std::string>& text, RunRequest& re
 
 }  // namespace
 
-Outcome<RunRequest> parseRun(const RunArguments& arguments) {
+Outcome<RunRequest> parseRun(const RunArguments& arguments, const TrackNamesSource& names) {
   RunRequest request;
   if (arguments.platform) {
     const auto wish = platformWish(*arguments.platform);
@@ -73,9 +75,9 @@ Outcome<RunRequest> parseRun(const RunArguments& arguments) {
     request.platform = *wish;
   }
   request.options.demoApps = arguments.demoApps;
-  if (auto read = readRoutes(arguments.routes, request); !read) return std::unexpected(read.error());
+  if (auto read = readRoutes(arguments.routes, names, request); !read) return std::unexpected(read.error());
   if (auto read = readVolumes(arguments.volumes, request); !read) return std::unexpected(read.error());
-  if (auto read = readRecords(arguments.records, request); !read) return std::unexpected(read.error());
+  if (auto read = readRecords(arguments.records, names, request); !read) return std::unexpected(read.error());
   if (auto read = readSeconds(arguments.seconds, request); !read) return std::unexpected(read.error());
   if (arguments.folder) {
     auto folder = readFolder("--out", *arguments.folder);

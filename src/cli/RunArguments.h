@@ -7,6 +7,7 @@
 #include "app/PlatformChoice.h"
 #include "app/RunOptions.h"
 #include "base/Error.h"
+#include "cli/BusText.h"
 
 namespace sonmere {
 
@@ -15,7 +16,7 @@ struct RunArguments {
   std::optional<std::string> platform;
   bool demoApps = false;
   std::vector<std::string> routes;   // ID=BUS
-  std::vector<std::string> volumes;  // ID=GAIN
+  std::vector<std::string> volumes;  // ID=VOLUME
   std::vector<std::string> records;  // BUS
   std::optional<std::string> folder;
   std::optional<std::string> seconds;
@@ -37,6 +38,6 @@ struct RunRequest {
   bool verbose = false;
   std::vector<std::string> notes;
 };
-Outcome<RunRequest> parseRun(const RunArguments& arguments);
+Outcome<RunRequest> parseRun(const RunArguments& arguments, const TrackNamesSource& names);
 
 }  // namespace sonmere

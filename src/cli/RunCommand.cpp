@@ -23,6 +23,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
 #include "cli/Tell.h"
+#include "cli/UserLibrary.h"
 #include "control/ControlServer.h"
 #include "recording/library/InotifyFolderWatch.h"
 
@@ -205,10 +206,16 @@ class RunSession {
   std::optional<Ending> ending_;
 };
 
+// What the run itself will find in the settings.
+TrackNames savedTrackNames() {
+  const auto user = UserLibrary::open([](const std::string& warning) { tell(kExitSuccess, warning); });
+  return user ? (*user)->trackNames() : TrackNames{};
+}
+
 }  // namespace
 
 int runRunCommand(const RunArguments& arguments) {
-  auto request = parseRun(arguments);
+  auto request = parseRun(arguments, savedTrackNames);
   if (!request) return tell(kExitBadInput, request.error().description);
   for (const std::string& note : request->notes) tell(kExitSuccess, note);
   returnFreedMemory();

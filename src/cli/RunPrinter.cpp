@@ -6,6 +6,7 @@
 
 #include "cli/JSONOutput.h"
 #include "cli/Text.h"
+#include "cli/TextTable.h"
 
 namespace sonmere {
 
@@ -67,25 +68,26 @@ std::string runReadyText(const PlatformChoice& platform, const RunReport& report
   for (const RunReport::App& app : report.apps)
     if (app.bus)
       text +=
-          fmt::format("{} ({}) plays on {}.\n", printable(app.name), printable(app.id), busName(*app.bus));
+          fmt::format("{} ({}) plays on {}.\n", printable(app.name), printable(app.id), busLabel(*app.bus));
   for (const RunReport::Route& route : report.routes)
     if (!route.isArmed && route.bus)
-      text += fmt::format("{} goes to {} when it appears.\n", printable(route.app), busName(*route.bus));
+      text += fmt::format("{} goes to {} when it appears.\n", printable(route.app), busLabel(*route.bus));
   return text;
 }
 
 std::string runTableText(const RunReport& report) {
-  std::string text = fmt::format("\n{:<24} {:<10} {:>7} {:>12} {:>9}\n", "app", "route", "volume",
-                                 "added delay", "underruns");
+  constexpr auto kRight = TextTable::Align::right;
+  TextTable apps({{"app"}, {"route"}, {"volume", kRight}, {"added delay", kRight}, {"underruns", kRight}});
   for (const RunReport::App& app : report.apps)
-    text += fmt::format("{:<24} {:<10} {:>5.0f} % {:>9.1f} ms {:>9}\n", printable(app.id),
-                        app.bus ? busName(*app.bus) : "-", app.volume * 100, app.addedDelayMs, app.underruns);
+    apps.add({app.id, app.bus ? busLabel(*app.bus) : "-", fmt::format("{:.0f} %", app.volume * 100),
+              fmt::format("{:.1f} ms", app.addedDelayMs), fmt::format("{}", app.underruns)});
+  const std::string text = "\n" + apps.text();
   if (report.recordings.empty()) return text;
-  text += fmt::format("\n{:<10} {:>10} {:>12} {:>6}  {}\n", "bus", "length", "frames", "lost", "file");
+  TextTable files({{"bus"}, {"length", kRight}, {"frames", kRight}, {"lost", kRight}, {"file"}});
   for (const RunReport::Recording& recording : report.recordings)
-    text += fmt::format("{:<10} {:>8.2f} s {:>12} {:>6}  {}\n", busName(recording.bus), seconds(recording),
-                        recording.frames, recording.lostFrames, printable(recording.path));
-  return text;
+    files.add({busLabel(recording.bus), fmt::format("{:.2f} s", seconds(recording)),
+               fmt::format("{}", recording.frames), fmt::format("{}", recording.lostFrames), recording.path});
+  return text + "\n" + files.text();
 }
 
 std::string runJSONText(const PlatformChoice& platform, const RunReport& report) {

@@ -12,9 +12,11 @@
 #include "base/SettingsLevels.h"
 #include "base/VirtualRuntime.h"
 #include "cli/ExitStatus.h"
+#include "cli/JSONOutput.h"
 #include "cli/RemoteCall.h"
 #include "cli/Tell.h"
 #include "cli/Text.h"
+#include "cli/TextTable.h"
 #include "cli/UserLibrary.h"
 #include "control/ControlClient.h"
 #include "control/SettingsCodec.h"
@@ -145,15 +147,14 @@ std::string valueText(const ControlJSON& setting) {
 }
 
 std::string listText(const ControlJSON& settings) {
-  std::string out = fmt::format("{:<36} {:<16} {:<26} {}\n", "key", "value", "takes", "meaning");
-  for (const ControlJSON& each : settings)
-    out += fmt::format("{:<36} {:<16} {:<26} {}{}\n", printable(each.value("key", "")),
-                       printable(valueText(each)), each.value("takes", ""),
-                       each.value("meaning", "not known to this version"),
-                       each.value("changed", false) && each.contains("default")
-                           ? fmt::format(" (changed; without it {})", each["default"].dump())
-                           : "");
-  return out;
+  TextTable table({{"key"}, {"value"}, {"takes"}, {"meaning"}});
+  for (const ControlJSON& each : settings) {
+    const bool isTold = each.value("changed", false) && each.contains("default");
+    table.add({each.value("key", ""), valueText(each), each.value("takes", ""),
+               each.value("meaning", "not known to this version") +
+                   (isTold ? fmt::format(" (changed; without it {})", each["default"].dump()) : "")});
+  }
+  return table.text();
 }
 
 }  // namespace
@@ -196,7 +197,7 @@ int runSettingsReset(const std::string& key) {
 
 int runSettingsList(bool json) {
   const auto show = [json](const ControlJSON& settings) {
-    fmt::print("{}", json ? printableJSON(settings.dump(2)) + "\n" : listText(settings));
+    fmt::print("{}", json ? jsonText({{"settings", settings}}) : listText(settings));
     return int(kExitSuccess);
   };
   if (auto program = runningProgram())

@@ -6,13 +6,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "audio/device/BusTable.h"
-
 namespace sonmere {
-
-std::string busName(int bus) {
-  return bus == kBridgeBus ? "Bridge" : fmt::format("Track {}", bus - kFirstTrackBus + 1);
-}
 
 double shortest(float value) {
   char text[32];

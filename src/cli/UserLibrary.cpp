@@ -3,6 +3,7 @@
 #include <random>
 
 #include "app/PlatformFolders.h"
+#include "routing/TrackNamesStore.h"
 
 namespace sonmere {
 
@@ -21,5 +22,7 @@ Outcome<std::unique_ptr<UserLibrary>> UserLibrary::open(const WarningLog::Warn& 
   if (const auto& error = user->settings_.loadError()) return std::unexpected(*error);
   return user;
 }
+
+TrackNames UserLibrary::trackNames() { return *TrackNamesStore(settings_).trackNames; }
 
 }  // namespace sonmere

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "app/FileSettingsStore.h"
+#include "audio/device/BusName.h"
 #include "base/NotificationCenter.h"
 #include "base/VirtualRuntime.h"
 #include "cli/WarningLog.h"
@@ -19,6 +20,7 @@ class UserLibrary {
 
   RecordingsLibrary& library() { return library_; }
   const SettingsStore& settings() const { return settings_; }
+  TrackNames trackNames();
   Outcome<void> save() { return settings_.synchronize(); }
 
  private:

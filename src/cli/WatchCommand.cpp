@@ -4,13 +4,13 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "app/PlatformFolders.h"
-#include "base/PrintableText.h"
 #include "cli/ExitStatus.h"
+#include "cli/JSONOutput.h"
+#include "cli/LiveText.h"
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
+#include "cli/Terminal.h"
 #include "control/ControlLink.h"
 
 namespace sonmere {
@@ -41,7 +41,7 @@ class Watch {
   bool isChanged_ = false;
   std::optional<Error> failure_;
   int shown_ = 0;
-  std::ptrdiff_t lines_ = 0;  // on the terminal
+  LiveText live_;
 };
 
 ControlLink::Handlers Watch::handlers() {
@@ -91,13 +91,13 @@ void Watch::show() {
   if (json_) {
     const ControlJSON all{{"apps", apps()},
                           {"recordings", meters_.value("recordings", ControlJSON::array())}};
-    fmt::print("{}\n", printableJSON(all.dump()));
+    printJSONLine(all);
     return;
   }
-  const std::string text = levelsText(apps());
-  if (isTerminal_ && lines_ > 0) fmt::print("\x1b[{}A", lines_);
-  fmt::print("{}{}", isTerminal_ ? "\x1b[J" : "", text);
-  lines_ = std::ranges::count(text, '\n');
+  // Asked for each time: a window that changes is then soon fitted.
+  const int columns = isTerminal_ ? terminalColumns() : 0;
+  const std::string text = levelsText(apps(), columns);
+  fmt::print("{}", columns > 0 ? live_.redrawn(text, columns, terminalRows()) : text);
 }
 
 }  // namespace

@@ -163,7 +163,7 @@ Outcome<AppChange> AppControl::setVolume(const std::string& app, VolumeRequest r
     return std::unexpected(controlError(ControlFault::badValue, "the volume is not a number"));
   AppChange change;
   const float present = describe(*id).volume;
-  const float wanted = request.isStep ? present + request.value : request.value;
+  const float wanted = request.from(present);
   const float held = heldVolume(wanted, maxAppVolume(app_.context().flags.boostAllowed), change.notes);
   if (isRouted(*id))
     engine().setVolume(*id, held);
@@ -228,7 +228,7 @@ Outcome<AppChange> AppControl::route(const std::string& app, std::optional<int> 
   if (bus && !isRoutableBus(*bus))
     return std::unexpected(controlError(
         ControlFault::badValue,
-        fmt::format("bus {} is none that apps route to; use 0 for the bridge or 2 to 9 for Track 1 to 8",
+        fmt::format("bus {} is none that apps route to; those are 0, the bridge, and 2 to 9, Track 1 to 8",
                     *bus)));
   if (bus) engine().setBus(*id, *bus);
   if (!engine().setRouted(*id, bus.has_value()))

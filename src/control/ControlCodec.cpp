@@ -86,7 +86,10 @@ ControlJSON encodeControl(const AppChange& change) {
 
 ControlJSON encodeControl(const BusState& bus) {
   return {{"bus", bus.bus},
+          {"name", bus.name},
+          {"givenName", orNull(bus.givenName)},
           {"running", bus.isRunning},
+          {"recording", bus.isRecording},
           {"apps", bus.apps},
           {"equaliser", encodeControl(bus.equaliser)},
           {"limiter", {{"enabled", bus.limiter.isEnabled}, {"ceilingDb", bus.limiter.ceilingDb}}},

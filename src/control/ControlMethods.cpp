@@ -53,11 +53,12 @@ StartRequest readStart(ControlParams& params) {
 }
 
 VolumeRequest readVolume(ControlParams& params) {
-  const auto step = params.numberIf("step");
-  if (step) return {float(*step), true};
+  using Kind = VolumeRequest::Kind;
+  if (const auto step = params.numberIf("step")) return {float(*step), Kind::step};
+  if (const auto step = params.numberIf("stepDb")) return {float(*step), Kind::decibelStep};
   const double volume = params.number("volume");
   params.hasAlternative();
-  return {float(volume), false};
+  return {float(volume), Kind::level};
 }
 
 SwitchRequest readMute(ControlParams& params) {
@@ -189,6 +190,9 @@ void ControlMethods::addRouting() {
   add("routing", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.routing().state()); });
   add("routing.enable", readFlag("enabled"),
       [this](bool on) -> Outcome<ControlJSON> { return encodeControl(control_.routing().setEnabled(on)); });
+  add(
+      "bus.rename", [](ControlParams& p) { return std::pair(p.whole("bus"), p.text("name")); },
+      [this](const auto& v) { return answer(control_.routing().rename(v.first, v.second)); });
   add("bus", readBus, [this](int bus) { return answer(control_.routing().bus(bus)); });
   add(
       "bus.equaliser", [](ControlParams& p) { return std::pair(p.whole("bus"), p.object("equaliser")); },

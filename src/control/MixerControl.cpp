@@ -34,7 +34,7 @@ Outcome<MixerChange> MixerControl::setMaster(VolumeRequest request) {
   if (!std::isfinite(request.value))
     return std::unexpected(controlError(ControlFault::badValue, "the volume is not a number"));
   MixerChange change;
-  const float wanted = request.isStep ? *mixer().masterVolume + request.value : request.value;
+  const float wanted = request.from(*mixer().masterVolume);
   mixer().setMasterVolume(
       heldVolume(wanted, maxMasterVolume(app_.context().flags.boostAllowed), change.notes));
   change.mixer = state();

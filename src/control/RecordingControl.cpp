@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "audio/device/BusName.h"
 #include "control/ControlError.h"
 
 namespace sonmere {
@@ -46,11 +47,13 @@ Outcome<void> RecordingControl::checkStart(int bus) const {
   if (!isRoutableBus(bus))
     return refuse(
         ControlFault::badValue,
-        fmt::format("bus {} can't be recorded; use 0 for the bridge or 2 to 9 for Track 1 to 8", bus));
+        fmt::format("bus {} can't be recorded; those that can are 0, the bridge, and 2 to 9, Track 1 to 8",
+                    bus));
   if (app_.recordings()->isRecording(bus))
-    return refuse(ControlFault::badValue, fmt::format("bus {} is being recorded already", bus));
+    return refuse(ControlFault::badValue, fmt::format("{} is being recorded already", busLabel(bus)));
   if (!app_.appTapEngine()->outputs().isRunning(bus))
-    return refuse(ControlFault::badValue, fmt::format("no app plays on bus {}; route one to it first", bus));
+    return refuse(ControlFault::badValue,
+                  fmt::format("no app plays on {}; route one to it first", busLabel(bus)));
   return {};
 }
 
@@ -68,14 +71,14 @@ Outcome<std::vector<RecordingState>> RecordingControl::start(const std::vector<i
 
 void RecordingControl::stop(int bus, std::function<void(Outcome<std::string>)> done) {
   const bool wasRecording = app_.recordings()->isRecording(bus);
-  app_.recordings()->stopRecording(
-      bus, [bus, wasRecording, done = std::move(done)](std::optional<std::string> path) {
-        if (path) return done(std::move(*path));
-        if (wasRecording)
-          return done(refuse(ControlFault::failed,
-                             fmt::format("the recording of bus {} ended, but its file was removed", bus)));
-        done(refuse(ControlFault::notFound, fmt::format("bus {} is not being recorded", bus)));
-      });
+  app_.recordings()->stopRecording(bus, [bus, wasRecording,
+                                         done = std::move(done)](std::optional<std::string> path) {
+    if (path) return done(std::move(*path));
+    if (wasRecording)
+      return done(refuse(ControlFault::failed,
+                         fmt::format("the recording of {} ended, but its file was removed", busLabel(bus))));
+    done(refuse(ControlFault::notFound, fmt::format("{} is not being recorded", busLabel(bus))));
+  });
 }
 
 }  // namespace sonmere

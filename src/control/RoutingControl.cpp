@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "audio/device/BusName.h"
+#include "base/PrintableText.h"
 #include "control/ControlError.h"
 #include "control/EffectLimits.h"
 #include "dsp/Level.h"
@@ -14,7 +16,14 @@ std::optional<Error> refusal(int bus) {
   if (isRoutableBus(bus)) return std::nullopt;
   return controlError(
       ControlFault::badValue,
-      fmt::format("bus {} is none that apps route to; use 0 for the bridge or 2 to 9 for Track 1 to 8", bus));
+      fmt::format("bus {} is none that apps route to; those are 0, the bridge, and 2 to 9, Track 1 to 8",
+                  bus));
+}
+
+constexpr std::size_t kLongestName = 200;  // bytes
+
+std::unexpected<Error> refuse(std::string text) {
+  return std::unexpected(controlError(ControlFault::badValue, std::move(text)));
 }
 
 }  // namespace
@@ -46,6 +55,10 @@ BusState RoutingControl::describe(int bus) const {
   const auto at = std::size_t(bus);
   BusState state;
   state.bus = bus;
+  state.name = busName(bus);
+  const auto& names = *app_.trackNames().trackNames;
+  if (const auto found = names.find(bus); found != names.end()) state.givenName = found->second;
+  state.isRecording = app_.recordings()->isRecording(bus);
   state.isRunning = engine().outputs().isRunning(bus);
   for (const auto& [bundleID, tap] : engine().activeTaps())
     if (tap->busIndex == bus) state.apps.push_back(bundleID);
@@ -58,6 +71,19 @@ BusState RoutingControl::describe(int bus) const {
 
 Outcome<BusState> RoutingControl::bus(int bus) const {
   if (const auto error = refusal(bus)) return std::unexpected(*error);
+  return describe(bus);
+}
+
+Outcome<BusState> RoutingControl::rename(int bus, const std::string& name) {
+  if (!isRoutableBus(bus) || bus == kBridgeBus)
+    return refuse(fmt::format("bus {} keeps its name; Tracks can be named", bus));
+  if (name.size() > kLongestName || printable(name) != name)
+    return refuse(fmt::format("a name has at most {} bytes, and no control characters", kLongestName));
+  if (const auto other = busFromText(name); other || name == "off")
+    return refuse(fmt::format("\"{}\" means {} already", name, other ? busLabel(*other) : "no bus"));
+  for (const auto& [taken, same] : tracksNamed(name, *app_.trackNames().trackNames))
+    if (taken != bus) return refuse(fmt::format("\"{}\" is the name of {} already", same, busLabel(taken)));
+  app_.trackNames().setTrackName(bus, name);
   return describe(bus);
 }
 

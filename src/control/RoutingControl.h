@@ -20,6 +20,9 @@ class RoutingControl {
   RoutingChange setEnabled(bool enabled);
 
   Outcome<BusState> bus(int bus) const;
+  // Calls a Track something; an empty name gives it its own back. Refused for the bridge, for a name that
+  // means a bus by itself or is another Track's, and for one that can't be shown in a line.
+  Outcome<BusState> rename(int bus, const std::string& name);
   Outcome<BusChange> setEqualiser(int bus, AppEQSettings settings);
   // Nothing turns it off.
   Outcome<BusChange> setLimiter(int bus, std::optional<double> ceilingDb);

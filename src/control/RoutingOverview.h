@@ -11,7 +11,10 @@ namespace sonmere {
 
 // One bus that apps route to, with the effects on its sum.
 struct BusState {
-  int bus = 0;  // 0 the bridge, 2 to 9 Track 1 to 8
+  int bus = 0;                           // 0 the bridge, 2 to 9 Track 1 to 8
+  std::string name;                      // "Bridge", "Track 1"
+  std::optional<std::string> givenName;  // what the user called a Track
+  bool isRecording = false;
   bool isRunning = false;
   std::vector<std::string> apps;  // identifiers of those that play into it now
   AppEQSettings equaliser;

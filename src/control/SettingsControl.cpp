@@ -77,7 +77,7 @@ Outcome<void> SettingsControl::apply(const std::string& key, const SettingsValue
                                      std::vector<std::string>& notes) {
   if (const auto* on = value.as<bool>()) return applySwitch(key, *on);
   if (const auto* number = value.as<double>(); number && key == "sonmere.volumeMixer.masterVolume") {
-    const auto changed = MixerControl(app_).setMaster({float(*number), false});
+    const auto changed = MixerControl(app_).setMaster({.value = float(*number)});
     if (!changed) return std::unexpected(changed.error());
     notes.insert(notes.end(), changed->notes.begin(), changed->notes.end());
     app_.volumeMixerEngine()->flushPendingSaves();

@@ -66,7 +66,7 @@ TEST_F(DemoTest, AnAppThatCantBeRoutedEndsItWithAProblem) {
   runtime.advance(kSecond);
   ASSERT_TRUE(report) << "at once, not after 20 seconds";
   ASSERT_TRUE(report->problem);
-  EXPECT_TRUE(report->problem->starts_with("the app \"beat.helper\" could not be routed to bus 2"))
+  EXPECT_TRUE(report->problem->starts_with("the app \"beat.helper\" could not be routed to Track 1 (bus 2)"))
       << *report->problem;
   EXPECT_TRUE(report->files.empty());
 }

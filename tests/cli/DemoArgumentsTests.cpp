@@ -56,14 +56,21 @@ TEST(DemoArguments, EveryAppHasATrackOfItsOwnUnlessToldOtherwise) {
   EXPECT_EQ(request->options.apps[8].bus, 2);
 }
 
-TEST(DemoArguments, AVolumeAboveTheLargestIsHeldAndTold) {
+TEST(DemoArguments, ValuesBeyondTheirRangesAreHeldAndTold) {
   auto arguments = twoApps();
-  arguments.volumes = {"a=9"};
+  arguments.volumes = {"a=900%"};
+  arguments.limits = {"a=-20dB"};
+  arguments.equalisers = {"a=hp:10,bell:1000:60:1"};
   const auto request = parseDemo(arguments);
   ASSERT_TRUE(request);
   EXPECT_EQ(request->options.apps[0].volume, 4);
-  ASSERT_EQ(request->notes.size(), 1u);
-  EXPECT_EQ(request->notes[0], "--volume a=9: held to 4, the largest volume");
+  EXPECT_EQ(request->options.apps[0].ceilingDb, -12);
+  EXPECT_EQ(request->options.apps[0].equaliser->highPassFreq, 20);
+  EXPECT_EQ(request->notes,
+            (std::vector<std::string>{"--volume a=900%: held to 400 %, the largest volume",
+                                      "--eq a=hp:10,bell:1000:60:1: high-pass frequency held to 20 Hz",
+                                      "--eq a=hp:10,bell:1000:60:1: bell gain held to 24 dB",
+                                      "--limit a=-20dB: limiter ceiling held to -12 dB"}));
 }
 
 TEST(DemoArguments, WhatIsSaidTwiceIsRefusedAndNotReplaced) {
@@ -120,22 +127,23 @@ TEST(DemoArguments, WhatIsWrongIsNamed) {
     return complaint(arguments);
   };
   using A = DemoArguments;
-  EXPECT_EQ(
-      with(&A::routes, "a=1"),
-      "--route a=1: bus 1 is the internal mic bus; use 0 for the bridge, 2 to 9 for Track 1 to 8, or off");
+  EXPECT_EQ(with(&A::routes, "a=1"),
+            "--route a=1: bus 1 is the internal mic bus; use bridge, track1 to track8, or a name that you "
+            "gave a Track, or off");
   EXPECT_EQ(with(&A::routes, "a=10"),
-            "--route a=10: \"10\" is not a bus; use 0 for the bridge, 2 to 9 for Track 1 to 8, or off");
+            "--route a=10: \"10\" is not a bus; use bridge, track1 to track8, or a name that you gave a "
+            "Track, or off");
   for (const char* bus : {"a=x", "a=2.5", "a=-1", "a=1e9", "a=nan", "a=2 "})
     EXPECT_NE(with(&A::routes, bus), "") << bus;
   EXPECT_EQ(with(&A::routes, "c=2"), "--route c=2: there is no app \"c\"");
   EXPECT_EQ(with(&A::routes, "a"), "--route a: expected ID=BUS");
-  for (const char* gain : {"a=-1", "a=loud", "a=inf", "a=1x"}) EXPECT_NE(with(&A::volumes, gain), "") << gain;
+  for (const char* gain : {"a=-1", "a=loud", "a=inf", "a=1x", "a=9", "a=+5%"})
+    EXPECT_NE(with(&A::volumes, gain), "") << gain;
   EXPECT_EQ(with(&A::volumes, "a=-1"),
-            "--volume a=-1: \"-1\" is not a gain; use a number from 0 to 4, where 1 is 100 %");
-  for (const char* eq :
-       {"a=hp", "a=hp:1", "a=lp:50", "a=bell:1000:6", "a=bell:1000:60:1", "a=hp:100,,lp:9000", "a=x:1"})
+            "--volume a=-1: \"-1\" has no unit; a step is +1% or 1%-, a level in decibels -1dB");
+  for (const char* eq : {"a=hp", "a=hp:x", "a=bell:1000:6", "a=hp:100,,lp:9000", "a=x:1"})
     EXPECT_NE(with(&A::equalisers, eq), "") << eq;
-  for (const char* limit : {"a=1", "a=-13", "a=x"}) EXPECT_NE(with(&A::limits, limit), "") << limit;
+  for (const char* limit : {"a=x", "a=dB", "a=3%"}) EXPECT_NE(with(&A::limits, limit), "") << limit;
   EXPECT_EQ(with(&A::apps, "noequals"), "--app noequals: expected ID=FILE");
   auto twice = twoApps();
   twice.apps.push_back("a=z");

@@ -113,7 +113,7 @@ TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {
       {{"edit", path("empty.wav"), "--save", out}, "empty.wav"},
       {{"edit", a}, "--save"},
       {{"edit", a, "--format", "wav", "--loudness"}, "--save"},
-      {{"edit", a, "--save", ""}, "not the name"},
+      {{"edit", a, "--save", ""}, "--save is empty"},
       {{"edit", a, "--save", path("dir.wav"), "--force"}, "folder"},
       {{"edit", a, "--save", path("link.wav"), "--force"}, "symbolic link"},
       {{"edit", a, "--save", path("hard.wav"), "--force"}, "original"},

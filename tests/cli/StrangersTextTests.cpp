@@ -31,7 +31,7 @@ TEST(StrangersTextTest, TablesShowItWithoutWhatATerminalObeys) {
   const ControlJSON app = hostileApp(), list = ControlJSON::array({app});
   for (const std::string& text :
        {statusText(app), appsText(list), appText(app), mixerText(app), devicesText(list),
-        recordingsText(list), profilesText(list), levelsText(list)})
+        recordingsText(list), profilesText(list), levelsText(list, 0)})
     expectHarmless(text);
 }
 

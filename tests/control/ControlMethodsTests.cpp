@@ -94,6 +94,32 @@ TEST_F(ControlMethodsTest, ValuesOutOfRangeAreHeldAndTold) {
   EXPECT_EQ((*call("mixer.master", R"({"volume":3})"))["mixer"]["masterVolume"], 1.0);
 }
 
+TEST_F(ControlMethodsTest, AStepInDecibelsIsTakenFromThePresentVolume) {
+  (void)call("volume", R"({"app":"talk","volume":0.5})");
+  EXPECT_NEAR(double((*call("volume", R"({"app":"talk","stepDb":6})"))["app"]["volume"]), 0.5 * 1.995262,
+              1e-6);
+  (void)call("volume", R"({"app":"talk","volume":0})");
+  EXPECT_EQ((*call("volume", R"({"app":"talk","stepDb":6})"))["app"]["volume"], 0.0);
+  (void)call("mixer.master", R"({"volume":1})");
+  EXPECT_NEAR(double((*call("mixer.master", R"({"stepDb":-20})"))["mixer"]["masterVolume"]), 0.1, 1e-6);
+}
+
+TEST_F(ControlMethodsTest, ATrackCanBeGivenANameThatMeansNothingElse) {
+  EXPECT_EQ((*call("bus", R"({"bus":4})"))["givenName"], nullptr);
+  const auto named = *call("bus.rename", R"({"bus":4,"name":"Drums"})");
+  EXPECT_EQ(named["givenName"], "Drums");
+  EXPECT_EQ(named["name"], "Track 3");
+  EXPECT_EQ((*call("routing"))["buses"][3]["givenName"], "Drums");
+  EXPECT_EQ((*world.app->trackNames().trackNames), (std::map<int, std::string>{{4, "Drums"}}))
+      << "what a driver shows";
+  for (const char* refused :
+       {R"({"bus":0,"name":"X"})", R"({"bus":1,"name":"X"})", R"({"bus":10,"name":"X"})",
+        R"({"bus":5,"name":"drums"})", R"({"bus":5,"name":"track1"})", R"({"bus":5,"name":"off"})",
+        R"({"bus":5,"name":"a\u001b"})"})
+    EXPECT_EQ(code("bus.rename", refused), kInvalidParams) << refused;
+  EXPECT_EQ((*call("bus.rename", R"({"bus":4,"name":""})"))["givenName"], nullptr) << "its own name again";
+}
+
 TEST_F(ControlMethodsTest, WrongParametersDoNothingAndSayWhy) {
   const auto before = *call("apps");
   const std::pair<const char*, const char*> cases[] = {
@@ -172,9 +198,10 @@ TEST_F(ControlMethodsTest, EveryMethodAndParameterIsListedAndDocumented) {
   }
   EXPECT_FALSE(hasQuit || peer.interval || !peer.subscribed.empty());
   const auto volume = std::ranges::find(all, "volume", [](const auto& m) { return m["method"]; });
-  EXPECT_EQ((*volume)["parameters"].dump(),
-            R"([{"name":"app","type":"a string","required":true},{"name":"step","type":"a number",)"
-            R"("required":false},{"name":"volume","type":"a number","required":false}])");
+  EXPECT_EQ(
+      (*volume)["parameters"].dump(),
+      R"([{"name":"app","type":"a string","required":true},{"name":"step","type":"a number",)"
+      R"("required":false},{"name":"stepDb","type":"a number","required":false},{"name":"volume","type":"a number","required":false}])");
 }
 
 TEST_F(ControlMethodsTest, SettingsTakeEffectAtOnceAndFallBack) {

@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "audio/file/AudioFileWriter.h"
+#include "cli/CommandLine.h"
+#include "support/JSONSchema.h"
+#include "support/TemporaryFolder.h"
+
+namespace sonmere {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What each command prints with --json is what docs/json/ says.
+class JSONOutputTest : public testing::Test {
+ protected:
+  struct Run {
+    int status;
+    std::string out, err;
+  };
+
+  JSONOutputTest() {
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"}) {
+      fs::create_directory(path(name));
+      fs::permissions(path(name), fs::perms::owner_all);
+      setenv(name, path(name).c_str(), 1);
+    }
+    setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
+    setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1);
+    fs::create_directory(path("takes"));
+    makeFile("Sonmere Track 1 — 2026-01-31 20-15-00.wav");
+  }
+  ~JSONOutputTest() override { unsetenv("SONMERE_SETTINGS"); }
+
+  std::string path(const std::string& name) const { return (folder / name).string(); }
+  std::string take(const std::string& name) const { return path("takes/" + name); }
+  void makeFile(const std::string& name) {
+    auto file = createAudioFile(take(name), {.sampleRate = 48000, .channels = 2, .bitDepth = 16});
+    PCMBuffer block((*file)->processingFormat(), 48000);
+    block.setFrameLength(48000);
+    for (std::uint32_t i = 0; i < 48000; ++i) block.channel(0)[i] = 0.25f;
+    EXPECT_TRUE((*file)->write(block));
+    EXPECT_TRUE((*file)->close());
+  }
+  Run run(const std::vector<std::string>& words) {
+    std::vector<const char*> arguments = {"sonmere"};
+    for (const std::string& word : words) arguments.push_back(word.c_str());
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int status = runCommandLine(int(arguments.size()), arguments.data());
+    return {status, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr()};
+  }
+  static std::string mismatch(const std::string& schema, const std::string& text) {
+    const auto value = nlohmann::json::parse(text, nullptr, false);
+    if (value.is_discarded()) return "no JSON: " + text;
+    return JSONSchema(SONMERE_SOURCE_DIR "/docs/json/" + schema + ".schema.json").check(value);
+  }
+  void expectForm(const std::string& schema, std::vector<std::string> words) {
+    words.push_back("--json");
+    const Run result = run(words);
+    EXPECT_EQ(result.status, 0) << words[0] << ": " << result.err;
+    EXPECT_EQ(mismatch(schema, result.out), "") << words[0] << "\n" << result.out;
+    checked_.insert(schema);
+  }
+  void expectError(const std::string& code, int status, std::vector<std::string> words) {
+    words.push_back("--json");
+    const Run result = run(words);
+    EXPECT_EQ(result.status, status) << words[0];
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(mismatch("error", result.err), "") << result.err;
+    EXPECT_EQ(nlohmann::json::parse(result.err, nullptr, false)["error"]["code"], code) << result.err;
+    checked_.insert("error");
+  }
+  // The program in a process of its own, until `stop`.
+  void start() {
+    int output[2];
+    ASSERT_EQ(pipe(output), 0);
+    std::fflush(stdout);
+    child_ = fork();
+    if (child_ == 0) {
+      dup2(output[1], STDOUT_FILENO);
+      for (const int end : output) close(end);
+      const std::string takes = path("takes");
+      const char* const arguments[] = {"sonmere",     "run",   "--platform", "simulated",
+                                       "--demo-apps", "--out", takes.c_str()};
+      _exit(runCommandLine(int(std::size(arguments)), arguments));
+    }
+    close(output[1]);
+    char text[4096];
+    EXPECT_GT(read(output[0], text, sizeof text), 0) << "it is ready";
+    pipe_ = output[0];
+  }
+  void stop() {
+    kill(child_, SIGKILL);
+    waitpid(child_, nullptr, 0);
+    close(pipe_);
+  }
+
+  TemporaryFolder folder;
+  std::set<std::string> checked_;
+  pid_t child_ = 0;
+  int pipe_ = -1;
+};
+
+TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
+  const std::string file = take("Sonmere Track 1 — 2026-01-31 20-15-00.wav"), takes = path("takes");
+  expectForm("info", {"info", file});
+  expectForm("waveform", {"waveform", file, "--png", path("a.png")});
+  expectForm("edit", {"edit", file, "--trim", "0:0.5", "--save", path("b.wav"), "--loudness"});
+  expectForm("session", {"session", "show", "2026-01-31", "--folder", takes, "--loudness"});
+  expectForm("session-export",
+             {"session", "export", "2026-01-31", "--folder", takes, "--out", path("c.wav")});
+  expectForm("recordings-list", {"recordings", "--folder", takes});
+  expectForm("recordings-list", {"recordings", "scan", "--folder", takes});
+  expectForm("recordings-repair", {"recordings", "repair", "--folder", takes});
+  expectForm("path", {"recordings", "import", file, "--folder", takes});
+  expectForm("recordings-folder", {"recordings", "folder"});
+  expectForm("settings", {"settings", "list"});
+  expectForm("demo", {"demo", "--app", "a=" + file, "--seconds", "1", "--out", path("demo")});
+  expectForm("run", {"run", "--platform", "simulated", "--demo-apps", "--route", "music=track1", "--record",
+                     "track1", "--out", takes, "--for", "0.5"});
+  expectError("notRunning", 1, {"status"});
+  expectError("badInput", 2, {"volume", "music", "30"});
+  expectError("badInput", 2, {"volum", "music"});
+  expectError("badInput", 2, {"info", path("missing.wav")});
+  start();
+  expectForm("status", {"status"});
+  expectForm("apps", {"apps"});
+  expectForm("removed-apps", {"apps", "--removed"});
+  for (const std::vector<std::string>& change :
+       std::vector<std::vector<std::string>>{{"volume", "music"},
+                                             {"volume", "music", "50%"},
+                                             {"mute", "music", "off"},
+                                             {"eq", "music", "hp:80"},
+                                             {"eq", "music"},
+                                             {"limit", "music", "-3"},
+                                             {"route", "music", "track1"},
+                                             {"pin", "music"}})
+    expectForm("app", change);
+  for (const char* command : {"mixer", "master", "output-eq", "boost"}) expectForm("mixer", {command});
+  expectForm("routing", {"routing"});
+  expectForm("routing", {"bus"});
+  expectForm("bus", {"bus", "track1", "name", "Drums"});
+  expectForm("bus", {"bus", "drums", "eq", "hp:80"});
+  expectForm("devices", {"devices"});
+  expectForm("report", {"report"});
+  expectForm("recordings", {"record", "start", "drums"});
+  expectForm("recordings", {"record", "list"});
+  expectForm("levels", {"watch", "--count", "1"});
+  expectForm("recordings", {"record", "stop", "drums"});
+  expectForm("recording-health", {"record", "health"});
+  expectForm("profile", {"profile", "save", "A"});
+  expectForm("profiles", {"profile", "list"});
+  expectError("notFound", 2, {"volume", "nobody"});
+  expectError("ambiguous", 2, {"volume", "e", "50%"});
+  const Run held = run({"volume", "music", "900%", "--json"});
+  EXPECT_EQ(mismatch("note", held.err), "") << held.err;
+  checked_.insert("note");
+  expectForm("quit", {"quit"});
+  stop();
+  for (const auto& entry : fs::directory_iterator(SONMERE_SOURCE_DIR "/docs/json")) {
+    const std::string name = entry.path().filename();
+    const auto end = name.find(".schema.json");
+    EXPECT_TRUE(end == std::string::npos || checked_.contains(name.substr(0, end)))
+        << name << " is of no command here";
+  }
+}
+
+}  // namespace
+}  // namespace sonmere
