@@ -223,7 +223,7 @@ TEST_F(LiveControlServer, ALinkInAForeignLoopIsToldAndComesBackAfterARestart) {
   while (link.isConnected()) turn(link);
   world.app->volumeMixerEngine()->setVolume("org.music", 0.75f);
   auto started = ControlServer::start(world.runtime, world.log, *watcher, *control,
-                                      std::move(*ControlEndpoint::open(controlFolder)));
+                                      std::move(*ControlEndpoint::open(*lock)));
   ASSERT_TRUE(started);
   server = std::move(*started);
   asClient([&] {
