@@ -113,7 +113,7 @@ class InfoCommand {
   int run() {
     int status = kExitSuccess;
     for (const std::string& file : arguments_.files) status = std::max(status, tellFile(file));
-    if (arguments_.json) printJSON(arguments_.files.size() == 1 && !all_.empty() ? all_[0] : all_);
+    if (arguments_.json && !all_.empty()) printJSON({{"files", all_}});
     return status;
   }
 

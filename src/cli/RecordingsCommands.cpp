@@ -85,7 +85,7 @@ void addInfo(CLI::App& app, std::function<int()>& run) {
       ->required()
       ->expected(-1);
   command->add_flag("--loudness", a->loudness, "Measure the loudness too, which reads all of the file");
-  command->add_flag("--json", a->json, "Print one JSON object; of several files a list");
+  command->add_flag("--json", a->json, "Print one JSON object");
   command->callback([a, &run] { run = [a] { return runInfoCommand(*a); }; });
 }
 

@@ -43,7 +43,7 @@ TopicJSON appsValue(AppControl& apps) {
   for (const AppState& app : apps.list()) {
     const ControlJSON all = encodeControl(app);
     order.push_back(app.id);
-    values[app.id] = {{"facts", members(all, {"name", "running", "control", "bus", "routeWaits"})},
+    values[app.id] = {{"facts", members(all, {"name", "running", "control", "bus", "routeWaits", "hints"})},
                       {"wishes", members(all, {"hidden", "pinned", "volume", "muted"})}};
   }
   return {{"order", order}, {"apps", values}, {"removed", apps.removed()}};

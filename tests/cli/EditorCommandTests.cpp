@@ -58,7 +58,7 @@ TEST_F(EditorCommandTest, AnEditIsWhatItSays) {
   EXPECT_NEAR(edit["gain"], 0.94406 / 0.5, 1e-6);
   EXPECT_EQ(edit["format"], "wav");
   EXPECT_NEAR(edit["loudness"]["samplePeakDb"], -0.5, 0.01);
-  const auto info = json({"info", out});
+  const auto info = json({"info", out})["files"][0];
   EXPECT_EQ(info["frames"], 24000);
   EXPECT_EQ(info["bits"], 24) << "that of the source";
   EXPECT_NEAR(peakOf(out), 0.94406, 1e-6);
@@ -94,7 +94,7 @@ TEST_F(EditorCommandTest, WhatIsTooMuchIsHeldAndTold) {
   const Run silent = run({"edit", path("silent.wav"), "--normalise", "--save", path("s.wav")});
   EXPECT_NE(silent.err.find("silent"), std::string::npos);
   EXPECT_EQ(silent.status, 0);
-  EXPECT_TRUE(json({"info", path("silent.wav"), "--loudness"})["loudness"]["samplePeakDb"].is_null());
+  EXPECT_TRUE(json({"info", path("silent.wav"), "--loudness"})["files"][0]["loudness"]["samplePeakDb"].is_null());
 }
 
 TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {
@@ -196,12 +196,12 @@ TEST_F(EditorCommandTest, ASessionIsExportedAsItWasEdited) {
 
   const auto made = json(session({"export", "2026-01-01", "--mix", "--out", path("m.wav")}));
   EXPECT_EQ(made["files"], (nlohmann::json{path("m.wav")}));
-  const auto info = json({"info", path("m.wav")});
+  const auto info = json({"info", path("m.wav")})["files"][0];
   EXPECT_EQ(info["frames"], 48000);
   EXPECT_NEAR(peakOf(path("m.wav")), 0.75, 1e-3);
   const auto stems = json(session({"export", "2026-01-01", "--stems", "--out", path("stems")}));
   EXPECT_EQ(stems["files"].size(), 3u);
-  EXPECT_EQ(json({"info", path("stems/Track 2.wav")})["frames"], 8000);
+  EXPECT_EQ(json({"info", path("stems/Track 2.wav")})["files"][0]["frames"], 8000);
 
   const auto before = names(takes);
   const std::string muted = takes + "/" + file("Sonmere Track 1");

@@ -109,9 +109,11 @@ class JSONOutputTest : public testing::Test {
 TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   const std::string file = take("Sonmere Track 1 — 2026-01-31 20-15-00.wav"), takes = path("takes");
   expectForm("info", {"info", file});
+  expectForm("info", {"info", file, file, "--loudness"});
   expectForm("waveform", {"waveform", file, "--png", path("a.png")});
   expectForm("edit", {"edit", file, "--trim", "0:0.5", "--save", path("b.wav"), "--loudness"});
   expectForm("session", {"session", "show", "2026-01-31", "--folder", takes, "--loudness"});
+  expectForm("session", {"session", "edit", "2026-01-31", "--all", "--gain", "-3", "--folder", takes});
   expectForm("session-export",
              {"session", "export", "2026-01-31", "--folder", takes, "--out", path("c.wav")});
   expectForm("recordings-list", {"recordings", "--folder", takes});
@@ -120,6 +122,7 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("path", {"recordings", "import", file, "--folder", takes});
   expectForm("recordings-folder", {"recordings", "folder"});
   expectForm("settings", {"settings", "list"});
+  expectForm("login-item", {"login-item", "status"});
   expectForm("demo", {"demo", "--app", "a=" + file, "--seconds", "1", "--out", path("demo")});
   expectForm("run", {"run", "--platform", "simulated", "--demo-apps", "--route", "music=track1", "--record",
                      "track1", "--out", takes, "--for", "0.5"});

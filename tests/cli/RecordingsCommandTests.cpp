@@ -129,7 +129,7 @@ TEST_F(RecordingsCommandTest, RecordingsAreNamedAsTheListHasThem) {
   take("Sonmere Track 1", "2026-02-02 10-00-00");
   const std::string list = run({"recordings", "list"}).out;
   EXPECT_LT(list.find("    1 2026-02-02"), list.find("  2.1 2026-01-01")) << list;
-  const auto fileOf = [&](const std::string& text) -> std::string { return json({"info", text})["file"]; };
+  const auto fileOf = [&](const std::string& text) -> std::string { return json({"info", text})["files"][0]["file"]; };
   EXPECT_TRUE(fileOf("latest").ends_with("Sonmere Track 1 \u2014 2026-02-02 10-00-00.wav"));
   EXPECT_TRUE(fileOf("2.2").ends_with("Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav"));
   EXPECT_EQ(fileOf("Track 2"), fileOf("2.2"));
@@ -176,7 +176,7 @@ TEST_F(RecordingsCommandTest, PlayEndsWithTheLastRecording) {
 }
 
 TEST_F(RecordingsCommandTest, InfoTellsFormatAndLoudness) {
-  const auto info = json({"info", make(path("tone.wav")), "--loudness"});
+  const auto info = json({"info", make(path("tone.wav")), "--loudness"})["files"][0];
   EXPECT_EQ(info["codec"], "PCM");
   EXPECT_EQ(info["bitRate"], std::round(double(info["bytes"]) * 8));
   EXPECT_EQ(info["format"], "wav");
@@ -190,7 +190,7 @@ TEST_F(RecordingsCommandTest, InfoTellsFormatAndLoudness) {
   EXPECT_EQ(facts.status, 2);
   EXPECT_NE(facts.out.find("\n\nfile"), std::string::npos) << "one that fails costs the others nothing";
   EXPECT_EQ(facts.out.find("LUFS"), std::string::npos) << "only when asked for";
-  EXPECT_EQ(json({"info", path("tone.wav"), path("tone.wav")}).size(), 2u);
+  EXPECT_EQ(json({"info", path("tone.wav"), path("tone.wav")})["files"].size(), 2u);
   const Run text = run({"info", "--loudness", path("tone.wav")});
   EXPECT_NE(text.out.find("24-bit integer"), std::string::npos) << text.out;
   EXPECT_NE(text.out.find("0:01.000 (48000 frames)"), std::string::npos) << text.out;
