@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <csignal>
 
-#include "PipeWireWorld.h"
+#include "SpeakerEar.h"
+#include "TestPlayers.h"
 
 namespace sonmere {
 
@@ -47,56 +47,6 @@ struct Holding {
   std::atomic<int> cycles{0};
   TapAggregate objects;
 };
-
-// What a device has given while the object lives.
-struct SpeakerEar {
-  explicit SpeakerEar(PipeWireWorld& itsWorld) : world(itsWorld) {
-    KnownSignal mark(1, 99);
-    mark.write(world.session.file("mark.wav"));
-    recorder =
-        world.session.launch({"pw-record", "--target", "fake.speaker", "-P", "{ stream.capture.sink=true }",
-                              "--format", "f32", world.session.file("speaker.wav")});
-    // It hears, once it hears something.
-    auto player =
-        world.session.launch({"pw-play", "-P", "{ application.name=mark }", world.session.file("mark.wav")});
-    Match match;
-    isReady = world.untilRecorded(world.session.file("speaker.wav"), mark, 4800, match);
-    player.wait();
-    isReady = isReady && world.until([&] { return world.processesOf("pw-play").empty(); });
-  }
-  std::vector<float> heard() {
-    recorder.signal(SIGTERM);
-    recorder.wait();
-    return readSamples(world.session.file("speaker.wav"));
-  }
-  Match heard(const KnownSignal& signal) { return findSignal(heard(), signal.samples); }
-
-  PipeWireWorld& world;
-  SessionProgram recorder;
-  bool isReady = false;
-};
-
-struct Player {
-  std::string name;
-  std::vector<std::string> command;
-};
-const std::vector<Player>& players() {
-  static const std::vector<Player> all = {
-      {"pw-play", {"pw-play"}},
-      {"paplay", {"paplay"}},
-      {"mpv", {"mpv", "--no-config", "--no-video", "--really-quiet", "--ao=pulse"}},
-      {"ffmpeg", {"ffmpeg", "-nostdin", "-loglevel", "error", "-re", "-i"}},
-  };
-  return all;
-}
-// Those that wait for the end of what they play.
-std::vector<Player> wholePlayers() { return {players().begin(), players().begin() + 3}; }
-std::vector<std::string> playing(const Player& player, const std::string& file) {
-  std::vector<std::string> command = player.command;
-  command.push_back(file);
-  if (player.name == "ffmpeg") command.insert(command.end(), {"-c:a", "pcm_f32le", "-f", "pulse", "x"});
-  return command;
-}
 
 struct HeldApp : testing::Test {
   void SetUp() override {

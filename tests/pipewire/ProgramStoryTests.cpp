@@ -7,7 +7,8 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "PipeWireWorld.h"
+#include "SpeakerEar.h"
+#include "TestPlayers.h"
 #include "platform/pipewire/TapGuard.h"
 
 namespace sonmere {
@@ -152,6 +153,30 @@ TEST_F(ProgramStory, AProgramThatIsToldToEndPutsEverythingBack) {
   EXPECT_EQ(world.program.wait(), 0);
   EXPECT_TRUE(world.until([&] { return world.isHome(); }));
   EXPECT_TRUE(world.until([&] { return !world.hasLeftTargets(); })) << world.session.run({"pw-metadata"});
+}
+
+// Sounds that follow each other sooner than the taps of their programs go, and sounds for which taps are
+// made: all are as loud as the user wants them.
+TEST_F(ProgramStory, ShortSoundsInQuickSuccessionAreNotLoud) {
+  const KnownSignal sound(0.08, 5);
+  sound.write(world.session.file("sound.wav"));
+  SpeakerEar speaker(world);
+  ASSERT_TRUE(speaker.isReady);
+  world.session.run(world.command({"settings", "set", "sonmere.volumeMixer.masterVolume", "0.1"}));
+  world.startMixer();
+  world.player.end();
+  const auto play = [&](const Player& player) {
+    EXPECT_EQ(world.session.launch(playing(player, world.session.file("sound.wav"))).wait(), 0);
+  };
+  for (const Player& player : wholePlayers())
+    for (int i = 0; i < 3; ++i) play(player);
+  for (int i = 0; i < 3; ++i) std::ranges::for_each(wholePlayers(), play);
+  const auto heard = speaker.heard();
+  // The session manager itself may slip, for three cycles in a hundred sounds or so.
+  EXPECT_LE(findSignal(heard, sound.samples).length, 3u * 2 * 256);
+  auto quiet = sound.samples;
+  for (float& sample : quiet) sample *= 0.1f;
+  EXPECT_GT(findSignal(heard, quiet).length, 0u);
 }
 
 // The recording of a routed program is the file that it plays.

@@ -107,9 +107,27 @@ AppMover::Place AppMover::placeOf(const GraphNode& node) {
     const bool isAskable = room_.node() != nullptr;
     if (!active && isAskable) return placeOfNew(node);
     if (active && !isAnswered(node)) return {isAskable ? Place::room : Place::home};
+    if (active && !isWithinReach(*active)) return {Place::room};
     if (node.isKnown) settle(node.id);
   }
-  return active ? Place{Place::tap, active} : Place{};
+  if (!active) return {Place::home};
+  if (isWaiting(node.id) && !isWithinReach(*active)) return {Place::room};
+  return {Place::tap, active};
+}
+
+// The session manager sends a stream whose target it does not know yet to the default device. Without the
+// script that tells what it knows, nothing is told of the room either.
+bool AppMover::isWithinReach(const Active& active) const {
+  const auto isTold = [&](GlobalID node, const std::string& serial) {
+    return graph_.defaults().value(node, kReachableKey) == serial;
+  };
+  const GraphNode* room = room_.node();
+  return !room || !isTold(room->id, room->serial) || isTold(active.sink, active.serial);
+}
+
+bool AppMover::isWaiting(GlobalID stream) const {
+  const auto known = claims_.find(stream);
+  return known != claims_.end() && known->second.waits() && known->second.looks < WaitingRoom::kLongestWait;
 }
 
 void AppMover::place(const GraphNode& node) {

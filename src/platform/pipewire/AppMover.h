@@ -48,6 +48,10 @@ class AppMover {
   void nodeChanged(const GraphNode& node) { place(node); }
   void nodeRemoved(const GraphNode& node);
   void linkAdded(const GraphLink& link);
+  // The key of the session's table under which the session manager's script tells of a device of this program
+  // that streams can be sent there; its value is the device's serial.
+  static constexpr const char* kReachableKey = "sonmere.reachable";
+  void reachChanged() { placeAll(); }
   void targetChanged(GlobalID stream, const std::optional<std::string>& value);
   // The session's table is there again, empty.
   void tableCameBack();
@@ -82,6 +86,8 @@ class AppMover {
   Place placeOf(const GraphNode& node);
   Place placeOfNew(const GraphNode& node);
   bool isExpected(const std::string& bundleID) const;
+  bool isWithinReach(const Active& active) const;
+  bool isWaiting(GlobalID stream) const;
   const Active* wanted(const GraphNode& node) const;
   void place(const GraphNode& node);
   void placeAll();

@@ -187,6 +187,7 @@ void PipeWireServer::defaultsChanged(GlobalID subject, const std::string& key,
     mover_.targetChanged(subject, value);
     watch_.update();
   }
+  if (key == AppMover::kReachableKey) mover_.reachChanged();
   if (subject == 0 && key == "default.audio.sink") {
     protectDefault();
     notify(AudioProperty::defaultOutput);

@@ -27,6 +27,24 @@ streams = ObjectManager {
   }
 }
 
+-- Sonmere's hidden devices. A stream that is sent to one before it can be linked plays elsewhere until then,
+-- so Sonmere is told when it can.
+devices = ObjectManager {
+  Interest {
+    type = "SiLinkable",
+    Constraint { "item.factory.name", "c", "si-audio-adapter", "si-node" },
+    Constraint { "active-features", "!", 0, type = "gobject" },
+  }
+}
+
+parts = ObjectManager {
+  Interest {
+    type = "node",
+    Constraint { "media.class", "#", "Audio/Sink*", type = "pw-global" },
+    Constraint { "sonmere.part", "+", type = "pw" },
+  }
+}
+
 asked = {} -- serials of streams by their numbers, which are used again
 
 -- Sonmere's own, the session's plumbing, and what must not be moved are linked as ever.
@@ -60,6 +78,23 @@ streams:connect("object-removed", function(_, stream)
   asked[stream["bound-id"]] = nil
 end)
 
+devices:connect("object-added", function(_, item)
+  local node, targets = item:get_associated_proxy("node"), tables:lookup()
+  if node and targets and node.properties["sonmere.part"]
+      and string.find(node.properties["media.class"] or "", "^Audio/Sink") then
+    targets:set(node["bound-id"], "sonmere.reachable", "Spa:Id", node.properties["object.serial"])
+  end
+end)
+
+parts:connect("object-removed", function(_, node)
+  local targets = tables:lookup()
+  if targets then
+    targets:set(node["bound-id"], "sonmere.reachable", nil, nil)
+  end
+end)
+
 rooms:activate()
 tables:activate()
 streams:activate()
+devices:activate()
+parts:activate()
