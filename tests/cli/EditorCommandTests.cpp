@@ -94,7 +94,8 @@ TEST_F(EditorCommandTest, WhatIsTooMuchIsHeldAndTold) {
   const Run silent = run({"edit", path("silent.wav"), "--normalise", "--save", path("s.wav")});
   EXPECT_NE(silent.err.find("silent"), std::string::npos);
   EXPECT_EQ(silent.status, 0);
-  EXPECT_TRUE(json({"info", path("silent.wav"), "--loudness"})["files"][0]["loudness"]["samplePeakDb"].is_null());
+  EXPECT_TRUE(
+      json({"info", path("silent.wav"), "--loudness"})["files"][0]["loudness"]["samplePeakDb"].is_null());
 }
 
 TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {

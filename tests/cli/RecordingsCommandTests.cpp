@@ -129,7 +129,9 @@ TEST_F(RecordingsCommandTest, RecordingsAreNamedAsTheListHasThem) {
   take("Sonmere Track 1", "2026-02-02 10-00-00");
   const std::string list = run({"recordings", "list"}).out;
   EXPECT_LT(list.find("    1 2026-02-02"), list.find("  2.1 2026-01-01")) << list;
-  const auto fileOf = [&](const std::string& text) -> std::string { return json({"info", text})["files"][0]["file"]; };
+  const auto fileOf = [&](const std::string& text) -> std::string {
+    return json({"info", text})["files"][0]["file"];
+  };
   EXPECT_TRUE(fileOf("latest").ends_with("Sonmere Track 1 \u2014 2026-02-02 10-00-00.wav"));
   EXPECT_TRUE(fileOf("2.2").ends_with("Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav"));
   EXPECT_EQ(fileOf("Track 2"), fileOf("2.2"));
