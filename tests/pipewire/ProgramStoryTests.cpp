@@ -147,6 +147,25 @@ TEST_F(ProgramStory, AGuardTakesManyApps) {
   EXPECT_TRUE(world.until([&] { return !world.hasLeftTargets(); })) << world.session.run({"pw-metadata"});
 }
 
+// Mixers and patchbays show streams by these.
+TEST_F(ProgramStory, ItsStreamsBearItsName) {
+  world.startMixer();
+  const auto nodes = nlohmann::json::parse(world.session.run({"pw-dump"}), nullptr, false);
+  int count = 0;
+  for (const auto& object : nodes) {
+    const auto properties = object.value("/info/props"_json_pointer, nlohmann::json::object());
+    if (!properties.contains("sonmere.part")) continue;
+    ++count;
+    SCOPED_TRACE(properties.dump());
+    EXPECT_EQ(properties.value("application.name", ""), "Sonmere");
+    EXPECT_EQ(properties.value("application.id", ""), "com.sonmere.ToneFerry");
+    EXPECT_EQ(properties.value("application.icon-name", ""), "com.sonmere.ToneFerry");
+    EXPECT_TRUE(properties.value("media.name", "").starts_with("Sonmere"));
+    EXPECT_TRUE(properties.value("node.description", "").starts_with("Sonmere"));
+  }
+  EXPECT_GE(count, 3) << "the output, the tap and the waiting room";
+}
+
 TEST_F(ProgramStory, AProgramThatIsToldToEndPutsEverythingBack) {
   world.startMixer();
   world.program.signal(SIGTERM);
