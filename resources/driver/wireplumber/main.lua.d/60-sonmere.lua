@@ -1,8 +1,10 @@
--- Copy with scripts/sonmere.lua, which it loads, to ~/.config/wireplumber/ and restart WirePlumber (0.4).
+-- Copy with scripts/sonmere.lua, which it can load, to ~/.config/wireplumber/ and restart WirePlumber (0.4).
 --
 -- Sonmere moves programs' streams for a while. With this the session does not remember where a stream was
 -- moved to; it would send other programs of the same role there, even after Sonmere has ended.
 stream_defaults.properties["restore-target"] = false
 
--- New streams are linked where Sonmere wants them from their first frame on.
-load_script("sonmere.lua")
+-- With this, new streams are linked where Sonmere wants them from their first frame on; without it up to one
+-- cycle of a sound that begins is heard as it is. It is off because on a busy machine a stream may then stand
+-- still for seconds before it is linked. To try it, take the dashes away.
+-- load_script("sonmere.lua")
