@@ -40,3 +40,18 @@ function(sonmere_test name)
   gtest_discover_tests(test_${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT 300 LABELS "${name}")
 endfunction()
+
+# sonmere_window_room(NAME folders...) makes the library of the window, which alone knows Qt.
+function(sonmere_window_room name)
+  set(sources)
+  foreach(folder ${ARGN})
+    file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${folder}/*.cpp ${CMAKE_SOURCE_DIR}/src/${folder}/*.h)
+    list(APPEND sources ${found})
+  endforeach()
+  add_library(sonmere_${name} STATIC ${sources} ${CMAKE_SOURCE_DIR}/src/ui/icons.qrc)
+  set_target_properties(sonmere_${name} PROPERTIES AUTOMOC ON AUTORCC ON)
+  target_include_directories(sonmere_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
+  target_compile_definitions(sonmere_${name} PUBLIC QT_NO_CAST_FROM_BYTEARRAY)
+  target_link_libraries(sonmere_${name} PUBLIC sonmere_control Qt6::Widgets Qt6::Network Qt6::Svg)
+  target_precompile_headers(sonmere_${name} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/PrecompiledWindow.h)
+endfunction()

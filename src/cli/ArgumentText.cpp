@@ -16,13 +16,6 @@ std::unexpected<Error> badArgument(std::string text) {
   return std::unexpected(Error{"Arguments", 2, std::move(text)});
 }
 
-std::optional<double> readNumber(std::string_view text) {
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) return std::nullopt;
-  return value;
-}
-
 std::vector<std::string> splitText(const std::string& text, char separator) {
   std::vector<std::string> parts;
   std::size_t from = 0;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/Error.h"
+#include "base/NumberText.h"
 
 namespace sonmere {
 
@@ -13,9 +14,6 @@ namespace sonmere {
 // line.
 
 std::unexpected<Error> badArgument(std::string text);
-
-// A finite decimal number, and nothing besides.
-std::optional<double> readNumber(std::string_view text);
 
 std::vector<std::string> splitText(const std::string& text, char separator);
 

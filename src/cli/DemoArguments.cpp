@@ -14,8 +14,8 @@
 #include "cli/ArgumentText.h"
 #include "cli/BusText.h"
 #include "cli/EqualiserText.h"
-#include "cli/VolumeText.h"
 #include "control/EffectLimits.h"
+#include "control/VolumeText.h"
 #include "routing/FamilyRules.h"
 
 namespace sonmere {

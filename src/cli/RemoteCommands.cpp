@@ -13,8 +13,8 @@
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
-#include "cli/VolumeText.h"
 #include "cli/WatchCommand.h"
+#include "control/VolumeText.h"
 
 namespace sonmere {
 

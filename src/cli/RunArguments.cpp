@@ -7,7 +7,7 @@
 
 #include "base/UTF8.h"
 #include "cli/ArgumentText.h"
-#include "cli/VolumeText.h"
+#include "control/VolumeText.h"
 
 namespace sonmere {
 

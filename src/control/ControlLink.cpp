@@ -82,7 +82,16 @@ void ControlLink::readSome() {
     if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
     if (size <= 0) return lose(lost("Sonmere has ended"));
     framer_.append({bytes.data(), std::size_t(size)});
-    while (const auto line = framer_.next()) handle(*line);
+    while (const auto line = framer_.next()) handleSafely(*line);
+  }
+}
+
+// A message whose members have other forms than this side knows is no message.
+void ControlLink::handleSafely(const std::string& line) {
+  try {
+    handle(line);
+  } catch (const nlohmann::json::exception&) {
+    lose(lost("Sonmere answered something that is no message"));
   }
 }
 

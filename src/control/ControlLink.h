@@ -59,6 +59,7 @@ class ControlLink {
   };
   void connect();
   void readSome();
+  void handleSafely(const std::string& line);
   void handle(const std::string& line);
   void take(const ControlJSON& notification);
   void takeSnapshot(const ControlJSON& result);

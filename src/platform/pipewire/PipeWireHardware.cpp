@@ -140,7 +140,9 @@ OSStatus PipeWireHardware::setBufferFrameSize(AudioDeviceID device, std::uint32_
   if (!server_.devices().device(device) && !tapAggregates_.contains(device))
     return kAudioHardwareBadDeviceError;
   if (frames == 0 || frames > 8192) return kAudioHardwareIllegalOperationError;
-  const auto runs = [&](const auto& entry) { return entry.second.isStarted && entry.second.device == device; };
+  const auto runs = [&](const auto& entry) {
+    return entry.second.isStarted && entry.second.device == device;
+  };
   // To make a running tap's stream anew would move its apps twice; now and then one is left without a link.
   if (tapAggregates_.contains(device) && std::ranges::any_of(procedures_, runs))
     return kAudioHardwareIllegalOperationError;

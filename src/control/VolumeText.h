@@ -7,8 +7,9 @@
 
 namespace sonmere {
 
-// How a volume is written, in every command alike. A level is a gain ("0.5", 0 to 4), a percentage ("50%"),
-// or decibels from 100 % ("-6dB", "+3dB"). A step from the present level has its sign before a percentage
+// How a volume is written, in every command and in the window alike. A level is a gain ("0.5", 0 to 4), a
+// percentage ("50%"), or decibels from 100 % ("-6dB", "+3dB"). A step from the present level has its sign
+// before a percentage
 // ("+5%", "-5%") or behind it or decibels ("5%+", "3dB-"). A blank may stand before the unit, whose letters
 // have any case.
 struct VolumeText {

@@ -1,4 +1,4 @@
-#include "cli/VolumeText.h"
+#include "control/VolumeText.h"
 
 #include <fmt/format.h>
 #include <strings.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "cli/ArgumentText.h"
+#include "base/NumberText.h"
 #include "dsp/Boost.h"
 
 namespace sonmere {
@@ -14,6 +14,10 @@ namespace sonmere {
 namespace {
 
 using Kind = VolumeText::Kind;
+
+std::unexpected<Error> badArgument(std::string text) {
+  return std::unexpected(Error{"Arguments", 2, std::move(text)});
+}
 
 // What is beyond these is held all the same, and stays a number that a float can hold.
 constexpr double kMostPercent = 1e6;

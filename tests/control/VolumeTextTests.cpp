@@ -1,4 +1,4 @@
-#include "cli/VolumeText.h"
+#include "control/VolumeText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,45 @@
+#include "ui/launch/WindowOptions.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+namespace sonmere {
+namespace {
+
+QString tr(const char* text) { return QCoreApplication::translate("sonmere::WindowOptions", text); }
+
+std::unexpected<Error> refuse(const QString& text) {
+  return std::unexpected(Error{"WindowOptions", 1, text.toStdString()});
+}
+
+}  // namespace
+
+Outcome<WindowOptions> parseWindowArguments(const QStringList& arguments) {
+  WindowOptions options;
+  for (qsizetype i = 1; i < arguments.size(); ++i) {
+    const QString& argument = arguments[i];
+    if (argument == QLatin1String("--demo")) {
+      options.demo = true;
+    } else if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
+      options.showHelp = true;
+    } else if (argument == QLatin1String("--shots")) {
+      if (++i == arguments.size()) return refuse(tr("--shots needs a folder for the pictures."));
+      options.shotsFolder = arguments[i];
+      if (!QDir().mkpath(options.shotsFolder)) {
+        return refuse(tr("--shots: the folder %1 can't be made.").arg(options.shotsFolder));
+      }
+    } else {
+      return refuse(tr("\"%1\" is no option of the window; --help lists them.").arg(argument));
+    }
+  }
+  return options;
+}
+
+QString windowHelp() {
+  return tr(
+      "sonmere-window [--demo] [--shots DIR]\n"
+      "  --demo       three apps that play on the embedded server: to look around, also without audio\n"
+      "  --shots DIR  pictures of every page, without a display\n");
+}
+
+}  // namespace sonmere

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include "base/Error.h"
+
+namespace sonmere {
+
+// How the window was asked to start.
+struct WindowOptions {
+  bool demo = false;    // on the embedded server, with apps that play
+  QString shotsFolder;  // not empty: pictures of the pages are made there, and the window ends
+  bool showHelp = false;
+};
+
+// The error is one line for the user.
+Outcome<WindowOptions> parseWindowArguments(const QStringList& arguments);
+QString windowHelp();
+
+}  // namespace sonmere

@@ -1,0 +1,104 @@
+#include "ui/model/Decode.h"
+
+namespace sonmere {
+namespace {
+
+AppEQSettings decodeEqualiserState(const TopicJSON& json) {
+  AppEQSettings eq;
+  eq.isEnabled = memberOr(json, "enabled", eq.isEnabled);
+  eq.highPassFreq = memberOr(json, "highPassHz", eq.highPassFreq);
+  eq.lowPassFreq = memberOr(json, "lowPassHz", eq.lowPassFreq);
+  eq.paraFreq = memberOr(json, "bellHz", eq.paraFreq);
+  eq.paraGain = memberOr(json, "bellDb", eq.paraGain);
+  eq.paraQ = memberOr(json, "bellQ", eq.paraQ);
+  return eq;
+}
+
+}  // namespace
+
+QString notesOf(const ControlJSON& result) {
+  QStringList lines;
+  const auto notes = result.is_object() ? result.find("notes") : result.end();
+  if (notes == result.end() || !notes->is_array()) return {};
+  for (const auto& note : *notes) {
+    if (note.is_string()) lines << QString::fromStdString(note.get<std::string>());
+  }
+  return lines.join(QLatin1Char('\n'));
+}
+
+AppState decodeApp(const std::string& id, const TopicJSON& json) {
+  const TopicJSON& facts = objectAt(json, "facts");
+  const TopicJSON& wishes = objectAt(json, "wishes");
+  AppState app;
+  app.id = id;
+  app.name = memberOr(facts, "name", id);
+  app.isRunning = memberOr(facts, "running", false);
+  app.control = memberOr<std::string>(facts, "control", "none");
+  app.bus = memberIf<int>(facts, "bus");
+  app.isRouteWaiting = memberOr(facts, "routeWaits", false);
+  if (const auto hints = facts.find("hints"); hints != facts.end() && hints->is_array()) {
+    for (const TopicJSON& hint : *hints) {
+      if (hint.is_string()) app.hints.push_back(hint.get<std::string>());
+    }
+  }
+  app.isHidden = memberOr(wishes, "hidden", false);
+  app.isPinned = memberOr(wishes, "pinned", false);
+  app.volume = memberOr(wishes, "volume", 1.0f);
+  app.isMuted = memberOr(wishes, "muted", false);
+  return app;
+}
+
+void decodeEffects(const TopicJSON& json, AppState& app) {
+  app.equaliser = decodeEqualiserState(objectAt(json, "equaliser"));
+  const TopicJSON& limiter = objectAt(json, "limiter");
+  app.limiter.isEnabled = memberOr(limiter, "enabled", false);
+  app.limiter.ceilingDb = memberOr(limiter, "ceilingDb", AppLimiterSettings().ceilingDb);
+}
+
+AppMeters decodeMeters(const ControlJSON& json) {
+  AppMeters meters;
+  meters.levelDb = memberIf<float>(json, "levelDb");
+  meters.gainReductionDb = memberOr(json, "gainReductionDb", 0.0f);
+  meters.addedDelayMs = memberOr(json, "addedDelayMs", 0.0);
+  meters.underruns = memberOr<std::int64_t>(json, "underruns", 0);
+  return meters;
+}
+
+MixerState decodeMixer(const TopicJSON& json) {
+  const TopicJSON& facts = objectAt(json, "facts");
+  const TopicJSON& wishes = objectAt(json, "wishes");
+  MixerState mixer;
+  mixer.outputDevice = memberOr<std::string>(facts, "outputDevice", {});
+  mixer.sampleRate = memberOr(facts, "sampleRate", 0.0);
+  mixer.error = memberIf<std::string>(facts, "error");
+  mixer.isEnabled = memberOr(wishes, "enabled", false);
+  mixer.masterVolume = memberOr(wishes, "masterVolume", 1.0f);
+  mixer.boostAllowed = memberOr(wishes, "boostAllowed", true);
+  mixer.outputEqualiser = decodeEqualiserState(objectAt(wishes, "outputEqualiser"));
+  return mixer;
+}
+
+RecordingState decodeRecording(const ControlJSON& json) {
+  RecordingState recording;
+  recording.bus = memberOr(json, "bus", 0);
+  recording.path = memberOr<std::string>(json, "path", {});
+  recording.seconds = memberOr(json, "seconds", 0.0);
+  recording.frames = memberOr<std::int64_t>(json, "frames", 0);
+  recording.bytes = memberOr<std::int64_t>(json, "bytes", 0);
+  recording.lostFrames = memberOr<std::int64_t>(json, "lostFrames", 0);
+  return recording;
+}
+
+DeviceState decodeDevice(const TopicJSON& json) {
+  DeviceState device;
+  device.id = memberOr<std::string>(json, "id", {});
+  device.name = memberOr(json, "name", device.id);
+  device.inputs = memberOr(json, "inputs", 0);
+  device.outputs = memberOr(json, "outputs", 0);
+  device.sampleRate = memberOr(json, "sampleRate", 0.0);
+  device.isDefaultOutput = memberOr(json, "defaultOutput", false);
+  device.isDefaultInput = memberOr(json, "defaultInput", false);
+  return device;
+}
+
+}  // namespace sonmere

@@ -1,0 +1,55 @@
+#include "ui/model/RecordingModel.h"
+
+#include <algorithm>
+
+#include "ui/model/Decode.h"
+
+namespace sonmere {
+
+RecordingModel::RecordingModel(ServiceLink& link) : link_(link) {
+  connect(&link, &ServiceLink::told, this, &RecordingModel::take);
+  connect(&link, &ServiceLink::metered, this, &RecordingModel::takeMeters);
+}
+
+void RecordingModel::take(Topic topic, const TopicJSON& value) {
+  if (topic != Topic::recording) return;
+  std::vector<RecordingState> running;
+  for (const auto& [bus, recording] : objectAt(objectAt(value, "facts"), "running").items()) {
+    RecordingState state;
+    state.bus = QString::fromStdString(bus).toInt();
+    state.path = memberOr<std::string>(recording, "path", {});
+    const auto known = std::ranges::find(running_, state.path, &RecordingState::path);
+    running.push_back(known == running_.end() ? state : *known);
+  }
+  running_ = std::move(running);
+  emit changed();
+}
+
+// How far each has come.
+void RecordingModel::takeMeters(const ControlJSON& meters) {
+  const auto told = meters.is_object() ? meters.find("recordings") : meters.end();
+  if (told == meters.end() || !told->is_array() || running_.empty()) return;
+  for (const ControlJSON& each : *told) {
+    const RecordingState state = decodeRecording(each);
+    const auto known = std::ranges::find(running_, state.path, &RecordingState::path);
+    if (known != running_.end()) *known = state;
+  }
+  emit changed();
+}
+
+void RecordingModel::start(const std::set<int>& buses) {
+  link_.call("record.start", {{"buses", buses}}, [this](const Outcome<ControlJSON>& answer) {
+    emit answered(answer ? QString() : QString::fromStdString(answer.error().description), !answer);
+  });
+}
+
+void RecordingModel::stopAll() {
+  for (const RecordingState& recording : running_) {
+    link_.call("record.stop", {{"bus", recording.bus}}, [this](const Outcome<ControlJSON>& answer) {
+      if (!answer) return emit answered(QString::fromStdString(answer.error().description), true);
+      emit finished(QString::fromStdString(memberOr<std::string>(*answer, "path", {})));
+    });
+  }
+}
+
+}  // namespace sonmere

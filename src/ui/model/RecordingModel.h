@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QObject>
+#include <set>
+#include <vector>
+
+#include "control/RecordingState.h"
+#include "ui/model/ServiceLink.h"
+
+namespace sonmere {
+
+// The running recordings, and what begins and ends them.
+class RecordingModel : public QObject {
+  Q_OBJECT
+
+ public:
+  explicit RecordingModel(ServiceLink& link);
+
+  const std::vector<RecordingState>& running() const { return running_; }
+  // All of them as one take.
+  void start(const std::set<int>& buses);
+  void stopAll();
+
+ signals:
+  void changed();
+  // Why an act was refused, or what became of it.
+  void answered(const QString& text, bool isRefusal);
+  // A file is complete.
+  void finished(const QString& path);
+
+ private:
+  void take(Topic topic, const TopicJSON& value);
+  void takeMeters(const ControlJSON& meters);
+
+  ServiceLink& link_;
+  std::vector<RecordingState> running_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,45 @@
+#include "ui/model/StatusModel.h"
+
+#include "ui/model/Decode.h"
+
+namespace sonmere {
+
+StatusModel::StatusModel(ServiceLink& link) : link_(link) {
+  connect(&link, &ServiceLink::told, this, &StatusModel::take);
+}
+
+void StatusModel::take(Topic topic, const TopicJSON& value) {
+  const auto text = [](const TopicJSON& json, const char* name) {
+    return QString::fromStdString(memberOr<std::string>(json, name, {}));
+  };
+  if (topic == Topic::devices) {
+    devices_.clear();
+    visitInOrder(value, "devices",
+                 [this](const auto&, const TopicJSON& device) { devices_.push_back(decodeDevice(device)); });
+  } else if (topic == Topic::program) {
+    program_ = tr("Sonmere %1 on %2. %3")
+                   .arg(text(value, "version"), text(value, "platform"), text(value, "reason"));
+  } else if (topic == Topic::routing || topic == Topic::mixer || topic == Topic::recording) {
+    errors_[topic] = text(objectAt(value, "facts"), "error");
+  } else {
+    return;
+  }
+  describe();
+  emit changed();
+}
+
+void StatusModel::describe() {
+  QStringList lines = {program_};
+  for (const auto& [topic, error] : errors_) lines << error;
+  lines.removeAll(QString());
+  summary_ = lines.join(QLatin1Char('\n'));
+}
+
+void StatusModel::askForReport() {
+  link_.call("report", ControlJSON::object(), [this](const Outcome<ControlJSON>& answer) {
+    emit reportCame(QString::fromStdString(answer ? memberOr<std::string>(*answer, "text", {})
+                                                  : answer.error().description));
+  });
+}
+
+}  // namespace sonmere

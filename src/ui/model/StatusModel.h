@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QObject>
+#include <vector>
+
+#include "control/DeviceState.h"
+#include "ui/model/ServiceLink.h"
+
+namespace sonmere {
+
+// The program at a glance and the devices, as the service tells them.
+class StatusModel : public QObject {
+  Q_OBJECT
+
+ public:
+  explicit StatusModel(ServiceLink& link);
+
+  // In words.
+  const QString& summary() const { return summary_; }
+  const std::vector<DeviceState>& devices() const { return devices_; }
+  // Ends in reportCame, with why it can't be had where it can't.
+  void askForReport();
+
+ signals:
+  void changed();
+  void reportCame(const QString& text);
+
+ private:
+  void take(Topic topic, const TopicJSON& value);
+  void describe();
+
+  ServiceLink& link_;
+  QString summary_;
+  QString program_;
+  std::map<Topic, QString> errors_;
+  std::vector<DeviceState> devices_;
+};
+
+}  // namespace sonmere

@@ -1,0 +1,217 @@
+#include "ui/widgets/AppRow.h"
+
+#include <QDoubleSpinBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QSignalBlocker>
+#include <QToolButton>
+
+#include "ui/theme/Theme.h"
+#include "ui/widgets/ElidedLabel.h"
+#include "ui/widgets/EqualiserPanel.h"
+#include "ui/widgets/GainSlider.h"
+#include "ui/widgets/Meter.h"
+#include "ui/widgets/VolumeField.h"
+
+namespace sonmere {
+namespace {
+
+QToolButton* toggle(const QString& text, const QString& description) {
+  auto* button = new QToolButton;
+  button->setText(text);
+  button->setCheckable(true);
+  button->setToolTip(description);
+  button->setAccessibleName(description);
+  return button;
+}
+
+}  // namespace
+
+AppRow::AppRow(const QString& id, QWidget* parent)
+    : QFrame(parent),
+      id_(id),
+      name_(new ElidedLabel),
+      state_(new ElidedLabel),
+      note_(new QLabel),
+      meter_(new Meter),
+      slider_(new GainSlider),
+      volume_(new VolumeField),
+      mute_(toggle(tr("Mute"), tr("Mute"))),
+      effects_(toggle(tr("Effects"), tr("Show equaliser and limiter"))),
+      route_(new RouteButton),
+      more_(new QToolButton),
+      effectsPanel_(new QWidget),
+      equaliser_(new EqualiserPanel),
+      limiter_(toggle(tr("Limiter on"), tr("Limiter"))),
+      ceiling_(new QDoubleSpinBox),
+      menu_(new QMenu(this)) {
+  setAutoFillBackground(true);
+  setBackgroundRole(QPalette::Button);
+  buildControls();
+  buildEffects();
+  buildMenu();
+}
+
+void AppRow::buildControls() {
+  auto* layout = new QGridLayout(this);
+  layout->setContentsMargins(kGrid, kGrid, kGrid, kGrid);
+  layout->setHorizontalSpacing(kGrid);
+  layout->setVerticalSpacing(2);
+  QFont strong = name_->font();
+  strong.setBold(true);
+  name_->setFont(strong);
+  state_->setForegroundRole(QPalette::PlaceholderText);
+  name_->setMinimumWidth(90);
+  layout->addWidget(name_, 0, 0);
+  layout->addWidget(state_, 1, 0);
+  layout->addWidget(slider_, 0, 1);
+  layout->addWidget(meter_, 1, 1);
+  layout->addWidget(volume_, 0, 2);
+  layout->addWidget(mute_, 0, 3);
+  layout->addWidget(effects_, 0, 4);
+  layout->addWidget(route_, 0, 5);
+  layout->addWidget(more_, 0, 6);
+  layout->addWidget(note_, 2, 0, 1, 7);
+  layout->addWidget(effectsPanel_, 3, 0, 1, 7);
+  layout->setColumnStretch(0, 2);
+  layout->setColumnStretch(1, 3);
+  note_->setWordWrap(true);
+  note_->setTextFormat(Qt::PlainText);
+  note_->hide();
+  effectsPanel_->hide();
+  connect(slider_, &GainSlider::gainChosen, this, [this](float gain) {
+    volume_->showGain(gain);
+    emit volumeChosen(id_, gain);
+  });
+  connect(volume_, &VolumeField::typed, this, [this](const QString& text) { emit volumeTyped(id_, text); });
+  connect(mute_, &QToolButton::clicked, this, [this](bool on) { emit muteChosen(id_, on); });
+  connect(effects_, &QToolButton::toggled, effectsPanel_, &QWidget::setVisible);
+  connect(route_, &RouteButton::chosen, this, [this](const QString& key) { emit routeChosen(id_, key); });
+}
+
+void AppRow::buildEffects() {
+  auto* layout = new QGridLayout(effectsPanel_);
+  layout->setContentsMargins(0, kGrid, 0, 0);
+  layout->addWidget(equaliser_, 0, 0, 1, 4);
+  ceiling_->setRange(-12, 0);
+  ceiling_->setDecimals(1);
+  ceiling_->setSingleStep(0.5);
+  ceiling_->setSuffix(tr(" dBFS"));
+  ceiling_->setKeyboardTracking(false);
+  ceiling_->setAccessibleName(tr("Limiter ceiling"));
+  auto* label = new QLabel(tr("Ceiling"));
+  label->setBuddy(ceiling_);
+  layout->addWidget(limiter_, 1, 0);
+  layout->addWidget(label, 1, 1);
+  layout->addWidget(ceiling_, 1, 2);
+  layout->setColumnStretch(3, 1);
+  connect(equaliser_, &EqualiserPanel::edited, this,
+          [this](const AppEQSettings& settings) { emit equaliserChosen(id_, settings); });
+  connect(limiter_, &QToolButton::clicked, this, &AppRow::chooseLimiter);
+  connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this] {
+    limiter_->setChecked(true);
+    chooseLimiter();
+  });
+}
+
+void AppRow::chooseLimiter() {
+  emit limiterChosen(id_, limiter_->isChecked() ? std::optional(ceiling_->value()) : std::nullopt);
+}
+
+void AppRow::buildMenu() {
+  more_->setText(QStringLiteral("⋯"));
+  more_->setPopupMode(QToolButton::InstantPopup);
+  more_->setMenu(menu_);
+  more_->setToolTip(tr("More"));
+  more_->setAccessibleName(tr("More"));
+  connect(menu_, &QMenu::aboutToShow, this, [this] {
+    menu_->clear();
+    const auto add = [this](const QString& text, const QString& change) {
+      menu_->addAction(text, this, [this, change] { emit rowChosen(id_, change); });
+    };
+    app_.isPinned ? add(tr("Unpin"), QStringLiteral("unpin"))
+                  : add(tr("Pin to the list"), QStringLiteral("pin"));
+    app_.isHidden ? add(tr("Show again"), QStringLiteral("unhide")) : add(tr("Hide"), QStringLiteral("hide"));
+    add(tr("Remove from the list"), QStringLiteral("remove"));
+  });
+}
+
+void AppRow::setTargets(const std::vector<RouteTarget>& targets) { route_->setTargets(targets); }
+
+void AppRow::setMaximumGain(float gain) {
+  if (slider_->maximumGain() != gain) slider_->setMaximumGain(gain);
+}
+
+void AppRow::showMeters(const AppMeters& meters) {
+  app_.meters = meters;
+  meter_->setLevel(meters.levelDb, meters.gainReductionDb);
+  if (const QString state = stateText(); state != state_->text()) state_->setText(state);
+}
+
+QString AppRow::stateText() const {
+  if (app_.isRouteWaiting) return tr("routed when it plays");
+  if (!app_.isRunning) return tr("not running");
+  if (app_.control == "direct") return tr("untouched");
+  if (app_.control == "hidden") return tr("hidden, untouched");
+  if (app_.control == "routed") {
+    const double delay = app_.meters.addedDelayMs;
+    return delay < 0.5 ? tr("routed") : tr("routed, %1 ms late").arg(qRound(delay));
+  }
+  if (app_.control == "mixer") return tr("playing");
+  return tr("not controlled");
+}
+
+QString AppRow::targetKey() const {
+  if (app_.bus) return QString::number(*app_.bus);
+  return app_.control == "direct" ? QStringLiteral("direct") : QStringLiteral("default");
+}
+
+void AppRow::showApp(const AppState& app) {
+  const AppMeters meters = app_.meters;
+  app_ = app;
+  app_.meters = meters;
+  const QString name = QString::fromStdString(app.name);
+  name_->setText(name);
+  name_->setToolTip(id_);
+  setAccessibleName(name);
+  state_->setText(stateText());
+  slider_->showGain(app.volume);
+  slider_->setAccessibleName(tr("Volume of %1").arg(name));
+  volume_->showGain(app.volume);
+  mute_->setChecked(app.isMuted);
+  mute_->setAccessibleName(tr("Mute %1").arg(name));
+  effects_->setAccessibleName(tr("Equaliser and limiter of %1").arg(name));
+  more_->setAccessibleName(tr("More for %1").arg(name));
+  route_->showTarget(targetKey());
+  equaliser_->showSettings(app.equaliser);
+  const QSignalBlocker quiet(ceiling_);
+  limiter_->setChecked(app.limiter.isEnabled);
+  ceiling_->setValue(app.limiter.ceilingDb);
+  if (said_.isEmpty()) say({}, false);
+  const bool canBeShaped = app.control != "direct" && app.control != "hidden";
+  for (QWidget* control : {static_cast<QWidget*>(slider_), static_cast<QWidget*>(volume_),
+                           static_cast<QWidget*>(mute_), static_cast<QWidget*>(effectsPanel_)}) {
+    control->setEnabled(canBeShaped);
+  }
+}
+
+void AppRow::showHints() {
+  QStringList lines;
+  for (const std::string& hint : app_.hints) lines << QString::fromStdString(hint);
+  note_->setText(lines.join(QLatin1Char('\n')));
+  note_->setVisible(!lines.isEmpty());
+}
+
+void AppRow::say(const QString& text, bool isRefusal) {
+  QPalette colours = note_->palette();
+  colours.setColor(QPalette::WindowText,
+                   themed(isRefusal ? ColourRole::dangerText : ColourRole::warningText));
+  note_->setPalette(colours);
+  said_ = text;
+  if (text.isEmpty()) return showHints();
+  note_->setText(text);
+  note_->show();
+}
+
+}  // namespace sonmere

@@ -1,0 +1,49 @@
+#include "ui/widgets/RouteButton.h"
+
+#include <QActionGroup>
+#include <QMenu>
+#include <algorithm>
+
+namespace sonmere {
+
+RouteButton::RouteButton(QWidget* parent) : QToolButton(parent) {
+  setPopupMode(QToolButton::InstantPopup);
+  setMenu(new QMenu(this));
+  setToolButtonStyle(Qt::ToolButtonTextOnly);
+  // The longest of the usual names, so that nothing moves when it changes.
+  setMinimumWidth(fontMetrics().horizontalAdvance(tr("Default output")) + 40);
+  setAccessibleDescription(tr("Where the sound goes"));
+}
+
+void RouteButton::setTargets(const std::vector<RouteTarget>& targets) {
+  if (targets == targets_) return;
+  targets_ = targets;
+  fill();
+}
+
+void RouteButton::showTarget(const QString& key) {
+  if (key == key_ && !text().isEmpty()) return;
+  key_ = key;
+  fill();
+}
+
+void RouteButton::fill() {
+  menu()->clear();
+  auto* choices = new QActionGroup(menu());
+  QString group;
+  for (const RouteTarget& target : targets_) {
+    if (target.group != group) menu()->addSection(group = target.group);
+    QAction* action = menu()->addAction(target.name);
+    action->setCheckable(true);
+    action->setChecked(target.key == key_);
+    choices->addAction(action);
+    connect(action, &QAction::triggered, this, [this, key = target.key] { emit chosen(key); });
+  }
+  const auto found = std::ranges::find(targets_, key_, &RouteTarget::key);
+  const QString name = found == targets_.end() ? key_ : found->name;
+  setText(fontMetrics().elidedText(name, Qt::ElideRight, 180));
+  setToolTip(name);
+  setAccessibleName(tr("Route: %1").arg(name));
+}
+
+}  // namespace sonmere

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QFrame>
+#include <vector>
+
+class QButtonGroup;
+class QToolButton;
+
+namespace sonmere {
+
+// The pages by name; as icons alone where the window is narrow.
+class SideBar : public QFrame {
+  Q_OBJECT
+
+ public:
+  explicit SideBar(QWidget* parent = nullptr);
+
+  void addPage(const QString& icon, const QString& name);
+  void setFolded(bool folded);
+  void select(int page);
+
+ signals:
+  void chosen(int page);
+
+ private:
+  QButtonGroup* group_;
+  std::vector<QToolButton*> buttons_;
+};
+
+}  // namespace sonmere
