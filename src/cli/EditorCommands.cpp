@@ -12,7 +12,8 @@ namespace sonmere {
 namespace {
 
 constexpr const char* kFormatHelp =
-    "wav, mp3-128, mp3-192, mp3-256 or mp3-320 (default: by the file's extension, else by the settings)";
+    "wav, flac, mp3-128, mp3-192, mp3-256, mp3-320, opus or m4a (default: by the file's extension, else by "
+    "the settings)";
 constexpr const char* kSessionFormatHelp =
     "As for edit (default: of a mix by the file's extension, else by the settings; stems are wav)";
 constexpr const char* kForceHelp = "Replace a file that exists";

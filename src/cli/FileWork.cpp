@@ -21,8 +21,8 @@ namespace sonmere {
 namespace {
 
 // Formats that are read but not written.
-constexpr std::array kOtherExtensions = {".aif", ".aiff", ".aifc", ".caf", ".flac", ".ogg",  ".oga", ".opus",
-                                         ".m4a", ".mp4",  ".aac",  ".w64", ".au",   ".alac", ".wma", ".mp2"};
+constexpr std::array kOtherExtensions = {".aif", ".aiff", ".aifc", ".caf",  ".ogg", ".oga", ".mp4",
+                                         ".aac", ".w64",  ".au",   ".alac", ".wma", ".mp2"};
 
 // Nothing was done then.
 bool isBadInput(const Error& error) {
@@ -32,7 +32,7 @@ bool isBadInput(const Error& error) {
           error.code == std::int64_t(MP3EncoderError::unsupportedFormat));
 }
 
-constexpr const char* kFormats = "wav, mp3-128, mp3-192, mp3-256 or mp3-320";
+constexpr const char* kFormats = "wav, flac, mp3-128, mp3-192, mp3-256, mp3-320, opus or m4a";
 
 }  // namespace
 
@@ -65,7 +65,7 @@ int FileWork::fail(const Error& error) {
 void FileWork::noteClipping(const ExportFormat& format, RecordingBitDepth depth) {
   const bool holdsAll = format.kind == ExportFormat::Kind::wav && depth == RecordingBitDepth::float32;
   const char* const where =
-      format.kind == ExportFormat::Kind::wav ? "was clipped" : "clips where it is played";
+      format.kind == ExportFormat::Kind::mp3 ? "clips where it is played" : "was clipped";
   if (!holdsAll && progress_.peak() > 1)
     progress_.note(
         fmt::format("the loudest sample is {:.1f} dB above full scale and {}; a lower gain keeps it",
@@ -103,13 +103,14 @@ Outcome<ExportFormat> readExportFormat(const std::optional<std::string>& text, c
   std::string extension = std::filesystem::path(out).extension().string();
   for (char& c : extension) c = char(std::tolower(static_cast<unsigned char>(c)));
   const auto kindOf = [](const std::string& e) -> std::optional<ExportFormat::Kind> {
-    if (e == ".wav") return ExportFormat::Kind::wav;
-    if (e == ".mp3") return ExportFormat::Kind::mp3;
+    for (const ExportFormat& format : allExportFormats())
+      if (e == std::string(".") + format.fileExtension()) return format.kind;
     return std::nullopt;
   };
   const auto kind = kindOf(extension);
   if (std::ranges::find(kOtherExtensions, extension) != kOtherExtensions.end())
-    return badArgument(fmt::format("{}: only WAV and MP3 can be written; name it .wav or .mp3", out));
+    return badArgument(fmt::format(
+        "{}: this kind can be read but not written; name it .wav, .flac, .mp3, .opus or .m4a", out));
   if (!text) {
     if (!kind || *kind == fallback.kind) return fallback;
     return ExportFormat{*kind};

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,6 +26,7 @@
 #include "editor/export/UnfinishedFile.h"
 #include "editor/track/FadeGain.h"
 #include "editor/track/TrackReader.h"
+#include "support/SizeLimit.h"
 
 namespace sonmere {
 namespace {
@@ -86,6 +88,7 @@ TEST_F(ExportTest, TheFormatIsKeptByName) {
     setExportFormat(settings, format);
     EXPECT_EQ(exportFormat(settings), format);
   }
+  setExportFormat(settings, {ExportFormat::Kind::mp3, MP3Bitrate::kbps320});
   EXPECT_EQ(settings.string("editor.exportFormat"), "mp3-320");
   for (const char* unreadable : {"mp3-999", "mp3", "WAV", ""}) {
     settings.set("editor.exportFormat", std::string(unreadable));
@@ -241,6 +244,130 @@ TEST_F(ExportTest, AnotherProgramDecodesMP3sToTheRightLengthLevelAndPitch) {
   EXPECT_EQ(probe, "2,192000\n");
 }
 
+// Another program leaves out the encoder's silence at both ends only when the file says how much it is.
+TEST_F(ExportTest, AnMP3PlaysWithoutGapsAndHasNoTags) {
+  const std::string source = tone("a.wav", 1000, 2.345);
+  ASSERT_TRUE(exporter.exportTrack(whole(source), path("a.mp3"), {.format = kMP3}, progress));
+  EXPECT_EQ(outputOf("ffmpeg -v error -i " + path("a.mp3") + " -f f32le -ac 1 -").size(),
+            std::size_t(2345 * 48 * 4));
+  const std::string bytes = bytesIn(path("a.mp3"));
+  EXPECT_EQ(std::uint8_t(bytes[0]), 0xFF) << "begins with a frame";
+  EXPECT_TRUE(bytes.substr(0, 64).contains("Info"));
+  EXPECT_EQ(outputOf("ffprobe -v error -show_entries format_tags=title,date -of csv=p=0 " + path("a.mp3")),
+            "\n");
+}
+
+TEST_F(ExportTest, FLACLosesNothing) {
+  const std::string source = wav("a.wav", 30000, 2, 3, 44100);
+  const auto original = readBack(source);
+  for (const auto depth : {RecordingBitDepth::int16, RecordingBitDepth::int24, RecordingBitDepth::float32}) {
+    const bool isCoarse = depth == RecordingBitDepth::int16;
+    const SessionExporter::Options options{.format = {ExportFormat::Kind::flac}, .depth = depth};
+    ASSERT_TRUE(exporter.exportTrack(whole(source), path("a.flac"), options, progress));
+    const ReadBack made = readBack(path("a.flac"));
+    EXPECT_EQ(made.format & SF_FORMAT_SUBMASK, isCoarse ? SF_FORMAT_PCM_16 : SF_FORMAT_PCM_24);
+    ASSERT_EQ(made.samples.size(), original.samples.size());
+    for (std::size_t i = 0; i < made.samples.size(); ++i)
+      ASSERT_NEAR(made.samples[i], original.samples[i], isCoarse ? 1 / 32768.0 : 1 / 8388608.0) << i;
+  }
+}
+
+// The other readers take out what encoders put in front and behind.
+TEST_F(ExportTest, OpusAndM4AHaveTheLengthLevelAndRateOfTheirSource) {
+  using enum ExportFormat::Kind;
+  for (const auto& [kind, rate, ownRate] : {std::tuple{opus, 48000, 48000},
+                                            {opus, 44100, 48000},
+                                            {opus, 16000, 16000},
+                                            {m4a, 44100, 44100},
+                                            {m4a, 192000, 48000}})
+    for (const int channels : {1, 2}) {
+      const ExportFormat format{kind};
+      SCOPED_TRACE(fmt::format("{} {} {}", name(format), rate, channels));
+      const std::string out = path(std::string("t.") + format.fileExtension());
+      ExportProgress own(runtime);
+      ASSERT_TRUE(
+          exporter.exportTrack(whole(tone("t.wav", 440, 3, channels, rate)), out, {.format = format}, own));
+      EXPECT_NEAR(own.fraction(), 1, 0.001);
+      EXPECT_EQ(own.notes().size(), ownRate < rate ? 1u : 0u);
+      const std::string bytes = outputOf("ffmpeg -v error -i " + out + " -f f32le -");
+      std::vector<float> heard(bytes.size() / 4);
+      std::memcpy(heard.data(), bytes.data(), bytes.size());
+      // Opus is always decoded at 48 kHz.
+      const double decodedRate = kind == opus ? 48000 : ownRate;
+      EXPECT_NEAR(double(heard.size()) / channels, 3 * decodedRate, kind == opus ? 0 : 1024);
+      double square = 0;
+      for (const float sample : heard) square += double(sample) * sample;
+      EXPECT_NEAR(std::sqrt(square / double(heard.size())), 0.5 / std::numbers::sqrt2, 0.01);
+      const auto reader = openAudioFile(out);
+      ASSERT_TRUE(reader) << reader.error().description;
+      EXPECT_EQ((*reader)->format(), (PCMFormat{double(ownRate), std::uint32_t(channels)}));
+      EXPECT_EQ((*reader)->frameCount(), 3 * ownRate) << "to the frame";
+    }
+  const std::string six = this->wav("six.wav", 30000, 6, 5, 22050);
+  for (const auto kind : {opus, m4a}) {
+    const std::string out = path(std::string("six.") + ExportFormat{kind}.fileExtension());
+    ASSERT_TRUE(exporter.exportTrack(whole(six), out, {.format = {kind}}, progress)) << out;
+    EXPECT_EQ((*openAudioFile(out))->format().channels, 2u) << "mixed down";
+  }
+  ASSERT_TRUE(exporter.exportTrack(whole(six), path("six.flac"), {.format = {flac}}, progress));
+  EXPECT_EQ((*openAudioFile(path("six.flac")))->format().channels, 6u);
+}
+
+TEST_F(ExportTest, FormatsThatCanTellTheirTitleAndDate) {
+  using enum ExportFormat::Kind;
+  const std::string recording = tone("Sonmere Track 1 \u2014 2026-03-04 05-06-07.wav", 440, 0.5);
+  for (const auto kind : {flac, opus, m4a}) {
+    const std::string extension = ExportFormat{kind}.fileExtension();
+    const auto tagsOf = [&](const std::string& source, const std::string& stem) {
+      const std::string out = path(stem + "." + extension);
+      EXPECT_TRUE(exporter.exportTrack(whole(source), out, {.format = {kind}}, progress)) << out;
+      return outputOf(
+          "ffprobe -v error -show_entries format_tags=title,date:stream_tags=title,date "
+          "-of default=nk=0:nw=1 '" +
+          out + "' | sort -f | tr -d '\n' | tr A-Z a-z");
+    };
+    EXPECT_EQ(tagsOf(recording, "Mein Stück"), "tag:date=2026-03-04tag:title=mein stück") << extension;
+    EXPECT_EQ(tagsOf(recording, "Sonmere Take \u2014 2026-03-04 05-06-07"),
+              "tag:date=2026-03-04tag:title=take")
+        << extension;
+    EXPECT_EQ(tagsOf(tone("plain.wav", 440, 0.5), "b"), "tag:title=b") << extension;
+  }
+}
+
+// Bytes that another program takes as they come, and that nothing goes back to.
+TEST_F(ExportTest, AStreamCanBeReadByAnotherProgram) {
+  const std::string source = wav("a.wav", 50000, 2, 3, 48000, SF_FORMAT_PCM_16);
+  for (const ExportFormat& format : allExportFormats()) {
+    SCOPED_TRACE(name(format));
+    const std::string copy = path("copy");
+    FILE* pipe = popen(("cat >" + copy).c_str(), "w");
+    const auto done = exporter.exportTrack(whole(source), "standard output",
+                                           {.format = format, .stream = fileno(pipe)}, progress);
+    EXPECT_EQ(pclose(pipe), 0);
+    ASSERT_EQ(done.has_value(), format.kind != ExportFormat::Kind::m4a);
+    if (!done) continue;
+    const std::string bytes = outputOf("ffmpeg -v error -i pipe:0 -f s16le -ar 48000 - <" + copy);
+    EXPECT_NEAR(double(bytes.size()) / 4, 50000, format.kind == ExportFormat::Kind::mp3 ? 3000 : 0);
+    if (format.kind == ExportFormat::Kind::wav || format.kind == ExportFormat::Kind::flac) {
+      EXPECT_EQ(bytes, outputOf("ffmpeg -v error -i " + source + " -f s16le -"));
+    }
+    EXPECT_EQ(names(), (std::vector<std::string>{"a.wav", "copy"}));
+  }
+}
+
+TEST_F(ExportTest, AFullDiskEndsExportsOfEveryFormat) {
+  const std::string source = wav("a.wav", 400000);
+  for (const ExportFormat& format : allExportFormats()) {
+    const std::string out = path(std::string("b.") + format.fileExtension());
+    const auto full = [&] {
+      const SizeLimit limit(20000);
+      return exporter.exportTrack(whole(source), out, {.format = format}, progress);
+    }();
+    EXPECT_FALSE(full) << name(format);
+    EXPECT_EQ(names(), std::vector<std::string>{"a.wav"}) << name(format);
+  }
+}
+
 TEST_F(ExportTest, MP3sAreRefusedWhatTheyCannotHold) {
   const auto why = [](std::uint32_t channels, double rate) {
     const auto encoder = MP3Encoder::create({rate, channels}, MP3Bitrate::kbps128);
@@ -315,11 +442,12 @@ TEST_F(ExportTest, SamplesThatAreNoNumbersEndNoExport) {
 TEST_F(ExportTest, WritersTakeBlocksOfAnySizeAndFinishOnce) {
   PCMBuffer large({48000, 2}, 100000);
   large.setFrameLength(100000);
-  for (const ExportFormat& format : {ExportFormat{}, kMP3}) {
+  for (const ExportFormat& format : {ExportFormat{}, kMP3, ExportFormat{ExportFormat::Kind::flac}}) {
     const std::string file = path(std::string("x.") + format.fileExtension());
     FileDescriptor descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    auto writer = makeExportWriter(ExportFile(std::move(descriptor), file), format, {48000, 2},
-                                   RecordingBitDepth::int24);
+    // More than is expected, which the header has in the end.
+    auto writer = makeExportWriter(ExportFile(std::move(descriptor), file), format,
+                                   {{48000, 2}, 99999, RecordingBitDepth::int24});
     ASSERT_TRUE(writer);
     EXPECT_TRUE((*writer)->write(large));
     EXPECT_FALSE((*writer)->write(PCMBuffer({48000, 1}, 10))) << "another layout";

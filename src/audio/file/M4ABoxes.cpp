@@ -331,6 +331,39 @@ std::vector<std::uint8_t> m4aFragmentHeader(std::uint32_t sequence, std::uint64_
   return out.take();
 }
 
+namespace {
+
+void putTag(Boxes& out, const char* type, const std::string& text) {
+  constexpr std::uint32_t kUTF8 = 1;
+  if (text.empty()) return;
+  const auto item = out.box(type);
+  const auto data = out.fullBox("data", 0, kUTF8);
+  out.zeros(4);  // of any language
+  out.append({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+}
+
+// As the iTunes player began it, and all others read it.
+void putTags(Boxes& out, const AudioFileTags& tags) {
+  if (tags.title.empty() && tags.date.empty()) return;
+  const auto udta = out.box("udta");
+  const auto meta = out.fullBox("meta");
+  {
+    const auto box = out.fullBox("hdlr");
+    out.zeros(4);
+    out.tag("mdir");
+    out.tag("appl");
+    out.zeros(8 + 1);
+  }
+  const auto ilst = out.box("ilst");
+  putTag(out, "\xA9nam", tags.title);
+  putTag(out,
+         "\xA9"
+         "day",
+         tags.date);
+}
+
+}  // namespace
+
 std::vector<std::uint8_t> m4aIndex(const M4AStream& stream, std::uint64_t frames,
                                    std::span<const std::uint32_t> packetBytes,
                                    std::span<const M4AChunk> chunks) {
@@ -339,6 +372,7 @@ std::vector<std::uint8_t> m4aIndex(const M4AStream& stream, std::uint64_t frames
     const auto moov = out.box("moov");
     putMovieHeader(out, stream, frames);
     putTrack(out, stream, {frames, packetBytes, chunks});
+    putTags(out, stream.tags);
   }
   return out.take();
 }

@@ -4,6 +4,8 @@
 #include <span>
 #include <vector>
 
+#include "audio/file/AudioFileTags.h"
+
 namespace sonmere {
 
 // The bytes of an M4A file (ISO/IEC 14496-12 and -14) around its AAC packets. The file grows as
@@ -21,6 +23,7 @@ struct M4AStream {
   std::uint32_t bitRate = 192000;           // a second
   std::uint32_t encoderDelay = 0;           // frames that a player leaves out at the start
   std::vector<std::uint8_t> configuration;  // AudioSpecificConfig
+  AudioFileTags tags = {};                  // told by the ordinary file alone
 };
 
 // A run of packets that lie in the file one behind the other.

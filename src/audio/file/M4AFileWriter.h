@@ -26,6 +26,8 @@ class M4AFileWriter final : public AudioFileWriter {
   const std::string& path() const override { return file_.path(); }
   Outcome<void> write(const PCMBuffer& buffer) override;
   FilePlace place() const override { return file_.place(); }
+  // What the closed file says of itself.
+  void setTags(const AudioFileTags& tags) { stream_.tags = tags; }
   Outcome<void> close() override;
 
  private:

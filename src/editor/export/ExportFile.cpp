@@ -17,7 +17,7 @@ constexpr std::uint64_t kStoreBytes = 4 << 20;
 Outcome<void> ExportFile::append(std::span<const std::uint8_t> bytes) {
   if (auto written = writeAll(size_, bytes); !written) return written;
   size_ += bytes.size();
-  if (size_ - stored_ >= kStoreBytes) {
+  if (!isStream() && size_ - stored_ >= kStoreBytes) {
     // Only to keep the disk busy meanwhile; whether all is stored is known at the end.
     (void)::sync_file_range(file_.get(), off_t(stored_), off_t(size_ - stored_), SYNC_FILE_RANGE_WRITE);
     stored_ = size_;
@@ -26,13 +26,15 @@ Outcome<void> ExportFile::append(std::span<const std::uint8_t> bytes) {
 }
 
 Outcome<void> ExportFile::rewrite(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+  if (isStream() && !bytes.empty()) return std::unexpected(posixError(ESPIPE, "could not write " + path_));
   return writeAll(offset, bytes);
 }
 
 Outcome<void> ExportFile::writeAll(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
   if (!file_.valid()) return std::unexpected(posixError(EBADF, "could not write " + path_));
   while (!bytes.empty()) {
-    const ssize_t count = ::pwrite(file_.get(), bytes.data(), bytes.size(), off_t(offset));
+    const ssize_t count = isStream() ? ::write(file_.get(), bytes.data(), bytes.size())
+                                     : ::pwrite(file_.get(), bytes.data(), bytes.size(), off_t(offset));
     if (count < 0 && errno == EINTR) continue;
     // A device that takes nothing and gives no reason is full.
     if (count <= 0)
@@ -45,6 +47,12 @@ Outcome<void> ExportFile::writeAll(std::uint64_t offset, std::span<const std::ui
 
 Outcome<void> ExportFile::close() {
   if (!file_.valid()) return {};
+  if (!isStream()) return store();
+  if (::close(file_.release()) == 0) return {};
+  return std::unexpected(posixError(errno, "could not write " + path_));
+}
+
+Outcome<void> ExportFile::store() {
   struct stat status {};
   // A file system that allocates late reports a full disk only here.
   const bool isStored = ::fsync(file_.get()) == 0 || errno == EINVAL || errno == ENOTSUP;

@@ -6,8 +6,24 @@
 
 namespace sonmere {
 
+const char* ExportFormat::fileExtension() const {
+  switch (kind) {
+    case Kind::wav:
+      return "wav";
+    case Kind::mp3:
+      return "mp3";
+    case Kind::flac:
+      return "flac";
+    case Kind::opus:
+      return "opus";
+    case Kind::m4a:
+      return "m4a";
+  }
+  return "";
+}
+
 std::string name(const ExportFormat& format) {
-  if (format.kind == ExportFormat::Kind::wav) return "wav";
+  if (format.kind != ExportFormat::Kind::mp3) return format.fileExtension();
   return fmt::format("mp3-{}", kilobitsPerSecond(format.bitrate));
 }
 
@@ -21,7 +37,7 @@ const std::vector<ExportFormat>& allExportFormats() {
   using enum ExportFormat::Kind;
   using enum MP3Bitrate;
   static const std::vector<ExportFormat> formats = {
-      {wav}, {mp3, kbps128}, {mp3, kbps192}, {mp3, kbps256}, {mp3, kbps320}};
+      {wav}, {mp3, kbps128}, {mp3, kbps192}, {mp3, kbps256}, {mp3, kbps320}, {flac}, {opus}, {m4a}};
   return formats;
 }
 

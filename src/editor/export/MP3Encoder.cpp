@@ -40,7 +40,7 @@ MP3Encoder::~MP3Encoder() {
   if (lame_) lame_close(lame_);
 }
 
-Outcome<std::unique_ptr<MP3Encoder>> MP3Encoder::create(const PCMFormat& format, Bitrate bitrate) {
+Outcome<std::unique_ptr<MP3Encoder>> MP3Encoder::create(const PCMFormat& format, Bitrate bitrate, Head head) {
   using enum MP3EncoderError;
   const auto refuse = [](const std::string& text) {
     return mp3Failure(unsupportedFormat, "Audio format unsupported for MP3 encoding: " + text);
@@ -51,11 +51,12 @@ Outcome<std::unique_ptr<MP3Encoder>> MP3Encoder::create(const PCMFormat& format,
   if (rate < 1 || rate > kMaxSampleRate)
     return refuse(fmt::format("sampleRate {} Hz is outside LAME's supported range", rate));
   std::unique_ptr<MP3Encoder> encoder(new MP3Encoder(int(format.channels), int(rate)));
-  if (auto configured = encoder->configure(bitrate); !configured) return std::unexpected(configured.error());
+  if (auto configured = encoder->configure(bitrate, head); !configured)
+    return std::unexpected(configured.error());
   return encoder;
 }
 
-Outcome<void> MP3Encoder::configure(Bitrate bitrate) {
+Outcome<void> MP3Encoder::configure(Bitrate bitrate, Head head) {
   using enum MP3EncoderError;
   outputBuffer_ = std::make_unique<std::uint8_t[]>(kOutputBytes);
   lame_ = lame_init();
@@ -73,6 +74,7 @@ Outcome<void> MP3Encoder::configure(Bitrate bitrate) {
       {"brate", lame_set_brate, kilobitsPerSecond(bitrate)},
       {"VBR", [](lame_t lame, int mode) { return lame_set_VBR(lame, vbr_mode(mode)); }, vbr_off},
       {"quality", lame_set_quality, kQuality},
+      {"bWriteVbrTag", lame_set_bWriteVbrTag, head == Head::infoFrame ? 1 : 0},
   };
   for (const Setter& setter : setters)
     if (setter.set(lame_, setter.value) < 0)
@@ -109,6 +111,11 @@ Outcome<std::span<const std::uint8_t>> MP3Encoder::flush() {
     return mp3Failure(MP3EncoderError::flushFailed,
                       fmt::format("LAME flush call failed with code {}", result));
   return std::span<const std::uint8_t>(outputBuffer_.get(), std::size_t(result));
+}
+
+std::span<const std::uint8_t> MP3Encoder::infoFrame() {
+  const std::size_t bytes = lame_get_lametag_frame(lame_, outputBuffer_.get(), kOutputBytes);
+  return {outputBuffer_.get(), bytes <= std::size_t(kOutputBytes) ? bytes : 0};
 }
 
 }  // namespace sonmere

@@ -19,8 +19,11 @@ class MP3Encoder {
   using Bitrate = MP3Bitrate;
   static constexpr std::int64_t kMaxSampleRate = 96000;
 
+  // Whether the first frame is left empty for what `infoFrame` tells at the end.
+  enum class Head { infoFrame, none };
   // 1 or 2 channels, 1 to 96000 Hz.
-  static Outcome<std::unique_ptr<MP3Encoder>> create(const PCMFormat& format, Bitrate bitrate);
+  static Outcome<std::unique_ptr<MP3Encoder>> create(const PCMFormat& format, Bitrate bitrate,
+                                                     Head head = Head::infoFrame);
   ~MP3Encoder();
   MP3Encoder(const MP3Encoder&) = delete;
   MP3Encoder& operator=(const MP3Encoder&) = delete;
@@ -33,11 +36,14 @@ class MP3Encoder {
                                                 std::uint32_t frames);
   // What the encoder still holds; the end of the stream.
   Outcome<std::span<const std::uint8_t>> flush();
+  // After the end: what takes the place of the first frame. It tells players the length, and how much silence
+  // to leave out at both ends. Empty without such a head; valid until the encoder goes.
+  std::span<const std::uint8_t> infoFrame();
 
  private:
   explicit MP3Encoder(int channels, int sampleRate);
 
-  Outcome<void> configure(Bitrate bitrate);
+  Outcome<void> configure(Bitrate bitrate, Head head);
 
   lame_global_struct* lame_ = nullptr;
   const int channels_;

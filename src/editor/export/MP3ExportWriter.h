@@ -6,7 +6,8 @@
 
 namespace sonmere {
 
-// Writes an export as MP3, without tags.
+// Writes an export as MP3, without tags; where the file can be gone back in, with an Info frame, by which
+// players leave out the encoder's silence at both ends.
 class MP3ExportWriter final : public ExportWriter {
  public:
   static Outcome<std::unique_ptr<ExportWriter>> create(ExportFile file, const PCMFormat& format,
@@ -18,6 +19,7 @@ class MP3ExportWriter final : public ExportWriter {
  private:
   MP3ExportWriter(ExportFile file, std::unique_ptr<MP3Encoder> encoder, const PCMFormat& format);
 
+  Outcome<void> writeHead();
   Outcome<void> store(const Outcome<std::span<const std::uint8_t>>& encoded);
 
   ExportFile file_;

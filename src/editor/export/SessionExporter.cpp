@@ -1,16 +1,21 @@
 #include "editor/export/SessionExporter.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 
+#include <cerrno>
+#include <cmath>
 #include <filesystem>
 #include <set>
 
 #include "dsp/VectorMath.h"
 #include "editor/export/ExportDestination.h"
+#include "editor/export/ExportTags.h"
 #include "editor/export/ExportWriter.h"
 #include "editor/export/SessionMix.h"
 #include "editor/export/StemName.h"
 #include "editor/export/StereoSource.h"
+#include "editor/track/ResampledSource.h"
 #include "editor/track/TrackReader.h"
 
 namespace sonmere {
@@ -23,7 +28,8 @@ std::vector<std::string> urlsOf(const std::vector<MixTrackInput>& tracks) {
   return urls;
 }
 
-Outcome<void> pump(BlockSource& source, ExportWriter& writer, ExportProgress& progress) {
+// `pace` is how far a frame brings the progress.
+Outcome<void> pump(BlockSource& source, ExportWriter& writer, double pace, ExportProgress& progress) {
   PCMBuffer block(source.format(), kSourceBlockFrames);
   while (true) {
     if (progress.isCancelled())
@@ -36,29 +42,44 @@ Outcome<void> pump(BlockSource& source, ExportWriter& writer, ExportProgress& pr
     if (auto written = writer.write(block); !written) return written;
     for (std::uint32_t channel = 0; channel < block.format().channels; ++channel)
       progress.notePeak(maxMagnitude(block.channel(channel), block.frameLength()));
-    progress.advance(block.frameLength());
+    progress.advance(std::llround(pace * block.frameLength()));
   }
 }
 
-// MP3s have two channels at most.
+// Most formats have two channels at most, and not all have all rates.
 std::unique_ptr<BlockSource> fitting(std::unique_ptr<BlockSource> source, const ExportFormat& format,
                                      ExportProgress& progress) {
   const std::uint32_t channels = source->format().channels;
-  if (format.kind != ExportFormat::Kind::mp3 || channels <= 2) return source;
-  StereoDownmix downmix(channels, source->layout());
-  progress.note(downmix.note());
-  return std::make_unique<StereoSource>(std::move(source), std::move(downmix));
+  if (channels > exportChannels(format)) {
+    StereoDownmix downmix(channels, source->layout());
+    progress.note(downmix.note());
+    source = std::make_unique<StereoSource>(std::move(source), std::move(downmix));
+  }
+  const double rate = source->format().sampleRate, ownRate = exportRate(format, rate);
+  if (ownRate == rate) return source;
+  if (ownRate < rate)
+    progress.note(
+        fmt::format("{} has no rate of {:.0f} Hz; the file has {:.0f} Hz", name(format), rate, ownRate));
+  return std::make_unique<ResampledSource>(std::move(source), ownRate);
 }
 
-// Makes the temporary file of a destination, complete.
-Outcome<void> render(std::unique_ptr<BlockSource> track, const ExportDestination& destination,
-                     const SessionExporter::Options& options, ExportProgress& progress) {
-  const auto source = fitting(std::move(track), options.format, progress);
-  auto file = destination.open();
+// Fills a file to its end.
+Outcome<void> render(std::unique_ptr<BlockSource> track, Outcome<ExportFile> file,
+                     const SessionExporter::Options& options, const AudioFileTags& tags,
+                     ExportProgress& progress) {
   if (!file) return std::unexpected(file.error());
-  auto writer = makeExportWriter(std::move(*file), options.format, source->format(), options.depth);
+  const double rate = track->format().sampleRate;
+  const auto source = fitting(std::move(track), options.format, progress);
+  auto writer = makeExportWriter(std::move(*file), options.format,
+                                 {source->format(), source->length(), options.depth, tags});
   if (!writer) return std::unexpected(writer.error());
-  return pump(*source, **writer, progress);
+  return pump(*source, **writer, rate / source->format().sampleRate, progress);
+}
+
+Outcome<ExportFile> openStream(int descriptor, const std::string& name) {
+  FileDescriptor copy(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+  if (!copy.valid()) return std::unexpected(posixError(errno, "could not write to " + name));
+  return ExportFile(std::move(copy), name, ExportFile::Kind::stream);
 }
 
 bool exists(const std::string& path) {
@@ -88,11 +109,16 @@ Outcome<void> SessionExporter::exportMix(const std::vector<MixTrackInput>& track
 Outcome<void> SessionExporter::exportTo(const std::string& path, std::unique_ptr<BlockSource> source,
                                         std::vector<std::string> sources, const Options& options,
                                         ExportProgress& progress) {
+  progress.begin(source->length());
+  if (options.stream >= 0)
+    return render(std::move(source), openStream(options.stream, path), options,
+                  exportTags(sources.front(), sources.front()), progress);
+  const AudioFileTags tags = exportTags(path, sources.front());
   sources.insert(sources.end(), options.originals.begin(), options.originals.end());
   auto destination = ExportDestination::prepare(path, sources, options.mayReplace);
   if (!destination) return std::unexpected(destination.error());
-  progress.begin(source->length());
-  if (auto rendered = render(std::move(source), *destination, options, progress); !rendered) return rendered;
+  if (auto rendered = render(std::move(source), destination->open(), options, tags, progress); !rendered)
+    return rendered;
   return destination->commit();
 }
 
@@ -131,7 +157,9 @@ Outcome<std::vector<std::string>> SessionExporter::writeStems(const std::vector<
     auto destination = ExportDestination::prepare(path, sources, false);
     if (!destination) return std::unexpected(destination.error());
     destinations.push_back(std::move(*destination));
-    if (auto rendered = render(std::move(*source), destinations.back(), options, progress); !rendered)
+    if (auto rendered = render(std::move(*source), destinations.back().open(), options,
+                               exportTags(path, stem.input.url), progress);
+        !rendered)
       return std::unexpected(rendered.error());
   }
 

@@ -22,10 +22,11 @@ class SessionExporter {
 
   struct Options {
     ExportFormat format = {};
-    RecordingBitDepth depth = RecordingBitDepth::int16;  // of WAV
+    RecordingBitDepth depth = RecordingBitDepth::int16;  // of WAV and FLAC
     bool mayReplace = true;                              // a file that has the name already
     double sampleRate = 0;                               // of a mix, Hz; 0: that of its first track
     std::vector<std::string> originals = {};             // stay as they are, as the tracks' files do
+    int stream = -1;  // a descriptor that takes all but M4A in place of a file, whose name is told then
   };
   struct Stem {
     MixTrackInput input;

@@ -16,13 +16,14 @@ constexpr std::size_t kWriteBytes = 1 << 20;
 
 }  // namespace
 
-WavExportWriter::WavExportWriter(ExportFile file, const AudioFileSettings& settings)
-    : file_(std::move(file)), settings_(settings) {}
+WavExportWriter::WavExportWriter(ExportFile file, const AudioFileSettings& settings, std::uint64_t frames)
+    : file_(std::move(file)), settings_(settings), expectedFrames_(frames) {}
 
 Outcome<std::unique_ptr<ExportWriter>> WavExportWriter::create(ExportFile file,
-                                                               const AudioFileSettings& settings) {
-  std::unique_ptr<WavExportWriter> writer(new WavExportWriter(std::move(file), settings));
-  if (auto written = writer->file_.append(wavHeader(settings, 0)); !written)
+                                                               const AudioFileSettings& settings,
+                                                               std::uint64_t frames) {
+  std::unique_ptr<WavExportWriter> writer(new WavExportWriter(std::move(file), settings, frames));
+  if (auto written = writer->file_.append(wavHeader(settings, frames)); !written)
     return std::unexpected(written.error());
   return writer;
 }
@@ -62,7 +63,8 @@ Outcome<void> WavExportWriter::finish() {
   constexpr std::uint8_t kPad[] = {0};
   if (frames_ * wavBytesPerFrame(settings_) % 2 != 0)
     if (auto written = file_.append(kPad); !written) return written;
-  if (auto written = file_.rewrite(0, wavHeader(settings_, frames_)); !written) return written;
+  if (frames_ != expectedFrames_)
+    if (auto written = file_.rewrite(0, wavHeader(settings_, frames_)); !written) return written;
   finalized_ = true;
   return file_.close();
 }

@@ -9,23 +9,26 @@
 
 namespace sonmere {
 
-// Writes an export as WAV, and as RF64 from 4 GiB on. Unlike a recording's, its header counts the frames only
-// once it is finished: a file that is not is thrown away.
+// Writes an export as WAV, and as RF64 from 4 GiB on. Unlike a recording's, its header counts frames that are
+// still to come: a file that is not finished is thrown away.
 class WavExportWriter final : public ExportWriter {
  public:
-  static Outcome<std::unique_ptr<ExportWriter>> create(ExportFile file, const AudioFileSettings& settings);
+  // `frames` is what is expected: a stream's header can't be changed.
+  static Outcome<std::unique_ptr<ExportWriter>> create(ExportFile file, const AudioFileSettings& settings,
+                                                       std::uint64_t frames);
 
   Outcome<void> write(const PCMBuffer& buffer) override;
   Outcome<void> finish() override;
 
  private:
-  WavExportWriter(ExportFile file, const AudioFileSettings& settings);
+  WavExportWriter(ExportFile file, const AudioFileSettings& settings, std::uint64_t frames);
 
   void encode(const PCMBuffer& buffer);
   Outcome<void> flush();
 
   ExportFile file_;
   const AudioFileSettings settings_;
+  const std::uint64_t expectedFrames_;
   std::uint64_t frames_ = 0;
   bool finalized_ = false;
   std::vector<std::uint8_t> block_;  // of one buffer
