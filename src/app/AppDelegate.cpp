@@ -34,12 +34,15 @@ AppDelegate::~AppDelegate() = default;
 void AppDelegate::applicationDidFinishLaunching(bool asLoginItem, WindowHost* windows) {
   launchedAsLoginItem_ = asLoginItem;
   windows_ = windows;
-  const bool hadFirstLaunch = settings_.boolValue(kFirstLaunchKey);
-  if (!hadFirstLaunch) settings_.set(kFirstLaunchKey, true);
-  const bool hideWindow = !settings_.optionalBool(kShowWindowKey).value_or(true);
+  isFirstLaunch_ = !settings_.boolValue(kFirstLaunchKey);
+  if (isFirstLaunch_) settings_.set(kFirstLaunchKey, true);
   if (!windows_) return;
-  if (launchedAsLoginItem_ || (hideWindow && hadFirstLaunch)) closeMainWindow(0);
+  if (!showsMainWindow(asLoginItem)) closeMainWindow(0);
   windows_->useDarkAppearance();
+}
+
+bool AppDelegate::showsMainWindow(bool asLoginItem) const {
+  return !asLoginItem && (isFirstLaunch_ || settings_.optionalBool(kShowWindowKey).value_or(true));
 }
 
 void AppDelegate::closeMainWindow(int attempt) {

@@ -42,6 +42,10 @@ class AppDelegate {
   void wire(std::shared_ptr<AppTapEngine> engine, std::shared_ptr<BusRecordings> recordings,
             std::shared_ptr<FlushDeadline> flushDeadline);
 
+  // Whether a main window that comes up now is to show, or waits in the tray: one that the log-in brought
+  // does, and from the second launch on one whose user wants none.
+  bool showsMainWindow(bool asLoginItem) const;
+
   bool launchedAsLoginItem() const { return launchedAsLoginItem_; }
   const std::vector<std::string>& pendingExternalURLs() const { return pendingExternalURLs_; }
 
@@ -59,6 +63,7 @@ class AppDelegate {
   std::shared_ptr<FlushDeadline> flushDeadline_;
   std::vector<std::string> pendingExternalURLs_;
   bool launchedAsLoginItem_ = false;
+  bool isFirstLaunch_ = true;
   ScopedTask closing_;
   ScopedTask quitLimit_;
   // Tells the end of a stop whether this object is still there.

@@ -5,6 +5,7 @@
 #include "control/AppControl.h"
 #include "control/DeviceControl.h"
 #include "control/LibraryControl.h"
+#include "control/MeterControl.h"
 #include "control/Meters.h"
 #include "control/MixerControl.h"
 #include "control/ProfileControl.h"
@@ -13,6 +14,7 @@
 #include "control/RoutingControl.h"
 #include "control/SettingsControl.h"
 #include "control/TopicWatch.h"
+#include "control/WindowControl.h"
 
 namespace sonmere {
 
@@ -30,6 +32,8 @@ class Control {
         devices_(app),
         settings_(app),
         library_(app),
+        window_(app),
+        looks_(app),
         changes_(app),
         reports_(app, platform),
         quit_(std::move(quit)) {}
@@ -43,9 +47,12 @@ class Control {
   SettingsControl& settings() { return settings_; }
   LibraryControl& library() { return library_; }
   ReportControl& reports() { return reports_; }
+  WindowControl& window() { return window_; }
+  // Who looks at meters.
+  MeterControl& looks() { return looks_; }
   // Changes of all of it.
   TopicWatch& changes() { return changes_; }
-  Meters meters() const { return {apps_.meters(), routing_.reductions(), recordings_.list()}; }
+  Meters meters() const { return {apps_.meters(), routing_.reductions(), recordings_.list(), {}}; }
   // Whether anything is metered; without, the meters stand still.
   bool isAnyMetered() const { return apps_.isAnyMetered() || !recordings_.list().empty(); }
   void quit() { quit_(); }
@@ -59,6 +66,8 @@ class Control {
   DeviceControl devices_;
   SettingsControl settings_;
   LibraryControl library_;
+  WindowControl window_;
+  MeterControl looks_;
   TopicWatch changes_;
   ReportControl reports_;
   std::function<void()> quit_;

@@ -1,6 +1,7 @@
 #include "control/ControlCodec.h"
 
 #include <charconv>
+#include <cmath>
 
 #include "base/DateText.h"
 
@@ -26,6 +27,13 @@ ControlJSON orNull(const std::optional<T>& value) {
 
 ControlJSON levelOf(const AppMeters& meters) {
   return meters.levelDb ? ControlJSON(shortest(*meters.levelDb)) : ControlJSON(nullptr);
+}
+
+// Half decibels are finer than a display.
+ControlJSON spectrumOf(const SpectrumState& spectrum) {
+  ControlJSON bands = ControlJSON::array();
+  for (const float band : spectrum.bandsDb) bands.push_back(std::round(double(band) * 2) / 2);
+  return {{"of", spectrum.of}, {"bandsDb", bands}};
 }
 
 }  // namespace
@@ -66,7 +74,13 @@ ControlJSON encodeControl(const Meters& meters) {
   ControlJSON buses = ControlJSON::object();
   for (const auto& [bus, reduction] : meters.busReductionDb)
     buses[std::to_string(bus)] = {{"gainReductionDb", shortest(reduction)}};
-  return {{"apps", apps}, {"buses", buses}, {"recordings", encodeControl(meters.recordings)}};
+  ControlJSON all = {{"apps", apps}, {"buses", buses}, {"recordings", encodeControl(meters.recordings)}};
+  if (meters.spectrum) all["spectrum"] = spectrumOf(*meters.spectrum);
+  return all;
+}
+
+ControlJSON encodeControl(const WindowLaunch& launch) {
+  return {{"shown", launch.isShown}, {"greeting", launch.greeting}};
 }
 
 ControlJSON encodeControl(const RecordingSession& session) {

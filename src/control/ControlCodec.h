@@ -13,6 +13,7 @@
 #include "control/RecordingHealthState.h"
 #include "control/RecordingState.h"
 #include "control/RoutingOverview.h"
+#include "control/WindowControl.h"
 #include "recording/library/RecordingSession.h"
 
 namespace sonmere {
@@ -35,6 +36,7 @@ ControlJSON encodeControl(const DeviceState& device);
 ControlJSON encodeControl(const ProgramGreeting& greeting);
 ControlJSON encodeControl(const ProgramStatus& status);
 ControlJSON encodeControl(const AppEQSettings& settings);
+ControlJSON encodeControl(const WindowLaunch& launch);
 
 template <class T>
 ControlJSON encodeControl(const std::vector<T>& values) {

@@ -135,6 +135,9 @@ void ControlMethods::addPrograms() {
   });
   add("devices", [this] { return answer(control_.devices().list()); });
   add("methods", [this]() -> Outcome<ControlJSON> { return describe(); });
+  add("window.launch", readFlag("atLogin"), [this](bool atLogin) -> Outcome<ControlJSON> {
+    return encodeControl(control_.window().launch(atLogin));
+  });
   add("quit", [this]() -> Outcome<ControlJSON> {
     control_.quit();
     return ControlJSON::object();
@@ -271,17 +274,30 @@ void ControlMethods::addSubscriptions() {
   addLater(
       "watch",
       [](ControlParams& p) {
-        return std::pair{p.flagOr("on", true), p.numberIf("rate").value_or(kMeterRate)};
+        return std::tuple{p.flagOr("on", true), p.numberIf("rate").value_or(kMeterRate),
+                          p.textIf("spectrum").value_or("")};
       },
-      [](const auto& v, ControlPeer& peer, const Reply& reply) {
-        const auto [on, rate] = v;
+      [this](const auto& v, ControlPeer& peer, const Reply& reply) {
+        const auto& [on, rate, spectrum] = v;
         if (!(rate >= kSlowestMeters && rate <= kFastestMeters))
           return reply(std::unexpected(
               controlError(ControlFault::badValue,
                            fmt::format("\"rate\" must be {} to {}", kSlowestMeters, kFastestMeters))));
+        const auto of = spectrumNamed(spectrum);
+        if (!of) return reply(std::unexpected(of.error()));
         reply(ControlJSON::object());
-        peer.watch(on ? std::optional(fromSeconds(1 / rate)) : std::nullopt);
+        peer.watch(on ? std::optional(fromSeconds(1 / rate)) : std::nullopt, *of);
       });
+}
+
+// "output", "bus N" and an app's identifier stand for themselves.
+Outcome<std::string> ControlMethods::spectrumNamed(const std::string& text) const {
+  if (text.empty() || text == "output") return text;
+  for (int bus = 0; bus < kBusCount; ++bus)
+    if (isRoutableBus(bus) && text == fmt::format("bus {}", bus)) return text;
+  const auto app = control_.apps().get(text);
+  if (!app) return std::unexpected(app.error());
+  return app->id;
 }
 
 bool ControlMethods::call(const std::string& name, const ControlJSON& params, ControlPeer& peer,

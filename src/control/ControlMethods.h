@@ -43,6 +43,7 @@ class ControlMethods {
   template <class Run>
   void add(const std::string& name, Run run);
   ControlJSON describe() const;
+  Outcome<std::string> spectrumNamed(const std::string& text) const;
   void addPrograms();
   void addApps();
   void addMixer();

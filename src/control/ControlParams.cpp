@@ -30,6 +30,14 @@ std::string ControlParams::text(const char* name) {
   return {};
 }
 
+std::optional<std::string> ControlParams::textIf(const char* name) {
+  const ControlJSON* value = take(name, "a string", false);
+  if (!value) return std::nullopt;
+  if (value->is_string()) return std::string(*value);
+  fail();
+  return {};
+}
+
 double ControlParams::number(const char* name) {
   const ControlJSON* value = take(name, "a number");
   if (value && value->is_number()) return *value;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "base/Time.h"
 #include "control/ControlMessage.h"
@@ -16,8 +17,8 @@ class ControlPeer {
   // The present values of the topics; their changes from now on.
   virtual ControlJSON subscribe(const TopicSet& topics) = 0;
   virtual void unsubscribe(const TopicSet& topics) = 0;
-  // Meters so often from now on, or no longer.
-  virtual void watch(std::optional<Duration> interval) = 0;
+  // Meters so often from now on, or no longer; with the spectrum of this, if it is not empty.
+  virtual void watch(std::optional<Duration> interval, const std::string& spectrum) = 0;
 };
 
 }  // namespace sonmere

@@ -81,8 +81,9 @@ void ControlSession::tellChanges() {
   if (const std::string changes = feed_.takeChanges(); !changes.empty()) send(changes);
 }
 
-void ControlSession::watch(std::optional<Duration> interval) {
+void ControlSession::watch(std::optional<Duration> interval, const std::string& spectrum) {
   meters_.cancel();
+  look_ = interval ? control_.looks().look(spectrum) : nullptr;
   meterInterval_ = interval;
   toldMeters_.clear();
   reconcileMeters();
@@ -99,7 +100,9 @@ void ControlSession::reconcileMeters() {
 
 void ControlSession::tellMeters() {
   if (!canBeTold()) return;
-  std::string message = controlNotification("meters", encodeControl(control_.meters()));
+  Meters meters = control_.meters();
+  if (look_) meters.spectrum = control_.looks().spectrumOf(*look_);
+  std::string message = controlNotification("meters", encodeControl(meters));
   if (message == toldMeters_) return;
   toldMeters_ = std::move(message);
   send(toldMeters_);

@@ -50,7 +50,7 @@ class ControlSession final : public ControlPeer, public std::enable_shared_from_
 
   ControlJSON subscribe(const TopicSet& topics) override { return feed_.subscribe(topics); }
   void unsubscribe(const TopicSet& topics) override { feed_.unsubscribe(topics); }
-  void watch(std::optional<Duration> interval) override;
+  void watch(std::optional<Duration> interval, const std::string& spectrum) override;
 
  private:
   void carryOut();
@@ -67,7 +67,8 @@ class ControlSession final : public ControlPeer, public std::enable_shared_from_
   Control& control_;
   ControlMethods& methods_;
   TopicFeed feed_;
-  std::optional<Duration> meterInterval_;  // nothing: no meters
+  std::optional<Duration> meterInterval_;           // nothing: no meters
+  std::shared_ptr<const MeterControl::Look> look_;  // while meters are wanted
   std::string toldMeters_;
   ScopedTask meters_;
   MessageFramer framer_;

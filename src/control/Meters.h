@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "control/MeterControl.h"
 #include "control/RecordingState.h"
 
 namespace sonmere {
@@ -23,6 +24,7 @@ struct Meters {
   std::map<std::string, AppMeters> apps;
   std::map<int, float> busReductionDb;  // what the limiters of the running buses take away now
   std::vector<RecordingState> recordings;
+  std::optional<SpectrumState> spectrum;  // the one that this client looks at
 };
 
 }  // namespace sonmere

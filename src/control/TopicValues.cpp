@@ -67,12 +67,14 @@ TopicJSON mixerValue(MixerControl& mixer) {
 TopicJSON routingValue(Control& control) {
   const RoutingOverview routing = control.routing().state();
   TopicJSON value = byMember(encodeControl(control.profiles().list()), "id", "profiles");
-  TopicJSON buses = TopicJSON::object();
-  for (const BusState& bus : routing.buses)
+  TopicJSON buses = TopicJSON::object(), names = TopicJSON::object();
+  for (const BusState& bus : routing.buses) {
     if (bus.isRunning) buses[std::to_string(bus.bus)] = {{"apps", bus.apps}};
+    if (bus.givenName) names[std::to_string(bus.bus)] = *bus.givenName;
+  }
   value["facts"] = members(encodeControl(routing), {"waiting", "error"});
   value["facts"]["running"] = buses;
-  value["wishes"] = {{"enabled", routing.isEnabled}};
+  value["wishes"] = {{"enabled", routing.isEnabled}, {"names", names}};
   return value;
 }
 

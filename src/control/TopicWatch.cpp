@@ -38,6 +38,7 @@ void TopicWatch::listen() {
   on(routing.effects().appLimiterSettings, {Topic::effects});
   on(routing.effects().masterEQSettings, {Topic::effects});
   on(routing.effects().masterLimiterSettings, {Topic::effects});
+  on(app_.trackNames().trackNames, {Topic::routing});
   VolumeMixerEngine& mixer = *app_.volumeMixerEngine();
   on(mixer.isEnabled, {Topic::mixer, Topic::apps, Topic::settings});
   on(mixer.appsState, {Topic::apps});

@@ -45,9 +45,13 @@ struct ControlMethodsTest : testing::Test {
     void unsubscribe(const TopicSet& topics) override {
       for (const Topic topic : topics) subscribed.erase(topic);
     }
-    void watch(std::optional<Duration> wanted) override { interval = wanted; }
+    void watch(std::optional<Duration> wanted, const std::string& of) override {
+      interval = wanted;
+      spectrum = of;
+    }
     TopicSet subscribed;
     std::optional<Duration> interval;
+    std::string spectrum;
   } peer;
   AppWorld<VirtualRuntime> world{1};
   bool hasQuit = false;
@@ -390,8 +394,30 @@ TEST_F(ControlMethodsTest, SubscriptionsAreTheCallersOwn) {
   EXPECT_EQ(peer.interval, fromMilliseconds(100));
   ASSERT_TRUE(call("watch", R"({"rate":2})"));
   EXPECT_EQ(peer.interval, fromMilliseconds(500));
+  ASSERT_TRUE(call("watch", R"({"spectrum":"talk"})"));
+  EXPECT_EQ(peer.spectrum, "org.talk");
+  ASSERT_TRUE(call("watch", R"({"spectrum":"bus 3"})"));
+  EXPECT_EQ(peer.spectrum, "bus 3");
+  for (const char* nothing : {R"({"spectrum":"bus 1"})", R"({"spectrum":"nobody"})"})
+    EXPECT_FALSE(call("watch", nothing)) << nothing;
   ASSERT_TRUE(call("watch", R"({"on":false})"));
   EXPECT_EQ(peer.interval, std::nullopt);
+}
+
+TEST_F(ControlMethodsTest, AWindowIsGreetedOnceAndStaysAwayWhereNobodyAskedForIt) {
+  world.app->appDelegate().applicationDidFinishLaunching(false, nullptr);
+  world.settings.set("sonmere.pending28Note", true);
+  world.settings.set("sonmere.showWindowOnLaunch", false);
+  const auto first = *call("window.launch", R"({"atLogin":false})");
+  EXPECT_EQ(first["greeting"], "routingNote");
+  EXPECT_EQ(first["shown"], true) << "a first launch always shows it";
+  world.app->appDelegate().applicationDidFinishLaunching(false, nullptr);
+  const auto second = *call("window.launch", R"({"atLogin":false})");
+  EXPECT_EQ(second["greeting"], "");
+  EXPECT_EQ(second["shown"], false);
+  world.settings.remove("sonmere.showWindowOnLaunch");
+  EXPECT_EQ((*call("window.launch", R"({"atLogin":false})"))["shown"], true);
+  EXPECT_EQ((*call("window.launch", R"({"atLogin":true})"))["shown"], false);
 }
 
 TEST_F(ControlMethodsTest, ARecordingIsAnsweredOnceItsFileIsComplete) {

@@ -42,6 +42,7 @@ struct Follower {
       values[topic].merge_patch(TopicJSON(message["params"]["patch"]));
     } else if (message.value("method", "") == "meters") {
       ++meters;
+      spectrum = message["params"].value("spectrum", ControlJSON());
     }
   }
   void ask(const std::string& method, const ControlJSON& params) {
@@ -51,6 +52,7 @@ struct Follower {
   std::map<std::string, TopicJSON> values;
   std::map<std::string, std::int64_t> versions;
   int meters = 0;
+  ControlJSON spectrum;  // of the latest meters
 };
 
 // The service as the server runs it, without sockets.
@@ -188,6 +190,39 @@ TEST_F(TopicTest, MetersComeAtTheRateThatIsAskedForAndNoneWhileNothingMoves) {
   wait(2);
   client.read();
   EXPECT_EQ(client.meters, 0);
+}
+
+TEST_F(TopicTest, ASpectrumIsFedAndToldWhileSomebodyLooksAtItAndWantsIt) {
+  RenderFlags& flags = world.app->context().flags;
+  Follower& client = connect();
+  client.ask("mixer.enable", {{"enabled", true}});
+  client.ask("route", {{"app", "beat"}, {"bus", 3}});
+  client.ask("watch", {{"spectrum", "music"}});
+  wait(1);
+  client.readAll();
+  EXPECT_TRUE(client.spectrum.is_null()) << "the user wants none";
+  EXPECT_FALSE(flags.spectrumWanted());
+  client.ask("settings.set", {{"key", "sonmere.eqSpectrumVisible"}, {"value", true}});
+  for (const char* of : {"org.music", "org.beat", "bus 3", "output"}) {
+    client.ask("watch", {{"spectrum", of}});
+    for (int i = 0; i < 5; ++i) {
+      wait(0.2);
+      client.readAll();
+    }
+    ASSERT_EQ(client.spectrum.value("of", ""), of);
+    ASSERT_EQ(client.spectrum["bandsDb"].size(), 128u) << of;
+    double most = -120;
+    for (const auto& band : client.spectrum["bandsDb"]) most = std::max(most, double(band));
+    EXPECT_GT(most, -60) << of << " plays";
+  }
+  {
+    Follower& other = connect();
+    other.ask("watch", {{"spectrum", "talk"}});
+    client.ask("watch", {{"on", false}});
+    EXPECT_TRUE(flags.spectrumWanted()) << "another looks";
+    other.ask("watch", {{"rate", 5}});
+  }
+  EXPECT_FALSE(flags.spectrumWanted()) << "levels alone";
 }
 
 // Whatever happens, what a client makes of the changes is what a fresh one is told.
