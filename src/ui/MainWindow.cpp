@@ -1,15 +1,20 @@
 #include "ui/MainWindow.h"
 
 #include <QGridLayout>
+#include <QMenu>
 #include <QStackedWidget>
 
+#include "ui/QuitFlow.h"
 #include "ui/model/Models.h"
 #include "ui/pages/AppsPage.h"
 #include "ui/pages/RecordPage.h"
 #include "ui/pages/SettingsPage.h"
 #include "ui/pages/StatusPage.h"
+#include "ui/sheets/Greeting.h"
+#include "ui/sheets/NameSheet.h"
 #include "ui/theme/Icons.h"
 #include "ui/widgets/Banner.h"
+#include "ui/widgets/Sheet.h"
 #include "ui/widgets/SideBar.h"
 
 namespace sonmere {
@@ -45,12 +50,17 @@ MainWindow::MainWindow(Models& models, QWidget* parent)
   addPage(QStringLiteral("status"), tr("Status"), new StatusPage(models.status()));
   addPage(QStringLiteral("settings"), tr("Settings"), new SettingsPage(models.settings()));
   connect(sideBar_, &SideBar::chosen, pages_, &QStackedWidget::setCurrentIndex);
+  connect(pages_, &QStackedWidget::currentChanged, this, &MainWindow::refreshMeters);
   connect(apps_, &AppsPage::testSoundWanted, this, &MainWindow::testSoundWanted);
   connect(banner_, &Banner::actionChosen, this, &MainWindow::serviceWanted);
   connect(&models_.link(), &ServiceLink::stateChanged, this, &MainWindow::refreshState);
   showPage(0);
   refreshState();
-  setBuses(models.buses().routable());
+  connect(&models.status(), &StatusModel::changed, this, &MainWindow::refreshState);
+  connect(&models.buses(), &BusesModel::changed, this, &MainWindow::refreshBuses);
+  connect(record_, &RecordPage::renameWanted, this, &MainWindow::renameBus);
+  buildMenu();
+  refreshBuses();
   resize(1040, 720);
 }
 
@@ -63,6 +73,32 @@ void MainWindow::showPage(int page) {
   pages_->setCurrentIndex(page);
 }
 
+void MainWindow::greet(const QString& sheet) {
+  if (Sheet* greeting = greetingSheet(sheet, centralWidget())) greeting->open();
+}
+
+// A window that nobody sees needs no meters, and neither does a page without.
+void MainWindow::refreshMeters() {
+  const QWidget* page = pages_->currentWidget();
+  const bool shows = isVisible() && !isMinimized() && (page == apps_ || page == record_);
+  models_.link().wantMeters(this, shows);
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+  QMainWindow::showEvent(event);
+  refreshMeters();
+}
+
+void MainWindow::hideEvent(QHideEvent* event) {
+  QMainWindow::hideEvent(event);
+  refreshMeters();
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+  QMainWindow::changeEvent(event);
+  if (event->type() == QEvent::WindowStateChange) refreshMeters();
+}
+
 void MainWindow::addPage(const QString& icon, const QString& name, QWidget* page) {
   sideBar_->addPage(icon, name);
   pages_->addWidget(page);
@@ -73,10 +109,44 @@ void MainWindow::refreshState() {
   using State = ServiceLink::State;
   const State state = models_.link().state();
   pages_->setEnabled(state == State::connected);
-  banner_->tell(models_.link().reason(), state == State::gone ? tr("Start Sonmere") : QString());
+  const QString& reason = models_.link().reason();
+  const QString& text =
+      reason.isEmpty() && state == State::connected ? models_.status().versionNote() : reason;
+  banner_->tell(text, state == State::gone ? tr("Start Sonmere") : QString());
 }
 
-void MainWindow::setBuses(const std::vector<RouteTarget>& buses) {
+void MainWindow::buildMenu() {
+  quit_ = new QuitFlow(models_.link(), models_.recording(), *centralWidget());
+  quit_->setParent(this);
+  connect(quit_, &QuitFlow::done, this, &MainWindow::quitDone);
+  connect(quit_, &QuitFlow::windowOnly, this, &QWidget::close);
+  auto* menu = new QMenu(this);
+  menu->addAction(tr("Close the window"), QKeySequence::Close, this, &QWidget::close);
+  menu->addAction(tr("Quit Sonmere"), QKeySequence(Qt::CTRL | Qt::Key_Q), quit_, &QuitFlow::begin);
+  addActions(menu->actions());
+  sideBar_->setMenu(menu);
+}
+
+void MainWindow::comeForward() {
+  isMinimized() ? showNormal() : show();
+  raise();
+  activateWindow();
+}
+
+void MainWindow::renameBus(int bus) {
+  BusesModel& buses = models_.buses();
+  auto* sheet = new NameSheet(tr("Name of %1").arg(buses.nameOf(bus)),
+                              tr("Commands know the Track by this name too. An empty name is its own again."),
+                              buses.givenName(bus), centralWidget());
+  connect(sheet, &NameSheet::chosen, &buses, [&buses, bus](const QString& name) { buses.rename(bus, name); });
+  connect(&buses, &BusesModel::answered, sheet, [sheet](const QString& text, bool isRefusal) {
+    isRefusal ? sheet->refuse(text) : sheet->dismiss();
+  });
+  sheet->open();
+}
+
+void MainWindow::refreshBuses() {
+  const std::vector<RouteTarget>& buses = models_.buses().routable();
   std::vector<RouteTarget> targets = {{tr("As it is"), tr("Default output"), QStringLiteral("default")},
                                       {tr("As it is"), tr("Direct, untouched"), QStringLiteral("direct")}};
   targets.insert(targets.end(), buses.begin(), buses.end());

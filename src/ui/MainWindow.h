@@ -10,6 +10,7 @@ namespace sonmere {
 
 class AppsPage;
 class Banner;
+class QuitFlow;
 class Models;
 class RecordPage;
 class SideBar;
@@ -22,6 +23,10 @@ class MainWindow : public QMainWindow {
   explicit MainWindow(Models& models, QWidget* parent = nullptr);
 
   int pageCount() const;
+  // Over the others, also when it is small or hidden.
+  void comeForward();
+  // Shows the sheet of this name once; what is unknown is passed over.
+  void greet(const QString& sheet);
   // As files are named after it.
   QString pageName(int page) const;
   void showPage(int page);
@@ -30,14 +35,22 @@ class MainWindow : public QMainWindow {
   // The banner's button: the service is to be started.
   void serviceWanted();
   void testSoundWanted();
+  // Sonmere as a whole has ended.
+  void quitDone();
 
  protected:
   void resizeEvent(QResizeEvent* event) override;
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
+  void changeEvent(QEvent* event) override;
 
  private:
   void addPage(const QString& icon, const QString& name, QWidget* page);
   void refreshState();
-  void setBuses(const std::vector<RouteTarget>& buses);
+  void refreshMeters();
+  void refreshBuses();
+  void renameBus(int bus);
+  void buildMenu();
 
   Models& models_;
   SideBar* sideBar_;
@@ -46,6 +59,7 @@ class MainWindow : public QMainWindow {
   Banner* banner_;
   AppsPage* apps_;
   RecordPage* record_;
+  QuitFlow* quit_ = nullptr;
 };
 
 }  // namespace sonmere

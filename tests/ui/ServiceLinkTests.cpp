@@ -1,74 +1,21 @@
 #include <gtest/gtest.h>
 
-#include <QLocalServer>
-#include <QLocalSocket>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "FakeService.h"
 #include "ui/model/AppsModel.h"
+#include "ui/model/BusesModel.h"
 #include "ui/model/ServiceLink.h"
 
 namespace sonmere {
 namespace {
 
-// A service that answers as a test says.
-class FakeService {
- public:
-  explicit FakeService(const QString& path) {
-    server_.listen(path);
-    QObject::connect(&server_, &QLocalServer::newConnection, [this] {
-      QLocalSocket* socket = server_.nextPendingConnection();
-      peers_.push_back(socket);
-      QObject::connect(socket, &QLocalSocket::readyRead, [this, socket] {
-        while (socket->canReadLine()) take(socket, socket->readLine());
-      });
-    });
-  }
-
-  void say(const ControlJSON& message) {
-    peers_.back()->write(QByteArray::fromStdString(message.dump() + "\n"));
-  }
-  void sayRaw(const QByteArray& bytes) { peers_.back()->write(bytes); }
-  // A change of what was told last.
-  void tell(const char* topic, const ControlJSON& patch) {
-    const std::int64_t from = version_++;
-    say({{"jsonrpc", "2.0"},
-         {"method", "changed"},
-         {"params", {{"topic", topic}, {"from", from}, {"version", version_}, {"patch", patch}}}});
-  }
-  void hangUp() {
-    for (auto* peer : peers_) peer->disconnectFromServer();
-  }
-  bool isConnected() const { return !peers_.empty(); }
-
-  bool answers = true;
-  std::vector<ControlJSON> requests;
-
- private:
-  void take(QLocalSocket* socket, const QByteArray& line) {
-    const ControlJSON request = ControlJSON::parse(line.toStdString());
-    requests.push_back(request);
-    if (!answers) return;
-    ControlJSON result = ControlJSON::object();
-    if (request["method"] == "subscribe") {
-      version_ = 1;
-      for (const auto& topic : request["params"]["topics"])
-        result["topics"][topic.get<std::string>()] = {{"version", 1}, {"value", ControlJSON::object()}};
-    }
-    const ControlJSON answer = {{"jsonrpc", "2.0"}, {"id", request["id"]}, {"result", result}};
-    socket->write(QByteArray::fromStdString(answer.dump() + "\n"));
-  }
-
-  QLocalServer server_;
-  std::vector<QLocalSocket*> peers_;
-  std::int64_t version_ = 1;
-};
-
 struct ServiceLinkTest : testing::Test {
   QTemporaryDir folder;
   QString path = folder.filePath(QStringLiteral("control.sock"));
-  ServiceLink link{folder.path().toStdString(), {Topic::apps, Topic::mixer}, 0};
+  ServiceLink link{folder.path().toStdString(), {Topic::apps, Topic::mixer}, 30};
   AppsModel apps{link};
 
   bool reaches(ServiceLink::State state) {
@@ -133,6 +80,48 @@ TEST_F(ServiceLinkTest, ADragSendsTheNewestValueAndNoQueue) {
   EXPECT_EQ(service.requests[3]["params"]["volume"], 1.0);
   QTest::qWait(20);
   EXPECT_EQ(service.requests.size(), 4u);
+}
+
+TEST_F(ServiceLinkTest, MetersAreAskedForWhileSomebodyShowsThemAndAgainAfterAReturn) {
+  FakeService service(path);
+  const auto watches = [&] {
+    std::vector<std::string> all;
+    for (const ControlJSON& request : service.requests) {
+      if (request["method"] == "watch") all.push_back(request["params"].dump());
+    }
+    return all;
+  };
+  int one = 0, other = 0;
+  link.start();
+  ASSERT_TRUE(reaches(ServiceLink::State::connected));
+  link.lookAtSpectrum(QStringLiteral("music"));
+  QTest::qWait(10);
+  EXPECT_TRUE(watches().empty()) << "nobody shows meters";
+  link.wantMeters(&one, true);
+  link.wantMeters(&other, true);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return watches().size() == 1; }));
+  EXPECT_EQ(watches()[0], R"({"on":true,"rate":30.0,"spectrum":"music"})");
+  service.hangUp();
+  ASSERT_TRUE(QTest::qWaitFor([&] { return watches().size() == 2; })) << "the service is back";
+  link.wantMeters(&one, false);
+  link.wantMeters(&other, false);
+  ASSERT_TRUE(QTest::qWaitFor([&] { return watches().size() == 3; }));
+  EXPECT_TRUE(QString::fromStdString(watches()[2]).contains(QStringLiteral("\"on\":false")));
+}
+
+TEST_F(ServiceLinkTest, TracksBearTheNamesThatTheUserGaveThem) {
+  FakeService service(path);
+  ServiceLink routing{folder.path().toStdString(), {Topic::routing}, 0};
+  BusesModel buses{routing};
+  EXPECT_EQ(buses.routable().size(), 9u) << "known before the service is there";
+  routing.start();
+  ASSERT_TRUE(QTest::qWaitFor([&] { return routing.state() == ServiceLink::State::connected; }));
+  service.tell("routing", {{"wishes", {{"names", {{"4", "Drums"}, {"5", 7}}}}}});
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !buses.givenName(4).isEmpty(); }));
+  EXPECT_EQ(buses.nameOf(4), QStringLiteral("Drums (Track 3)"));
+  EXPECT_EQ(buses.nameOf(5), QStringLiteral("Track 4"));
+  service.tell("routing", {{"wishes", {{"names", {{"4", nullptr}}}}}});
+  ASSERT_TRUE(QTest::qWaitFor([&] { return buses.nameOf(4) == QStringLiteral("Track 3"); }));
 }
 
 TEST_F(ServiceLinkTest, CallsEndWithAReasonWhenTheServiceGoes) {

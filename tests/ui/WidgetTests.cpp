@@ -113,6 +113,16 @@ TEST(Equaliser, CurveAndFieldsAreOneValue) {
   QTest::mouseRelease(curve, Qt::LeftButton, {}, bell + QPoint(0, -36));
   EXPECT_NEAR(boxes[2]->value(), 12, 0.1) << "half of the way up is half of the range";
   EXPECT_EQ(edited.count(), 2);
+  QSignalSpy looked(&panel, &EqualiserPanel::looked);
+  panel.show();
+  panel.showSpectrum(std::vector<float>(128, -10));
+  const QImage full = curve->grab().toImage();
+  panel.showSpectrumWanted(false);
+  EXPECT_NE(curve->grab().toImage(), full) << "the spectrum is behind the curve";
+  panel.hide();
+  ASSERT_EQ(looked.count(), 2);
+  EXPECT_TRUE(looked[0][0].toBool());
+  EXPECT_FALSE(looked[1][0].toBool());
   panel.showSettings({});
   EXPECT_EQ(boxes[1]->value(), 1000);
   EXPECT_EQ(edited.count(), 2) << "what the service says is not told back to it";

@@ -3,6 +3,11 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+
 #include "app/PlatformFolders.h"
 
 namespace sonmere {
@@ -43,6 +48,11 @@ void ServiceStarter::startDemo(const QString& program) {
     environment.insert(QString::fromLatin1(name), demoFolder_.path());
   }
   process_.setProcessEnvironment(environment);
+  // Killed itself, the window can't end what it started.
+  process_.setChildProcessModifier([window = ::getpid()] {
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (::getppid() != window) ::_exit(0);
+  });
   process_.setStandardOutputFile(QProcess::nullDevice());
   process_.setStandardErrorFile(QProcess::nullDevice());
   process_.start(program, {QStringLiteral("run"), QStringLiteral("--platform"), QStringLiteral("simulated"),

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 
 namespace sonmere {
 namespace {
@@ -20,6 +21,8 @@ Outcome<WindowOptions> parseWindowArguments(const QStringList& arguments) {
     const QString& argument = arguments[i];
     if (argument == QLatin1String("--demo")) {
       options.demo = true;
+    } else if (argument == QLatin1String("--at-login")) {
+      options.atLogin = true;
     } else if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
       options.showHelp = true;
     } else if (argument == QLatin1String("--shots")) {
@@ -28,6 +31,8 @@ Outcome<WindowOptions> parseWindowArguments(const QStringList& arguments) {
       if (!QDir().mkpath(options.shotsFolder)) {
         return refuse(tr("--shots: the folder %1 can't be made.").arg(options.shotsFolder));
       }
+    } else if (!argument.startsWith(QLatin1Char('-'))) {
+      options.files << QFileInfo(argument).absoluteFilePath();
     } else {
       return refuse(tr("\"%1\" is no option of the window; --help lists them.").arg(argument));
     }
@@ -37,8 +42,10 @@ Outcome<WindowOptions> parseWindowArguments(const QStringList& arguments) {
 
 QString windowHelp() {
   return tr(
-      "sonmere-window [--demo] [--shots DIR]\n"
+      "sonmere-window [--demo] [--at-login] [--shots DIR] [FILE...]\n"
+      "  FILE         audio files: one opens in the editor, several side by side\n"
       "  --demo       three apps that play on the embedded server: to look around, also without audio\n"
+      "  --at-login   waits in the tray\n"
       "  --shots DIR  pictures of every page, without a display\n");
 }
 

@@ -3,7 +3,9 @@
 
 #include "ui/MainWindow.h"
 #include "ui/launch/ServiceStarter.h"
+#include "ui/launch/SingleWindow.h"
 #include "ui/launch/WindowOptions.h"
+#include "ui/model/Decode.h"
 #include "ui/model/Models.h"
 #include "ui/shots/PageShots.h"
 #include "ui/theme/Theme.h"
@@ -27,18 +29,43 @@ QStringList listOf(int argc, char** argv) {
   return list;
 }
 
+// Once the service answers for the first time it says what greets the user, and whether the window is wanted
+// at all.
+void askForLaunch(ServiceLink& link, MainWindow& window, const WindowOptions& options) {
+  if (!options.shotsFolder.isEmpty()) return;
+  const auto told = [&window](const Outcome<ControlJSON>& launch) {
+    if (!launch) return;
+    if (!memberOr(*launch, "shown", true)) window.close();
+    window.greet(QString::fromStdString(memberOr<std::string>(*launch, "greeting", {})));
+  };
+  const auto first = std::make_shared<QMetaObject::Connection>();
+  *first = QObject::connect(&link, &ServiceLink::stateChanged, &window, [&link, told, first, options] {
+    if (link.state() != ServiceLink::State::connected) return;
+    QObject::disconnect(*first);
+    link.call("window.launch", {{"atLogin", options.atLogin}}, told);
+  });
+}
+
 int run(QApplication& application, const WindowOptions& options) {
   Theme::instance().setScheme(ColourScheme::dark);
   ServiceStarter service(options.demo || !options.shotsFolder.isEmpty());
+  SingleWindow single(QString::fromStdString(service.folder().string()));
+  if (!single.claim(options.files)) return 0;
   Models models(service.folder());
   MainWindow window(models);
+  QObject::connect(&single, &SingleWindow::asked, &window, &MainWindow::comeForward);
+  QObject::connect(&window, &MainWindow::quitDone, &application, &QCoreApplication::quit);
+  askForLaunch(models.link(), window, options);
   QObject::connect(&window, &MainWindow::serviceWanted, [&] {
     if (!service.start()) tell("there is no program \"sonmere\" beside this one");
   });
   service.start();
   models.link().start();
   PageShots shots(window, models, options.shotsFolder);
-  options.shotsFolder.isEmpty() ? window.show() : shots.start();
+  if (!options.shotsFolder.isEmpty())
+    shots.start();
+  else if (!options.atLogin)
+    window.show();
   return application.exec();
 }
 

@@ -8,6 +8,8 @@
 namespace sonmere {
 namespace {
 
+constexpr const char* kSpectrumKey = "sonmere.eqSpectrumVisible";
+
 ControlJSON encode(const AppEQSettings& s) {
   return {{"enabled", s.isEnabled}, {"highPassHz", s.highPassFreq},
           {"bellHz", s.paraFreq},   {"bellDb", s.paraGain},
@@ -37,6 +39,7 @@ const AppState* AppsModel::find(const QString& id) const {
 void AppsModel::take(Topic topic, const TopicJSON& value) {
   if (topic == Topic::apps) takeApps(value);
   if (topic == Topic::effects) takeEffects(value);
+  if (topic == Topic::settings) takeSettings(value);
   if (topic != Topic::mixer) return;
   mixer_ = decodeMixer(value);
   emit mixerChanged();
@@ -51,6 +54,11 @@ void AppsModel::takeApps(const TopicJSON& value) {
   emit appsChanged();
 }
 
+void AppsModel::takeSettings(const TopicJSON& value) {
+  const bool wanted = memberOr(objectAt(objectAt(value, "settings"), kSpectrumKey), "value", false);
+  if (std::exchange(isSpectrumWanted_, wanted) != wanted) emit spectrumWantedChanged();
+}
+
 void AppsModel::takeEffects(const TopicJSON& value) {
   effects_ = objectAt(value, "apps");
   for (AppState& app : apps_) decodeEffects(objectAt(effects_, app.id.c_str()), app);
@@ -61,6 +69,12 @@ void AppsModel::takeMeters(const ControlJSON& meters) {
   for (const auto& [id, meter] : objectAt(meters, "apps").items()) {
     emit metersChanged(QString::fromStdString(id), decodeMeters(meter));
   }
+  const ControlJSON& spectrum = objectAt(meters, "spectrum");
+  const auto bands = spectrum.find("bandsDb");
+  if (bands == spectrum.end() || !bands->is_array()) return;
+  std::vector<float> levels;
+  for (const ControlJSON& band : *bands) levels.push_back(band.is_number() ? band.get<float>() : -120);
+  emit spectrumChanged(QString::fromStdString(memberOr<std::string>(spectrum, "of", {})), levels);
 }
 
 ServiceLink::Answer AppsModel::forApp(const QString& id) {
@@ -115,6 +129,10 @@ void AppsModel::changeRow(const QString& id, const QString& change) {
 
 void AppsModel::setMixerEnabled(bool enabled) {
   link_.call("mixer.enable", {{"enabled", enabled}}, forApp({}));
+}
+
+void AppsModel::setSpectrumWanted(bool wanted) {
+  link_.call("settings.set", {{"key", kSpectrumKey}, {"value", wanted}}, forApp({}));
 }
 
 void AppsModel::setMasterVolume(float gain) {

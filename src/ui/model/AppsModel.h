@@ -33,12 +33,20 @@ class AppsModel : public QObject {
   void setMixerEnabled(bool enabled);
   void setMasterVolume(float gain);
   void setOutputEqualiser(const AppEQSettings& settings);
+  // Whether the user wants spectra behind equalisers.
+  bool isSpectrumWanted() const { return isSpectrumWanted_; }
+  void setSpectrumWanted(bool wanted);
+  // Of an app, or "output"; empty: none.
+  void lookAtSpectrum(const QString& of) { link_.lookAtSpectrum(of); }
 
  signals:
   void appsChanged();
   void mixerChanged();
   // Of one app, many times a second while it is metered.
   void metersChanged(const QString& id, const sonmere::AppMeters& meters);
+  // Levels of bands as the service has them; none while nothing sounds there.
+  void spectrumChanged(const QString& of, const std::vector<float>& bandsDb);
+  void spectrumWantedChanged();
   // `id` is empty for the mixer as a whole; `text` is empty when all went well.
   void answered(const QString& id, const QString& text, bool isRefusal);
 
@@ -46,6 +54,7 @@ class AppsModel : public QObject {
   void take(Topic topic, const TopicJSON& value);
   void takeApps(const TopicJSON& value);
   void takeEffects(const TopicJSON& value);
+  void takeSettings(const TopicJSON& value);
   void takeMeters(const ControlJSON& value);
   ServiceLink::Answer forApp(const QString& id);
 
@@ -53,6 +62,7 @@ class AppsModel : public QObject {
   std::vector<AppState> apps_;
   TopicJSON effects_;  // of apps that "apps" has not told yet, too
   MixerState mixer_;
+  bool isSpectrumWanted_ = false;
 };
 
 // A volume as JSON has it: the double of the fewest digits that means the same float.

@@ -16,6 +16,7 @@ class Models {
   explicit Models(std::filesystem::path folder)
       : link_(std::move(folder), {kTopics.begin(), kTopics.end()}, kMeterRate),
         apps_(link_),
+        buses_(link_),
         recording_(link_),
         settings_(link_),
         status_(link_) {}

@@ -13,15 +13,21 @@ constexpr int kPatienceMilliseconds = 3000;
 
 ServiceLink::ServiceLink(std::filesystem::path folder, TopicSet topics, double meterRate, QObject* parent)
     : QObject(parent),
-      link_(std::move(folder), {std::move(topics), meterRate},
+      link_(std::move(folder), {std::move(topics), 0},
             {.changed = [this](Topic topic, const TopicJSON& value) { emit told(topic, value); },
              .metered = [this](const ControlJSON& meters) { emit metered(meters); },
-             .connected = [this] { enter(State::connected); },
+             .connected =
+                 [this] {
+                   enter(State::connected);
+                   isWatching_ = false;
+                   if (!meterViewers_.empty()) watchMeters();
+                 },
              .disconnected =
                  [this](const Error& why) {
                    latest_.clear();
                    enter(State::gone, QString::fromStdString(why.description));
-                 }}) {
+                 }}),
+      meterRate_(meterRate) {
   connect(&retry_, &QTimer::timeout, this, &ServiceLink::process);
   patience_.setSingleShot(true);
   connect(&patience_, &QTimer::timeout, this, [this] {
@@ -68,6 +74,25 @@ void ServiceLink::enter(State state, const QString& reason) {
   state_ = state;
   reason_ = reason;
   emit stateChanged();
+}
+
+void ServiceLink::wantMeters(const void* who, bool wants) {
+  wants ? void(meterViewers_.insert(who)) : void(meterViewers_.erase(who));
+  if (isWatching_ != !meterViewers_.empty()) watchMeters();
+}
+
+void ServiceLink::lookAtSpectrum(const QString& of) {
+  if (of.toStdString() == spectrum_) return;
+  spectrum_ = of.toStdString();
+  if (isWatching_) watchMeters();
+}
+
+void ServiceLink::watchMeters() {
+  if (!link_.isConnected()) return;
+  isWatching_ = !meterViewers_.empty();
+  ControlJSON wish = {{"on", isWatching_}, {"rate", meterRate_}};
+  if (!spectrum_.empty()) wish["spectrum"] = spectrum_;
+  call("watch", wish, [](const Outcome<ControlJSON>&) {});
 }
 
 void ServiceLink::call(const std::string& method, const ControlJSON& params, Answer done) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "control/ControlLink.h"
@@ -14,8 +15,9 @@ class QSocketNotifier;
 
 namespace sonmere {
 
-// The window's connection to the service on Qt's loop: calls with their answers, and the topics and meters
-// that it follows. It connects again by itself when the service comes back. Nothing here waits.
+// The window's connection to the service on Qt's loop: calls with their answers, and the topics that it
+// follows; meters only while something shows them. It connects again by itself when the service comes back.
+// Nothing here waits.
 class ServiceLink : public QObject {
   Q_OBJECT
 
@@ -32,6 +34,12 @@ class ServiceLink : public QObject {
   State state() const { return state_; }
   // Why the service is gone, for the user; empty otherwise.
   const QString& reason() const { return reason_; }
+
+  // Whoever shows meters says when it begins and ends to. While nobody does the service need not tell them,
+  // and nothing here wakes up.
+  void wantMeters(const void* who, bool wants);
+  // Of an app, "output" or "bus N"; empty: none. Comes with the meters.
+  void lookAtSpectrum(const QString& of);
 
   // Without a connection, or when it ends before the answer, `done` hears an error.
   void call(const std::string& method, const ControlJSON& params, Answer done);
@@ -55,6 +63,7 @@ class ServiceLink : public QObject {
   void unwatch();
   void enter(State state, const QString& reason = {});
   void finishLatest(const std::string& key);
+  void watchMeters();
 
   ControlLink link_;
   QTimer retry_;
@@ -64,6 +73,10 @@ class ServiceLink : public QObject {
   State state_ = State::connecting;
   QString reason_;
   std::map<std::string, Latest> latest_;
+  const double meterRate_;
+  std::set<const void*> meterViewers_;
+  std::string spectrum_;
+  bool isWatching_ = false;
 };
 
 }  // namespace sonmere

@@ -1,5 +1,6 @@
 #include "ui/model/StatusModel.h"
 
+#include "app/ProgramVersion.h"
 #include "ui/model/Decode.h"
 
 namespace sonmere {
@@ -19,6 +20,13 @@ void StatusModel::take(Topic topic, const TopicJSON& value) {
   } else if (topic == Topic::program) {
     program_ = tr("Sonmere %1 on %2. %3")
                    .arg(text(value, "version"), text(value, "platform"), text(value, "reason"));
+    const QString version = text(value, "version"), own = QLatin1String(kProgramVersion);
+    versionNote_ =
+        version == own || version.isEmpty()
+            ? QString()
+            : tr("The Sonmere that runs is version %1, this window is %2. What both know works; to "
+                 "have the rest, quit Sonmere and start it again.")
+                  .arg(version, own);
   } else if (topic == Topic::routing || topic == Topic::mixer || topic == Topic::recording) {
     errors_[topic] = text(objectAt(value, "facts"), "error");
   } else {

@@ -17,6 +17,8 @@ class StatusModel : public QObject {
 
   // In words.
   const QString& summary() const { return summary_; }
+  // The service is of another version than this window: what is to be told of it; else empty.
+  const QString& versionNote() const { return versionNote_; }
   const std::vector<DeviceState>& devices() const { return devices_; }
   // Ends in reportCame, with why it can't be had where it can't.
   void askForReport();
@@ -32,6 +34,7 @@ class StatusModel : public QObject {
   ServiceLink& link_;
   QString summary_;
   QString program_;
+  QString versionNote_;
   std::map<Topic, QString> errors_;
   std::vector<DeviceState> devices_;
 };

@@ -13,6 +13,7 @@
 #include "ui/model/VolumeWords.h"
 #include "ui/theme/Theme.h"
 #include "ui/widgets/AppRow.h"
+#include "ui/widgets/EqualiserPanel.h"
 #include "ui/widgets/MasterStrip.h"
 
 namespace sonmere {
@@ -40,6 +41,7 @@ AppsPage::AppsPage(AppsModel& model, QWidget* parent)
   buildTop();
   buildList();
   layout->addWidget(master_);
+  connectSpectrum(&master_->equaliser(), QStringLiteral("output"));
   connect(&model_, &AppsModel::appsChanged, this, &AppsPage::refresh);
   connect(&model_, &AppsModel::mixerChanged, this, &AppsPage::refresh);
   connect(&model_, &AppsModel::metersChanged, this, [this](const QString& id, const AppMeters& meters) {
@@ -118,6 +120,25 @@ void AppsPage::connectRow(AppRow* row) {
   connect(row, &AppRow::limiterChosen, &model_, &AppsModel::setLimiter);
   connect(row, &AppRow::routeChosen, &model_, &AppsModel::setRoute);
   connect(row, &AppRow::rowChosen, &model_, &AppsModel::changeRow);
+  connectSpectrum(&row->equaliser(), row->id());
+}
+
+void AppsPage::connectSpectrum(EqualiserPanel* panel, const QString& of) {
+  panel->showSpectrumWanted(model_.isSpectrumWanted());
+  connect(panel, &EqualiserPanel::spectrumChosen, &model_, &AppsModel::setSpectrumWanted);
+  connect(panel, &EqualiserPanel::looked, this, [this, of](bool begins) { lookAt(of, begins); });
+  connect(&model_, &AppsModel::spectrumWantedChanged, panel,
+          [this, panel] { panel->showSpectrumWanted(model_.isSpectrumWanted()); });
+  connect(&model_, &AppsModel::spectrumChanged, panel,
+          [panel, of](const QString& told, const std::vector<float>& bandsDb) {
+            panel->showSpectrum(told == of && panel->isVisible() ? bandsDb : std::vector<float>());
+          });
+}
+
+void AppsPage::lookAt(const QString& of, bool begins) {
+  lookedAt_.removeAll(of);
+  if (begins) lookedAt_ << of;
+  model_.lookAtSpectrum(lookedAt_.isEmpty() ? QString() : lookedAt_.last());
 }
 
 AppRow* AppsPage::rowFor(const QString& id) {
@@ -165,6 +186,7 @@ void AppsPage::refresh() {
     if (kept.contains(it->first)) {
       ++it;
     } else {
+      lookAt(it->first, false);
       it->second->deleteLater();
       it = rows_.erase(it);
     }

@@ -14,6 +14,7 @@ namespace sonmere {
 
 class AppRow;
 class AppsModel;
+class EqualiserPanel;
 class MasterStrip;
 struct AppState;
 
@@ -40,6 +41,8 @@ class AppsPage : public QWidget {
   void connectRow(AppRow* row);
   bool isShown(const AppState& app) const;
   void typeVolume(const QString& id, const QString& text);
+  void connectSpectrum(EqualiserPanel* panel, const QString& of);
+  void lookAt(const QString& of, bool begins);
 
   AppsModel& model_;
   QLineEdit* search_;
@@ -51,6 +54,7 @@ class AppsPage : public QWidget {
   MasterStrip* master_;
   std::vector<RouteTarget> targets_;
   std::map<QString, AppRow*> rows_;
+  QStringList lookedAt_;  // equalisers in view, the latest last: its spectrum is shown
 };
 
 }  // namespace sonmere

@@ -8,9 +8,11 @@
 #include <QPushButton>
 #include <QStorageInfo>
 #include <QTableWidget>
+#include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "audio/device/BusTable.h"
 #include "ui/model/RecordingModel.h"
 #include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
@@ -84,7 +86,18 @@ void RecordPage::setBuses(const std::vector<RouteTarget>& buses) {
     auto found = std::ranges::find(buses_, number, &Choice::bus);
     if (found == buses_.end()) {
       auto* box = new QCheckBox;
-      choices_->insertWidget(static_cast<int>(buses_.size()), box);
+      auto* line = new QHBoxLayout;
+      line->addWidget(box, 1);
+      if (number != kBridgeBus) {
+        auto* rename = new QToolButton;
+        rename->setAutoRaise(true);
+        rename->setIcon(themedIcon(QStringLiteral("rename"), ColourRole::dimText));
+        rename->setToolTip(tr("Rename"));
+        rename->setAccessibleName(tr("Rename %1").arg(bus.name));
+        connect(rename, &QToolButton::clicked, this, [this, number] { emit renameWanted(number); });
+        line->addWidget(rename);
+      }
+      choices_->insertLayout(static_cast<int>(buses_.size()), line);
       found = buses_.insert(buses_.end(), {number, {}, box});
     }
     found->name = bus.name;

@@ -27,6 +27,9 @@ class RecordPage : public QWidget {
   // Where files go, for the room that is left there.
   void setFolder(const QString& folder);
 
+ signals:
+  void renameWanted(int bus);
+
  private:
   void toggle();
   void refresh();

@@ -32,6 +32,7 @@ class AppRow : public QFrame {
   void setTargets(const std::vector<RouteTarget>& targets);
   void setMaximumGain(float gain);
   void showMeters(const AppMeters& meters);
+  EqualiserPanel& equaliser() { return *equaliser_; }
   // A refusal or a note, beside the controls; empty: none.
   void say(const QString& text, bool isRefusal);
 

@@ -15,7 +15,8 @@ constexpr double kLowHz = 10;
 constexpr double kHighHz = 24000;
 constexpr double kRangeDb = 24;
 constexpr double kMargin = 8;
-constexpr double kReach = 14;  // how near to a handle the pointer takes it
+constexpr double kSpectrumFloorDb = -90;  // at the lower edge; full scale at the upper
+constexpr double kReach = 14;             // how near to a handle the pointer takes it
 
 }  // namespace
 
@@ -28,6 +29,12 @@ EqualiserCurve::EqualiserCurve(QWidget* parent) : QWidget(parent) {
 void EqualiserCurve::showSettings(const AppEQSettings& settings) {
   if (settings == settings_ || dragged_ != Handle::none) return;
   settings_ = settings;
+  update();
+}
+
+void EqualiserCurve::showSpectrum(const std::vector<float>& bandsDb) {
+  if (bandsDb == spectrum_) return;
+  spectrum_ = bandsDb;
   update();
 }
 
@@ -109,6 +116,25 @@ void EqualiserCurve::paintGrid(QPainter& painter) const {
   painter.drawText(QPointF(kMargin + 2, yOf(-12) - 2), tr("-12 dB"));
 }
 
+void EqualiserCurve::paintSpectrum(QPainter& painter) const {
+  if (spectrum_.empty()) return;
+  const double bottom = height() - kMargin;
+  const double bandWidth = (width() - 2 * kMargin) / static_cast<double>(spectrum_.size());
+  QPolygonF shape;
+  shape << QPointF(kMargin, bottom);
+  for (std::size_t i = 0; i < spectrum_.size(); ++i) {
+    const double share = std::clamp(1 - spectrum_[i] / kSpectrumFloorDb, 0.0, 1.0);
+    shape << QPointF(kMargin + (static_cast<double>(i) + 0.5) * bandWidth,
+                     bottom - share * (bottom - kMargin));
+  }
+  shape << QPointF(width() - kMargin, bottom);
+  QColor fill = themed(ColourRole::accent);
+  fill.setAlphaF(0.25f);
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(fill);
+  painter.drawPolygon(shape);
+}
+
 void EqualiserCurve::paintCurve(QPainter& painter) const {
   QPainterPath path;
   for (double x = kMargin; x <= width() - kMargin; x += 1) {
@@ -129,6 +155,7 @@ void EqualiserCurve::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
   painter.fillRect(rect(), themed(ColourRole::field));
+  paintSpectrum(painter);
   paintGrid(painter);
   paintCurve(painter);
 }

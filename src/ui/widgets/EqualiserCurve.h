@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QWidget>
+#include <vector>
 
 #include "dsp/AppEQSettings.h"
 
@@ -17,6 +18,8 @@ class EqualiserCurve : public QWidget {
 
   void showSettings(const AppEQSettings& settings);
   const AppEQSettings& settings() const { return settings_; }
+  // Levels in dB of bands that divide the curve's axis evenly, shown behind it; none: nothing is shown.
+  void showSpectrum(const std::vector<float>& bandsDb);
 
   QSize sizeHint() const override { return {420, 160}; }
   QSize minimumSizeHint() const override { return {220, 120}; }
@@ -40,9 +43,11 @@ class EqualiserCurve : public QWidget {
   Handle handleAt(QPointF place) const;
   void paintGrid(QPainter& painter) const;
   void paintCurve(QPainter& painter) const;
+  void paintSpectrum(QPainter& painter) const;
 
   AppEQSettings settings_;
   Handle dragged_ = Handle::none;
+  std::vector<float> spectrum_;
 };
 
 }  // namespace sonmere

@@ -13,11 +13,15 @@
 namespace sonmere {
 
 EqualiserPanel::EqualiserPanel(QWidget* parent)
-    : QWidget(parent), curve_(new EqualiserCurve), enabled_(new QToolButton), fieldGrid_(new QGridLayout) {
+    : QWidget(parent),
+      curve_(new EqualiserCurve),
+      enabled_(new QToolButton),
+      spectrum_(new QToolButton),
+      fieldGrid_(new QGridLayout) {
   auto* layout = new QGridLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
-  layout->addWidget(curve_, 0, 0, 1, 4);
-  layout->addLayout(fieldGrid_, 1, 0, 1, 4);
+  layout->addWidget(curve_, 0, 0, 1, 5);
+  layout->addLayout(fieldGrid_, 1, 0, 1, 5);
   fieldGrid_->setHorizontalSpacing(kGrid);
 
   enabled_->setText(tr("Equaliser on"));
@@ -33,7 +37,12 @@ EqualiserPanel::EqualiserPanel(QWidget* parent)
   reset->setText(tr("Reset EQ"));
   connect(reset, &QToolButton::clicked, this, [this] { choose({}); });
   layout->addWidget(reset, 2, 2);
-  layout->setColumnStretch(3, 1);
+  spectrum_->setText(tr("Spectrum"));
+  spectrum_->setCheckable(true);
+  spectrum_->setToolTip(tr("Show what is playing behind the curve"));
+  connect(spectrum_, &QToolButton::clicked, this, &EqualiserPanel::spectrumChosen);
+  layout->addWidget(spectrum_, 2, 3);
+  layout->setColumnStretch(4, 1);
 
   addField(tr("Low cut"), 20, 2000, 0, tr(" Hz"), &AppEQSettings::highPassFreq);
   addField(tr("Bell at"), 20, 20000, 0, tr(" Hz"), &AppEQSettings::paraFreq);
@@ -97,6 +106,24 @@ void EqualiserPanel::showSettings(const AppEQSettings& settings) {
   if (settings == settings_) return;
   settings_ = settings;
   fill();
+}
+
+void EqualiserPanel::showSpectrumWanted(bool wanted) {
+  spectrum_->setChecked(wanted);
+  if (!wanted) curve_->showSpectrum({});
+}
+
+void EqualiserPanel::showSpectrum(const std::vector<float>& bandsDb) { curve_->showSpectrum(bandsDb); }
+
+void EqualiserPanel::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  emit looked(true);
+}
+
+void EqualiserPanel::hideEvent(QHideEvent* event) {
+  QWidget::hideEvent(event);
+  curve_->showSpectrum({});
+  emit looked(false);
 }
 
 void EqualiserPanel::choose(AppEQSettings settings) {

@@ -20,10 +20,20 @@ class EqualiserPanel : public QWidget {
 
   // What the service says; tells nobody. A field that is being typed in keeps its text.
   void showSettings(const AppEQSettings& settings);
+  // Whether the user wants a spectrum behind the curve, and what it is now.
+  void showSpectrumWanted(bool wanted);
+  void showSpectrum(const std::vector<float>& bandsDb);
 
  signals:
+  void spectrumChosen(bool wanted);
+  // The panel has come into view, or left it: a spectrum is looked at only in between.
+  void looked(bool begins);
   // The user's wish, also while a drag is under way.
   void edited(const AppEQSettings& settings);
+
+ protected:
+  void showEvent(QShowEvent* event) override;
+  void hideEvent(QHideEvent* event) override;
 
  private:
   QDoubleSpinBox* addField(const QString& name, double low, double high, int decimals, const QString& unit,
@@ -38,6 +48,7 @@ class EqualiserPanel : public QWidget {
   };
   EqualiserCurve* curve_;
   QToolButton* enabled_;
+  QToolButton* spectrum_;
   class QGridLayout* fieldGrid_;
   std::vector<Field> fields_;
   AppEQSettings settings_;

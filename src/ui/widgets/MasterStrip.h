@@ -19,6 +19,8 @@ class MasterStrip : public QFrame {
  public:
   explicit MasterStrip(AppsModel& model, QWidget* parent = nullptr);
 
+  EqualiserPanel& equaliser() { return *equaliser_; }
+
  private:
   void refresh();
   void say(const QString& text, bool isRefusal);

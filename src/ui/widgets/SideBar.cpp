@@ -1,6 +1,7 @@
 #include "ui/widgets/SideBar.h"
 
 #include <QButtonGroup>
+#include <QMenu>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -45,9 +46,27 @@ void SideBar::addPage(const QString& icon, const QString& name) {
   setFolded(false);
 }
 
+void SideBar::setMenu(QMenu* menu) {
+  menu_ = new QToolButton;
+  menu_->setAutoRaise(true);
+  menu_->setIcon(themedIcon(QStringLiteral("menu")));
+  menu_->setIconSize({kIcon, kIcon});
+  menu_->setText(tr("Menu"));
+  menu_->setToolTip(tr("Menu"));
+  menu_->setAccessibleName(tr("Menu"));
+  menu_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+  menu_->setFocusPolicy(Qt::StrongFocus);
+  menu_->setPopupMode(QToolButton::InstantPopup);
+  menu_->setMenu(menu);
+  layout()->addWidget(menu_);
+  setFolded(false);
+}
+
 void SideBar::setFolded(bool folded) {
   setFixedWidth(folded ? kIcon + 5 * kGrid : kWidth);
-  for (QToolButton* button : buttons_) {
+  std::vector<QToolButton*> all = buttons_;
+  if (menu_) all.push_back(menu_);
+  for (QToolButton* button : all) {
     button->setToolButtonStyle(folded ? Qt::ToolButtonIconOnly : Qt::ToolButtonTextBesideIcon);
   }
 }

@@ -16,6 +16,8 @@ class SideBar : public QFrame {
   explicit SideBar(QWidget* parent = nullptr);
 
   void addPage(const QString& icon, const QString& name);
+  // Below the pages, with a menu of what concerns the whole program.
+  void setMenu(class QMenu* menu);
   void setFolded(bool folded);
   void select(int page);
 
@@ -25,6 +27,7 @@ class SideBar : public QFrame {
  private:
   QButtonGroup* group_;
   std::vector<QToolButton*> buttons_;
+  QToolButton* menu_ = nullptr;
 };
 
 }  // namespace sonmere

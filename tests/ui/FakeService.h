@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <vector>
+
+#include "control/ControlMessage.h"
+
+namespace sonmere {
+
+// A service that answers as a test says.
+class FakeService {
+ public:
+  explicit FakeService(const QString& path) {
+    server_.listen(path);
+    QObject::connect(&server_, &QLocalServer::newConnection, [this] {
+      QLocalSocket* socket = server_.nextPendingConnection();
+      peers_.push_back(socket);
+      QObject::connect(socket, &QLocalSocket::readyRead, [this, socket] {
+        while (socket->canReadLine()) take(socket, socket->readLine());
+      });
+    });
+  }
+
+  void say(const ControlJSON& message) {
+    peers_.back()->write(QByteArray::fromStdString(message.dump() + "\n"));
+  }
+  void sayRaw(const QByteArray& bytes) { peers_.back()->write(bytes); }
+  // A change of what was told last.
+  void tell(const char* topic, const ControlJSON& patch) {
+    const std::int64_t from = version_++;
+    say({{"jsonrpc", "2.0"},
+         {"method", "changed"},
+         {"params", {{"topic", topic}, {"from", from}, {"version", version_}, {"patch", patch}}}});
+  }
+  void hangUp() {
+    for (auto* peer : peers_) peer->disconnectFromServer();
+  }
+  bool isConnected() const { return !peers_.empty(); }
+
+  bool answers = true;
+  std::vector<ControlJSON> requests;
+
+ private:
+  void take(QLocalSocket* socket, const QByteArray& line) {
+    const ControlJSON request = ControlJSON::parse(line.toStdString());
+    requests.push_back(request);
+    if (!answers) return;
+    ControlJSON result = ControlJSON::object();
+    if (request["method"] == "subscribe") {
+      version_ = 1;
+      for (const auto& topic : request["params"]["topics"])
+        result["topics"][topic.get<std::string>()] = {{"version", 1}, {"value", ControlJSON::object()}};
+    }
+    const ControlJSON answer = {{"jsonrpc", "2.0"}, {"id", request["id"]}, {"result", result}};
+    socket->write(QByteArray::fromStdString(answer.dump() + "\n"));
+  }
+
+  QLocalServer server_;
+  std::vector<QLocalSocket*> peers_;
+  std::int64_t version_ = 1;
+};
+
+}  // namespace sonmere
