@@ -34,7 +34,7 @@ function(sonmere_test name)
   endif()
   add_executable(test_${name} ${sources})
   list(TRANSFORM TEST_DEPS PREPEND sonmere_)
-  target_link_libraries(test_${name} PRIVATE ${TEST_DEPS} sonmere_test_support ${TEST_LIBS} GTest::gtest_main)
+  target_link_libraries(test_${name} PRIVATE ${TEST_DEPS} sonmere_test_support sonmere_thread_rules ${TEST_LIBS} GTest::gtest_main)
   target_compile_definitions(test_${name} PRIVATE SONMERE_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
   sonmere_precompile(test_${name})
   gtest_discover_tests(test_${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60

@@ -42,7 +42,7 @@ Outcome<std::unique_ptr<FileDescriptorWatcher>> FileDescriptorWatcher::create(Qu
 
 FileDescriptorWatcher::FileDescriptorWatcher(Queue& queue, FileDescriptor poll, FileDescriptor wake)
     : queue_(queue), poll_(std::move(poll)), wake_(std::move(wake)), thread_([this, self = self_] {
-        nameThisThread("watcher");
+        beginThread("watcher");
         loop(self);
       }) {}
 

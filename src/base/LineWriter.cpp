@@ -71,7 +71,7 @@ void LineWriter::State::run() {
   sigset_t all;
   sigfillset(&all);
   pthread_sigmask(SIG_BLOCK, &all, nullptr);
-  nameThisThread("lines");
+  beginThread("lines");
   std::string lines;
   while (takeNext(lines)) {
     if (writeAll(lines)) continue;

@@ -47,7 +47,7 @@ LiveCycleClock::LiveCycleClock(std::string label, std::chrono::steady_clock::tim
   state_->epoch = epoch;
   state_->cycle = std::move(cycle);
   thread_ = std::thread([state = state_, label = std::move(label), firstDeadline] {
-    nameThisThread(label);
+    beginThread(label);
     becomeRealtime();
     const FlushToZero flush;
     state->run(firstDeadline);

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "base/ThreadRules.h"
+
 namespace sonmere {
 
 namespace {
@@ -23,6 +25,7 @@ void runTask(Task& task) noexcept {
 }  // namespace
 
 void LiveTaskList::enqueue(Task task) {
+  assertNotRendering();
   willEnqueue();
   const std::lock_guard lock(mutex_);
   if (isAbandoned_ || isClosed_) return;
@@ -107,11 +110,13 @@ TaskToken LiveQueue::repeat(Duration interval, Task task) {
 }
 
 void LiveMainQueue::run() {
+  const ThreadRole role(ThreadRole::Kind::main);
   thread_ = std::this_thread::get_id();
   tasks_->run();
 }
 
 void LiveMainQueue::runDue() {
+  const ThreadRole role(ThreadRole::Kind::main);
   thread_ = std::this_thread::get_id();
   tasks_->runDue();
 }
@@ -151,6 +156,7 @@ class LiveGlobalQueue::Pool final : public LiveTaskTarget, public std::enable_sh
   explicit Pool(std::shared_ptr<LiveThreads> threads) : threads_(std::move(threads)) {}
 
   void enqueue(Task task) override {
+    assertNotRendering();
     {
       const std::lock_guard lock(mutex_);
       if (isAbandoned_) return;

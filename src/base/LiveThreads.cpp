@@ -2,13 +2,16 @@
 
 #include <pthread.h>
 
+#include "base/ThreadRules.h"
+
 namespace sonmere {
 
 namespace {
 constexpr std::size_t kLongestThreadName = 15;
 }
 
-void nameThisThread(const std::string& label) {
+void beginThread(const std::string& label) {
+  ThreadRole::becomeOther();
   const std::size_t cut = label.size() > kLongestThreadName ? label.size() - kLongestThreadName : 0;
   pthread_setname_np(pthread_self(), label.c_str() + cut);
 }
@@ -21,7 +24,7 @@ bool LiveThreads::start(const std::string& label, std::function<void()> body) {
     ended.swap(ended_);
     const auto place = running_.emplace(running_.end());
     *place = std::thread([this, place, label, run = std::move(body)]() mutable noexcept {
-      nameThisThread(label);
+      beginThread(label);
       run();
       run = nullptr;
       const std::lock_guard endLock(mutex_);

@@ -30,7 +30,8 @@ class LiveThreads {
   Threads ended_;
 };
 
-// Names the calling thread as system tools show it: the last 15 bytes of the label.
-void nameThisThread(const std::string& label);
+// At the start of a thread of our own: marks it as not the main one, and names it as system tools show it
+// (the last 15 bytes of the label).
+void beginThread(const std::string& label);
 
 }  // namespace sonmere

@@ -4,6 +4,7 @@
 
 #include "base/LogLines.h"
 #include "base/PrintableText.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -13,6 +14,7 @@ void Log::addSink(Sink sink) {
 }
 
 void Log::write(LogLevel level, const std::string& line) {
+  assertNotRendering();
   const std::string text = printable(line);
   const std::lock_guard lock(mutex_);
   for (const Sink& sink : sinks_) sink(level, text);

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/ThreadRules.h"
+
 namespace sonmere {
 
 // Ends an observation when destroyed. One thread at a time; the observer may be called on another.
@@ -46,19 +48,25 @@ class Observable {
   const T* operator->() const { return &value_; }
 
   void set(T value) {
+    assertMain();
     value_ = std::move(value);
     notify();
   }
   // Changes the value in place and publishes it once.
   template <class Change>
   void update(Change&& change) {
+    assertMain();
     change(value_);
     notify();
   }
   // Changes the value without telling the observers; for values that change many times a second.
-  T& silently() { return value_; }
+  T& silently() {
+    assertMain();
+    return value_;
+  }
 
   [[nodiscard]] Subscription observe(std::function<void(const T&)> observer) {
+    assertMain();
     auto active = std::make_shared<std::atomic<bool>>(true);
     observers_.push_back({active, std::make_shared<std::function<void(const T&)>>(std::move(observer))});
     return Subscription(active);

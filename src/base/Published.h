@@ -6,6 +6,7 @@
 
 #include "base/RenderReader.h"
 #include "base/RenderRetirement.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -24,6 +25,8 @@ class Published {
   // Main thread.
   const std::shared_ptr<T>& current() const { return owner_; }
   void publish(std::shared_ptr<T> next, RenderRetirement& retirement, Duration grace) {
+    assertMain();
+    assertNotRendering();
     auto old = std::exchange(owner_, std::move(next));
     pointer_.store(owner_.get(), std::memory_order_seq_cst);
     retirement.retire(std::move(old), grace);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/FlushToZero.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -19,6 +20,7 @@ class VirtualRuntime::VirtualQueue final : public Queue, public std::enable_shar
       : runtime_(runtime), label_(std::move(label)), isConcurrent_(isConcurrent) {}
 
   void post(Task task) override {
+    assertNotRendering();
     tasks_.push_back(std::move(task));
     if (!std::exchange(isListed_, true)) runtime_.ready_.push_back(shared_from_this());
   }
@@ -41,6 +43,8 @@ class VirtualRuntime::VirtualQueue final : public Queue, public std::enable_shar
     tasks_.pop_front();
     const bool wasBusy = std::exchange(busy_, true);
     runtime_.current_.push_back(this);
+    const bool isMain = this == runtime_.main_.get();
+    const ThreadRole role(isMain ? ThreadRole::Kind::main : ThreadRole::Kind::other);
     task();
     runtime_.current_.pop_back();
     busy_ = wasBusy;
@@ -134,6 +138,7 @@ void VirtualRuntime::fireDueTimers() {
   timers_.pop_back();
   if (timer.clock) {
     const FlushToZero asOnAnAudioThread;
+    const ThreadRole role(ThreadRole::Kind::other);
     current_.push_back(nullptr);
     timer.clock->run(timer.due);
     current_.pop_back();

@@ -122,7 +122,7 @@ class DesktopPowerEvents::Watch {
   }
 
   void run() {
-    nameThisThread("power-events");
+    beginThread("power-events");
     while (true) {
       int status = 0;
       do status = sd_bus_process(bus_.get(), nullptr);

@@ -53,7 +53,7 @@ bool ProcessWatch::watch(ProcessID pid) {
 }
 
 void ProcessWatch::run() {
-  nameThisThread("process-watch");
+  beginThread("process-watch");
   epoll_event event{};
   while (true) {
     const int count = ::epoll_wait(events_.get(), &event, 1, -1);
