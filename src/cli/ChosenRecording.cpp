@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "base/VirtualRuntime.h"
 #include "cli/ArgumentText.h"
 #include "cli/UserLibrary.h"
+#include "jobs/RecordingJobs.h"
 #include "recording/library/RecordingChoice.h"
-#include "recording/library/RecordingScanner.h"
 
 namespace sonmere {
 
@@ -32,9 +31,7 @@ Outcome<std::string> folderToLookIn(FileWork& work, const std::optional<std::str
 Outcome<RecordingScan> recordingsToChooseFrom(FileWork& work, const std::optional<std::string>& folder) {
   const auto place = folderToLookIn(work, folder);
   if (!place) return std::unexpected(place.error());
-  RecordingScan scan = RecordingScanner(work.log()).scan(*place, VirtualRuntime::today());
-  if (scan.error) return std::unexpected(*scan.error);
-  return scan;
+  return scanRecordings(*place, work.context());
 }
 
 Outcome<std::string> chosenRecording(FileWork& work, const std::string& argument,
@@ -49,8 +46,9 @@ Outcome<std::string> chosenRecording(FileWork& work, const std::string& argument
 
 Outcome<std::string> chosenFile(FileWork& work, const std::string& argument) {
   std::error_code ignored;
+  if (argument == "-") return work.standardInput();
   const bool isHere = !meansTheList(argument) && fs::exists(argument, ignored);
-  if (argument.empty() || argument == "-" || isHere) return argument;
+  if (argument.empty() || isHere) return argument;
   auto chosen = chosenRecording(work, argument, std::nullopt);
   // A name with an extension was meant for a file.
   if (!chosen && fs::path(argument).has_extension() && !meansTheList(argument))

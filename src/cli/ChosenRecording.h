@@ -17,9 +17,9 @@ Outcome<RecordingScan> recordingsToChooseFrom(FileWork& work, const std::optiona
 Outcome<std::string> chosenRecording(FileWork& work, const std::string& argument,
                                      const std::optional<std::string>& folder);
 
-// The path that a FILE argument means: a path to a file that is there, else a recording by its name, its
-// number in the list or "latest". Names without "/" mean a file of the current folder first, but "latest" and
-// numbers always the list.
+// The path that a FILE argument means: "-" is what comes in at standard input; a path to a file that is
+// there, else a recording by its name, its number in the list or "latest". Names without "/" mean a file of
+// the current folder first, but "latest" and numbers always the list.
 Outcome<std::string> chosenFile(FileWork& work, const std::string& argument);
 
 }  // namespace sonmere

@@ -3,21 +3,15 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 
-#include "cli/ArgumentText.h"
 #include "cli/ChosenRecording.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
 #include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
-#include "cli/TrackEdit.h"
 #include "cli/UserSettings.h"
-#include "editor/export/LoudnessMeter.h"
-#include "editor/export/SessionExporter.h"
-#include "editor/export/SourceBitDepth.h"
-#include "editor/track/TrackReader.h"
+#include "jobs/EditJob.h"
 
 namespace sonmere {
 
@@ -34,93 +28,78 @@ class Edit {
   int run();
 
  private:
-  Outcome<void> readEdits();
-  Outcome<Loudness> measure();
-  Outcome<void> save();
-  void print();
+  Outcome<void> readRequest();
+  void print(const EditResult& result) const;
+  void printText(const TrimRange& range, double seconds) const;
+  OutputJSON json(const EditResult& result, double seconds) const;
 
-  EditArguments arguments_;
+  const EditArguments arguments_;
   FileWork work_;
-  TrackEdit edit_{arguments_, work_};
-  MixTrackInput track_;
-  ExportFormat format_;
-  std::optional<Loudness> loudness_;  // of what the edit gives
+  EditRequest request_;
 };
 
 int Edit::run() {
   if (!arguments_.save && !arguments_.loudness)
     return work_.tell(kExitBadInput, "name the new file with --save FILE, or measure with --loudness");
   auto chosen = chosenFile(work_, arguments_.file);
-  if (!chosen) return work_.badInput(chosen.error());
-  arguments_.file = std::move(*chosen);
-  auto whole = wholeFile(arguments_.file);
-  if (!whole) return work_.badInput(whole.error());
-  track_ = std::move(*whole);
-  if (auto read = readEdits(); !read) return work_.fail(read.error());
-  if (auto normalised = edit_.normalise(track_); !normalised) return work_.fail(normalised.error());
-  if (arguments_.loudness) {
-    const auto measured = measure();
-    if (!measured) return work_.fail(measured.error());
-    loudness_ = *measured;
-  }
-  if (arguments_.save)
-    if (auto saved = save(); !saved) return work_.fail(saved.error());
+  if (!chosen) return work_.fail(chosen.error());
+  request_.file = std::move(*chosen);
+  if (auto read = readRequest(); !read) return work_.fail(read.error());
+  const auto result = runEdit(request_, work_.context());
+  if (!result) return work_.fail(withOption(result.error(), arguments_));
   work_.tellNotes();
-  print();
+  print(*result);
   return kExitSuccess;
 }
 
-Outcome<void> Edit::readEdits() {
-  if (auto read = edit_.readInto(track_); !read) return read;
+Outcome<void> Edit::readRequest() {
+  const auto change = readTrackChange(arguments_);
+  if (!change) return std::unexpected(change.error());
+  request_.change = *change;
+  request_.measuresLoudness = arguments_.loudness;
   if (!arguments_.save) return {};
-  if (auto checked = checkOutputFile(*arguments_.save, std::span(&track_.url, 1), arguments_.force); !checked)
-    return checked;
+  const auto target = readTarget("--save", *arguments_.save, arguments_.force, arguments_.json);
+  if (!target) return std::unexpected(target.error());
+  request_.save = *target;
   const auto settings = UserSettings::read(work_.warn());
   if (!settings) return std::unexpected(settings.error());
   const auto format = readExportFormat(arguments_.format, *arguments_.save, settings->exportFormat);
   if (!format) return std::unexpected(format.error());
-  format_ = *format;
+  request_.format = *format;
   return {};
 }
 
-Outcome<Loudness> Edit::measure() {
-  auto source = TrackReader::open(track_);
-  if (!source) return std::unexpected(source.error());
-  return measureLoudness(**source, work_.progress());
-}
-
-Outcome<void> Edit::save() {
-  const RecordingBitDepth depth = sourceBitDepth(track_.url);
-  const SessionExporter::Options options{.format = format_, .depth = depth, .mayReplace = arguments_.force};
-  auto saved = SessionExporter(work_.log()).exportTrack(track_, *arguments_.save, options, work_.progress());
-  if (saved) work_.noteClipping(format_, depth);
-  return saved;
-}
-
-void Edit::print() {
-  const TrimRange& range = track_.range;
+void Edit::print(const EditResult& result) const {
+  // What was made went there.
+  if (request_.save && request_.save->isStream()) return;
+  const TrimRange& range = result.track.range;
   const double seconds = double(range.length()) / range.sampleRate;
-  if (arguments_.json) {
-    nlohmann::ordered_json all{
-        {"file", arguments_.file},
-        {"saved", arguments_.save ? nlohmann::ordered_json(*arguments_.save) : nullptr},
-        {"startFrame", range.startFrame},
-        {"endFrame", range.endFrame},
-        {"fadeInFrames", range.fadeInFrames},
-        {"fadeOutFrames", range.fadeOutFrames},
-        {"gain", shortest(range.gainLinear)},
-        {"sampleRate", range.sampleRate},
-        {"seconds", seconds}};
-    if (arguments_.save) all["format"] = name(format_);
-    if (const auto& notes = work_.progress().notes(); !notes.empty()) all["notes"] = notes;
-    if (loudness_) all["loudness"] = loudnessJSON(*loudness_);
-    printJSON(all);
-    return;
-  }
-  if (arguments_.save)
-    fmt::print("{}: {}, {}, gain {}\n", printable(*arguments_.save), lengthText(seconds, 3), name(format_),
-               range.gainLinear > 0 ? fmt::format("{:+.1f} dB", decibels(double(range.gainLinear))) : "0");
-  if (loudness_) fmt::print("loudness: {}\n", loudnessText(*loudness_));
+  if (arguments_.json) return printJSON(json(result, seconds));
+  if (request_.save) printText(range, seconds);
+  if (result.loudness) fmt::print("loudness: {}\n", loudnessText(*result.loudness));
+}
+
+void Edit::printText(const TrimRange& range, double seconds) const {
+  fmt::print("{}: {}, {}, gain {}\n", printable(request_.save->path), lengthText(seconds, 3),
+             name(request_.format),
+             range.gainLinear > 0 ? fmt::format("{:+.1f} dB", decibels(double(range.gainLinear))) : "0");
+}
+
+OutputJSON Edit::json(const EditResult& result, double seconds) const {
+  const TrimRange& range = result.track.range;
+  OutputJSON all{{"file", work_.shown(request_.file)},
+                 {"saved", request_.save ? OutputJSON(request_.save->path) : OutputJSON(nullptr)},
+                 {"startFrame", range.startFrame},
+                 {"endFrame", range.endFrame},
+                 {"fadeInFrames", range.fadeInFrames},
+                 {"fadeOutFrames", range.fadeOutFrames},
+                 {"gain", shortest(range.gainLinear)},
+                 {"sampleRate", range.sampleRate},
+                 {"seconds", seconds}};
+  if (request_.save) all["format"] = name(request_.format);
+  if (const auto& notes = work_.notes(); !notes.empty()) all["notes"] = notes;
+  if (result.loudness) all["loudness"] = loudnessJSON(*result.loudness);
+  return all;
 }
 
 }  // namespace

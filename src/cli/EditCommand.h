@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/TrackEdit.h"
+#include "cli/TrackEditArguments.h"
 
 namespace sonmere {
 

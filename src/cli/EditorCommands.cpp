@@ -22,9 +22,9 @@ constexpr const char* kJSONHelp = "Print one JSON object";
 void addWaveform(CLI::App& app, std::function<int()>& run) {
   CLI::App* command = app.add_subcommand("waveform", "Draw an audio file as a picture");
   const auto a = std::make_shared<WaveformArguments>();
-  command->add_option("FILE", a->file, "The audio file")->required();
-  command->add_option("--png", a->png, "The picture, as PNG")->type_name("FILE");
-  command->add_option("--svg", a->svg, "The picture, as SVG")->type_name("FILE");
+  command->add_option("FILE", a->file, "The audio file; - is standard input")->required();
+  command->add_option("--png", a->png, "The picture, as PNG; - is standard output")->type_name("FILE");
+  command->add_option("--svg", a->svg, "The picture, as SVG; - is standard output")->type_name("FILE");
   command->add_option("--width", a->width, "In pixels (default: 1200)")->type_name("N");
   command->add_option("--height", a->height, "In pixels (default: 300)")->type_name("N");
   command->add_flag("--db", a->decibels, "Draw levels in decibels, down to -60 dB");
@@ -63,9 +63,11 @@ void completeNormalise(const CLI::App& command, TrackEditArguments& edit) {
 void addEdit(CLI::App& app, std::function<int()>& run) {
   CLI::App* command = app.add_subcommand("edit", "Make a new file of a part of one, with fades and gain");
   const auto a = std::make_shared<EditArguments>();
-  command->add_option("FILE", a->file, "The audio file, which stays as it is")->required();
+  command->add_option("FILE", a->file, "The audio file, which stays as it is; - is standard input")
+      ->required();
   addTrackEdits(*command, *a);
-  CLI::Option* save = command->add_option("--save", a->save, "The new file")->type_name("FILE");
+  CLI::Option* save =
+      command->add_option("--save", a->save, "The new file; - is standard output")->type_name("FILE");
   command->add_option("--format", a->format, kFormatHelp)->type_name("FORMAT")->needs(save);
   command->add_flag("--loudness", a->loudness, "Measure the loudness of the result");
   command->add_flag("--force", a->force, kForceHelp)->needs(save);
@@ -116,7 +118,7 @@ void addSession(CLI::App& app, std::function<int()>& run) {
   CLI::Option* mix =
       save->add_flag("--mix")->description("All tracks that are heard in one file (this is the default)");
   save->add_flag("--stems", a->stems, "Each track to a file of its own")->excludes(mix);
-  save->add_option("--out", a->out, "The file of the mix, or the folder of the stems")
+  save->add_option("--out", a->out, "The file of the mix, - for standard output, or the folder of the stems")
       ->type_name("PATH")
       ->required();
   save->add_option("--format", a->format, kSessionFormatHelp)->type_name("FORMAT");

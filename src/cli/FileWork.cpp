@@ -4,17 +4,15 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 #include <filesystem>
 
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/Tell.h"
-#include "cli/Text.h"
 #include "editor/export/ExportDestination.h"
 #include "editor/export/MP3EncoderError.h"
-#include "editor/export/SessionExporter.h"
-#include "recording/RecordingsFolder.h"
+#include "jobs/JobError.h"
 
 namespace sonmere {
 
@@ -26,7 +24,7 @@ constexpr std::array kOtherExtensions = {".aif", ".aiff", ".aifc", ".caf",  ".og
 
 // Nothing was done then.
 bool isBadInput(const Error& error) {
-  return error.domain == "Arguments" ||
+  return error.domain == "Arguments" || error.domain == kJobRequestDomain ||
          (error.domain == kExportDestinationDomain && error.code != kExportOvertaken) ||
          (error.domain == kMP3EncoderErrorDomain &&
           error.code == std::int64_t(MP3EncoderError::unsupportedFormat));
@@ -52,7 +50,7 @@ bool FileWork::show(double fraction) {
 
 int FileWork::tell(int status, const std::string& text) const {
   if (isatty(STDERR_FILENO)) fmt::print(stderr, "\r\x1b[K");
-  return sonmere::tell(command_, status, text);
+  return sonmere::tell(command_, status, inWords(text));
 }
 
 int FileWork::fail(const Error& error) {
@@ -62,40 +60,40 @@ int FileWork::fail(const Error& error) {
   return tell(status, error.description + (isForced ? ", or add --force" : ""));
 }
 
-void FileWork::noteClipping(const ExportFormat& format, RecordingBitDepth depth) {
-  const bool holdsAll = format.kind == ExportFormat::Kind::wav && depth == RecordingBitDepth::float32;
-  const char* const where =
-      format.kind == ExportFormat::Kind::mp3 ? "clips where it is played" : "was clipped";
-  if (!holdsAll && progress_.peak() > 1)
-    progress_.note(
-        fmt::format("the loudest sample is {:.1f} dB above full scale and {}; a lower gain keeps it",
-                    20 * std::log10(double(progress_.peak())), where));
-}
-
 void FileWork::tellNotes() {
   for (const auto& notes = progress_.notes(); told_ < notes.size(); ++told_) tell(kExitSuccess, notes[told_]);
 }
 
 int FileWork::badInput(const Error& error) const { return tell(kExitBadInput, error.description); }
 
-Outcome<void> checkOutputFile(const std::string& path, std::span<const std::string> sources,
-                              bool mayReplace) {
-  if (path == "-")
-    return badArgument("-: nothing is written to standard output; name a file (./- is one of that name)");
-  if (auto checked = ExportDestination::check(path, sources, mayReplace); !checked) {
-    if (checked.error().domain == kExportDestinationDomain) return checked;
-    return badArgument(checked.error().description);
+Outcome<std::string> FileWork::standardInput() {
+  if (!input_) {
+    auto input = StandardInput::read([this] { return signals_.received() != 0; });
+    if (!input) return std::unexpected(input.error());
+    input_ = std::move(*input);
   }
-  std::error_code ignored;
-  return checkOutputFolder(std::filesystem::absolute(path, ignored).parent_path().string());
+  return input_->path();
 }
 
-Outcome<void> checkOutputFolder(const std::string& path) {
-  std::error_code ignored;
-  if (path.empty()) return badArgument("the folder's name is empty");
-  if (path == "-") return badArgument("-: this is no folder; ./- is one of that name");
-  if (isFolderUsable(std::filesystem::absolute(path, ignored).string())) return {};
-  return badArgument(fmt::format("{}: this is no folder that files can be written to", path));
+std::string FileWork::shown(const std::string& path) const {
+  return input_ && path == input_->path() ? "-" : path;
+}
+
+// Work knows standard input as a file with a path that means nothing to the user.
+std::string FileWork::inWords(std::string text) const {
+  if (!input_) return text;
+  for (std::size_t at = 0; (at = text.find(input_->path(), at)) != std::string::npos;)
+    text.replace(at, input_->path().size(), "standard input");
+  return text;
+}
+
+Outcome<ExportTarget> readTarget(const std::string& option, const std::string& text, bool mayReplace,
+                                 bool printsJSON) {
+  if (text != "-") return ExportTarget{text, mayReplace};
+  if (printsJSON) return badArgument(option + " -: standard output has the JSON; name a file");
+  if (isatty(STDOUT_FILENO))
+    return badArgument(option + " -: standard output is a terminal; send it to a program, or name a file");
+  return ExportTarget{"standard output", false, STDOUT_FILENO};
 }
 
 Outcome<ExportFormat> readExportFormat(const std::optional<std::string>& text, const std::string& out,
@@ -121,20 +119,6 @@ Outcome<ExportFormat> readExportFormat(const std::optional<std::string>& text, c
     return badArgument(fmt::format("--format {}: {} has another extension; name it .{}", *text, out,
                                    format->fileExtension()));
   return *format;
-}
-
-Outcome<TrimRange> trimTo(const TrimRange& whole, const std::string& argument, const TimeRange& times) {
-  const auto frameAt = [&](double seconds) { return std::llround(seconds * whole.sampleRate); };
-  TrimRange range = whole;
-  range.startFrame = frameAt(times.from);
-  if (times.until) range.endFrame = std::min<std::int64_t>(frameAt(*times.until), whole.totalFrames);
-  const double length = double(whole.totalFrames) / whole.sampleRate;
-  if (range.startFrame >= whole.totalFrames)
-    return badArgument(
-        fmt::format("{}: the file ends at {}, before this part begins", argument, lengthText(length, 3)));
-  if (range.startFrame >= range.endFrame)
-    return badArgument(fmt::format("{}: this part has no frame of the file", argument));
-  return range;
 }
 
 }  // namespace sonmere

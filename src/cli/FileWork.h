@@ -1,20 +1,21 @@
 #pragma once
 
-#include <span>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "base/LiveRuntime.h"
 #include "base/Log.h"
 #include "base/StopSignals.h"
 #include "cli/ExitStatus.h"
 #include "cli/Progress.h"
-#include "cli/TimeText.h"
+#include "cli/StandardInput.h"
 #include "cli/WarningLog.h"
 #include "editor/export/ExportFormat.h"
 #include "editor/export/ExportProgress.h"
 #include "editor/export/UnfinishedFile.h"
-#include "editor/track/TrimRange.h"
-#include "recording/RecordingBitDepth.h"
+#include "jobs/ExportTarget.h"
+#include "jobs/JobContext.h"
 
 namespace sonmere {
 
@@ -27,12 +28,19 @@ class FileWork {
   FileWork(const FileWork&) = delete;
   FileWork& operator=(const FileWork&) = delete;
 
+  // For a job on this thread.
+  JobContext context() { return {runtime_, log_, progress_}; }
   ExportProgress& progress() { return progress_; }
   LiveRuntime& runtime() { return runtime_; }
   // What engines log comes back as errors too; nobody reads it here.
   Log& log() { return log_; }
   // Draws the bar; true once the user wants an end.
   bool show(double fraction);
+
+  // The path of what comes in at standard input, which is read now, once.
+  Outcome<std::string> standardInput();
+  // A path as the user knows it: "-" for standard input.
+  std::string shown(const std::string& path) const;
 
   int tell(int status, const std::string& text) const;
   // Tells lines as they come; not beyond this object's life.
@@ -43,12 +51,13 @@ class FileWork {
   // arguments name can't be used.
   int fail(const Error& error);
   int badInput(const Error& error) const;
-  // Notes that the export that was made did not hold its loudest samples, if so.
-  void noteClipping(const ExportFormat& format, RecordingBitDepth depth);
+  const std::vector<std::string>& notes() const { return progress_.notes(); }
   // Tells what was noted in the progress, each thing once.
   void tellNotes();
 
  private:
+  std::string inWords(std::string text) const;
+
   const std::string command_;
   const StopSignals signals_{UnfinishedFile::removeAllInSignal};
   LiveRuntime runtime_;
@@ -56,19 +65,16 @@ class FileWork {
   ExportProgress progress_;
   std::size_t told_ = 0;  // of its notes
   Progress bar_;
+  std::optional<StandardInput> input_;
 };
 
-// Whether a file can be written there, to be asked before long work. Changes nothing.
-Outcome<void> checkOutputFile(const std::string& path, std::span<const std::string> sources, bool mayReplace);
-// Whether files can be written to this folder, which need not be there yet. Changes nothing.
-Outcome<void> checkOutputFolder(const std::string& path);
+// Where a command puts what it makes: a file, or with "-" standard output, where no JSON may go then.
+Outcome<ExportTarget> readTarget(const std::string& option, const std::string& text, bool mayReplace,
+                                 bool printsJSON);
 
 // The format of a file to be written: as `--format` says, else as the extension of `out`, else `fallback`.
 // An extension of something else is an error.
 Outcome<ExportFormat> readExportFormat(const std::optional<std::string>& text, const std::string& out,
                                        const ExportFormat& fallback);
-
-// A range of a file in frames. One that ends after it is held to it; one that begins there is an error.
-Outcome<TrimRange> trimTo(const TrimRange& whole, const std::string& argument, const TimeRange& range);
 
 }  // namespace sonmere

@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 
-#include "audio/file/AudioFileReader.h"
 #include "cli/ChosenRecording.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
@@ -14,42 +12,11 @@
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
 #include "editor/export/ParallelLoudness.h"
-#include "editor/track/TrackReader.h"
+#include "jobs/FileFacts.h"
 
 namespace sonmere {
 
 namespace {
-
-struct FileFacts {
-  std::string path;
-  MixTrackInput whole;
-  std::string container;
-  AudioFileDetails details;
-  PCMFormat format;
-  std::int64_t frames = 0;
-  std::uint64_t bytes = 0;
-
-  double seconds() const { return double(frames) / format.sampleRate; }
-  // Bits a second, of the whole file; 0 when it isn't known.
-  double bitRate() const { return frames > 0 ? double(bytes) * 8 / seconds() : 0; }
-};
-
-Outcome<FileFacts> factsOf(const std::string& path) {
-  FileFacts facts;
-  facts.path = path;
-  const auto reader = openAudioFile(path);
-  if (!reader) return std::unexpected(reader.error());
-  auto whole = wholeFile(path);
-  if (!whole) return std::unexpected(whole.error());
-  facts.container = (*reader)->container();
-  facts.details = (*reader)->details();
-  facts.format = (*reader)->format();
-  facts.frames = whole->range.totalFrames;
-  facts.whole = std::move(*whole);
-  std::error_code error;
-  facts.bytes = std::filesystem::file_size(path, error);
-  return facts;
-}
 
 std::string samplesText(const AudioFileDetails& details) {
   if (details.bits == 0) return "encoded";
@@ -73,24 +40,24 @@ std::string channelsText(std::uint32_t channels) {
 
 void printRow(const std::string& name, const std::string& value) { fmt::print("{:<12} {}\n", name, value); }
 
-void printText(const FileFacts& facts) {
-  printRow("file", printable(facts.path));
+void printText(const std::string& path, const FileFacts& facts) {
+  printRow("file", printable(path));
   printRow("format", facts.container);
   if (!facts.details.codec.empty()) printRow("codec", facts.details.codec);
   printRow("sample rate", fmt::format("{:.0f} Hz", facts.format.sampleRate));
   printRow("channels", channelsText(facts.format.channels));
   printRow("samples", samplesText(facts.details));
   if (facts.bitRate() > 0) printRow("bit rate", fmt::format("{:.0f} kb/s", facts.bitRate() / 1000));
-  printRow("length", fmt::format("{} ({} frames)", lengthText(facts.seconds(), 3), facts.frames));
+  printRow("length", fmt::format("{} ({} frames)", lengthText(facts.seconds(), 3), facts.frames()));
   printRow("size", fmt::format("{} ({} bytes)", sizeText(facts.bytes), facts.bytes));
   for (const auto& [name, value] : facts.details.tags) printRow(name, printable(value));
 }
 
-OutputJSON factsJSON(const FileFacts& facts) {
+OutputJSON factsJSON(const std::string& path, const FileFacts& facts) {
   OutputJSON tags = OutputJSON::object();
   for (const auto& [name, value] : facts.details.tags) tags[name] = value;
   const auto orNull = [](auto value) { return value > 0 ? OutputJSON(value) : OutputJSON(nullptr); };
-  return {{"file", facts.path},
+  return {{"file", path},
           {"format", facts.container},
           {"codec", facts.details.codec},
           {"sampleRate", facts.format.sampleRate},
@@ -98,7 +65,7 @@ OutputJSON factsJSON(const FileFacts& facts) {
           {"bits", orNull(facts.details.bits)},
           {"float", facts.details.isFloat},
           {"bitRate", orNull(std::round(facts.bitRate()))},
-          {"frames", facts.frames},
+          {"frames", facts.frames()},
           {"seconds", facts.seconds()},
           {"bytes", facts.bytes},
           {"tags", tags}};
@@ -120,14 +87,14 @@ class InfoCommand {
  private:
   int tellFile(const std::string& argument) {
     const auto path = chosenFile(work_, argument);
-    if (!path) return work_.badInput(path.error());
+    if (!path) return work_.fail(path.error());
     const auto facts = factsOf(*path);
     if (!facts) return work_.badInput(facts.error());
     if (arguments_.json) {
-      all_.push_back(factsJSON(*facts));
+      all_.push_back(factsJSON(work_.shown(*path), *facts));
     } else {
       if (std::exchange(hasPrinted_, true)) fmt::print("\n");
-      printText(*facts);
+      printText(work_.shown(*path), *facts);
     }
     return arguments_.loudness ? tellLoudness(*facts) : kExitSuccess;
   }

@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include "app/PlatformFolders.h"
-#include "audio/file/AudioFileReader.h"
 #include "cli/ArgumentText.h"
 #include "cli/ChosenRecording.h"
 #include "cli/ExitStatus.h"
@@ -16,12 +15,9 @@
 #include "cli/RecordingsPrinter.h"
 #include "cli/Text.h"
 #include "cli/UserLibrary.h"
-#include "editor/sidecar/SessionEditsSidecar.h"
-#include "recording/RecordingFileName.h"
-#include "recording/import/AudioFileImporter.h"
-#include "recording/library/RecordingChoice.h"
-#include "recording/library/RecordingRename.h"
-#include "recording/library/RecordingTrash.h"
+#include "jobs/ImportJob.h"
+#include "jobs/RecordingJobs.h"
+#include "recording/import/ImportFileName.h"
 
 namespace sonmere {
 
@@ -52,62 +48,19 @@ Outcome<Place> placeOf(const RecordingsArguments& arguments, const FileWork& wor
   return Place{*library.folderInUse, *library.folderUnavailable};
 }
 
-RecordingScan scanWithBar(FileWork& work, const std::string& folder) {
-  std::atomic<bool> isCancelled = false;
-  return RecordingScanner(work.log()).scan(folder, VirtualRuntime::today(), &isCancelled, [&](double done) {
-    if (work.show(done)) isCancelled = true;
-  });
-}
-
 // Scans, prints, and says whether all went well.
 template <class Print>
 int scanAndPrint(const char* command, const RecordingsArguments& arguments, Print&& print) {
   FileWork work(command, "Scanning", arguments.json);
   const auto place = placeOf(arguments, work);
   if (!place) return work.fail(place.error());
-  const RecordingScan scan = scanWithBar(work, place->folder);
-  if (scan.error) return work.fail(*scan.error);
-  if (work.show(1)) return work.fail({"RecordingsCommand", 1, "the scan was cancelled"});
-  print(*place, scan);
+  const auto scan = scanRecordings(place->folder, work.context());
+  if (!scan) return work.fail(scan.error());
+  work.show(1);
+  print(*place, *scan);
   const bool isWhole =
-      std::ranges::none_of(scan.repairs, [](const auto& repair) { return repair.error.has_value(); });
+      std::ranges::none_of(scan->repairs, [](const auto& repair) { return repair.error.has_value(); });
   return isWhole ? kExitSuccess : kExitFailure;
-}
-
-// Whether a recording in the trash is the one that a text means; an empty one means any.
-bool isMeant(const RecordingTrash::Entry& entry, const std::string& text) {
-  const std::string name = fs::path(entry.origin).filename().string();
-  const auto parts = parseRecordingName(name);
-  return parts && (name.starts_with(text) || parts->stamp.starts_with(text) ||
-                   recordingDisplayName(parts->name) == text);
-}
-
-// The session that the import goes to, and the rate of its files.
-struct Target {
-  std::string stamp;
-  double sampleRate = 0;
-};
-
-Outcome<Target> targetOf(const RecordingScan& scan, const std::string& wanted) {
-  const auto session = chooseSession(scan.sessions, wanted);
-  if (!session)
-    return badArgument(fmt::format("--session {}: {}; see \"sonmere recordings list\"", wanted,
-                                   session.error().description));
-  const std::string& stamp = (*session)->timestampString;
-  for (const RecordingFile& file : (*session)->files)
-    if (const auto reader = openAudioFile(file.url)) return Target{stamp, (*reader)->format().sampleRate};
-  return badArgument(fmt::format("--session {}: none of its files can be read", stamp));
-}
-
-Outcome<Target> targetOf(const RecordingsArguments& arguments, FileWork& work, const std::string& folder) {
-  if (arguments.session) {
-    const RecordingScan scan = scanWithBar(work, folder);
-    if (work.show(1)) return std::unexpected(Error{"RecordingsCommand", 1, "the import was cancelled"});
-    return targetOf(scan, *arguments.session);
-  }
-  const auto source = openAudioFile(arguments.file);
-  if (!source) return badArgument(source.error().description);
-  return Target{recordingStamp(VirtualRuntime::today()), (*source)->format().sampleRate};
 }
 
 // Where a new file goes: made where missing.
@@ -203,17 +156,8 @@ int runRecordingsRename(const RecordingsArguments& arguments) {
   FileWork work("recordings rename", "Renaming", arguments.json);
   const auto chosen = chosenRecording(work, arguments.file, arguments.folder);
   if (!chosen) return work.fail(chosen.error());
-  const std::string& path = *chosen;
-  // Edits of a session know its files by their names.
-  const auto renamed = SessionEditsSidecar(work.log()).renameFile(path, [&] {
-    return renameRecording(path, arguments.name, !arguments.dropStamp);
-  });
-  if (!renamed) {
-    const Error& error = renamed.error();
-    const bool isInput =
-        error.domain == kRecordingRenameDomain || error.code == ENOENT || error.code == ENOTDIR;
-    return isInput ? work.badInput(error) : work.fail(error);
-  }
+  const auto renamed = renameWithEdits(*chosen, arguments.name, !arguments.dropStamp, work.log());
+  if (!renamed) return work.fail(renamed.error());
   printPath(arguments, "Renamed to", *renamed);
   return kExitSuccess;
 }
@@ -222,25 +166,17 @@ int runRecordingsImport(const RecordingsArguments& arguments) {
   FileWork work("recordings import", "Importing", arguments.json);
   const auto folder = folderForNewFile(arguments, work);
   if (!folder) return work.fail(folder.error());
-  const auto target = targetOf(arguments, work, *folder);
-  if (!target) return work.fail(target.error());
-  const TaskToken cancel(std::make_shared<std::atomic<bool>>(false));
-  AudioFileImporter::Request request{arguments.file, *folder, target->stamp, target->sampleRate};
-  if (!arguments.session) request.newSession = &work.runtime();
-  std::vector<std::string> notes;
-  request.tell = [&](const std::string& note) {
-    notes.push_back(note);
-    work.tell(kExitSuccess, note);
-  };
-  const auto imported = AudioFileImporter(work.log()).importFile(request, cancel, [&](double done) {
-    if (work.show(done)) cancel.cancel();
-  });
-  if (!imported) {
-    const bool isInput = imported.error().domain == ImportError::kDomain &&
-                         imported.error().code == ImportError::kSourceUnreadable;
-    return isInput ? work.badInput(imported.error()) : work.fail(imported.error());
+  ImportRequest request{arguments.file, *folder, arguments.session, arguments.newName};
+  if (arguments.file == "-") {
+    const auto input = work.standardInput();
+    if (!input) return work.fail(input.error());
+    request.source = *input;
+    if (!request.name) request.name = kImportedAudioName;
   }
-  printPath(arguments, "Imported as", *imported, notes);
+  const auto imported = importRecording(request, work.context());
+  if (!imported) return work.fail(imported.error());
+  work.tellNotes();
+  printPath(arguments, "Imported as", *imported, work.notes());
   return kExitSuccess;
 }
 
@@ -250,14 +186,13 @@ int runRecordingsDelete(const RecordingsArguments& arguments) {
   for (const std::string& each : arguments.files) {
     auto path = chosenRecording(work, each, arguments.folder);
     if (!path) return work.fail(path.error());
-    if (!parseRecordingName(fs::path(*path).filename().string()))
-      return work.fail({"Arguments", 1, *path + ": its name is not that of a recording"});
     if (std::ranges::find(paths, *path) == paths.end()) paths.push_back(std::move(*path));
   }
-  // Edits stay in the sidecar, for the day it is restored.
+  const RecordingTrash trash(userTrash());
+  for (const std::string& path : paths)
+    if (const auto checked = checkRecording(path); !checked) return work.fail(checked.error());
   for (const std::string& path : paths) {
-    const auto put = RecordingTrash(userTrash()).put(path, VirtualRuntime::today());
-    if (!put && put.error().code == ENOENT) return work.badInput(put.error());
+    const auto put = moveToTrash(path, trash, work.runtime().wallTime());
     if (!put) return work.fail(put.error());
     printPath(arguments, "Moved to the trash:", *put);
   }
@@ -269,11 +204,8 @@ int runRecordingsRestore(const RecordingsArguments& arguments) {
   const auto place = placeOf(arguments, work);
   if (!place) return work.fail(place.error());
   const RecordingTrash trash(userTrash());
-  auto found = trash.entriesOf(place->folder);
-  std::erase_if(found, [&](const auto& entry) { return !isMeant(entry, arguments.file); });
+  const auto found = trashedRecordings(place->folder, arguments.file, trash);
   if (found.empty()) return work.fail({"Arguments", 1, "no such recording of this folder is in the trash"});
-  // Without a name: the one that was deleted last.
-  if (arguments.file.empty()) found.resize(1);
   for (const RecordingTrash::Entry& entry : found) {
     if (const auto restored = trash.restore(entry); !restored) return work.fail(restored.error());
     printPath(arguments, "Restored", entry.origin);

@@ -11,6 +11,7 @@ struct RecordingsArguments {
   std::string file;
   std::string name;
   std::vector<std::string> files;
+  std::optional<std::string> newName;  // of an import
   std::optional<std::string> session;
   std::string platform = "auto";
   std::optional<std::string> newFolder;

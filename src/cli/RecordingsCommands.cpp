@@ -58,7 +58,11 @@ void addRecordings(CLI::App& app, std::function<int()>& run) {
   addCommon(rename, a);
   CLI::App* import =
       add(recordings, "import", "Make a recording of any audio file", a, runRecordingsImport, run);
-  import->add_option("FILE", a->file, "The audio file, which stays as it is")->required();
+  import->add_option("FILE", a->file, "The audio file, which stays as it is; - is standard input")
+      ->required();
+  import
+      ->add_option("--name", a->newName, "What stands in front of the stamp (default: the name of the file)")
+      ->type_name("NAME");
   import->add_option("--session", a->session, "The session that it joins (default: one of its own, of now)")
       ->type_name("STAMP");
   addCommon(import, a);
@@ -81,7 +85,9 @@ void addRecordings(CLI::App& app, std::function<int()>& run) {
 void addInfo(CLI::App& app, std::function<int()>& run) {
   const auto a = std::make_shared<InfoArguments>();
   CLI::App* command = app.add_subcommand("info", "Tell what audio files are, and how loud");
-  command->add_option("FILE", a->files, "Audio files, or recordings by number, name or \"latest\"")
+  command
+      ->add_option("FILE", a->files,
+                   "Audio files, or recordings by number, name or \"latest\"; - is standard input")
       ->required()
       ->expected(-1);
   command->add_flag("--loudness", a->loudness, "Measure the loudness too, which reads all of the file");

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/TrackEdit.h"
+#include "cli/TrackEditArguments.h"
 
 namespace sonmere {
 

@@ -1,5 +1,4 @@
 #include "cli/WaveformCommand.h"
-#include "cli/ChosenRecording.h"
 
 #include <fmt/format.h>
 
@@ -8,19 +7,16 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "cli/ArgumentText.h"
+#include "cli/ChosenRecording.h"
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
 #include "cli/JSONOutput.h"
 #include "cli/Text.h"
-#include "editor/export/ExportDestination.h"
-#include "editor/track/TrackReader.h"
-#include "editor/waveform/WaveformPNG.h"
-#include "editor/waveform/WaveformPeakAnalyzer.h"
-#include "editor/waveform/WaveformSVG.h"
-#include "editor/waveform/WaveformSamples.h"
+#include "cli/TimeText.h"
+#include "jobs/JobError.h"
+#include "jobs/WaveformJob.h"
 
 namespace sonmere {
 
@@ -42,44 +38,6 @@ Outcome<TimeRange> readView(const WaveformArguments& arguments) {
   return view;
 }
 
-// Through a file beside it, as exports are.
-Outcome<void> writePicture(const std::string& path, const std::string& bytes,
-                           const WaveformArguments& arguments) {
-  const std::string source = arguments.file;
-  auto destination = ExportDestination::prepare(path, std::span(&source, 1), arguments.force);
-  if (!destination) return std::unexpected(destination.error());
-  auto file = destination->open();
-  if (!file) return std::unexpected(file.error());
-  const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
-  if (auto written = file->append({data, bytes.size()}); !written) return written;
-  if (auto closed = file->close(); !closed) return closed;
-  return destination->commit();
-}
-
-// Where the whole file's bins are wider than a pixel the samples themselves are drawn.
-Outcome<WaveformLayout> layOutView(const WaveformEnvelope& envelope, const TrimRange& view,
-                                   const WaveformArguments& arguments) {
-  const auto scale = arguments.decibels ? WaveformLayout::Scale::decibels : WaveformLayout::Scale::linear;
-  const auto draw = [&](const WaveformEnvelope& drawn) {
-    return layOut(drawn, view.startFrame, std::min(view.endFrame, envelope.totalFrames), arguments.width,
-                  arguments.height, scale);
-  };
-  if (view.length() >= envelope.binFrames * arguments.width) return draw(envelope);
-  const auto samples = waveformSamples(arguments.file, view);
-  return samples ? draw(*samples) : draw(envelope);
-}
-
-Outcome<void> writePictures(const WaveformLayout& layout, const WaveformArguments& arguments) {
-  const WaveformColours colours = arguments.light ? WaveformColours::light() : WaveformColours{};
-  if (arguments.png) {
-    const auto png = waveformPNG(layout, colours);
-    if (!png) return std::unexpected(png.error());
-    if (auto written = writePicture(*arguments.png, *png, arguments); !written) return written;
-  }
-  if (!arguments.svg) return {};
-  return writePicture(*arguments.svg, waveformSVG(layout, colours), arguments);
-}
-
 // A name that promises another kind of file would mislead whoever opens it.
 Outcome<void> checkExtension(const char* option, const std::optional<std::string>& path, const char* own) {
   static constexpr std::array kKinds = {".png", ".svg",  ".jpg", ".jpeg", ".gif", ".webp", ".bmp",
@@ -90,90 +48,95 @@ Outcome<void> checkExtension(const char* option, const std::optional<std::string
   return badArgument(fmt::format("{} {}: name it {}", option, *path, own));
 }
 
-Outcome<void> checkPictures(const WaveformArguments& arguments) {
+Outcome<void> checkNames(const WaveformArguments& arguments) {
   const auto normal = [](const std::string& path) { return std::filesystem::path(path).lexically_normal(); };
   if (arguments.png && arguments.svg && normal(*arguments.png) == normal(*arguments.svg))
     return badArgument("--png and --svg name the same file; use two names");
-  for (const auto& path : {arguments.png, arguments.svg})
-    if (path)
-      if (auto checked = checkOutputFile(*path, std::span(&arguments.file, 1), arguments.force); !checked)
-        return checked;
   if (auto checked = checkExtension("--png", arguments.png, ".png"); !checked) return checked;
   return checkExtension("--svg", arguments.svg, ".svg");
 }
 
-// What is behind the dash; in front of it is where in the program it happened.
-std::string reasonIn(const std::string& line) {
-  constexpr std::string_view kDash = " \u2014 ";
-  const std::size_t at = line.find(kDash);
-  return at == std::string::npos ? line : line.substr(at + kDash.size());
+Outcome<void> readPicture(const char* option, const std::optional<std::string>& path,
+                          const WaveformArguments& arguments, const std::string& source,
+                          std::optional<ExportTarget>& target) {
+  if (!path) return {};
+  auto read = readTarget(option, *path, arguments.force, arguments.json);
+  if (!read) return std::unexpected(read.error());
+  target = std::move(*read);
+  return checkTarget(*target, std::span(&source, 1));
 }
 
-nlohmann::ordered_json pathOrNull(const std::optional<std::string>& path) {
-  return path ? nlohmann::ordered_json(*path) : nlohmann::ordered_json(nullptr);
+Outcome<WaveformRequest> readRequest(const std::string& file, const WaveformArguments& arguments) {
+  WaveformRequest request{.file = file, .width = arguments.width, .height = arguments.height};
+  for (const auto& read : {readPicture("--png", arguments.png, arguments, file, request.png),
+                           readPicture("--svg", arguments.svg, arguments, file, request.svg)})
+    if (!read) return std::unexpected(read.error());
+  if (auto checked = checkNames(arguments); !checked) return std::unexpected(checked.error());
+  const auto view = readView(arguments);
+  if (!view) return std::unexpected(view.error());
+  request.view = *view;
+  if (arguments.decibels) request.scale = WaveformLayout::Scale::decibels;
+  request.isLight = arguments.light;
+  return request;
 }
 
-void print(const WaveformArguments& arguments, const TrimRange& view, const WaveformEnvelope& envelope) {
-  nlohmann::ordered_json peaks = nlohmann::ordered_json::array();
+OutputJSON pathOrNull(const std::optional<std::string>& path) {
+  return path ? OutputJSON(*path) : OutputJSON(nullptr);
+}
+
+OutputJSON json(const std::string& file, const WaveformArguments& arguments, const WaveformResult& drawn) {
+  const WaveformEnvelope& envelope = drawn.envelope;
+  OutputJSON peaks = OutputJSON::array();
   for (std::size_t channel = 0; channel < envelope.channels.size(); ++channel) {
-    const WaveformBin bin = extremes(envelope, channel, view.startFrame, view.endFrame);
+    const WaveformBin bin = extremes(envelope, channel, drawn.view.startFrame, drawn.view.endFrame);
     peaks.push_back(shortest(std::max(std::abs(bin.minValue), std::abs(bin.maxValue))));
   }
-  if (arguments.json) {
-    const nlohmann::ordered_json all{{"file", arguments.file},
-                                     {"png", pathOrNull(arguments.png)},
-                                     {"svg", pathOrNull(arguments.svg)},
-                                     {"width", arguments.width},
-                                     {"height", arguments.height},
-                                     {"sampleRate", envelope.sampleRate},
-                                     {"frames", envelope.totalFrames},
-                                     {"fromFrame", view.startFrame},
-                                     {"toFrame", view.endFrame},
-                                     {"binFrames", envelope.binFrames},
-                                     {"peaks", peaks}};
-    printJSON(all);
-    return;
-  }
-  for (const auto& path : {arguments.png, arguments.svg})
-    if (path)
-      fmt::print("{}: {} × {}, {} to {}\n", printable(*path), arguments.width, arguments.height,
+  return {{"file", file},
+          {"png", pathOrNull(arguments.png)},
+          {"svg", pathOrNull(arguments.svg)},
+          {"width", arguments.width},
+          {"height", arguments.height},
+          {"sampleRate", envelope.sampleRate},
+          {"frames", envelope.totalFrames},
+          {"fromFrame", drawn.view.startFrame},
+          {"toFrame", drawn.view.endFrame},
+          {"binFrames", envelope.binFrames},
+          {"peaks", peaks}};
+}
+
+void printText(const WaveformRequest& request, const TrimRange& view) {
+  for (const auto& target : {request.png, request.svg})
+    if (target && !target->isStream())
+      fmt::print("{}: {} × {}, {} to {}\n", printable(target->path), request.width, request.height,
                  lengthText(double(view.startFrame) / view.sampleRate, 1),
                  lengthText(double(view.endFrame) / view.sampleRate, 1));
 }
 
+bool goesToOutput(const std::optional<ExportTarget>& target) { return target && target->isStream(); }
+
+Error withOption(Error error, const WaveformArguments& arguments) {
+  if (isFault(error, JobFault::trim))
+    error.description = fmt::format("{}: {}", arguments.from ? "--from" : "--to", error.description);
+  return error;
+}
+
 }  // namespace
 
-int runWaveformCommand(const WaveformArguments& given) {
-  FileWork work("waveform", "Reading", given.json);
-  WaveformArguments arguments = given;
-  auto chosen = chosenFile(work, given.file);
-  if (!chosen) return work.badInput(chosen.error());
-  arguments.file = std::move(*chosen);
+int runWaveformCommand(const WaveformArguments& arguments) {
+  FileWork work("waveform", "Reading", arguments.json);
+  const auto file = chosenFile(work, arguments.file);
+  if (!file) return work.fail(file.error());
   if (!arguments.png && !arguments.svg)
     return work.tell(kExitBadInput, "name the picture with --png FILE or --svg FILE");
-  const auto times = readView(arguments);
-  if (!times) return work.badInput(times.error());
-  if (const auto checked = checkPictures(arguments); !checked) return work.fail(checked.error());
-  const auto whole = wholeFile(arguments.file);
-  if (!whole) return work.badInput(whole.error());
-  const auto view = trimTo(whole->range, arguments.from ? "--from" : "--to", *times);
-  if (!view) return work.badInput(view.error());
-
-  std::optional<std::string> damage;
-  work.log().addSink([&](LogLevel, const std::string& line) { damage = reasonIn(line); });
-  std::atomic<bool> isCancelled = false;
-  const auto envelope =
-      WaveformPeakAnalyzer(work.log()).analyze(arguments.file, &isCancelled, [&](double done) {
-        if (work.show(done)) isCancelled = true;
-      });
-  if (!envelope) return work.fail({"WaveformCommand", 1, damage.value_or("the reading was cancelled")});
-  if (const auto track = TrackReader::open(*whole)) work.progress().note((*track)->notes());
+  const auto request = readRequest(*file, arguments);
+  if (!request) return work.fail(request.error());
+  const auto drawn = drawWaveform(*request, work.context());
+  if (!drawn) return work.fail(withOption(drawn.error(), arguments));
   work.tellNotes();
-  if (damage) work.tell(kExitSuccess, *damage + "; what follows is drawn as silence");
-  const auto layout = layOutView(*envelope, *view, arguments);
-  if (!layout) return work.badInput(layout.error());
-  if (auto written = writePictures(*layout, arguments); !written) return work.fail(written.error());
-  print(arguments, *view, *envelope);
+  if (arguments.json)
+    printJSON(json(work.shown(*file), arguments, *drawn));
+  else if (!goesToOutput(request->png) && !goesToOutput(request->svg))
+    printText(*request, drawn->view);
   return kExitSuccess;
 }
 

@@ -28,6 +28,10 @@ void BackgroundWork::cancel() {
   if (running_) running_->cancel();
 }
 
+std::optional<Duration> BackgroundWork::timeLeft() const {
+  return running_ ? running_->timeLeft() : std::nullopt;
+}
+
 void BackgroundWork::finished(const Outcome<void>& result) {
   progressTimer_.cancel();
   const auto ended = std::exchange(running_, nullptr);
@@ -35,7 +39,7 @@ void BackgroundWork::finished(const Outcome<void>& result) {
   const Done done = std::exchange(done_, nullptr);
   if (result) progress.set(1);
   isRunning.set(false);
-  done(result, ended->isCancelled());
+  done(result, *ended);
 }
 
 }  // namespace sonmere

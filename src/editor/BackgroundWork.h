@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "base/Error.h"
 #include "base/Observable.h"
@@ -15,8 +16,8 @@ class BackgroundWork {
  public:
   // Worker; ends early with an error of kExportCancelledDomain when cancelled.
   using Work = std::function<Outcome<void>(ExportProgress& progress)>;
-  // `isCancelled`: a cancel was asked for, which may have come too late for the work to notice.
-  using Done = std::function<void(const Outcome<void>& result, bool isCancelled)>;
+  // Whether a cancel was asked for, which may have come too late for the work to notice, is in the progress.
+  using Done = std::function<void(const Outcome<void>& result, const ExportProgress& progress)>;
 
   explicit BackgroundWork(Runtime& runtime) : runtime_(runtime) {}
   // Cancels; what runs ends by itself, and nobody is told.
@@ -29,6 +30,8 @@ class BackgroundWork {
   // Only while none runs. `done` is told once isRunning has fallen.
   void start(Work work, Done done);
   void cancel();
+  // Until it is done; nothing while it can't be told.
+  std::optional<Duration> timeLeft() const;
 
  private:
   void finished(const Outcome<void>& result);

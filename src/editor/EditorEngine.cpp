@@ -4,10 +4,9 @@
 #include <filesystem>
 
 #include "audio/file/StreamResampler.h"
-#include "editor/export/LoudnessMeter.h"
 #include "editor/export/SessionExporter.h"
 #include "editor/export/SourceBitDepth.h"
-#include "editor/track/TrackReader.h"
+#include "editor/export/TrackLevel.h"
 
 namespace sonmere {
 
@@ -149,16 +148,14 @@ bool EditorEngine::normalizeLoudness(double targetLUFS, Normalized done) {
   auto input = track();
   if (!input || *isNormalizing()) return false;
   const TrimRange range = input->range;
-  input->range.gainLinear = 1;
   const auto found = std::make_shared<Outcome<Loudness>>();
   measuring_.start(
       [input = *input, found](ExportProgress& progress) -> Outcome<void> {
-        auto source = TrackReader::open(input);
-        *found = source ? measureLoudness(**source, progress) : std::unexpected(source.error());
+        *found = measureTrackLoudness(input, progress);
         return {};
       },
-      [this, range, found, targetLUFS, done](const Outcome<void>&, bool isCancelled) {
-        if (!isCancelled) measured(range, *found, targetLUFS, done);
+      [this, range, found, targetLUFS, done](const Outcome<void>&, const ExportProgress& progress) {
+        if (!progress.isCancelled()) measured(range, *found, targetLUFS, done);
       });
   return true;
 }
@@ -219,7 +216,7 @@ bool EditorEngine::saveTrimmed(const std::string& to, const ExportFormat& format
       [&log = context_.log, input = *input, to, format](ExportProgress& progress) {
         return SessionExporter(log).exportTrack(input, to, {format, sourceBitDepth(input.url)}, progress);
       },
-      [this](const Outcome<void>& result, bool) { saved(result); });
+      [this](const Outcome<void>& result, const ExportProgress&) { saved(result); });
   return true;
 }
 

@@ -147,10 +147,11 @@ bool MultiTrackEditorEngine::startExport(bool hasTracks, const char* nothingText
     return false;
   }
   saveError.set(std::nullopt);
-  export_.start(std::move(work), [this, weak = std::weak_ptr(opened_)](const Outcome<void>& result, bool) {
-    if (!result && result.error().domain != kExportCancelledDomain && !weak.expired())
-      saveError.set(exportErrorText(result.error()));
-  });
+  export_.start(std::move(work),
+                [this, weak = std::weak_ptr(opened_)](const Outcome<void>& result, const ExportProgress&) {
+                  if (!result && result.error().domain != kExportCancelledDomain && !weak.expired())
+                    saveError.set(exportErrorText(result.error()));
+                });
   return true;
 }
 

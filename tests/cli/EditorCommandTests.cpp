@@ -83,9 +83,9 @@ TEST_F(EditorCommandTest, WhatIsTooMuchIsHeldAndTold) {
       run({"edit", source, "--trim", "0.5:9", "--fade-out", "20", "--gain", "99", "--save", path("b.wav")});
   EXPECT_EQ(held.status, 0);
   EXPECT_EQ(held.err,
-            "sonmere edit: --trim: held to the file's end at 0:01.000\n"
-            "sonmere edit: --fade-out: held to 0:00.500, the length of what is kept\n"
-            "sonmere edit: --gain: held to 24.1 dB, the most there is\n"
+            "sonmere edit: trim: held to the file's end at 0:01.000\n"
+            "sonmere edit: fade-out: held to 0:00.500, the length of what is kept\n"
+            "sonmere edit: gain: held to 24.1 dB, the most there is\n"
             "sonmere edit: the loudest sample is 18.1 dB above full scale and was clipped; a lower gain "
             "keeps it\n");
   // A step of a length that no loudness is defined for, and silence.
@@ -96,6 +96,38 @@ TEST_F(EditorCommandTest, WhatIsTooMuchIsHeldAndTold) {
   EXPECT_EQ(silent.status, 0);
   EXPECT_TRUE(
       json({"info", path("silent.wav"), "--loudness"})["files"][0]["loudness"]["samplePeakDb"].is_null());
+}
+
+// As another program would be: what comes in is not a file that can be sought in, what goes out is one alone.
+TEST_F(EditorCommandTest, ADashIsStandardInputAndOutput) {
+  const std::string source = make(path("a.wav"));
+  const auto runWith = [&](const std::string& command) {
+    const std::string text = "cd " + folder.path().string() + " && " + command + " 2>err";
+    const int status = std::system(text.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  };
+  const std::string program = SONMERE_PROGRAM;
+  EXPECT_EQ(
+      runWith("cat a.wav | " + program + " edit - --trim 0.25:0.75 --format flac --save - | cat >b.flac"), 0);
+  EXPECT_EQ(bytesIn(path("err")), "");
+  const auto info = json({"info", path("b.flac")})["files"][0];
+  EXPECT_EQ(info["codec"], "FLAC");
+  EXPECT_EQ(info["bits"], 24);
+  EXPECT_NEAR(peakOf(path("b.flac")), 0.5, 1e-6);
+  EXPECT_EQ(runWith("cat b.flac | " + program + " edit - --save c.wav"), 0) << bytesIn(path("err"));
+  EXPECT_EQ(runWith(program + " edit b.flac --format wav --save - >d.wav && cmp c.wav d.wav"), 0);
+  EXPECT_EQ(runWith("cat a.wav | " + program + " info --json - >i.json"), 0);
+  EXPECT_EQ(nlohmann::json::parse(bytesIn(path("i.json")))["files"][0]["file"], "-");
+  EXPECT_EQ(runWith(program + " waveform - --svg - <a.wav >a.svg && grep -q '<svg' a.svg"), 0);
+  EXPECT_EQ(runWith("cat a.wav | " + program + " recordings import - --folder takes --name 'A talk'"), 0);
+  EXPECT_TRUE(names(takes).at(0).starts_with("A talk \u2014 20")) << names(takes)[0];
+
+  EXPECT_EQ(runWith("echo no audio | " + program + " edit - --save e.wav"), 2);
+  EXPECT_EQ(bytesIn(path("err")), "sonmere edit: standard input: not an audio file that can be decoded\n");
+  EXPECT_EQ(runWith(program + " edit a.wav --save - --json >x"), 2);
+  EXPECT_EQ(runWith(program + " edit a.wav --save - --format m4a >x"), 2);
+  EXPECT_TRUE(isOneLine(bytesIn(path("err")))) << bytesIn(path("err"));
+  EXPECT_EQ(bytesIn(path("x")), "");
 }
 
 TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {
@@ -130,7 +162,7 @@ TEST_F(EditorCommandTest, BadInputIsOneLineAndStatus2AndNothingIsTouched) {
       {{"edit", a, "--save", out, "--gain", "inf"}, "inf"},
       {{"edit", a, "--save", out, "--gain", "1", "--normalise"}, "use one of them"},
       {{"edit", a, "--save", out, "--normalise", "-99"}, "-99"},
-      {{"edit", a, "--save", "-"}, "standard output"},
+      {{"edit", a, "--save", "-", "--json"}, "standard output"},
       {{"edit", a, "--save", out, "--trim", "-3:5"}, "no beginning"},
       {{"waveform", a, "--png", path("p.jpg")}, "name it .png"},
       {{"waveform", a, "--svg", path("p.PNG")}, "name it .svg"},
@@ -274,10 +306,9 @@ TEST_F(EditorCommandTest, TracksOfASessionAreEditedAndExportedSo) {
   // Two of half of full scale, and 6 dB more.
   const Run clipped = run(session({"export", "--gain", "6", "--out", path("loud.wav")}));
   EXPECT_EQ(clipped.status, 0);
-  EXPECT_EQ(
-      clipped.err,
-      "sonmere session: the mix is 6.0 dB above full scale and will be clipped; --gain -6.0 or --normalise "
-      "keeps it\n");
+  EXPECT_EQ(clipped.err,
+            "sonmere session: the mix is 6.0 dB above full scale and will be clipped; a gain of -6.0 dB or "
+            "normalising keeps it\n");
   ASSERT_EQ(run(session({"export", "--normalise", "--out", path("peak.wav")})).err, "");
   EXPECT_NEAR(peakOf(path("peak.wav")), 0.94406, 1e-4);
   ASSERT_EQ(run(session({"export", "--normalise", "-23", "--out", path("lufs.wav")})).err, "");

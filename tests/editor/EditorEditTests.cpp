@@ -101,8 +101,8 @@ TEST(BackgroundWork, TheNextWorkMayStartAsSoonAsIsRunningFallsAndALateCancelIsTo
       if (cancels) progress.cancel();  // too late to be noticed
       return {};
     };
-    work.start(run, [&told, name](const Outcome<void>& result, bool isCancelled) {
-      told.push_back(name + (result ? " done" : " failed") + (isCancelled ? ", cancelled" : ""));
+    work.start(run, [&told, name](const Outcome<void>& result, const ExportProgress& progress) {
+      told.push_back(name + (result ? " done" : " failed") + (progress.isCancelled() ? ", cancelled" : ""));
     });
   };
   const auto next = work.isRunning.observe([&, isFirst = true](bool isRunning) mutable {

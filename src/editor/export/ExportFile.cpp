@@ -14,6 +14,12 @@ constexpr std::uint64_t kStoreBytes = 4 << 20;
 
 }  // namespace
 
+Outcome<ExportFile> ExportFile::stream(int descriptor, const std::string& name) {
+  FileDescriptor copy(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+  if (!copy.valid()) return std::unexpected(posixError(errno, "could not write to " + name));
+  return ExportFile(std::move(copy), name, Kind::stream);
+}
+
 Outcome<void> ExportFile::append(std::span<const std::uint8_t> bytes) {
   if (auto written = writeAll(size_, bytes); !written) return written;
   size_ += bytes.size();

@@ -19,6 +19,9 @@ class ExportFile {
   ExportFile(FileDescriptor file, std::string path, Kind kind = Kind::file)
       : file_(std::move(file)), path_(std::move(path)), kind_(kind) {}
 
+  // Into what is open there already; the descriptor stays open.
+  static Outcome<ExportFile> stream(int descriptor, const std::string& name);
+
   const std::string& path() const { return path_; }
   std::uint64_t size() const { return size_; }
   bool isStream() const { return kind_ == Kind::stream; }

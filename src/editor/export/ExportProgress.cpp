@@ -8,6 +8,8 @@ namespace {
 
 constexpr Duration kLeastTime = fromMilliseconds(300);
 constexpr double kLeastFraction = 0.005;
+// What fractions are counted in.
+constexpr std::int64_t kWhole = 1'000'000;
 
 }  // namespace
 
@@ -20,6 +22,13 @@ void ExportProgress::begin(std::int64_t totalFrames) {
 
 void ExportProgress::advance(std::int64_t frames) {
   doneFrames_.fetch_add(frames, std::memory_order_relaxed);
+  if (onAdvance) onAdvance();
+}
+
+void ExportProgress::advanceTo(double fraction) {
+  const auto done = std::int64_t(std::clamp(fraction, 0.0, 1.0) * double(kWhole));
+  if (totalFrames_ != kWhole || done < doneFrames_) begin(kWhole);
+  doneFrames_ = done;
   if (onAdvance) onAdvance();
 }
 

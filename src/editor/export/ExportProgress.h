@@ -19,6 +19,8 @@ class ExportProgress {
   void begin(std::int64_t totalFrames);
   // Calls `onAdvance`.
   void advance(std::int64_t frames);
+  // For work that is not counted in frames: how far it is, from 0 to 1. Needs no `begin`.
+  void advanceTo(double fraction);
 
   // From 0 to 1.
   double fraction() const;
@@ -36,6 +38,7 @@ class ExportProgress {
   void note(const std::vector<std::string>& texts);
   const std::vector<std::string>& notes() const { return notes_; }
 
+  const std::atomic<bool>& cancelFlag() const { return isCancelled_; }
   void cancel() { isCancelled_.store(true, std::memory_order_relaxed); }
   bool isCancelled() const { return isCancelled_.load(std::memory_order_relaxed); }
 

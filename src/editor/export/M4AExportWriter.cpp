@@ -1,5 +1,6 @@
 #include "editor/export/M4AExportWriter.h"
 
+#include "editor/export/ExportDestination.h"
 #include "recording/RecordingFileSettings.h"
 
 namespace sonmere {
@@ -8,7 +9,7 @@ Outcome<std::unique_ptr<ExportWriter>> M4AExportWriter::create(ExportFile file,
                                                                const ExportContent& content) {
   if (file.isStream())
     return std::unexpected(
-        Error{"M4AExportWriter", 1,
+        Error{kExportDestinationDomain, 1,
               file.path() + " can't be M4A, whose index is made at the end; use wav, flac, mp3-192 or opus"});
   AudioFileSettings settings = m4aFileSettings(content.audio.sampleRate);
   settings.bitRate = settings.bitRate / int(settings.channels) * int(content.audio.channels);

@@ -25,6 +25,7 @@ struct Piece {
   MixTrackInput input;            // begins early, but for the first
   std::int64_t framesBefore = 0;  // of it, which another piece counts
   std::optional<LoudnessMeter> meter = std::nullopt;
+  std::vector<std::string> notes = {};
   std::optional<Error> error = std::nullopt;
 };
 
@@ -68,6 +69,7 @@ Outcome<void> measure(Piece& piece, Work& work) {
     before -= before > 0 ? block.frameLength() : 0;
   }
   piece.meter = std::move(*meter);
+  piece.notes = (*source)->notes();
   return {};
 }
 
@@ -108,6 +110,7 @@ Outcome<Loudness> measureFileLoudness(Runtime& runtime, const MixTrackInput& inp
   std::vector<const LoudnessMeter*> meters;
   for (const Piece& piece : all) {
     if (piece.error) return std::unexpected(*piece.error);
+    progress.note(piece.notes);
     meters.push_back(&*piece.meter);
   }
   return LoudnessMeter::joined(meters);

@@ -1,9 +1,7 @@
 #include "editor/export/SessionExporter.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <set>
@@ -76,12 +74,6 @@ Outcome<void> render(std::unique_ptr<BlockSource> track, Outcome<ExportFile> fil
   return pump(*source, **writer, rate / source->format().sampleRate, progress);
 }
 
-Outcome<ExportFile> openStream(int descriptor, const std::string& name) {
-  FileDescriptor copy(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
-  if (!copy.valid()) return std::unexpected(posixError(errno, "could not write to " + name));
-  return ExportFile(std::move(copy), name, ExportFile::Kind::stream);
-}
-
 bool exists(const std::string& path) {
   std::error_code ignored;
   return std::filesystem::symlink_status(path, ignored).type() != std::filesystem::file_type::not_found;
@@ -111,8 +103,8 @@ Outcome<void> SessionExporter::exportTo(const std::string& path, std::unique_ptr
                                         ExportProgress& progress) {
   progress.begin(source->length());
   if (options.stream >= 0)
-    return render(std::move(source), openStream(options.stream, path), options,
-                  exportTags(sources.front(), sources.front()), progress);
+    return render(std::move(source), ExportFile::stream(options.stream, path), options,
+                  exportTags("", sources.front()), progress);
   const AudioFileTags tags = exportTags(path, sources.front());
   sources.insert(sources.end(), options.originals.begin(), options.originals.end());
   auto destination = ExportDestination::prepare(path, sources, options.mayReplace);

@@ -95,7 +95,7 @@ Outcome<void> convert(AudioFileReader& from, AudioFileWriter& to, const AudioFil
 }
 
 Outcome<std::string> publish(ImportDestination& destination, const AudioFileImporter::Request& request) {
-  const std::string name = importBaseName(request.source);
+  const std::string name = importBaseName(request.name ? *request.name + ".wav" : request.source);
   const auto date = dateOfStamp(request.stamp);
   if (!request.newSession || !date) return destination.publish(name, request.stamp);
   const SessionStamp stamp(*request.newSession, request.folder, *date);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "audio/file/AudioFileReader.h"
@@ -24,6 +25,8 @@ class AudioFileImporter {
     double sampleRate = 48000;  // the session's, Hz
     // Float keeps what lies beyond full scale in compressed files.
     RecordingBitDepth depth = RecordingBitDepth::float32;
+    // What stands in front of the stamp; without it what the source is called.
+    std::optional<std::string> name = {};
     // What the user should know of a file that can be imported; called on the worker, before it is.
     std::function<void(const std::string& note)> tell = {};
     // Makes it a session of its own, with the first second from the stamp on that is free once the file is

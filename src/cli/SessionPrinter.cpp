@@ -1,18 +1,12 @@
-#include "cli/OpenSession.h"
+#include "cli/SessionPrinter.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cmath>
 
-#include "base/VirtualRuntime.h"
-#include "cli/ArgumentText.h"
 #include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
-#include "editor/sidecar/SessionEditsSidecar.h"
-#include "recording/library/RecordingChoice.h"
-#include "recording/library/RecordingScanner.h"
 
 namespace sonmere {
 
@@ -54,27 +48,6 @@ void printTable(const OpenSession& open) {
 }
 
 }  // namespace
-
-Outcome<OpenSession> openSession(FileWork& work, const std::string& stamp,
-                                 const std::optional<std::string>& wanted, const UserSettings& settings) {
-  if (stamp.empty()) return badArgument("the session's stamp is empty");
-  Outcome<std::string> folder = settings.recordingsFolder;
-  if (wanted)
-    folder = readFolder("--folder", *wanted);
-  else if (settings.unavailable)
-    work.tell(kExitSuccess, *settings.unavailable);
-  if (!folder) return std::unexpected(folder.error());
-  const RecordingScan scan = RecordingScanner(work.log()).scan(*folder, VirtualRuntime::today());
-  if (scan.error) return std::unexpected(*scan.error);
-  const auto session = chooseSession(scan.sessions, stamp);
-  if (!session) return badArgument(fmt::format("{}: {}", *folder, session.error().description));
-  const auto edits = SessionEditsSidecar(work.log()).load(*folder);
-  OpenSession open{*folder, **session, {}};
-  open.tracks = sessionTracks(open.session, edits);
-  for (const SessionTrack& track : open.tracks)
-    if (track.unreadable) work.progress().note(track.unreadable->description);
-  return open;
-}
 
 void printSession(const OpenSession& open, const std::optional<Loudness>& loudness,
                   const std::vector<std::string>& notes, bool json) {
