@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "audio/device/EngineContext.h"
+#include "audio/device/Folders.h"
 
 namespace sonmere {
 

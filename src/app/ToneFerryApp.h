@@ -10,7 +10,7 @@
 #include "app/Lazy.h"
 #include "app/PerformanceMonitor.h"
 #include "app/TapEngineRecorderFeed.h"
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "recording/BusRecordings.h"
 #include "recording/library/RecordingsLibrary.h"

@@ -33,9 +33,7 @@ std::vector<std::shared_ptr<const void>> RenderRetirement::takePending() {
 }
 
 void RenderRetirement::sweepLater(Duration delay) {
-  runtime_.mainQueue().postAfter(delay, [weak = std::weak_ptr(self_)] {
-    if (const auto self = weak.lock()) (*self)->sweep();
-  });
+  runtime_.mainQueue().postAfter(delay, lifetime_.guard([this] { sweep(); }));
 }
 
 void RenderRetirement::sweep() {

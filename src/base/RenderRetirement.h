@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/Lifetime.h"
 #include "base/RenderReader.h"
 #include "base/Runtime.h"
 
@@ -15,8 +16,7 @@ namespace sonmere {
 // when the process is stopped and resumed inside a block. Main thread only.
 class RenderRetirement {
  public:
-  explicit RenderRetirement(Runtime& runtime)
-      : runtime_(runtime), self_(std::make_shared<RenderRetirement*>(this)) {}
+  explicit RenderRetirement(Runtime& runtime) : runtime_(runtime) {}
   // Whoever destroys this has stopped all readers.
   ~RenderRetirement() = default;
   RenderRetirement(const RenderRetirement&) = delete;
@@ -45,9 +45,9 @@ class RenderRetirement {
   void sweep();
 
   Runtime& runtime_;
-  std::shared_ptr<RenderRetirement*> self_;
   std::vector<std::weak_ptr<RenderReader>> readers_;
   std::vector<Pending> pending_;
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

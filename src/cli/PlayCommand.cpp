@@ -26,7 +26,7 @@ constexpr Duration kShowInterval = fromMilliseconds(100);
 class Playing {
  public:
   Playing(FileWork& work, PlatformChoice& platform, Log& log)
-      : work_(work), engine_(work.runtime(), log, platform.platform().hardware()) {
+      : work_(work), rendering_(work.runtime(), log, platform.platform().hardware()), engine_(rendering_) {
     engine_.interrupted = [this](Duration) {
       end(work_.fail({"PlayCommand", 1, "the output was interrupted"}));
     };
@@ -71,6 +71,7 @@ class Playing {
   }
 
   FileWork& work_;
+  RenderServices rendering_;
   PlaybackEngine engine_;
   std::optional<int> status_;
   double seconds_ = 0;

@@ -152,8 +152,7 @@ void EditorTransport::interrupted(Duration settleTime) {
 
 PlaybackEngine& EditorTransport::audioEngine() {
   if (!audioEngine_) {
-    audioEngine_ =
-        std::make_unique<PlaybackEngine>(context_.runtime, context_.log, context_.platform.hardware());
+    audioEngine_ = std::make_unique<PlaybackEngine>(context_.rendering);
     audioEngine_->interrupted = [this](Duration settleTime) { interrupted(settleTime); };
   }
   return *audioEngine_;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "audio/playback/PlaybackEngine.h"
 #include "base/Observable.h"
 

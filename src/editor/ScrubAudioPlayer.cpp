@@ -40,8 +40,7 @@ void ScrubAudioPlayer::play() {
 
 bool ScrubAudioPlayer::prepareOutput() {
   if (!audioEngine_) {
-    audioEngine_ =
-        std::make_unique<PlaybackEngine>(context_.runtime, context_.log, context_.platform.hardware());
+    audioEngine_ = std::make_unique<PlaybackEngine>(context_.rendering);
     audioEngine_->interrupted = [this](Duration) { stop(); };
   }
   const auto running = audioEngine_->start();

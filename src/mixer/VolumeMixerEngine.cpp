@@ -174,7 +174,7 @@ CaptureExpectation VolumeMixerEngine::appsToCome(const AppTapEngine& tapEngine) 
 
 void VolumeMixerEngine::expect(CaptureExpectation apps) {
   if (apps == expected_) return;
-  context_.platform.hardware().expectCapture("mixer", apps);
+  context_.hardware().expectCapture("mixer", apps);
   expected_ = std::move(apps);
 }
 

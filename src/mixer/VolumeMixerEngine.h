@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "dsp/LatencySource.h"
 #include "mixer/VolumeMixerAppState.h"
 #include "mixer/VolumeMixerOutput.h"

@@ -6,16 +6,14 @@
 #include <cmath>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "audio/engine/Rates.h"
+#include "audio/engine/SettleTimes.h"
 #include "mixer/VolumeMixerRender.h"
-#include "routing/RoutingCore.h"
 
 namespace sonmere {
 
 namespace {
 
-// A change of default or rate comes in several steps, which are over by then.
-constexpr Duration kChangeSettleTime = fromMilliseconds(150);
-constexpr Duration kTeardownWait = std::chrono::seconds(5);
 constexpr Duration kWatchdogInterval = std::chrono::seconds(1);
 // A unit that has not rendered for this long is stuck: no device has blocks as long.
 constexpr std::uint64_t kStalledNs = 2'000'000'000;
@@ -26,14 +24,12 @@ constexpr int kMostDoublings = 5;
 }  // namespace
 
 VolumeMixerOutput::VolumeMixerOutput(EngineContext& context, const Taps& taps)
-    : engine_(context), taps_(taps), retirement_(context.runtime), teardown_(context.runtime, context.log) {}
+    : engine_(context), taps_(taps), retirement_(context.rendering.retirement) {}
 
 VolumeMixerOutput::~VolumeMixerOutput() {
   stopListening();
   teardown();
-  if (teardown_.drain(kTeardownWait)) return;
-  engine_.log.error("Sonmere: the Volume Mixer's output would not stop; what it may hold is kept");
-  *keptForStalledUnits_ = retirement_.takePending();
+  engine_.rendering.waitForTeardown();
 }
 
 // Building.
@@ -42,7 +38,7 @@ std::expected<VolumeMixerOutput::Built, std::string> VolumeMixerOutput::make() {
   const auto fail = [](const char* what, OSStatus status) {
     return std::unexpected(fmt::format("Failed to {} ({}).", what, status));
   };
-  AudioHardware& hardware = engine_.platform.hardware();
+  AudioHardware& hardware = engine_.hardware();
   if (!hardware.hasOutputComponent()) return std::unexpected("Audio system component not found.");
   auto unit = hardware.newOutputUnit();
   if (!unit) return fail("create audio output", unit.error());
@@ -56,8 +52,7 @@ std::expected<VolumeMixerOutput::Built, std::string> VolumeMixerOutput::make() {
   engine_.log.info(fmt::format("Volume Mixer output rate: {:f} Hz (device id={})", rate, *device));
   if (const OSStatus status = built.unit->setStreamFormat(AudioScope::input, {rate, 2}); status != noErr)
     return fail("set audio output format", status);
-  built.context =
-      std::make_shared<VolumeMixerOutputContext>(engine_.flags, hardware, rate, keptForStalledUnits_);
+  built.context = std::make_shared<VolumeMixerOutputContext>(engine_.flags, hardware, rate);
   retirement_.addReader(built.context->reader);
   publishTaps(*built.context);
   if (const OSStatus status = built.unit->setRenderCallback(renderVolumeMixer, built.context.get());
@@ -80,19 +75,19 @@ std::optional<std::string> VolumeMixerOutput::build() {
   context_ = std::move(built->context);
   unit_ = std::move(built->unit);
   boundDevice_ = built->device;
-  context_->lastRenderHostTime = engine_.platform.hardware().hostTime();
+  context_->lastRenderHostTime = engine_.hardware().hostTime();
   listenToBoundDevice();
   watch();
   return std::nullopt;
 }
 
 void VolumeMixerOutput::teardown() {
-  unlisten(boundRateListener_);
-  unlisten(boundAliveListener_);
+  boundRateListener_.stop();
+  boundAliveListener_.stop();
   renderWatchdog_.cancel();
   if (unit_) {
     context_->retired = true;
-    teardown_.dispose(std::move(unit_), context_);
+    engine_.rendering.teardown.dispose(std::move(unit_), context_);
   }
   context_.reset();
   boundDevice_ = kAudioObjectUnknown;
@@ -129,62 +124,50 @@ void VolumeMixerOutput::setEqualiser(const AppEQSettings& settings) {
 
 double VolumeMixerOutput::deviceRate() const {
   if (boundDevice_ == kAudioObjectUnknown) return kFallbackRate;
-  return CoreAudioUtils::nominalRate(engine_.platform.hardware(), boundDevice_).value_or(kFallbackRate);
+  return CoreAudioUtils::nominalRate(engine_.hardware(), boundDevice_).value_or(kFallbackRate);
 }
 
 // Listening.
 
-ListenerID VolumeMixerOutput::listen(AudioObjectID object, AudioProperty property,
-                                     void (VolumeMixerOutput::*handler)()) {
-  return engine_.platform.hardware()
-      .addListener(object, property, AudioScope::global, engine_.runtime.mainQueue(),
-                   [weak = std::weak_ptr(self_), handler] {
-                     if (const auto self = weak.lock()) ((*self)->*handler)();
-                   })
-      .value_or(0);
-}
-
-// One that a stopped server does not take back stays known, for the next time.
-void VolumeMixerOutput::unlisten(ListenerID& listener) {
-  if (listener == 0) return;
-  if (engine_.platform.hardware().removeListener(listener) != kAudioHardwareNotRunningError) listener = 0;
+void VolumeMixerOutput::listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
+                               void (VolumeMixerOutput::*handler)()) {
+  listener.listen(engine_.hardware(), object, property, engine_.runtime.mainQueue(),
+                  [this, handler] { (this->*handler)(); });
 }
 
 void VolumeMixerOutput::listenToBoundDevice() {
-  unlisten(boundRateListener_);
-  unlisten(boundAliveListener_);
-  boundRateListener_ =
-      listen(boundDevice_, AudioProperty::nominalSampleRate, &VolumeMixerOutput::boundDeviceChanged);
-  boundAliveListener_ = listen(boundDevice_, AudioProperty::isAlive, &VolumeMixerOutput::boundDeviceChanged);
+  listen(boundRateListener_, boundDevice_, AudioProperty::nominalSampleRate,
+         &VolumeMixerOutput::boundDeviceChanged);
+  listen(boundAliveListener_, boundDevice_, AudioProperty::isAlive, &VolumeMixerOutput::boundDeviceChanged);
 }
 
 // The unit was built for one device at one rate.
 void VolumeMixerOutput::boundDeviceChanged() {
   if (!unit_) return;
-  AudioHardware& hardware = engine_.platform.hardware();
+  AudioHardware& hardware = engine_.hardware();
   const auto rate = CoreAudioUtils::nominalRate(hardware, boundDevice_);
   const bool isSameRate = rate && std::abs(*rate - context_->sampleRate) <= kSameRateHz;
   if (isSameRate && hardware.isAlive(boundDevice_).value_or(false)) return;
-  if (wantsRebuild) wantsRebuild(hardware.needsSettling() ? kChangeSettleTime : Duration::zero());
+  if (wantsRebuild) wantsRebuild(settleTimes(hardware).change);
 }
 
 // A listener that could not be added is tried again by the watchdog; what it missed shows then.
 void VolumeMixerOutput::startListening() {
   isListening_ = true;
-  if (defaultOutputListener_ == 0) {
-    defaultOutputListener_ = listen(kAudioObjectSystemObject, AudioProperty::defaultOutput,
-                                    &VolumeMixerOutput::defaultOutputChanged);
-    if (defaultOutputListener_ != 0) defaultOutputChanged();
+  if (!defaultOutputListener_) {
+    listen(defaultOutputListener_, kAudioObjectSystemObject, AudioProperty::defaultOutput,
+           &VolumeMixerOutput::defaultOutputChanged);
+    if (defaultOutputListener_) defaultOutputChanged();
   }
-  if (restartListener_ == 0)
-    restartListener_ =
-        listen(kAudioObjectSystemObject, AudioProperty::serviceRestarted, &VolumeMixerOutput::serverCameBack);
+  if (!restartListener_)
+    listen(restartListener_, kAudioObjectSystemObject, AudioProperty::serviceRestarted,
+           &VolumeMixerOutput::serverCameBack);
 }
 
 void VolumeMixerOutput::stopListening() {
   isListening_ = false;
-  unlisten(defaultOutputListener_);
-  unlisten(restartListener_);
+  defaultOutputListener_.stop();
+  restartListener_.stop();
 }
 
 void VolumeMixerOutput::serverCameBack() {
@@ -192,9 +175,8 @@ void VolumeMixerOutput::serverCameBack() {
 }
 
 void VolumeMixerOutput::defaultOutputChanged() {
-  AudioHardware& hardware = engine_.platform.hardware();
-  if (!isListening_ || (unit_ && CoreAudioUtils::defaultOutput(hardware) == boundDevice_)) return;
-  if (wantsRebuild) wantsRebuild(hardware.needsSettling() ? kChangeSettleTime : Duration::zero());
+  if (!isListening_ || (unit_ && CoreAudioUtils::defaultOutput(engine_.hardware()) == boundDevice_)) return;
+  if (wantsRebuild) wantsRebuild(settleTimes(engine_.hardware()).change);
 }
 
 // The watchdog.
@@ -209,7 +191,7 @@ void VolumeMixerOutput::watch() {
 void VolumeMixerOutput::checkRender() {
   if (isListening_) startListening();
   if (!unit_) return;
-  const std::uint64_t now = engine_.platform.hardware().hostTime();
+  const std::uint64_t now = engine_.hardware().hostTime();
   const std::uint64_t rendered = context_->lastRenderHostTime;
   const bool hasMoved = std::exchange(watchedRenderTime_, rendered) != rendered;
   if (hasMoved || now < rendered + kStalledNs) {

@@ -7,9 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "audio/device/EngineContext.h"
-#include "audio/device/TeardownQueue.h"
-#include "base/RenderRetirement.h"
+#include "audio/engine/EngineContext.h"
+#include "audio/engine/PropertyListener.h"
 #include "dsp/AppEQSettings.h"
 #include "mixer/VolumeMixerOutputContext.h"
 
@@ -63,18 +62,17 @@ class VolumeMixerOutput {
   std::expected<Built, std::string> make();
   void publishTaps(VolumeMixerOutputContext& context);
   void listenToBoundDevice();
-  void unlisten(ListenerID& listener);
   void boundDeviceChanged();
   void defaultOutputChanged();
   void serverCameBack();
   void watch();
   void checkRender();
-  ListenerID listen(AudioObjectID object, AudioProperty property, void (VolumeMixerOutput::*handler)());
+  void listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
+              void (VolumeMixerOutput::*handler)());
 
   EngineContext& engine_;
   const Taps& taps_;
-  RenderRetirement retirement_;
-  TeardownQueue teardown_;
+  RenderRetirement& retirement_;
   float masterVolume_ = 1.0f;
   AppEQSettings equaliser_;
 
@@ -82,20 +80,14 @@ class VolumeMixerOutput {
   std::shared_ptr<VolumeMixerOutputContext> context_;
   std::unique_ptr<OutputUnit> unit_;
   AudioDeviceID boundDevice_ = kAudioObjectUnknown;
-  ListenerID boundRateListener_ = 0;
-  ListenerID boundAliveListener_ = 0;
+  PropertyListener boundRateListener_, boundAliveListener_;
   bool isListening_ = false;
-  ListenerID defaultOutputListener_ = 0;
-  ListenerID restartListener_ = 0;
+  PropertyListener defaultOutputListener_, restartListener_;
 
   ScopedTask renderWatchdog_;
   std::uint64_t watchedRenderTime_ = 0;  // lastRenderHostTime at the latest look
   int consecutiveWatchdogRestarts_ = 0;
   std::uint64_t nextWatchdogRestartAt_ = 0;  // host time, ns
-
-  std::shared_ptr<VolumeMixerOutput*> self_ = std::make_shared<VolumeMixerOutput*>(this);
-  std::shared_ptr<VolumeMixerOutputContext::Kept> keptForStalledUnits_ =
-      std::make_shared<VolumeMixerOutputContext::Kept>();
 };
 
 }  // namespace sonmere

@@ -20,10 +20,8 @@ struct VolumeMixerSnapshot {
 
 // What one output unit's callback works on. Lives until the unit is disposed of.
 struct VolumeMixerOutputContext {
-  using Kept = std::vector<std::shared_ptr<const void>>;
-  VolumeMixerOutputContext(const RenderFlags& renderFlags, const HostClock& hostClock, double rate,
-                           std::shared_ptr<Kept> kept)
-      : flags(renderFlags), clock(hostClock), sampleRate(rate), keptForStalledUnits(std::move(kept)) {}
+  VolumeMixerOutputContext(const RenderFlags& renderFlags, const HostClock& hostClock, double rate)
+      : flags(renderFlags), clock(hostClock), sampleRate(rate) {}
 
   const RenderFlags& flags;
   const HostClock& clock;
@@ -45,9 +43,6 @@ struct VolumeMixerOutputContext {
   RTDoubles outputEQDelays{kEQDelayCount};
   SpectrumRing outputFFTBuffer;
   std::shared_ptr<RenderReader> reader = std::make_shared<RenderReader>();
-
-  // What a unit that would not stop may still hold. Main thread, at the engine's end.
-  std::shared_ptr<Kept> keptForStalledUnits;
 };
 
 }  // namespace sonmere

@@ -4,16 +4,13 @@
 #include <algorithm>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "audio/engine/SettleTimes.h"
 #include "mixer/VolumeMixerEngine.h"
 
 namespace sonmere {
 
 namespace {
 
-// Devices come back one by one after a wake; the server publishes its objects one by one after a restart.
-constexpr Duration kWakeDelay = std::chrono::seconds(1);
-constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
-constexpr Duration kShortRestartDelay = fromMilliseconds(50);  // where the server needs no settling
 // Distances between attempts double from the first on; after the last the mixer goes off.
 constexpr Duration kFirstRetryDelay = std::chrono::seconds(1);
 constexpr int kRebuildAttempts = 5;
@@ -52,8 +49,7 @@ void VolumeMixerEngine::rebuildOutput() {
 
 void VolumeMixerEngine::retryOutput() {
   releaseApps();
-  if (!CoreAudioUtils::defaultOutput(context_.platform.hardware()))
-    return rebuildOutputSoon(kNoDeviceRetryDelay);
+  if (!CoreAudioUtils::defaultOutput(context_.hardware())) return rebuildOutputSoon(kNoDeviceRetryDelay);
   if (failedRebuilds_ < kRebuildAttempts)
     return rebuildOutputSoon(kFirstRetryDelay * (1 << failedRebuilds_++));
   context_.log.error("Sonmere: the Volume Mixer's output can't be built: the mixer is off");
@@ -65,8 +61,7 @@ void VolumeMixerEngine::serviceRestarted() {
   if (!*isEnabled) return;
   releaseApps();
   output_.teardown();
-  const bool settles = context_.platform.hardware().needsSettling();
-  serverReadyAt_ = context_.runtime.uptime() + (settles ? kServiceRestartDelay : kShortRestartDelay);
+  serverReadyAt_ = context_.runtime.uptime() + settleTimes(context_.hardware()).restart;
   rebuildOutputSoon(Duration::zero());
 }
 
@@ -81,7 +76,8 @@ void VolumeMixerEngine::willSleep() {
 void VolumeMixerEngine::didWake() {
   isSuspendedForSleep_ = false;
   if (*isEnabled)
-    wakeRebuildTask_ = context_.runtime.mainQueue().postAfter(kWakeDelay, [this] { rebuildOutput(); });
+    wakeRebuildTask_ = context_.runtime.mainQueue().postAfter(settleTimes(context_.hardware()).wake,
+                                                              [this] { rebuildOutput(); });
 }
 
 }  // namespace sonmere

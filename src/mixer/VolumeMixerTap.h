@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "audio/device/TapAggregate.h"
+#include "audio/engine/TapAggregate.h"
 #include "base/RenderClaim.h"
 #include "dsp/BacklogWatch.h"
 #include "dsp/RenderFlags.h"

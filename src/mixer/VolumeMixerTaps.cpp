@@ -5,16 +5,14 @@
 #include <cmath>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "audio/engine/Rates.h"
+#include "audio/engine/SettleTimes.h"
 #include "base/UUID.h"
 #include "mixer/VolumeMixerCapture.h"
-#include "routing/RoutingCore.h"
 
 namespace sonmere {
 
 namespace {
-
-// How long an aggregate needs after a change of its rate, where the server needs settling.
-constexpr Duration kRateSettleTime = fromMilliseconds(50);
 
 double outputRate(AudioHardware& hardware) {
   const auto device = CoreAudioUtils::defaultOutput(hardware);
@@ -25,7 +23,7 @@ double outputRate(AudioHardware& hardware) {
 
 // The aggregate delivers at the rate of the output, so that the ring needs no conversion.
 bool VolumeMixerTaps::reconcileRate(const std::string& bundleID, AudioDeviceID aggregate) {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   const double wanted = outputRate(hardware);
   const double capture = CoreAudioUtils::nominalRate(hardware, aggregate).value_or(0);
   if (wanted <= 0 || capture <= 0 || std::abs(wanted - capture) <= kSameRateHz) {
@@ -42,7 +40,7 @@ bool VolumeMixerTaps::reconcileRate(const std::string& bundleID, AudioDeviceID a
 }
 
 bool VolumeMixerTaps::build(const std::shared_ptr<VolumeMixerTap>& tap, const std::string& displayName) {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   Runtime& runtime = context_.runtime;
   if (!hardware.supportsProcessTaps()) {
     if (fail) fail("Volume Mixer requires macOS 14.2 or later.");
@@ -63,8 +61,7 @@ bool VolumeMixerTaps::build(const std::shared_ptr<VolumeMixerTap>& tap, const st
     (void)hardware.streamConfiguration(aggregate, AudioScope::input);
   };
   plan.afterSettling = [&](AudioDeviceID aggregate) {
-    if (reconcileRate(tap->bundleID, aggregate) && hardware.needsSettling())
-      runtime.blockFor(kRateSettleTime);
+    if (reconcileRate(tap->bundleID, aggregate)) settle(runtime, settleTimes(hardware).aggregateRate);
   };
   plan.report = [&](const TapAggregateFailure& failure) {
     if (failure.step == TapAggregateStep::createTap)
@@ -83,7 +80,7 @@ void VolumeMixerTaps::tearDown(const std::string& bundleID) {
   const auto tap = found->second;
   active.erase(found);
   tap->isMuted = true;
-  destroyTapAggregate(context_.platform.hardware(), tap->objects);
+  destroyTapAggregate(context_.hardware(), tap->objects);
 }
 
 void VolumeMixerTaps::tearDownAll() {

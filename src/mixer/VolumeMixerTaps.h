@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "mixer/VolumeMixerTap.h"
 
 namespace sonmere {

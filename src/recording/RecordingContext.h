@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "audio/device/EngineContext.h"
+#include "audio/device/Folders.h"
 #include "audio/file/AudioFileWriter.h"
 #include "base/Log.h"
 #include "base/NotificationCenter.h"

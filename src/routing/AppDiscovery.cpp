@@ -18,29 +18,17 @@ constexpr const char* kCallApplication = "com.apple.FaceTime";
 
 AppDiscovery::AppDiscovery(EngineContext& context) : context_(context) {}
 
-AppDiscovery::~AppDiscovery() {
-  AudioHardware& hardware = context_.platform.hardware();
-  for (const ListenerID listener : listeners_) hardware.removeListener(listener);
-  for (const auto& [object, listener] : webKitOutputListeners_) hardware.removeListener(listener);
-  if (callAudioListener_) hardware.removeListener(callAudioListener_);
-}
-
-Result<ListenerID> AppDiscovery::listen(AudioObjectID object, AudioProperty property,
-                                        std::function<void()> handler) {
-  return context_.platform.hardware().addListener(
-      object, property, AudioScope::global, context_.runtime.mainQueue(),
-      [weak = std::weak_ptr(self_), handler = std::move(handler)] {
-        if (weak.lock()) handler();
-      });
+OSStatus AppDiscovery::listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
+                              std::function<void()> handler) {
+  return listener.listen(context_.hardware(), object, property, context_.runtime.mainQueue(),
+                         std::move(handler));
 }
 
 void AppDiscovery::installListeners() {
   const auto install = [this](AudioProperty property, const char* failure, std::function<void()> handler) {
-    const auto listener = listen(kAudioObjectSystemObject, property, std::move(handler));
-    if (listener)
-      listeners_.push_back(*listener);
-    else
-      context_.log.error(fmt::format(fmt::runtime(failure), listener.error()));
+    const OSStatus status =
+        listen(listeners_.emplace_back(), kAudioObjectSystemObject, property, std::move(handler));
+    if (status != noErr) context_.log.error(fmt::format(fmt::runtime(failure), status));
   };
   install(AudioProperty::processObjectList, "Sonmere: Failed to install process-object-list listener: {}",
           [this] { scheduleRefresh(); });
@@ -55,23 +43,22 @@ void AppDiscovery::installListeners() {
 }
 
 void AppDiscovery::forgetObjects() {
+  for (auto& [object, listener] : webKitOutputListeners_) listener.forget();
   webKitOutputListeners_.clear();
   callAudioListenerObject_ = kAudioObjectUnknown;
-  callAudioListener_ = 0;
+  callAudioListener_.forget();
 }
 
 void AppDiscovery::scheduleRefresh() {
-  if (processListRefreshScheduled_) return;
-  processListRefreshScheduled_ = true;
-  context_.runtime.mainQueue().postAfter(kRefreshDelay, [this, weak = std::weak_ptr(self_)] {
-    if (!weak.lock()) return;
-    processListRefreshScheduled_ = false;
+  if (scheduledRefresh_) return;
+  scheduledRefresh_ = context_.runtime.mainQueue().postAfter(kRefreshDelay, [this] {
+    scheduledRefresh_ = {};
     refresh();
   });
 }
 
 std::optional<AppDiscovery::Member> AppDiscovery::readMember(AudioObjectID object) {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   RunningApplications& applications = context_.platform.applications();
   const auto pid = hardware.processPID(object);
   auto bundleID = hardware.processBundleID(object);
@@ -138,7 +125,7 @@ void AppDiscovery::addMember(std::vector<PendingAppFamily>& families,
 }
 
 std::optional<std::vector<PendingAppFamily>> AppDiscovery::readFamilies() {
-  const auto objects = context_.platform.hardware().processObjects();
+  const auto objects = context_.hardware().processObjects();
   if (!objects) return std::nullopt;
   std::vector<PendingAppFamily> families;
   std::map<std::string, bool> hasRegularOwner;
@@ -158,33 +145,25 @@ std::optional<std::vector<PendingAppFamily>> AppDiscovery::readFamilies() {
 
 // Content processes come and go from the output without any change of the list.
 void AppDiscovery::watchWebKit(const std::set<AudioObjectID>& present) {
-  std::erase_if(webKitOutputListeners_, [&](const auto& entry) {
-    if (present.contains(entry.first)) return false;
-    context_.platform.hardware().removeListener(entry.second);
-    return true;
-  });
+  std::erase_if(webKitOutputListeners_, [&](const auto& entry) { return !present.contains(entry.first); });
   for (const AudioObjectID object : present)
-    if (!webKitOutputListeners_.contains(object))
-      if (const auto listener = listen(object, AudioProperty::isRunningOutput, [this] { scheduleRefresh(); }))
-        webKitOutputListeners_[object] = *listener;
+    if (PropertyListener& listener = webKitOutputListeners_[object]; !listener)
+      listen(listener, object, AudioProperty::isRunningOutput, [this] { scheduleRefresh(); });
 }
 
 void AppDiscovery::watchCallAudio(AudioObjectID daemon) {
   if (daemon != callAudioListenerObject_) {
-    if (callAudioListener_) context_.platform.hardware().removeListener(callAudioListener_);
+    callAudioListener_.stop();
     callAudioListenerObject_ = daemon;
-    callAudioListener_ =
-        daemon == kAudioObjectUnknown
-            ? 0
-            : listen(daemon, AudioProperty::isRunningOutput, [this] { readCallState(); }).value_or(0);
+    if (daemon != kAudioObjectUnknown)
+      listen(callAudioListener_, daemon, AudioProperty::isRunningOutput, [this] { readCallState(); });
   }
   readCallState();
 }
 
 void AppDiscovery::readCallState() {
-  const bool isActive =
-      callAudioListenerObject_ != kAudioObjectUnknown &&
-      context_.platform.hardware().processIsRunningOutput(callAudioListenerObject_).value_or(false);
+  const bool isActive = callAudioListenerObject_ != kAudioObjectUnknown &&
+                        context_.hardware().processIsRunningOutput(callAudioListenerObject_).value_or(false);
   callStateChanged(isActive);
 }
 

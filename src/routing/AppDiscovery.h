@@ -6,7 +6,8 @@
 #include <set>
 #include <vector>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
+#include "audio/engine/PropertyListener.h"
 #include "routing/PendingAppFamily.h"
 
 namespace sonmere {
@@ -15,7 +16,6 @@ namespace sonmere {
 class AppDiscovery {
  public:
   explicit AppDiscovery(EngineContext& context);
-  ~AppDiscovery();
 
   // Runs a refresh; asked for 0.15 s after a change, once for a burst of changes.
   std::function<void()> refresh;
@@ -48,16 +48,16 @@ class AppDiscovery {
   void watchWebKit(const std::set<AudioObjectID>& present);
   void watchCallAudio(AudioObjectID daemon);
   void readCallState();
-  Result<ListenerID> listen(AudioObjectID object, AudioProperty property, std::function<void()> handler);
+  OSStatus listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
+                  std::function<void()> handler);
 
   EngineContext& context_;
-  bool processListRefreshScheduled_ = false;
-  std::vector<ListenerID> listeners_;
+  ScopedTask scheduledRefresh_;
+  std::vector<PropertyListener> listeners_;
   std::vector<Subscription> workspaceObservers_;
-  std::map<AudioObjectID, ListenerID> webKitOutputListeners_;
+  std::map<AudioObjectID, PropertyListener> webKitOutputListeners_;
   AudioObjectID callAudioListenerObject_ = kAudioObjectUnknown;
-  ListenerID callAudioListener_ = 0;
-  std::shared_ptr<AppDiscovery*> self_ = std::make_shared<AppDiscovery*>(this);
+  PropertyListener callAudioListener_;
 };
 
 }  // namespace sonmere

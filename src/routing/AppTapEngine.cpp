@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "audio/engine/SettleTimes.h"
 #include "dsp/Boost.h"
 #include "routing/FamilyRules.h"
 
@@ -16,10 +17,6 @@ constexpr const char* kBoostAllowedKey = "sonmere.boostAllowed";
 constexpr Duration kDeviceEnumInterval = std::chrono::seconds(10);
 constexpr Duration kVolumeSaveDelay = fromMilliseconds(500);
 constexpr Duration kLevelInterval = fromMilliseconds(33);
-// A restarted server that needs settling publishes its objects one by one; any other has them at once.
-constexpr Duration kServiceRestartDelay = std::chrono::seconds(2);
-constexpr Duration kShortRestartDelay = fromMilliseconds(50);
-constexpr Duration kTeardownWait = std::chrono::seconds(5);
 
 bool sameObjects(const std::vector<AudioObjectID>& a, const std::vector<AudioObjectID>& b) {
   return std::set(a.begin(), a.end()) == std::set(b.begin(), b.end());
@@ -61,9 +58,7 @@ AppTapEngine::~AppTapEngine() {
   outputs_.close();
   core_.hardware().expectCapture("routing", {});
   while (!core_.activeTaps.empty()) taps_.stopTap(std::string(core_.activeTaps.begin()->first));
-  if (core_.teardown.drain(kTeardownWait)) return;
-  context_.log.error("Sonmere: an output unit would not stop; what it may hold is kept");
-  core_.render->keptForStalledUnits = core_.retirement.takePending();
+  context_.rendering.waitForTeardown();
 }
 
 void AppTapEngine::start() {
@@ -463,9 +458,7 @@ void AppTapEngine::deviceListChanged() {
 void AppTapEngine::serviceRestarted() {
   outputs_.dropAll();
   discovery_.forgetObjects();
-  const Duration delay =
-      context_.platform.hardware().needsSettling() ? kServiceRestartDelay : kShortRestartDelay;
-  restartRecheck_ = context_.runtime.mainQueue().postAfter(delay, [this] {
+  restartRecheck_ = context_.runtime.mainQueue().postAfter(settleTimes(core_.hardware()).restart, [this] {
     outputs_.reconcileDevices();
     refreshApps();
     taps_.recheckTaps();

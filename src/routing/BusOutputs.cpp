@@ -98,8 +98,7 @@ void BusOutputs::stop(int bus) {
   outputs_[std::size_t(bus)].reset();
   output.context->retired = true;
   noteInterruption(bus, *output.context);
-  core_.teardown.dispose(std::move(output.unit), output.context);
-  for (const ListenerID listener : output.rateListeners) core_.hardware().removeListener(listener);
+  core_.context.rendering.teardown.dispose(std::move(output.unit), output.context);
   core_.log().info(fmt::format("Sonmere: Output AudioUnit stopped on bus {}", bus));
 }
 
@@ -145,17 +144,14 @@ void BusOutputs::retryMissing() {
 
 // The bus follows bus 0, and its own device too, since the unit would convert between two rates otherwise.
 void BusOutputs::listenForRate(int bus, Output& output) {
-  const auto listen = [&](AudioDeviceID device) {
-    const auto listener =
-        core_.hardware().addListener(device, AudioProperty::nominalSampleRate, AudioScope::global,
-                                     core_.runtime().mainQueue(), [weak = std::weak_ptr(self_), bus] {
-                                       if (const auto self = weak.lock()) (*self)->checkRate(bus);
-                                     });
-    if (listener) output.rateListeners.push_back(*listener);
+  const auto listen = [&](PropertyListener& listener, AudioDeviceID device) {
+    listener.listen(core_.hardware(), device, AudioProperty::nominalSampleRate, core_.runtime().mainQueue(),
+                    [this, bus] { checkRate(bus); });
   };
-  listen(output.device);
+  listen(output.rateListeners[0], output.device);
   if (bus == kBridgeBus) return;
-  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus)) listen(*bridge);
+  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
+    listen(output.rateListeners[1], *bridge);
 }
 
 void BusOutputs::checkRate(int bus) {

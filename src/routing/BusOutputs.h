@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "audio/engine/PropertyListener.h"
 #include "routing/BusRender.h"
 #include "routing/RoutingCore.h"
 
@@ -52,7 +53,7 @@ class BusOutputs {
     std::shared_ptr<OutputAUContext> context;
     std::unique_ptr<OutputUnit> unit;
     AudioDeviceID device = kAudioObjectUnknown;
-    std::vector<ListenerID> rateListeners;
+    std::array<PropertyListener, 2> rateListeners;
   };
   struct StartFailure {
     std::string message;
@@ -70,7 +71,6 @@ class BusOutputs {
   std::array<std::optional<Output>, kBusCount> outputs_;
   // Host time of the last audio of buses whose unit went while they were recorded.
   std::array<std::optional<std::uint64_t>, kBusCount> interruptedAt_;
-  std::shared_ptr<BusOutputs*> self_ = std::make_shared<BusOutputs*>(this);
 };
 
 }  // namespace sonmere

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <optional>
 
+#include "audio/engine/Rates.h"
 #include "base/RealtimeScope.h"
 #include "dsp/VectorMath.h"
 
@@ -14,7 +15,6 @@ namespace {
 
 // A mic send farther behind than half its ring jumps to one block behind the writer.
 constexpr std::int64_t kMicSendLimitBytes = MicSend::kRingBytes / 2;
-constexpr double kSameRateHz = 1.0;
 
 void dropAllBut(SingleAppTap& tap, std::int64_t keep) noexcept {
   const std::int64_t writePos = tap.writePos.loadAcquire();

@@ -28,8 +28,6 @@ struct BusRenderState {
   RTScalar<bool> masterRecordActive{false};
   const RenderFlags& flags;
   MicSend& micSend;
-  // What a unit that would not stop may still hold. Main thread, at the engine's end.
-  std::vector<std::shared_ptr<const void>> keptForStalledUnits;
 };
 
 }  // namespace sonmere

@@ -6,30 +6,22 @@
 #include <string>
 
 #include "audio/device/CoreAudioUtils.h"
-#include "audio/device/EngineContext.h"
-#include "audio/device/TeardownQueue.h"
-#include "base/RenderRetirement.h"
+#include "audio/engine/EngineContext.h"
+#include "audio/engine/Rates.h"
 #include "routing/BusRenderState.h"
 #include "routing/RoutingFailures.h"
 #include "routing/SingleAppTap.h"
 
 namespace sonmere {
 
-// The rate where none can be read, and how near two rates count as one, in Hz.
-constexpr double kFallbackRate = 48000.0;
-constexpr double kSameRateHz = 1.0;
-// How long an unlisted tap, list or ring stays for a render that may hold it.
-constexpr Duration kSnapshotGrace = std::chrono::seconds(2);
-
 // What the collaborators of the tap engine share. Main thread.
 struct RoutingCore {
   explicit RoutingCore(EngineContext& engineContext)
       : context(engineContext),
         render(std::make_shared<BusRenderState>(engineContext.flags, engineContext.micSend)),
-        retirement(engineContext.runtime),
-        teardown(engineContext.runtime, engineContext.log) {}
+        retirement(engineContext.rendering.retirement) {}
 
-  AudioHardware& hardware() const { return context.platform.hardware(); }
+  AudioHardware& hardware() const { return context.hardware(); }
   Runtime& runtime() const { return context.runtime; }
   Log& log() const { return context.log; }
   // A failure of an app or a bus that the user is told of, and the log.
@@ -52,8 +44,7 @@ struct RoutingCore {
   EngineContext& context;
   RoutingFailures failures;
   std::shared_ptr<BusRenderState> render;
-  RenderRetirement retirement;
-  TeardownQueue teardown;
+  RenderRetirement& retirement;
   // By family: one process may belong to two, that of its music and that of its event sounds.
   std::map<std::string, std::shared_ptr<SingleAppTap>> activeTaps;
 };

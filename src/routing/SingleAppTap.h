@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "audio/device/AudioHardware.h"
-#include "audio/device/TapAggregate.h"
 #include "audio/effects/PluginChainSnapshot.h"
+#include "audio/engine/TapAggregate.h"
 #include "base/Published.h"
 #include "base/RTScalar.h"
 #include "base/RenderClaim.h"

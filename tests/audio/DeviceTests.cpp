@@ -2,7 +2,6 @@
 
 #include "audio/device/CoreAudioUtils.h"
 #include "audio/device/DeviceChannelInfoCache.h"
-#include "audio/device/TeardownQueue.h"
 #include "base/VirtualRuntime.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
@@ -142,67 +141,6 @@ TEST_F(DeviceTest, TheCacheAsksOnceUntilTheListChanges) {
   host.unplug(SimulatedHost::kMicrophoneUID);
   runtime.settle();
   EXPECT_EQ(cache.inputChannelCount(microphone), 0);
-}
-
-TEST_F(DeviceTest, UnitsAreTornDownOneByOneOffTheMainThread) {
-  TeardownQueue teardown(runtime, log);
-  auto context = std::make_shared<int>(1);
-  const std::weak_ptr<int> weak = context;
-  auto unit = std::move(*hardware.newOutputUnit());
-  unit->setCurrentDevice(device(SimulatedHost::kSpeakersUID));
-  const auto line = "teardown queued: unit=0x" + std::to_string(unit->identifier()) +
-                    " device=" + std::to_string(device(SimulatedHost::kSpeakersUID));
-  teardown.dispose(std::move(unit), std::move(context));
-  EXPECT_EQ(host.counts().units, 1u) << "the caller returns at once";
-  EXPECT_FALSE(weak.expired());
-  EXPECT_TRUE(teardown.drain(fromSeconds(1)));
-  EXPECT_EQ(host.counts().units, 0u);
-  EXPECT_TRUE(weak.expired());
-  EXPECT_EQ(lines, std::vector<std::string>{line});
-}
-
-// A unit whose stop takes its time, as on a busy server.
-struct SlowUnit final : OutputUnit {
-  SlowUnit(Runtime& ofTests, std::vector<std::string>& story, std::string itsName)
-      : runtime(ofTests), told(story), name(std::move(itsName)) {}
-  ~SlowUnit() override { told.push_back(name + " gone"); }
-  std::uint64_t identifier() const override { return 1; }
-  OSStatus setEnableIO(AudioScope, bool) override { return noErr; }
-  OSStatus setCurrentDevice(AudioDeviceID) override { return noErr; }
-  Result<AudioDeviceID> currentDevice() const override { return std::unexpected(-50); }
-  OSStatus setStreamFormat(AudioScope, const AudioStreamFormat&) override { return noErr; }
-  Result<AudioStreamFormat> hardwareFormat(AudioScope) const override { return std::unexpected(-50); }
-  OSStatus setChannelMap(std::vector<std::int32_t>) override { return noErr; }
-  OSStatus setMaximumFramesPerSlice(std::uint32_t) override { return noErr; }
-  OSStatus setRenderCallback(RenderCallback, void*) override { return noErr; }
-  OSStatus setInputCallback(InputCallback, void*) override { return noErr; }
-  OSStatus initialize() override { return noErr; }
-  OSStatus uninitialize() override { return told.push_back(name + " uninitialized"), noErr; }
-  OSStatus start() override { return noErr; }
-  OSStatus stop() override {
-    told.push_back(name + " stops");
-    runtime.blockFor(fromSeconds(1));
-    return noErr;
-  }
-  OSStatus render(const AudioTimeStamp&, std::uint32_t,
-                  AudioBufferList) noexcept SONMERE_NONBLOCKING override {
-    return noErr;
-  }
-
-  Runtime& runtime;
-  std::vector<std::string>& told;
-  const std::string name;
-};
-
-TEST_F(DeviceTest, AUnitIsTornDownOnceTheOneBeforeItIsGone) {
-  TeardownQueue teardown(runtime, log);
-  std::vector<std::string> story;
-  for (const char* name : {"a", "b", "c"})
-    teardown.dispose(std::make_unique<SlowUnit>(runtime, story, name), nullptr);
-  EXPECT_TRUE(teardown.drain(fromSeconds(4)));
-  EXPECT_EQ(story,
-            (std::vector<std::string>{"a stops", "a uninitialized", "a gone", "b stops", "b uninitialized",
-                                      "b gone", "c stops", "c uninitialized", "c gone"}));
 }
 
 }  // namespace

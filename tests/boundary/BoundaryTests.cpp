@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "BoundaryMachine.h"
-#include "audio/device/TapAggregate.h"
+#include "audio/engine/TapAggregate.h"
 
 namespace sonmere {
 

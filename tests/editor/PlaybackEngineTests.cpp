@@ -51,7 +51,7 @@ struct Playback : testing::Test, EditorWorld {
   }
 
   std::shared_ptr<DeviceRecorder> ear = host().hear(SimulatedHost::kSpeakersUID);
-  PlaybackEngine engine{runtime, log, platform.hardware()};
+  PlaybackEngine engine{context.rendering};
   int finished = 0;
 };
 

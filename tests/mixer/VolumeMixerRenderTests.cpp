@@ -61,7 +61,7 @@ class VolumeMixerRenderTest : public testing::Test {
   StoppedClock clock;
   std::uint64_t hostTime = 0;  // ns
   RenderFlags flags;
-  VolumeMixerOutputContext context{flags, clock, 48000, nullptr};
+  VolumeMixerOutputContext context{flags, clock, 48000};
   std::vector<std::shared_ptr<VolumeMixerTap>> taps;
   std::mt19937 random{11};
 };

@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "PipeWireWorld.h"
-#include "audio/device/TapAggregate.h"
+#include "audio/engine/TapAggregate.h"
 #include "platform/pipewire/CycleCrossing.h"
 #include "platform/pipewire/TapMixdown.h"
 

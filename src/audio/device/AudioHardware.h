@@ -95,7 +95,8 @@ class AudioHardware : public HostClock {
   virtual Result<std::unique_ptr<OutputUnit>> newOutputUnit() = 0;
 
   // Listeners. The handler is posted to `queue` after each change; one already posted may still run after the
-  // removal. Listeners on objects that go away fall silent. The queue must outlive the listener.
+  // removal. Listeners on objects that go away fall silent. The queue must outlive the listener. One that
+  // is removed while the server is stopped is gone too, whatever the answer.
   using PropertyHandler = std::function<void()>;
   virtual Result<ListenerID> addListener(AudioObjectID object, AudioProperty property, AudioScope scope,
                                          Queue& queue, PropertyHandler handler) = 0;

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "audio/engine/Rates.h"
+#include "audio/engine/SettleTimes.h"
 #include "audio/playback/PlaybackRender.h"
 
 namespace sonmere {
@@ -13,34 +15,23 @@ namespace sonmere {
 namespace {
 
 constexpr const char* kOSStatusErrorDomain = "NSOSStatusErrorDomain";
-constexpr Duration kProgramGrace = std::chrono::seconds(2);
 constexpr Duration kIdleTime = std::chrono::seconds(1);
-constexpr Duration kTeardownWait = std::chrono::seconds(5);
-// A change of default or rate comes in several steps; a restarted server lists its devices one by one.
-constexpr Duration kChangeSettleTime = fromMilliseconds(150);
-constexpr Duration kRestartSettleTime = std::chrono::seconds(2);
-constexpr Duration kRestartTime = fromMilliseconds(50);
 // A fresh unit is connected within tens of milliseconds.
 constexpr Duration kHeardInterval = fromMilliseconds(5);
 constexpr Duration kHeardTimeout = fromMilliseconds(500);
-constexpr double kSameRateHz = 1.0;
 
 }  // namespace
 
-PlaybackEngine::PlaybackEngine(Runtime& runtime, Log& log, AudioHardware& hardware)
-    : runtime_(runtime),
-      log_(log),
-      hardware_(hardware),
-      retirement_(runtime),
-      teardown_(runtime, log),
-      worker_(runtime.serialQueue("sonmere.playback")) {}
+PlaybackEngine::PlaybackEngine(RenderServices& rendering)
+    : rendering_(rendering),
+      runtime_(rendering.runtime),
+      hardware_(rendering.hardware),
+      worker_(rendering.runtime.serialQueue("sonmere.playback")) {}
 
 PlaybackEngine::~PlaybackEngine() {
   stop();
   teardown();
-  if (teardown_.drain(kTeardownWait)) return;
-  log_.error("PlaybackEngine: the output would not stop; what it may hold is kept");
-  *keptForStalledUnits_ = retirement_.takePending();
+  rendering_.waitForTeardown();
 }
 
 // The unit.
@@ -64,7 +55,6 @@ Outcome<void> PlaybackEngine::build() {
   auto unit = hardware_.newOutputUnit();
   if (!unit) return fail("could not create the audio output", unit.error());
   auto context = std::make_shared<PlaybackContext>();
-  context->keptForStalledUnits = keptForStalledUnits_;
   if (const OSStatus status = (*unit)->setCurrentDevice(*device); status != noErr)
     return fail("could not bind the audio output", status);
   if (const OSStatus status = (*unit)->setStreamFormat(AudioScope::input, {*rate, 2}); status != noErr)
@@ -73,9 +63,9 @@ Outcome<void> PlaybackEngine::build() {
     return fail("could not install the render callback", status);
   if (const OSStatus status = (*unit)->initialize(); status != noErr)
     return fail("could not initialize the audio output", status);
-  retirement_.addReader(context->reader);
+  rendering_.retirement.addReader(context->reader);
   if (const OSStatus status = (*unit)->start(); status != noErr) {
-    teardown_.dispose(std::move(*unit), std::move(context));
+    rendering_.teardown.dispose(std::move(*unit), std::move(context));
     return fail("could not start the audio output", status);
   }
   context_ = std::move(context);
@@ -87,10 +77,10 @@ Outcome<void> PlaybackEngine::build() {
 }
 
 void PlaybackEngine::teardown() {
-  unlisten();
+  listeners_.clear();
   if (!unit_) return;
-  context_->program.publish(nullptr, retirement_, kProgramGrace);
-  teardown_.dispose(std::move(unit_), std::move(context_));
+  context_->program.publish(nullptr, rendering_.retirement, kSnapshotGrace);
+  rendering_.teardown.dispose(std::move(unit_), std::move(context_));
   device_ = kAudioObjectUnknown;
   sampleRate_ = 0;
 }
@@ -130,7 +120,7 @@ void PlaybackEngine::begin() {
   endFeeder(playing_);
   playing_ = std::exchange(pending_.feeder, nullptr);
   timeline_ = playing_->program()->timeline;
-  context_->program.publish(playing_->program(), retirement_, kProgramGrace);
+  context_->program.publish(playing_->program(), rendering_.retirement, kSnapshotGrace);
   if (const auto started = std::exchange(pending_.started, nullptr)) started();
 }
 
@@ -142,7 +132,7 @@ void PlaybackEngine::stop() {
   endFeeder(playing_);
   timeline_.reset();
   if (!unit_) return;
-  if (context_->program.current()) context_->program.publish(nullptr, retirement_, kProgramGrace);
+  if (context_->program.current()) context_->program.publish(nullptr, rendering_.retirement, kSnapshotGrace);
   idle_ = runtime_.mainQueue().postAfter(kIdleTime, [this] { teardown(); });
 }
 
@@ -150,7 +140,7 @@ void PlaybackEngine::endFeeder(std::shared_ptr<PlaybackFeeder>& feeder) {
   if (!feeder) return;
   feeder->cancel();
   if (const std::int64_t late = feeder->lateFrames(); late > 0)
-    log_.warning(fmt::format("PlaybackEngine: {} frames came too late and were silent", late));
+    rendering_.log.warning(fmt::format("PlaybackEngine: {} frames came too late and were silent", late));
   feeder.reset();
 }
 
@@ -158,20 +148,13 @@ void PlaybackEngine::endFeeder(std::shared_ptr<PlaybackFeeder>& feeder) {
 
 void PlaybackEngine::listen() {
   const auto add = [this](AudioObjectID object, AudioProperty property, void (PlaybackEngine::*handler)()) {
-    const auto listener = hardware_.addListener(object, property, AudioScope::global, runtime_.mainQueue(),
-                                                [weak = std::weak_ptr(self_), handler] {
-                                                  if (const auto self = weak.lock()) ((*self)->*handler)();
-                                                });
-    if (listener) listeners_.push_back(*listener);
+    listeners_.emplace_back().listen(hardware_, object, property, runtime_.mainQueue(),
+                                     [this, handler] { (this->*handler)(); });
   };
   add(kAudioObjectSystemObject, AudioProperty::defaultOutput, &PlaybackEngine::outputChanged);
   add(kAudioObjectSystemObject, AudioProperty::serviceRestarted, &PlaybackEngine::serviceRestarted);
   add(device_, AudioProperty::nominalSampleRate, &PlaybackEngine::outputChanged);
   add(device_, AudioProperty::isAlive, &PlaybackEngine::outputChanged);
-}
-
-void PlaybackEngine::unlisten() {
-  for (const ListenerID listener : std::exchange(listeners_, {})) hardware_.removeListener(listener);
 }
 
 bool PlaybackEngine::isOutputAsBuilt() const {
@@ -181,12 +164,11 @@ bool PlaybackEngine::isOutputAsBuilt() const {
 }
 
 void PlaybackEngine::outputChanged() {
-  if (unit_ && !isOutputAsBuilt())
-    interrupt(hardware_.needsSettling() ? kChangeSettleTime : Duration::zero());
+  if (unit_ && !isOutputAsBuilt()) interrupt(settleTimes(hardware_).change);
 }
 
 void PlaybackEngine::serviceRestarted() {
-  if (unit_) interrupt(hardware_.needsSettling() ? kRestartSettleTime : kRestartTime);
+  if (unit_) interrupt(settleTimes(hardware_).restart);
 }
 
 void PlaybackEngine::interrupt(Duration settleTime) {

@@ -6,11 +6,10 @@
 #include <optional>
 #include <vector>
 
-#include "audio/device/AudioHardware.h"
-#include "audio/device/TeardownQueue.h"
+#include "audio/engine/PropertyListener.h"
+#include "audio/engine/RenderServices.h"
 #include "audio/playback/PlaybackFeeder.h"
-#include "base/Log.h"
-#include "base/RenderRetirement.h"
+#include "base/Error.h"
 
 namespace sonmere {
 
@@ -30,7 +29,7 @@ class PlaybackEngine {
     std::function<void(std::size_t track, const Error& error)> failed;  // the others go on
   };
 
-  PlaybackEngine(Runtime& runtime, Log& log, AudioHardware& hardware);
+  explicit PlaybackEngine(RenderServices& rendering);
   // Waits for the tear-down of its unit.
   ~PlaybackEngine();
 
@@ -61,18 +60,14 @@ class PlaybackEngine {
   void begin();
   void endFeeder(std::shared_ptr<PlaybackFeeder>& feeder);
   void listen();
-  void unlisten();
   void outputChanged();
   bool isOutputAsBuilt() const;
   void serviceRestarted();
   void interrupt(Duration settleTime);
 
+  RenderServices& rendering_;
   Runtime& runtime_;
-  Log& log_;
   AudioHardware& hardware_;
-  RenderRetirement retirement_;
-  TeardownQueue teardown_;
-  std::shared_ptr<PlaybackContext::Kept> keptForStalledUnits_ = std::make_shared<PlaybackContext::Kept>();
   const std::shared_ptr<Queue> worker_;
 
   // In this order: the unit goes before what its callback works on.
@@ -80,13 +75,12 @@ class PlaybackEngine {
   std::unique_ptr<OutputUnit> unit_;
   AudioDeviceID device_ = kAudioObjectUnknown;
   double sampleRate_ = 0;
-  std::vector<ListenerID> listeners_;
+  std::vector<PropertyListener> listeners_;
 
   std::shared_ptr<PlaybackFeeder> playing_;
   Pending pending_;
   std::shared_ptr<PlaybackTimeline> timeline_;
   ScopedTask idle_, untilHeard_;
-  std::shared_ptr<PlaybackEngine*> self_ = std::make_shared<PlaybackEngine*>(this);
 };
 
 }  // namespace sonmere

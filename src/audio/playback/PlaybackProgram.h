@@ -22,11 +22,8 @@ struct PlaybackProgram {
 
 // What one output unit's callback works on. Lives until the unit is disposed of.
 struct PlaybackContext {
-  using Kept = std::vector<std::shared_ptr<const void>>;
-
   Published<const PlaybackProgram> program;
   std::shared_ptr<RenderReader> reader = std::make_shared<RenderReader>();
-  std::shared_ptr<Kept> keptForStalledUnits;  // what a unit that would not stop in time may still hold
 };
 
 }  // namespace sonmere

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "audio/device/EngineContext.h"
+#include "audio/device/Folders.h"
 
 namespace sonmere {
 

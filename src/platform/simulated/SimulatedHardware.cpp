@@ -308,9 +308,13 @@ Result<ListenerID> SimulatedHardware::addListener(AudioObjectID object, AudioPro
 }
 
 OSStatus SimulatedHardware::removeListener(ListenerID listener) {
-  return world_->perform(Operation::removeListener, kAudioObjectUnknown, [&]() -> OSStatus {
-    return world_->listeners().remove(listener) ? noErr : kAudioHardwareBadObjectError;
+  const auto remove = [&] { return world_->listeners().remove(listener); };
+  const OSStatus status = world_->perform(Operation::removeListener, kAudioObjectUnknown, [&]() -> OSStatus {
+    return remove() ? noErr : kAudioHardwareBadObjectError;
   });
+  // This side of the connection forgets it at once.
+  if (status == kAudioHardwareNotRunningError) world_->locked(remove);
+  return status;
 }
 
 std::uint64_t SimulatedHardware::hostTime() const noexcept {

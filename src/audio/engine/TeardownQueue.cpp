@@ -1,4 +1,4 @@
-#include "audio/device/TeardownQueue.h"
+#include "audio/engine/TeardownQueue.h"
 
 #include <fmt/format.h>
 
@@ -13,8 +13,11 @@ namespace {
 // and then its context go.
 struct Departure {
   Departure(std::unique_ptr<OutputUnit> departing, std::shared_ptr<void> itsContext,
-            std::shared_ptr<std::atomic<int>> count)
-      : pending(std::move(count)), context(std::move(itsContext)), unit(std::move(departing)) {
+            std::shared_ptr<std::atomic<int>> count, std::shared_ptr<void> itsKept)
+      : pending(std::move(count)),
+        kept(std::move(itsKept)),
+        context(std::move(itsContext)),
+        unit(std::move(departing)) {
     pending->fetch_add(1);
   }
   ~Departure() {
@@ -28,6 +31,7 @@ struct Departure {
   Departure& operator=(const Departure&) = delete;
 
   std::shared_ptr<std::atomic<int>> pending;
+  std::shared_ptr<void> kept;  // by all that are under way
   std::shared_ptr<void> context;
   std::unique_ptr<OutputUnit> unit;
 };
@@ -37,8 +41,8 @@ struct Departure {
 void TeardownQueue::dispose(std::unique_ptr<OutputUnit> unit, std::shared_ptr<void> context) {
   const AudioDeviceID device = unit->currentDevice().value_or(kAudioObjectUnknown);
   log_.info(fmt::format("teardown queued: unit=0x{:x} device={}", unit->identifier(), device));
-  queue_->post([departure = std::make_shared<Departure>(std::move(unit), std::move(context),
-                                                        pending_)]() mutable { departure.reset(); });
+  queue_->post([departure = std::make_shared<Departure>(std::move(unit), std::move(context), pending_,
+                                                        kept_)]() mutable { departure.reset(); });
 }
 
 bool TeardownQueue::drain(Duration timeout) {

@@ -1,4 +1,6 @@
-#include "audio/device/TapAggregate.h"
+#include "audio/engine/TapAggregate.h"
+
+#include "audio/engine/SettleTimes.h"
 
 namespace sonmere {
 
@@ -50,7 +52,7 @@ std::expected<TapAggregate, TapAggregateFailure> buildTapAggregate(AudioHardware
   made.aggDeviceID = *aggregate;
 
   if (plan.beforeSettling) plan.beforeSettling(*aggregate);
-  if (hardware.needsSettling()) runtime.blockFor(kAggregateSettleTime);
+  settle(runtime, settleTimes(hardware).aggregate);
   if (plan.afterSettling) plan.afterSettling(*aggregate);
 
   const auto procedure = hardware.createIOProc(*aggregate, plan.procedure, plan.clientData);

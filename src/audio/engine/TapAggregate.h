@@ -42,8 +42,6 @@ struct TapAggregatePlan {
 // How often a new tap's UID is asked for, and the pause between.
 constexpr int kTapUIDAttempts = 5;
 constexpr Duration kTapUIDPause = fromMilliseconds(2);
-// How long a new aggregate needs before an I/O procedure can be made on it, where the server needs settling.
-constexpr Duration kAggregateSettleTime = fromMilliseconds(100);
 
 // Creates tap, aggregate and I/O procedure and starts it. A failure rolls back what was made, in reverse.
 // Main thread; blocks for the settling time.

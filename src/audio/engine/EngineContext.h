@@ -1,0 +1,44 @@
+#pragma once
+
+#include "audio/device/Folders.h"
+#include "audio/device/Platform.h"
+#include "audio/engine/RenderServices.h"
+#include "base/Log.h"
+#include "base/NotificationCenter.h"
+#include "base/Runtime.h"
+#include "base/SettingsStore.h"
+#include "dsp/MicSend.h"
+#include "dsp/RenderFlags.h"
+
+namespace sonmere {
+
+// What every engine stands on; one for the program, and it outlives the engines. What it refers to outlives
+// it.
+struct EngineContext {
+  EngineContext(Runtime& itsRuntime, Log& itsLog, SettingsStore& itsSettings,
+                NotificationCenter& itsNotifications, Platform& itsPlatform, RenderFlags& itsFlags,
+                MicSend& itsMicSend, Folders itsFolders)
+      : runtime(itsRuntime),
+        log(itsLog),
+        settings(itsSettings),
+        notifications(itsNotifications),
+        platform(itsPlatform),
+        flags(itsFlags),
+        micSend(itsMicSend),
+        folders(std::move(itsFolders)),
+        rendering(itsRuntime, itsLog, itsPlatform.hardware()) {}
+
+  AudioHardware& hardware() const { return platform.hardware(); }
+
+  Runtime& runtime;
+  Log& log;
+  SettingsStore& settings;
+  NotificationCenter& notifications;
+  Platform& platform;
+  RenderFlags& flags;
+  MicSend& micSend;
+  Folders folders;
+  RenderServices rendering;
+};
+
+}  // namespace sonmere
