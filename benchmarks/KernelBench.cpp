@@ -234,7 +234,7 @@ class BusBeside {
           ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, input_.data(), kSamples);
         AudioBuffer buffer{2, sizeof out_, out_.data()};
         const std::int64_t begin = elapsedTime();
-        renderBus(&context_, {}, kFrames, {&buffer, 1});
+        renderBus(static_cast<RenderContext*>(&context_), {}, kFrames, {&buffer, 1});
         const std::int64_t middle = elapsedTime();
         whole += middle - begin;
         kernelsAlone += timeKernels();

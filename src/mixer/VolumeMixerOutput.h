@@ -1,6 +1,5 @@
 #pragma once
 
-#include <expected>
 #include <functional>
 #include <map>
 #include <memory>
@@ -8,7 +7,9 @@
 #include <string>
 
 #include "audio/engine/EngineContext.h"
+#include "audio/engine/OutputRunner.h"
 #include "audio/engine/PropertyListener.h"
+#include "audio/engine/RenderWatchdog.h"
 #include "dsp/AppEQSettings.h"
 #include "mixer/VolumeMixerOutputContext.h"
 
@@ -34,60 +35,40 @@ class VolumeMixerOutput {
   std::optional<std::string> build();
   // Hands the unit to the tear-down queue; does not wait.
   void teardown();
-  bool isRunning() const { return unit_ != nullptr; }
+  bool isRunning() const { return runner_.isRunning(); }
 
   // Follow the default output device and the server while the mixer is on.
   void startListening();
   void stopListening();
   // Nothing renders while the machine sleeps; the next build watches again.
-  void pauseWatchdog() { renderWatchdog_.cancel(); }
+  void pauseWatchdog() { watchdog_.pause(); }
 
   // Publishes the taps to the render.
   void refreshSnapshot();
   void setMasterVolume(float volume);
   void setEqualiser(const AppEQSettings& settings);
 
-  AudioDeviceID boundDevice() const { return boundDevice_; }
+  AudioDeviceID boundDevice() const { return runner_.device(); }
   // Nominal rate of the bound device in Hz, 48000 where it can't be read.
   double deviceRate() const;
-  const std::shared_ptr<VolumeMixerOutputContext>& context() const { return context_; }
+  // None while no unit runs.
+  std::shared_ptr<VolumeMixerOutputContext> context() const;
 
  private:
-  struct Built {
-    // In this order: the unit goes before what its callback works on.
-    std::shared_ptr<VolumeMixerOutputContext> context;
-    std::unique_ptr<OutputUnit> unit;
-    AudioDeviceID device = kAudioObjectUnknown;
-  };
-  std::expected<Built, std::string> make();
+  OutputRunner::Plan plan();
   void publishTaps(VolumeMixerOutputContext& context);
-  void listenToBoundDevice();
-  void boundDeviceChanged();
+  void rebuildAfterChange();
   void defaultOutputChanged();
-  void serverCameBack();
-  void watch();
-  void checkRender();
-  void listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
-              void (VolumeMixerOutput::*handler)());
 
   EngineContext& engine_;
   const Taps& taps_;
-  RenderRetirement& retirement_;
   float masterVolume_ = 1.0f;
   AppEQSettings equaliser_;
+  OutputRunner runner_;
+  RenderWatchdog watchdog_;
 
-  // In this order: the unit goes before what its callback works on.
-  std::shared_ptr<VolumeMixerOutputContext> context_;
-  std::unique_ptr<OutputUnit> unit_;
-  AudioDeviceID boundDevice_ = kAudioObjectUnknown;
-  PropertyListener boundRateListener_, boundAliveListener_;
-  bool isListening_ = false;
   PropertyListener defaultOutputListener_, restartListener_;
-
-  ScopedTask renderWatchdog_;
-  std::uint64_t watchedRenderTime_ = 0;  // lastRenderHostTime at the latest look
-  int consecutiveWatchdogRestarts_ = 0;
-  std::uint64_t nextWatchdogRestartAt_ = 0;  // host time, ns
+  ScopedTask listenAgain_;
 };
 
 }  // namespace sonmere

@@ -123,10 +123,9 @@ void finishOutput(VolumeMixerOutputContext& context, bool isEqualised, float mas
 OSStatus renderVolumeMixer(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
                            AudioBufferList buffers) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
-  auto& context = *static_cast<VolumeMixerOutputContext*>(refcon);
+  auto& context = RenderContext::of<VolumeMixerOutputContext>(refcon);
   const RenderReader::Block block(*context.reader);
-  context.lastRenderHostTime = context.clock.hostTime();
-  context.isInterrupted = context.cycles.isInterrupted(time.hostTime, frames, context.sampleRate);
+  context.beginCycle(time, frames);
   const bool isRetired = context.retired;
   const VolumeMixerSnapshot* snapshot = context.tapsSnapshot.load();
   const float master = context.masterVolume;

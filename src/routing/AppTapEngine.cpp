@@ -474,7 +474,7 @@ void AppTapEngine::setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) 
   // The file no longer holds the bus at its rate, once whoever recorded has let go of it.
   if (!isRecorded)
     rateChecks_[std::size_t(bus)] =
-        context_.runtime.mainQueue().postAfter(Duration::zero(), [this, bus] { outputs_.checkRate(bus); });
+        context_.runtime.mainQueue().postAfter(Duration::zero(), [this, bus] { outputs_.check(bus); });
 }
 
 double AppTapEngine::busSampleRate(int bus) const { return outputs_.rateOrDefault(bus); }

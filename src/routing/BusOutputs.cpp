@@ -2,16 +2,60 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <utility>
 
 #include "audio/device/CoreAudioUtils.h"
 
 namespace sonmere {
 
-BusOutputs::BusOutputs(RoutingCore& core) : core_(core) {}
+namespace {
+
+std::string textOf(const OutputFailure& failure, int bus) {
+  const auto failed = [&](const char* what) { return fmt::format("Failed to {}: {}", what, failure.status); };
+  switch (failure.step) {
+    case OutputStep::findDevice:
+    case OutputStep::readRate:
+      return fmt::format("Sonmere Tone Ferry device {} not found.", bus);
+    case OutputStep::findComponent: return "Audio component not found.";
+    case OutputStep::createUnit: return failed("create output AudioUnit");
+    case OutputStep::setDevice: return failed("set output device");
+    case OutputStep::setFormat: return failed("set stream format");
+    case OutputStep::setCallback: return failed("set render callback");
+    case OutputStep::initialize: return failed("initialize output AU");
+    case OutputStep::start: return failed("start output AU");
+  }
+  return "";
+}
+
+}  // namespace
+
+BusOutputs::BusOutputs(RoutingCore& core) : core_(core) {
+  for (int bus = 0; bus < kBusCount; ++bus) {
+    auto& made = runners_[std::size_t(bus)];
+    made = std::make_unique<OutputRunner>(core.context.rendering, plan(bus));
+    made->outdated = [this, bus] { check(bus); };
+  }
+}
 
 BusOutputs::~BusOutputs() { close(); }
+
+// The bus follows bus 0, and its own device too, since the unit would convert between two rates otherwise.
+OutputRunner::Plan BusOutputs::plan(int bus) {
+  OutputRunner::Plan plan;
+  plan.device = [this, bus] { return CoreAudioUtils::deviceForBus(core_.hardware(), bus); };
+  plan.rate = [this, bus](AudioDeviceID device) { return chooseRate(bus, device); };
+  plan.callback = renderBus;
+  plan.makeContext = [this, bus](AudioDeviceID, double rate) {
+    return std::make_shared<OutputAUContext>(core_.render, bus, rate);
+  };
+  if (bus == kBridgeBus) return plan;
+  plan.alsoWatched = [this]() -> std::vector<OutputRunner::Property> {
+    const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus);
+    if (!bridge) return {};
+    return {{*bridge, AudioProperty::nominalSampleRate}};
+  };
+  return plan;
+}
 
 void BusOutputs::close() {
   closed_ = true;
@@ -22,11 +66,9 @@ void BusOutputs::dropAll() {
   for (int bus = 0; bus < kBusCount; ++bus) stop(bus);
 }
 
-bool BusOutputs::isRunning(int bus) const { return isBus(bus) && outputs_[std::size_t(bus)].has_value(); }
-
 std::optional<double> BusOutputs::sampleRate(int bus) const {
   if (!isRunning(bus)) return std::nullopt;
-  return outputs_[std::size_t(bus)]->context->sampleRate;
+  return runner(bus).sampleRate();
 }
 
 double BusOutputs::rateOrDefault(int bus) const {
@@ -42,51 +84,14 @@ double BusOutputs::chooseRate(int bus, AudioDeviceID device) const {
   return CoreAudioUtils::nominalRate(core_.hardware(), device).value_or(kFallbackRate);
 }
 
-std::expected<BusOutputs::Output, BusOutputs::StartFailure> BusOutputs::build(int bus) {
-  const auto fail = [](const char* what, OSStatus status) {
-    return std::unexpected(StartFailure{fmt::format("Failed to {}: {}", what, status)});
-  };
-  AudioHardware& hardware = core_.hardware();
-  const auto device = CoreAudioUtils::deviceForBus(hardware, bus);
-  if (!device)
-    return std::unexpected(StartFailure{fmt::format("Sonmere Tone Ferry device {} not found.", bus)});
-  if (!hardware.hasOutputComponent()) return std::unexpected(StartFailure{"Audio component not found."});
-  auto unit = hardware.newOutputUnit();
-  if (!unit) return fail("create output AudioUnit", unit.error());
-
-  Output output{nullptr, std::move(*unit), *device, {}};
-  if (const OSStatus status = output.unit->setCurrentDevice(*device); status != noErr)
-    return fail("set output device", status);
-  const double rate = chooseRate(bus, *device);
-  if (const OSStatus status = output.unit->setStreamFormat(AudioScope::input, {rate, 2}); status != noErr)
-    return fail("set stream format", status);
-  output.context = std::make_shared<OutputAUContext>(core_.render, bus, rate);
-  if (const OSStatus status = output.unit->setRenderCallback(renderBus, output.context.get());
-      status != noErr)
-    return fail("set render callback", status);
-  if (const OSStatus status = output.unit->initialize(); status != noErr)
-    return fail("initialize output AU", status);
-  core_.retirement.addReader(output.context->reader);
-  if (const OSStatus status = output.unit->start(); status != noErr) {
-    output.unit->uninitialize();
-    return fail("start output AU", status);
-  }
-  return output;
-}
-
 void BusOutputs::start(int bus) {
   if (!isBus(bus) || isRunning(bus) || closed_) return;
-  auto built = build(bus);
-  if (!built) {
-    core_.fail(RoutingFailures::ofBus(bus), built.error().message);
-    return;
-  }
-  Output& output = outputs_[std::size_t(bus)].emplace(std::move(*built));
+  if (const auto started = runner(bus).start(); !started)
+    return core_.fail(RoutingFailures::ofBus(bus), textOf(started.error(), bus));
   core_.failures.end(RoutingFailures::ofBus(bus));
   core_.log().info(fmt::format("Sonmere: Output AudioUnit started on bus {}", bus));
   reportGap(bus);
   if (didStart) didStart(bus);
-  listenForRate(bus, output);
   // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
   for (const auto& [bundleID, tap] : core_.activeTaps)
     if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
@@ -94,16 +99,13 @@ void BusOutputs::start(int bus) {
 
 void BusOutputs::stop(int bus) {
   if (!isRunning(bus)) return;
-  Output output = std::move(*outputs_[std::size_t(bus)]);
-  outputs_[std::size_t(bus)].reset();
-  output.context->retired = true;
-  noteInterruption(bus, *output.context);
-  core_.context.rendering.teardown.dispose(std::move(output.unit), output.context);
+  noteInterruption(bus);
+  runner(bus).stop();
   core_.log().info(fmt::format("Sonmere: Output AudioUnit stopped on bus {}", bus));
 }
 
-void BusOutputs::noteInterruption(int bus, const OutputAUContext& context) {
-  const std::uint64_t last = context.lastRenderHostTime;
+void BusOutputs::noteInterruption(int bus) {
+  const std::uint64_t last = runner(bus).context()->lastRenderHostTime;
   if (last != 0 && recordingRate && recordingRate(bus)) interruptedAt_[std::size_t(bus)] = last;
 }
 
@@ -129,11 +131,9 @@ void BusOutputs::reconcile(int bus) {
 }
 
 void BusOutputs::reconcileDevices() {
-  for (int bus = 0; bus < kBusCount; ++bus) {
-    if (isRunning(bus) &&
-        CoreAudioUtils::deviceForBus(core_.hardware(), bus) != outputs_[std::size_t(bus)]->device)
+  for (int bus = 0; bus < kBusCount; ++bus)
+    if (isRunning(bus) && CoreAudioUtils::deviceForBus(core_.hardware(), bus) != runner(bus).device())
       stop(bus);
-  }
   retryMissing();
 }
 
@@ -142,24 +142,10 @@ void BusOutputs::retryMissing() {
     if (isWanted(bus) && !isRunning(bus) && CoreAudioUtils::deviceForBus(core_.hardware(), bus)) start(bus);
 }
 
-// The bus follows bus 0, and its own device too, since the unit would convert between two rates otherwise.
-void BusOutputs::listenForRate(int bus, Output& output) {
-  const auto listen = [&](PropertyListener& listener, AudioDeviceID device) {
-    listener.listen(core_.hardware(), device, AudioProperty::nominalSampleRate, core_.runtime().mainQueue(),
-                    [this, bus] { checkRate(bus); });
-  };
-  listen(output.rateListeners[0], output.device);
-  if (bus == kBridgeBus) return;
-  if (const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus))
-    listen(output.rateListeners[1], *bridge);
-}
-
-void BusOutputs::checkRate(int bus) {
-  if (!isRunning(bus)) return;
-  const Output& output = *outputs_[std::size_t(bus)];
-  if (std::abs(chooseRate(bus, output.device) - output.context->sampleRate) < kSameRateHz) return;
+void BusOutputs::check(int bus) {
+  if (!isRunning(bus) || runner(bus).isAsPlanned()) return;
   stop(bus);
-  start(bus);
+  if (CoreAudioUtils::deviceForBus(core_.hardware(), bus)) start(bus);
 }
 
 }  // namespace sonmere

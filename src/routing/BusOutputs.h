@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "audio/engine/PropertyListener.h"
+#include "audio/engine/OutputRunner.h"
 #include "routing/BusRender.h"
 #include "routing/RoutingCore.h"
 
@@ -26,15 +26,15 @@ class BusOutputs {
   void start(int bus);
   // Hands the unit to the tear-down queue; does not wait.
   void stop(int bus);
-  bool isRunning(int bus) const;
+  bool isRunning(int bus) const { return isBus(bus) && runner(bus).isRunning(); }
   // Starts or stops the unit as its taps and mic send ask.
   void reconcile(int bus);
   // Stops every unit and starts none from now on.
   void close();
   // After a restart of the server: every unit is dead, whatever its device's ID.
   void dropAll();
-  // Restarts the unit where the rate that its bus should have is another than it has.
-  void checkRate(int bus);
+  // Restarts the unit where it is not what its bus should have.
+  void check(int bus);
   // After a change of the device list: units whose device went or was replaced are dropped, and wanted buses
   // get their unit again.
   void reconcileDevices();
@@ -48,27 +48,16 @@ class BusOutputs {
   double rateOrDefault(int bus) const;
 
  private:
-  struct Output {
-    // In this order: the unit goes before what its callback works on.
-    std::shared_ptr<OutputAUContext> context;
-    std::unique_ptr<OutputUnit> unit;
-    AudioDeviceID device = kAudioObjectUnknown;
-    std::array<PropertyListener, 2> rateListeners;
-  };
-  struct StartFailure {
-    std::string message;
-  };
-
+  OutputRunner::Plan plan(int bus);
+  OutputRunner& runner(int bus) const { return *runners_[std::size_t(bus)]; }
   bool isWanted(int bus) const;
   double chooseRate(int bus, AudioDeviceID device) const;
-  std::expected<Output, StartFailure> build(int bus);
-  void listenForRate(int bus, Output& output);
-  void noteInterruption(int bus, const OutputAUContext& context);
+  void noteInterruption(int bus);
   void reportGap(int bus);
 
   RoutingCore& core_;
   bool closed_ = false;
-  std::array<std::optional<Output>, kBusCount> outputs_;
+  std::array<std::unique_ptr<OutputRunner>, kBusCount> runners_;
   // Host time of the last audio of buses whose unit went while they were recorded.
   std::array<std::optional<std::uint64_t>, kBusCount> interruptedAt_;
 };

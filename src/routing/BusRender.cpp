@@ -212,12 +212,11 @@ void renderBuffer(OutputAUContext& context, const BusTapLists* lists, std::uint3
 OSStatus renderBus(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
                    AudioBufferList buffers) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
-  auto& context = *static_cast<OutputAUContext*>(refcon);
+  auto& context = RenderContext::of<OutputAUContext>(refcon);
   if (!context.state->engineAlive) return noErr;
   const RenderReader::Block block(*context.reader);
+  context.beginCycle(time, frames);
   const bool isRetired = context.retired;
-  if (!isRetired) context.lastRenderHostTime = time.hostTime;
-  context.isInterrupted = context.cycles.isInterrupted(time.hostTime, frames, context.sampleRate);
   const BusTapLists* lists = context.state->activeTapsByBus.load();
   for (AudioBuffer& buffer : buffers) {
     if (!buffer.data) break;

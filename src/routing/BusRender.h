@@ -4,27 +4,20 @@
 #include <memory>
 
 #include "audio/device/OutputUnit.h"
-#include "base/RenderReader.h"
-#include "dsp/CycleWatch.h"
+#include "audio/engine/RenderContext.h"
 #include "dsp/RenderSteps.h"
 #include "routing/BusRenderState.h"
 
 namespace sonmere {
 
 // What one running unit's callback works on. Lives until the unit is disposed of.
-struct OutputAUContext {
+struct OutputAUContext : RenderContext {
   OutputAUContext(std::shared_ptr<BusRenderState> renderState, int bus, double rate)
-      : state(std::move(renderState)), busIndex(bus), sampleRate(rate) {}
+      : RenderContext(rate), state(std::move(renderState)), busIndex(bus) {}
 
-  std::shared_ptr<BusRenderState> state;
-  int busIndex;
-  RenderScratch scratch;
-  double sampleRate = 48000.0;                    // Hz
-  RTScalar<bool> retired{false};                  // its unit waits for disposal: no sound, no reading
-  RTScalar<std::uint64_t> lastRenderHostTime{0};  // ns; 0: not rendered yet
-  CycleWatch cycles;                              // the render
-  bool isInterrupted = false;                     // the render: this cycle does not follow the one before
-  std::shared_ptr<RenderReader> reader = std::make_shared<RenderReader>();
+  const std::shared_ptr<BusRenderState> state;
+  const int busIndex;
+  RenderScratch scratch;  // the render
 };
 
 // The render callback of a bus: pulls every tap of the bus through its effects, sums, adds the mic send, runs

@@ -87,7 +87,7 @@ class BusRenderTest : public testing::Test {
   std::vector<float> render(std::uint32_t frames) {
     std::vector<float> out(2 * std::size_t(frames), 7.0f);
     AudioBuffer buffer{2, std::uint32_t(out.size() * 4), out.data()};
-    EXPECT_EQ(renderBus(&context, {0, hostTime}, frames, {&buffer, 1}), noErr);
+    EXPECT_EQ(renderBus(static_cast<RenderContext*>(&context), {0, hostTime}, frames, {&buffer, 1}), noErr);
     return out;
   }
   // Cycles of 10 ms, one after the other; each brings a block to the ring and takes one.
@@ -413,7 +413,7 @@ TEST_F(BusRenderTest, MonitorsHearTheAppBeforeItsVolumeAndTheMasterChainAfterIt)
   feed(*tap, {1, 1, 1});
   std::vector<float> odd(3);
   AudioBuffer buffer{2, 12, odd.data()};
-  renderBus(&context, {}, 2, {&buffer, 1});
+  renderBus(static_cast<RenderContext*>(&context), {}, 2, {&buffer, 1});
   EXPECT_EQ(ring->written.loadRelaxed(), 8);
 }
 

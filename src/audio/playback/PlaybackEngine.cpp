@@ -2,11 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <utility>
 
 #include "audio/device/CoreAudioUtils.h"
-#include "audio/engine/Rates.h"
 #include "audio/engine/SettleTimes.h"
 #include "audio/playback/PlaybackRender.h"
 
@@ -16,6 +14,23 @@ namespace {
 
 constexpr const char* kOSStatusErrorDomain = "NSOSStatusErrorDomain";
 constexpr Duration kIdleTime = std::chrono::seconds(1);
+std::string textOf(const OutputFailure& failure) {
+  const auto failed = [&](const char* what) { return fmt::format("{} ({})", what, failure.status); };
+  switch (failure.step) {
+    case OutputStep::findDevice:
+      return failed("there is no output device; connect one or choose it as default");
+    case OutputStep::readRate: return failed("the output device does not tell its sample rate");
+    case OutputStep::findComponent:
+    case OutputStep::createUnit: return failed("could not create the audio output");
+    case OutputStep::setDevice: return failed("could not bind the audio output");
+    case OutputStep::setFormat: return failed("could not set the audio output's format");
+    case OutputStep::setCallback: return failed("could not install the render callback");
+    case OutputStep::initialize: return failed("could not initialize the audio output");
+    case OutputStep::start: return failed("could not start the audio output");
+  }
+  return "";
+}
+
 // A fresh unit is connected within tens of milliseconds.
 constexpr Duration kHeardInterval = fromMilliseconds(5);
 constexpr Duration kHeardTimeout = fromMilliseconds(500);
@@ -26,7 +41,10 @@ PlaybackEngine::PlaybackEngine(RenderServices& rendering)
     : rendering_(rendering),
       runtime_(rendering.runtime),
       hardware_(rendering.hardware),
-      worker_(rendering.runtime.serialQueue("sonmere.playback")) {}
+      worker_(rendering.runtime.serialQueue("sonmere.playback")),
+      output_(rendering, plan()) {
+  output_.outdated = [this] { interrupt(settleTimes(hardware_).change); };
+}
 
 PlaybackEngine::~PlaybackEngine() {
   stop();
@@ -36,53 +54,39 @@ PlaybackEngine::~PlaybackEngine() {
 
 // The unit.
 
-Outcome<void> PlaybackEngine::start() {
-  idle_.cancel();
-  if (unit_ && !isOutputAsBuilt()) teardown();
-  return unit_ ? Outcome<void>() : build();
+OutputRunner::Plan PlaybackEngine::plan() {
+  OutputRunner::Plan plan;
+  plan.device = [this] { return CoreAudioUtils::defaultOutput(hardware_); };
+  plan.rate = [this](AudioDeviceID device) { return CoreAudioUtils::nominalRate(hardware_, device); };
+  plan.callback = renderPlayback;
+  plan.makeContext = [](AudioDeviceID, double rate) { return std::make_shared<PlaybackContext>(rate); };
+  plan.alsoWatched = [] {
+    return std::vector<OutputRunner::Property>{{kAudioObjectSystemObject, AudioProperty::defaultOutput}};
+  };
+  return plan;
 }
 
-Outcome<void> PlaybackEngine::build() {
-  const auto fail = [](const char* what, OSStatus status) {
-    return std::unexpected(Error{kOSStatusErrorDomain, status, fmt::format("{} ({})", what, status)});
-  };
-  const auto device = CoreAudioUtils::defaultOutput(hardware_);
-  if (!device)
-    return fail("there is no output device; connect one or choose it as default",
-                kAudioHardwareBadDeviceError);
-  const auto rate = CoreAudioUtils::nominalRate(hardware_, *device);
-  if (!rate) return fail("the output device does not tell its sample rate", kAudioHardwareBadDeviceError);
-  auto unit = hardware_.newOutputUnit();
-  if (!unit) return fail("could not create the audio output", unit.error());
-  auto context = std::make_shared<PlaybackContext>();
-  if (const OSStatus status = (*unit)->setCurrentDevice(*device); status != noErr)
-    return fail("could not bind the audio output", status);
-  if (const OSStatus status = (*unit)->setStreamFormat(AudioScope::input, {*rate, 2}); status != noErr)
-    return fail("could not set the audio output's format", status);
-  if (const OSStatus status = (*unit)->setRenderCallback(renderPlayback, context.get()); status != noErr)
-    return fail("could not install the render callback", status);
-  if (const OSStatus status = (*unit)->initialize(); status != noErr)
-    return fail("could not initialize the audio output", status);
-  rendering_.retirement.addReader(context->reader);
-  if (const OSStatus status = (*unit)->start(); status != noErr) {
-    rendering_.teardown.dispose(std::move(*unit), std::move(context));
-    return fail("could not start the audio output", status);
-  }
-  context_ = std::move(context);
-  unit_ = std::move(*unit);
-  device_ = *device;
-  sampleRate_ = *rate;
-  listen();
+Outcome<void> PlaybackEngine::start() {
+  idle_.cancel();
+  if (output_.isRunning() && !output_.isAsPlanned()) teardown();
+  if (output_.isRunning()) return {};
+  if (const auto started = output_.start(); !started)
+    return std::unexpected(Error{kOSStatusErrorDomain, started.error().status, textOf(started.error())});
+  restartListener_.listen(hardware_, kAudioObjectSystemObject, AudioProperty::serviceRestarted,
+                          runtime_.mainQueue(), [this] { interrupt(settleTimes(hardware_).restart); });
   return {};
 }
 
 void PlaybackEngine::teardown() {
-  listeners_.clear();
-  if (!unit_) return;
-  context_->program.publish(nullptr, rendering_.retirement, kSnapshotGrace);
-  rendering_.teardown.dispose(std::move(unit_), std::move(context_));
-  device_ = kAudioObjectUnknown;
-  sampleRate_ = 0;
+  restartListener_.stop();
+  publish(nullptr);
+  output_.stop();
+}
+
+void PlaybackEngine::publish(std::shared_ptr<const PlaybackProgram> program) {
+  if (const auto& context = output_.context())
+    static_cast<PlaybackContext&>(*context).program.publish(std::move(program), rendering_.retirement,
+                                                            kSnapshotGrace);
 }
 
 // Playing.
@@ -103,15 +107,15 @@ void PlaybackEngine::play(Request request) {
     if (const auto feeder = weak->lock()) beginOnceHeard(feeder, kHeardTimeout);
   };
   pending_ = {std::make_shared<PlaybackFeeder>(runtime_, worker_, std::move(program),
-                                               std::move(request.tracks), sampleRate_, std::move(events)),
+                                               std::move(request.tracks), sampleRate(), std::move(events)),
               std::move(request.started)};
   *weak = pending_.feeder;
   pending_.feeder->start();
 }
 
 void PlaybackEngine::beginOnceHeard(const std::shared_ptr<PlaybackFeeder>& feeder, Duration patience) {
-  if (feeder != pending_.feeder || !unit_) return;
-  if (patience <= Duration::zero() || unit_->isHeard()) return begin();
+  if (feeder != pending_.feeder || !output_.isRunning()) return;
+  if (patience <= Duration::zero() || output_.isHeard()) return begin();
   untilHeard_ = runtime_.mainQueue().postAfter(
       kHeardInterval, [this, feeder, patience] { beginOnceHeard(feeder, patience - kHeardInterval); });
 }
@@ -120,7 +124,7 @@ void PlaybackEngine::begin() {
   endFeeder(playing_);
   playing_ = std::exchange(pending_.feeder, nullptr);
   timeline_ = playing_->program()->timeline;
-  context_->program.publish(playing_->program(), rendering_.retirement, kSnapshotGrace);
+  publish(playing_->program());
   if (const auto started = std::exchange(pending_.started, nullptr)) started();
 }
 
@@ -131,8 +135,8 @@ void PlaybackEngine::stop() {
   pending_ = {};
   endFeeder(playing_);
   timeline_.reset();
-  if (!unit_) return;
-  if (context_->program.current()) context_->program.publish(nullptr, rendering_.retirement, kSnapshotGrace);
+  if (!output_.isRunning()) return;
+  publish(nullptr);
   idle_ = runtime_.mainQueue().postAfter(kIdleTime, [this] { teardown(); });
 }
 
@@ -142,33 +146,6 @@ void PlaybackEngine::endFeeder(std::shared_ptr<PlaybackFeeder>& feeder) {
   if (const std::int64_t late = feeder->lateFrames(); late > 0)
     rendering_.log.warning(fmt::format("PlaybackEngine: {} frames came too late and were silent", late));
   feeder.reset();
-}
-
-// The output under it.
-
-void PlaybackEngine::listen() {
-  const auto add = [this](AudioObjectID object, AudioProperty property, void (PlaybackEngine::*handler)()) {
-    listeners_.emplace_back().listen(hardware_, object, property, runtime_.mainQueue(),
-                                     [this, handler] { (this->*handler)(); });
-  };
-  add(kAudioObjectSystemObject, AudioProperty::defaultOutput, &PlaybackEngine::outputChanged);
-  add(kAudioObjectSystemObject, AudioProperty::serviceRestarted, &PlaybackEngine::serviceRestarted);
-  add(device_, AudioProperty::nominalSampleRate, &PlaybackEngine::outputChanged);
-  add(device_, AudioProperty::isAlive, &PlaybackEngine::outputChanged);
-}
-
-bool PlaybackEngine::isOutputAsBuilt() const {
-  const auto rate = CoreAudioUtils::nominalRate(hardware_, device_);
-  return CoreAudioUtils::defaultOutput(hardware_) == device_ && rate &&
-         std::abs(*rate - sampleRate_) <= kSameRateHz && hardware_.isAlive(device_).value_or(false);
-}
-
-void PlaybackEngine::outputChanged() {
-  if (unit_ && !isOutputAsBuilt()) interrupt(settleTimes(hardware_).change);
-}
-
-void PlaybackEngine::serviceRestarted() {
-  if (unit_) interrupt(settleTimes(hardware_).restart);
 }
 
 void PlaybackEngine::interrupt(Duration settleTime) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "audio/engine/OutputRunner.h"
 #include "audio/engine/PropertyListener.h"
 #include "audio/engine/RenderServices.h"
 #include "audio/playback/PlaybackFeeder.h"
@@ -40,7 +41,7 @@ class PlaybackEngine {
   // Makes and starts the output unit unless it runs. The error names what could not be done.
   Outcome<void> start();
   // Of the unit and so of the timeline, Hz; 0 while it does not run.
-  double sampleRate() const { return sampleRate_; }
+  double sampleRate() const { return output_.sampleRate(); }
 
   // Only while it runs.
   void play(Request request);
@@ -54,15 +55,12 @@ class PlaybackEngine {
     std::shared_ptr<PlaybackFeeder> feeder;
     std::function<void()> started;
   };
-  Outcome<void> build();
+  OutputRunner::Plan plan();
   void teardown();
+  void publish(std::shared_ptr<const PlaybackProgram> program);
   void beginOnceHeard(const std::shared_ptr<PlaybackFeeder>& feeder, Duration patience);
   void begin();
   void endFeeder(std::shared_ptr<PlaybackFeeder>& feeder);
-  void listen();
-  void outputChanged();
-  bool isOutputAsBuilt() const;
-  void serviceRestarted();
   void interrupt(Duration settleTime);
 
   RenderServices& rendering_;
@@ -70,12 +68,8 @@ class PlaybackEngine {
   AudioHardware& hardware_;
   const std::shared_ptr<Queue> worker_;
 
-  // In this order: the unit goes before what its callback works on.
-  std::shared_ptr<PlaybackContext> context_;
-  std::unique_ptr<OutputUnit> unit_;
-  AudioDeviceID device_ = kAudioObjectUnknown;
-  double sampleRate_ = 0;
-  std::vector<PropertyListener> listeners_;
+  OutputRunner output_;
+  PropertyListener restartListener_;
 
   std::shared_ptr<PlaybackFeeder> playing_;
   Pending pending_;

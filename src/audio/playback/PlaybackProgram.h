@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "audio/engine/RenderContext.h"
 #include "audio/playback/PlaybackStream.h"
 #include "base/Published.h"
 
@@ -21,9 +22,10 @@ struct PlaybackProgram {
 };
 
 // What one output unit's callback works on. Lives until the unit is disposed of.
-struct PlaybackContext {
+struct PlaybackContext : RenderContext {
+  using RenderContext::RenderContext;
+
   Published<const PlaybackProgram> program;
-  std::shared_ptr<RenderReader> reader = std::make_shared<RenderReader>();
 };
 
 }  // namespace sonmere

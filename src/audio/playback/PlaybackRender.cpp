@@ -5,11 +5,12 @@
 
 namespace sonmere {
 
-OSStatus renderPlayback(void* refcon, const AudioTimeStamp&, std::uint32_t frames,
+OSStatus renderPlayback(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
                         AudioBufferList buffers) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
-  auto& context = *static_cast<PlaybackContext*>(refcon);
+  auto& context = RenderContext::of<PlaybackContext>(refcon);
   const RenderReader::Block block(*context.reader);
+  context.beginCycle(time, frames);
   silence(buffers);
   const PlaybackProgram* program = context.program.load();
   const AudioBuffer* buffer = firstFilled(buffers);
