@@ -199,14 +199,13 @@ class BusBeside {
   BusBeside() {
     auto lists = std::make_shared<BusTapLists>();
     for (std::size_t i = 0; i < kTaps; ++i) {
-      auto tap = std::make_shared<SingleAppTap>(1, std::vector<AudioObjectID>{1}, "app", clock_, flags_);
+      auto tap = std::make_shared<SingleAppTap>(1, std::vector<AudioObjectID>{1}, "app", flags_);
       for (TapEffects* effects : {static_cast<TapEffects*>(tap.get()), &effects_[i]}) {
         effects->eqCoefficients.copy(someCoefficients(i));
         effects->eqEnabled = effects->limiterEnabled = true;
         effects->limiterCeiling = 0.5f;
       }
-      tap->allocateMonitorBuffer();
-      tap->monitorEnabled = i == 0;
+      tap->monitor.setEnabled(i == 0);
       lists->buses[kBus].push_back(tap);
       taps_.push_back(std::move(tap));
     }
@@ -216,8 +215,7 @@ class BusBeside {
                                   kSnapshotGrace);
     master.eqEnabled = master.limiterEnabled = true;
     master.limiterCeiling = 0.9f;
-    master.allocateMonitorBuffer();
-    master.monitorEnabled = true;
+    master.monitor.setEnabled(true);
     master.recorder.publish(std::make_shared<RecorderRing>(), retirement_, kSnapshotGrace);
     std::minstd_rand random(1);
     std::uniform_real_distribution<float> noise(-0.8f, 0.8f);
@@ -230,8 +228,7 @@ class BusBeside {
     for (int round = 0; round < rounds; ++round) {
       std::int64_t whole = 0, kernelsAlone = 0;
       for (std::size_t i = 0; i < kBlocks; ++i) {
-        for (const auto& tap : taps_)
-          ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, input_.data(), kSamples);
+        for (const auto& tap : taps_) tap->ring.writer.write(input_.data(), kSamples);
         AudioBuffer buffer{2, sizeof out_, out_.data()};
         const std::int64_t begin = elapsedTime();
         renderBus(static_cast<RenderContext*>(&context_), {}, kFrames, {&buffer, 1});
@@ -246,9 +243,6 @@ class BusBeside {
 
  private:
   static constexpr std::size_t kTaps = 8, kBus = 2;
-  struct StoppedClock final : HostClock {
-    std::uint64_t hostTime() const noexcept SONMERE_NONBLOCKING override { return 0; }
-  };
 
   std::int64_t timeKernels() {
     TapBatch batch(scratch_, kSamples);
@@ -272,7 +266,6 @@ class BusBeside {
 
   VirtualRuntime runtime_{1};
   RenderRetirement retirement_{runtime_};
-  StoppedClock clock_;
   RenderFlags flags_;
   MicSend mic_;
   std::shared_ptr<BusRenderState> state_ = std::make_shared<BusRenderState>(flags_, mic_);

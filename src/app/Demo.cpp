@@ -131,7 +131,7 @@ DemoReport::App Demo::describe(const DemoOptions::App& app) const {
   const auto tap = engine().tapOf(app.id);
   if (!tap) return row;
   row.bus = tap->busIndex;
-  const RingReport ring = ringReport(app.id, tap->ringProbe, engine().busSampleRate(tap->busIndex));
+  const RingReport ring = ringReport(app.id, tap->ring, engine().busSampleRate(tap->busIndex));
   row.addedDelayMs = ring.backlogMs;
   row.underruns = ring.underruns;
   return row;

@@ -227,7 +227,7 @@ RunReport ForegroundRun::report() const {
     RunReport::App app{
         row.bundleID, row.name, !row.audioObjectIDs.empty(), {}, mixed.volume, mixed.isMuted, 0, 0};
     if (const auto tap = engine.tapOf(row.bundleID)) {
-      const RingReport ring = ringReport(row.bundleID, tap->ringProbe, engine.busSampleRate(tap->busIndex));
+      const RingReport ring = ringReport(row.bundleID, tap->ring, engine.busSampleRate(tap->busIndex));
       app.bus = tap->busIndex;
       app.volume = row.volume;
       app.isMuted = row.isMuted;

@@ -38,9 +38,7 @@ const char* controlName(VolumeMixerControl control) {
   return "none";
 }
 
-// Of a tap of either engine.
-template <class Tap>
-float levelOf(const Tap& tap, const HostClock& clock) {
+float levelOf(const CaptureTap& tap, const HostClock& clock) {
   const bool isFresh = !tap.isMuted && tap.levelStamp.load() + kLevelAge > clock.hostTime();
   return meterLevelDb(isFresh ? tap.level.load() : 0.0f);
 }
@@ -102,8 +100,9 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
 }
 
 AppMeters AppControl::metersOf(const SingleAppTap& tap, const std::string& id) const {
-  const RingReport ring = ringReport(id, tap.ringProbe, engine().busSampleRate(tap.busIndex));
-  return {levelOf(tap, tap.hostClock), gainReductionDb(tap.limiterGain), ring.backlogMs, ring.underruns};
+  const RingReport ring = ringReport(id, tap.ring, engine().busSampleRate(tap.busIndex));
+  return {levelOf(tap, app_.context().hardware()), gainReductionDb(tap.limiterGain), ring.backlogMs,
+          ring.underruns};
 }
 
 AppMeters AppControl::metersOf(const VolumeMixerTap& tap) const {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "dsp/RingProbe.h"
+#include "dsp/StereoRing.h"
 
 namespace sonmere {
 
@@ -28,14 +28,15 @@ inline double stereoMilliseconds(std::int64_t samples, double sampleRate) {
 }
 
 // The row of a stereo ring with the short set of counters. Threads: any; the counters may be a little stale.
-inline RingReport ringReport(std::string id, const RingProbe& probe, double sampleRate) {
+inline RingReport ringReport(std::string id, const StereoRing& ring, double sampleRate) {
+  const StereoRing::Reader& reader = ring.reader();
   RingReport row;
   row.id = std::move(id);
-  row.backlogMs = stereoMilliseconds(probe.lastBacklog, sampleRate);
-  row.peakMs = stereoMilliseconds(probe.maxBacklog, sampleRate);
-  row.underruns = probe.misses;
-  row.reads = probe.reads;
-  row.readFrames = probe.lastRead / 2;
+  row.backlogMs = stereoMilliseconds(reader.lastBacklog, sampleRate);
+  row.peakMs = stereoMilliseconds(reader.maxBacklog, sampleRate);
+  row.underruns = reader.misses();
+  row.reads = reader.reads;
+  row.readFrames = reader.reads > 0 ? reader.lastRead / 2 : 0;
   return row;
 }
 

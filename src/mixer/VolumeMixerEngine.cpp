@@ -238,7 +238,7 @@ void VolumeMixerEngine::setVolume(const std::string& bundleID, float volume) {
 
 void VolumeMixerEngine::setMuted(const std::string& bundleID, bool muted) {
   if (const auto found = taps_.active.find(bundleID); found != taps_.active.end()) {
-    if (!muted) found->second->startLive = true;
+    if (!muted) found->second->ring.requests.startLive = true;
     found->second->isMuted = muted;
   }
   publishHeard();
@@ -369,7 +369,7 @@ std::shared_ptr<const SpectrumRing> VolumeMixerEngine::fftBuffer(const std::stri
   }
   const auto found = taps_.active.find(bundleID);
   if (found == taps_.active.end()) return nullptr;
-  return {found->second, &found->second->fftBuffer};
+  return {found->second, &found->second->spectrum};
 }
 
 }  // namespace sonmere

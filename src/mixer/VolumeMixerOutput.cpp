@@ -12,17 +12,27 @@ namespace sonmere {
 namespace {
 
 std::string textOf(const OutputFailure& failure) {
-  const auto failed = [&](const char* what) { return fmt::format("Failed to {} ({}).", what, failure.status); };
+  const auto failed = [&](const char* what) {
+    return fmt::format("Failed to {} ({}).", what, failure.status);
+  };
   switch (failure.step) {
     case OutputStep::findDevice:
-    case OutputStep::readRate: return "No system default output device.";
-    case OutputStep::findComponent: return "Audio system component not found.";
-    case OutputStep::createUnit: return failed("create audio output");
-    case OutputStep::setDevice: return failed("bind audio output");
-    case OutputStep::setFormat: return failed("set audio output format");
-    case OutputStep::setCallback: return failed("install render callback");
-    case OutputStep::initialize: return failed("initialize audio output");
-    case OutputStep::start: return failed("start audio output");
+    case OutputStep::readRate:
+      return "No system default output device.";
+    case OutputStep::findComponent:
+      return "Audio system component not found.";
+    case OutputStep::createUnit:
+      return failed("create audio output");
+    case OutputStep::setDevice:
+      return failed("bind audio output");
+    case OutputStep::setFormat:
+      return failed("set audio output format");
+    case OutputStep::setCallback:
+      return failed("install render callback");
+    case OutputStep::initialize:
+      return failed("initialize audio output");
+    case OutputStep::start:
+      return failed("start audio output");
   }
   return "";
 }
@@ -64,7 +74,7 @@ OutputRunner::Plan VolumeMixerOutput::plan() {
     engine_.log.info(fmt::format("Volume Mixer output rate: {:f} Hz (device id={})", rate, device));
     auto context = std::make_shared<VolumeMixerOutputContext>(engine_.flags, rate);
     publishTaps(*context);
-    for (const auto& [bundleID, tap] : taps_) tap->startLive = true;
+    for (const auto& [bundleID, tap] : taps_) tap->ring.requests.startLive = true;
     return context;
   };
   return plan;
@@ -129,7 +139,6 @@ double VolumeMixerOutput::deviceRate() const {
 
 // A listener that could not be added is tried again; what it missed shows then.
 void VolumeMixerOutput::startListening() {
-
   const auto listen = [this](PropertyListener& listener, AudioProperty property, auto handler) {
     return !listener && listener.listen(engine_.hardware(), kAudioObjectSystemObject, property,
                                         engine_.runtime.mainQueue(), handler) == noErr;
@@ -144,7 +153,6 @@ void VolumeMixerOutput::startListening() {
 }
 
 void VolumeMixerOutput::stopListening() {
-
   listenAgain_.cancel();
   defaultOutputListener_.stop();
   restartListener_.stop();

@@ -11,47 +11,6 @@ namespace sonmere {
 
 namespace {
 
-// Jumps to the live edge when asked to: what gathered before would play as stale sound and stay as delay.
-bool startedLive(VolumeMixerTap& tap) noexcept {
-  if (!tap.startLive || !tap.startLive.exchange(false)) return false;
-  const std::int64_t writePos = tap.writePos.loadAcquire();
-  tap.ledger.skipped.add(ringAvailable<kTapRingSamples>(writePos, tap.readPos.loadRelaxed()));
-  tap.readPos.storeRelease(writePos);
-  tap.probeLastSeenWriteCount = tap.probeWriteCount;
-  tap.probeLastBacklog = 0;
-  return true;
-}
-
-// What an interruption has left in the ring for good goes.
-void dropSurplus(VolumeMixerTap& tap, std::int64_t left, std::int64_t n, double sampleRate) noexcept {
-  const std::int64_t surplus = tap.backlogWatch.surplus(left, n, sampleRate);
-  if (surplus > 0) ringSkip<kTapRingSamples>(tap.readPos, tap.ledger, surplus);
-}
-
-// Takes n samples from the tap's ring; false when it holds too little, which leaves the ring alone. The wait
-// for the first audio is no miss.
-bool pull(VolumeMixerTap& tap, float* scratch, std::int64_t n, double sampleRate) noexcept {
-  const std::int64_t readPos = tap.readPos.loadRelaxed();
-  const std::int64_t left = ringAvailable<kTapRingSamples>(tap.writePos.loadAcquire(), readPos) - n;
-  const std::int64_t written = tap.probeWriteCount;
-  const bool hasDelivered = written != tap.probeLastSeenWriteCount;
-  tap.probeLastSeenWriteCount = written;
-  tap.probeLastReadSamples = n;
-  if (left < 0) {
-    tap.backlogWatch.surplus(left, n, sampleRate);
-    if (tap.probeReadCount > 0) (hasDelivered ? tap.probeUnderrunCount : tap.probeStarveCount).add(1);
-    return false;
-  }
-  ringCopyOut<kTapRingSamples>(tap.ringBuffer(), readPos, scratch, n);
-  tap.readPos.storeRelease((readPos + n) % kTapRingSamples);
-  tap.probeReadCount.add(1);
-  tap.probeLastBacklog = left;
-  tap.probeMaxBacklog.raiseTo(left);
-  tap.ledger.read.add(n);
-  dropSurplus(tap, left, n, sampleRate);
-  return true;
-}
-
 // A boosted app is always limited: at full scale, or at its own ceiling when its limiter is on.
 float tapCeiling(const VolumeMixerTap& tap) noexcept {
   return tap.limiterEnabled ? tap.limiterCeiling.load() : 1.0f;
@@ -63,8 +22,9 @@ using TapList = std::vector<std::shared_ptr<VolumeMixerTap>>;
 // that raising it plays what sounds then.
 bool enter(VolumeMixerTap& tap, TapBatch& batch, const VolumeMixerOutputContext& context, float master,
            std::int64_t n) noexcept {
-  if (context.isInterrupted) tap.backlogWatch.noteInterruption();
-  if (startedLive(tap) || !pull(tap, batch.nextBlock(), n, context.sampleRate)) return false;
+  StereoRing::Reader& ring = tap.ring.reader();
+  if (context.isInterrupted) ring.noteInterruption();
+  if (ring.startIfAsked(0) || !ring.pull(batch.nextBlock(), n, context.sampleRate)) return false;
   const float volume = tap.volume, gain = std::min(1.0f, volume) * master;
   batch.add(tap, volume, tapCeiling(tap), gain, !(gain > 0));
   return true;
@@ -85,7 +45,7 @@ void mixBatch(const TapList& taps, std::size_t& next, VolumeMixerOutputContext& 
   }
   if (context.flags.spectrumWanted()) {
     batch.equalise();
-    for (std::size_t i = 0; i < count; ++i) members[i]->fftBuffer.feed(batch.block(i), n);
+    for (std::size_t i = 0; i < count; ++i) members[i]->spectrum.feed(batch.block(i), n);
     batch.boost();
   } else {
     batch.equaliseAndBoost();

@@ -8,7 +8,6 @@
 #include "audio/engine/Rates.h"
 #include "audio/engine/SettleTimes.h"
 #include "base/UUID.h"
-#include "mixer/VolumeMixerCapture.h"
 
 namespace sonmere {
 
@@ -54,8 +53,8 @@ bool VolumeMixerTaps::build(const std::shared_ptr<VolumeMixerTap>& tap, const st
               .mute = TapMute::muted};
   plan.aggregateUID = "Sonmere_VolMixer_" + tap->bundleID + "_" + makeShortUUID(runtime);
   plan.aggregateName = "Sonmere VolMixer - " + displayName;
-  plan.procedure = volumeMixerCapture;
-  plan.clientData = tap.get();
+  plan.procedure = captureProcedure;
+  plan.clientData = static_cast<CaptureTap*>(tap.get());
   // Not for its result: the read makes the server settle the new device.
   plan.beforeSettling = [&](AudioDeviceID aggregate) {
     (void)hardware.streamConfiguration(aggregate, AudioScope::input);

@@ -22,6 +22,10 @@ bool sameObjects(const std::vector<AudioObjectID>& a, const std::vector<AudioObj
   return std::set(a.begin(), a.end()) == std::set(b.begin(), b.end());
 }
 
+void addMonitorRow(std::vector<RingReport>& rows, std::string id, const MonitorSource& monitor, double rate) {
+  if (monitor.isEnabled() && monitor.ring()) rows.push_back(ringReport(std::move(id), *monitor.ring(), rate));
+}
+
 bool readBoostAllowed(EngineContext& context) {
   const bool allowed = context.settings.optionalBool(kBoostAllowedKey).value_or(true);
   context.flags.boostAllowed = allowed;
@@ -183,7 +187,7 @@ void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
                                     row.bundleID, tap->audioObjectIDs.size(), row.audioObjectIDs.size()));
     taps_.stopTap(tap->bundleID);
     row.level = 0;
-    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row, tap->monitorEnabled);
+    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row, tap->monitor.isEnabled());
     if (!row.audioObjectIDs.empty() && !row.isEnabled)
       context_.log.error(fmt::format("tap rebuild failed for {} after family change — reverted to not-routed",
                                      row.bundleID));
@@ -405,7 +409,7 @@ bool AppTapEngine::setMonitorLinked(const std::string& bundleID, bool linked) {
   if (!row) return false;
   row->monitorLinked = linked;
   if (linked) row->monitorVolume = row->volume;
-  if (const auto tap = tapOf(bundleID)) tap->monitorLinked = linked;
+  if (const auto tap = tapOf(bundleID)) tap->levelFollowsVolume = linked;
   applyVolumes(*row);
   saveState();
   publishRows();
@@ -504,14 +508,12 @@ std::vector<RingReport> AppTapEngine::latencyRings() const {
   const double rate = core_.bridgeRate().value_or(kFallbackRate);
   std::vector<RingReport> rows;
   for (const auto& [bundleID, tap] : core_.activeTaps) {
-    rows.push_back(ringReport("route:" + bundleID, tap->ringProbe, rate));
-    if (tap->monitorEnabled) rows.push_back(ringReport("monitor:" + bundleID, tap->monitorProbe, rate));
+    rows.push_back(ringReport("route:" + bundleID, tap->ring, rate));
+    addMonitorRow(rows, "monitor:" + bundleID, tap->monitor, rate);
   }
-  for (int bus = 0; bus < kBusCount; ++bus) {
-    const BusMaster& master = core_.render->masters[std::size_t(bus)];
-    if (master.monitorEnabled)
-      rows.push_back(ringReport(fmt::format("monitor:master bus {}", bus), master.monitorProbe, rate));
-  }
+  for (int bus = 0; bus < kBusCount; ++bus)
+    addMonitorRow(rows, fmt::format("monitor:master bus {}", bus),
+                  core_.render->masters[std::size_t(bus)].monitor, rate);
   return rows;
 }
 

@@ -16,13 +16,20 @@ std::string textOf(const OutputFailure& failure, int bus) {
     case OutputStep::findDevice:
     case OutputStep::readRate:
       return fmt::format("Sonmere Tone Ferry device {} not found.", bus);
-    case OutputStep::findComponent: return "Audio component not found.";
-    case OutputStep::createUnit: return failed("create output AudioUnit");
-    case OutputStep::setDevice: return failed("set output device");
-    case OutputStep::setFormat: return failed("set stream format");
-    case OutputStep::setCallback: return failed("set render callback");
-    case OutputStep::initialize: return failed("initialize output AU");
-    case OutputStep::start: return failed("start output AU");
+    case OutputStep::findComponent:
+      return "Audio component not found.";
+    case OutputStep::createUnit:
+      return failed("create output AudioUnit");
+    case OutputStep::setDevice:
+      return failed("set output device");
+    case OutputStep::setFormat:
+      return failed("set stream format");
+    case OutputStep::setCallback:
+      return failed("set render callback");
+    case OutputStep::initialize:
+      return failed("initialize output AU");
+    case OutputStep::start:
+      return failed("start output AU");
   }
   return "";
 }
@@ -94,7 +101,7 @@ void BusOutputs::start(int bus) {
   if (didStart) didStart(bus);
   // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
   for (const auto& [bundleID, tap] : core_.activeTaps)
-    if (clampBus(tap->busIndex) == bus) tap->trimKeepSamples = 0;
+    if (clampBus(tap->busIndex) == bus) tap->ring.requests.trim = true;
 }
 
 void BusOutputs::stop(int bus) {

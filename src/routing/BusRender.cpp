@@ -16,45 +16,6 @@ namespace {
 // A mic send farther behind than half its ring jumps to one block behind the writer.
 constexpr std::int64_t kMicSendLimitBytes = MicSend::kRingBytes / 2;
 
-void dropAllBut(SingleAppTap& tap, std::int64_t keep) noexcept {
-  const std::int64_t writePos = tap.writePos.loadAcquire();
-  const std::int64_t available = ringAvailable<kTapRingSamples>(writePos, tap.readPos.loadRelaxed());
-  if (available <= keep) return;
-  tap.readPos.storeRelease((writePos - keep + kTapRingSamples) % kTapRingSamples);
-  tap.ledger.skipped.add(available - keep);
-}
-
-// Drops the backlog down to one block and a reserve, when asked to; to one block for a tap that is read for
-// the first time since it was made.
-void trimIfAsked(SingleAppTap& tap, std::int64_t n) noexcept {
-  if (tap.startLive && tap.startLive.exchange(false)) dropAllBut(tap, n);
-  if (tap.trimKeepSamples < 0 || tap.trimKeepSamples.exchange(-1) < 0) return;
-  dropAllBut(tap, n + kTrimReserveSamples);
-}
-
-// What an interruption has left in the ring for good goes.
-void dropSurplus(SingleAppTap& tap, std::int64_t left, std::int64_t n, double sampleRate) noexcept {
-  const std::int64_t surplus = tap.backlogWatch.surplus(left, n, sampleRate);
-  if (surplus > 0) ringSkip<kTapRingSamples>(tap.readPos, tap.ledger, surplus);
-}
-
-// Takes n samples from the tap's ring; false when it holds too little, which leaves the ring alone.
-bool pull(SingleAppTap& tap, float* scratch, std::int64_t n, double sampleRate) noexcept {
-  const std::int64_t readPos = tap.readPos.loadRelaxed();
-  const std::int64_t left = ringAvailable<kTapRingSamples>(tap.writePos.loadAcquire(), readPos) - n;
-  if (left < 0) {
-    tap.backlogWatch.surplus(left, n, sampleRate);
-    tap.ringProbe.noteMiss();
-    return false;
-  }
-  ringCopyOut<kTapRingSamples>(tap.ringBuffer(), readPos, scratch, n);
-  tap.readPos.storeRelease((readPos + n) % kTapRingSamples);
-  tap.ringProbe.noteRead(n, left);
-  tap.ledger.read.add(n);
-  dropSurplus(tap, left, n, sampleRate);
-  return true;
-}
-
 void runPlugins(const PluginChainSnapshot* chain, float* buffer, std::int64_t n) noexcept {
   if (chain && !chain->plugins.empty()) chain->render(buffer, std::uint32_t(n / 2));
 }
@@ -69,26 +30,22 @@ float tapCeiling(const SingleAppTap& tap, float volume) noexcept {
 // The monitor hears the app before its volume; what the boost already did is taken back.
 void feedTapMonitor(SingleAppTap& tap, const RenderFlags& flags, float volume, const float* scratch,
                     std::int64_t n) noexcept {
-  if (!tap.monitorEnabled) return;
-  float* ring = tap.monitorBuffer.load();
+  if (!tap.monitor.isEnabled()) return;
+  StereoRing* const ring = tap.monitor.ring();
   if (!ring) return;
   float gain = flags.monitorsFollowVolume ? volume : tap.monitorVolume.load();
   if (volume > 1.0f) gain /= volume;
-  (void)tap.monitorReadPos.loadAcquire();  // orders the reader's copies before these writes
-  std::int64_t at = tap.monitorWritePos.loadRelaxed();
-  for (std::int64_t i = 0; i < n; ++i) {
-    ring[at] = scratch[i] * gain;
-    at = at + 1 == kTapRingSamples ? 0 : at + 1;
-  }
-  tap.monitorWritePos.storeRelease(at);
+  ring->writer.write(scratch, n, gain);
 }
 
 // Puts the tap's next block, through its plug-ins, into the batch; false when it has none.
 bool enter(SingleAppTap& tap, TapBatch& batch, const OutputAUContext& context, std::int64_t n) noexcept {
-  trimIfAsked(tap, n);
-  if (context.isInterrupted) tap.backlogWatch.noteInterruption();
+  StereoRing::Reader& ring = tap.ring.reader();
+  ring.startIfAsked(n);
+  ring.trimIfAsked(n);
+  if (context.isInterrupted) ring.noteInterruption();
   float* block = batch.nextBlock();
-  if (!pull(tap, block, n, context.sampleRate)) return false;
+  if (!ring.pull(block, n, context.sampleRate)) return false;
   runPlugins(tap.pluginChain.load(), block, n);
   const float volume = tap.volume;
   batch.add(tap, volume, tapCeiling(tap, volume), std::min(volume, 1.0f));
@@ -178,11 +135,8 @@ void feedRecorder(BusMaster& master, std::int64_t missedFrames, const float* out
 
 void feedMasterMonitor(BusMaster& master, bool masterRecordActive, const float* out,
                        std::int64_t n) noexcept {
-  if (!master.monitorEnabled && !masterRecordActive) return;
-  float* ring = master.monitorBuffer.load();
-  if (!ring) return;
-  (void)master.masterRecordReadPos.loadAcquire();  // the ring's second reader
-  ringWrite<kTapRingSamples>(ring, master.monitorWritePos, master.monitorReadPos, out, n);
+  if (!master.monitor.isEnabled() && !masterRecordActive) return;
+  if (StereoRing* const ring = master.monitor.ring()) ring->writer.write(out, n);
 }
 
 // Renders one buffer, which is all zero.

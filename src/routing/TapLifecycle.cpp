@@ -36,7 +36,7 @@ bool TapLifecycle::checkPlatform(const std::string& bundleID) {
 
 bool TapLifecycle::wantsMutedTap(const SingleAppTap& tap) const {
   const auto bus = std::size_t(clampBus(tap.busIndex));
-  return tap.isMuted || core_.render->masters[bus].monitorEnabled || tap.monitorEnabled ||
+  return tap.isMuted || core_.render->masters[bus].monitor.isEnabled() || tap.monitor.isEnabled() ||
          tap.outputDeviceID != kAudioObjectUnknown || mixModeIsEnabled;
 }
 
@@ -94,8 +94,8 @@ TapAggregatePlan TapLifecycle::makePlan(SingleAppTap& tap, bool muted) {
               .mute = muted ? TapMute::muted : TapMute::unmuted};
   plan.aggregateUID = fmt::format("Sonmere_AppTap_{}_{}", tap.pid, makeShortUUID(core_.runtime()));
   plan.aggregateName = "Sonmere Tap - " + tap.bundleID;
-  plan.procedure = tapIOProcedure;
-  plan.clientData = &tap;
+  plan.procedure = captureProcedure;
+  plan.clientData = static_cast<CaptureTap*>(&tap);
   plan.beforeSettling = [this, &tap](AudioDeviceID aggregate) {
     tap.objects.aggDeviceID = aggregate;
     matchRate(tap);
@@ -130,15 +130,13 @@ bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
   if (app.audioObjectIDs.empty()) return false;
   core_.log().info(fmt::format("Sonmere: Starting tap for {} (PID {}, {} audio process objects)",
                                app.bundleID, app.id, app.audioObjectIDs.size()));
-  auto tap = std::make_shared<SingleAppTap>(app.id, app.audioObjectIDs, app.bundleID, core_.hardware(),
-                                            core_.context.flags);
+  auto tap = std::make_shared<SingleAppTap>(app.id, app.audioObjectIDs, app.bundleID, core_.context.flags);
   tap->volume = app.volume;
   tap->isMuted = app.isMuted;
-  tap->monitorLinked = app.monitorLinked;
+  tap->levelFollowsVolume = app.monitorLinked;
   tap->monitorVolume = app.monitorLinked ? app.volume : app.monitorVolume;
   tap->busIndex = isRoutableBus(app.busIndex) ? app.busIndex : kBridgeBus;
-  if (monitored) tap->allocateMonitorBuffer();
-  tap->monitorEnabled = monitored;
+  tap->monitor.setEnabled(monitored);
   noteOutputDevice(app);
   if (loadEffects) loadEffects(*tap);
 
@@ -179,7 +177,7 @@ bool TapLifecycle::rebuildTap(const std::string& bundleID, bool muted) {
   if (found == core_.activeTaps.end()) return false;
   const auto tap = found->second;
   destroyTapAggregate(core_.hardware(), tap->objects);
-  tap->startLive = true;
+  tap->ring.requests.startLive = true;
   if (createPlatformObjects(*tap, muted)) return true;
   tap->outputDeviceID = kAudioObjectUnknown;
   stopTap(tap->bundleID);
@@ -218,7 +216,7 @@ void TapLifecycle::moveTap(const std::string& bundleID, int bus) {
   outputs_.reconcile(before);
   outputs_.reconcile(bus);
   // The two buses read at different moments.
-  found->second->trimKeepSamples = 0;
+  found->second->ring.requests.trim = true;
   if (tapsDidChange) tapsDidChange();
 }
 

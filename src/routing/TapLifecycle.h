@@ -6,7 +6,6 @@
 
 #include "routing/BusOutputs.h"
 #include "routing/RoutingCore.h"
-#include "routing/TapIOProcedure.h"
 #include "routing/TappedAppInfo.h"
 
 namespace sonmere {

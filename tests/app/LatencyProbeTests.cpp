@@ -149,15 +149,18 @@ TEST_F(LatencyProbeTest, ReportShowsNowAndTheNotableRowsOfTheHistory) {
 }
 
 TEST_F(LatencyProbeTest, RowsOfAProbeHalveSamplesToWholeFrames) {
-  RingProbe counters;
-  counters.noteMiss();
-  counters.noteRead(961, 4803);
-  counters.noteRead(961, 963);
-  counters.noteMiss();
-  const RingReport row = ringReport("route:a", counters, 0);
+  StereoRing ring;
+  std::vector<float> samples(4803 + 961);
+  const auto pull = [&](std::int64_t n) { return ring.reader().pull(samples.data(), n, 48000); };
+  EXPECT_FALSE(pull(961)) << "the wait for the first audio";
+  ring.writer.write(samples.data(), 4803 + 961);
+  EXPECT_TRUE(pull(961));
+  EXPECT_TRUE(pull(4803 - 963));
+  EXPECT_FALSE(pull(965));
+  const RingReport row = ringReport("route:a", ring, 0);
   EXPECT_EQ(row.backlogMs, 481.0 / 48000 * 1000);
   EXPECT_EQ(row.peakMs, 2401.0 / 48000 * 1000);
-  EXPECT_EQ(row.readFrames, 480);
+  EXPECT_EQ(row.readFrames, 482);
   EXPECT_EQ(row.underruns, 1);
   EXPECT_EQ(row.reads, 2);
 }

@@ -347,7 +347,7 @@ TEST_F(VolumeMixerEngineTest, UnmutingPlaysNoBacklog) {
   mixer().setMuted("music", false);
   world->wait(1);
   EXPECT_NEAR(speakers->takePeak(), 0.1f, 0.001f);
-  EXPECT_LT(world->tap("music")->available(), 4800);
+  EXPECT_LT(world->tap("music")->ring.available(), 4800);
 }
 
 TEST_F(VolumeMixerEngineTest, EffectsFollowTheTapEngineWhileDraggedAndWhenSet) {
@@ -436,12 +436,12 @@ TEST_F(VolumeMixerEngineTest, LatencyIsReportedForTapsThatAreNotMuted) {
   // frame.
   const auto tap = world->tap("music");
   const std::vector<float> late(4801);
-  ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, late.data(), 4801);
+  tap->ring.writer.write(late.data(), 4801);
   world->wait(0.1);
-  tap->probeUnderrunCount = 3;
-  tap->probeStarveCount = 5;
-  tap->probeOverflowCount = 7;
-  tap->probeMaxBacklog = 9600;
+  tap->ring.reader().underruns = 3;
+  tap->ring.reader().starves = 5;
+  tap->ring.writer.overflows = 7;
+  tap->ring.reader().maxBacklog = 9600;
   const TapLatencyStats stats = mixer().tapLatencySnapshot().taps[1];
   const RingReport row = mixer().latencyRings()[1];
   EXPECT_EQ(row.id, "music");

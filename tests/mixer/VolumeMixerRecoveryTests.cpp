@@ -43,7 +43,7 @@ TEST_F(VolumeMixerRecoveryTest, TheOutputFollowsTheDefaultDevice) {
     expectMixedOn(*headset);
     EXPECT_EQ(heard(*speakers), 0.0f);
     EXPECT_EQ(world->tap("music"), tap) << "only the output is made anew";
-    EXPECT_LT(tap->probeLastBacklog, 9600) << "what gathered meanwhile is skipped";
+    EXPECT_LT(tap->ring.reader().lastBacklog, 9600) << "what gathered meanwhile is skipped";
     world->host().unplug(SimulatedHost::kHeadsetUID);
     world->wait(0.5);
     expectMixedOn(*speakers);
@@ -59,10 +59,10 @@ TEST_F(VolumeMixerRecoveryTest, AChangedRateReachesOutputAndTaps) {
   const AudioDeviceID aggregate = world->tap("music")->objects.aggDeviceID;
   EXPECT_EQ(world->platform.hardware().nominalSampleRate(aggregate), 44100.0);
   expectMixedOn(*speakers);
-  const auto overflows = world->tap("music")->probeOverflowCount.load();
+  const auto overflows = world->tap("music")->ring.writer.overflows.load();
   world->wait(5);
-  EXPECT_EQ(world->tap("music")->probeOverflowCount, overflows);
-  EXPECT_LT(world->tap("music")->probeLastBacklog, 9600);
+  EXPECT_EQ(world->tap("music")->ring.writer.overflows, overflows);
+  EXPECT_LT(world->tap("music")->ring.reader().lastBacklog, 9600);
 
   // A tap made at a rate other than the output's.
   world->host().setDefault(DefaultDevice::output, SimulatedHost::kHeadsetUID);
@@ -154,7 +154,7 @@ TEST_F(VolumeMixerRecoveryTest, SleepAndWakeWhilePlaying) {
   world->host().wake();
   world->wait(2);
   expectMixedOn(*speakers);
-  EXPECT_LT(world->tap("music")->probeLastBacklog, 9600);
+  EXPECT_LT(world->tap("music")->ring.reader().lastBacklog, 9600);
 
   // The default changes while asleep.
   world->host().sleep();

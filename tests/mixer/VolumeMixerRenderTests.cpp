@@ -5,7 +5,6 @@
 #include <random>
 
 #include "base/VirtualRuntime.h"
-#include "mixer/VolumeMixerCapture.h"
 #include "mixer/VolumeMixerOutputContext.h"
 #include "mixer/VolumeMixerRender.h"
 #include "routing/RoutingCore.h"
@@ -17,10 +16,6 @@ namespace {
 
 constexpr float kAttack = kLimiterRates48k.attack, kRelease = kLimiterRates48k.release;
 
-struct StoppedClock final : HostClock {
-  std::uint64_t hostTime() const noexcept SONMERE_NONBLOCKING override { return 77; }
-};
-
 class VolumeMixerRenderTest : public testing::Test {
  protected:
   ~VolumeMixerRenderTest() override { EXPECT_REALTIME_SAFE(guard); }
@@ -28,7 +23,7 @@ class VolumeMixerRenderTest : public testing::Test {
   std::shared_ptr<VolumeMixerTap> addTap(bool live = true) {
     auto tap =
         std::make_shared<VolumeMixerTap>("app " + std::to_string(taps.size()), std::vector<AudioObjectID>{1});
-    tap->startLive = !live;
+    tap->ring.requests.startLive = !live;
     taps.push_back(tap);
     context.tapsSnapshot.publish(std::make_shared<VolumeMixerSnapshot>(VolumeMixerSnapshot{taps}), retirement,
                                  kSnapshotGrace);
@@ -39,7 +34,7 @@ class VolumeMixerRenderTest : public testing::Test {
     float leftover[4] = {1, 1, 1, 1};
     AudioBuffer in[] = {{2, 64, nullptr}, {2, std::uint32_t(samples.size() * 4), samples.data()}};
     AudioBuffer out{2, sizeof leftover, leftover};
-    EXPECT_EQ(volumeMixerCapture(&tap, {}, in, {&out, 1}), noErr);
+    EXPECT_EQ(captureProcedure(static_cast<CaptureTap*>(&tap), {}, in, {&out, 1}), noErr);
     for (const float sample : leftover) EXPECT_EQ(sample, 0);
   }
   std::vector<float> noise(std::size_t samples, float loudness = 1) {
@@ -51,14 +46,15 @@ class VolumeMixerRenderTest : public testing::Test {
   std::vector<float> render(std::size_t frames) {
     std::vector<float> out(2 * frames, 7.0f);
     AudioBuffer buffer{2, std::uint32_t(out.size() * 4), out.data()};
-    EXPECT_EQ(renderVolumeMixer(static_cast<RenderContext*>(&context), {0, hostTime}, std::uint32_t(frames), {&buffer, 1}), noErr);
+    EXPECT_EQ(renderVolumeMixer(static_cast<RenderContext*>(&context), {0, hostTime}, std::uint32_t(frames),
+                                {&buffer, 1}),
+              noErr);
     return out;
   }
 
   RealtimeGuard guard;
   VirtualRuntime runtime{1};
   RenderRetirement retirement{runtime};
-  StoppedClock clock;
   std::uint64_t hostTime = 0;  // ns
   RenderFlags flags;
   VolumeMixerOutputContext context{flags, 48000};
@@ -90,6 +86,7 @@ struct ReferenceTap {
 
 // Every stage at once, over blocks of random size up to the largest, through capture and render.
 TEST_F(VolumeMixerRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
+  hostTime = 77;
   const AppEQSettings bright{.isEnabled = true, .highPassFreq = 90, .paraFreq = 3000, .paraGain = 7};
   const AppEQSettings dark{.isEnabled = true, .lowPassFreq = 5000, .paraFreq = 150, .paraGain = -5};
   std::vector<ReferenceTap> plain = {
@@ -121,7 +118,7 @@ TEST_F(VolumeMixerRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
     const auto out = render(frames);
     ASSERT_EQ(std::memcmp(out.data(), sum.data(), out.size() * 4), 0) << "round " << round;
   }
-  EXPECT_EQ(context.lastRenderHostTime, hostTime);
+  EXPECT_EQ(context.lastRenderHostTime, 77u);
 }
 
 // At 100 % without output equaliser nothing touches the sum, however loud.
@@ -138,10 +135,10 @@ TEST_F(VolumeMixerRenderTest, WhatMissedCyclesLeaveInTheRingIsDroppedWithinTwoSe
   hostTime += 100'000'000;
   capture(*tap, std::vector<float>(9600));
   runFor(0.5);
-  EXPECT_EQ(tap->available(), 9600);
+  EXPECT_EQ(tap->ring.available(), 9600);
   runFor(1.5);
-  EXPECT_EQ(tap->available(), kTrimReserveSamples);
-  EXPECT_EQ(tap->ledger.skipped, 9600 - kTrimReserveSamples);
+  EXPECT_EQ(tap->ring.available(), kTrimReserveSamples);
+  EXPECT_EQ(tap->ring.reader().skipped, 9600 - kTrimReserveSamples);
 }
 
 TEST_F(VolumeMixerRenderTest, TheMasterLimiterRunsOnlyAboveAHundredPercentOrBehindTheEqualiser) {
@@ -185,25 +182,25 @@ TEST_F(VolumeMixerRenderTest, ATapStartsAtTheLiveEdge) {
   const auto tap = addTap(false);
   capture(*tap, std::vector<float>(400, 0.5f));
   EXPECT_EQ(render(100), std::vector<float>(200, 0.0f));
-  EXPECT_EQ(tap->available(), 0);
-  EXPECT_EQ(tap->probeReadCount, 0);
+  EXPECT_EQ(tap->ring.available(), 0);
+  EXPECT_EQ(tap->ring.reader().reads, 0);
   capture(*tap, std::vector<float>(200, 0.25f));
   EXPECT_EQ(render(100), std::vector<float>(200, 0.25f));
-  EXPECT_EQ(tap->ledger.skipped, 400);
+  EXPECT_EQ(tap->ring.reader().skipped, 400);
 }
 
 TEST_F(VolumeMixerRenderTest, ShortPullsWaitAndAreCountedByTheirCause) {
   const auto tap = addTap();
   render(100);  // nothing yet: not counted
-  EXPECT_EQ(tap->probeStarveCount + tap->probeUnderrunCount, 0);
+  EXPECT_EQ(tap->ring.reader().starves + tap->ring.reader().underruns, 0);
   capture(*tap, std::vector<float>(200, 0.5f));
   EXPECT_EQ(render(100), std::vector<float>(200, 0.5f));
   render(100);
-  EXPECT_EQ(tap->probeStarveCount, 1);
+  EXPECT_EQ(tap->ring.reader().starves, 1);
   capture(*tap, std::vector<float>(120, 0.5f));
   EXPECT_EQ(render(100), std::vector<float>(200, 0.0f));
-  EXPECT_EQ(tap->probeUnderrunCount, 1);
-  EXPECT_EQ(tap->available(), 120) << "a short pull takes nothing";
+  EXPECT_EQ(tap->ring.reader().underruns, 1);
+  EXPECT_EQ(tap->ring.available(), 120) << "a short pull takes nothing";
   capture(*tap, std::vector<float>(180, 0.5f));
   EXPECT_EQ(render(100), std::vector<float>(200, 0.5f));
 
@@ -214,12 +211,12 @@ TEST_F(VolumeMixerRenderTest, ShortPullsWaitAndAreCountedByTheirCause) {
 TEST_F(VolumeMixerRenderTest, AWriteThatLapsIsCountedAndGoesAhead) {
   const auto tap = addTap();
   for (int i = 0; i < 5; ++i) capture(*tap, noise(9600));
-  EXPECT_EQ(tap->probeOverflowCount, 1) << "the fifth write fills the ring, which then reads as empty";
-  EXPECT_EQ(tap->available(), 0);
-  EXPECT_EQ(tap->ledger.lapped(0), kTapRingSamples);
-  tap->startLive = true;
+  EXPECT_EQ(tap->ring.writer.overflows, 1) << "the fifth write fills the ring, which then reads as empty";
+  EXPECT_EQ(tap->ring.available(), 0);
+  EXPECT_EQ(tap->ring.lapped(), kTapRingSamples);
+  tap->ring.requests.startLive = true;
   for (int i = 0; i < 5; ++i) capture(*tap, noise(9600));
-  EXPECT_EQ(tap->probeOverflowCount, 1) << "nobody reads before the start";
+  EXPECT_EQ(tap->ring.writer.overflows, 1) << "nobody reads before the start";
 }
 
 TEST_F(VolumeMixerRenderTest, AMutedTapTakesInNothingAndGivesNothing) {
@@ -228,9 +225,9 @@ TEST_F(VolumeMixerRenderTest, AMutedTapTakesInNothingAndGivesNothing) {
   tap->isMuted = true;
   capture(*tap, std::vector<float>(200, 0.6f));
   EXPECT_EQ(render(50), std::vector<float>(100, 0.0f));
-  EXPECT_EQ(tap->available(), 200);
+  EXPECT_EQ(tap->ring.available(), 200);
   // Unmuting begins with what comes from now on.
-  tap->startLive = true;
+  tap->ring.requests.startLive = true;
   tap->isMuted = false;
   capture(*tap, std::vector<float>(200, 0.7f));
   EXPECT_EQ(render(50), std::vector<float>(100, 0.0f));
@@ -252,9 +249,9 @@ TEST_F(VolumeMixerRenderTest, ABlockThatIsTooLongIsSilentAndTakesNothing) {
   const auto tap = addTap();
   capture(*tap, noise(10000));
   EXPECT_EQ(render(4097), std::vector<float>(2 * 4097, 0.0f));
-  EXPECT_EQ(tap->available(), 10000);
+  EXPECT_EQ(tap->ring.available(), 10000);
   render(4096);
-  EXPECT_EQ(tap->available(), 10000 - 8192);
+  EXPECT_EQ(tap->ring.available(), 10000 - 8192);
 }
 
 TEST_F(VolumeMixerRenderTest, BuffersWithoutDataArePassedOverAndRetiredContextsReadNothing) {
@@ -267,7 +264,7 @@ TEST_F(VolumeMixerRenderTest, BuffersWithoutDataArePassedOverAndRetiredContextsR
   capture(*tap, std::vector<float>(200, 0.5f));
   context.retired = true;
   EXPECT_EQ(render(100), std::vector<float>(200, 0.0f));
-  EXPECT_EQ(tap->available(), 200);
+  EXPECT_EQ(tap->ring.available(), 200);
 }
 
 // Each spectrum shows the signal behind its equaliser and before any gain.
@@ -276,13 +273,13 @@ TEST_F(VolumeMixerRenderTest, SpectraAreFedOnlyWhileShown) {
   tap->volume = 0.5f;
   capture(*tap, std::vector<float>(200, 0.5f));
   render(100);
-  EXPECT_EQ(tap->fftBuffer.writePos, 0);
+  EXPECT_EQ(tap->spectrum.writePos, 0);
   flags.spectrumVisible = true;
   flags.equaliserAvailable = true;
   capture(*tap, std::vector<float>(200, 0.5f));
   render(100);
-  EXPECT_EQ(tap->fftBuffer.writePos, 100);
-  EXPECT_EQ(tap->fftBuffer.samples[99], 0.5f);
+  EXPECT_EQ(tap->spectrum.writePos, 100);
+  EXPECT_EQ(tap->spectrum.samples[99], 0.5f);
   EXPECT_EQ(context.outputFFTBuffer.samples[99], 0.25f);
 }
 

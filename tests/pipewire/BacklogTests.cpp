@@ -32,9 +32,9 @@ struct BacklogWorld : PipeWireWorld {
     if (!hasBoth()) return std::nullopt;
     const auto tap = engine->tapOf("pw-play");
     const auto other = mixer->activeTaps().at("pw-cat");
-    const std::int64_t reads = std::min(tap->ringProbe.reads.load(), other->probeReadCount.load());
+    const std::int64_t reads = std::min(tap->ring.reader().reads.load(), other->ring.reader().reads.load());
     if (std::exchange(lastReads, reads) == reads) return std::nullopt;
-    return std::max(tap->ringProbe.lastBacklog.load(), other->probeLastBacklog.load());
+    return std::max(tap->ring.reader().lastBacklog.load(), other->ring.reader().lastBacklog.load());
   }
   // Both are prompt for some time: no farther behind than a quantum and the reserve.
   bool untilPrompt() {

@@ -102,7 +102,7 @@ TEST(MutedApp, IsHeardNowhereElse) {
 
   // As hearing it through a monitor does.
   const auto tap = world.engine->tapOf("pw-play");
-  tap->monitorEnabled = true;
+  tap->monitor.setEnabled(true);
   ASSERT_TRUE(world.engine->taps().rebuildTap(tap->bundleID, true));
   const auto isSilent = [&] { return world.outputsOf("pw-play").empty(); };
   ASSERT_TRUE(world.until(isSilent));

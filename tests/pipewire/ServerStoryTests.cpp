@@ -165,7 +165,7 @@ TEST(ServerStory, AProgramThatAsksToStayIsLeftAlone) {
   ASSERT_TRUE(world.route("pw-play", kTrack1));
   const auto tap = world.engine->tapOf("pw-play");
   ASSERT_TRUE(world.until([&] { return tap->callbackCount > 3; })) << "a capture needs no move";
-  tap->monitorEnabled = true;
+  tap->monitor.setEnabled(true);
   EXPECT_FALSE(world.engine->taps().rebuildTap(tap->bundleID, true));
   EXPECT_TRUE(world.logged("asks the audio server to leave it where it is"));
   EXPECT_EQ(world.outputsOf("pw-play"), std::vector<std::string>{"fake.speaker"});

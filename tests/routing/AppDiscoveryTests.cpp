@@ -169,14 +169,13 @@ TEST_F(AppDiscoveryTest, ANewHelperRebuildsTheTapAndKeepsItsValues) {
   world.startEngine();
   world.engine->setVolume("music", 0.3f);
   ASSERT_TRUE(world.engine->setRouted("music", true));
-  world.engine->tapOf("music")->allocateMonitorBuffer();
-  world.engine->tapOf("music")->monitorEnabled = true;
+  world.engine->tapOf("music")->monitor.setEnabled(true);
   const auto helper = daemon("music.helper");
   world.settle();
   EXPECT_TRUE(world.logged("Sonmere: music family changed (was 1 procs, now 2) — rebuilding tap"));
   EXPECT_EQ(helper.tapCount(), 1u);
   EXPECT_EQ(world.engine->tapOf("music")->volume, 0.3f);
-  EXPECT_TRUE(world.engine->tapOf("music")->monitorEnabled);
+  EXPECT_TRUE(world.engine->tapOf("music")->monitor.isEnabled());
   EXPECT_TRUE(helper.isSilenced()) << "a monitored tap is muted";
   world.host().faults().failNth(Operation::createIOProc, 1, -50);
   daemon("music.helper");

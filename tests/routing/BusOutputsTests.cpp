@@ -84,13 +84,13 @@ TEST_F(BusOutputsTest, AChangeOfTheBridgesRateRestartsTheUnitAndCutsTheBacklog) 
   const auto tap = world->engine->tapOf("music");
   world->wait(0.2);
   const float noise[4000] = {};
-  ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, noise, 4000);
+  tap->ring.writer.write(noise, 4000);
   ASSERT_TRUE(world->host().setNominalRate("ToneFerry_UID", 44100));
   world->wait(0.5);
   EXPECT_EQ(world->engine->outputs().sampleRate(3), 44100);
   EXPECT_EQ(world->platform.hardware().nominalSampleRate(tap->objects.aggDeviceID), 44100);
-  EXPECT_LT(tap->available(), 4000);
-  EXPECT_GT(tap->ledger.skipped, 0);
+  EXPECT_LT(tap->ring.available(), 4000);
+  EXPECT_GT(tap->ring.reader().skipped, 0);
   EXPECT_EQ(world->engine->busSampleRate(3), 44100);
   EXPECT_EQ(world->engine->busSampleRate(8), 44100) << "a bus without a unit takes the bridge's";
 
@@ -205,8 +205,8 @@ TEST_F(BusOutputsTest, TheLatencyRowsFollowTheTaps) {
   begin();
   music.play(SampleSources::tone(440, 0.5f));
   world->engine->setRouted("music", true);
-  world->engine->tapOf("music")->monitorEnabled = true;
-  world->engine->renderState().masters[3].monitorEnabled = true;
+  world->engine->tapOf("music")->monitor.setEnabled(true);
+  world->engine->renderState().masters[3].monitor.setEnabled(true);
   world->wait(0.3);
   const auto rows = world->engine->latencyRings();
   ASSERT_EQ(rows.size(), 3u);

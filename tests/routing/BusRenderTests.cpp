@@ -18,10 +18,6 @@ namespace {
 
 constexpr float kAttack = kLimiterRates48k.attack, kRelease = kLimiterRates48k.release;
 
-struct StoppedClock final : HostClock {
-  std::uint64_t hostTime() const noexcept SONMERE_NONBLOCKING override { return 0; }
-};
-
 // Bends the signal, so that its place in the chain shows.
 struct SquareEffect final : Effect {
   OSStatus render(double, std::uint32_t frames, const float* const input[2],
@@ -63,7 +59,7 @@ class BusRenderTest : public testing::Test {
 
   std::shared_ptr<SingleAppTap> addTap(int bus = 2) {
     auto tap = std::make_shared<SingleAppTap>(ProcessID(taps.size() + 1), std::vector<AudioObjectID>{1},
-                                              "app", clock, flags);
+                                              "app", flags);
     tap->busIndex = bus;
     taps.push_back(tap);
     publishTaps();
@@ -75,8 +71,7 @@ class BusRenderTest : public testing::Test {
     state->activeTapsByBus.publish(std::move(lists), retirement, kSnapshotGrace);
   }
   static void feed(SingleAppTap& tap, const std::vector<float>& samples) {
-    ringWrite<kTapRingSamples>(tap.ringBuffer(), tap.writePos, tap.readPos, samples.data(),
-                               std::int64_t(samples.size()));
+    tap.ring.writer.write(samples.data(), std::int64_t(samples.size()));
   }
   std::vector<float> noise(std::size_t samples, float loudness = 1) {
     std::uniform_real_distribution<float> distribution(-loudness, loudness);
@@ -110,7 +105,6 @@ class BusRenderTest : public testing::Test {
   RealtimeGuard guard;
   VirtualRuntime runtime{1};
   RenderRetirement retirement{runtime};
-  StoppedClock clock;
   RenderFlags flags;
   MicSend mic;
   std::uint64_t hostTime = 0;  // ns
@@ -172,7 +166,7 @@ TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
     masterGain = reference::limit(expected.data(), frames, limiterCeiling(-1), masterGain, kAttack, kRelease);
     ASSERT_EQ(std::memcmp(out.data(), expected.data(), 4 * out.size()), 0) << "round " << round;
   }
-  EXPECT_EQ(boosted->ringProbe.reads, 200);
+  EXPECT_EQ(boosted->ring.reader().reads, 200);
   EXPECT_GT(guard.scopesEntered(), 0);
 }
 
@@ -301,42 +295,42 @@ TEST_F(BusRenderTest, AShortTapIsLeftOutWholeAndKeepsWhatItHas) {
   const auto tap = addTap();
   feed(*tap, noise(100));
   EXPECT_EQ(reference::peakOf(render(64).data(), 128), 0);
-  EXPECT_EQ(tap->ringProbe.misses, 0) << "the wait for the first audio is no underrun";
-  EXPECT_EQ(tap->available(), 100);
+  EXPECT_EQ(tap->ring.reader().misses(), 0) << "the wait for the first audio is no underrun";
+  EXPECT_EQ(tap->ring.available(), 100);
   feed(*tap, noise(28));
   EXPECT_GT(reference::peakOf(render(64).data(), 128), 0);
-  EXPECT_EQ(tap->ringProbe.lastBacklog, 0);
+  EXPECT_EQ(tap->ring.reader().lastBacklog, 0);
   render(64);
-  EXPECT_EQ(tap->ringProbe.misses, 1);
+  EXPECT_EQ(tap->ring.reader().misses(), 1);
 }
 
 TEST_F(BusRenderTest, ATrimKeepsOneBlockAndAReserveAndIsUsedUp) {
   const auto tap = addTap();
-  tap->startLive = false;
-  tap->trimKeepSamples = 5;
+  tap->ring.requests.startLive = false;
+  tap->ring.requests.trim = true;
   feed(*tap, noise(128 + 256));
   render(64);
-  EXPECT_EQ(tap->available(), 256) << "a backlog that small is not cut";
-  EXPECT_EQ(tap->trimKeepSamples, -1);
+  EXPECT_EQ(tap->ring.available(), 256) << "a backlog that small is not cut";
+  EXPECT_FALSE(tap->ring.requests.trim);
   feed(*tap, noise(5000));
-  tap->trimKeepSamples = 0;
+  tap->ring.requests.trim = true;
   render(64);
-  EXPECT_EQ(tap->available(), 256);
-  EXPECT_EQ(tap->ledger.skipped, 256 + 5000 - 384);
+  EXPECT_EQ(tap->ring.available(), 256);
+  EXPECT_EQ(tap->ring.reader().skipped, 256 + 5000 - 384);
   feed(*tap, noise(5000));
   render(64);
-  EXPECT_EQ(tap->available(), 256 + 5000 - 128);
+  EXPECT_EQ(tap->ring.available(), 256 + 5000 - 128);
 }
 
 TEST_F(BusRenderTest, ATapThatWasNeverReadBeginsAtItsNewestBlock) {
   const auto tap = addTap();
   feed(*tap, noise(5000));
   render(64);
-  EXPECT_EQ(tap->available(), 0);
-  EXPECT_EQ(tap->ledger.skipped, 5000 - 128);
+  EXPECT_EQ(tap->ring.available(), 0);
+  EXPECT_EQ(tap->ring.reader().skipped, 5000 - 128);
   feed(*tap, noise(5000));
   render(64);
-  EXPECT_EQ(tap->available(), 5000 - 128) << "only once";
+  EXPECT_EQ(tap->ring.available(), 5000 - 128) << "only once";
 }
 
 TEST_F(BusRenderTest, WhatMissedCyclesLeaveInTheRingIsDroppedWithinTwoSeconds) {
@@ -344,20 +338,20 @@ TEST_F(BusRenderTest, WhatMissedCyclesLeaveInTheRingIsDroppedWithinTwoSeconds) {
   runFor(*tap, 2);
   feed(*tap, std::vector<float>(9600));  // so much drift: nothing was missed
   runFor(*tap, 5);
-  EXPECT_EQ(tap->available(), 9600);
+  EXPECT_EQ(tap->ring.available(), 9600);
   hostTime += 100'000'000;
   feed(*tap, std::vector<float>(9600));
   runFor(*tap, 0.5);
-  EXPECT_EQ(tap->available(), 19200) << "not before it has shown that nobody needs it";
+  EXPECT_EQ(tap->ring.available(), 19200) << "not before it has shown that nobody needs it";
   runFor(*tap, 1.5);
-  EXPECT_EQ(tap->available(), kTrimReserveSamples);
-  EXPECT_EQ(tap->ledger.skipped, 19200 - kTrimReserveSamples);
+  EXPECT_EQ(tap->ring.available(), kTrimReserveSamples);
+  EXPECT_EQ(tap->ring.reader().skipped, 19200 - kTrimReserveSamples);
 
   // A path that missed one cycle keeps the quantum that it may need again.
   render(480);
   feed(*tap, std::vector<float>(960 + 960 - kTrimReserveSamples));
   runFor(*tap, 3);
-  EXPECT_GE(tap->available(), 960);
+  EXPECT_GE(tap->ring.available(), 960);
 }
 
 TEST_F(BusRenderTest, BlocksThatAreTooLongOrOfRetiredUnitsStaySilentAndReadNothing) {
@@ -371,7 +365,7 @@ TEST_F(BusRenderTest, BlocksThatAreTooLongOrOfRetiredUnitsStaySilentAndReadNothi
     const RenderClaim::Hold other(tap->claim);
     EXPECT_EQ(reference::peakOf(render(64).data(), 128), 0) << "another unit still works on the tap";
   }
-  EXPECT_EQ(tap->available(), 12000);
+  EXPECT_EQ(tap->ring.available(), 12000);
   EXPECT_GT(reference::peakOf(render(4096).data(), 8192), 0);
 
   state->engineAlive = false;
@@ -380,12 +374,10 @@ TEST_F(BusRenderTest, BlocksThatAreTooLongOrOfRetiredUnitsStaySilentAndReadNothi
 
 TEST_F(BusRenderTest, MonitorsHearTheAppBeforeItsVolumeAndTheMasterChainAfterIt) {
   const auto tap = addTap();
-  tap->allocateMonitorBuffer();
-  tap->monitorEnabled = true;
+  tap->monitor.setEnabled(true);
   tap->monitorVolume = 0.8f;
   tap->volume = 2.0f;
-  master().allocateMonitorBuffer();
-  master().monitorEnabled = true;
+  master().monitor.setEnabled(true);
   master().limiterEnabled = true;
   master().limiterCeiling = 0.75f;
   auto ring = std::make_shared<RecorderRing>();
@@ -396,10 +388,10 @@ TEST_F(BusRenderTest, MonitorsHearTheAppBeforeItsVolumeAndTheMasterChainAfterIt)
   const auto out = render(2);
   EXPECT_EQ(out[2], 0.75f) << "the master's limiter works";
   EXPECT_LT(out[3], 0.2f);
-  const float* heard = tap->monitorBuffer.load();
+  const float* heard = tap->monitor.ring()->data();
   EXPECT_FLOAT_EQ(heard[0], 0.25f * 0.8f) << "the boost is taken back";
-  EXPECT_EQ(tap->monitorWritePos.loadRelaxed(), 4);
-  EXPECT_EQ(std::memcmp(master().monitorBuffer.load(), out.data(), 16), 0);
+  EXPECT_EQ(tap->monitor.ring()->writer.written, 4);
+  EXPECT_EQ(std::memcmp(master().monitor.ring()->data(), out.data(), 16), 0);
   EXPECT_EQ(std::memcmp(ring->buffer.get(), out.data(), 16), 0);
   EXPECT_EQ(ring->written.loadRelaxed(), 4);
   EXPECT_EQ(master().spectrum.samples[1], (out[2] + out[3]) * 0.5f);

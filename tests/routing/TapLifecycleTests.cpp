@@ -170,8 +170,8 @@ TEST_F(TapLifecycleTest, AnyOfFiveReasonsMutesATap) {
   BusMaster& master = world->engine->renderState().masters[4];
   const std::vector<std::pair<const char*, std::function<void(bool)>>> reasons = {
       {"muted", [&](bool on) { tap.isMuted = on; }},
-      {"its bus is monitored", [&](bool on) { master.monitorEnabled = on; }},
-      {"it is monitored", [&](bool on) { tap.monitorEnabled = on; }},
+      {"its bus is monitored", [&](bool on) { master.monitor.setEnabled(on); }},
+      {"it is monitored", [&](bool on) { tap.monitor.setEnabled(on); }},
       {"it plays on a device", [&](bool on) { tap.outputDeviceID = on ? 77 : kAudioObjectUnknown; }},
       {"Mix Mode", [&](bool on) { taps.mixModeIsEnabled = on; }}};
   EXPECT_FALSE(taps.wantsMutedTap(tap));
@@ -181,9 +181,9 @@ TEST_F(TapLifecycleTest, AnyOfFiveReasonsMutesATap) {
     set(false);
     EXPECT_FALSE(taps.wantsMutedTap(tap)) << name;
   }
-  world->engine->renderState().masters[5].monitorEnabled = true;
+  world->engine->renderState().masters[5].monitor.setEnabled(true);
   EXPECT_FALSE(taps.wantsMutedTap(tap)) << "another bus";
-  master.monitorEnabled = true;
+  master.monitor.setEnabled(true);
   EXPECT_TRUE(taps.applyMuteRule("music"));
   EXPECT_EQ(world->host().tapDescriptions()[0].mute, TapMute::muted);
 }
@@ -337,7 +337,7 @@ TEST_F(TapLifecycleTest, AMoveOfBusTakesTheSoundAlongAndStopsTheEmptyBus) {
   world->wait(0.1);
   const auto tap = world->engine->tapOf("music");
   const float late[4000] = {};
-  ringWrite<kTapRingSamples>(tap->ringBuffer(), tap->writePos, tap->readPos, late, 4000);
+  tap->ring.writer.write(late, 4000);
   EXPECT_TRUE(world->engine->setBus("music", 9));
   EXPECT_FALSE(world->engine->setBus("music", 1));
   EXPECT_FALSE(world->engine->setBus("music", 10));
@@ -345,7 +345,7 @@ TEST_F(TapLifecycleTest, AMoveOfBusTakesTheSoundAlongAndStopsTheEmptyBus) {
   const auto track8 = world->host().readInput("ToneFerry_UID_Track_8");
   world->wait(0.3);
   EXPECT_GT(track8->takePeak(), 0.4f);
-  EXPECT_LE(tap->ringProbe.lastBacklog, 1024 + kTrimReserveSamples);
+  EXPECT_LE(tap->ring.reader().lastBacklog, 1024 + kTrimReserveSamples);
   EXPECT_REALTIME_SAFE(guard);
 }
 

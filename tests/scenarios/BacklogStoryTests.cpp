@@ -37,15 +37,15 @@ struct BacklogStory : testing::Test {
     const auto tap = world->engine->tapOf("music");
     const auto mixerTap = world->tap("game");
     if (!tap || !mixerTap) return void(ADD_FAILURE() << "no tap");
-    const std::int64_t reads = tap->ringProbe.reads, mixerReads = mixerTap->probeReadCount;
+    const std::int64_t reads = tap->ring.reader().reads, mixerReads = mixerTap->ring.reader().reads;
     std::int64_t routed = 0, mixed = 0;
     for (int look = 0; look < 40; ++look) {
       world->wait(0.0037);
-      routed = std::max(routed, tap->ringProbe.lastBacklog.load());
-      mixed = std::max(mixed, mixerTap->probeLastBacklog.load());
+      routed = std::max(routed, tap->ring.reader().lastBacklog.load());
+      mixed = std::max(mixed, mixerTap->ring.reader().lastBacklog.load());
     }
-    EXPECT_GT(tap->ringProbe.reads, reads);
-    EXPECT_GT(mixerTap->probeReadCount, mixerReads);
+    EXPECT_GT(tap->ring.reader().reads, reads);
+    EXPECT_GT(mixerTap->ring.reader().reads, mixerReads);
     EXPECT_LE(routed, quantumAt(*world->engine->outputs().sampleRate(3)) + kTrimReserveSamples);
     EXPECT_LE(mixed, quantumAt(world->mixer->outputSampleRate()) + kTrimReserveSamples);
   }

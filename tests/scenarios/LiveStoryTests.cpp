@@ -59,7 +59,7 @@ class LiveStory {
   // Sound passed from one device thread to another.
   void checkSound() {
     std::int64_t read = 0;
-    for (const auto& [pid, tap] : engine_->activeTaps()) read += tap->ledger.read;
+    for (const auto& [pid, tap] : engine_->activeTaps()) read += tap->ring.reader().read;
     EXPECT_GT(read + readBefore_, 0);
     EXPECT_GT(mixed_, 0);
   }
@@ -76,7 +76,7 @@ class LiveStory {
     static const std::vector<std::string> kApps = {"music", "game", "radio"};
     const std::string app = kApps[random_() % kApps.size()];
     const int bus = random_() % 2 ? 2 : 3;
-    for (const auto& [bundleID, tap] : mixer_.activeTaps()) mixed_ += tap->probeReadCount;
+    for (const auto& [bundleID, tap] : mixer_.activeTaps()) mixed_ += tap->ring.reader().reads;
     switch (random_() % 14) {
       case 0:
         apps_[app].isRunning() ? apps_[app].quit() : launch(app);
@@ -87,7 +87,7 @@ class LiveStory {
         engine_->setRouted(app, true);
         break;
       case 4:
-        if (const auto tap = engine_->tapOf(app)) readBefore_ += tap->ledger.read;
+        if (const auto tap = engine_->tapOf(app)) readBefore_ += tap->ring.reader().read;
         engine_->setRouted(app, false);
         break;
       case 5:

@@ -219,7 +219,7 @@ class Story {
   }
   template <class Tap>
   static void expectNothingLost(const Tap& tap) {
-    const std::int64_t lapped = tap.ledger.lapped(tap.available());
+    const std::int64_t lapped = tap.ring.lapped();
     EXPECT_GE(lapped, 0) << tap.bundleID;
     EXPECT_EQ(lapped % kTapRingSamples, 0) << tap.bundleID << ": frames in are not frames out plus losses";
   }
@@ -292,10 +292,10 @@ class Story {
       for (const auto& [pid, tap] : world_.engine->activeTaps()) look(*tap);
       for (const auto& [bundleID, tap] : mixer_->activeTaps()) look(*tap);
     };
-    forEachTap([&](const auto& tap) { before[tap.bundleID] = tap.ledger.read; });
+    forEachTap([&](const auto& tap) { before[tap.bundleID] = tap.ring.reader().read; });
     world_.wait(1);
     forEachTap([&](const auto& tap) {
-      EXPECT_TRUE(tap.isMuted || tap.ledger.read > before[tap.bundleID])
+      EXPECT_TRUE(tap.isMuted || tap.ring.reader().read > before[tap.bundleID])
           << tap.bundleID << " is not rendered";
     });
   }

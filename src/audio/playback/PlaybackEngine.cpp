@@ -19,14 +19,21 @@ std::string textOf(const OutputFailure& failure) {
   switch (failure.step) {
     case OutputStep::findDevice:
       return failed("there is no output device; connect one or choose it as default");
-    case OutputStep::readRate: return failed("the output device does not tell its sample rate");
+    case OutputStep::readRate:
+      return failed("the output device does not tell its sample rate");
     case OutputStep::findComponent:
-    case OutputStep::createUnit: return failed("could not create the audio output");
-    case OutputStep::setDevice: return failed("could not bind the audio output");
-    case OutputStep::setFormat: return failed("could not set the audio output's format");
-    case OutputStep::setCallback: return failed("could not install the render callback");
-    case OutputStep::initialize: return failed("could not initialize the audio output");
-    case OutputStep::start: return failed("could not start the audio output");
+    case OutputStep::createUnit:
+      return failed("could not create the audio output");
+    case OutputStep::setDevice:
+      return failed("could not bind the audio output");
+    case OutputStep::setFormat:
+      return failed("could not set the audio output's format");
+    case OutputStep::setCallback:
+      return failed("could not install the render callback");
+    case OutputStep::initialize:
+      return failed("could not initialize the audio output");
+    case OutputStep::start:
+      return failed("could not start the audio output");
   }
   return "";
 }

@@ -1,50 +1,44 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-
 #include <vector>
 
+#include "audio/engine/CaptureTap.h"
 #include "dsp/Level.h"
-#include "routing/TapIOProcedure.h"
 #include "support/RealtimeGuard.h"
 
 namespace sonmere {
 namespace {
 
-struct CountingClock final : HostClock {
-  std::uint64_t hostTime() const noexcept SONMERE_NONBLOCKING override { return 42; }
-};
-
-class TapIOProcedureTest : public testing::Test {
+class CaptureTapTest : public testing::Test {
  protected:
-  ~TapIOProcedureTest() override { EXPECT_REALTIME_SAFE(guard); }
+  ~CaptureTapTest() override { EXPECT_REALTIME_SAFE(guard); }
   void call(std::vector<float> samples) {
     std::vector<float> output(8, 3.0f);
     AudioBuffer inputs[] = {{2, 0, nullptr}, {2, std::uint32_t(4 * samples.size()), samples.data()}};
     AudioBuffer outputs[] = {{2, 32, output.data()}};
-    EXPECT_EQ(tapIOProcedure(&tap, {}, inputs, outputs), noErr);
+    EXPECT_EQ(captureProcedure(&tap, {0, 42}, inputs, outputs), noErr);
     EXPECT_EQ(output, std::vector<float>(8, 0.0f));
   }
 
   RealtimeGuard guard;
-  CountingClock clock;
   RenderFlags flags;
-  SingleAppTap tap{1, {1}, "app", clock, flags};
+  CaptureTap tap{"app", {1}, &flags};
 };
 
-TEST_F(TapIOProcedureTest, MetersOnA60dBScaleAndFollowsTheVolumeWhenLinked) {
+TEST_F(CaptureTapTest, MetersOnA60dBScaleAndFollowsTheVolumeWhenLinked) {
   call(std::vector<float>(512, 1.0f));
   EXPECT_FLOAT_EQ(tap.level, 1.0f);
   EXPECT_EQ(tap.levelStamp, 42u);
-  EXPECT_EQ(tap.available(), 512);
+  EXPECT_EQ(tap.ring.available(), 512);
   tap.volume = 0.1f;
   call(std::vector<float>(512, 1.0f));
   EXPECT_NEAR(tap.level, 40.0 / 60, 1e-5);
-  tap.monitorLinked = false;
+  tap.levelFollowsVolume = false;
   call(std::vector<float>(512, 1.0f));
   EXPECT_FLOAT_EQ(tap.level, 1.0f);
   EXPECT_EQ(meterLevel(0), 0);
-  tap.monitorLinked = true;
+  tap.levelFollowsVolume = true;
   std::vector<float> broken(512, 1.0f);
   broken[7] = std::nanf("");
   call(broken);
@@ -53,22 +47,22 @@ TEST_F(TapIOProcedureTest, MetersOnA60dBScaleAndFollowsTheVolumeWhenLinked) {
   EXPECT_NEAR(tap.level, 40.0 / 60, 1e-5);
 }
 
-TEST_F(TapIOProcedureTest, AMutedTapWritesNothing) {
+TEST_F(CaptureTapTest, AMutedTapWritesNothing) {
   tap.isMuted = true;
   call(std::vector<float>(512, 1.0f));
   EXPECT_EQ(tap.level, 0);
-  EXPECT_EQ(tap.available(), 0);
+  EXPECT_EQ(tap.ring.available(), 0);
   EXPECT_EQ(tap.callbackCount, 1);
 }
 
-TEST_F(TapIOProcedureTest, AnEmptyListStillClearsTheOutput) {
+TEST_F(CaptureTapTest, AnEmptyListStillClearsTheOutput) {
   tap.level = 0.5f;
   call({});
   EXPECT_EQ(tap.level, 0.5f);
-  EXPECT_EQ(tapIOProcedure(nullptr, {}, {}, {}), noErr);
+  EXPECT_EQ(captureProcedure(nullptr, {}, {}, {}), noErr);
 }
 
-TEST_F(TapIOProcedureTest, FeedsTheSpectrumOnlyWhileSomeoneLooks) {
+TEST_F(CaptureTapTest, FeedsTheSpectrumOnlyWhileSomeoneLooks) {
   call({1, 3});
   EXPECT_EQ(tap.spectrum.writePos, 0);
   flags.spectrumVisible = true;
@@ -76,7 +70,7 @@ TEST_F(TapIOProcedureTest, FeedsTheSpectrumOnlyWhileSomeoneLooks) {
   call({1, 3, 5});
   EXPECT_EQ(tap.spectrum.writePos, 1);
   EXPECT_EQ(tap.spectrum.samples[0], 2);
-  EXPECT_EQ(tap.ledger.written, 5);
+  EXPECT_EQ(tap.ring.writer.written, 5);
 }
 
 }  // namespace

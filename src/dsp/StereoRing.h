@@ -1,0 +1,181 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "base/RTScalar.h"
+#include "dsp/BacklogWatch.h"
+#include "dsp/Ring.h"
+
+namespace sonmere {
+
+// Half a second of interleaved stereo on its way from one render thread to another. The writer has one half
+// of it, each reader one of its own, and nobody calls another's; what the main thread asks for stands in
+// `Requests`. Counters are in samples and may be read anywhere; a stale view costs a display its accuracy.
+//
+// Every sample is accounted for: written = read + skipped + still in the ring + lapped.
+class StereoRing {
+ public:
+  static constexpr std::int64_t kCapacity = kTapRingSamples;
+
+  // Any thread asks, the reader takes it once.
+  struct Requests {
+    // The next read begins at the live edge: what gathered before would play as stale sound and stay as
+    // delay. Until then there is no reader to lap.
+    RTScalar<bool> startLive{true};
+    // The next read drops the backlog but for one block and a reserve.
+    RTScalar<bool> trim{false};
+  };
+
+  // The writer's thread.
+  class Writer {
+   public:
+    explicit Writer(StereoRing& ring) : ring_(ring) {}
+
+    // A write that laps the reader goes ahead all the same, and is counted.
+    void write(const float* samples, std::int64_t n) noexcept SONMERE_NONBLOCKING {
+      note(n);
+      ringCopyIn<kCapacity>(ring_.samples(), position_.loadRelaxed(), samples, n);
+      advance(n);
+    }
+    // Each sample at this gain.
+    void write(const float* samples, std::int64_t n, float gain) noexcept SONMERE_NONBLOCKING {
+      note(n);
+      float* const ring = ring_.samples();
+      std::int64_t at = position_.loadRelaxed();
+      for (std::int64_t i = 0; i < n; ++i) {
+        ring[at] = samples[i] * gain;
+        at = at + 1 == kCapacity ? 0 : at + 1;
+      }
+      advance(n);
+    }
+
+    RTScalar<std::int64_t> writes;
+    RTScalar<std::int64_t> lastWrite;
+    RTScalar<std::int64_t> overflows;  // writes that would lap the reader
+    RTScalar<std::int64_t> written;
+
+   private:
+    friend class StereoRing;
+    // The readers' positions decide nothing but the count: loading them orders what they have copied before
+    // what overwrites it one lap later.
+    void note(std::int64_t n) noexcept SONMERE_NONBLOCKING {
+      (void)ring_.readers_[1].position_.loadAcquire();
+      const std::int64_t waiting = ring_.available();
+      if (!ring_.requests.startLive && waiting + n >= kCapacity) overflows.add(1);
+      writes.add(1);
+      lastWrite = n;
+    }
+    void advance(std::int64_t n) noexcept SONMERE_NONBLOCKING {
+      position_.storeRelease((position_.loadRelaxed() + n) % kCapacity);
+      written.add(n);
+    }
+
+    StereoRing& ring_;
+    RTPosition position_;
+  };
+
+  // A reader's thread.
+  class Reader {
+   public:
+    explicit Reader(StereoRing& ring) : ring_(ring) {}
+
+    // Drops all but the newest `keep` samples if a live start was asked for; whether it was.
+    bool startIfAsked(std::int64_t keep) noexcept SONMERE_NONBLOCKING {
+      if (!ring_.requests.startLive || !ring_.requests.startLive.exchange(false)) return false;
+      dropAllBut(keep);
+      seenWrites_ = ring_.writer.writes;
+      lastBacklog = 0;
+      return true;
+    }
+    // Drops the backlog down to a block of n samples and a reserve, if that was asked for.
+    void trimIfAsked(std::int64_t n) noexcept SONMERE_NONBLOCKING {
+      if (ring_.requests.trim && ring_.requests.trim.exchange(false)) dropAllBut(n + kTrimReserveSamples);
+    }
+    // Something has disturbed the path: what it leaves in the ring for good goes.
+    void noteInterruption() noexcept SONMERE_NONBLOCKING { backlogWatch_.noteInterruption(); }
+    // Takes n samples; false when there are fewer, which takes none. The wait for the first audio is no miss.
+    bool pull(float* target, std::int64_t n, double sampleRate) noexcept SONMERE_NONBLOCKING;
+
+    RTScalar<std::int64_t> reads;        // pulls that got their samples
+    RTScalar<std::int64_t> underruns;    // those that did not though writes arrived since the one before
+    RTScalar<std::int64_t> starves;      // those that did not, with no write since the one before
+    RTScalar<std::int64_t> lastRead;     // asked for by the latest pull
+    RTScalar<std::int64_t> lastBacklog;  // left after the latest pull
+    RTScalar<std::int64_t> maxBacklog;
+    RTScalar<std::int64_t> read;
+    RTScalar<std::int64_t> skipped;  // dropped on purpose
+
+    std::int64_t misses() const noexcept { return underruns + starves; }
+
+   private:
+    friend class StereoRing;
+    void dropAllBut(std::int64_t keep) noexcept SONMERE_NONBLOCKING;
+    void noteMiss(bool hasDelivered) noexcept SONMERE_NONBLOCKING {
+      if (reads > 0) (hasDelivered ? underruns : starves).add(1);
+    }
+
+    StereoRing& ring_;
+    RTPosition position_;
+    std::int64_t seenWrites_ = 0;  // the writer's count at the latest pull
+    BacklogWatch backlogWatch_;
+  };
+
+  StereoRing() : samples_(new float[std::size_t(kCapacity)]()) {}
+  StereoRing(const StereoRing&) = delete;
+  StereoRing& operator=(const StereoRing&) = delete;
+
+  Requests requests;
+  Writer writer{*this};
+  Reader& reader() noexcept { return readers_[0]; }
+  const Reader& reader() const noexcept { return readers_[0]; }
+  // Of a ring that is recorded as well as heard.
+  Reader& secondReader() noexcept { return readers_[1]; }
+
+  // For the first reader. Any thread.
+  std::int64_t available() const noexcept SONMERE_NONBLOCKING { return availableTo(readers_[0]); }
+  // Lost because the writer lapped the first reader. Exact while neither runs.
+  std::int64_t lapped() const { return writer.written - reader().read - reader().skipped - available(); }
+  // The oldest sample is at 0 of the first lap. Any thread, for looks.
+  const float* data() const noexcept { return samples_.get(); }
+
+ private:
+  float* samples() noexcept { return samples_.get(); }
+  std::int64_t availableTo(const Reader& reader) const noexcept SONMERE_NONBLOCKING {
+    return ringAvailable<kCapacity>(writer.position_.loadAcquire(), reader.position_.loadAcquire());
+  }
+
+  const std::unique_ptr<float[]> samples_;
+  std::array<Reader, 2> readers_{Reader(*this), Reader(*this)};
+};
+
+inline bool StereoRing::Reader::pull(float* target, std::int64_t n,
+                                     double sampleRate) noexcept SONMERE_NONBLOCKING {
+  const std::int64_t at = position_.loadRelaxed();
+  const std::int64_t left = ringAvailable<kCapacity>(ring_.writer.position_.loadAcquire(), at) - n;
+  const std::int64_t writes = ring_.writer.writes;
+  const bool hasDelivered = writes != seenWrites_;
+  seenWrites_ = writes;
+  const std::int64_t surplus = backlogWatch_.surplus(left, n, sampleRate);
+  lastRead = n;
+  if (left < 0) return noteMiss(hasDelivered), false;
+  ringCopyOut<kCapacity>(ring_.samples(), at, target, n);
+  position_.storeRelease((at + n + surplus) % kCapacity);
+  reads.add(1);
+  lastBacklog = left;
+  maxBacklog.raiseTo(left);
+  read.add(n);
+  if (surplus > 0) skipped.add(surplus);
+  return true;
+}
+
+inline void StereoRing::Reader::dropAllBut(std::int64_t keep) noexcept SONMERE_NONBLOCKING {
+  const std::int64_t end = ring_.writer.position_.loadAcquire();
+  const std::int64_t available = ringAvailable<kCapacity>(end, position_.loadRelaxed());
+  if (available <= keep) return;
+  position_.storeRelease((end - keep + kCapacity) % kCapacity);
+  skipped.add(available - keep);
+}
+
+}  // namespace sonmere
