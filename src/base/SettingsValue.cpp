@@ -4,6 +4,7 @@
 
 #include "base/Base64.h"
 #include "base/SettingsLevels.h"
+#include "base/UTF8.h"
 
 namespace sonmere {
 
@@ -12,11 +13,14 @@ namespace {
 using JSON = nlohmann::json;
 
 constexpr const char* kDataKey = "$data";
+constexpr const char* kTextKey = "$text";  // one that is no UTF-8, as a path may be
 
-// "$data", "$$data" and so on: what must not be mistaken for data gets one more "$" in front when written.
+// "$data", "$$data" and so on: what must not be mistaken for data or text gets one more "$" in front when
+// written.
 bool isMarkedKey(std::string_view key) {
-  return key.ends_with(kDataKey) &&
-         key.find_first_not_of('$') == key.size() - std::string_view("data").size();
+  const std::size_t word = key.find_first_not_of('$');
+  return word != 0 && word != std::string_view::npos &&
+         (key.substr(word) == kDataKey + 1 || key.substr(word) == kTextKey + 1);
 }
 
 JSON toJSON(const SettingsValue& value);
@@ -35,6 +39,7 @@ JSON toJSON(const SettingsValue::Array& array) {
 }
 
 JSON toJSON(const SettingsData& data) { return {{kDataKey, toBase64(data.bytes)}}; }
+JSON toJSON(const std::string& text) { return isUTF8(text) ? JSON(text) : JSON{{kTextKey, toBase64(text)}}; }
 JSON toJSON(std::monostate) { return nullptr; }
 template <class Scalar>
 JSON toJSON(const Scalar& scalar) {
@@ -55,14 +60,14 @@ SettingsValue fromJSON(const JSON& json);
 
 SettingsValue fromObject(const JSON& object) {
   const bool isMarked = object.size() == 1 && isMarkedKey(object.begin().key());
-  if (isMarked && object.begin().key() == kDataKey) {
-    const JSON& text = object.begin().value();
-    if (text.is_string())
-      if (auto bytes = fromBase64(text.get_ref<const std::string&>())) return SettingsData{std::move(*bytes)};
-  }
+  const bool isWhole = isMarked && object.begin().key()[1] != '$';
+  if (isWhole && object.begin()->is_string())
+    if (auto bytes = fromBase64(object.begin()->get_ref<const std::string&>()))
+      return object.begin().key() == kTextKey ? SettingsValue(std::move(*bytes))
+                                              : SettingsValue(SettingsData{std::move(*bytes)});
   SettingsValue::Dictionary dictionary;
   for (const auto& [key, child] : object.items()) {
-    const bool isEscaped = isMarked && key != kDataKey;
+    const bool isEscaped = isMarked && !isWhole;
     dictionary.emplace(isEscaped ? key.substr(1) : key, fromJSON(child));
   }
   return dictionary;
@@ -89,7 +94,8 @@ SettingsValue fromJSON(const JSON& json) {
 }  // namespace
 
 std::string settingsValueToJSON(const SettingsValue& value, int indent) {
-  // Bytes that are no UTF-8 become U+FFFD: names of programs and devices need not be text.
+  // A string that is no UTF-8 stands as {"$text": base64}; in the keys of dictionaries such bytes become
+  // U+FFFD.
   return toJSON(value).dump(indent, ' ', false, JSON::error_handler_t::replace);
 }
 
@@ -106,6 +112,8 @@ bool isNestedTooDeeply(std::string_view json) {
 
 int levelsOf(const SettingsValue& value) {
   int below = 0;
+  const auto* text = value.as<std::string>();
+  if (value.as<SettingsData>() || (text && !isUTF8(*text))) return 1;
   if (const auto* array = value.as<SettingsValue::Array>()) {
     for (const SettingsValue& child : *array) below = std::max(below, levelsOf(child));
   } else if (const auto* dictionary = value.as<SettingsValue::Dictionary>()) {

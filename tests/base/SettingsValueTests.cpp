@@ -35,6 +35,7 @@ TEST(SettingsValue, RoundTripsEveryKindExactly) {
   for (const double number : {0.1, 1.0, -0.0, 1e300, 5e-324, 1.0 / 3, 9007199254740993.0})
     expectRoundTrip(number);
   EXPECT_TRUE(std::signbit(*settingsValueFromJSON(settingsValueToJSON(-0.0))->as<double>()));
+  for (const char* text : {"/music/\xFF", "caf\xE9", "\xC3"}) expectRoundTrip(text);  // paths are bytes
   expectRoundTrip(Array{1, 1.0, "a", Array{}, Dictionary{}, SettingsData{""}});
   expectRoundTrip(Dictionary{{"a", SettingsData{std::string("\0\xFF\x80", 3)}}, {"", Dictionary{{"b", {}}}}});
 }
@@ -45,6 +46,9 @@ TEST(SettingsValue, DictionariesThatLookLikeDataStayDictionaries) {
   expectRoundTrip(Dictionary{{"$$data", "QUJD"}});
   expectRoundTrip(Dictionary{{"$$$data", Dictionary{{"$data", SettingsData{"x"}}}}});
   expectRoundTrip(Dictionary{{"$data", "QUJD"}, {"other", 1}});
+  expectRoundTrip(Dictionary{{"$text", "QUJD"}});
+  expectRoundTrip(Dictionary{{"$$text", "\xFF"}});
+  EXPECT_EQ(settingsValueToJSON("\xFF"), R"({"$text":"/w=="})");
   EXPECT_EQ(settingsValueToJSON(SettingsData{"ABC"}), R"({"$data":"QUJD"})");
   EXPECT_EQ(settingsValueFromJSON(R"({"$data":"no base64"})"),
             SettingsValue(Dictionary{{"$data", "no base64"}}));
@@ -62,8 +66,9 @@ TEST(SettingsValue, ForeignTextNeverHurts) {
     EXPECT_TRUE(!value || levelsOf(*value) == levels);
   }
   EXPECT_EQ(levelsOf(Dictionary{{"a", Array{1, Array{}}}, {"b", 1}}), 3);
+  EXPECT_EQ(levelsOf(Array{SettingsData{"x"}}), 2) << "written as an object";
   EXPECT_EQ(settingsValueFromJSON("18446744073709551615"), SettingsValue(18446744073709551615.0));
-  EXPECT_EQ(settingsValueToJSON("\xFF"), "\"\xEF\xBF\xBD\"")
+  EXPECT_EQ(settingsValueToJSON(Dictionary{{"\xFF", 1}}), "{\"\xEF\xBF\xBD\":1}")
       << "bytes that are no text are replaced, not thrown at";
   EXPECT_EQ(settingsValueToJSON(std::nan("")), "null");
 }
