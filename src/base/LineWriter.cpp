@@ -95,7 +95,8 @@ LineWriter::~LineWriter() {
 void LineWriter::write(std::string_view lines) {
   const std::lock_guard lock(state_->mutex);
   if (state_->isBroken) return;
-  if (state_->waiting.size() + lines.size() > state_->mostWaiting)
+  // Behind one that had no room none has, so that the count stands where they would have.
+  if (state_->dropped > 0 || state_->waiting.size() + lines.size() > state_->mostWaiting)
     ++state_->dropped;
   else
     state_->waiting += lines;

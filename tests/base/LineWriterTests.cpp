@@ -70,6 +70,15 @@ TEST(LiveLineWriter, NobodyWaitsForAReaderWhoGetsWhatHadRoomAndTheCountOfTheRest
   EXPECT_EQ(pipe.readUntil("after"), "after\n");
 }
 
+TEST(LiveLineWriter, TheCountStandsWhereTheLinesWouldHave) {
+  SmallPipe pipe;
+  LineWriter writer(pipe.write.get(), 100);
+  const std::string page(4095, '.');
+  writer.write(page + "\n");  // too long for this one
+  writer.write("short\n");
+  EXPECT_EQ(pipe.readUntil("dropped"), "(2 lines were dropped: nobody read them)\n");
+}
+
 // Without a word to the process, which SIGPIPE would end.
 TEST(LiveLineWriter, AReaderThatHasGoneEndsNobody) {
   SmallPipe pipe;
