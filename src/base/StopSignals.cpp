@@ -37,9 +37,10 @@ void wake() {
 
 void noteSignal(int signal) {
   const int before = errno;
-  int none = 0;
-  if (firstSignal.compare_exchange_strong(none, signal)) {
-    firstAt = now();
+  // The time first: a second signal that comes in between must not look like one that comes late.
+  std::int64_t never = 0;
+  if (firstAt.compare_exchange_strong(never, now())) {
+    firstSignal = signal;
     wake();
   } else if (signal == SIGINT && now() - firstAt >= StopSignals::kPatience.count()) {
     if (const auto work = lastWork.load()) work();
@@ -58,6 +59,7 @@ struct StopSignals::State {
 
 StopSignals::StopSignals(void (*endsAtOnce)()) : state_(std::make_unique<State>()) {
   firstSignal = 0;
+  firstAt = 0;
   lastWork = endsAtOnce;
   struct sigaction action {};
   action.sa_handler = noteSignal;
