@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdint>
 
+#include "base/UTF8.h"
+
 namespace sonmere {
 
 namespace {
@@ -17,32 +19,13 @@ struct Character {
   std::string_view bytes;
 };
 
-std::size_t lengthOf(unsigned char lead) {
-  if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead < 0xE0) return 2;
-  if (lead >= 0xE0 && lead < 0xF0) return 3;
-  return lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
-}
-
-bool isValid(char32_t code, std::size_t length) {
-  constexpr std::array<char32_t, 5> kLeast = {0, 0, 0x80, 0x800, 0x10000};
-  const bool isSurrogate = code >= 0xD800 && code < 0xE000;
-  return code >= kLeast[length] && code <= 0x10FFFF && !isSurrogate;
-}
-
 // The first character of `text`, which is not empty.
 Character firstOf(std::string_view text) {
   constexpr std::array<unsigned char, 5> kLeadBits = {0, 0x7F, 0x1F, 0x0F, 0x07};
-  const auto lead = static_cast<unsigned char>(text[0]);
-  const std::size_t length = lengthOf(lead);
-  if (length == 0 || length > text.size()) return {kNoCharacter, text.substr(0, 1)};
-  char32_t code = lead & kLeadBits[length];
-  for (std::size_t i = 1; i < length; ++i) {
-    const auto next = static_cast<unsigned char>(text[i]);
-    if ((next & 0xC0) != 0x80) return {kNoCharacter, text.substr(0, 1)};
-    code = code << 6 | (next & 0x3F);
-  }
-  if (!isValid(code, length)) return {kNoCharacter, text.substr(0, 1)};
+  const std::size_t length = utf8CharacterBytes(text, 0);
+  if (length == 0) return {kNoCharacter, text.substr(0, 1)};
+  char32_t code = static_cast<unsigned char>(text[0]) & kLeadBits[length];
+  for (std::size_t i = 1; i < length; ++i) code = code << 6 | (static_cast<unsigned char>(text[i]) & 0x3F);
   return {code, text.substr(0, length)};
 }
 
