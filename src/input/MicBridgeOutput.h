@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include "audio/device/OutputUnit.h"
+#include "input/CallbackGate.h"
+#include "input/MicRenderState.h"
+
+namespace sonmere {
+
+// What the bridge's output callback works on.
+struct MicBridgeContext {
+  explicit MicBridgeContext(std::shared_ptr<MicRenderState> itsState) : state(std::move(itsState)) {}
+  const std::shared_ptr<MicRenderState> state;
+  CallbackGate gate;
+};
+
+// Empties the mic's ring into the bridge; a ring that holds too little plays silence and stays as it is.
+// Where capture and bridge run on different rates, what gathers is trimmed. `refcon` is a MicBridgeContext.
+// Render thread of the bridge device.
+OSStatus micBridgeCallback(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
+                           AudioBufferList buffers) noexcept SONMERE_NONBLOCKING;
+
+}  // namespace sonmere

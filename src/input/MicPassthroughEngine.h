@@ -1,0 +1,123 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "audio/device/EngineContext.h"
+#include "base/Observable.h"
+#include "base/TaskToken.h"
+#include "dsp/AppEQSettings.h"
+#include "dsp/LatencySource.h"
+#include "dsp/LimiterSettings.h"
+#include "input/MicDevices.h"
+#include "input/MicExtras.h"
+#include "input/MicRateForce.h"
+#include "input/MicRouteCheck.h"
+#include "input/MicUnits.h"
+
+namespace sonmere {
+
+// Plays one input device into the bridge, with its channels mapped and its sound processed, so that every
+// program that reads the bridge hears the user's microphone. Main thread.
+class MicPassthroughEngine final : public LatencySource {
+ public:
+  using AudioDevice = MicDevice;
+  using Transport = MicDevice::Transport;
+  static constexpr float kMaxVolume = 2.0f;
+
+  static constexpr const char* kEnabledKey = "sonmere.micPassthrough.enabled";
+  static constexpr const char* kModeKey = "sonmere.micPassthrough.inputChannelMode";
+  static constexpr const char* kLeftKey = "sonmere.micPassthrough.customLeftChannel";
+  static constexpr const char* kRightKey = "sonmere.micPassthrough.customRightChannel";
+  static constexpr const char* kVolumeKey = "sonmere.micPassthrough.volume";
+
+  explicit MicPassthroughEngine(EngineContext& context);
+  ~MicPassthroughEngine() override;
+
+  // Looks at the devices, follows them, and starts what was on when the program ended. Once.
+  void launch();
+
+  // Whether it runs or is about to; the user's wish where nothing hinders it.
+  Observable<bool> isEnabled{false};
+  // The wish itself: it is kept while there is no microphone, no bridge or no permission, and met when they
+  // come.
+  bool isWanted() const { return isWanted_; }
+  Observable<std::optional<std::string>> errorMessage;
+  Observable<float> micVolume{1.0f};  // linear, 0 to kMaxVolume
+  Observable<InputChannelMode> inputChannelMode{InputChannelMode::automatic};
+  Observable<ChannelPair> customChannels{ChannelPair{0, 1}};
+  Observable<AppEQSettings> eqSettings;
+  Observable<AppLimiterSettings> limiterSettings;
+  // An input that came up and is not in use, until another does or it goes.
+  Observable<std::optional<AudioDevice>> newlyAvailableInput;
+
+  MicDevices& devices() { return devices_; }
+  MicExtras& extras() { return extras_; }
+
+  void setEnabled(bool enabled);
+  // False when there is no such input now. A microphone that runs is started anew on it.
+  bool select(const std::string& uid);
+  void setVolume(float volume);
+  void setChannelMode(InputChannelMode mode);
+  // Channels from 0; what the device lacks takes its last channel.
+  void setCustomChannels(ChannelPair channels);
+  void setEqualiser(const AppEQSettings& settings);
+  void setLimiter(const AppLimiterSettings& settings);
+
+  bool isRunning() const { return units_.isRunning(); }
+  // Of the running route; nothing without one.
+  std::optional<MicRoute> route() const;
+  int channelCount() const { return units_.channels(); }
+  const MicRenderState& renderState() const { return *state_; }
+
+  std::vector<RingReport> latencyRings() const override;
+
+ private:
+  void start();
+  void stop();
+  void restart();
+  void begin();
+  void askThenStart();
+  bool isRefused();
+  void switchOff(const std::string& message);
+  std::optional<AudioDeviceID> bridgeDevice();
+  void pinMicBus(AudioDeviceID micBus);
+  void run(AudioDeviceID input, AudioDeviceID bridge);
+  void didStart();
+  void didFail(const PassthroughError& error);
+  void abortForRate(const MicRateForce::Aborted& rates);
+  void applySettings();
+  void applyEffects(double rate);
+  void listenToBridge();
+  void bridgeRateChanged();
+  void serverCameBack();
+  void devicesChanged();
+  void lookAtDevices();
+  bool hasLostBridge();
+  void checkConverted();
+  void noteNewInputs(const std::set<std::string>& before);
+  ListenerID listen(AudioObjectID object, AudioProperty property, void (MicPassthroughEngine::*handler)());
+
+  EngineContext& context_;
+  const std::shared_ptr<MicRenderState> state_;
+  MicDevices devices_;
+  MicUnits units_;
+  MicExtras extras_;
+  MicRateForce rateForce_;
+  MicRouteCheck routeCheck_;
+
+  bool isWanted_ = false;
+  bool isLaunched_ = false;
+  bool isStarting_ = false;
+  bool startAbortedForRate_ = false;
+  bool didRetryStart_ = false;
+  double lastBridgeRate_ = 0;  // Hz, at the last start
+  AudioDeviceID bridgeRateListenerDeviceID_ = kAudioObjectUnknown;
+  ListenerID bridgeRateListener_ = 0, deviceListListener_ = 0, restartListener_ = 0, inputRateListener_ = 0;
+  ScopedTask retry_, convertedCaptureCheck_, settle_;
+  std::shared_ptr<MicPassthroughEngine*> self_ = std::make_shared<MicPassthroughEngine*>(this);
+};
+
+}  // namespace sonmere

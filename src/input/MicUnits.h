@@ -1,0 +1,64 @@
+#pragma once
+
+#include <expected>
+#include <memory>
+
+#include "audio/device/EngineContext.h"
+#include "audio/device/TeardownQueue.h"
+#include "base/RenderRetirement.h"
+#include "input/MicBridgeOutput.h"
+#include "input/MicCapture.h"
+#include "input/PassthroughError.h"
+
+namespace sonmere {
+
+// Between which devices the mic runs, and at which rates in Hz.
+struct MicRoute {
+  AudioDeviceID input = kAudioObjectUnknown;
+  AudioDeviceID bridge = kAudioObjectUnknown;
+  double captureRate = 48000;
+  double bridgeRate = 48000;
+
+  bool isConverted() const;
+};
+
+// The input unit and the bridge's output unit: both run, or none. Main thread.
+class MicUnits {
+ public:
+  MicUnits(EngineContext& context, std::shared_ptr<MicRenderState> state);
+  // Waits for the tear-down.
+  ~MicUnits();
+
+  // Makes and starts both; on a failure nothing is left.
+  std::expected<void, PassthroughError> start(const MicRoute& route);
+  // Hands both to the tear-down queue; no callback touches the ring any more.
+  void stop();
+  bool isRunning() const { return capture_ != nullptr; }
+  const MicRoute& route() const { return route_; }
+  int channels() const { return channels_; }
+  // What the input device delivers by itself.
+  double nativeRate() const { return nativeRate_; }
+
+  RenderRetirement& retirement() { return retirement_; }
+
+ private:
+  using Made = std::expected<void, PassthroughError>;
+  Made makeInput(const MicRoute& route);
+  Made makeOutput(const MicRoute& route);
+  Made startBoth();
+
+  EngineContext& context_;
+  const std::shared_ptr<MicRenderState> state_;
+  RenderRetirement retirement_;
+  TeardownQueue teardown_;
+
+  // In this order: a unit goes before what its callback works on.
+  std::shared_ptr<MicCaptureContext> captureContext_;
+  std::shared_ptr<MicBridgeContext> bridgeContext_;
+  std::unique_ptr<OutputUnit> capture_, output_;
+  MicRoute route_;
+  int channels_ = 0;
+  double nativeRate_ = 0;
+};
+
+}  // namespace sonmere
