@@ -67,11 +67,12 @@ void GraphEdits::applyRate(const std::string& uid, double rate) {
   const SimulatedEndpoint* found = graph_.endpointForUID(uid);
   const SimulatedDevice* device = found ? graph_.device(found->id) : nullptr;
   if (!device || device->description().rateChangeDelay <= Duration::zero()) return apply(world_);
-  world_.runtime().mainQueue().postAfter(device->description().rateChangeDelay,
-                                         [weak = world_.weak_from_this(), apply] {
-                                           if (const auto world = weak.lock())
-                                             world->locked([&] { apply(*world); });
-                                         });
+  // The server's own work: it goes on while the program's main queue waits for it.
+  world_.runtime().globalQueue().postAfter(device->description().rateChangeDelay,
+                                           [weak = world_.weak_from_this(), apply] {
+                                             if (const auto world = weak.lock())
+                                               world->locked([&] { apply(*world); });
+                                           });
 }
 
 OSStatus GraphEdits::setBufferFrameSize(AudioDeviceID id, std::uint32_t frames) {

@@ -174,7 +174,7 @@ void SimulatedHost::restartService(Duration downFor) {
   if (downFor <= Duration::zero())
     comeBack();
   else
-    world_->runtime().mainQueue().postAfter(downFor, comeBack);
+    world_->runtime().globalQueue().postAfter(downFor, comeBack);
 }
 
 void SimulatedHost::sleep() {
