@@ -91,6 +91,10 @@ std::vector<Setting> ofCommands() {
       structure("sonmere.pinnedApps", "Apps that stay in the list", "sonmere pin and unpin"),
       structure("sonmere.callAudio.visibilityOverride", "Whether the row of calls is shown",
                 "sonmere hide and unhide"),
+      structure("sonmere.micPassthrough.*", "The microphone: device, channels, volume", "sonmere mic"),
+      structure("sonmere.mic.sends", "What of the microphone the Tracks get", "sonmere mic send"),
+      structure("sonmere.mic.extraSources.*", "Additional inputs of each device", "sonmere input"),
+      structure("sonmere.inputPin*", "The device that is kept as the default input", "sonmere input-lock"),
       structure("sonmere.perapp.profiles", "Saved routings", "sonmere profile"),
       structure("sonmere.perapp.*", "Routes, with their volumes and mutes", "sonmere route, volume and mute"),
   };

@@ -22,12 +22,17 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
       appTapEngine_([this] { return makeAppTapEngine(); }),
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
+      micEngine_([this] { return makeMicEngine(); }),
+      inputPinEngine_([this] { return std::make_shared<InputPinEngine>(context_); }),
       recordingsLibrary_([this] { return std::make_shared<RecordingsLibrary>(recordingContext_); }),
       recordings_([this] { return makeRecordings(); }),
       performanceMonitor_(environment_.runtime, latencyProbe_) {}
 
 ToneFerryApp::~ToneFerryApp() {
   appDelegate_.wire(nullptr, nullptr, nullptr);
+  if (const MicPassthroughEngine* mic = micEngine_.peek()) latencyProbe_.removeSource(*mic);
+  micEngine_.release();
+  inputPinEngine_.release();
   if (const VolumeMixerEngine* mixer = volumeMixerEngine_.peek()) latencyProbe_.removeSource(*mixer);
   // The mixer first: with the tap engine gone it would take the routed apps over.
   volumeMixerEngine_.release();
@@ -67,6 +72,12 @@ std::shared_ptr<VolumeMixerEngine> ToneFerryApp::makeVolumeMixerEngine() {
   return engine;
 }
 
+std::shared_ptr<MicPassthroughEngine> ToneFerryApp::makeMicEngine() {
+  auto engine = std::make_shared<MicPassthroughEngine>(context_);
+  latencyProbe_.addSource(*engine);
+  return engine;
+}
+
 std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
   recorderFeed_ = std::make_unique<TapEngineRecorderFeed>(*appTapEngine());
   auto recordings = std::make_shared<BusRecordings>(
@@ -83,6 +94,8 @@ void ToneFerryApp::startUp() {
   // The routed apps first: the mixer steps aside for them.
   appTapEngine()->start();
   volumeMixerEngine()->attach(appTapEngine());
+  micEngine()->launch();
+  inputPinEngine()->launch();
   performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->heardBundleIDs);
 }
 

@@ -11,6 +11,8 @@
 #include "app/PerformanceMonitor.h"
 #include "app/TapEngineRecorderFeed.h"
 #include "audio/engine/EngineContext.h"
+#include "input/InputPinEngine.h"
+#include "input/MicPassthroughEngine.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "recording/BusRecordings.h"
 #include "recording/library/RecordingsLibrary.h"
@@ -46,6 +48,8 @@ class ToneFerryApp {
   AppDelegate& appDelegate() { return appDelegate_; }
   const std::shared_ptr<AppTapEngine>& appTapEngine() { return appTapEngine_.get(); }
   const std::shared_ptr<VolumeMixerEngine>& volumeMixerEngine() { return volumeMixerEngine_.get(); }
+  const std::shared_ptr<MicPassthroughEngine>& micEngine() { return micEngine_.get(); }
+  const std::shared_ptr<InputPinEngine>& inputPinEngine() { return inputPinEngine_.get(); }
   const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
   LatencyProbe& latencyProbe() { return latencyProbe_; }
   const std::shared_ptr<RecordingsLibrary>& recordingsLibrary() { return recordingsLibrary_.get(); }
@@ -60,6 +64,7 @@ class ToneFerryApp {
  private:
   std::shared_ptr<AppTapEngine> makeAppTapEngine();
   std::shared_ptr<VolumeMixerEngine> makeVolumeMixerEngine();
+  std::shared_ptr<MicPassthroughEngine> makeMicEngine();
   std::shared_ptr<BusRecordings> makeRecordings();
   RecordingContext makeRecordingContext();
 
@@ -76,6 +81,8 @@ class ToneFerryApp {
   AppDelegate appDelegate_;
   Lazy<AppTapEngine> appTapEngine_;
   Lazy<VolumeMixerEngine> volumeMixerEngine_;
+  Lazy<MicPassthroughEngine> micEngine_;
+  Lazy<InputPinEngine> inputPinEngine_;
   std::unique_ptr<TapEngineRecorderFeed> recorderFeed_;
   Lazy<RecordingsLibrary> recordingsLibrary_;
   Lazy<BusRecordings> recordings_;

@@ -19,6 +19,7 @@
 #include "cli/DemoCommand.h"
 #include "cli/EditorCommands.h"
 #include "cli/ExitStatus.h"
+#include "cli/InputCommands.h"
 #include "cli/LoginItemCommand.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
@@ -193,6 +194,7 @@ constexpr std::pair<const char*, std::array<std::string_view, 12>> kGroups[] = {
     {"The program", {"run", "demo", "status", "watch", "report", "devices", "quit"}},
     {"Apps", {"apps", "volume", "mute", "eq", "limit", "direct", "hide", "unhide", "pin", "unpin", "remove"}},
     {"Per-app volume", {"mixer", "master", "output-eq", "boost"}},
+    {"Microphone", {"mic", "input", "input-lock"}},
     {"Routing and recording", {"route", "routing", "bus", "record", "profile"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
     {"Settings and help", {"settings", "login-item", "help", "completion"}},
@@ -253,6 +255,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRun(app, arguments);
   addRemoteCommands(app, arguments.run);
   addRoutingCommands(app, arguments.run);
+  addInputCommands(app, arguments.run);
   addDemo(app, arguments);
   addRecordingsCommands(app, arguments.run);
   addEditorCommands(app, arguments.run);

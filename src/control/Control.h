@@ -4,6 +4,7 @@
 
 #include "control/AppControl.h"
 #include "control/DeviceControl.h"
+#include "control/InputControl.h"
 #include "control/LibraryControl.h"
 #include "control/MeterControl.h"
 #include "control/Meters.h"
@@ -27,6 +28,7 @@ class Control {
       : apps_(app),
         mixer_(app),
         routing_(app),
+        input_(app),
         recordings_(app),
         profiles_(app),
         devices_(app),
@@ -41,6 +43,7 @@ class Control {
   AppControl& apps() { return apps_; }
   MixerControl& mixer() { return mixer_; }
   RoutingControl& routing() { return routing_; }
+  InputControl& input() { return input_; }
   RecordingControl& recordings() { return recordings_; }
   ProfileControl& profiles() { return profiles_; }
   DeviceControl& devices() { return devices_; }
@@ -52,15 +55,18 @@ class Control {
   MeterControl& looks() { return looks_; }
   // Changes of all of it.
   TopicWatch& changes() { return changes_; }
-  Meters meters() const { return {apps_.meters(), routing_.reductions(), recordings_.list(), {}}; }
+  Meters meters() const {
+    return {apps_.meters(), routing_.reductions(), recordings_.list(), input_.meters(), {}};
+  }
   // Whether anything is metered; without, the meters stand still.
-  bool isAnyMetered() const { return apps_.isAnyMetered() || !recordings_.list().empty(); }
+  bool isAnyMetered() const { return apps_.isAnyMetered() || !recordings_.list().empty() || input_.meters(); }
   void quit() { quit_(); }
 
  private:
   AppControl apps_;
   MixerControl mixer_;
   RoutingControl routing_;
+  InputControl input_;
   RecordingControl recordings_;
   ProfileControl profiles_;
   DeviceControl devices_;

@@ -25,6 +25,17 @@ ControlJSON orNull(const std::optional<T>& value) {
   return value ? ControlJSON(*value) : ControlJSON(nullptr);
 }
 
+ControlJSON metersOf(const InputMeters& input) {
+  ControlJSON channels = ControlJSON::array(), extras = ControlJSON::object();
+  for (const float peak : input.channelPeaks) channels.push_back(shortest(peak));
+  for (const auto& [id, peak] : input.extraPeaks) extras[id] = shortest(peak);
+  return {{"beforeDb", shortest(input.beforeDb)},
+          {"afterDb", shortest(input.afterDb)},
+          {"gainReductionDb", shortest(input.gainReductionDb)},
+          {"channelPeaks", channels},
+          {"inputPeaks", extras}};
+}
+
 ControlJSON levelOf(const AppMeters& meters) {
   return meters.levelDb ? ControlJSON(shortest(*meters.levelDb)) : ControlJSON(nullptr);
 }
@@ -75,6 +86,7 @@ ControlJSON encodeControl(const Meters& meters) {
   for (const auto& [bus, reduction] : meters.busReductionDb)
     buses[std::to_string(bus)] = {{"gainReductionDb", shortest(reduction)}};
   ControlJSON all = {{"apps", apps}, {"buses", buses}, {"recordings", encodeControl(meters.recordings)}};
+  if (meters.input) all["input"] = metersOf(*meters.input);
   if (meters.spectrum) all["spectrum"] = spectrumOf(*meters.spectrum);
   return all;
 }
@@ -134,6 +146,55 @@ ControlJSON encodeControl(const MixerState& mixer) {
 
 ControlJSON encodeControl(const MixerChange& change) {
   return {{"mixer", encodeControl(change.mixer)}, {"notes", change.notes}};
+}
+
+ControlJSON encodeControl(const InputDeviceState& device) {
+  return {{"id", device.id},
+          {"name", device.name},
+          {"channels", device.channels},
+          {"used", device.isUsed},
+          {"chosen", device.isChosen}};
+}
+
+ControlJSON encodeControl(const ExtraInputState& input) {
+  return {{"id", input.id},
+          {"name", input.name},
+          {"channel", input.channel},
+          {"volume", shortest(input.volume)},
+          {"muted", input.isMuted},
+          {"pan", shortest(input.pan)},
+          {"equaliser", encodeControl(input.equaliser)}};
+}
+
+ControlJSON encodeControl(const InputState& input) {
+  ControlJSON sends = ControlJSON::object();
+  for (const auto& [bus, volume] : input.sends) sends[std::to_string(bus)] = shortest(volume);
+  return {{"enabled", input.isEnabled},
+          {"running", input.isRunning},
+          {"onFallback", input.isOnFallback},
+          {"newDevice", orNull(input.newDevice)},
+          {"devices", encodeControl(input.devices)},
+          {"channels", input.channels},
+          {"volume", shortest(input.volume)},
+          {"equaliser", encodeControl(input.equaliser)},
+          {"limiter", {{"enabled", input.limiter.isEnabled}, {"ceilingDb", input.limiter.ceilingDb}}},
+          {"sends", sends},
+          {"inputs", encodeControl(input.extras)},
+          {"captureRate", input.captureRate},
+          {"bridgeRate", input.bridgeRate},
+          {"addedDelayMs", input.addedDelayMs},
+          {"lock",
+           {{"enabled", input.lock.isEnabled},
+            {"device", input.lock.device},
+            {"name", input.lock.name},
+            {"present", input.lock.isPresent},
+            {"backingOff", input.lock.isBackingOff},
+            {"restores", input.lock.restores}}},
+          {"error", orNull(input.error)}};
+}
+
+ControlJSON encodeControl(const InputChange& change) {
+  return {{"input", encodeControl(change.input)}, {"notes", change.notes}};
 }
 
 ControlJSON encodeControl(const RecordingState& recording) {

@@ -5,6 +5,7 @@
 #include "control/AppState.h"
 #include "control/ControlMessage.h"
 #include "control/DeviceState.h"
+#include "control/InputState.h"
 #include "control/Meters.h"
 #include "control/MixerState.h"
 #include "control/ProfileState.h"
@@ -29,6 +30,10 @@ ControlJSON encodeControl(const BusState& bus);
 ControlJSON encodeControl(const BusChange& change);
 ControlJSON encodeControl(const RoutingOverview& routing);
 ControlJSON encodeControl(const RoutingChange& change);
+ControlJSON encodeControl(const InputDeviceState& device);
+ControlJSON encodeControl(const ExtraInputState& input);
+ControlJSON encodeControl(const InputState& input);
+ControlJSON encodeControl(const InputChange& change);
 ControlJSON encodeControl(const RecordingState& recording);
 ControlJSON encodeControl(const RecordingHealthState& health);
 ControlJSON encodeControl(const ProfileState& profile);

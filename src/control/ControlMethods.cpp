@@ -116,6 +116,7 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addApps();
   addMixer();
   addRouting();
+  addInput();
   addRecordings();
   addProfiles();
   addSettings();
@@ -207,6 +208,85 @@ void ControlMethods::addRouting() {
   add(
       "bus.limiter", [](ControlParams& p) { return std::pair(p.whole("bus"), p.numberOrNull("ceilingDb")); },
       [this](const auto& v) { return answer(control_.routing().setLimiter(v.first, v.second)); });
+}
+
+namespace {
+
+struct ExtraRequest {
+  std::string input;
+  InputControl::ExtraEdit edit;
+};
+
+// What is left out stays.
+InputControl::ExtraEdit readExtraEdit(ControlParams& p) {
+  InputControl::ExtraEdit edit;
+  edit.name = p.textIf("name");
+  edit.channel = p.wholeIf("channel");
+  if (const auto volume = p.numberIf("volume")) edit.volume = float(*volume);
+  if (const auto pan = p.numberIf("pan")) edit.pan = float(*pan);
+  edit.isMuted = p.flagIf("muted");
+  return edit;
+}
+
+}  // namespace
+
+void ControlMethods::addInput() {
+  add("input", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.input().state()); });
+  add("mic.enable", readFlag("enabled"), [this](bool on) { return answer(control_.input().setEnabled(on)); });
+  add(
+      "mic.select", [](ControlParams& p) { return p.text("device"); },
+      [this](const std::string& device) { return answer(control_.input().select(device)); });
+  add("mic.volume", readVolume,
+      [this](VolumeRequest request) { return answer(control_.input().setVolume(request)); });
+  add(
+      "mic.channels", [](ControlParams& p) { return p.text("channels"); },
+      [this](const std::string& channels) { return answer(control_.input().setChannels(channels)); });
+  add("mic.equaliser", readEqualiser, [this](const ControlJSON& object) -> Outcome<ControlJSON> {
+    const auto settings = decodeEqualiser(object);
+    if (!settings) return std::unexpected(settings.error());
+    return answer(control_.input().setEqualiser(*settings));
+  });
+  add(
+      "mic.limiter", [](ControlParams& p) { return p.numberOrNull("ceilingDb"); },
+      [this](const std::optional<double>& ceiling) { return answer(control_.input().setLimiter(ceiling)); });
+  add(
+      "mic.send", [](ControlParams& p) { return std::pair(p.whole("bus"), p.numberOrNull("volume")); },
+      [this](const auto& v) {
+        return answer(
+            control_.input().setSend(v.first, v.second ? std::optional(float(*v.second)) : std::nullopt));
+      });
+  addExtraInputs();
+  add("inputLock.enable", readFlag("enabled"),
+      [this](bool on) { return answer(control_.input().setLock(on)); });
+  add(
+      "inputLock.select", [](ControlParams& p) { return p.text("device"); },
+      [this](const std::string& device) { return answer(control_.input().lockTo(device)); });
+}
+
+void ControlMethods::addExtraInputs() {
+  add("input.add", readExtraEdit,
+      [this](const auto& edit) { return answer(control_.input().addExtra(edit)); });
+  add(
+      "input.set",
+      [](ControlParams& p) {
+        std::string input = p.text("input");
+        return ExtraRequest{std::move(input), readExtraEdit(p)};
+      },
+      [this](const ExtraRequest& request) {
+        return answer(control_.input().changeExtra(request.input, request.edit));
+      });
+  add(
+      "input.equaliser", [](ControlParams& p) { return std::pair(p.text("input"), p.object("equaliser")); },
+      [this](const auto& v) -> Outcome<ControlJSON> {
+        const auto settings = decodeEqualiser(v.second);
+        if (!settings) return std::unexpected(settings.error());
+        InputControl::ExtraEdit edit;
+        edit.equaliser = *settings;
+        return answer(control_.input().changeExtra(v.first, edit));
+      });
+  add(
+      "input.remove", [](ControlParams& p) { return p.text("input"); },
+      [this](const std::string& input) { return answer(control_.input().removeExtra(input)); });
 }
 
 void ControlMethods::addRecordings() {

@@ -48,6 +48,8 @@ class ControlMethods {
   void addApps();
   void addMixer();
   void addRouting();
+  void addInput();
+  void addExtraInputs();
   void addRecordings();
   void addProfiles();
   void addSettings();

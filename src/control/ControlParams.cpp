@@ -92,6 +92,14 @@ bool ControlParams::flagOr(const char* name, bool absent) {
   return absent;
 }
 
+std::optional<bool> ControlParams::flagIf(const char* name) {
+  const ControlJSON* value = take(name, "true or false", false);
+  if (!value) return std::nullopt;
+  if (value->is_boolean()) return bool(*value);
+  fail();
+  return {};
+}
+
 std::optional<double> ControlParams::numberOrNull(const char* name) {
   const ControlJSON* value = take(name, "a number or null");
   if (value && value->is_null()) return std::nullopt;

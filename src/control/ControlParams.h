@@ -30,6 +30,7 @@ class ControlParams {
   // Nothing when it is not there.
   std::optional<double> numberIf(const char* name);
   std::optional<int> wholeIf(const char* name);
+  std::optional<bool> flagIf(const char* name);
   std::optional<std::string> textIf(const char* name);
   std::optional<std::vector<int>> wholesIf(const char* name);
   // Null stands for nothing.

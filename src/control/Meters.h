@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "control/InputState.h"
 #include "control/MeterControl.h"
 #include "control/RecordingState.h"
 
@@ -24,6 +25,7 @@ struct Meters {
   std::map<std::string, AppMeters> apps;
   std::map<int, float> busReductionDb;  // what the limiters of the running buses take away now
   std::vector<RecordingState> recordings;
+  std::optional<InputMeters> input;       // nothing while the microphone is off
   std::optional<SpectrumState> spectrum;  // the one that this client looks at
 };
 

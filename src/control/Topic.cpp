@@ -14,6 +14,8 @@ const char* name(Topic topic) {
       return "routing";
     case Topic::effects:
       return "effects";
+    case Topic::input:
+      return "input";
     case Topic::recording:
       return "recording";
     case Topic::devices:

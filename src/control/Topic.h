@@ -9,11 +9,11 @@
 namespace sonmere {
 
 // What the façade tells the changes of, each by itself.
-enum class Topic { apps, mixer, routing, effects, recording, devices, settings, program, library };
+enum class Topic { apps, mixer, routing, effects, input, recording, devices, settings, program, library };
 
-inline constexpr std::array kTopics{Topic::apps,     Topic::mixer,     Topic::routing,
-                                    Topic::effects,  Topic::recording, Topic::devices,
-                                    Topic::settings, Topic::program,   Topic::library};
+inline constexpr std::array kTopics{Topic::apps,    Topic::mixer,     Topic::routing, Topic::effects,
+                                    Topic::input,   Topic::recording, Topic::devices, Topic::settings,
+                                    Topic::program, Topic::library};
 
 using TopicSet = std::set<Topic>;
 

@@ -64,6 +64,16 @@ TopicJSON mixerValue(MixerControl& mixer) {
           {"wishes", members(all, {"enabled", "masterVolume", "boostAllowed", "outputEqualiser"})}};
 }
 
+TopicJSON inputValue(InputControl& input) {
+  const ControlJSON all = encodeControl(input.state());
+  TopicJSON value = byMember(all.at("devices"), "id", "devices");
+  value["inputs"] = byMember(all.at("inputs"), "id", "inputs");
+  value["lock"] = TopicJSON(all.at("lock"));
+  value["facts"] = members(all, {"running", "onFallback", "newDevice", "captureRate", "bridgeRate", "error"});
+  value["wishes"] = members(all, {"enabled", "channels", "volume", "equaliser", "limiter", "sends"});
+  return value;
+}
+
 TopicJSON routingValue(Control& control) {
   const RoutingOverview routing = control.routing().state();
   TopicJSON value = byMember(encodeControl(control.profiles().list()), "id", "profiles");
@@ -117,6 +127,8 @@ TopicJSON valueOf(Topic topic, Control& control) {
       return routingValue(control);
     case Topic::effects:
       return effectsValue(control);
+    case Topic::input:
+      return inputValue(control.input());
     case Topic::recording:
       return recordingValue(control);
     case Topic::devices:

@@ -47,6 +47,18 @@ void TopicWatch::listen() {
   on(mixer.directBundleIDs, {Topic::apps});
   on(mixer.outputEQSettings, {Topic::mixer});
   on(mixer.heardBundleIDs, {Topic::apps, Topic::mixer});
+  MicPassthroughEngine& mic = *app_.micEngine();
+  on(mic.isEnabled, {Topic::input, Topic::settings});
+  on(mic.errorMessage, {Topic::input});
+  on(mic.micVolume, {Topic::input});
+  on(mic.newlyAvailableInput, {Topic::input});
+  on(mic.devices().availableMics, {Topic::input});
+  on(mic.devices().selectedMicID, {Topic::input});
+  on(mic.extras().extraSources, {Topic::input});
+  InputPinEngine& lock = *app_.inputPinEngine();
+  on(lock.isEnabled, {Topic::input});
+  on(lock.pinnedDevicePresent, {Topic::input});
+  on(lock.sessionRestoreCount, {Topic::input});
   BusRecordings& recordings = *app_.recordings();
   on(recordings.busRecordingStatuses, {Topic::recording});
   on(recordings.errorMessage, {Topic::recording});

@@ -17,6 +17,8 @@ constexpr const char* kBoostAllowedKey = "sonmere.boostAllowed";
 constexpr Duration kDeviceEnumInterval = std::chrono::seconds(10);
 constexpr Duration kVolumeSaveDelay = fromMilliseconds(500);
 constexpr Duration kLevelInterval = fromMilliseconds(33);
+constexpr const char* kMicSendsKey = "sonmere.mic.sends";
+constexpr double kMaxMicSend = 2;
 
 bool sameObjects(const std::vector<AudioObjectID>& a, const std::vector<AudioObjectID>& b) {
   return std::set(a.begin(), a.end()) == std::set(b.begin(), b.end());
@@ -65,10 +67,27 @@ AppTapEngine::~AppTapEngine() {
   context_.rendering.waitForTeardown();
 }
 
+// The microphone's levels on the buses.
+void AppTapEngine::loadMicSends() {
+  const auto sends = context_.settings.dictionary(kMicSendsKey);
+  if (!sends) return;
+  for (int bus = 0; bus < kBusCount; ++bus) {
+    const auto found = sends->find(std::to_string(bus));
+    if (found == sends->end()) continue;
+    const auto* const whole = found->second.as<std::int64_t>();
+    const auto* const number = found->second.as<double>();
+    const double level = whole ? double(*whole) : number ? *number : 0;
+    if (!(level > 0 && level <= kMaxMicSend)) continue;
+    context_.micSend.gains[std::size_t(bus)] = float(level);
+    outputs_.reconcile(bus);
+  }
+}
+
 void AppTapEngine::start() {
   expectRoutes();
   discovery_.installListeners();
   refreshApps();
+  loadMicSends();
 }
 
 // Rows.
@@ -433,6 +452,11 @@ void AppTapEngine::setBoostAllowed(bool allowed) {
 void AppTapEngine::setMicSend(int bus, float gain) {
   if (!isBus(bus)) return;
   context_.micSend.gains[std::size_t(bus)] = gain;
+  SettingsValue::Dictionary sends;
+  for (int each = 0; each < kBusCount; ++each)
+    if (const float level = context_.micSend.gains[std::size_t(each)]; level > 0)
+      sends[std::to_string(each)] = level;
+  context_.settings.set(kMicSendsKey, sends);
   outputs_.reconcile(bus);
 }
 

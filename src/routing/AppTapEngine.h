@@ -91,6 +91,7 @@ class AppTapEngine final : public LatencySource {
   BusOutputs& outputs() { return outputs_; }
   BusRenderState& renderState() { return *core_.render; }
   // Level of the mic send into a bus; above 0.001 it keeps the bus's unit running.
+  // What of the microphone a bus gets, linear, 0 to 2; kept for the next start.
   void setMicSend(int bus, float gain);
 
   // Recording: what the render of a bus feeds, and the rate that a running file binds the bus to.
@@ -108,6 +109,7 @@ class AppTapEngine final : public LatencySource {
   std::vector<RingReport> latencyRings() const override;
 
  private:
+  void loadMicSends();
   TappedAppInfo* findRow(const std::string& bundleID);
   std::vector<TappedAppInfo> mergeRows(const std::vector<PendingAppFamily>& families);
   void readRows();

@@ -8,6 +8,7 @@
 
 #include "app/SettingsTable.h"
 #include "base/VirtualRuntime.h"
+#include "platform/simulated/SimulatedPlatform.h"
 #include "recording/RecordingBitDepth.h"
 #include "support/AppWorld.h"
 
@@ -501,6 +502,77 @@ TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {
   EXPECT_GE(call("devices")->size(), 13u);
   ASSERT_TRUE(call("quit"));
   EXPECT_TRUE(hasQuit);
+}
+
+TEST_F(ControlMethodsTest, TheMicrophoneIsHeardShapedAndSent) {
+  auto& machine = dynamic_cast<SimulatedPlatform&>(world.platform.platform());
+  const auto bridge = machine.host().readInput("ToneFerry_UID");
+  const auto track = machine.host().readInput("ToneFerry_UID_Track_2");
+  const auto peaks = [&] {
+    bridge->takePeak(), track->takePeak();
+    wait(1);
+    return std::pair(bridge->takePeak(), track->takePeak());
+  };
+  ASSERT_TRUE(call("mic.enable", R"({"enabled":true})"));
+  wait(0.5);
+  const float full = peaks().first;
+  EXPECT_GT(full, 0.05f);
+  EXPECT_EQ(peaks().second, 0.0f);
+  EXPECT_EQ((*call("mic.volume", R"({"volume":0.5})"))["input"]["volume"], 0.5);
+  const auto sent = *call("mic.send", R"({"bus":3,"volume":0.5})");
+  EXPECT_EQ(sent["input"]["sends"], ControlJSON({{"3", 0.5}}));
+  wait(0.5);
+  const auto [half, quarter] = peaks();
+  EXPECT_NEAR(half, full / 2, full / 50);
+  EXPECT_NEAR(quarter, full / 4, full / 50);
+  const Meters meters = control.meters();
+  ASSERT_TRUE(meters.input);
+  EXPECT_GT(meters.input->beforeDb, meters.input->afterDb + 5);
+  ASSERT_EQ(meters.input->channelPeaks.size(), 1u);
+
+  ASSERT_TRUE(call("mic.send", R"({"bus":3,"volume":null})"));
+  ASSERT_TRUE(call("mic.enable", R"({"enabled":false})"));
+  EXPECT_EQ(peaks(), (std::pair<float, float>(0, 0)));
+  EXPECT_FALSE(control.meters().input);
+}
+
+TEST_F(ControlMethodsTest, TheMicrophonesSettingsAreToldAndHeld) {
+  const auto chosen = *call("mic.select", R"({"device":"headset"})");
+  ASSERT_EQ(chosen["input"]["devices"].size(), 2u) << "not the program's own";
+  EXPECT_EQ(chosen["input"]["devices"][1]["used"], true);
+  EXPECT_EQ((*call("mic.volume", R"({"volume":5})"))["notes"][0], "volume held to 200 %");
+  EXPECT_EQ((*call("mic.channels", R"({"channels":"3,4"})"))["notes"][0],
+            "USB Headset has 1 channels; what is beyond takes the last");
+  EXPECT_EQ((*call("input"))["channels"], "3,4");
+  EXPECT_EQ((*call("mic.equaliser", R"({"equaliser":{"highPassHz":1}})"))["input"]["equaliser"]["highPassHz"], 20.0);
+  EXPECT_EQ((*call("mic.limiter", R"({"ceilingDb":-30})"))["input"]["limiter"]["ceilingDb"], -12.0);
+  const auto extra = *call("input.add", R"({"channel":1,"name":"Guitar","volume":9,"pan":-0.5})");
+  EXPECT_EQ(extra["input"]["inputs"][0]["volume"], 2.0);
+  EXPECT_EQ(extra["notes"].size(), 2u);
+  const auto muted = *call("input.set", R"({"input":"guit","muted":true,"channel":2})");
+  EXPECT_EQ(muted["input"]["inputs"][0]["muted"], true);
+  EXPECT_EQ(muted["input"]["inputs"][0]["channel"], 2);
+  EXPECT_EQ(muted["input"]["inputs"][0]["pan"], -0.5) << "what is left out stays";
+  EXPECT_EQ((*call("input.remove", R"({"input":"Guitar"})"))["input"]["inputs"].size(), 0u);
+
+  EXPECT_EQ(code("inputLock.enable", R"({"enabled":true})"), int(ControlFault::badValue)) << "to which?";
+  EXPECT_EQ((*call("inputLock.select", R"({"device":"headset"})"))["input"]["lock"]["name"], "USB Headset");
+  wait(1);
+  EXPECT_EQ((*call("input"))["lock"]["restores"], 1);
+
+  for (const auto& [method, params] : {std::pair{"mic.select", R"({"device":"nowhere"})"},
+                                       {"mic.select", R"({"device":""})"},
+                                       {"mic.send", R"({"bus":1,"volume":1})"},
+                                       {"mic.send", R"({"bus":0,"volume":1})"},
+                                       {"mic.send", R"({"bus":10,"volume":1})"},
+                                       {"mic.channels", R"({"channels":"0,1"})"},
+                                       {"mic.channels", R"({"channels":"left"})"},
+                                       {"input.add", R"({"channel":2})"},
+                                       {"input.add", R"({"channel":0})"},
+                                       {"input.add", R"({"channel":1,"name":"a\u0007"})"},
+                                       {"input.set", R"({"input":"nobody","volume":1})"},
+                                       {"input.remove", R"({"input":""})"}})
+    EXPECT_NE(code(method, params), 0) << method << params;
 }
 
 }  // namespace
