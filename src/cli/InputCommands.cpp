@@ -186,15 +186,15 @@ void Builder::addMicrophone() {
   CLI::App* mic = app_.add_subcommand("mic", "Play the microphone into the bridge, and shape it");
   mic->require_subcommand(1);
   add(*mic, "status", "The microphone, its settings, and what hinders it", showMic);
-  add(*mic, "on", "Turn it on, now and at the next start", [](const Given& a) {
-    return change(a, "mic.enable", {{"enabled", true}});
+  add(*mic, "on", "Turn it on, now and at the next start", [](const Given& given) {
+    return change(given, "mic.enable", {{"enabled", true}});
   });
-  add(*mic, "off", "Turn it off", [](const Given& a) {
-    return change(a, "mic.enable", {{"enabled", false}});
+  add(*mic, "off", "Turn it off", [](const Given& given) {
+    return change(given, "mic.enable", {{"enabled", false}});
   });
   add(*mic, "select", "Choose the input device",
-      [](const Given& a) {
-        return change(a, "mic.select", {{"device", a->first}});
+      [](const Given& given) {
+        return change(given, "mic.select", {{"device", given->first}});
       })
       ->add_option("DEVICE", a->first, "Its identifier or name, or any part that fits no other")
       ->required();
@@ -202,8 +202,8 @@ void Builder::addMicrophone() {
       ->add_option("VOLUME", a->first, "A gain from 0 to 2, 50%, -6dB, or a step as +5% or -3dB+")
       ->required();
   add(*mic, "channels", "Choose which channels of the device are left and right",
-      [](const Given& a) {
-        return change(a, "mic.channels", {{"channels", a->first}});
+      [](const Given& given) {
+        return change(given, "mic.channels", {{"channels", given->first}});
       })
       ->add_option("auto|1|2|stereo", a->first,
                    "auto follows what is plugged in; or two channels from 1, as 3,4")
@@ -230,7 +230,7 @@ void Builder::addInputs() {
   CLI::App* inputs = app_.add_subcommand("input", "Further inputs of the microphone's device");
   inputs->require_subcommand(1);
   add(*inputs, "list", "The additional inputs, and the devices",
-      [](const Given& a) { return input(a, "input", ControlJSON::object()); });
+      [](const Given& given) { return input(given, "input", ControlJSON::object()); });
   CLI::App* added = add(*inputs, "add", "Mix a channel of the device into the microphone", addInput);
   added->add_option("CHANNEL", a->first, "Which channel of the device, from 1")->required();
   addExtraOptions(added);
@@ -239,8 +239,8 @@ void Builder::addInputs() {
   addExtraOptions(set);
   set->add_option("--eq", a->equaliser, "Any of hp:HZ, bell:HZ:DB:Q, lp:HZ with commas between, or off");
   add(*inputs, "remove", "Mix an additional input in no more",
-      [](const Given& a) {
-        return input(a, "input.remove", {{"input", a->first}});
+      [](const Given& given) {
+        return input(given, "input.remove", {{"input", given->first}});
       })
       ->add_option("INPUT", a->first, "Its name, or any part that fits no other")
       ->required();

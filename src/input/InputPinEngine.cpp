@@ -27,20 +27,12 @@ InputPinEngine::InputPinEngine(EngineContext& context) : context_(context) {
   pinnedName.set(context.settings.string(kDeviceNameKey));
 }
 
-InputPinEngine::~InputPinEngine() {
-  for (const ListenerID listener : listeners_) context_.platform.hardware().removeListener(listener);
-}
-
 void InputPinEngine::listen(AudioProperty property, bool refreshesList, Duration delay, const char* reason) {
-  const auto listener = context_.platform.hardware().addListener(
-      kAudioObjectSystemObject, property, AudioScope::global, context_.runtime.mainQueue(),
-      [weak = std::weak_ptr(self_), refreshesList, delay, reason] {
-        const auto self = weak.lock();
-        if (!self) return;
-        if (refreshesList) (*self)->refreshInputs();
-        (*self)->schedule(delay, reason);
-      });
-  if (listener) listeners_.push_back(*listener);
+  listeners_.emplace_back().listen(context_.hardware(), kAudioObjectSystemObject, property,
+                                   context_.runtime.mainQueue(), [this, refreshesList, delay, reason] {
+                                     if (refreshesList) refreshInputs();
+                                     schedule(delay, reason);
+                                   });
 }
 
 void InputPinEngine::launch() {
@@ -52,9 +44,9 @@ void InputPinEngine::launch() {
 }
 
 void InputPinEngine::refreshInputs() {
-  availableInputs.set(MicDevices::list(context_.platform.hardware()));
+  availableInputs.set(MicDevices::list(context_.hardware()));
   pinnedDevicePresent.set(
-      CoreAudioUtils::deviceForUID(context_.platform.hardware(), pinnedUID->value_or("")).has_value());
+      CoreAudioUtils::deviceForUID(context_.hardware(), pinnedUID->value_or("")).has_value());
 }
 
 void InputPinEngine::setEnabled(bool enabled) {
@@ -94,7 +86,7 @@ bool InputPinEngine::mustBackOff(Date now) {
 }
 
 void InputPinEngine::enforce(const std::string& reason) {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   if (!*isEnabled || pinnedUID->value_or("").empty()) return;
   const auto device = CoreAudioUtils::deviceForUID(hardware, **pinnedUID);
   if (!device) {

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
+#include "audio/engine/PropertyListener.h"
 #include "base/Observable.h"
 #include "base/TaskToken.h"
 #include "input/MicDevice.h"
@@ -22,7 +23,6 @@ class InputPinEngine {
   static constexpr const char* kDeviceNameKey = "sonmere.inputPinDeviceName";
 
   explicit InputPinEngine(EngineContext& context);
-  ~InputPinEngine();
 
   // Follows the default input and the devices from now on, and looks a second later. Once.
   void launch();
@@ -50,8 +50,7 @@ class InputPinEngine {
   ScopedTask enforceTask_;
   std::deque<Date> recentRestores_;
   std::optional<Date> backoffUntil_;
-  std::vector<ListenerID> listeners_;
-  std::shared_ptr<InputPinEngine*> self_ = std::make_shared<InputPinEngine*>(this);
+  std::vector<PropertyListener> listeners_;
 };
 
 }  // namespace sonmere

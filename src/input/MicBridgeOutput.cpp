@@ -81,15 +81,16 @@ struct Reading {
 
 }  // namespace
 
-OSStatus micBridgeCallback(void* refcon, const AudioTimeStamp&, std::uint32_t frames,
+OSStatus micBridgeCallback(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
                            AudioBufferList buffers) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
-  MicBridgeContext& context = *static_cast<MicBridgeContext*>(refcon);
+  MicBridgeContext& context = RenderContext::of<MicBridgeContext>(refcon);
   const RenderReader::Block inside(*context.gate.reader);
   if (!context.gate.isOpen()) {
     silence(buffers);
     return noErr;
   }
+  context.beginCycle(time, frames);
   MicRenderState& state = *context.state;
   MicCounters& counters = state.counters;
   counters.outputRenders.add(1);

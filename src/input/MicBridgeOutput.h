@@ -3,21 +3,23 @@
 #include <memory>
 
 #include "audio/device/OutputUnit.h"
+#include "audio/engine/RenderContext.h"
 #include "input/CallbackGate.h"
 #include "input/MicRenderState.h"
 
 namespace sonmere {
 
 // What the bridge's output callback works on.
-struct MicBridgeContext {
-  explicit MicBridgeContext(std::shared_ptr<MicRenderState> itsState) : state(std::move(itsState)) {}
+struct MicBridgeContext : RenderContext {
+  MicBridgeContext(std::shared_ptr<MicRenderState> itsState, double rate)
+      : RenderContext(rate), state(std::move(itsState)) {}
   const std::shared_ptr<MicRenderState> state;
-  CallbackGate gate;
+  CallbackGate gate{reader};
 };
 
 // Empties the mic's ring into the bridge; a ring that holds too little plays silence and stays as it is.
-// Where capture and bridge run on different rates, what gathers is trimmed. `refcon` is a MicBridgeContext.
-// Render thread of the bridge device.
+// Where capture and bridge run on different rates, what gathers is trimmed. `refcon` is for
+// RenderContext::of<MicBridgeContext>. Render thread of the bridge device.
 OSStatus micBridgeCallback(void* refcon, const AudioTimeStamp& time, std::uint32_t frames,
                            AudioBufferList buffers) noexcept SONMERE_NONBLOCKING;
 

@@ -22,7 +22,7 @@ struct MicCaptureContext {
   const int channels;
   const double rate;           // Hz, of the captured frames
   OutputUnit* unit = nullptr;  // set before it starts
-  CallbackGate gate;
+  CallbackGate gate{std::make_shared<RenderReader>()};
 
   std::vector<float> captured;  // interleaved
   std::vector<float> stereo;

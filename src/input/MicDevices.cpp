@@ -53,11 +53,11 @@ std::optional<MicDevice> MicDevices::find(std::string_view uid) const {
 std::optional<MicDevice> MicDevices::selected() const { return find(usedUID_); }
 
 int MicDevices::channelCount(const MicDevice& device) const {
-  return CoreAudioUtils::inputChannelCount(context_.platform.hardware(), device.id);
+  return CoreAudioUtils::inputChannelCount(context_.hardware(), device.id);
 }
 
 std::optional<MicDevice> MicDevices::fallback() const {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   if (const auto standard = CoreAudioUtils::defaultInput(hardware)) {
     const auto found = std::ranges::find(*availableMics, *standard, &MicDevice::id);
     if (found != availableMics->end()) return *found;
@@ -75,7 +75,7 @@ std::optional<MicDevice> MicDevices::choose() const {
 }
 
 bool MicDevices::refresh() {
-  availableMics.set(list(context_.platform.hardware()));
+  availableMics.set(list(context_.hardware()));
   const auto chosen = choose();
   const std::string uid = chosen ? chosen->uid : "";
   const auto id = chosen ? std::optional(chosen->id) : std::nullopt;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "base/Observable.h"
 #include "input/MicDevice.h"
 

@@ -13,7 +13,6 @@ namespace {
 constexpr const char* kSourcesPrefix = "sonmere.mic.extraSources.";
 constexpr const char* kEQPrefix = "sonmere.appEQSettings.__micextra__";
 constexpr Duration kPersistDelay = fromMilliseconds(500);
-constexpr Duration kSnapshotGrace = std::chrono::seconds(2);
 
 // What a stranger may have written into the settings.
 MicExtraSource held(MicExtraSource source) {
@@ -25,9 +24,8 @@ MicExtraSource held(MicExtraSource source) {
 
 }  // namespace
 
-MicExtras::MicExtras(EngineContext& context, std::shared_ptr<MicRenderState> state,
-                     RenderRetirement& retirement)
-    : context_(context), state_(std::move(state)), retirement_(retirement) {}
+MicExtras::MicExtras(EngineContext& context, std::shared_ptr<MicRenderState> state)
+    : context_(context), state_(std::move(state)) {}
 
 MicExtras::~MicExtras() {
   if (isUnstored_) store();
@@ -138,7 +136,7 @@ void MicExtras::publish() {
                      slot == slots_.end() ? -1 : slot->second, equaliser.isEnabled,
                      coefficients(equaliser, rate), panL, panR});
   }
-  state_->extraSources.publish(std::move(list), retirement_, kSnapshotGrace);
+  state_->extraSources.publish(std::move(list), context_.rendering.retirement, kSnapshotGrace);
 }
 
 }  // namespace sonmere

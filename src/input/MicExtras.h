@@ -4,9 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "base/Observable.h"
-#include "base/RenderRetirement.h"
 #include "base/TaskToken.h"
 #include "dsp/AppEQSettings.h"
 #include "input/MicExtraSource.h"
@@ -17,7 +16,7 @@ namespace sonmere {
 // The additional inputs of the selected device: what is stored, and what the capture mixes. Main thread.
 class MicExtras {
  public:
-  MicExtras(EngineContext& context, std::shared_ptr<MicRenderState> state, RenderRetirement& retirement);
+  MicExtras(EngineContext& context, std::shared_ptr<MicRenderState> state);
   // Stores what has not been stored yet.
   ~MicExtras();
 
@@ -46,7 +45,6 @@ class MicExtras {
 
   EngineContext& context_;
   const std::shared_ptr<MicRenderState> state_;
-  RenderRetirement& retirement_;
   std::string deviceUID_;
   double captureRate_ = 0;
   std::map<std::string, int> slots_;  // by source

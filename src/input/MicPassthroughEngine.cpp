@@ -6,6 +6,8 @@
 #include <cmath>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "audio/engine/Rates.h"
+#include "audio/engine/SettleTimes.h"
 #include "dsp/EffectSettingsCodec.h"
 
 namespace sonmere {
@@ -18,12 +20,9 @@ constexpr const char* kLimiterKey = "sonmere.appLimiterSettings.__mic__";
 
 constexpr Duration kRetryDelay = std::chrono::seconds(1);
 constexpr Duration kDualMonoSettleTime = fromMilliseconds(100);
-// A device list changes in several steps, and a server that comes back lists its devices one by one.
+// A device list changes in several steps.
 constexpr Duration kDeviceSettleTime = fromMilliseconds(300);
-constexpr Duration kRestartSettleTime = std::chrono::seconds(2);
 constexpr Duration kConvertedCheckDelay = std::chrono::seconds(2);
-constexpr double kSameRateHz = 1.0;
-constexpr double kFallbackRate = 48000;
 
 constexpr const char* kRefused = "Microphone access is required for mic passthrough.";
 
@@ -47,7 +46,7 @@ MicPassthroughEngine::MicPassthroughEngine(EngineContext& context)
       state_(std::make_shared<MicRenderState>(context.micSend)),
       devices_(context),
       units_(context, state_),
-      extras_(context, state_, units_.retirement()),
+      extras_(context, state_),
       rateForce_(context),
       routeCheck_(context, state_) {
   const SettingsStore& settings = context.settings;
@@ -63,32 +62,23 @@ MicPassthroughEngine::MicPassthroughEngine(EngineContext& context)
   routeCheck_.heal = [this] { restart(); };
 }
 
-MicPassthroughEngine::~MicPassthroughEngine() {
-  for (const ListenerID listener :
-       {bridgeRateListener_, deviceListListener_, restartListener_, inputRateListener_})
-    if (listener) context_.platform.hardware().removeListener(listener);
-  stop();
-}
+MicPassthroughEngine::~MicPassthroughEngine() { stop(); }
 
-ListenerID MicPassthroughEngine::listen(AudioObjectID object, AudioProperty property,
-                                        void (MicPassthroughEngine::*handler)()) {
-  const auto listener = context_.platform.hardware().addListener(object, property, AudioScope::global,
-                                                                 context_.runtime.mainQueue(),
-                                                                 [weak = std::weak_ptr(self_), handler] {
-                                                                   if (const auto self = weak.lock())
-                                                                     ((*self)->*handler)();
-                                                                 });
-  return listener.value_or(0);
+void MicPassthroughEngine::listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
+                                  void (MicPassthroughEngine::*handler)(), const char* what) {
+  const OSStatus status = listener.listen(context_.hardware(), object, property, context_.runtime.mainQueue(),
+                                          [this, handler] { (this->*handler)(); });
+  if (status != noErr)
+    context_.log.warning(
+        fmt::format("MicPassthroughEngine: failed to register {} listener (status={})", what, status));
 }
 
 void MicPassthroughEngine::launch() {
   isLaunched_ = true;
-  deviceListListener_ =
-      listen(kAudioObjectSystemObject, AudioProperty::devices, &MicPassthroughEngine::devicesChanged);
-  if (!deviceListListener_)
-    context_.log.warning("MicPassthroughEngine: failed to register device-list listener");
-  restartListener_ = listen(kAudioObjectSystemObject, AudioProperty::serviceRestarted,
-                            &MicPassthroughEngine::serverCameBack);
+  listen(deviceListListener_, kAudioObjectSystemObject, AudioProperty::devices,
+         &MicPassthroughEngine::devicesChanged, "device-list");
+  listen(restartListener_, kAudioObjectSystemObject, AudioProperty::serviceRestarted,
+         &MicPassthroughEngine::serverCameBack, "restart");
   devices_.refresh();
   if (const auto device = devices_.selected()) extras_.load(device->uid);
   if (isWanted_) begin();
@@ -196,13 +186,13 @@ void MicPassthroughEngine::switchOff(const std::string& message) {
 
 std::optional<AudioDeviceID> MicPassthroughEngine::bridgeDevice() {
   const int bus = context_.settings.boolValue(kDualMonoKey) ? kMicBus : kBridgeBus;
-  const auto device = CoreAudioUtils::deviceForBus(context_.platform.hardware(), bus);
+  const auto device = CoreAudioUtils::deviceForBus(context_.hardware(), bus);
   if (device && bus == kMicBus) pinMicBus(*device);
   return device;
 }
 
 void MicPassthroughEngine::pinMicBus(AudioDeviceID micBus) {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   const auto bridge = CoreAudioUtils::deviceForBus(hardware, kBridgeBus);
   const double rate = CoreAudioUtils::nominalRate(hardware, micBus).value_or(kFallbackRate);
   const double wanted = bridge ? CoreAudioUtils::nominalRate(hardware, *bridge).value_or(rate) : rate;
@@ -214,20 +204,16 @@ void MicPassthroughEngine::pinMicBus(AudioDeviceID micBus) {
 }
 
 void MicPassthroughEngine::listenToBridge() {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   const auto bridge = CoreAudioUtils::deviceForBus(hardware, kBridgeBus);
   if (!bridge || *bridge == bridgeRateListenerDeviceID_) return;
-  if (bridgeRateListener_) {
+  if (bridgeRateListener_)
     context_.log.info(
         fmt::format("ToneFerry: bus 0 object ID changed ({} → {}) — re-registering bridge-rate listener",
                     bridgeRateListenerDeviceID_, *bridge));
-    hardware.removeListener(bridgeRateListener_);
-  }
   bridgeRateListenerDeviceID_ = *bridge;
-  bridgeRateListener_ =
-      listen(*bridge, AudioProperty::nominalSampleRate, &MicPassthroughEngine::bridgeRateChanged);
-  if (!bridgeRateListener_)
-    context_.log.warning("MicPassthroughEngine: failed to register bridge-rate listener");
+  listen(bridgeRateListener_, *bridge, AudioProperty::nominalSampleRate,
+         &MicPassthroughEngine::bridgeRateChanged, "bridge-rate");
 }
 
 void MicPassthroughEngine::start() {
@@ -337,9 +323,9 @@ void MicPassthroughEngine::abortForRate(const MicRateForce::Aborted& rates) {
       "{} stays at {:.0f} Hz, and the bridge can't run at that rate. Set it to {:.0f} Hz, or choose "
       "another microphone.",
       name, rates.inputRate, rates.bridgeRate));
-  if (!inputRateListener_ && device)
-    inputRateListener_ =
-        listen(device->id, AudioProperty::nominalSampleRate, &MicPassthroughEngine::devicesChanged);
+  if (device)
+    listen(inputRateListener_, device->id, AudioProperty::nominalSampleRate,
+           &MicPassthroughEngine::devicesChanged, "input-rate");
 }
 
 // Stop.
@@ -347,7 +333,7 @@ void MicPassthroughEngine::abortForRate(const MicRateForce::Aborted& rates) {
 void MicPassthroughEngine::stop() {
   for (ScopedTask* const task : {&retry_, &convertedCaptureCheck_}) task->cancel();
   routeCheck_.end();
-  if (inputRateListener_) context_.platform.hardware().removeListener(std::exchange(inputRateListener_, 0));
+  inputRateListener_.stop();
   if (!isRunning()) return;
   context_.micSend.active = false;
   units_.stop();
@@ -366,7 +352,7 @@ void MicPassthroughEngine::restart() {
 // What the machine does.
 
 void MicPassthroughEngine::bridgeRateChanged() {
-  const auto rate = CoreAudioUtils::nominalRate(context_.platform.hardware(), bridgeRateListenerDeviceID_);
+  const auto rate = CoreAudioUtils::nominalRate(context_.hardware(), bridgeRateListenerDeviceID_);
   if (!isRunning() || isStarting_ || !rate || std::abs(*rate - lastBridgeRate_) <= kSameRateHz) return;
   context_.log.info(
       fmt::format("ToneFerry: bridge rate changed to {:.0f} Hz — restarting mic passthrough", *rate));
@@ -376,9 +362,8 @@ void MicPassthroughEngine::bridgeRateChanged() {
 // Every unit is dead, whatever its device's ID.
 void MicPassthroughEngine::serverCameBack() {
   stop();
-  settle_ = context_.runtime.mainQueue().postAfter(
-      context_.platform.hardware().needsSettling() ? kRestartSettleTime : kDeviceSettleTime,
-      [this] { lookAtDevices(); });
+  settle_ = context_.runtime.mainQueue().postAfter(settleTimes(context_.hardware()).restart,
+                                                   [this] { lookAtDevices(); });
 }
 
 void MicPassthroughEngine::devicesChanged() {

@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
+#include "audio/engine/PropertyListener.h"
 #include "base/Observable.h"
 #include "base/TaskToken.h"
 #include "dsp/AppEQSettings.h"
@@ -98,7 +99,8 @@ class MicPassthroughEngine final : public LatencySource {
   bool hasLostBridge();
   void checkConverted();
   void noteNewInputs(const std::set<std::string>& before);
-  ListenerID listen(AudioObjectID object, AudioProperty property, void (MicPassthroughEngine::*handler)());
+  void listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
+              void (MicPassthroughEngine::*handler)(), const char* what);
 
   EngineContext& context_;
   const std::shared_ptr<MicRenderState> state_;
@@ -115,7 +117,7 @@ class MicPassthroughEngine final : public LatencySource {
   bool didRetryStart_ = false;
   double lastBridgeRate_ = 0;  // Hz, at the last start
   AudioDeviceID bridgeRateListenerDeviceID_ = kAudioObjectUnknown;
-  ListenerID bridgeRateListener_ = 0, deviceListListener_ = 0, restartListener_ = 0, inputRateListener_ = 0;
+  PropertyListener bridgeRateListener_, deviceListListener_, restartListener_, inputRateListener_;
   ScopedTask retry_, convertedCaptureCheck_, settle_;
   std::shared_ptr<MicPassthroughEngine*> self_ = std::make_shared<MicPassthroughEngine*>(this);
 };

@@ -21,7 +21,7 @@ bool isSame(double a, double b) { return std::abs(a - b) <= kSameRateHz; }
 
 bool MicRateForce::reaches(AudioDeviceID device, double rate) {
   const auto isThere = [&] {
-    const auto now = CoreAudioUtils::nominalRate(context_.platform.hardware(), device);
+    const auto now = CoreAudioUtils::nominalRate(context_.hardware(), device);
     return now && isSame(*now, rate);
   };
   for (Duration waited{}; waited < kPollTime; waited += kPollInterval) {
@@ -36,7 +36,7 @@ bool MicRateForce::force(AudioDeviceID input, double rate, double original) {
       "ToneFerry: forcing mic rate {:.0f} Hz → {:.0f} Hz to bypass macOS 26.4.x SR converter regression",
       original, rate));
   forced_ = Forced{input, original};
-  context_.platform.hardware().setNominalSampleRate(input, rate);
+  context_.hardware().setNominalSampleRate(input, rate);
   if (reaches(input, rate)) return true;
   forced_.reset();
   return false;
@@ -44,7 +44,7 @@ bool MicRateForce::force(AudioDeviceID input, double rate, double original) {
 
 std::expected<MicRateForce::Rates, MicRateForce::Aborted> MicRateForce::match(AudioDeviceID input,
                                                                               AudioDeviceID bridge) {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   const double bridgeRate = CoreAudioUtils::nominalRate(hardware, bridge).value_or(kFallbackRate);
   const double inputRate = CoreAudioUtils::nominalRate(hardware, input).value_or(bridgeRate);
   if (isSame(inputRate, bridgeRate) || force(input, bridgeRate, inputRate))
@@ -67,7 +67,7 @@ void MicRateForce::restore() {
   const auto forced = std::exchange(forced_, std::nullopt);
   if (!forced) return;
   context_.log.info(fmt::format("ToneFerry: restoring mic rate to original {:.0f} Hz", forced->rate));
-  context_.platform.hardware().setNominalSampleRate(forced->device, forced->rate);
+  context_.hardware().setNominalSampleRate(forced->device, forced->rate);
 }
 
 }  // namespace sonmere

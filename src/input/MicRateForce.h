@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "base/Time.h"
 
 namespace sonmere {

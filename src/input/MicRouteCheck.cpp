@@ -33,7 +33,7 @@ OSStatus MicRouteCheck::hear(void* heard, const AudioTimeStamp&, AudioBufferList
 }
 
 void MicRouteCheck::listen(AudioDeviceID bridge) {
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   const auto procedure = hardware.createIOProc(bridge, &MicRouteCheck::hear, &heard_);
   if (!procedure) return;
   bridge_ = bridge;
@@ -43,7 +43,7 @@ void MicRouteCheck::listen(AudioDeviceID bridge) {
 
 void MicRouteCheck::unlisten() {
   if (procedure_ == 0) return;
-  AudioHardware& hardware = context_.platform.hardware();
+  AudioHardware& hardware = context_.hardware();
   hardware.stopDevice(bridge_, procedure_);
   hardware.destroyIOProc(bridge_, procedure_);
   procedure_ = 0;

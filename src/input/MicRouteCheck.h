@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "audio/device/EngineContext.h"
+#include "audio/engine/EngineContext.h"
 #include "base/RTScalar.h"
 #include "base/TaskToken.h"
 #include "input/MicRenderState.h"

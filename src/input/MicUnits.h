@@ -3,9 +3,8 @@
 #include <expected>
 #include <memory>
 
-#include "audio/device/EngineContext.h"
-#include "audio/device/TeardownQueue.h"
-#include "base/RenderRetirement.h"
+#include "audio/engine/EngineContext.h"
+#include "audio/engine/OutputRunner.h"
 #include "input/MicBridgeOutput.h"
 #include "input/MicCapture.h"
 #include "input/PassthroughError.h"
@@ -39,26 +38,22 @@ class MicUnits {
   // What the input device delivers by itself.
   double nativeRate() const { return nativeRate_; }
 
-  RenderRetirement& retirement() { return retirement_; }
-
  private:
   using Made = std::expected<void, PassthroughError>;
-  Made makeInput(const MicRoute& route);
-  Made makeOutput(const MicRoute& route);
+  Made makeInput();
+  Made initializeInput(OutputUnit& unit);
   Made startBoth();
 
   EngineContext& context_;
   const std::shared_ptr<MicRenderState> state_;
-  RenderRetirement retirement_;
-  TeardownQueue teardown_;
-
-  // In this order: a unit goes before what its callback works on.
-  std::shared_ptr<MicCaptureContext> captureContext_;
-  std::shared_ptr<MicBridgeContext> bridgeContext_;
-  std::unique_ptr<OutputUnit> capture_, output_;
   MicRoute route_;
   int channels_ = 0;
   double nativeRate_ = 0;
+
+  // In this order: a unit goes before what its callback works on.
+  std::shared_ptr<MicCaptureContext> captureContext_;
+  std::unique_ptr<OutputUnit> capture_;
+  OutputRunner output_;
 };
 
 }  // namespace sonmere

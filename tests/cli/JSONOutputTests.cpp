@@ -150,13 +150,14 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("bus", {"bus", "track1", "name", "Drums"});
   expectForm("bus", {"bus", "drums", "eq", "hp:80"});
   expectForm("devices", {"devices"});
-  for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{{"mic", "on"},
-                                                                                       {"mic", "status"},
-                                                                                       {"mic", "send", "track2", "50%"},
-                                                                                       {"input", "add", "1"},
-                                                                                       {"input", "list"},
-                                                                                       {"input-lock", "headset"},
-                                                                                       {"input-lock"}})
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"mic", "on"},
+                                             {"mic", "status"},
+                                             {"mic", "send", "track2", "50%"},
+                                             {"input", "add", "1"},
+                                             {"input", "list"},
+                                             {"input-lock", "headset"},
+                                             {"input-lock"}})
     expectForm("input", command);
   expectForm("report", {"report"});
   expectForm("recordings", {"record", "start", "drums"});

@@ -544,7 +544,8 @@ TEST_F(ControlMethodsTest, TheMicrophonesSettingsAreToldAndHeld) {
   EXPECT_EQ((*call("mic.channels", R"({"channels":"3,4"})"))["notes"][0],
             "USB Headset has 1 channels; what is beyond takes the last");
   EXPECT_EQ((*call("input"))["channels"], "3,4");
-  EXPECT_EQ((*call("mic.equaliser", R"({"equaliser":{"highPassHz":1}})"))["input"]["equaliser"]["highPassHz"], 20.0);
+  EXPECT_EQ((*call("mic.equaliser", R"({"equaliser":{"highPassHz":1}})"))["input"]["equaliser"]["highPassHz"],
+            20.0);
   EXPECT_EQ((*call("mic.limiter", R"({"ceilingDb":-30})"))["input"]["limiter"]["ceilingDb"], -12.0);
   const auto extra = *call("input.add", R"({"channel":1,"name":"Guitar","volume":9,"pan":-0.5})");
   EXPECT_EQ(extra["input"]["inputs"][0]["volume"], 2.0);

@@ -208,7 +208,7 @@ struct CallbackWorld {
   std::shared_ptr<MicRenderState> state = std::make_shared<MicRenderState>(send);
   BlockUnit unit;
   MicCaptureContext capture{state, 2, 48000};
-  MicBridgeContext bridge{state};
+  MicBridgeContext bridge{state, 48000};
   std::vector<float> out = std::vector<float>(2 * 16384);
 
   CallbackWorld() {
@@ -218,7 +218,7 @@ struct CallbackWorld {
   OSStatus deliver(std::uint32_t frames) { return micInputCallback(&capture, {}, 0, frames); }
   void take(std::uint32_t frames) {
     AudioBuffer buffer{2, frames * 8, out.data()};
-    micBridgeCallback(&bridge, {}, frames, {&buffer, 1});
+    micBridgeCallback(static_cast<RenderContext*>(&bridge), {}, frames, {&buffer, 1});
   }
   std::int64_t backlog() const {
     return (send.writePos.loadRelaxed() - state->bridgeReadPos.loadRelaxed() + MicSend::kRingBytes) %
