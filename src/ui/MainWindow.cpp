@@ -7,6 +7,7 @@
 #include "ui/QuitFlow.h"
 #include "ui/model/Models.h"
 #include "ui/pages/AppsPage.h"
+#include "ui/pages/InputPage.h"
 #include "ui/pages/RecordPage.h"
 #include "ui/pages/SettingsPage.h"
 #include "ui/pages/StatusPage.h"
@@ -31,6 +32,7 @@ MainWindow::MainWindow(Models& models, QWidget* parent)
       pages_(new QStackedWidget),
       banner_(new Banner),
       apps_(new AppsPage(models.apps())),
+      input_(new InputPage(models.input())),
       record_(new RecordPage(models.recording())) {
   setWindowTitle(tr("Sonmere"));
   setWindowIcon(themedIcon(QStringLiteral("sonmere"), ColourRole::accent));
@@ -46,6 +48,7 @@ MainWindow::MainWindow(Models& models, QWidget* parent)
   setCentralWidget(content);
   setMinimumSize(640, 480);
   addPage(QStringLiteral("apps"), tr("Apps"), apps_);
+  addPage(QStringLiteral("input"), tr("Input"), input_);
   addPage(QStringLiteral("record"), tr("Record"), record_);
   addPage(QStringLiteral("status"), tr("Status"), new StatusPage(models.status()));
   addPage(QStringLiteral("settings"), tr("Settings"), new SettingsPage(models.settings()));
@@ -80,7 +83,7 @@ void MainWindow::greet(const QString& sheet) {
 // A window that nobody sees needs no meters, and neither does a page without.
 void MainWindow::refreshMeters() {
   const QWidget* page = pages_->currentWidget();
-  const bool shows = isVisible() && !isMinimized() && (page == apps_ || page == record_);
+  const bool shows = isVisible() && !isMinimized() && (page == apps_ || page == input_ || page == record_);
   models_.link().wantMeters(this, shows);
 }
 
@@ -152,6 +155,7 @@ void MainWindow::refreshBuses() {
   targets.insert(targets.end(), buses.begin(), buses.end());
   apps_->setTargets(targets);
   record_->setBuses(buses);
+  input_->setBuses(buses);
 }
 
 void MainWindow::resizeEvent(QResizeEvent* event) {

@@ -10,6 +10,7 @@ namespace sonmere {
 
 class AppsPage;
 class Banner;
+class InputPage;
 class QuitFlow;
 class Models;
 class RecordPage;
@@ -58,6 +59,7 @@ class MainWindow : public QMainWindow {
   QStringList names_;
   Banner* banner_;
   AppsPage* apps_;
+  InputPage* input_;
   RecordPage* record_;
   QuitFlow* quit_ = nullptr;
 };

@@ -101,4 +101,71 @@ DeviceState decodeDevice(const TopicJSON& json) {
   return device;
 }
 
+namespace {
+
+AppLimiterSettings decodeLimiterState(const TopicJSON& json) {
+  AppLimiterSettings limiter;
+  limiter.isEnabled = memberOr(json, "enabled", false);
+  limiter.ceilingDb = memberOr(json, "ceilingDb", limiter.ceilingDb);
+  return limiter;
+}
+
+ExtraInputState decodeExtraInput(const std::string& id, const TopicJSON& json) {
+  ExtraInputState input;
+  input.id = id;
+  input.name = memberOr(json, "name", id);
+  input.channel = memberOr(json, "channel", 1);
+  input.volume = memberOr(json, "volume", 1.0f);
+  input.isMuted = memberOr(json, "muted", false);
+  input.pan = memberOr(json, "pan", 0.0f);
+  input.equaliser = decodeEqualiserState(objectAt(json, "equaliser"));
+  return input;
+}
+
+void decodeInputWishes(const TopicJSON& wishes, InputState& input) {
+  input.isEnabled = memberOr(wishes, "enabled", false);
+  input.channels = memberOr<std::string>(wishes, "channels", "auto");
+  input.volume = memberOr(wishes, "volume", 1.0f);
+  input.equaliser = decodeEqualiserState(objectAt(wishes, "equaliser"));
+  input.limiter = decodeLimiterState(objectAt(wishes, "limiter"));
+  for (const auto& [bus, volume] : objectAt(wishes, "sends").items())
+    if (volume.is_number()) input.sends[QString::fromStdString(bus).toInt()] = volume.get<float>();
+}
+
+}  // namespace
+
+InputState decodeInput(const TopicJSON& json) {
+  const TopicJSON& facts = objectAt(json, "facts");
+  const TopicJSON& lock = objectAt(json, "lock");
+  InputState input;
+  decodeInputWishes(objectAt(json, "wishes"), input);
+  input.isRunning = memberOr(facts, "running", false);
+  input.isOnFallback = memberOr(facts, "onFallback", false);
+  input.newDevice = memberIf<std::string>(facts, "newDevice");
+  input.captureRate = memberOr(facts, "captureRate", 0.0);
+  input.bridgeRate = memberOr(facts, "bridgeRate", 0.0);
+  input.error = memberIf<std::string>(facts, "error");
+  visitInOrder(json, "devices", [&](const std::string& id, const TopicJSON& device) {
+    input.devices.push_back({id, memberOr(device, "name", id), memberOr(device, "channels", 0),
+                             memberOr(device, "used", false), memberOr(device, "chosen", false)});
+  });
+  visitInOrder(objectAt(json, "inputs"), "inputs", [&](const std::string& id, const TopicJSON& each) {
+    input.extras.push_back(decodeExtraInput(id, each));
+  });
+  input.lock = {memberOr(lock, "enabled", false),        memberOr<std::string>(lock, "device", {}),
+                memberOr<std::string>(lock, "name", {}), memberOr(lock, "present", false),
+                memberOr(lock, "backingOff", false),     memberOr(lock, "restores", 0)};
+  return input;
+}
+
+InputMeters decodeInputMeters(const ControlJSON& json) {
+  InputMeters meters;
+  meters.beforeDb = memberOr(json, "beforeDb", -60.0f);
+  meters.afterDb = memberOr(json, "afterDb", -60.0f);
+  meters.gainReductionDb = memberOr(json, "gainReductionDb", 0.0f);
+  for (const auto& [id, peak] : objectAt(json, "inputPeaks").items())
+    if (peak.is_number()) meters.extraPeaks[id] = peak.get<float>();
+  return meters;
+}
+
 }  // namespace sonmere

@@ -5,6 +5,7 @@
 #include "control/AppState.h"
 #include "control/ControlMessage.h"
 #include "control/DeviceState.h"
+#include "control/InputState.h"
 #include "control/MixerState.h"
 #include "control/RecordingState.h"
 #include "control/TopicValues.h"
@@ -21,6 +22,9 @@ AppMeters decodeMeters(const ControlJSON& json);
 MixerState decodeMixer(const TopicJSON& json);
 RecordingState decodeRecording(const ControlJSON& json);
 DeviceState decodeDevice(const TopicJSON& json);
+// The topic "input", and what of its meters is told.
+InputState decodeInput(const TopicJSON& json);
+InputMeters decodeInputMeters(const ControlJSON& json);
 
 // The notes of a change, a line each.
 QString notesOf(const ControlJSON& result);

@@ -2,6 +2,7 @@
 
 #include "ui/model/AppsModel.h"
 #include "ui/model/BusesModel.h"
+#include "ui/model/InputModel.h"
 #include "ui/model/RecordingModel.h"
 #include "ui/model/ServiceLink.h"
 #include "ui/model/SettingsModel.h"
@@ -17,6 +18,7 @@ class Models {
       : link_(std::move(folder), {kTopics.begin(), kTopics.end()}, kMeterRate),
         apps_(link_),
         buses_(link_),
+        input_(link_),
         recording_(link_),
         settings_(link_),
         status_(link_) {}
@@ -24,6 +26,7 @@ class Models {
   ServiceLink& link() { return link_; }
   AppsModel& apps() { return apps_; }
   BusesModel& buses() { return buses_; }
+  InputModel& input() { return input_; }
   RecordingModel& recording() { return recording_; }
   SettingsModel& settings() { return settings_; }
   StatusModel& status() { return status_; }
@@ -34,6 +37,7 @@ class Models {
   ServiceLink link_;
   AppsModel apps_;
   BusesModel buses_;
+  InputModel input_;
   RecordingModel recording_;
   SettingsModel settings_;
   StatusModel status_;
