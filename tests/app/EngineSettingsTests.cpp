@@ -85,7 +85,7 @@ TEST_F(EngineSettingsTest, AFileIsReadAndWrittenBackAsItWas) {
   ASSERT_TRUE(music);
   EXPECT_EQ(music->volume, 2.5f);
   EXPECT_EQ(music->monitorVolume, 0.75f);
-  EXPECT_FALSE(music->monitorLinked);
+  EXPECT_FALSE(music->levelFollowsVolume);
   EXPECT_EQ(music->busIndex, 3);
   EXPECT_TRUE(music->limiterEnabled);
   const TappedAppInfo* away = engine.row("org.away");
