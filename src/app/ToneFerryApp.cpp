@@ -19,6 +19,8 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       recordingContext_(makeRecordingContext()),
       latencyProbe_(environment_.runtime, environment_.settings, environment_.folders.applicationSupport),
       trackNames_(std::make_shared<TrackNamesStore>(environment_.settings)),
+      pluginChains_(environment_.runtime, environment_.log, environment_.settings,
+                    environment_.platform.effectsHost()),
       appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
       appTapEngine_([this] { return makeAppTapEngine(); }),
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
@@ -62,6 +64,7 @@ RecordingContext ToneFerryApp::makeRecordingContext() {
 
 std::shared_ptr<AppTapEngine> ToneFerryApp::makeAppTapEngine() {
   auto engine = std::make_shared<AppTapEngine>(context_);
+  engine->host(pluginChains_);
   latencyProbe_.addSource(*engine);
   return engine;
 }

@@ -10,6 +10,7 @@
 #include "app/Lazy.h"
 #include "app/PerformanceMonitor.h"
 #include "app/TapEngineRecorderFeed.h"
+#include "audio/effects/PluginChains.h"
 #include "audio/engine/EngineContext.h"
 #include "input/InputPinEngine.h"
 #include "input/MicPassthroughEngine.h"
@@ -56,6 +57,7 @@ class ToneFerryApp {
   const std::shared_ptr<RecordingHealth>& recordingHealth() const { return recordingContext_.health; }
   const std::shared_ptr<FlushDeadline>& flushDeadline() const { return recordingContext_.flushDeadline; }
   TrackNamesStore& trackNames() { return *trackNames_; }
+  PluginChains& pluginChains() { return pluginChains_; }
   EngineContext& context() { return context_; }
   NotificationCenter& notifications() { return notifications_; }
   // Whether a recording's file is still open: a write hangs, and so would whoever waits for it.
@@ -77,6 +79,7 @@ class ToneFerryApp {
   const RecordingContext recordingContext_;
   LatencyProbe latencyProbe_;
   const std::shared_ptr<TrackNamesStore> trackNames_;
+  PluginChains pluginChains_;
 
   AppDelegate appDelegate_;
   Lazy<AppTapEngine> appTapEngine_;

@@ -45,11 +45,18 @@ AppTapEngine::AppTapEngine(EngineContext& context)
       effects_(core_),
       outputs_(core_),
       taps_(core_, outputs_),
+      chains_(core_, outputs_),
       discovery_(context) {
   boostAllowed.silently() = context.flags.boostAllowed;
-  outputs_.didStart = [this](int bus) { taps_.matchRates(bus); };
+  outputs_.didStart = [this](int bus) {
+    taps_.matchRates(bus);
+    chains_.update();
+  };
   taps_.loadEffects = [this](SingleAppTap& tap) { effects_.load(tap); };
-  taps_.tapsDidChange = [this] { reconcileLevelTimer(); };
+  taps_.tapsDidChange = [this] {
+    reconcileLevelTimer();
+    chains_.update();
+  };
   taps_.tapLost = [this](const SingleAppTap& tap) { revertRoute(tap.bundleID, tap.pid); };
   discovery_.refresh = [this] { refreshApps(); };
   discovery_.deviceListChanged = [this] { deviceListChanged(); };
@@ -60,6 +67,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
 AppTapEngine::~AppTapEngine() {
   flushPendingSaves();
   taps_.tapsDidChange = nullptr;
+  chains_.close();
   core_.render->engineAlive = false;
   outputs_.close();
   core_.hardware().expectCapture("routing", {});

@@ -9,6 +9,7 @@
 #include "dsp/LatencySource.h"
 #include "routing/AppDiscovery.h"
 #include "routing/BusOutputs.h"
+#include "routing/RoutingChains.h"
 #include "routing/RoutingCore.h"
 #include "routing/RoutingEffects.h"
 #include "routing/RoutingProfiles.h"
@@ -83,6 +84,8 @@ class AppTapEngine final : public LatencySource {
 
   // Effects of apps and bus masters.
   RoutingEffects& effects() { return effects_; }
+  // The plug-in chains of apps and buses sound here from now on. They outlive the engine.
+  void host(PluginChains& chains) { chains_.host(chains); }
 
   // Taps and units.
   const std::map<std::string, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
@@ -141,6 +144,7 @@ class AppTapEngine final : public LatencySource {
   RoutingEffects effects_;
   BusOutputs outputs_;
   TapLifecycle taps_;
+  RoutingChains chains_;
   AppDiscovery discovery_;
 
   std::vector<CoreAudioUtils::OutputDevice> physicalOutputs_;

@@ -26,9 +26,8 @@ struct SquareEffect final : Effect {
       for (std::uint32_t i = 0; i < frames; ++i) output[side][i] = input[side][i] * input[side][i];
     return noErr;
   }
-  double latency() const override { return 0; }
-  std::string fullState() const override { return {}; }
-  OSStatus setFullState(const std::string&) override { return noErr; }
+  double latency() const noexcept override { return 0; }
+  Outcome<std::string> fullState() const override { return std::string(); }
 };
 
 // Adds a constant; fails when told to.
@@ -43,9 +42,8 @@ struct OffsetEffect final : Effect {
       for (std::uint32_t i = 0; i < frames; ++i) output[side][i] = input[side][i] + offset;
     return noErr;
   }
-  double latency() const override { return 0.01; }
-  std::string fullState() const override { return {}; }
-  OSStatus setFullState(const std::string&) override { return noErr; }
+  double latency() const noexcept override { return 0.01; }
+  Outcome<std::string> fullState() const override { return std::string(); }
 
   float offset;
   bool failing = false;
@@ -485,7 +483,7 @@ TEST_F(BusRenderTest, EffectsRunInTurnAndBypassThemselvesAfterAHundredFailures) 
   const int calls = first->calls;
   EXPECT_EQ(block()[0], (0.25f + 0.25f) * 0.5f + 1.0f);
   EXPECT_EQ(first->calls, calls);
-  EXPECT_EQ(hosted.latencyFrames, 480);
+  EXPECT_EQ(hosted.latencyFrames(), 480);
 }
 
 TEST_F(BusRenderTest, AChainLeavesBlocksBeyondItsPlanesAlone) {

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "base/RealtimePass.h"
 #include "base/RealtimeScope.h"
 #include "support/RealtimeWatch.h"
 
@@ -118,6 +119,31 @@ void leave() noexcept {
 
 constexpr RealtimeScope::Hooks kHooks{enter, leave};
 
+// What stood before a pass was opened: a scope that no guard watches stays so.
+constinit thread_local bool watchedBefore = false;
+#ifdef SONMERE_WATCHES_SYSTEM_CALLS
+constinit thread_local char selectorBefore = SYSCALL_DISPATCH_FILTER_ALLOW;
+#endif
+
+// A wake may make its system call, and nothing else.
+void openPass(RealtimePass::Kind kind) noexcept {
+  watchedBefore = watched;
+  if (kind == RealtimePass::Kind::elsewhere) watched = false;
+#ifdef SONMERE_WATCHES_SYSTEM_CALLS
+  selectorBefore = selector;
+  selector = SYSCALL_DISPATCH_FILTER_ALLOW;
+#endif
+}
+
+void closePass() noexcept {
+  watched = watchedBefore;
+#ifdef SONMERE_WATCHES_SYSTEM_CALLS
+  selector = selectorBefore;
+#endif
+}
+
+constexpr RealtimePass::Hooks kPassHooks{openPass, closePass};
+
 // "function at file:line" for each address, from the binutils that come with the compiler.
 std::string namesOf(const FirstOffender& offender) {
   std::string command = fmt::format("addr2line -Cfpis -e /proc/{}/exe", getpid());
@@ -180,6 +206,7 @@ RealtimeGuard::RealtimeGuard() {
   }
   // The hooks stay for good, so that a scope that outlives its guard still ends in order.
   RealtimeScope::install(&kHooks);
+  RealtimePass::install(&kPassHooks);
 }
 
 RealtimeGuard::~RealtimeGuard() { active = false; }

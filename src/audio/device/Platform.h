@@ -4,7 +4,6 @@
 
 #include "audio/device/AudioHardware.h"
 #include "audio/device/CaptureEngine.h"
-#include "audio/device/EffectsHost.h"
 #include "audio/device/LoginItem.h"
 #include "audio/device/Permissions.h"
 #include "audio/device/PowerEvents.h"
@@ -12,6 +11,8 @@
 #include "audio/device/RunningApplications.h"
 
 namespace sonmere {
+
+class EffectsHost;
 
 // The whole boundary: one object per platform, chosen once at start. The parts live as long as it does.
 class Platform {

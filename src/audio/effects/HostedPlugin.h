@@ -3,7 +3,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "audio/device/EffectsHost.h"
+#include "audio/effects/AvailableEffect.h"
+#include "audio/effects/Effect.h"
 #include "base/RTScalar.h"
 
 namespace sonmere {
@@ -16,19 +17,19 @@ struct HostedPlugin {
 
   AvailableEffect effect;
   std::shared_ptr<Effect> instance;
+  int key = 0;  // of the plan it was made for
   RTScalar<bool> bypassed{false};
   RTScalar<bool> autoBypassed{false};
   bool autoBypassReported = false;
   RTScalar<int> consecutiveRenderErrors{0};
-  int latencyFrames = 0;  // shown only; no path compensates it
   double sampleRate = 0;
   RTScalar<double> sampleTime{0.0};
 
   HostedPlugin(AvailableEffect what, std::shared_ptr<Effect> made, double rate)
-      : effect(std::move(what)),
-        instance(std::move(made)),
-        latencyFrames(int(instance->latency() * rate)),
-        sampleRate(rate) {}
+      : effect(std::move(what)), instance(std::move(made)), sampleRate(rate) {}
+
+  // Shown only; no path compensates it. Any thread.
+  int latencyFrames() const noexcept { return int(instance->latency() * sampleRate); }
 };
 
 }  // namespace sonmere

@@ -20,10 +20,13 @@ void noteResult(HostedPlugin& plugin, OSStatus status) noexcept SONMERE_NONBLOCK
 void PluginChainSnapshot::render(float* interleaved,
                                  std::uint32_t frames) const noexcept SONMERE_NONBLOCKING {
   if (frames < 1 || frames > kMaxPluginFrames) return;
+  const RenderClaim::Hold hold(scratch->claim);
+  if (!hold) return;
   deinterleave(interleaved, scratch->plane(0, 0), scratch->plane(0, 1), frames);
   int pair = 0;
   for (const auto& plugin : plugins) {
     if (plugin->bypassed || plugin->autoBypassed) continue;
+    if (running) running->store(plugin->key, std::memory_order_relaxed);
     const float* const input[2] = {scratch->plane(pair, 0), scratch->plane(pair, 1)};
     pair = 1 - pair;
     float* const output[2] = {scratch->plane(pair, 0), scratch->plane(pair, 1)};
@@ -31,6 +34,7 @@ void PluginChainSnapshot::render(float* interleaved,
     plugin->sampleTime.add(frames);
     noteResult(*plugin, status);
   }
+  if (running) running->store(0, std::memory_order_relaxed);
   interleave(scratch->plane(pair, 0), scratch->plane(pair, 1), interleaved, frames);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -17,6 +18,8 @@ struct PluginChainSnapshot {
 
   std::vector<std::shared_ptr<HostedPlugin>> plugins;
   std::shared_ptr<PluginRenderScratch> scratch;
+  // Where the key of the effect that runs is told; null where nobody asks.
+  std::atomic<std::int32_t>* running = nullptr;
 
   // Runs the chain in place on `frames` interleaved stereo frames; a block of no frame, or of more than 4096,
   // passes untouched. An effect that fails hands on whatever its pair held; after 100 failures in a row it is

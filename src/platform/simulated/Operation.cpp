@@ -62,6 +62,12 @@ std::string_view operationName(Operation operation) {
       "captureCurrentDevice",
       "captureInstallTap",
       "captureStart",
+      "effectDescribe",
+      "effectTest",
+      "effectInstantiate",
+      "effectState",
+      "effectHelperStart",
+      "effectHelperApply",
   };
   return kNames[std::size_t(operation)];
 }

@@ -63,6 +63,12 @@ enum class Operation {
   captureCurrentDevice,
   captureInstallTap,
   captureStart,
+  effectDescribe,
+  effectTest,
+  effectInstantiate,
+  effectState,
+  effectHelperStart,
+  effectHelperApply,
   count,
 };
 

@@ -13,6 +13,7 @@ struct SimulatedPlatform::Parts {
         permissions(world),
         privileges(runtime),
         power(runtime, options.reportsPowerEvents),
+        effects(runtime, world->faults()),
         host(world, applications, permissions, loginItem, privileges, power) {}
 
   std::shared_ptr<SimulatedWorld> world;
@@ -22,6 +23,7 @@ struct SimulatedPlatform::Parts {
   SimulatedLoginItem loginItem;
   SimulatedPrivileges privileges;
   SimulatedPower power;
+  SimulatedEffectsHost effects;
   SimulatedHost host;
 };
 
@@ -37,6 +39,8 @@ LoginItem& SimulatedPlatform::loginItem() { return parts_->loginItem; }
 PrivilegedCommand& SimulatedPlatform::privilegedCommand() { return parts_->privileges; }
 PowerEvents& SimulatedPlatform::powerEvents() { return parts_->power; }
 SimulatedHost& SimulatedPlatform::host() { return parts_->host; }
+EffectsHost* SimulatedPlatform::effectsHost() { return &parts_->effects; }
+SimulatedEffectsHost& SimulatedPlatform::effects() { return parts_->effects; }
 
 std::unique_ptr<CaptureEngine> SimulatedPlatform::newCaptureEngine() {
   return std::make_unique<SimulatedCaptureEngine>(parts_->world);

@@ -5,6 +5,7 @@
 #include "audio/device/Platform.h"
 #include "base/Log.h"
 #include "base/Runtime.h"
+#include "platform/simulated/SimulatedEffectsHost.h"
 #include "platform/simulated/SimulatedHost.h"
 #include "platform/simulated/SimulatedOptions.h"
 
@@ -25,10 +26,11 @@ class SimulatedPlatform final : public Platform {
   PrivilegedCommand& privilegedCommand() override;
   PowerEvents& powerEvents() override;
   std::unique_ptr<CaptureEngine> newCaptureEngine() override;
-  EffectsHost* effectsHost() override { return nullptr; }
+  EffectsHost* effectsHost() override;
 
   // The world's side of it.
   SimulatedHost& host();
+  SimulatedEffectsHost& effects();
 
  private:
   struct Parts;
