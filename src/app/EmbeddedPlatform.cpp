@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/effects/Lv2EffectsHost.h"
 #include "platform/simulated/SampleSources.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
@@ -13,9 +14,15 @@ struct EmbeddedPlatform::Parts {
     std::unique_ptr<SampleSource> source;
   };
 
-  Parts(Runtime& itsRuntime, Log& log) : runtime(itsRuntime), platform(runtime, log) {}
+  Parts(Runtime& itsRuntime, Log& log)
+      : runtime(itsRuntime),
+        plugins(runtime, log, Lv2EffectsHost::standardOptions()),
+        platform(runtime, log) {
+    platform.effects().setOutside(&plugins);
+  }
 
   Runtime& runtime;
+  Lv2EffectsHost plugins;  // the system's
   SimulatedPlatform platform;
   std::vector<Program> programs;
 };

@@ -6,6 +6,7 @@
 #include "platform/desktop/DesktopPermissions.h"
 #include "platform/desktop/DesktopPowerEvents.h"
 #include "platform/desktop/DesktopPrivilegedCommand.h"
+#include "platform/effects/Lv2EffectsHost.h"
 #include "platform/pipewire/PipeWireCaptureEngine.h"
 #include "platform/pipewire/PipeWireHardware.h"
 #include "platform/pipewire/PipeWireServer.h"
@@ -27,6 +28,7 @@ struct PipeWirePlatform::Parts {
         loginItem(folders, DesktopLoginItem::ownCommand()),
         privileges(itsRuntime),
         power(itsRuntime, log),
+        plugins(itsRuntime, log, Lv2EffectsHost::standardOptions()),
         server(itsRuntime, log, applications, options),
         hardware(server) {}
 
@@ -37,6 +39,7 @@ struct PipeWirePlatform::Parts {
   DesktopLoginItem loginItem;
   DesktopPrivilegedCommand privileges;
   DesktopPowerEvents power;
+  Lv2EffectsHost plugins;
   PipeWireServer server;
   PipeWireHardware hardware;
 };
@@ -45,6 +48,8 @@ PipeWirePlatform::PipeWirePlatform(Runtime& runtime, Log& log, PipeWireOptions o
     : parts_(std::make_unique<Parts>(runtime, log, options)) {}
 
 PipeWirePlatform::~PipeWirePlatform() = default;
+
+EffectsHost* PipeWirePlatform::effectsHost() { return &parts_->plugins; }
 
 bool PipeWirePlatform::answers(const PipeWireOptions& options, std::string& reason) {
   return ServerConnection::answers(options.remote, kProbeTimeout, reason);

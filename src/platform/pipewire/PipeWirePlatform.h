@@ -29,7 +29,7 @@ class PipeWirePlatform final : public Platform {
   PrivilegedCommand& privilegedCommand() override;
   PowerEvents& powerEvents() override;
   std::unique_ptr<CaptureEngine> newCaptureEngine() override;
-  EffectsHost* effectsHost() override { return nullptr; }
+  EffectsHost* effectsHost() override;
 
  private:
   struct Parts;
