@@ -8,7 +8,7 @@
 
 #include "audio/device/BusTable.h"
 #include "recording/RecordingFormatSetting.h"
-#include "recording/SessionStamp.h"
+#include "recording/RecordingTake.h"
 
 namespace sonmere {
 
@@ -35,6 +35,7 @@ BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed
     : context_(context),
       feed_(feed),
       folder_(folder ? std::move(folder) : [own = RecordingsFolder(context)] { return own.current(); }),
+      stops_(context.runtime),
       writeFailures_(
           context.notifications.observe(RecordingHealth::kWriteFailed, [this](const NotificationInfo& info) {
             const auto reason = info.find("reason");
@@ -71,18 +72,16 @@ Outcome<BusRecordings::Recorders> BusRecordings::makeRecorders(std::span<const i
                                                                RecordingFormat format) {
   const auto folder = folder_();
   if (!folder) return std::unexpected(folder.error());
-  const SessionStamp stamp(context_.runtime, *folder, context_.runtime.wallTime());
+  RecordingTake take(context_.runtime, *folder);
   Recorders made;
   for (const int bus : buses) {
     if (made.contains(bus)) continue;
     const double busRate = feed_.busSampleRate(bus);
-    auto recorder = BusRecorder::create(context_, {bus, format, busRate > 0 ? busRate : kFallbackSampleRate,
-                                                   baseName(bus), *folder, stamp.date()});
-    if (!recorder) {
-      for (const auto& [other, each] : made) std::filesystem::remove(each->outputPath());
-      return std::unexpected(recorder.error());
-    }
-    made[bus] = std::move(*recorder);
+    const auto recorder =
+        take.add(BusRecorder::create(context_, {bus, format, busRate > 0 ? busRate : kFallbackSampleRate,
+                                                baseName(bus), take.folder(), take.date()}));
+    if (!recorder) return std::unexpected(recorder.error());
+    made[bus] = *recorder;
   }
   return made;
 }
@@ -112,33 +111,17 @@ void BusRecordings::stopRecording(int bus, std::function<void(std::optional<std:
   busRecorders_.erase(found);
   busRecordingStatuses.update([&](auto& rows) { rows.erase(bus); });
   stopStatusTimerIfIdle();
-  ++stopping_;
-  recorder->stop([this, alive = std::weak_ptr(alive_), bus, recorder, done = std::move(done)] {
-    if (alive.expired()) return;
-    --stopping_;
+  stops_.stop(recorder, [this, bus, recorder, done = std::move(done)] {
     const std::string path = recorder->outputPath();
     context_.log.info(fmt::format("Sonmere: stopped recording bus {} → {}", bus, lastComponent(path)));
     if (done) done(recorder->isFileGone() ? std::nullopt : std::optional(path));
-    if (!alive.expired()) tellIfNoneStops();
-  });
-}
-
-void BusRecordings::tellIfNoneStops() {
-  if (stopping_ > 0) return;
-  for (const Task& task : std::exchange(whenNoneStops_, {})) task();
-}
-
-void BusRecordings::whenNoneStops(Task done) {
-  if (stopping_ > 0) return whenNoneStops_.push_back(std::move(done));
-  context_.runtime.mainQueue().post([alive = std::weak_ptr(alive_), done = std::move(done)] {
-    if (!alive.expired()) done();
   });
 }
 
 void BusRecordings::stopAllRecordings(std::function<void(std::vector<std::string>)> done) {
   const Recorders all = busRecorders_;
   for (const auto& [bus, recorder] : all) stopRecording(bus);
-  whenNoneStops([done = std::move(done), all] {
+  stops_.whenNone([done = std::move(done), all] {
     std::vector<std::string> paths;
     for (const auto& [bus, recorder] : all)
       if (!recorder->isFileGone()) paths.push_back(recorder->outputPath());

@@ -12,6 +12,7 @@
 #include "recording/BusRecorder.h"
 #include "recording/BusRecordingStatus.h"
 #include "recording/RecorderFeed.h"
+#include "recording/RecorderStops.h"
 #include "recording/RecordingWatch.h"
 #include "recording/RecordingsFolder.h"
 
@@ -49,7 +50,7 @@ class BusRecordings {
   // The rate that the bus's running file is bound to, in Hz; nothing while it isn't recorded.
   std::optional<double> recordingRate(int bus) const;
   // Stops that have not completed their files yet.
-  bool isAnyStopping() const { return stopping_ > 0; }
+  bool isAnyStopping() const { return stops_.isAny(); }
 
   Observable<std::map<int, BusRecordingStatus>> busRecordingStatuses;
   Observable<std::string> errorMessage;
@@ -67,8 +68,6 @@ class BusRecordings {
   Outcome<Recorders> makeRecorders(std::span<const int> buses, RecordingFormat format);
   void begin(int bus, std::shared_ptr<BusRecorder> recorder);
   void reportStartFailure(const Error& error);
-  void whenNoneStops(Task done);
-  void tellIfNoneStops();
 
   void startStatusTimer();
   void stopStatusTimerIfIdle();
@@ -85,15 +84,12 @@ class BusRecordings {
   RecorderFeed& feed_;
   const Folder folder_;
   Recorders busRecorders_;
-  int stopping_ = 0;
-  std::vector<Task> whenNoneStops_;
+  RecorderStops stops_;
   bool handlingWriteFailure_ = false;
   RecordingWatch watch_;
   ScopedTask statusTimer_;
   Subscription writeFailures_;
   Subscription formatChanges_;
-  // Tells the ends of stops whether this object is still there.
-  const std::shared_ptr<char> alive_ = std::make_shared<char>();
 };
 
 }  // namespace sonmere
