@@ -14,8 +14,10 @@
 #include "audio/file/WavHeader.h"
 #include "base/AlignedVector.h"
 #include "base/FileDescriptor.h"
+#include "base/LiveRuntime.h"
 #include "base/VirtualRuntime.h"
 #include "dsp/kernels/PeakKernels.h"
+#include "editor/export/ParallelLoudness.h"
 #include "editor/export/SessionExporter.h"
 #include "editor/track/TrackReader.h"
 #include "editor/waveform/WaveformPeakAnalyzer.h"
@@ -193,6 +195,8 @@ std::string encodeBare(const std::vector<float>& left, const std::vector<float>&
                                        int(std::min<std::size_t>(8192, left.size() - i)), block.data(),
                                        int(block.size())));
   take(lame_encode_flush(lame, block.data(), int(block.size())));
+  const std::size_t info = lame_get_lametag_frame(lame, block.data(), block.size());
+  std::copy_n(block.begin(), info, mp3.begin());
   lame_close(lame);
   return mp3;
 }
@@ -213,6 +217,32 @@ void benchMP3(Bench& bench, MixWorld& world) {
              1.05, true, "lame"});
 }
 
+// By the wall clock, for the threads share the work.
+void benchLoudness(Bench& bench, const TemporaryFolder& folder) {
+  constexpr unsigned kThreads = 2;
+  LiveRuntime runtime;
+  const std::string path = (folder / "loudness.wav").string();
+  makeWav(path, RecordingBitDepth::int16, 5);
+  const MixTrackInput take = *wholeFile(path);
+  const auto measure = [&](unsigned pieces) {
+    ExportProgress progress(runtime);
+    const auto loudness = measureFileLoudness(runtime, take, progress, pieces);
+    if (!loudness) benchFailed(loudness.error().description);
+    return *loudness;
+  };
+  const auto timeOf = [&](unsigned pieces) {
+    const std::int64_t start = elapsedTime();
+    measure(pieces);
+    return double(elapsedTime() - start);
+  };
+  if (std::abs(measure(1).integratedLUFS - measure(kThreads).integratedLUFS) > 0.01)
+    benchFailed("the loudness depends on the number of threads");
+  bench.add({"D3", fmt::format("loudness of a take of {} s: one thread ÷ two", kSeconds),
+             bench.ratioOfTimes([&] { return timeOf(1); }, [&] { return timeOf(kThreads); },
+                                std::min(bench.rounds(), kMostMP3Rounds)),
+             1.8, false, "ebur128"});
+}
+
 }  // namespace
 
 void benchEditor(Bench& bench) {
@@ -222,6 +252,7 @@ void benchEditor(Bench& bench) {
   MixWorld world(folder);
   benchMix(bench, world);
   benchMP3(bench, world);
+  benchLoudness(bench, folder);
 }
 
 }  // namespace sonmere

@@ -68,6 +68,7 @@ Outcome<void> readPicture(const char* option, const std::optional<std::string>& 
 
 Outcome<WaveformRequest> readRequest(const std::string& file, const WaveformArguments& arguments) {
   WaveformRequest request{.file = file, .width = arguments.width, .height = arguments.height};
+  if (arguments.file != "-") request.title = std::filesystem::path(file).filename().string();
   for (const auto& read : {readPicture("--png", arguments.png, arguments, file, request.png),
                            readPicture("--svg", arguments.svg, arguments, file, request.svg)})
     if (!read) return std::unexpected(read.error());

@@ -39,7 +39,7 @@ Outcome<void> writePicture(const ExportTarget& target, const std::string& bytes,
 Outcome<WaveformLayout> layOutView(const WaveformResult& found, const WaveformRequest& request) {
   const auto draw = [&](const WaveformEnvelope& drawn) {
     return layOut(drawn, found.view.startFrame, std::min(found.view.endFrame, found.envelope.totalFrames),
-                  request.width, request.height, request.scale);
+                  request.width, request.height, request.scale, request.title);
   };
   if (found.view.length() >= found.envelope.binFrames * request.width) return draw(found.envelope);
   const auto samples = waveformSamples(request.file, found.view);
@@ -68,8 +68,9 @@ Outcome<WaveformEnvelope> readPeaks(const std::string& file, ExportProgress& pro
   std::optional<std::string> damage;
   Log log;
   log.addSink([&](LogLevel, const std::string& line) { damage = reasonIn(line); });
-  auto envelope = WaveformPeakAnalyzer(log).analyze(file, &progress.cancelFlag(),
-                                                    [&](double done) { progress.advanceTo(done); });
+  auto envelope = WaveformPeakAnalyzer(log).analyze(
+      file, &progress.cancelFlag(), [&](double done) { progress.advanceTo(done); },
+      WaveformPeakAnalyzer::Detail::extremesAndLevels);
   if (progress.isCancelled())
     return std::unexpected(Error{kExportCancelledDomain, 1, "the reading was cancelled"});
   if (!envelope) return std::unexpected(Error{"WaveformJob", 1, damage.value_or("could not read " + file)});

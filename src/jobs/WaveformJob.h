@@ -18,7 +18,8 @@ struct WaveformRequest {
   std::optional<ExportTarget> png = {}, svg = {};
   int width = 1200, height = 300;  // pixels
   WaveformLayout::Scale scale = WaveformLayout::Scale::linear;
-  bool isLight = false;  // the ground
+  bool isLight = false;    // the ground
+  std::string title = {};  // in the picture
 };
 
 struct WaveformResult {

@@ -1,5 +1,6 @@
 #include <cstring>
 #include <limits>
+#include <numbers>
 
 #include "AudioFiles.h"
 #include "base/VirtualRuntime.h"
@@ -282,6 +283,61 @@ TEST_F(WaveformTest, PicturesShowWhatIsInTheFileAndOtherProgramsOpenThem) {
   EXPECT_EQ(hour(3599.5).at(0).label, "1:00:00");
   EXPECT_FALSE(layOut(envelope, 100, 100, 400, 200));
   EXPECT_FALSE(layOut(envelope, 0, 48000, 400, 10));
+}
+
+// A sine's RMS is known: half of its square. In the file's own integers, and by way of the readers.
+TEST_F(WaveformTest, TheBodyOfAWaveIsItsRMS) {
+  std::vector<float> samples(2 * 48000);
+  for (std::size_t i = 0; i < 48000; ++i) {
+    samples[2 * i] = i < 24000 ? 0.8f * std::sin(float(i) * 0.1f) : 0;
+    samples[2 * i + 1] = i % 4 == 0 ? 0.8f : 0;
+  }
+  const auto withLevels = [&](const std::string& url) {
+    return *WaveformPeakAnalyzer(log).analyze(url, nullptr, {},
+                                              WaveformPeakAnalyzer::Detail::extremesAndLevels);
+  };
+  for (const int encoding : {SF_FORMAT_PCM_16, SF_FORMAT_PCM_24, SF_FORMAT_FLOAT})
+    for (const int container : {SF_FORMAT_WAV, SF_FORMAT_AIFF}) {
+      const auto envelope = withLevels(makeAudioFile(path("sine"), container | encoding, 48000, 2, samples));
+      EXPECT_NEAR(level(envelope, 0, 0, 24000), 0.8 / std::numbers::sqrt2, 0.001) << encoding;
+      EXPECT_EQ(level(envelope, 0, 24000, 48000), 0);
+      EXPECT_NEAR(level(envelope, 1, 0, 48000), 0.4, 0.001);
+    }
+  EXPECT_TRUE(analyze(path("sine")).levels.empty()) << "not asked for";
+
+  const auto layout = layOut(withLevels(path("sine")), 0, 48000, 416, 200);
+  ASSERT_TRUE(layout);
+  std::ofstream(path("w.png"), std::ios::binary) << *waveformPNG(*layout);
+  const std::string pixels =
+      outputOf("ffmpeg -v error -i " + path("w.png") + " -f rawvideo -pix_fmt rgb24 -");
+  const auto redAt = [&](int x, double y) {
+    return std::uint8_t(pixels[(std::size_t(y) * 416 + std::size_t(x)) * 3]);
+  };
+  const auto& [left, right] = std::tie(layout->lanes[0], layout->lanes[1]);
+  for (const float side : {1.0f, -1.0f}) {
+    EXPECT_EQ(redAt(100, left.y(side * 0.5f)), 0xA9) << "body";
+    EXPECT_EQ(redAt(100, left.y(side * 0.7f)), 0x4F) << "wave";
+  }
+  EXPECT_EQ(redAt(100, right.y(0.35f)), 0xA9);
+  EXPECT_EQ(redAt(100, right.y(-0.35f)), 0x18) << "a body is never beyond its wave";
+  EXPECT_NE(waveformSVG(*layout).find("class=\"body\""), std::string::npos);
+}
+
+TEST_F(WaveformTest, APictureHasANameWhereThereIsRoom) {
+  const WaveformEnvelope envelope = analyze(wav(SF_FORMAT_FLOAT, 1, std::vector<float>(4800, 0.5f)));
+  const auto titled = [&](const std::string& title, int height) {
+    return *layOut(envelope, 0, 4800, 416, height, WaveformLayout::Scale::linear, title);
+  };
+  const std::string name = "Stück <1> & \u2014 2.wav";
+  EXPECT_NE(waveformSVG(titled(name, 200)).find(">Stück &lt;1&gt; &amp; \u2014 2.wav</text>"),
+            std::string::npos);
+  EXPECT_NE(*waveformPNG(titled("a", 200)), *waveformPNG(titled("b", 200)));
+  EXPECT_GT(titled("a", 200).lanes[0].top, titled("", 200).lanes[0].top);
+  EXPECT_EQ(*waveformPNG(titled("a", 60)), *waveformPNG(titled("", 60))) << "no room";
+  const std::string longName(300, 'x');
+  const std::string shown = titled(longName, 200).shownTitle;
+  EXPECT_TRUE(shown.ends_with("xxx...") && shown.size() * 6 <= 400) << shown;
+  EXPECT_EQ(titled("a\nb\x1b", 200).shownTitle.find('\n'), std::string::npos);
 }
 
 }  // namespace

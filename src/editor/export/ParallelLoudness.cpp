@@ -4,9 +4,9 @@
 #include <atomic>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <vector>
 
+#include "base/Processors.h"
 #include "editor/export/ExportProgress.h"
 #include "editor/export/LoudnessMeter.h"
 #include "editor/export/SessionExporter.h"
@@ -92,7 +92,7 @@ void waitFor(Runtime& runtime, Work& work, std::size_t pieces) {
 
 }  // namespace
 
-unsigned loudnessPieces() { return std::clamp(std::thread::hardware_concurrency(), 1u, kMostPieces); }
+unsigned loudnessPieces() { return std::min(processorCount(), kMostPieces); }
 
 Outcome<Loudness> measureFileLoudness(Runtime& runtime, const MixTrackInput& input, ExportProgress& progress,
                                       unsigned pieces) {

@@ -10,16 +10,7 @@ class PlainWavScan final : public PeakScan {
  public:
   PlainWavScan(PlainWav wav, std::string path) : piece_(std::move(wav), std::move(path)) {}
 
-  PeakKernels::Find finder() const override {
-    switch (piece_.wav().encoding) {
-      case PlainWav::Encoding::int16:
-        return peakKernels().int16;
-      case PlainWav::Encoding::int24:
-        return peakKernels().int24;
-      default:
-        return peakKernels().float32;
-    }
-  }
+  PlainWav::Encoding encoding() const override { return piece_.wav().encoding; }
   std::uint32_t bytesPerFrame() const override { return piece_.wav().bytesPerFrame(); }
 
   Outcome<std::span<const std::uint8_t>> next(std::int64_t frames) override {
@@ -38,7 +29,7 @@ class DecodedScan final : public PeakScan {
  public:
   explicit DecodedScan(std::unique_ptr<AudioFileReader> reader) : reader_(std::move(reader)) {}
 
-  PeakKernels::Find finder() const override { return peakKernels().float32; }
+  PlainWav::Encoding encoding() const override { return PlainWav::Encoding::float32; }
   std::uint32_t bytesPerFrame() const override { return reader_->format().channels * sizeof(float); }
 
   Outcome<std::span<const std::uint8_t>> next(std::int64_t frames) override {
@@ -63,6 +54,18 @@ class DecodedScan final : public PeakScan {
 };
 
 }  // namespace
+
+PeakKernels::Find PeakScan::finder() const {
+  switch (encoding()) {
+    case PlainWav::Encoding::int16:
+      return peakKernels().int16;
+    case PlainWav::Encoding::int24:
+      return peakKernels().int24;
+    case PlainWav::Encoding::float32:
+      break;
+  }
+  return peakKernels().float32;
+}
 
 std::unique_ptr<PeakScan> PeakScan::ofPlainWav(PlainWav wav, std::string path) {
   return std::make_unique<PlainWavScan>(std::move(wav), std::move(path));

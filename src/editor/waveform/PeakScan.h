@@ -17,8 +17,9 @@ class PeakScan {
  public:
   virtual ~PeakScan() = default;
 
+  virtual PlainWav::Encoding encoding() const = 0;
   // What finds the extremes in these samples.
-  virtual PeakKernels::Find finder() const = 0;
+  PeakKernels::Find finder() const;
   virtual std::uint32_t bytesPerFrame() const = 0;
   // The next `frames` frames, less only at the end or before damage, with kPeakSlackBytes behind them; valid
   // until the next call.

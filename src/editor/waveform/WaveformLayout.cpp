@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/PrintableText.h"
+#include "base/UTF8.h"
+
 namespace sonmere {
 
 namespace {
@@ -78,8 +81,13 @@ std::vector<WaveformLayout::Level> WaveformLayout::levelsIn(const Lane& lane) co
   return fitting;
 }
 
-Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t from, std::int64_t until,
-                               int width, int height, WaveformLayout::Scale scale) {
+namespace {
+
+// The smallest picture that has room for a title.
+constexpr int kLeastTitledHeight = 100;
+
+Outcome<void> check(const WaveformEnvelope& envelope, std::int64_t from, std::int64_t until, int width,
+                    int height) {
   using L = WaveformLayout;
   if (width < L::kLeastWidth || width > L::kMostWidth || height < L::kLeastHeight || height > L::kMostHeight)
     return refuse(fmt::format("a picture of {} × {} pixels can't be drawn; use {} to {} by {} to {}", width,
@@ -88,33 +96,71 @@ Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t fr
   if (from < 0 || from >= until || until > envelope.totalFrames)
     return refuse(fmt::format("the part from frame {} to {} is not one of the file's {} frames", from, until,
                               envelope.totalFrames));
-  L layout{.width = width,
-           .height = height,
-           .plotLeft = L::kMargin,
-           .plotWidth = width - 2 * L::kMargin,
-           .axisTop = height - L::kAxisHeight,
-           .lanes = {},
-           .ticks = {},
-           .levels = {},
-           .columns = {}};
-  const int count = int(envelope.channels.size());
-  const int laneHeight = (layout.axisTop - L::kMargin - (count - 1) * L::kLaneGap) / count;
+  return {};
+}
+
+std::string fittedTitle(const std::string& title, int width) {
+  const auto room = std::size_t(std::max(width / WaveformLayout::kTitleAdvance, 3));
+  std::string fitted = printable(title);
+  std::size_t characters = 0, end = 0, lastFitting = 0;
+  for (; end < fitted.size(); ++characters) {
+    if (characters == room - 3) lastFitting = end;
+    end += std::max<std::size_t>(utf8CharacterBytes(fitted, end), 1);
+  }
+  return characters <= room ? fitted : fitted.substr(0, lastFitting) + "...";
+}
+
+Outcome<void> placeLanes(WaveformLayout& layout, int count, WaveformLayout::Scale scale) {
+  using L = WaveformLayout;
+  const int top = L::kMargin + (layout.title.empty() ? 0 : L::kTitleHeight);
+  const int laneHeight = (layout.axisTop - top - (count - 1) * L::kLaneGap) / count;
   if (laneHeight < kLeastLaneHeight)
-    return refuse(fmt::format("{} channels need a picture higher than {} pixels", count, height));
+    return refuse(fmt::format("{} channels need a picture higher than {} pixels", count, layout.height));
   for (int i = 0; i < count; ++i)
-    layout.lanes.push_back({L::kMargin + i * (laneHeight + L::kLaneGap), laneHeight, scale});
-  if (scale == L::Scale::decibels)
-    for (const int level : kLevelsDb)
-      layout.levels.push_back({float(std::pow(10, level / 20.0)), fmt::format("{}", level)});
+    layout.lanes.push_back({top + i * (laneHeight + L::kLaneGap), laneHeight, scale});
+  return {};
+}
+
+void fillColumns(WaveformLayout& layout, const WaveformEnvelope& envelope, std::int64_t from,
+                 std::int64_t until) {
   const double perColumn = double(until - from) / layout.plotWidth;
   for (std::size_t channel = 0; channel < envelope.channels.size(); ++channel) {
     auto& columns = layout.columns.emplace_back();
     for (int x = 0; x < layout.plotWidth; ++x) {
       const auto first = from + std::int64_t(perColumn * x);
-      const auto last = std::max(from + std::int64_t(perColumn * (x + 1)), first + 1);
-      columns.push_back(extremes(envelope, channel, first, std::min(last, until)));
+      const auto last = std::min(std::max(from + std::int64_t(perColumn * (x + 1)), first + 1), until);
+      const WaveformBin all = columns.emplace_back(extremes(envelope, channel, first, last));
+      if (envelope.levels.empty()) continue;
+      layout.bodies.resize(channel + 1);
+      const float rms = level(envelope, channel, first, last);
+      layout.bodies[channel].push_back({std::max(all.minValue, -rms), std::min(all.maxValue, rms)});
     }
   }
+}
+
+}  // namespace
+
+Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t from, std::int64_t until,
+                               int width, int height, WaveformLayout::Scale scale, const std::string& title) {
+  using L = WaveformLayout;
+  if (auto checked = check(envelope, from, until, width, height); !checked)
+    return std::unexpected(checked.error());
+  L layout;
+  layout.width = width;
+  layout.height = height;
+  layout.plotLeft = L::kMargin;
+  layout.plotWidth = width - 2 * L::kMargin;
+  layout.axisTop = height - L::kAxisHeight;
+  if (height >= kLeastTitledHeight && !title.empty()) {
+    layout.title = title;
+    layout.shownTitle = fittedTitle(title, layout.plotWidth);
+  }
+  if (auto placed = placeLanes(layout, int(envelope.channels.size()), scale); !placed)
+    return std::unexpected(placed.error());
+  if (scale == L::Scale::decibels)
+    for (const int levelDb : kLevelsDb)
+      layout.levels.push_back({float(std::pow(10, levelDb / 20.0)), fmt::format("{}", levelDb)});
+  fillColumns(layout, envelope, from, until);
   layout.ticks = ticksOf(layout, double(from) / envelope.sampleRate, double(until) / envelope.sampleRate);
   return layout;
 }

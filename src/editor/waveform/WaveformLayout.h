@@ -9,9 +9,12 @@
 
 namespace sonmere {
 
-// Where what stands in the picture of a waveform, in pixels: a lane for each channel, a time axis below.
+// Where what stands in the picture of a waveform, in pixels: a title where there is room for one, a lane for
+// each channel, a time axis below.
 struct WaveformLayout {
-  static constexpr int kMargin = 8, kLaneGap = 6, kAxisHeight = 22;
+  static constexpr int kMargin = 8, kLaneGap = 6, kAxisHeight = 22, kTitleHeight = 14;
+  // Of a character of the title, about.
+  static constexpr int kTitleAdvance = 6;
   static constexpr int kLeastWidth = 32, kLeastHeight = 32, kMostWidth = 16384, kMostHeight = 8192;
 
   // The largest sample of 16 bits: from here on a wave counts as clipped.
@@ -45,6 +48,11 @@ struct WaveformLayout {
   std::vector<Tick> ticks;
   std::vector<Level> levels;                      // none of a linear scale
   std::vector<std::vector<WaveformBin>> columns;  // for each lane the extremes of each column of pixels
+  // For each lane the body of each column: within the extremes, the RMS on either side. Empty where the
+  // envelope has no levels.
+  std::vector<std::vector<WaveformBin>> bodies;
+  std::string title;       // empty: none, or no room
+  std::string shownTitle;  // as much of it as fits, one character a column
 
   // The levels whose labels find room in a lane.
   std::vector<Level> levelsIn(const Lane& lane) const;
@@ -54,6 +62,7 @@ struct WaveformLayout {
 // is out of range or too low for the channels, and for an envelope of no frames.
 Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t from, std::int64_t until,
                                int width, int height,
-                               WaveformLayout::Scale scale = WaveformLayout::Scale::linear);
+                               WaveformLayout::Scale scale = WaveformLayout::Scale::linear,
+                               const std::string& title = "");
 
 }  // namespace sonmere

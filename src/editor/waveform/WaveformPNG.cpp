@@ -97,6 +97,10 @@ void drawChannel(Canvas& canvas, const WaveformLayout& layout, std::size_t chann
     if (columns[i].minValue <= -WaveformLayout::kFullScale)
       canvas.fill(x, lane.top + lane.height - 2, 1, 2, colours.clipped);
   }
+  if (!layout.bodies.empty())
+    for (std::size_t i = 0; i < columns.size(); ++i)
+      canvas.column(layout.plotLeft + int(i), lane.y(layout.bodies[channel][i].maxValue),
+                    lane.y(layout.bodies[channel][i].minValue), colours.body);
   canvas.fill(layout.plotLeft, int(lane.centre()), layout.plotWidth, 1, colours.centre);
   drawLevels(canvas, layout, lane, colours);
 }
@@ -118,6 +122,8 @@ Outcome<std::string> waveformPNG(const WaveformLayout& layout, const WaveformCol
   Canvas canvas(layout.width, layout.height, colours.background);
   for (std::size_t i = 0; i < layout.lanes.size(); ++i) drawChannel(canvas, layout, i, colours);
   drawAxis(canvas, layout, colours);
+  drawPixelText(layout.shownTitle, layout.plotLeft, WaveformLayout::kMargin - 2,
+                [&](int x, int y) { canvas.blend(x, y, colours.label, 1); });
   return canvas.encoded();
 }
 

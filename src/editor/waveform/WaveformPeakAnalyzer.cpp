@@ -8,6 +8,7 @@
 
 #include "audio/file/ReaderError.h"
 #include "editor/track/TrackReader.h"
+#include "editor/waveform/BinLevels.h"
 #include "editor/waveform/PeakScan.h"
 
 namespace sonmere {
@@ -60,22 +61,25 @@ Outcome<Opened> openScan(const std::string& url) {
 // The lists that one pass fills.
 class EnvelopeLists {
  public:
-  EnvelopeLists(WaveformEnvelope& envelope, std::uint32_t channels, std::int64_t bins)
-      : lists_(envelope.channels), bins_(std::size_t(bins)), pairs_(channels) {
+  EnvelopeLists(WaveformEnvelope& envelope, std::uint32_t channels, std::int64_t bins, bool hasLevels)
+      : lists_(envelope.channels), levels_(envelope.levels), bins_(std::size_t(bins)), pairs_(channels) {
     const auto arena = LargeArena::forLists(channels, bins_ * sizeof(WaveformBin));
     for (std::uint32_t channel = 0; channel < channels; ++channel)
       lists_.emplace_back(LargeAllocator<WaveformBin>(arena)).reserve(bins_);
+    // What is not read is silent.
+    if (hasLevels) levels_.assign(channels, LargeVector<float>(bins_, 0.0f));
   }
 
   bool isFull() const { return bin_ >= bins_; }
-  void take(PeakKernels::Find find, const std::uint8_t* samples, std::int64_t frames, std::int64_t bins) {
+  void take(const PeakScan& scan, const std::uint8_t* samples, std::int64_t frames, std::int64_t bins) {
     const std::size_t count = std::min(std::size_t(bins), bins_ - bin_);
     static_assert(sizeof(WaveformBin) == 2 * sizeof(float));
     for (std::size_t channel = 0; channel < pairs_.size(); ++channel) {
       lists_[channel].resize(bin_ + count);
       pairs_[channel] = &lists_[channel][bin_].minValue;
     }
-    find(samples, pairs_.size(), std::size_t(frames), count, pairs_.data());
+    scan.finder()(samples, pairs_.size(), std::size_t(frames), count, pairs_.data());
+    if (!levels_.empty()) takeLevels(scan, samples, std::size_t(frames), count);
     bin_ += count;
   }
   // What was not read is silent.
@@ -84,7 +88,14 @@ class EnvelopeLists {
   }
 
  private:
+  void takeLevels(const PeakScan& scan, const std::uint8_t* samples, std::size_t frames, std::size_t count) {
+    std::vector<float*> starts;
+    for (auto& list : levels_) starts.push_back(list.data() + bin_);
+    findBinLevels(scan.encoding(), samples, starts.size(), frames, count, starts.data());
+  }
+
   std::vector<LargeVector<WaveformBin>>& lists_;
+  std::vector<LargeVector<float>>& levels_;
   const std::size_t bins_;
   std::size_t bin_ = 0;
   std::vector<float*> pairs_;
@@ -98,9 +109,10 @@ std::int64_t WaveformPeakAnalyzer::binFrames(std::int64_t totalFrames, double sa
   return std::max<std::int64_t>(std::llround(sampleRate / binsPerSecond), 1);
 }
 
-std::optional<WaveformEnvelope> WaveformPeakAnalyzer::analyze(
-    const std::string& url, const std::atomic<bool>* isCancelled,
-    const std::function<void(double)>& progress) const {
+std::optional<WaveformEnvelope> WaveformPeakAnalyzer::analyze(const std::string& url,
+                                                              const std::atomic<bool>* isCancelled,
+                                                              const std::function<void(double)>& progress,
+                                                              Detail detail) const {
   WaveformEnvelope envelope;
   const auto openFailed = [&](const std::string& why) {
     log_.error("WaveformPeakAnalyzer: open failed — " + why);
@@ -118,7 +130,7 @@ std::optional<WaveformEnvelope> WaveformPeakAnalyzer::analyze(
   if (bins > kMostBins / opened->format.channels)
     return openFailed(fmt::format("{}: {} frames are too many to be drawn", url, total));
 
-  EnvelopeLists lists(envelope, opened->format.channels, bins);
+  EnvelopeLists lists(envelope, opened->format.channels, bins, detail == Detail::extremesAndLevels);
   PeakScan& scan = *opened->scan;
   const std::int64_t readFrames = frames * binsPerRead(frames, scan.bytesPerFrame());
   for (std::int64_t position = 0; position < total && !lists.isFull();) {
@@ -139,8 +151,8 @@ std::optional<WaveformEnvelope> WaveformPeakAnalyzer::analyze(
       break;
     }
     const std::int64_t whole = count / frames, rest = count % frames;
-    if (whole > 0) lists.take(scan.finder(), block->data(), frames, whole);
-    if (rest > 0) lists.take(scan.finder(), block->data() + whole * frames * scan.bytesPerFrame(), rest, 1);
+    if (whole > 0) lists.take(scan, block->data(), frames, whole);
+    if (rest > 0) lists.take(scan, block->data() + whole * frames * scan.bytesPerFrame(), rest, 1);
     position += count;
     if (progress) progress(double(position) / double(total));
   }

@@ -14,9 +14,8 @@ constexpr int kTickLength = 5;
 constexpr double kLeastHalfHeight = 0.4;
 
 // Along the upper edge and back along the lower one.
-std::string outline(const WaveformLayout& layout, std::size_t channel) {
-  const WaveformLayout::Lane& lane = layout.lanes[channel];
-  const auto& columns = layout.columns[channel];
+std::string outline(const WaveformLayout& layout, const WaveformLayout::Lane& lane,
+                    const std::vector<WaveformBin>& columns) {
   std::string path;
   const auto point = [&](std::size_t x, double y) {
     fmt::format_to(std::back_inserter(path), "{}{:.1f} {:.2f}", path.empty() ? "M" : "L",
@@ -27,6 +26,21 @@ std::string outline(const WaveformLayout& layout, std::size_t channel) {
   for (std::size_t x = columns.size(); x-- > 0;)
     point(x, std::max(lane.y(columns[x].minValue), lane.centre() + kLeastHalfHeight));
   return path + "Z";
+}
+
+std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    if (c == '&')
+      result += "&amp;";
+    else if (c == '<')
+      result += "&lt;";
+    else if (c == '>')
+      result += "&gt;";
+    else
+      result += c;
+  }
+  return result;
 }
 
 // Marks of samples at full scale or beyond, above and below.
@@ -55,11 +69,17 @@ std::string waveformSVG(const WaveformLayout& layout, const WaveformColours& col
       layout.width, layout.height);
   add("<rect width=\"{}\" height=\"{}\" fill=\"#{:06x}\"/>\n", layout.width, layout.height,
       colours.background);
+  if (!layout.shownTitle.empty())
+    add("<text x=\"{}\" y=\"{}\" font-family=\"sans-serif\" font-size=\"10\" fill=\"#{:06x}\">{}</text>\n",
+        layout.plotLeft, WaveformLayout::kMargin + 7, colours.label, escaped(layout.shownTitle));
   for (std::size_t i = 0; i < layout.lanes.size(); ++i) {
     const WaveformLayout::Lane& lane = layout.lanes[i];
     add("<g class=\"channel\">\n<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" fill=\"#{:06x}\"/>\n",
         layout.plotLeft, lane.top, layout.plotWidth, lane.height, colours.lane);
-    add("<path d=\"{}\" fill=\"#{:06x}\"/>\n", outline(layout, i), colours.wave);
+    add("<path d=\"{}\" fill=\"#{:06x}\"/>\n", outline(layout, lane, layout.columns[i]), colours.wave);
+    if (!layout.bodies.empty())
+      add("<path class=\"body\" d=\"{}\" fill=\"#{:06x}\"/>\n", outline(layout, lane, layout.bodies[i]),
+          colours.body);
     add("<path d=\"M{} {:.1f}h{}\" stroke=\"#{:06x}\"/>\n", layout.plotLeft, lane.centre(), layout.plotWidth,
         colours.centre);
     for (const WaveformLayout::Level& level : layout.levels)
