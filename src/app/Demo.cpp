@@ -9,6 +9,7 @@
 
 #include "app/PlatformFolders.h"
 #include "audio/device/BusName.h"
+#include "audio/effects/EffectControlText.h"
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/ReaderError.h"
 #include "dsp/Level.h"
@@ -52,6 +53,37 @@ Outcome<void> Demo::launch(const DemoOptions::App& app) {
 
 void Demo::start(Done done) {
   done_ = std::move(done);
+  addPlugins(0);
+}
+
+// Tried and in their chains before the first app is heard.
+void Demo::addPlugins(std::size_t next) {
+  if (finishing_) return;
+  if (next == options_.plugins.size()) return listen();
+  const DemoOptions::Plugin& plugin = options_.plugins[next];
+  app_->pluginChains().add(
+      plugin.scope, plugin.id, std::nullopt, [this, next](const Outcome<EffectDetails>& added) {
+        const Outcome<void> set =
+            added ? setControls(options_.plugins[next], *added) : std::unexpected(added.error());
+        if (!set) return fail("--plugin " + options_.plugins[next].id + ": " + set.error().description);
+        addPlugins(next + 1);
+      });
+}
+
+// Of the plug-in that is the last of its chain.
+Outcome<void> Demo::setControls(const DemoOptions::Plugin& plugin, const EffectDetails& details) {
+  PluginChain& chain = app_->pluginChains().chain(plugin.scope);
+  for (const auto& [name, text] : plugin.values) {
+    const auto control = findControl(details, name);
+    if (!control) return std::unexpected(control.error());
+    const auto value = readControlValue(*control, text);
+    if (!value) return std::unexpected(value.error());
+    chain.setControl(chain.plugins().size() - 1, control->symbol, *value);
+  }
+  return {};
+}
+
+void Demo::listen() {
   engine().start();
   end_ = runtime_.mainQueue().postAfter(kDiscoveryTime, [this] {
     route();
@@ -113,6 +145,7 @@ void Demo::finish() {
   for (const DemoOptions::App& app : options_.apps) report_.apps.push_back(describe(app));
   report_.latency = app_->latencyProbe().report();
   if (const auto& message = *engine().errorMessage()) note(*message);
+  if (const auto& message = *app_->pluginChains().errorMessage) note(*message);
   recordings().stopAllRecordings([this](const auto&) { collect(); });
 }
 

@@ -39,6 +39,9 @@ class Demo {
  private:
   Demo(Runtime& runtime, Log& log, const DemoOptions& options);
   Outcome<void> launch(const DemoOptions::App& app);
+  void addPlugins(std::size_t next);
+  Outcome<void> setControls(const DemoOptions::Plugin& plugin, const EffectDetails& details);
+  void listen();
   void route();
   std::string routeFailure(const DemoOptions::App& app);
   void begin();

@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "audio/effects/PluginScope.h"
 #include "dsp/AppEQSettings.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/RecordingContext.h"
@@ -23,7 +25,14 @@ struct DemoOptions {
     std::optional<double> ceilingDb;  // limiter
   };
 
+  struct Plugin {
+    PluginScope scope;
+    std::string id;
+    std::vector<std::pair<std::string, std::string>> values;  // by control
+  };
+
   std::vector<App> apps;
+  std::vector<Plugin> plugins;  // in the order of their chains
   double seconds = 20;
   std::string folder;  // of the recordings
   RecordingBitDepth bitDepth = RecordingBitDepth::int16;

@@ -21,6 +21,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/InputCommands.h"
 #include "cli/LoginItemCommand.h"
+#include "cli/PluginCommands.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
 #include "cli/RoutingCommands.h"
@@ -68,6 +69,10 @@ void addDemo(CLI::App& app, Arguments& arguments) {
       ->allow_extra_args(false);
   demo->add_option("--limit", d.limits, "Limiter ceiling, -12 to 0 dB")
       ->type_name("ID=DB")
+      ->allow_extra_args(false);
+  demo->add_option("--plugin", d.plugins,
+                   "A plug-in on an app or a bus, with values of its controls; may be repeated")
+      ->type_name("SCOPE=URI[,CONTROL=VALUE]")
       ->allow_extra_args(false);
   demo->add_option("--seconds", d.seconds, "How long to play (default: 20)")->type_name("N");
   demo->add_option("--out", d.folder, "Folder of the recordings (default: sonmere-demo)")->type_name("DIR");
@@ -195,7 +200,7 @@ constexpr std::pair<const char*, std::array<std::string_view, 12>> kGroups[] = {
     {"Apps", {"apps", "volume", "mute", "eq", "limit", "direct", "hide", "unhide", "pin", "unpin", "remove"}},
     {"Per-app volume", {"mixer", "master", "output-eq", "boost"}},
     {"Microphone", {"mic", "input", "input-lock"}},
-    {"Routing and recording", {"route", "routing", "bus", "record", "profile"}},
+    {"Routing and recording", {"route", "routing", "bus", "record", "profile", "plugin"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
     {"Settings and help", {"settings", "login-item", "help", "completion"}},
 };
@@ -256,6 +261,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRemoteCommands(app, arguments.run);
   addRoutingCommands(app, arguments.run);
   addInputCommands(app, arguments.run);
+  addPluginCommands(app, arguments.run);
   addDemo(app, arguments);
   addRecordingsCommands(app, arguments.run);
   addEditorCommands(app, arguments.run);

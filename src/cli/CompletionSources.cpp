@@ -49,6 +49,15 @@ Candidates buses() {
   return all;
 }
 
+// What a chain of plug-ins can be on.
+Candidates scopes() {
+  Candidates all;
+  for (auto& app : ask("apps", "id", "name")) all.push_back({"app:" + app.word, app.help});
+  for (auto& bus : buses()) all.push_back({"bus:" + bus.word, bus.help});
+  all.push_back({"mic", "the microphone"});
+  return all;
+}
+
 Candidates volumes() {
   return {{"0%", "silence"},      {"50%", ""},       {"100%", "as it is"},
           {"-6dB", "about half"}, {"+5%", "louder"}, {"-5%", "more quietly"}};
@@ -95,6 +104,7 @@ Candidates completionSource(const std::string& kind) {
   if (kind == "ID") return ask("apps", "id", "name");
   if (kind == "PROFILE") return profiles();
   if (kind == "BUS") return buses();
+  if (kind == "SCOPE") return scopes();
   if (kind == "VOLUME") return volumes();
   if (kind == "KEY") return settingsKeys();
   if (kind == "STAMP") return stamps();

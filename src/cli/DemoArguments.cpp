@@ -125,6 +125,35 @@ Outcome<void> takeLimit(DemoOptions::App& app, const ArgumentPair& pair, const s
   return {};
 }
 
+Outcome<PluginScope> readPluginScope(const std::string& text, const std::string& scope,
+                                     const std::vector<DemoOptions::App>& apps) {
+  constexpr std::string_view kBusWord = "bus:", kAppWord = "app:";
+  if (scope.starts_with(kBusWord)) {
+    const auto bus = readBus("--plugin " + text, scope.substr(kBusWord.size()), [] { return TrackNames{}; });
+    if (!bus) return std::unexpected(bus.error());
+    return PluginScope::ofBus(*bus);
+  }
+  const std::string id = scope.starts_with(kAppWord) ? scope.substr(kAppWord.size()) : "";
+  if (std::ranges::find(apps, id, &DemoOptions::App::id) != apps.end()) return PluginScope::ofApp(id);
+  return badArgument(fmt::format(
+      "--plugin {}: \"{}\" is none of app:ID, with an app of the demo, and bus:BUS", text, scope));
+}
+
+Outcome<DemoOptions::Plugin> readPlugin(const std::string& text, const std::vector<DemoOptions::App>& apps) {
+  const auto pair = splitPair("--plugin", text, "SCOPE=URI[,CONTROL=VALUE]");
+  if (!pair) return std::unexpected(pair.error());
+  const auto scope = readPluginScope(text, pair->id, apps);
+  if (!scope) return std::unexpected(scope.error());
+  const std::vector<std::string> parts = splitText(pair->value, ',');
+  DemoOptions::Plugin plugin{*scope, parts.front(), {}};
+  for (std::size_t i = 1; i < parts.size(); ++i) {
+    const auto value = splitPair(("--plugin " + text).c_str(), parts[i], "CONTROL=VALUE");
+    if (!value) return std::unexpected(value.error());
+    plugin.values.emplace_back(value->id, value->value);
+  }
+  return plugin;
+}
+
 Outcome<double> readSeconds(const std::optional<std::string>& text) {
   if (!text) return DemoOptions{}.seconds;
   const auto value = readNumber(*text);
@@ -180,6 +209,11 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
     return std::unexpected(r.error());
   if (auto r = forEachPair(all, "--limit", arguments.limits, "ID=DB", noting(takeLimit)); !r)
     return std::unexpected(r.error());
+  for (const std::string& text : arguments.plugins) {
+    auto plugin = readPlugin(text, all);
+    if (!plugin) return std::unexpected(plugin.error());
+    request.options.plugins.push_back(std::move(*plugin));
+  }
   const auto seconds = readSeconds(arguments.seconds);
   if (!seconds) return std::unexpected(seconds.error());
   const auto depth = readDepth(arguments.depth);

@@ -17,6 +17,7 @@ struct DemoArguments {
   std::vector<std::string> volumes;  // ID=GAIN
   std::vector<std::string> equalisers;
   std::vector<std::string> limits;
+  std::vector<std::string> plugins;  // SCOPE=URI[,CONTROL=VALUE]
   std::optional<std::string> seconds;
   std::optional<std::string> folder;
   std::optional<std::string> depth;

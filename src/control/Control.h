@@ -9,6 +9,7 @@
 #include "control/MeterControl.h"
 #include "control/Meters.h"
 #include "control/MixerControl.h"
+#include "control/PluginControl.h"
 #include "control/ProfileControl.h"
 #include "control/RecordingControl.h"
 #include "control/ReportControl.h"
@@ -36,6 +37,7 @@ class Control {
         library_(app),
         window_(app),
         looks_(app),
+        plugins_(app),
         changes_(app),
         reports_(app, platform),
         quit_(std::move(quit)) {}
@@ -49,6 +51,7 @@ class Control {
   DeviceControl& devices() { return devices_; }
   SettingsControl& settings() { return settings_; }
   LibraryControl& library() { return library_; }
+  PluginControl& plugins() { return plugins_; }
   ReportControl& reports() { return reports_; }
   WindowControl& window() { return window_; }
   // Who looks at meters.
@@ -74,6 +77,7 @@ class Control {
   LibraryControl library_;
   WindowControl window_;
   MeterControl looks_;
+  PluginControl plugins_;
   TopicWatch changes_;
   ReportControl reports_;
   std::function<void()> quit_;

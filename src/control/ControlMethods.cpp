@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "control/ControlCodec.h"
+#include "control/PluginCodec.h"
 #include "control/SettingsCodec.h"
 
 namespace sonmere {
@@ -38,6 +39,27 @@ auto readEqualiser = [](ControlParams& params) { return params.object("equaliser
 
 auto readFlag(const char* name) {
   return [name](ControlParams& params) { return params.flag(name); };
+}
+
+// A scope of plug-ins, one of its plug-ins, and what `read` reads.
+template <class T>
+struct ForPlugin {
+  std::string scope, plugin;
+  T value;
+};
+
+template <class Read>
+auto forPlugin(Read read) {
+  return [read](ControlParams& params) {
+    std::string scope = params.text("scope"), plugin = params.text("plugin");
+    return ForPlugin<decltype(read(params))>{std::move(scope), std::move(plugin), read(params)};
+  };
+}
+
+// Answers when it has come.
+template <class T>
+auto answerLater(const ControlMethods::Reply& reply) {
+  return [reply](const Outcome<T>& outcome) { reply(answer(outcome)); };
 }
 
 struct StartRequest {
@@ -119,6 +141,8 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addInput();
   addRecordings();
   addProfiles();
+  addPlugins();
+  addPluginActs();
   addSettings();
   addSubscriptions();
 }
@@ -314,6 +338,56 @@ void ControlMethods::addProfiles() {
       [this](const std::string& name) { return answer(control_.profiles().apply(name)); });
   add("profile.delete", readName,
       [this](const std::string& name) { return answer(control_.profiles().remove(name)); });
+}
+
+void ControlMethods::addPlugins() {
+  add("plugins", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.plugins().overview()); });
+  addLater(
+      "plugins.available", [](ControlParams& p) { return p.textIf("search").value_or(""); },
+      [this](const std::string& search, ControlPeer&, const Reply& reply) {
+        control_.plugins().available(search, answerLater<std::vector<PluginOffer>>(reply));
+      });
+  addLater(
+      "plugin.info", [](ControlParams& p) { return p.text("plugin"); },
+      [this](const std::string& id, ControlPeer&, const Reply& reply) {
+        control_.plugins().info(id, answerLater<PluginInfo>(reply));
+      });
+  add(
+      "plugin.chain", [](ControlParams& p) { return p.text("scope"); },
+      [this](const std::string& scope) { return answer(control_.plugins().chain(scope)); });
+  add(
+      "plugin.trust", [](ControlParams& p) { return std::pair(p.text("scope"), p.flag("trusted")); },
+      [this](const auto& v) { return answer(control_.plugins().setTrusted(v.first, v.second)); });
+  const auto readPath = [](ControlParams& p) { return std::pair(p.text("scope"), p.text("path")); };
+  addLater("plugin.save", readPath, [this](const auto& v, ControlPeer&, const Reply& reply) {
+    control_.plugins().save(v.first, v.second, answerLater<PluginChainState>(reply));
+  });
+  add("plugin.load", readPath,
+      [this](const auto& v) { return answer(control_.plugins().load(v.first, v.second)); });
+}
+
+void ControlMethods::addPluginActs() {
+  const auto none = [](ControlParams&) { return 0; };
+  addLater("plugin.add", forPlugin([](ControlParams& p) { return p.wholeIf("position"); }),
+           [this](const auto& v, ControlPeer&, const Reply& reply) {
+             control_.plugins().add(v.scope, v.plugin, v.value, answerLater<PluginChainState>(reply));
+           });
+  add("plugin.remove", forPlugin(none),
+      [this](const auto& v) { return answer(control_.plugins().remove(v.scope, v.plugin)); });
+  add("plugin.move", forPlugin([](ControlParams& p) { return p.whole("position"); }),
+      [this](const auto& v) { return answer(control_.plugins().move(v.scope, v.plugin, v.value)); });
+  add("plugin.bypass", forPlugin(readFlag("bypassed")),
+      [this](const auto& v) { return answer(control_.plugins().setBypassed(v.scope, v.plugin, v.value)); });
+  addLater("plugin.set",
+           forPlugin([](ControlParams& p) { return std::pair(p.text("control"), p.text("value")); }),
+           [this](const auto& v, ControlPeer&, const Reply& reply) {
+             control_.plugins().setControl(v.scope, v.plugin, v.value.first, v.value.second,
+                                           answerLater<PluginChainState>(reply));
+           });
+  addLater("plugin.preset", forPlugin([](ControlParams& p) { return p.text("preset"); }),
+           [this](const auto& v, ControlPeer&, const Reply& reply) {
+             control_.plugins().setPreset(v.scope, v.plugin, v.value, answerLater<PluginChainState>(reply));
+           });
 }
 
 void ControlMethods::addSettings() {

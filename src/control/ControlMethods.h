@@ -52,6 +52,8 @@ class ControlMethods {
   void addExtraInputs();
   void addRecordings();
   void addProfiles();
+  void addPlugins();
+  void addPluginActs();
   void addSettings();
   void addSubscriptions();
 

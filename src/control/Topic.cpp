@@ -26,6 +26,8 @@ const char* name(Topic topic) {
       return "program";
     case Topic::library:
       return "library";
+    case Topic::plugins:
+      return "plugins";
   }
   return "";
 }

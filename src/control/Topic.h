@@ -9,11 +9,23 @@
 namespace sonmere {
 
 // What the façade tells the changes of, each by itself.
-enum class Topic { apps, mixer, routing, effects, input, recording, devices, settings, program, library };
+enum class Topic {
+  apps,
+  mixer,
+  routing,
+  effects,
+  input,
+  recording,
+  devices,
+  settings,
+  program,
+  library,
+  plugins
+};
 
 inline constexpr std::array kTopics{Topic::apps,    Topic::mixer,     Topic::routing, Topic::effects,
                                     Topic::input,   Topic::recording, Topic::devices, Topic::settings,
-                                    Topic::program, Topic::library};
+                                    Topic::program, Topic::library,   Topic::plugins};
 
 using TopicSet = std::set<Topic>;
 

@@ -1,6 +1,7 @@
 #include "control/TopicValues.h"
 
 #include "control/ControlCodec.h"
+#include "control/PluginCodec.h"
 #include "control/SettingsCodec.h"
 
 namespace sonmere {
@@ -117,6 +118,13 @@ TopicJSON libraryValue(LibraryControl& library) {
   return value;
 }
 
+TopicJSON pluginsValue(const PluginControl& plugins) {
+  const ControlJSON all = encodeControl(plugins.overview());
+  TopicJSON value = byMember(all.at("chains"), "scope", "chains");
+  value["facts"] = members(all, {"error"});
+  return value;
+}
+
 TopicJSON valueOf(Topic topic, Control& control) {
   switch (topic) {
     case Topic::apps:
@@ -139,6 +147,8 @@ TopicJSON valueOf(Topic topic, Control& control) {
       return programValue(control.reports());
     case Topic::library:
       return libraryValue(control.library());
+    case Topic::plugins:
+      return pluginsValue(control.plugins());
   }
   return TopicJSON::object();
 }

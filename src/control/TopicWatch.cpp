@@ -70,6 +70,8 @@ void TopicWatch::listen() {
   on(library.isScanning, {Topic::library});
   on(library.folderUnavailable, {Topic::library});
   on(library.folderInUse, {Topic::library, Topic::settings});
+  on(app_.pluginChains().pluginChainRevision, {Topic::plugins});
+  on(app_.pluginChains().errorMessage, {Topic::plugins});
   listenToDevices();
 }
 

@@ -60,6 +60,33 @@ class DemoTest : public testing::Test {
   bool wasWriting = false;
 };
 
+// The app's gain and its bus's are both heard in the file; what can't be had ends the demo before it plays.
+TEST_F(DemoTest, PluginsAreHeardInTheRecordings) {
+  const auto peak = [this](std::vector<DemoOptions::Plugin> plugins) {
+    options.plugins = std::move(plugins);
+    options.bitDepth = RecordingBitDepth::float32;
+    options.seconds = 3;
+    report.reset();
+    prepare();
+    runtime.advance(10 * kSecond);
+    const bool isWhole = report && !report->problem && report->files.size() == 1;
+    EXPECT_TRUE(isWhole) << (report ? report->problem.value_or("") : "no report");
+    return isWhole ? report->files[0].peak : 0.0f;
+  };
+  const float dry = peak({});
+  const float wet = peak({{PluginScope::ofApp("beat"), "urn:sonmere:gain", {{"Gain", "-6.0206"}}},
+                          {PluginScope::ofBus(2), "urn:sonmere:gain", {{"gain", "-6.0206"}}}});
+  EXPECT_GT(dry, 0.1f);
+  EXPECT_NEAR(wet, dry / 4, 1e-4f);
+
+  options.plugins = {{PluginScope::ofBus(2), "urn:sonmere:gain", {{"loudness", "1"}}}};
+  report.reset();
+  prepare();
+  runtime.advance(10 * kSecond);
+  ASSERT_TRUE(report && report->problem);
+  EXPECT_EQ(*report->problem, "--plugin urn:sonmere:gain: \"Gain\" has no control \"loudness\"; it has gain");
+}
+
 TEST_F(DemoTest, AnAppThatCantBeRoutedEndsItWithAProblem) {
   id = "beat.helper";
   prepare();

@@ -46,6 +46,24 @@ TEST(DemoArguments, MeanWhatTheySay) {
   EXPECT_TRUE(request->options.folder.starts_with("/"));
 }
 
+TEST(DemoArguments, PluginsNameTheirScopeAndValues) {
+  auto arguments = twoApps();
+  arguments.plugins = {"app:a=urn:x,gain=-6,mode=soft", "bus:track2=http://y/z#1"};
+  const auto request = parseDemo(arguments);
+  ASSERT_TRUE(request) << request.error().description;
+  const auto& plugins = request->options.plugins;
+  ASSERT_EQ(plugins.size(), 2u);
+  EXPECT_EQ(plugins[0].scope, PluginScope::ofApp("a"));
+  EXPECT_EQ(plugins[0].id, "urn:x");
+  EXPECT_EQ(plugins[0].values[1], (std::pair<std::string, std::string>{"mode", "soft"}));
+  EXPECT_EQ(plugins[1].scope, PluginScope::ofBus(3));
+  EXPECT_EQ(plugins[1].id, "http://y/z#1");
+  for (const char* bad : {"app:c=urn:x", "urn:x", "bus:1=urn:x", "app:a=urn:x,gain", "mic=urn:x"}) {
+    arguments.plugins = {bad};
+    EXPECT_TRUE(complaint(arguments).starts_with("--plugin ")) << complaint(arguments);
+  }
+}
+
 TEST(DemoArguments, EveryAppHasATrackOfItsOwnUnlessToldOtherwise) {
   DemoArguments arguments;
   for (int i = 0; i < 9; ++i) arguments.apps.push_back(std::string(1, char('a' + i)) + "=f.wav");

@@ -24,12 +24,13 @@ class JSONOutputTest : public testing::Test {
   };
 
   JSONOutputTest() {
-    for (const char* name : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"}) {
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"}) {
       fs::create_directory(path(name));
       fs::permissions(path(name), fs::perms::owner_all);
       setenv(name, path(name).c_str(), 1);
     }
     setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
+    setenv("LV2_PATH", path("plug-ins").c_str(), 1);
     setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1);
     fs::create_directory(path("takes"));
     makeFile("Sonmere Track 1 — 2026-01-31 20-15-00.wav");
@@ -165,6 +166,24 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("levels", {"watch", "--count", "1"});
   expectForm("recordings", {"record", "stop", "drums"});
   expectForm("recording-health", {"record", "health"});
+  expectForm("plugins", {"plugin", "search", "gain", "simulation"});
+  expectForm("plugin", {"plugin", "info", "urn:sonmere:gain"});
+  expectForm("plugin-chain", {"plugin", "add", "app:music", "urn:sonmere:gain"});
+  expectForm("plugin-chain", {"plugin", "set", "app:music", "1", "gain", "-6"});
+  expectForm("plugin-chain", {"plugin", "preset", "app:music", "gain", "half"});
+  expectForm("plugin-chain", {"plugin", "bypass", "app:music", "gain"});
+  expectForm("plugin-chain", {"plugin", "save", "app:music", path("chain.json")});
+  expectForm("plugin-chain", {"plugin", "load", "bus:track1", path("chain.json")});
+  expectForm("plugin-chain", {"plugin", "add", "bus:track1", "urn:sonmere:delay", "--at", "1"});
+  expectForm("plugin-chain", {"plugin", "move", "bus:track1", "delay", "2"});
+  expectForm("plugin-chain", {"plugin", "trust", "bus:track1"});
+  expectForm("plugin-chain", {"plugin", "remove", "bus:track1", "1"});
+  expectForm("plugin-chain", {"plugin", "chain", "app:music"});
+  expectForm("plugin-chains", {"plugin", "chain"});
+  expectError("notFound", 2, {"plugin", "set", "app:music", "gain", "loudness", "1"});
+  expectError("badInput", 2, {"plugin", "set", "app:music", "gain", "gain", "1000"});
+  expectError("badInput", 2, {"plugin", "chain", "everything"});
+  expectError("failed", 1, {"plugin", "add", "app:music", "urn:nobody"});
   expectForm("profile", {"profile", "save", "A"});
   expectForm("profiles", {"profile", "list"});
   expectError("notFound", 2, {"volume", "nobody"});

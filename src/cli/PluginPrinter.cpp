@@ -1,0 +1,96 @@
+#include "cli/PluginPrinter.h"
+
+#include <fmt/format.h>
+
+#include "cli/Text.h"
+#include "cli/TextTable.h"
+
+namespace sonmere {
+
+namespace {
+
+std::string text(const ControlJSON& object, const char* name) {
+  const auto found = object.find(name);
+  return found != object.end() && found->is_string() ? printable(found->get_ref<const std::string&>()) : "";
+}
+
+double number(const ControlJSON& object, const char* name) {
+  const auto found = object.find(name);
+  return found != object.end() && found->is_number() ? double(*found) : 0.0;
+}
+
+std::string shortNumber(double value) { return fmt::format("{:g}", shortest(float(value))); }
+
+std::string stateOf(const ControlJSON& plugin) {
+  if (const std::string problem = text(plugin, "problem"); !problem.empty()) return problem;
+  if (plugin.value("bypassed", false)) return "bypassed";
+  return plugin.value("autoBypassed", false) ? "bypassed, for it fails" : "on";
+}
+
+std::string valuesOf(const ControlJSON& plugin) {
+  std::string all;
+  for (const auto& [symbol, value] : plugin.value("values", ControlJSON::object()).items())
+    if (value.is_number())
+      all += (all.empty() ? "" : " ") + printable(symbol) + "=" + shortNumber(double(value));
+  return all;
+}
+
+std::string rangeOf(const ControlJSON& control) {
+  std::string all = fmt::format("{} to {}", shortNumber(number(control, "minimum")),
+                                shortNumber(number(control, "maximum")));
+  if (const std::string unit = text(control, "unit"); !unit.empty()) all += " " + unit;
+  for (const ControlJSON& point : control.value("points", ControlJSON::array()))
+    all += fmt::format(", {} {}", shortNumber(number(point, "value")), text(point, "label"));
+  return all;
+}
+
+}  // namespace
+
+std::string offersText(const ControlJSON& offers) {
+  TextTable table({{"Plug-in"}, {"Name"}, {"By"}, {"Kind"}, {"Remark"}});
+  for (const ControlJSON& offer : offers)
+    table.add({text(offer, "plugin"), text(offer, "name"), text(offer, "manufacturer"),
+               text(offer, "category"), text(offer, "obstacle")});
+  return offers.empty() ? "No plug-ins.\n" : table.text();
+}
+
+std::string pluginInfoText(const ControlJSON& info) {
+  std::string out =
+      fmt::format("{}\n  {}{}{}\n  {}\n", text(info, "name"), text(info, "plugin"),
+                  text(info, "manufacturer").empty() ? "" : ", by " + text(info, "manufacturer"),
+                  text(info, "category").empty() ? "" : ", " + text(info, "category"), text(info, "file"));
+  if (const std::string obstacle = text(info, "obstacle"); !obstacle.empty())
+    out += "  can't be used: " + obstacle + "\n";
+  TextTable controls({{"Control"}, {"Name"}, {"Default", TextTable::Align::right}, {"Range"}});
+  for (const ControlJSON& control : info.value("controls", ControlJSON::array()))
+    controls.add({text(control, "symbol"), text(control, "name"), shortNumber(number(control, "initial")),
+                  rangeOf(control)});
+  if (!info.value("controls", ControlJSON::array()).empty()) out += controls.text();
+  for (const ControlJSON& preset : info.value("presets", ControlJSON::array()))
+    out += "Preset: " + text(preset, "name") + "\n";
+  return out;
+}
+
+std::string chainText(const ControlJSON& chain) {
+  const ControlJSON plugins = chain.value("plugins", ControlJSON::array());
+  std::string out =
+      fmt::format("{}: {}{}, {:.1f} ms\n", text(chain, "scope"), text(chain, "state"),
+                  chain.value("trusted", false) ? ", inside the program" : "", number(chain, "latencyMs"));
+  if (plugins.empty()) return text(chain, "scope") + ": no plug-ins\n";
+  TextTable table({{"#", TextTable::Align::right}, {"Name"}, {"State"}, {"Values"}});
+  for (const ControlJSON& plugin : plugins)
+    table.add({fmt::format("{:.0f}", number(plugin, "position")),
+               text(plugin, "name").empty() ? text(plugin, "plugin") : text(plugin, "name"), stateOf(plugin),
+               valuesOf(plugin)});
+  return out + table.text();
+}
+
+std::string chainsText(const ControlJSON& overview) {
+  std::string out;
+  for (const ControlJSON& chain : overview.value("chains", ControlJSON::array())) out += chainText(chain);
+  if (out.empty()) out = "No plug-ins.\n";
+  const std::string error = text(overview, "error");
+  return error.empty() ? out : out + error + "\n";
+}
+
+}  // namespace sonmere
