@@ -77,6 +77,7 @@ std::shared_ptr<VolumeMixerEngine> ToneFerryApp::makeVolumeMixerEngine() {
 
 std::shared_ptr<MicPassthroughEngine> ToneFerryApp::makeMicEngine() {
   auto engine = std::make_shared<MicPassthroughEngine>(context_);
+  engine->host(pluginChains_);
   latencyProbe_.addSource(*engine);
   return engine;
 }

@@ -14,6 +14,7 @@ namespace sonmere {
 
 namespace {
 
+constexpr const char* kChainOwner = "microphone";
 constexpr const char* kDualMonoKey = "sonmere.dualmono.isEnabled";
 constexpr const char* kEQKey = "sonmere.appEQSettings.__mic__";
 constexpr const char* kLimiterKey = "sonmere.appLimiterSettings.__mic__";
@@ -287,10 +288,20 @@ void MicPassthroughEngine::didStart() {
   context_.log.info(fmt::format(
       "ToneFerry: Passthrough started (bridgeRate={:.0f} Hz, micChannels={}, micNativeRate={:.0f} Hz)",
       route.bridgeRate, units_.channels(), units_.nativeRate()));
+  placeChain();
   if (route.isConverted())
     convertedCaptureCheck_ =
         context_.runtime.mainQueue().postAfter(kConvertedCheckDelay, [this] { checkConverted(); });
   routeCheck_.begin(route.bridge);
+}
+
+void MicPassthroughEngine::placeChain() {
+  if (!chains_) return;
+  const auto publish = [this](std::shared_ptr<const PluginChainSnapshot> next) {
+    state_->pluginChain.publish(std::move(next), context_.rendering.retirement, PluginChainSnapshot::kGrace);
+  };
+  chains_->setPlaces(kChainOwner,
+                     {{PluginScope::ofMic(), {units_.route().captureRate, state_.get(), publish}}});
 }
 
 void MicPassthroughEngine::checkConverted() {
@@ -335,6 +346,7 @@ void MicPassthroughEngine::stop() {
   routeCheck_.end();
   inputRateListener_.stop();
   if (!isRunning()) return;
+  if (chains_) chains_->setPlaces(kChainOwner, {});
   context_.micSend.active = false;
   units_.stop();
   state_->isConverted = false;

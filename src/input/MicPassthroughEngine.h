@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "audio/effects/PluginChains.h"
 #include "audio/engine/EngineContext.h"
 #include "audio/engine/PropertyListener.h"
 #include "base/Observable.h"
@@ -37,6 +38,8 @@ class MicPassthroughEngine final : public LatencySource {
   explicit MicPassthroughEngine(EngineContext& context);
   ~MicPassthroughEngine() override;
 
+  // The microphone's plug-in chain sounds here while it runs. The chains outlive the engine.
+  void host(PluginChains& chains) { chains_ = &chains; }
   // Looks at the devices, follows them, and starts what was on when the program ended. Once.
   void launch();
 
@@ -87,6 +90,7 @@ class MicPassthroughEngine final : public LatencySource {
   void pinMicBus(AudioDeviceID micBus);
   void run(AudioDeviceID input, AudioDeviceID bridge);
   void didStart();
+  void placeChain();
   void didFail(const PassthroughError& error);
   void abortForRate(const MicRateForce::Aborted& rates);
   void applySettings();
@@ -109,6 +113,7 @@ class MicPassthroughEngine final : public LatencySource {
   MicExtras extras_;
   MicRateForce rateForce_;
   MicRouteCheck routeCheck_;
+  PluginChains* chains_ = nullptr;
 
   bool isWanted_ = false;
   bool isLaunched_ = false;

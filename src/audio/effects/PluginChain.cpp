@@ -74,12 +74,15 @@ void PluginChain::setPlace(std::optional<ChainPlace> place) {
     return silence();
   }
   if (isElsewhere && published_) place_->publish(published_);
-  if (!hadPlace) return rebuild();
-  if (std::abs(place_->sampleRate - runRate_) < kSameRateHz || !run_) return;
+  const bool isOtherRate = runRate_ > 0 && std::abs(place_->sampleRate - runRate_) >= kSameRateHz;
+  if (isOtherRate && !plugins_.empty()) noteRate();
+  if (!hadPlace || (isOtherRate && run_)) rebuild();
+}
+
+void PluginChain::noteRate() const {
   context_.log.info(
       fmt::format("{} chain: capture rate changed {:f} → {:f} Hz — re-instantiating {} plugin(s)",
                   scope_.text(), runRate_, place_->sampleRate, plugins_.size()));
-  rebuild();
 }
 
 // Nothing of it sounds from here on, and nothing of a build under way comes.
@@ -89,7 +92,6 @@ void PluginChain::silence() {
   if (place_ && published_) place_->publish(nullptr);
   published_ = nullptr;
   run_.reset();
-  runRate_ = 0;
   for (Plugin& plugin : plugins_) plugin.values.clear();
   if (state_ != State::idle) setState(State::idle);
 }

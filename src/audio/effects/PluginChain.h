@@ -86,6 +86,7 @@ class PluginChain {
   void take(const ChainReport& report);
   void publish();
   void silence();
+  void noteRate() const;
   void failed(const std::string& reason, int culprit);
   void look();
   void setState(State state);
@@ -101,7 +102,7 @@ class PluginChain {
   int build_ = 0;  // names the build under way; what an older one brings is passed over
   std::unique_ptr<ChainRun> run_;
   bool runIsTrusted_ = false;
-  double runRate_ = 0;
+  double runRate_ = 0;  // of the last plan
   bool isOverrunTold_ = false;
   std::shared_ptr<const PluginChainSnapshot> published_;
   std::deque<Duration> restarts_;
