@@ -119,6 +119,8 @@ class PlainLv2Host {
     for (std::uint32_t i = 0; i < count; ++i) {
       const LilvPort* port = lilv_plugin_get_port_by_index(plugin, i);
       if (values[i] != values[i]) values[i] = low[i] == low[i] ? low[i] : 0;
+      // There are plug-ins that read what they have not written yet.
+      if (!lilv_port_is_a(plugin, port, in)) values[i] = 0;
       if (lilv_port_has_property(plugin, port, perRate)) values[i] *= realRate;
       lilv_instance_connect_port(instance, i, &values[i]);
       if (lilv_port_is_a(plugin, port, atom)) {
