@@ -15,15 +15,9 @@ Outcome<std::vector<DeviceState>> DeviceControl::list() const {
         ControlFault::failed, fmt::format("the audio server does not answer: error {}", devices.error())));
   const auto output = CoreAudioUtils::defaultOutput(hardware), input = CoreAudioUtils::defaultInput(hardware);
   std::vector<DeviceState> all;
-  for (const AudioDeviceID device : *devices) {
-    const auto uid = hardware.deviceUID(device);
-    if (!uid) continue;  // gone meanwhile
-    all.push_back({*uid, hardware.deviceName(device).value_or(*uid),
-                   CoreAudioUtils::inputChannelCount(hardware, device),
-                   CoreAudioUtils::outputChannelCount(hardware, device),
-                   hardware.nominalSampleRate(device).value_or(0), output == device, input == device,
-                   CoreAudioUtils::isOwnDeviceUID(*uid)});
-  }
+  for (const DeviceFacts& device : *app_.context().devices.devices())
+    all.push_back({device.uid, device.name, device.inputChannels, device.outputChannels, device.sampleRate,
+                   output == device.id, input == device.id, device.isOwn});
   return all;
 }
 

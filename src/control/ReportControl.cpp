@@ -62,9 +62,10 @@ std::string ReportControl::report() const {
                   now.runningBuses.empty() ? "none" : fmt::format("{}", fmt::join(now.runningBuses, ", ")));
   text += fmt::format("Per-app volume: {}, {} apps\nRecordings: {}\n", now.mixerEnabled ? "on" : "off",
                       now.mixedApps, now.recordings);
-  if (now.routingError) text += "Routing's last error: " + *now.routingError + "\n";
-  if (now.mixerError) text += "Per-app volume's last error: " + *now.mixerError + "\n";
   if (!now.recordingError.empty()) text += "Recording's last error: " + now.recordingError + "\n";
+  for (const RouteHealthEntry& route : app_.context().routes.health())
+    text += fmt::format("{}: {}{}\n", route.name, verdictText(route.verdict),
+                        route.detail.empty() ? "" : ", " + route.detail);
   for (const std::string& notice : now.recordingNotices) text += "Recording: " + notice + "\n";
   return text + "\n" + app_.latencyProbe().report();
 }

@@ -40,17 +40,13 @@ VolumeMixerEngine::VolumeMixerEngine(EngineContext& context, std::shared_ptr<Tra
   output_.setMasterVolume(*masterVolume);
   output_.setEqualiser(*outputEQSettings);
   output_.wantsRebuild = [this](Duration delay) { rebuildOutputSoon(delay); };
-  output_.serviceRestarted = [this] { serviceRestarted(); };
   taps_.fail = [this](const std::string& message) { tell(message); };
-  PowerEvents& power = context.platform.powerEvents();
-  sleepObserver_ = power.observeWillSleep([this] { willSleep(); });
-  wakeObserver_ = power.observeDidWake([this] { didWake(); });
+  registration_ = context.routes.add(*this);
 }
 
 VolumeMixerEngine::~VolumeMixerEngine() {
   flushPendingSaves();
   outputRebuild_.cancel();
-  wakeRebuildTask_.cancel();
   expect({});
   taps_.tearDownAll();
   output_.refreshSnapshot();
@@ -74,7 +70,6 @@ void VolumeMixerEngine::attach(const std::shared_ptr<AppTapEngine>& appTapEngine
 // As after a rebuild: an output that isn't there yet, at log-in or in an empty dock, is waited for.
 void VolumeMixerEngine::restoreEnabled() {
   isEnabled.silently() = true;
-  output_.startListening();
   rebuildOutput();
   if (*isEnabled) isEnabled.set(true);
 }
@@ -94,7 +89,6 @@ bool VolumeMixerEngine::setEnabled(bool enabled) {
     return false;
   }
   isEnabled.set(true);
-  if (*isEnabled) output_.startListening();
   syncTaps();
   return *isEnabled;
 }
@@ -103,11 +97,9 @@ void VolumeMixerEngine::switchOff() {
   if (!*isEnabled) return;
   store_.setEnabled(false);
   outputRebuild_.cancel();
-  wakeRebuildTask_.cancel();
   failedRebuilds_ = 0;
   releaseApps();
   output_.teardown();
-  output_.stopListening();
   isEnabled.set(false);
 }
 

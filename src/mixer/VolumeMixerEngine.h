@@ -32,7 +32,7 @@ enum class VolumeMixerControl {
 // each with a volume, mute, equaliser and limiter of its own. Steps aside for routed, hidden and Direct apps.
 // An app without a tap is always audible by itself. Main thread only. Failures show in errorMessage and in
 // the log.
-class VolumeMixerEngine final : public LatencySource {
+class VolumeMixerEngine final : public LatencySource, public Route {
  public:
   using TapLatencyStats = sonmere::TapLatencyStats;
   struct TapLatencySnapshot {
@@ -98,6 +98,12 @@ class VolumeMixerEngine final : public LatencySource {
   // Writes what a volume drag has changed and not yet saved.
   void flushPendingSaves();
 
+  // Keeping an output under the apps (VolumeMixerRecovery.cpp).
+  void serverLost() override;
+  void suspend() override;
+  void revalidate(RevalidationReason reason) override;
+  RouteHealthEntry health() const override;
+
  private:
   void restoreEnabled();
   // Leaves no app tapped and no output running, here and in the settings.
@@ -119,15 +125,11 @@ class VolumeMixerEngine final : public LatencySource {
   void saveAppsState();
   void saveAppsStateSoon();
 
-  // Keeping an output under the apps (VolumeMixerRecovery.cpp).
   bool buildOutput();
   void tell(const std::optional<std::string>& message);
   void rebuildOutputSoon(Duration delay);
   void rebuildOutput();
   void retryOutput();
-  void serviceRestarted();
-  void willSleep();
-  void didWake();
 
   EngineContext& context_;
   std::shared_ptr<TrackNamesStore> trackNames_;
@@ -141,9 +143,7 @@ class VolumeMixerEngine final : public LatencySource {
 
   bool isSuspendedForSleep_ = false;
   int failedRebuilds_ = 0;
-  Duration serverReadyAt_{0};  // uptime; no rebuild before
   ScopedTask outputRebuild_;
-  ScopedTask wakeRebuildTask_;
   ScopedTask persistDebounce_;
   bool persistQuitFlushRegistered_ = false;
 
@@ -153,9 +153,8 @@ class VolumeMixerEngine final : public LatencySource {
   Subscription limiterSettingsCancellable_;
   Subscription previewCancellable_;
   Subscription boostCancellable_;
-  Subscription sleepObserver_;
-  Subscription wakeObserver_;
   Subscription quitFlush_;
+  RouteKeeper::Registration registration_;
 };
 
 }  // namespace sonmere

@@ -37,9 +37,6 @@ std::string textOf(const OutputFailure& failure) {
   return "";
 }
 
-// How often to try again to listen to a server that would not have it.
-constexpr Duration kListenInterval = std::chrono::seconds(1);
-
 }  // namespace
 
 VolumeMixerOutput::VolumeMixerOutput(EngineContext& context, const Taps& taps)
@@ -47,7 +44,9 @@ VolumeMixerOutput::VolumeMixerOutput(EngineContext& context, const Taps& taps)
       taps_(taps),
       runner_(context.rendering, plan()),
       watchdog_(context.runtime, context.hardware()) {
-  runner_.outdated = [this] { rebuildAfterChange(); };
+  runner_.outdated = [this] {
+    if (wantsRebuild) wantsRebuild(settleTimes(engine_.hardware()).change);
+  };
   watchdog_.stalled = [this](double seconds, int restart) {
     engine_.log.warning(
         fmt::format("Volume Mixer output has not rendered for {:.1f} s: restart {}", seconds, restart));
@@ -56,7 +55,6 @@ VolumeMixerOutput::VolumeMixerOutput(EngineContext& context, const Taps& taps)
 }
 
 VolumeMixerOutput::~VolumeMixerOutput() {
-  stopListening();
   teardown();
   engine_.rendering.waitForTeardown();
 }
@@ -90,10 +88,6 @@ std::optional<std::string> VolumeMixerOutput::build() {
 void VolumeMixerOutput::teardown() {
   watchdog_.pause();
   runner_.stop();
-}
-
-void VolumeMixerOutput::rebuildAfterChange() {
-  if (wantsRebuild) wantsRebuild(settleTimes(engine_.hardware()).change);
 }
 
 std::shared_ptr<VolumeMixerOutputContext> VolumeMixerOutput::context() const {
@@ -133,34 +127,6 @@ void VolumeMixerOutput::setEqualiser(const AppEQSettings& settings) {
 double VolumeMixerOutput::deviceRate() const {
   if (!isRunning()) return kFallbackRate;
   return CoreAudioUtils::nominalRate(engine_.hardware(), boundDevice()).value_or(kFallbackRate);
-}
-
-// Following the default device and the server.
-
-// A listener that could not be added is tried again; what it missed shows then.
-void VolumeMixerOutput::startListening() {
-  const auto listen = [this](PropertyListener& listener, AudioProperty property, auto handler) {
-    return !listener && listener.listen(engine_.hardware(), kAudioObjectSystemObject, property,
-                                        engine_.runtime.mainQueue(), handler) == noErr;
-  };
-  if (listen(defaultOutputListener_, AudioProperty::defaultOutput, [this] { defaultOutputChanged(); }))
-    defaultOutputChanged();
-  listen(restartListener_, AudioProperty::serviceRestarted, [this] {
-    if (serviceRestarted) serviceRestarted();
-  });
-  if (!defaultOutputListener_ || !restartListener_)
-    listenAgain_ = engine_.runtime.mainQueue().postAfter(kListenInterval, [this] { startListening(); });
-}
-
-void VolumeMixerOutput::stopListening() {
-  listenAgain_.cancel();
-  defaultOutputListener_.stop();
-  restartListener_.stop();
-}
-
-void VolumeMixerOutput::defaultOutputChanged() {
-  if (isRunning() && CoreAudioUtils::defaultOutput(engine_.hardware()) == boundDevice()) return;
-  rebuildAfterChange();
 }
 
 }  // namespace sonmere

@@ -8,7 +8,6 @@
 
 #include "audio/engine/EngineContext.h"
 #include "audio/engine/OutputRunner.h"
-#include "audio/engine/PropertyListener.h"
 #include "audio/engine/RenderWatchdog.h"
 #include "dsp/AppEQSettings.h"
 #include "mixer/VolumeMixerOutputContext.h"
@@ -25,11 +24,9 @@ class VolumeMixerOutput {
   // Waits for the tear-down of its units.
   ~VolumeMixerOutput();
 
-  // Told when the unit must be made anew: the default output changed, the device's rate did, the device died,
-  // or the unit no longer renders. `delay` is how long to let the server settle before.
+  // Told when the unit must be made anew: its device's rate changed, the device died, or the unit no longer
+  // renders. `delay` is how long to let the server settle before.
   std::function<void(Duration delay)> wantsRebuild;
-  // Told when the server came back with every object gone.
-  std::function<void()> serviceRestarted;
 
   // Builds and starts the unit unless there is one. Nothing on success, else the message for the user.
   std::optional<std::string> build();
@@ -37,9 +34,6 @@ class VolumeMixerOutput {
   void teardown();
   bool isRunning() const { return runner_.isRunning(); }
 
-  // Follow the default output device and the server while the mixer is on.
-  void startListening();
-  void stopListening();
   // Nothing renders while the machine sleeps; the next build watches again.
   void pauseWatchdog() { watchdog_.pause(); }
 
@@ -57,8 +51,6 @@ class VolumeMixerOutput {
  private:
   OutputRunner::Plan plan();
   void publishTaps(VolumeMixerOutputContext& context);
-  void rebuildAfterChange();
-  void defaultOutputChanged();
 
   EngineContext& engine_;
   const Taps& taps_;
@@ -66,9 +58,6 @@ class VolumeMixerOutput {
   AppEQSettings equaliser_;
   OutputRunner runner_;
   RenderWatchdog watchdog_;
-
-  PropertyListener defaultOutputListener_, restartListener_;
-  ScopedTask listenAgain_;
 };
 
 }  // namespace sonmere

@@ -1,10 +1,7 @@
 // The part of VolumeMixerEngine that keeps an output under the apps: changes of the default device, sleep and
 // wake, restarts of the server, and builds that fail.
 
-#include <algorithm>
-
 #include "audio/device/CoreAudioUtils.h"
-#include "audio/engine/SettleTimes.h"
 #include "mixer/VolumeMixerEngine.h"
 
 namespace sonmere {
@@ -32,7 +29,6 @@ void VolumeMixerEngine::tell(const std::optional<std::string>& message) {
 
 void VolumeMixerEngine::rebuildOutputSoon(Duration delay) {
   if (!*isEnabled || isSuspendedForSleep_) return;
-  delay = std::max(delay, serverReadyAt_ - context_.runtime.uptime());
   outputRebuild_ = context_.runtime.mainQueue().postAfter(delay, [this] { rebuildOutput(); });
 }
 
@@ -56,28 +52,38 @@ void VolumeMixerEngine::retryOutput() {
   switchOff();
 }
 
-// Every object is gone, and with it every tap: the apps play by themselves until the server is ready.
-void VolumeMixerEngine::serviceRestarted() {
+// Every tap is gone with the server: the apps play by themselves until it is ready.
+void VolumeMixerEngine::serverLost() {
+  outputRebuild_.cancel();
   if (!*isEnabled) return;
   releaseApps();
   output_.teardown();
-  serverReadyAt_ = context_.runtime.uptime() + settleTimes(context_.hardware()).restart;
-  rebuildOutputSoon(Duration::zero());
 }
 
-void VolumeMixerEngine::willSleep() {
+void VolumeMixerEngine::suspend() {
   isSuspendedForSleep_ = true;
   outputRebuild_.cancel();
-  wakeRebuildTask_.cancel();
   output_.pauseWatchdog();
 }
 
-// The output of before may go on playing meanwhile, so that nothing is lost where the devices never stopped.
-void VolumeMixerEngine::didWake() {
-  isSuspendedForSleep_ = false;
-  if (*isEnabled)
-    wakeRebuildTask_ = context_.runtime.mainQueue().postAfter(settleTimes(context_.hardware()).wake,
-                                                              [this] { rebuildOutput(); });
+// After a wake the output of before may go on playing meanwhile, so that nothing is lost where the devices
+// never stopped.
+void VolumeMixerEngine::revalidate(RevalidationReason reason) {
+  if (reason == RevalidationReason::wake) isSuspendedForSleep_ = false;
+  const bool isBound = output_.isRunning() &&
+                       CoreAudioUtils::defaultOutput(context_.hardware()) == output_.boundDevice();
+  if (reason != RevalidationReason::deviceChange || !isBound) rebuildOutput();
+}
+
+RouteHealthEntry VolumeMixerEngine::health() const {
+  RouteHealthEntry entry{"mixer", "Per-App Volume", RouteHealthVerdict::healthy, errorMessage->value_or("")};
+  if (!*isEnabled)
+    entry.verdict = RouteHealthVerdict::inactive;
+  else if (!output_.isRunning())
+    entry.verdict = RouteHealthVerdict::broken;
+  else if (*errorMessage)
+    entry.verdict = RouteHealthVerdict::degraded;
+  return entry;
 }
 
 }  // namespace sonmere

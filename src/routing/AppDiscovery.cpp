@@ -25,18 +25,10 @@ OSStatus AppDiscovery::listen(PropertyListener& listener, AudioObjectID object, 
 }
 
 void AppDiscovery::installListeners() {
-  const auto install = [this](AudioProperty property, const char* failure, std::function<void()> handler) {
-    const OSStatus status =
-        listen(listeners_.emplace_back(), kAudioObjectSystemObject, property, std::move(handler));
-    if (status != noErr) context_.log.error(fmt::format(fmt::runtime(failure), status));
-  };
-  install(AudioProperty::processObjectList, "Sonmere: Failed to install process-object-list listener: {}",
-          [this] { scheduleRefresh(); });
-  install(AudioProperty::devices, "AppTapEngine: failed to register device-list listener (status={})",
-          [this] { deviceListChanged(); });
-  install(AudioProperty::serviceRestarted,
-          "AppTapEngine: failed to register service-restart listener (status={})",
-          [this] { serviceRestarted(); });
+  const OSStatus status = listen(processListener_, kAudioObjectSystemObject,
+                                 AudioProperty::processObjectList, [this] { scheduleRefresh(); });
+  if (status != noErr)
+    context_.log.error(fmt::format("Sonmere: Failed to install process-object-list listener: {}", status));
   RunningApplications& applications = context_.platform.applications();
   workspaceObservers_.push_back(applications.observeLaunches([this](const auto&) { scheduleRefresh(); }));
   workspaceObservers_.push_back(applications.observeTerminations([this](const auto&) { scheduleRefresh(); }));
@@ -47,6 +39,7 @@ void AppDiscovery::forgetObjects() {
   webKitOutputListeners_.clear();
   callAudioListenerObject_ = kAudioObjectUnknown;
   callAudioListener_.forget();
+  members_.clear();
 }
 
 void AppDiscovery::scheduleRefresh() {
@@ -59,13 +52,17 @@ void AppDiscovery::scheduleRefresh() {
 
 std::optional<AppDiscovery::Member> AppDiscovery::readMember(AudioObjectID object) {
   AudioHardware& hardware = context_.hardware();
-  RunningApplications& applications = context_.platform.applications();
+  if (const auto known = members_.find(object); known != members_.end()) return known->second;
   const auto pid = hardware.processPID(object);
   auto bundleID = hardware.processBundleID(object);
   if (!pid || !bundleID || bundleID->empty()) return std::nullopt;
-  if (*pid == applications.ownPID() || *bundleID == applications.ownBundleID()) return std::nullopt;
-  if (FamilyRules::hiddenSystemBundleIDs().contains(*bundleID)) return std::nullopt;
-  return Member{object, *pid, std::move(*bundleID)};
+  return members_[object] = {object, *pid, std::move(*bundleID)};
+}
+
+bool AppDiscovery::isForeign(const Member& member) const {
+  RunningApplications& applications = context_.platform.applications();
+  return member.pid != applications.ownPID() && member.bundleID != applications.ownBundleID() &&
+         !FamilyRules::hiddenSystemBundleIDs().contains(member.bundleID);
 }
 
 // The app that answers for a content process of the web engine. Where the platform can't tell, the engine's
@@ -127,13 +124,16 @@ void AppDiscovery::addMember(std::vector<PendingAppFamily>& families,
 std::optional<std::vector<PendingAppFamily>> AppDiscovery::readFamilies() {
   const auto objects = context_.hardware().processObjects();
   if (!objects) return std::nullopt;
+  std::erase_if(members_, [&](const auto& known) {
+    return std::ranges::find(*objects, known.first) == objects->end();
+  });
   std::vector<PendingAppFamily> families;
   std::map<std::string, bool> hasRegularOwner;
   std::set<AudioObjectID> webKitObjects;
   AudioObjectID callDaemon = kAudioObjectUnknown;
   for (const AudioObjectID object : *objects) {
     const auto member = readMember(object);
-    if (!member) continue;
+    if (!member || !isForeign(*member)) continue;
     if (FamilyRules::isWebKitProcess(member->bundleID)) webKitObjects.insert(object);
     if (member->bundleID == FamilyRules::kCallAudioKey) callDaemon = object;
     addMember(families, hasRegularOwner, *member);

@@ -19,8 +19,6 @@ class AppDiscovery {
 
   // Runs a refresh; asked for 0.15 s after a change, once for a burst of changes.
   std::function<void()> refresh;
-  std::function<void()> deviceListChanged;
-  std::function<void()> serviceRestarted;
   std::function<void(bool isCallActive)> callStateChanged;
 
   void installListeners();
@@ -41,6 +39,7 @@ class AppDiscovery {
     std::optional<RunningApplication> application;
   };
   std::optional<Member> readMember(AudioObjectID object);
+  bool isForeign(const Member& member) const;
   Owner findOwner(const Member& member);
   Owner findWebKitOwner(const Member& member);
   void addMember(std::vector<PendingAppFamily>& families, std::map<std::string, bool>& hasRegularOwner,
@@ -53,7 +52,8 @@ class AppDiscovery {
 
   EngineContext& context_;
   ScopedTask scheduledRefresh_;
-  std::vector<PropertyListener> listeners_;
+  PropertyListener processListener_;
+  std::map<AudioObjectID, Member> members_;  // as the server told of them: it never changes
   std::vector<Subscription> workspaceObservers_;
   std::map<AudioObjectID, PropertyListener> webKitOutputListeners_;
   AudioObjectID callAudioListenerObject_ = kAudioObjectUnknown;

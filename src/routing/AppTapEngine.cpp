@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "audio/engine/SettleTimes.h"
 #include "dsp/Boost.h"
 #include "routing/FamilyRules.h"
 
@@ -13,8 +12,6 @@ namespace sonmere {
 namespace {
 
 constexpr const char* kBoostAllowedKey = "sonmere.boostAllowed";
-// Enumerating devices at every process change would be too slow.
-constexpr Duration kDeviceEnumInterval = std::chrono::seconds(10);
 constexpr Duration kVolumeSaveDelay = fromMilliseconds(500);
 constexpr Duration kLevelInterval = fromMilliseconds(33);
 constexpr const char* kMicSendsKey = "sonmere.mic.sends";
@@ -59,8 +56,6 @@ AppTapEngine::AppTapEngine(EngineContext& context)
   };
   taps_.tapLost = [this](const SingleAppTap& tap) { revertRoute(tap.bundleID, tap.pid); };
   discovery_.refresh = [this] { refreshApps(); };
-  discovery_.deviceListChanged = [this] { deviceListChanged(); };
-  discovery_.serviceRestarted = [this] { serviceRestarted(); };
   discovery_.callStateChanged = [this](bool isActive) { rowSets_.applyCallState(isActive); };
 }
 
@@ -94,6 +89,10 @@ void AppTapEngine::loadMicSends() {
 void AppTapEngine::start() {
   expectRoutes();
   discovery_.installListeners();
+  if (const OSStatus status = context_.devices.start(); status != noErr)
+    context_.log.error(
+        fmt::format("AppTapEngine: failed to register device-list listener (status={})", status));
+  registration_ = context_.routes.add(*this);
   refreshApps();
   loadMicSends();
 }
@@ -107,13 +106,6 @@ const TappedAppInfo* AppTapEngine::row(const std::string& bundleID) const {
 
 TappedAppInfo* AppTapEngine::findRow(const std::string& bundleID) {
   return const_cast<TappedAppInfo*>(row(bundleID));
-}
-
-void AppTapEngine::refreshDevicesIfStale() {
-  const Duration now = context_.runtime.uptime();
-  if (lastDeviceEnumTime_ && now - *lastDeviceEnumTime_ <= kDeviceEnumInterval) return;
-  physicalOutputs_ = CoreAudioUtils::physicalOutputDevices(core_.hardware());
-  lastDeviceEnumTime_ = now;
 }
 
 // Families that were there keep their row's values; new ones take what is saved; one that is pinned or to be
@@ -173,7 +165,6 @@ void AppTapEngine::refreshApps() {
 }
 
 void AppTapEngine::readRows() {
-  refreshDevicesIfStale();
   const auto families = discovery_.readFamilies();
   if (!families) return;
   auto rows = mergeRows(*families);
@@ -485,20 +476,27 @@ void AppTapEngine::flushPendingSaves() {
 
 // Devices and recovery.
 
-void AppTapEngine::deviceListChanged() {
-  physicalOutputs_ = CoreAudioUtils::physicalOutputDevices(core_.hardware());
-  lastDeviceEnumTime_ = context_.runtime.uptime();
-  outputs_.reconcileDevices();
-}
-
-void AppTapEngine::serviceRestarted() {
+void AppTapEngine::serverLost() {
   outputs_.dropAll();
   discovery_.forgetObjects();
-  restartRecheck_ = context_.runtime.mainQueue().postAfter(settleTimes(core_.hardware()).restart, [this] {
-    outputs_.reconcileDevices();
-    refreshApps();
-    taps_.recheckTaps();
-  });
+}
+
+void AppTapEngine::revalidate(RevalidationReason reason) {
+  outputs_.reconcileDevices();
+  if (reason == RevalidationReason::deviceChange) return;
+  refreshApps();
+  taps_.recheckTaps();
+}
+
+RouteHealthEntry AppTapEngine::health() const {
+  RouteHealthEntry entry{"routing", "Per-App Routing", RouteHealthVerdict::healthy, ""};
+  if (!state_.isGlobalEnabled() || state_.intended().empty()) {
+    entry.verdict = RouteHealthVerdict::inactive;
+  } else if (const auto& error = *core_.failures.shown) {
+    entry.verdict = RouteHealthVerdict::broken;
+    entry.detail = *error;
+  }
+  return entry;
 }
 
 // Recording.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "audio/engine/Route.h"
 #include "dsp/LatencySource.h"
 #include "routing/AppDiscovery.h"
 #include "routing/BusOutputs.h"
@@ -24,7 +25,7 @@ namespace sonmere {
 // virtual driver. One value with many jobs, each in a collaborator of its own; here they meet.
 // Main thread only. Failures show in errorMessage and in the log; a route that fails is reverted to
 // not-routed while the user's intent stays saved.
-class AppTapEngine final : public LatencySource {
+class AppTapEngine final : public LatencySource, public Route {
  public:
   explicit AppTapEngine(EngineContext& context);
   // Stops every tap and unit and waits for the units' tear-down.
@@ -107,9 +108,12 @@ class AppTapEngine final : public LatencySource {
 
   // Meters are on screen: levels are copied into the rows.
   void setMetersVisible(bool visible);
-  const std::vector<CoreAudioUtils::OutputDevice>& physicalOutputDevices() const { return physicalOutputs_; }
 
   std::vector<RingReport> latencyRings() const override;
+
+  void serverLost() override;
+  void revalidate(RevalidationReason reason) override;
+  RouteHealthEntry health() const override;
 
  private:
   void loadMicSends();
@@ -128,9 +132,6 @@ class AppTapEngine final : public LatencySource {
   void updateRoute(TappedAppInfo& row, bool justAppeared);
   void endFailures(const std::vector<TappedAppInfo>& rows);
   void stopVanished(const std::vector<TappedAppInfo>& rows);
-  void refreshDevicesIfStale();
-  void deviceListChanged();
-  void serviceRestarted();
   void saveState();
   void saveVolumeSoon();
   void reconcileLevelTimer();
@@ -147,14 +148,12 @@ class AppTapEngine final : public LatencySource {
   RoutingChains chains_;
   AppDiscovery discovery_;
 
-  std::vector<CoreAudioUtils::OutputDevice> physicalOutputs_;
-  std::optional<Duration> lastDeviceEnumTime_;
   bool isRefreshing_ = false;
   std::array<ScopedTask, kBusCount> rateChecks_;
   ScopedTask volumeSaveDebounce_;
-  ScopedTask restartRecheck_;
   ScopedTask levelTimer_;
   bool metersVisible_ = false;
+  RouteKeeper::Registration registration_;
 };
 
 }  // namespace sonmere

@@ -57,7 +57,7 @@ OutputRunner::Plan BusOutputs::plan(int bus) {
   };
   if (bus == kBridgeBus) return plan;
   plan.alsoWatched = [this]() -> std::vector<OutputRunner::Property> {
-    const auto bridge = CoreAudioUtils::deviceForBus(core_.hardware(), kBridgeBus);
+    const auto bridge = core_.bridge();
     if (!bridge) return {};
     return {{*bridge, AudioProperty::nominalSampleRate}};
   };

@@ -31,8 +31,13 @@ struct RoutingCore {
   }
   // Nominal rate of bus 0, the rate master of the system, in Hz; nothing without the driver.
   std::optional<double> bridgeRate() const {
-    const auto bridge = CoreAudioUtils::deviceForBus(hardware(), kBridgeBus);
-    return bridge ? CoreAudioUtils::nominalRate(hardware(), *bridge) : std::nullopt;
+    const auto device = bridge();
+    return device ? CoreAudioUtils::nominalRate(hardware(), *device) : std::nullopt;
+  }
+  // Bus 0, as far as the server has told.
+  std::optional<AudioDeviceID> bridge() const {
+    if (const DeviceFacts* known = context.devices.withUID(kBusUIDs[kBridgeBus])) return known->id;
+    return CoreAudioUtils::deviceForBus(hardware(), kBridgeBus);
   }
 
   // Null for an app that is not routed now.

@@ -155,7 +155,6 @@ void TapLifecycle::publish() {
   for (const auto& [bundleID, tap] : core_.activeTaps) {
     if (tap->outputDeviceID != kAudioObjectUnknown) continue;
     lists->buses[std::size_t(clampBus(tap->busIndex))].push_back(tap);
-    matchRate(*tap);
   }
   core_.render->activeTapsByBus.publish(std::move(lists), core_.retirement, kSnapshotGrace);
 }
@@ -212,6 +211,7 @@ void TapLifecycle::moveTap(const std::string& bundleID, int bus) {
   if (found == core_.activeTaps.end() || found->second->busIndex == bus) return;
   const int before = clampBus(found->second->busIndex);
   found->second->busIndex = bus;
+  matchRate(*found->second);
   publish();
   outputs_.reconcile(before);
   outputs_.reconcile(bus);

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "audio/device/CoreAudioUtils.h"
-#include "audio/device/DeviceChannelInfoCache.h"
 #include "base/VirtualRuntime.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
@@ -123,24 +122,6 @@ TEST_F(DeviceTest, DefaultsAreSetTogetherAndFailuresAreTold) {
                        "ToneFerry: Failed to set system output: -50 (this is normal for multi-output)",
                        "ToneFerry: Failed to set default output: -50",
                        "ToneFerry: Failed to set default input: -50"}));
-}
-
-TEST_F(DeviceTest, TheCacheAsksOnceUntilTheListChanges) {
-  DeviceChannelInfoCache cache(hardware, runtime.mainQueue());
-  const AudioDeviceID microphone = device(SimulatedHost::kMicrophoneUID);
-  const auto calls = [&] {
-    return host.faults().calls(Operation::streamConfiguration) + host.faults().calls(Operation::channelName);
-  };
-  const int count = cache.inputChannelCount(microphone);
-  EXPECT_GT(count, 0);
-  const std::string name = cache.channelName(microphone, AudioScope::input, 1);
-  const auto before = calls();
-  EXPECT_EQ(cache.inputChannelCount(microphone), count);
-  EXPECT_EQ(cache.channelName(microphone, AudioScope::input, 1), name);
-  EXPECT_EQ(calls(), before);
-  host.unplug(SimulatedHost::kMicrophoneUID);
-  runtime.settle();
-  EXPECT_EQ(cache.inputChannelCount(microphone), 0);
 }
 
 }  // namespace

@@ -152,18 +152,6 @@ TEST_F(AppDiscoveryTest, WebContentThatBeginsToPlayAsksForARefresh) {
   EXPECT_EQ(refreshes, 1);
 }
 
-TEST_F(AppDiscoveryTest, DevicesAreReadAgainWhenTenSecondsHavePassed) {
-  world.startEngine();
-  const auto reads = [&] { return world.host().faults().calls(Operation::devices); };
-  const auto before = reads();
-  world.wait(9);
-  world.engine->refreshApps();
-  EXPECT_EQ(reads(), before);
-  world.wait(1.5);
-  world.engine->refreshApps();
-  EXPECT_GT(reads(), before);
-}
-
 TEST_F(AppDiscoveryTest, ANewHelperRebuildsTheTapAndKeepsItsValues) {
   const auto music = world.launch("music");
   world.startEngine();

@@ -2,7 +2,9 @@
 
 #include "audio/device/Folders.h"
 #include "audio/device/Platform.h"
+#include "audio/engine/DeviceDirectory.h"
 #include "audio/engine/RenderServices.h"
+#include "audio/engine/RouteKeeper.h"
 #include "base/Log.h"
 #include "base/NotificationCenter.h"
 #include "base/Runtime.h"
@@ -26,7 +28,9 @@ struct EngineContext {
         flags(itsFlags),
         micSend(itsMicSend),
         folders(std::move(itsFolders)),
-        rendering(itsRuntime, itsLog, itsPlatform.hardware()) {}
+        rendering(itsRuntime, itsLog, itsPlatform.hardware()),
+        devices(itsPlatform.hardware(), itsRuntime.mainQueue()),
+        routes(itsRuntime, itsPlatform, devices) {}
 
   AudioHardware& hardware() const { return platform.hardware(); }
 
@@ -39,6 +43,8 @@ struct EngineContext {
   MicSend& micSend;
   Folders folders;
   RenderServices rendering;
+  DeviceDirectory devices;
+  RouteKeeper routes;
 };
 
 }  // namespace sonmere
