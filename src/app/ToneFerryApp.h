@@ -12,6 +12,7 @@
 #include "app/TapEngineRecorderFeed.h"
 #include "audio/effects/PluginChains.h"
 #include "audio/engine/EngineContext.h"
+#include "driver/TrackNamesStore.h"
 #include "input/InputPinEngine.h"
 #include "input/MicPassthroughEngine.h"
 #include "mixer/VolumeMixerEngine.h"

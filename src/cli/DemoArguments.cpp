@@ -9,6 +9,7 @@
 
 #include "app/DemoPieces.h"
 #include "app/EmbeddedPlatform.h"
+#include "apps/FamilyRules.h"
 #include "audio/device/BusTable.h"
 #include "base/UTF8.h"
 #include "cli/ArgumentText.h"
@@ -16,7 +17,6 @@
 #include "cli/EqualiserText.h"
 #include "control/EffectLimits.h"
 #include "control/VolumeText.h"
-#include "routing/FamilyRules.h"
 
 namespace sonmere {
 

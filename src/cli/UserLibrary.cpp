@@ -3,7 +3,7 @@
 #include <random>
 
 #include "app/PlatformFolders.h"
-#include "routing/TrackNamesStore.h"
+#include "driver/TrackNamesStore.h"
 
 namespace sonmere {
 

@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "apps/FamilyRules.h"
 #include "control/AppHints.h"
 #include "control/AppMatch.h"
 #include "control/ControlError.h"
 #include "control/EffectLimits.h"
 #include "dsp/Boost.h"
 #include "dsp/Level.h"
-#include "routing/FamilyRules.h"
 
 namespace sonmere {
 

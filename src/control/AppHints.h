@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "mixer/VolumeMixerEngine.h"
+#include "routing/AppTapEngine.h"
 
 namespace sonmere {
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <string_view>
 
-#include "routing/FamilyRules.h"
+#include "apps/FamilyRules.h"
 
 namespace sonmere {
 

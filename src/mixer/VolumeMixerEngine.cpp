@@ -26,9 +26,9 @@ void applyLimiter(VolumeMixerTap& tap, const AppLimiterSettings& settings) {
 
 }  // namespace
 
-VolumeMixerEngine::VolumeMixerEngine(EngineContext& context, std::shared_ptr<TrackNamesStore> trackNames)
+VolumeMixerEngine::VolumeMixerEngine(EngineContext& context, std::shared_ptr<ClientGains> clientGains)
     : context_(context),
-      trackNames_(trackNames ? std::move(trackNames) : std::make_shared<TrackNamesStore>(context.settings)),
+      clientGains_(std::move(clientGains)),
       store_(context.settings, context.log),
       taps_(context),
       output_(context, taps_.active) {
@@ -52,15 +52,15 @@ VolumeMixerEngine::~VolumeMixerEngine() {
   output_.refreshSnapshot();
 }
 
-void VolumeMixerEngine::attach(const std::shared_ptr<AppTapEngine>& appTapEngine) {
-  appTapEngine_ = appTapEngine;
-  availableAppsCancellable_ = appTapEngine->availableApps.observe([this](const auto&) { syncTaps(); });
-  hiddenAppsCancellable_ = appTapEngine->hiddenBundleIDs().observe([this](const auto&) { syncTaps(); });
-  RoutingEffects& effects = appTapEngine->effects();
+void VolumeMixerEngine::attach(const std::shared_ptr<AppSource>& source) {
+  source_ = source;
+  availableAppsCancellable_ = source->rows().observe([this](const auto&) { syncTaps(); });
+  hiddenAppsCancellable_ = source->hiddenBundleIDs().observe([this](const auto&) { syncTaps(); });
+  AppEffects& effects = source->effects();
   eqSettingsCancellable_ = effects.eqSettings.observe([this](const auto&) { reapplyEffects(); });
   limiterSettingsCancellable_ = effects.appLimiterSettings.observe([this](const auto&) { reapplyEffects(); });
   previewCancellable_ = effects.preview.observe([this](const auto& preview) { previewEffect(preview); });
-  boostCancellable_ = appTapEngine->boostAllowed.observe([this](bool) { clampVolumesToLimit(); });
+  boostCancellable_ = source->boostPermission().observe([this](bool) { clampVolumesToLimit(); });
   if (*isEnabled)
     syncTaps();
   else if (store_.isEnabled())
@@ -132,16 +132,16 @@ void VolumeMixerEngine::syncTaps() {
 }
 
 void VolumeMixerEngine::syncOnce() {
-  const auto tapEngine = appTapEngine_.lock();
+  const auto source = source_.lock();
   // Without an output a tap would only silence its app.
-  if (!*isEnabled || !output_.isRunning() || !tapEngine) return;
-  expect(appsToCome(*tapEngine));
+  if (!*isEnabled || !output_.isRunning() || !source) return;
+  expect(appsToCome(*source));
   std::set<std::string> seen;
-  const std::vector<TappedAppInfo> rows = *tapEngine->availableApps;
+  const std::vector<TappedAppInfo> rows = *source->rows();
   for (const TappedAppInfo& row : rows) {
     if (!output_.isRunning()) return;  // an observer of a failure has turned the mixer off
     seen.insert(row.bundleID);
-    syncRow(*tapEngine, row);
+    syncRow(*source, row);
   }
   std::vector<std::string> gone;
   for (const auto& [bundleID, tap] : taps_.active)
@@ -152,9 +152,9 @@ void VolumeMixerEngine::syncOnce() {
 }
 
 // All but those that will get no tap.
-CaptureExpectation VolumeMixerEngine::appsToCome(const AppTapEngine& tapEngine) const {
+CaptureExpectation VolumeMixerEngine::appsToCome(const AppSource& source) const {
   CaptureExpectation apps{.bundleIDs = {}, .exclusive = true};
-  const RowSets& rows = tapEngine.rowSets();
+  const RowSets& rows = source.rowSets();
   for (const auto& bundleIDs : {rows.hiddenBundleIDs(), rows.removedBundleIDs(), *directBundleIDs})
     apps.bundleIDs.insert(bundleIDs.begin(), bundleIDs.end());
   apps.bundleIDs.insert(FamilyRules::hiddenSystemBundleIDs().begin(),
@@ -170,39 +170,39 @@ void VolumeMixerEngine::expect(CaptureExpectation apps) {
   expected_ = std::move(apps);
 }
 
-bool VolumeMixerEngine::mustLeaveAlone(const AppTapEngine& tapEngine, const std::string& bundleID) const {
-  return tapEngine.tapOf(bundleID) || tapEngine.rowSets().hiddenBundleIDs().contains(bundleID) ||
+bool VolumeMixerEngine::mustLeaveAlone(const AppSource& source, const std::string& bundleID) const {
+  return source.isRouted(bundleID) || source.rowSets().hiddenBundleIDs().contains(bundleID) ||
          directBundleIDs->contains(bundleID);
 }
 
-void VolumeMixerEngine::syncRow(AppTapEngine& tapEngine, const TappedAppInfo& row) {
-  if (mustLeaveAlone(tapEngine, row.bundleID)) return taps_.tearDown(row.bundleID);
+void VolumeMixerEngine::syncRow(AppSource& source, const TappedAppInfo& row) {
+  if (mustLeaveAlone(source, row.bundleID)) return taps_.tearDown(row.bundleID);
   if (const auto found = taps_.active.find(row.bundleID); found != taps_.active.end()) {
     if (sameObjects(found->second->audioObjectIDs, row.audioObjectIDs)) return;
     taps_.tearDown(row.bundleID);
   }
-  if (!row.audioObjectIDs.empty() && MixerRows::canBeTapped(row.bundleID)) addTap(tapEngine, row);
+  if (!row.audioObjectIDs.empty() && MixerRows::canBeTapped(row.bundleID)) addTap(source, row);
 }
 
-void VolumeMixerEngine::addTap(AppTapEngine& tapEngine, const TappedAppInfo& row) {
+void VolumeMixerEngine::addTap(AppSource& source, const TappedAppInfo& row) {
   const VolumeMixerAppState state = appState(row.bundleID);
   auto tap = std::make_shared<VolumeMixerTap>(row.bundleID, row.audioObjectIDs);
   tap->volume = state.volume;
   tap->isMuted = state.isMuted;
-  applyEffects(tapEngine, *tap);
+  applyEffects(source, *tap);
   if (!taps_.build(tap, row.name))
     context_.log.error(fmt::format("Failed to build tap for {}", row.bundleID));
 }
 
-void VolumeMixerEngine::applyEffects(AppTapEngine& tapEngine, VolumeMixerTap& tap) const {
-  tap.apply(tapEngine.effects().equaliserOf(tap.bundleID));
-  applyLimiter(tap, tapEngine.effects().limiterOf(tap.bundleID));
+void VolumeMixerEngine::applyEffects(AppSource& source, VolumeMixerTap& tap) const {
+  tap.apply(source.effects().equaliserOf(tap.bundleID));
+  applyLimiter(tap, source.effects().limiterOf(tap.bundleID));
 }
 
 void VolumeMixerEngine::reapplyEffects() {
-  const auto tapEngine = appTapEngine_.lock();
-  if (!tapEngine) return;
-  for (const auto& [bundleID, tap] : taps_.active) applyEffects(*tapEngine, *tap);
+  const auto source = source_.lock();
+  if (!source) return;
+  for (const auto& [bundleID, tap] : taps_.active) applyEffects(*source, *tap);
 }
 
 void VolumeMixerEngine::previewEffect(const AppEffectPreview& preview) {
@@ -263,10 +263,10 @@ void VolumeMixerEngine::clampVolumesToLimit() {
 
 void VolumeMixerEngine::pushClientGains() {
   const VolumeMixerAppState state = appState(std::string(FamilyRules::kSiriKey));
-  auto gains = *trackNames_->clientGains;
+  auto gains = clientGains_->gains();
   for (const std::string_view client : MixerRows::kSiriFamily)
     gains[std::string(client)] = state.isMuted ? 0.0f : state.volume;
-  trackNames_->setClientGains(std::move(gains));
+  clientGains_->setClientGains(std::move(gains));
 }
 
 void VolumeMixerEngine::setOutputEqualiser(const AppEQSettings& settings, SettingForm form) {
@@ -322,10 +322,10 @@ void VolumeMixerEngine::flushPendingSaves() {
 // Views.
 
 VolumeMixerControl VolumeMixerEngine::controlOf(const std::string& bundleID) const {
-  const auto tapEngine = appTapEngine_.lock();
-  if (!*isEnabled || !tapEngine) return VolumeMixerControl::none;
-  if (tapEngine->tapOf(bundleID)) return VolumeMixerControl::routed;
-  if (tapEngine->rowSets().hiddenBundleIDs().contains(bundleID)) return VolumeMixerControl::hidden;
+  const auto source = source_.lock();
+  if (!*isEnabled || !source) return VolumeMixerControl::none;
+  if (source->isRouted(bundleID)) return VolumeMixerControl::routed;
+  if (source->rowSets().hiddenBundleIDs().contains(bundleID)) return VolumeMixerControl::hidden;
   if (directBundleIDs->contains(bundleID)) return VolumeMixerControl::direct;
   if (!MixerRows::canBeTapped(bundleID)) return VolumeMixerControl::driver;
   return taps_.active.contains(bundleID) ? VolumeMixerControl::mixer : VolumeMixerControl::none;

@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "apps/AppSource.h"
+#include "apps/ClientGains.h"
 #include "audio/engine/EngineContext.h"
 #include "dsp/LatencySource.h"
 #include "mixer/VolumeMixerAppState.h"
 #include "mixer/VolumeMixerOutput.h"
 #include "mixer/VolumeMixerStore.h"
 #include "mixer/VolumeMixerTaps.h"
-#include "routing/AppTapEngine.h"
-#include "routing/TrackNamesStore.h"
 
 namespace sonmere {
 
@@ -40,14 +40,14 @@ class VolumeMixerEngine final : public LatencySource, public Route {
     double sampleRate = 48000.0;        // of the bound output device, Hz
   };
 
-  // Loads what is saved; off until it is attached. Without a store for client gains it makes its own.
-  explicit VolumeMixerEngine(EngineContext& context, std::shared_ptr<TrackNamesStore> trackNames = nullptr);
+  // Loads what is saved; off until it is attached.
+  VolumeMixerEngine(EngineContext& context, std::shared_ptr<ClientGains> clientGains);
   // Saves what waits to be saved, releases every app and waits for the output unit's tear-down.
   ~VolumeMixerEngine() override;
 
-  // Follows the tap engine's apps and effects, and turns on if it was on when the program last ran. The tap
-  // engine may go first.
-  void attach(const std::shared_ptr<AppTapEngine>& appTapEngine);
+  // Follows its apps and effects, and turns on if it was on when the program last ran. The
+  // source may go first.
+  void attach(const std::shared_ptr<AppSource>& source);
 
   // To be observed; changed by the operations below only.
   Observable<bool> isEnabled{false};
@@ -110,15 +110,15 @@ class VolumeMixerEngine final : public LatencySource, public Route {
   void switchOff();
   void releaseApps();
   void publishHeard();
-  CaptureExpectation appsToCome(const AppTapEngine& tapEngine) const;
+  CaptureExpectation appsToCome(const AppSource& source) const;
   void expect(CaptureExpectation apps);
 
   void syncOnce();
-  void syncRow(AppTapEngine& tapEngine, const TappedAppInfo& row);
-  void addTap(AppTapEngine& tapEngine, const TappedAppInfo& row);
+  void syncRow(AppSource& source, const TappedAppInfo& row);
+  void addTap(AppSource& source, const TappedAppInfo& row);
   // Routed, hidden or Direct.
-  bool mustLeaveAlone(const AppTapEngine& tapEngine, const std::string& bundleID) const;
-  void applyEffects(AppTapEngine& tapEngine, VolumeMixerTap& tap) const;
+  bool mustLeaveAlone(const AppSource& source, const std::string& bundleID) const;
+  void applyEffects(AppSource& source, VolumeMixerTap& tap) const;
   void reapplyEffects();
   void previewEffect(const AppEffectPreview& preview);
   void pushClientGains();
@@ -132,11 +132,11 @@ class VolumeMixerEngine final : public LatencySource, public Route {
   void retryOutput();
 
   EngineContext& context_;
-  std::shared_ptr<TrackNamesStore> trackNames_;
+  const std::shared_ptr<ClientGains> clientGains_;
   VolumeMixerStore store_;
   VolumeMixerTaps taps_;
   VolumeMixerOutput output_;
-  std::weak_ptr<AppTapEngine> appTapEngine_;
+  std::weak_ptr<AppSource> source_;
   CaptureExpectation expected_;  // what the server has been told last
   bool isSyncing_ = false;
   bool mustSyncAgain_ = false;

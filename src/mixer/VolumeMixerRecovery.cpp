@@ -70,8 +70,8 @@ void VolumeMixerEngine::suspend() {
 // never stopped.
 void VolumeMixerEngine::revalidate(RevalidationReason reason) {
   if (reason == RevalidationReason::wake) isSuspendedForSleep_ = false;
-  const bool isBound = output_.isRunning() &&
-                       CoreAudioUtils::defaultOutput(context_.hardware()) == output_.boundDevice();
+  const bool isBound =
+      output_.isRunning() && CoreAudioUtils::defaultOutput(context_.hardware()) == output_.boundDevice();
   if (reason != RevalidationReason::deviceChange || !isBound) rebuildOutput();
 }
 

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
+#include "apps/FamilyRules.h"
 #include "dsp/Boost.h"
-#include "routing/FamilyRules.h"
 
 namespace sonmere {
 

@@ -5,19 +5,20 @@
 #include <string>
 #include <vector>
 
+#include "apps/AppDiscovery.h"
+#include "apps/AppSource.h"
+#include "apps/RowSets.h"
+#include "apps/TappedAppInfo.h"
 #include "audio/device/CoreAudioUtils.h"
 #include "audio/engine/Route.h"
 #include "dsp/LatencySource.h"
-#include "routing/AppDiscovery.h"
 #include "routing/BusOutputs.h"
 #include "routing/RoutingChains.h"
 #include "routing/RoutingCore.h"
 #include "routing/RoutingEffects.h"
 #include "routing/RoutingProfiles.h"
 #include "routing/RoutingState.h"
-#include "routing/RowSets.h"
 #include "routing/TapLifecycle.h"
-#include "routing/TappedAppInfo.h"
 
 namespace sonmere {
 
@@ -25,7 +26,7 @@ namespace sonmere {
 // virtual driver. One value with many jobs, each in a collaborator of its own; here they meet.
 // Main thread only. Failures show in errorMessage and in the log; a route that fails is reverted to
 // not-routed while the user's intent stays saved.
-class AppTapEngine final : public LatencySource, public Route {
+class AppTapEngine final : public AppSource, public LatencySource, public Route {
  public:
   explicit AppTapEngine(EngineContext& context);
   // Stops every tap and unit and waits for the units' tear-down.
@@ -41,9 +42,11 @@ class AppTapEngine final : public LatencySource, public Route {
   void refreshApps();
   void scheduleRefresh() { discovery_.scheduleRefresh(); }
 
+  Observable<std::vector<TappedAppInfo>>& rows() override { return availableApps; }
+
   // Visibility of rows.
-  const RowSets& rowSets() const { return rowSets_; }
-  Observable<std::set<std::string>>& hiddenBundleIDs() { return rowSets_.hidden(); }
+  const RowSets& rowSets() const override { return rowSets_; }
+  Observable<std::set<std::string>>& hiddenBundleIDs() override { return rowSets_.hidden(); }
   void hide(const std::string& bundleID);
   void unhide(const std::string& bundleID);
   void remove(const std::string& bundleID);
@@ -65,6 +68,7 @@ class AppTapEngine final : public LatencySource, public Route {
   // Volumes above 100 %. Turning it off lowers what is above and saves it.
   void setBoostAllowed(bool allowed);
   Observable<bool> boostAllowed{true};
+  Observable<bool>& boostPermission() override { return boostAllowed; }
   // Routing as a whole. Off stops every tap and keeps every wish; on arms the wished-for apps that run.
   bool isGlobalEnabled() const { return state_.isGlobalEnabled(); }
   // The apps that are routed whenever they run and routing is on.
@@ -84,13 +88,14 @@ class AppTapEngine final : public LatencySource, public Route {
   void flushPendingSaves();
 
   // Effects of apps and bus masters.
-  RoutingEffects& effects() { return effects_; }
+  RoutingEffects& effects() override { return effects_; }
   // The plug-in chains of apps and buses sound here from now on. They outlive the engine.
   void host(PluginChains& chains) { chains_.host(chains); }
 
   // Taps and units.
   const std::map<std::string, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
   std::shared_ptr<SingleAppTap> tapOf(const std::string& bundleID) const;
+  bool isRouted(const std::string& bundleID) const override { return tapOf(bundleID) != nullptr; }
   TapLifecycle& taps() { return taps_; }
   BusOutputs& outputs() { return outputs_; }
   BusRenderState& renderState() { return *core_.render; }

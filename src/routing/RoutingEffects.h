@@ -1,10 +1,9 @@
 #pragma once
 
 #include <array>
-#include <map>
-#include <optional>
 #include <string>
 
+#include "apps/AppEffects.h"
 #include "base/SettingForm.h"
 #include "dsp/AppEQSettings.h"
 #include "dsp/LimiterSettings.h"
@@ -12,24 +11,12 @@
 
 namespace sonmere {
 
-// An app's equaliser or limiter under a drag: applied, but not stored.
-struct AppEffectPreview {
-  std::string bundleID;
-  std::optional<AppEQSettings> equaliser;
-  std::optional<AppLimiterSettings> limiter;
-};
-
 // Equaliser and limiter settings of apps and bus masters, as stored and as the renders use them. A bus index
 // outside 0 to 9 is ignored. Main thread.
-class RoutingEffects {
+class RoutingEffects final : public AppEffects {
  public:
   explicit RoutingEffects(RoutingCore& core);
 
-  // By bundle identifier.
-  Observable<std::map<std::string, AppEQSettings>> eqSettings;
-  Observable<std::map<std::string, AppLimiterSettings>> appLimiterSettings;
-  // The latest live change, for whoever else renders the app.
-  Observable<AppEffectPreview> preview;
   // By bus.
   Observable<std::array<AppEQSettings, kBusCount>> masterEQSettings;
   Observable<std::array<MasterLimiterSettings, kBusCount>> masterLimiterSettings;
@@ -40,18 +27,14 @@ class RoutingEffects {
   void setActiveEqualiser(const std::string& bundleID);
   void setSpectrumVisible(bool visible);
 
-  AppEQSettings equaliserOf(const std::string& bundleID) const;
-  AppLimiterSettings limiterOf(const std::string& bundleID) const;
-
-  void setAppEqualiser(const std::string& bundleID, const AppEQSettings& settings, SettingForm form);
   void setMasterEqualiser(int bus, const AppEQSettings& settings, SettingForm form);
-  void setAppLimiter(const std::string& bundleID, const AppLimiterSettings& settings, SettingForm form);
   void setMasterLimiter(int bus, const MasterLimiterSettings& settings, SettingForm form);
 
   // Stored effects into a new tap.
   void load(SingleAppTap& tap);
 
  private:
+  TapEffects* effectsOf(const std::string& bundleID) override { return core_.tapOf(bundleID).get(); }
   void applyMasterEqualiser(int bus, const AppEQSettings& settings);
   void applyMasterLimiter(int bus, const MasterLimiterSettings& settings);
 

@@ -4,9 +4,9 @@
 #include <set>
 #include <string>
 
+#include "apps/TappedAppInfo.h"
 #include "base/SettingsStore.h"
 #include "routing/RoutingProfile.h"
-#include "routing/TappedAppInfo.h"
 
 namespace sonmere {
 

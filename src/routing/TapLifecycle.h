@@ -4,9 +4,9 @@
 #include <memory>
 #include <string>
 
+#include "apps/TappedAppInfo.h"
 #include "routing/BusOutputs.h"
 #include "routing/RoutingCore.h"
-#include "routing/TappedAppInfo.h"
 
 namespace sonmere {
 

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
+#include "apps/FamilyRules.h"
 #include "platform/desktop/AppIdentity.h"
 #include "platform/desktop/DesktopEntries.h"
 #include "platform/desktop/PlainText.h"
 #include "platform/desktop/ProcessOwner.h"
-#include "routing/FamilyRules.h"
 
 namespace sonmere {
 

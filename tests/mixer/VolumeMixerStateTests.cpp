@@ -54,7 +54,7 @@ TEST_F(VolumeMixerStateTest, ADragIsWrittenOnceAndAMuteAtOnce) {
   CountingSettings settings;
   EngineContext context{world.runtime,  world.log,   settings,       world.notifications,
                         world.platform, world.flags, *world.micSend, Folders{}};
-  VolumeMixerEngine mixer(context);
+  VolumeMixerEngine mixer(context, world.trackNames);
   for (int i = 0; i < 1000; ++i) {
     mixer.setVolume("music", float(i) / 1000);
     world.wait(0.001);

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "PipeWireWorld.h"
+#include "driver/TrackNamesStore.h"
 #include "mixer/VolumeMixerEngine.h"
 
 namespace sonmere {
@@ -19,7 +20,7 @@ struct BacklogWorld : PipeWireWorld {
   // pw-play in a Track, pw-cat in the mixer.
   bool begin() {
     if (!start()) return false;
-    mixer = std::make_unique<VolumeMixerEngine>(context);
+    mixer = std::make_unique<VolumeMixerEngine>(context, std::make_shared<TrackNamesStore>(settings));
     mixer->attach(engine);
     KnownSignal(120).write(session.file("tone.wav"));
     routed = session.launch({"pw-play", session.file("tone.wav")});

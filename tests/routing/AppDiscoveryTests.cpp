@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "routing/FamilyRules.h"
+#include "apps/FamilyRules.h"
 #include "support/RoutingWorld.h"
 
 namespace sonmere {

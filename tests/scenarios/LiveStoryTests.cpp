@@ -8,6 +8,7 @@
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/ReaderError.h"
 #include "base/LiveRuntime.h"
+#include "driver/TrackNamesStore.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "platform/simulated/SampleSources.h"
 #include "platform/simulated/SimulatedPlatform.h"
@@ -139,7 +140,7 @@ class LiveStory {
   EngineContext context_{runtime_,  log_,   settings_, notifications_,
                          platform_, flags_, *micSend_, {folder_.path().string(), folder_.path().string()}};
   std::shared_ptr<AppTapEngine> engine_ = std::make_shared<AppTapEngine>(context_);
-  VolumeMixerEngine mixer_{context_};
+  VolumeMixerEngine mixer_{context_, std::make_shared<TrackNamesStore>(settings_)};
   TapEngineRecorderFeed feed_{*engine_};
   BusRecordings recordings_{
       RecordingContext{runtime_, log_, settings_, notifications_, context_.folders,

@@ -7,6 +7,7 @@
 
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/ReaderError.h"
+#include "driver/TrackNamesStore.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "scenarios/RecordingWorld.h"
 #include "support/RealtimeGuard.h"
@@ -36,7 +37,8 @@ class Story {
   explicit Story(std::uint64_t seed) : random_(seed), world_(seed, {.needsSettling = seed % 4 < 2}) {
     speakers_ = world_.host().hear(SimulatedHost::kSpeakersUID, DeviceRecorder::Keep::hashOnly);
     world_.startAll();
-    mixer_ = std::make_unique<VolumeMixerEngine>(world_.context);
+    mixer_ = std::make_unique<VolumeMixerEngine>(world_.context,
+                                                 std::make_shared<TrackNamesStore>(world_.settings));
     mixer_->attach(world_.engine);
     launchOrPlay(kApps.front());
     route(kApps.front(), seed % 3 == 0);

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "driver/TrackNamesStore.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "support/RoutingWorld.h"
 

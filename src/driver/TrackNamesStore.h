@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 
+#include "apps/ClientGains.h"
 #include "base/Observable.h"
 #include "base/SettingsStore.h"
 
@@ -11,7 +12,7 @@ namespace sonmere {
 // What the virtual driver is to show and apply: the names of its Tracks, and gains for clients whose sound
 // can only be changed where it passes through the bridge. Kept in the settings, from where a driver takes
 // them, and observable. Main thread.
-class TrackNamesStore {
+class TrackNamesStore final : public ClientGains {
  public:
   explicit TrackNamesStore(SettingsStore& settings);
 
@@ -22,7 +23,8 @@ class TrackNamesStore {
 
   // An empty name takes the entry away. False for a bus that is no Track.
   bool setTrackName(int bus, const std::string& name);
-  void setClientGains(std::map<std::string, float> gains);
+  const std::map<std::string, float>& gains() const override { return *clientGains; }
+  void setClientGains(std::map<std::string, float> gains) override;
   // Writes and tells both once more: after a restart of the driver.
   void reapply();
 

@@ -1,10 +1,10 @@
-#include "routing/AppDiscovery.h"
+#include "apps/AppDiscovery.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 
-#include "routing/FamilyRules.h"
+#include "apps/FamilyRules.h"
 
 namespace sonmere {
 
@@ -25,8 +25,8 @@ OSStatus AppDiscovery::listen(PropertyListener& listener, AudioObjectID object, 
 }
 
 void AppDiscovery::installListeners() {
-  const OSStatus status = listen(processListener_, kAudioObjectSystemObject,
-                                 AudioProperty::processObjectList, [this] { scheduleRefresh(); });
+  const OSStatus status = listen(processListener_, kAudioObjectSystemObject, AudioProperty::processObjectList,
+                                 [this] { scheduleRefresh(); });
   if (status != noErr)
     context_.log.error(fmt::format("Sonmere: Failed to install process-object-list listener: {}", status));
   RunningApplications& applications = context_.platform.applications();

@@ -1,4 +1,4 @@
-#include "routing/FamilyRules.h"
+#include "apps/FamilyRules.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "routing/TrackNamesStore.h"
+#include "driver/TrackNamesStore.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
-#include "routing/RowSets.h"
+#include "apps/RowSets.h"
 
-#include "routing/FamilyRules.h"
+#include "apps/FamilyRules.h"
 
 namespace sonmere {
 

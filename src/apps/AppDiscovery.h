@@ -6,9 +6,9 @@
 #include <set>
 #include <vector>
 
+#include "apps/PendingAppFamily.h"
 #include "audio/engine/EngineContext.h"
 #include "audio/engine/PropertyListener.h"
-#include "routing/PendingAppFamily.h"
 
 namespace sonmere {
 
