@@ -29,7 +29,8 @@ std::string stateOf(const ControlJSON& plugin) {
 
 std::string valuesOf(const ControlJSON& plugin) {
   std::string all;
-  for (const auto& [symbol, value] : plugin.value("values", ControlJSON::object()).items())
+  const ControlJSON values = plugin.value("values", ControlJSON::object());
+  for (const auto& [symbol, value] : values.items())
     if (value.is_number())
       all += (all.empty() ? "" : " ") + printable(symbol) + "=" + shortNumber(double(value));
   return all;
