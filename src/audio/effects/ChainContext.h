@@ -20,7 +20,7 @@ struct ChainContext {
   EffectIntake& intake;
   // Something of a chain is another now.
   std::function<void()> changed;
-  // A message for the user.
+  // A message for the user; empty: the one before is past.
   std::function<void(const std::string&)> tell;
 };
 

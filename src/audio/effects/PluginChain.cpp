@@ -107,6 +107,8 @@ void PluginChain::save() {
 void PluginChain::edited() {
   save();
   restarts_.clear();
+  // What was told of it before is past.
+  context_.tell({});
   context_.changed();
   rebuild();
 }

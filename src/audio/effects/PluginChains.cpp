@@ -13,6 +13,7 @@ PluginChains::PluginChains(Runtime& runtime, Log& log, SettingsStore& settings, 
                intake_,
                [this] { pluginChainRevision.set(*pluginChainRevision + 1); },
                [this](const std::string& message) {
+                 if (message.empty()) return errorMessage.set(std::nullopt);
                  context_.log.warning("Sonmere: " + message);
                  errorMessage.set(message);
                }} {
@@ -52,7 +53,6 @@ void PluginChains::add(const PluginScope& scope, const std::string& id, std::opt
     entry.id = details->effect.id;
     entry.name = details->effect.name;
     entry.mfrName = details->effect.manufacturer;
-    errorMessage.set(std::nullopt);
     if (into.insert(position.value_or(into.plugins().size()), std::move(entry))) return done(details);
     done(std::unexpected(
         Error{"Plugins", 3,
