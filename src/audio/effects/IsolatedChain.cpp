@@ -15,8 +15,8 @@ bool isFinite(const float* samples, std::size_t n) noexcept {
 
 }  // namespace
 
-IsolatedChain::IsolatedChain(std::shared_ptr<ChainLink> link, double sampleRate)
-    : link_(std::move(link)), sampleRate_(sampleRate), history_(2 * std::size_t(kHistory)) {}
+IsolatedChain::IsolatedChain(std::shared_ptr<ChainLink> link, double sampleRate, Begin begin)
+    : link_(std::move(link)), begin_(begin), sampleRate_(sampleRate), history_(2 * std::size_t(kHistory)) {}
 
 double IsolatedChain::latency() const noexcept {
   const auto behind = link_->memory().latencyFrames.load(std::memory_order_relaxed);
@@ -36,9 +36,10 @@ OSStatus IsolatedChain::render(double, std::uint32_t frames, const float* const 
   return kLate;
 }
 
-// The first block is heard at once, and again when it is back: a moment twice is better than one of silence.
+// Where the sound goes on the first block is heard at once, and again when it is back: a moment twice is
+// better than one of silence.
 void IsolatedChain::begin(std::uint32_t frames, const float* const input[2]) noexcept {
-  for (int side = 0; side < 2; ++side) std::copy_n(input[side], frames, at(side, 0));
+  for (int side = 0; side < 2 && begin_ == Begin::dry; ++side) std::copy_n(input[side], frames, at(side, 0));
   end_ = answeredTo_ = frames;
 }
 

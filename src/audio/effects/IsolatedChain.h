@@ -20,7 +20,11 @@ class IsolatedChain final : public Effect {
   // `render` did not have all of its block.
   static constexpr OSStatus kLate = OSStatus(fourCharCode("late"));
 
-  IsolatedChain(std::shared_ptr<ChainLink> link, double sampleRate);
+  // What is heard until the first block is back: that block as it is, where the sound goes on, or silence,
+  // where it begins.
+  enum class Begin { dry, silent };
+
+  IsolatedChain(std::shared_ptr<ChainLink> link, double sampleRate, Begin begin = Begin::dry);
 
   OSStatus render(double sampleTime, std::uint32_t frames, const float* const input[2],
                   float* const output[2]) noexcept SONMERE_NONBLOCKING override;
@@ -56,6 +60,7 @@ class IsolatedChain final : public Effect {
   }
 
   const std::shared_ptr<ChainLink> link_;
+  const Begin begin_;
   RTScalar<double> sampleRate_;
   std::vector<float> history_;  // two planes, each a ring
   std::array<Block, SharedChain::kSlots> blocks_;

@@ -4,8 +4,8 @@
 
 namespace sonmere {
 
-IsolatedRun::IsolatedRun(Runtime& runtime, std::unique_ptr<ChainHelper> helper)
-    : link_(helper->link()), helper_(std::move(helper)) {
+IsolatedRun::IsolatedRun(Runtime& runtime, std::unique_ptr<ChainHelper> helper, IsolatedChain::Begin begin)
+    : link_(helper->link()), begin_(begin), helper_(std::move(helper)) {
   helper_->ended = [this](const std::string& reason) { fail(reason); };
   watch_ = runtime.mainQueue().repeat(kLookInterval, [this] { look(); });
 }
@@ -21,7 +21,7 @@ void IsolatedRun::apply(const ChainPlan& plan, ChainHelper::Planned done) {
 // The way stays the same whatever runs behind it.
 void IsolatedRun::build(double sampleRate) {
   if (chain_) return chain_->setSampleRate(sampleRate);
-  chain_ = std::make_shared<IsolatedChain>(link_, sampleRate);
+  chain_ = std::make_shared<IsolatedChain>(link_, sampleRate, begin_);
   plugin_ = std::make_shared<HostedPlugin>(AvailableEffect{}, chain_, sampleRate);
   auto snapshot = std::make_shared<PluginChainSnapshot>();
   snapshot->plugins = {plugin_};

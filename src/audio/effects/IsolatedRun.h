@@ -13,7 +13,8 @@ namespace sonmere {
 // one that has died.
 class IsolatedRun final : public ChainRun {
  public:
-  IsolatedRun(Runtime& runtime, std::unique_ptr<ChainHelper> helper);
+  IsolatedRun(Runtime& runtime, std::unique_ptr<ChainHelper> helper,
+              IsolatedChain::Begin begin = IsolatedChain::Begin::dry);
 
   void apply(const ChainPlan& plan, ChainHelper::Planned done) override;
   void setControl(int key, const std::string& symbol, float value) override {
@@ -38,6 +39,7 @@ class IsolatedRun final : public ChainRun {
   int culprit() const;
 
   const std::shared_ptr<ChainLink> link_;
+  const IsolatedChain::Begin begin_;
   std::unique_ptr<ChainHelper> helper_;
   std::shared_ptr<IsolatedChain> chain_;
   std::shared_ptr<HostedPlugin> plugin_;

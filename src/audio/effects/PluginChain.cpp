@@ -68,6 +68,7 @@ void PluginChain::setPlace(std::optional<ChainPlace> place) {
   const bool isElsewhere = place_ && (!place || place->target != place_->target);
   if (isElsewhere && published_) place_->publish(nullptr);
   const bool hadPlace = place_.has_value();
+  isSoundBefore_ &= hadPlace;
   place_ = std::move(place);
   if (!place_) {
     published_ = nullptr;
@@ -107,6 +108,7 @@ void PluginChain::save() {
 void PluginChain::edited() {
   save();
   restarts_.clear();
+  isSoundBefore_ = place_.has_value();
   // What was told of it before is past.
   context_.tell({});
   context_.changed();
@@ -261,7 +263,9 @@ Outcome<std::unique_ptr<ChainRun>> PluginChain::makeRun() {
   if (isTrusted_) return std::make_unique<TrustedRun>(*context_.host);
   auto helper = context_.host->startHelper();
   if (!helper) return std::unexpected(helper.error());
-  return std::make_unique<IsolatedRun>(context_.runtime, std::move(*helper));
+  using Begin = IsolatedChain::Begin;
+  return std::make_unique<IsolatedRun>(context_.runtime, std::move(*helper),
+                                       isSoundBefore_ ? Begin::dry : Begin::silent);
 }
 
 void PluginChain::apply(int build) {
@@ -299,6 +303,9 @@ void PluginChain::take(const ChainReport& report) {
     if (!plugin) continue;
     plugin->latencyFrames = each.latencyFrames;
     plugin->values = each.values;
+    // What was set while the plan was on its way.
+    if (each.error.empty())
+      for (const auto& [symbol, value] : plugin->entry.values) plugin->values[symbol] = value;
     if (each.error == plugin->problem) continue;
     plugin->problem = each.error;
     context_.tell(fmt::format("\"{}\" on {} does not run: {}", nameOf(each.key), scope_.text(), each.error));
@@ -341,6 +348,7 @@ void PluginChain::look() {
 void PluginChain::failed(const std::string& reason, int culprit) {
   ++build_;
   looking_.cancel();
+  isSoundBefore_ |= published_ != nullptr;
   // Whoever told of it may be inside the run.
   if (run_) {
     run_->failed = nullptr;

@@ -108,6 +108,8 @@ class PluginChain {
   std::deque<Duration> restarts_;
   ScopedTask saving_;
   ScopedTask looking_;
+  // The place sounded before the chain did.
+  bool isSoundBefore_ = false;
   std::shared_ptr<char> alive_ = std::make_shared<char>();
 };
 
