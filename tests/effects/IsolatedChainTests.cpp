@@ -17,7 +17,7 @@ struct HandLink final : ChainLink {
   void wake() noexcept SONMERE_NONBLOCKING override { ++wakes; }
   void answer(float factor = -1) {
     for (std::uint32_t n = shared->answered; n != shared->handed; ++n) {
-      auto& slot = shared->slots[n % SharedChain::kSlots];
+      auto& slot = shared->ringSlots[n % SharedChain::kSlots];
       for (std::uint32_t i = 0; i < 2 * slot.frames; ++i) slot.samples[i] *= factor;
       shared->answered = n + 1;
     }
@@ -100,7 +100,7 @@ TEST_F(IsolatedChainTest, LiesInTheSharedMemoryAreNotBelieved) {
   render(64);
   for (const std::uint32_t lie : {2u, 1000u, 0x8000'0000u, 0xFFFF'FFFFu}) {
     link->shared->answered = lie;
-    for (auto& slot : link->shared->slots) slot.frames = 0xFFFF'FFFF;
+    for (auto& slot : link->shared->ringSlots) slot.frames = 0xFFFF'FFFF;
     EXPECT_FALSE(render(64)) << lie;
     EXPECT_EQ(outLeft[0], float(time - 127)) << lie;
   }

@@ -26,7 +26,7 @@ void tellState(SharedChain& memory, const PluginChainSnapshot* chain) noexcept {
 void answerBlocks(SharedChain& memory, const PluginChainSnapshot* chain) noexcept SONMERE_NONBLOCKING {
   std::uint32_t number = memory.answered.load(std::memory_order_relaxed);
   for (const std::uint32_t end = memory.handed.load(std::memory_order_acquire); number != end; ++number) {
-    SharedChain::Slot& slot = memory.slots[number % SharedChain::kSlots];
+    SharedChain::Slot& slot = memory.ringSlots[number % SharedChain::kSlots];
     if (chain) chain->render(slot.samples.data(), std::min(slot.frames, kMaxPluginFrames));
     tellState(memory, chain);
     memory.answered.store(number + 1, std::memory_order_release);

@@ -50,7 +50,7 @@ void IsolatedChain::takeAnswers() noexcept {
   if (answered > handed_ - taken_) return;
   for (std::uint32_t i = 0; i < answered; ++i, ++taken_) {
     const std::size_t slot = taken_ % SharedChain::kSlots;
-    takeAnswer(blocks_[slot], memory.slots[slot].samples.data());
+    takeAnswer(blocks_[slot], memory.ringSlots[slot].samples.data());
   }
 }
 
@@ -82,8 +82,8 @@ void IsolatedChain::handOver(std::uint32_t frames, const float* const input[2]) 
   SharedChain& memory = link_->memory();
   const std::size_t slot = number % SharedChain::kSlots;
   blocks_[slot] = block;
-  memory.slots[slot].frames = frames;
-  interleave(input[0], input[1], memory.slots[slot].samples.data(), frames);
+  memory.ringSlots[slot].frames = frames;
+  interleave(input[0], input[1], memory.ringSlots[slot].samples.data(), frames);
   handed_ = number + 1;
   memory.handed.store(number + 1, std::memory_order_release);
   link_->wake();

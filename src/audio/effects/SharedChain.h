@@ -36,7 +36,7 @@ struct SharedChain {
   std::array<std::atomic<std::uint32_t>, kMostPlugins> latencies;
   // A bit for each place: the plug-in there has bypassed itself.
   std::atomic<std::uint64_t> autoBypassed;
-  alignas(64) std::array<Slot, kSlots> slots;
+  alignas(64) std::array<Slot, kSlots> ringSlots;
 };
 
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free && sizeof(std::atomic<std::uint32_t>) == 4);
