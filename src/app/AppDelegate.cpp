@@ -1,7 +1,8 @@
 #include "app/AppDelegate.h"
 
 #include <algorithm>
-#include <filesystem>
+
+#include "app/AudioFileNames.h"
 
 namespace sonmere {
 
@@ -12,16 +13,6 @@ constexpr const char* kShowWindowKey = "sonmere.showWindowOnLaunch";
 // The window of a scene may not exist yet at launch.
 constexpr int kLastCloseAttempt = 7;
 constexpr Duration kCloseDelay = fromMilliseconds(50);
-
-constexpr std::string_view kAudioExtensions[] = {".wav", ".wave", ".aif", ".aiff", ".aifc", ".caf", ".m4a",
-                                                 ".mp3", ".mp4",  ".aac", ".flac", ".ogg",  ".opus"};
-
-bool isAudioFile(const std::string& file) {
-  std::string extension = std::filesystem::path(file).extension().string();
-  for (char& c : extension)
-    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-  return std::ranges::find(kAudioExtensions, extension) != std::end(kAudioExtensions);
-}
 
 }  // namespace
 
@@ -61,7 +52,7 @@ void AppDelegate::wire(std::shared_ptr<AppTapEngine> engine, std::shared_ptr<Bus
 
 void AppDelegate::applicationOpen(const std::vector<std::string>& files) {
   const auto before = pendingExternalURLs_.size();
-  std::ranges::copy_if(files, std::back_inserter(pendingExternalURLs_), isAudioFile);
+  std::ranges::copy_if(files, std::back_inserter(pendingExternalURLs_), isAudioFileName);
   if (appTapEngine_ && pendingExternalURLs_.size() > before) notifications_.post(kOpenMainWindow);
 }
 
