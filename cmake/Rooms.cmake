@@ -48,10 +48,32 @@ function(sonmere_window_room name)
     file(GLOB found CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${folder}/*.cpp ${CMAKE_SOURCE_DIR}/src/${folder}/*.h)
     list(APPEND sources ${found})
   endforeach()
-  add_library(sonmere_${name} STATIC ${sources} ${CMAKE_SOURCE_DIR}/src/ui/icons.qrc)
+  add_library(sonmere_${name} STATIC ${sources} ${CMAKE_SOURCE_DIR}/src/ui/icons.qrc ${CMAKE_SOURCE_DIR}/src/ui/guide.qrc)
   set_target_properties(sonmere_${name} PROPERTIES AUTOMOC ON AUTORCC ON)
   target_include_directories(sonmere_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
   target_compile_definitions(sonmere_${name} PUBLIC QT_NO_CAST_FROM_BYTEARRAY)
-  target_link_libraries(sonmere_${name} PUBLIC sonmere_control Qt6::Widgets Qt6::Network Qt6::Svg)
+  target_link_libraries(sonmere_${name} PUBLIC sonmere_control sonmere_editor Qt6::Widgets Qt6::Network Qt6::Svg)
   target_precompile_headers(sonmere_${name} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/PrecompiledWindow.h)
+  sonmere_translations(sonmere_${name})
+endfunction()
+
+# The texts in other languages and the plurals of English, as a resource; without the tools that make it the window speaks English.
+function(sonmere_translations target)
+  find_program(SONMERE_LRELEASE lrelease HINTS /usr/lib/qt6/bin)
+  if(NOT SONMERE_LRELEASE)
+    return()
+  endif()
+  set(folder ${CMAKE_BINARY_DIR}/translations)
+  file(WRITE ${folder}/translations.qrc
+       "<RCC><qresource prefix=\"/translations\"><file>sonmere_de.qm</file><file>sonmere_en.qm</file></qresource></RCC>\n")
+  add_custom_command(
+    OUTPUT ${folder}/translations.cpp
+    COMMAND ${SONMERE_LRELEASE} -silent ${CMAKE_SOURCE_DIR}/src/ui/translations/sonmere_de.ts -qm ${folder}/sonmere_de.qm
+    COMMAND ${SONMERE_LRELEASE} -silent ${CMAKE_SOURCE_DIR}/src/ui/translations/sonmere_en.ts -qm ${folder}/sonmere_en.qm
+    COMMAND Qt6::rcc --name translations ${folder}/translations.qrc -o ${folder}/translations.cpp
+    DEPENDS ${CMAKE_SOURCE_DIR}/src/ui/translations/sonmere_de.ts ${CMAKE_SOURCE_DIR}/src/ui/translations/sonmere_en.ts)
+  target_sources(${target} PRIVATE ${folder}/translations.cpp)
+  set_source_files_properties(${folder}/translations.cpp PROPERTIES SKIP_AUTOMOC ON SKIP_PRECOMPILE_HEADERS ON)
+  # Public, for the precompiled header is shared with those that link it.
+  target_compile_definitions(${target} PUBLIC SONMERE_HAS_TRANSLATIONS)
 endfunction()

@@ -1,13 +1,18 @@
 #include "ui/MainWindow.h"
 
+#include <QDragEnterEvent>
 #include <QGridLayout>
 #include <QMenu>
+#include <QMimeData>
 #include <QStackedWidget>
+#include <QUrl>
 
 #include "ui/QuitFlow.h"
 #include "ui/model/Models.h"
 #include "ui/pages/AppsPage.h"
+#include "ui/pages/GuidePage.h"
 #include "ui/pages/InputPage.h"
+#include "ui/pages/LibraryStack.h"
 #include "ui/pages/RecordPage.h"
 #include "ui/pages/SettingsPage.h"
 #include "ui/pages/StatusPage.h"
@@ -25,7 +30,7 @@ constexpr int kFoldWidth = 840;
 
 }  // namespace
 
-MainWindow::MainWindow(Models& models, QWidget* parent)
+MainWindow::MainWindow(Models& models, Workbench& workbench, QWidget* parent)
     : QMainWindow(parent),
       models_(models),
       sideBar_(new SideBar),
@@ -33,7 +38,8 @@ MainWindow::MainWindow(Models& models, QWidget* parent)
       banner_(new Banner),
       apps_(new AppsPage(models.apps())),
       input_(new InputPage(models.input())),
-      record_(new RecordPage(models.recording())) {
+      record_(new RecordPage(models.recording(), models.buses())),
+      library_(new LibraryStack(workbench, models.link())) {
   setWindowTitle(tr("Sonmere"));
   setWindowIcon(themedIcon(QStringLiteral("sonmere"), ColourRole::accent));
   auto* content = new QWidget;
@@ -50,8 +56,11 @@ MainWindow::MainWindow(Models& models, QWidget* parent)
   addPage(QStringLiteral("apps"), tr("Apps"), apps_);
   addPage(QStringLiteral("input"), tr("Input"), input_);
   addPage(QStringLiteral("record"), tr("Record"), record_);
+  addPage(QStringLiteral("library"), tr("Library"), library_);
   addPage(QStringLiteral("status"), tr("Status"), new StatusPage(models.status()));
   addPage(QStringLiteral("settings"), tr("Settings"), new SettingsPage(models.settings()));
+  guide_ = new GuidePage;
+  addPage(QStringLiteral("help"), tr("Guide"), guide_);
   connect(sideBar_, &SideBar::chosen, pages_, &QStackedWidget::setCurrentIndex);
   connect(pages_, &QStackedWidget::currentChanged, this, &MainWindow::refreshMeters);
   connect(apps_, &AppsPage::testSoundWanted, this, &MainWindow::testSoundWanted);
@@ -62,6 +71,13 @@ MainWindow::MainWindow(Models& models, QWidget* parent)
   connect(&models.status(), &StatusModel::changed, this, &MainWindow::refreshState);
   connect(&models.buses(), &BusesModel::changed, this, &MainWindow::refreshBuses);
   connect(record_, &RecordPage::renameWanted, this, &MainWindow::renameBus);
+  connect(&models.recording(), &RecordingModel::finished, this, [this](const QString& path) {
+    finished_ = path;
+    offerName();
+  });
+  connect(&models.recording(), &RecordingModel::changed, this, &MainWindow::offerName);
+  connect(library_, &LibraryStack::wanted, this, [this] { showPage(pages_->indexOf(library_)); });
+  setAcceptDrops(true);
   buildMenu();
   refreshBuses();
   resize(1040, 720);
@@ -111,7 +127,11 @@ void MainWindow::addPage(const QString& icon, const QString& name, QWidget* page
 void MainWindow::refreshState() {
   using State = ServiceLink::State;
   const State state = models_.link().state();
-  pages_->setEnabled(state == State::connected);
+  // Work on files needs no service.
+  for (int page = 0; page < pages_->count(); ++page) {
+    QWidget* widget = pages_->widget(page);
+    widget->setEnabled(state == State::connected || widget == library_ || widget == guide_);
+  }
   const QString& reason = models_.link().reason();
   const QString& text =
       reason.isEmpty() && state == State::connected ? models_.status().versionNote() : reason;
@@ -124,16 +144,55 @@ void MainWindow::buildMenu() {
   connect(quit_, &QuitFlow::done, this, &MainWindow::quitDone);
   connect(quit_, &QuitFlow::windowOnly, this, &QWidget::close);
   auto* menu = new QMenu(this);
+  menu->addAction(tr("Guide"), QKeySequence::HelpContents, this, &MainWindow::openGuide);
   menu->addAction(tr("Close the window"), QKeySequence::Close, this, &QWidget::close);
-  menu->addAction(tr("Quit Sonmere"), QKeySequence(Qt::CTRL | Qt::Key_Q), quit_, &QuitFlow::begin);
+  menu->addAction(tr("Quit Sonmere"), QKeySequence(Qt::CTRL | Qt::Key_Q), this, &MainWindow::beginQuit);
   addActions(menu->actions());
   sideBar_->setMenu(menu);
+}
+
+// At the place that fits where one is.
+void MainWindow::openGuide() {
+  const QWidget* page = pages_->currentWidget();
+  if (page == guide_) return;
+  guide_->open(page == library_ && library_->editor() ? QStringLiteral("keys")
+               : page == library_ || page == record_  ? QStringLiteral("podcast")
+                                                      : QStringLiteral("start"));
+  showPage(pages_->indexOf(guide_));
+}
+
+void MainWindow::beginQuit() {
+  if (!models_.recording().running().empty()) comeForward();
+  quit_->begin();
 }
 
 void MainWindow::comeForward() {
   isMinimized() ? showNormal() : show();
   raise();
   activateWindow();
+}
+
+void MainWindow::openFiles(const QStringList& files) {
+  comeForward();
+  if (!files.isEmpty()) library_->openFiles(files);
+}
+
+// The name of the last one is offered once all have been completed.
+void MainWindow::offerName() {
+  if (finished_.isEmpty() || !models_.recording().running().empty()) return;
+  const QString path = std::exchange(finished_, {});
+  if (!centralWidget()->findChild<Sheet*>()) library_->offerName(path, centralWidget());
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  QStringList files;
+  for (const QUrl& url : event->mimeData()->urls()) files << url.toLocalFile();
+  event->acceptProposedAction();
+  openFiles(files);
 }
 
 void MainWindow::renameBus(int bus) {
@@ -154,7 +213,6 @@ void MainWindow::refreshBuses() {
                                       {tr("As it is"), tr("Direct, untouched"), QStringLiteral("direct")}};
   targets.insert(targets.end(), buses.begin(), buses.end());
   apps_->setTargets(targets);
-  record_->setBuses(buses);
   input_->setBuses(buses);
 }
 

@@ -10,22 +10,31 @@ namespace sonmere {
 
 class AppsPage;
 class Banner;
+class GuidePage;
 class InputPage;
 class QuitFlow;
+class LibraryStack;
 class Models;
 class RecordPage;
 class SideBar;
+class Workbench;
 
 // The side bar with its pages, and the banner when the service is gone or of another version.
 class MainWindow : public QMainWindow {
   Q_OBJECT
 
  public:
-  explicit MainWindow(Models& models, QWidget* parent = nullptr);
+  MainWindow(Models& models, Workbench& workbench, QWidget* parent = nullptr);
+
+  LibraryStack& library() { return *library_; }
+  // What the desktop or a drag brought, into the editor; comes forward.
+  void openFiles(const QStringList& files);
 
   int pageCount() const;
   // Over the others, also when it is small or hidden.
   void comeForward();
+  // Asks first where something is being recorded; ends in quitDone.
+  void beginQuit();
   // Shows the sheet of this name once; what is unknown is passed over.
   void greet(const QString& sheet);
   // As files are named after it.
@@ -44,6 +53,8 @@ class MainWindow : public QMainWindow {
   void showEvent(QShowEvent* event) override;
   void hideEvent(QHideEvent* event) override;
   void changeEvent(QEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
 
  private:
   void addPage(const QString& icon, const QString& name, QWidget* page);
@@ -52,6 +63,8 @@ class MainWindow : public QMainWindow {
   void refreshBuses();
   void renameBus(int bus);
   void buildMenu();
+  void openGuide();
+  void offerName();
 
   Models& models_;
   SideBar* sideBar_;
@@ -61,7 +74,10 @@ class MainWindow : public QMainWindow {
   AppsPage* apps_;
   InputPage* input_;
   RecordPage* record_;
+  LibraryStack* library_;
+  GuidePage* guide_ = nullptr;
   QuitFlow* quit_ = nullptr;
+  QString finished_;  // the latest take that is complete
 };
 
 }  // namespace sonmere

@@ -145,6 +145,7 @@ TEST(AppRow, ShowsAnAppAndAsksForChanges) {
   EXPECT_EQ(row.findChild<RouteButton*>()->text(), QStringLiteral("Track 1"));
   EXPECT_FLOAT_EQ(row.findChild<GainSlider*>()->gain(), 0.25f);
   QSignalSpy routed(&row, &AppRow::routeChosen);
+  emit row.findChild<RouteButton*>()->menu()->aboutToShow();
   row.findChild<RouteButton*>()->menu()->actions().at(1)->trigger();
   ASSERT_EQ(routed.count(), 1);
   EXPECT_EQ(routed.first().at(1).toString(), QStringLiteral("default"));

@@ -21,7 +21,9 @@ QString program() { return QCoreApplication::applicationDirPath() + QStringLiter
 
 ServiceStarter::ServiceStarter(bool demo) : demo_(demo) {}
 
-ServiceStarter::~ServiceStarter() {
+ServiceStarter::~ServiceStarter() { stop(); }
+
+void ServiceStarter::stop() {
   if (process_.state() == QProcess::NotRunning) return;
   process_.terminate();
   if (!process_.waitForFinished(kEndMilliseconds)) process_.kill();

@@ -7,7 +7,7 @@
 namespace sonmere {
 namespace {
 
-QString tr(const char* text) { return QCoreApplication::translate("sonmere::WindowOptions", text); }
+QString tr(const char* text) { return QCoreApplication::translate("sonmere", text); }
 
 std::unexpected<Error> refuse(const QString& text) {
   return std::unexpected(Error{"WindowOptions", 1, text.toStdString()});
@@ -21,6 +21,9 @@ Outcome<WindowOptions> parseWindowArguments(const QStringList& arguments) {
     const QString& argument = arguments[i];
     if (argument == QLatin1String("--demo")) {
       options.demo = true;
+    } else if (argument == QLatin1String("--language")) {
+      if (++i == arguments.size()) return refuse(tr("--language needs a language, as \"de\"."));
+      options.language = arguments[i];
     } else if (argument == QLatin1String("--at-login")) {
       options.atLogin = true;
     } else if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
@@ -42,10 +45,11 @@ Outcome<WindowOptions> parseWindowArguments(const QStringList& arguments) {
 
 QString windowHelp() {
   return tr(
-      "sonmere-window [--demo] [--at-login] [--shots DIR] [FILE...]\n"
+      "sonmere-window [--demo] [--at-login] [--language LANG] [--shots DIR] [FILE...]\n"
       "  FILE         audio files: one opens in the editor, several side by side\n"
       "  --demo       three apps that play on the embedded server: to look around, also without audio\n"
       "  --at-login   waits in the tray\n"
+      "  --language   of the texts: en, de\n"
       "  --shots DIR  pictures of every page, without a display\n");
 }
 

@@ -11,6 +11,7 @@ namespace sonmere {
 struct WindowOptions {
   bool demo = false;    // on the embedded server, with apps that play
   QString shotsFolder;  // not empty: pictures of the pages are made there, and the window ends
+  QString language;     // of the texts; empty: the user's
   bool showHelp = false;
   bool atLogin = false;  // the log-in started it: it waits in the tray
   QStringList files;     // to be opened, as full paths

@@ -1,14 +1,18 @@
 #include <QApplication>
 #include <cstdio>
+#include <optional>
 
 #include "ui/MainWindow.h"
 #include "ui/launch/ServiceStarter.h"
 #include "ui/launch/SingleWindow.h"
+#include "ui/launch/Translations.h"
 #include "ui/launch/WindowOptions.h"
 #include "ui/model/Decode.h"
 #include "ui/model/Models.h"
 #include "ui/shots/PageShots.h"
 #include "ui/theme/Theme.h"
+#include "ui/tray/Tray.h"
+#include "ui/work/Workbench.h"
 
 namespace sonmere {
 namespace {
@@ -52,8 +56,14 @@ int run(QApplication& application, const WindowOptions& options) {
   SingleWindow single(QString::fromStdString(service.folder().string()));
   if (!single.claim(options.files)) return 0;
   Models models(service.folder());
-  MainWindow window(models);
-  QObject::connect(&single, &SingleWindow::asked, &window, &MainWindow::comeForward);
+  Workbench workbench(service.isDemo() ? Workbench::demoPlace(service.folder().parent_path())
+                                       : Workbench::userPlace());
+  MainWindow window(models, workbench);
+  QObject::connect(&single, &SingleWindow::asked, &window, &MainWindow::openFiles);
+  if (!options.files.isEmpty()) {
+    QMetaObject::invokeMethod(
+        &window, [&] { window.openFiles(options.files); }, Qt::QueuedConnection);
+  }
   QObject::connect(&window, &MainWindow::quitDone, &application, &QCoreApplication::quit);
   askForLaunch(models.link(), window, options);
   QObject::connect(&window, &MainWindow::serviceWanted, [&] {
@@ -61,7 +71,11 @@ int run(QApplication& application, const WindowOptions& options) {
   });
   service.start();
   models.link().start();
-  PageShots shots(window, models, options.shotsFolder);
+  std::optional<Tray> tray;
+  if (options.shotsFolder.isEmpty()) tray.emplace(models, window);
+  // Brought by the log-in without a place to wait in: the service is what was wanted.
+  if (options.atLogin && !tray->isThere()) return 0;
+  PageShots shots(window, models, service, options.shotsFolder);
   if (!options.shotsFolder.isEmpty())
     shots.start();
   else if (!options.atLogin)
@@ -85,5 +99,6 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Sonmere"));
   QApplication::setDesktopFileName(QStringLiteral("com.sonmere.Sonmere"));
+  installTranslations(options->language);
   return run(application, *options);
 }

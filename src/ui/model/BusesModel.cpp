@@ -34,14 +34,28 @@ QString BusesModel::givenName(int bus) const {
   return found == given_.end() ? QString() : found->second;
 }
 
+QStringList BusesModel::appsIn(int bus) const {
+  const auto found = apps_.find(bus);
+  return found == apps_.end() ? QStringList() : found->second;
+}
+
 void BusesModel::take(Topic topic, const TopicJSON& value) {
   if (topic != Topic::routing) return;
   std::map<int, QString> given;
   for (const auto& [bus, name] : objectAt(objectAt(value, "wishes"), "names").items()) {
     if (name.is_string()) given[QString::fromStdString(bus).toInt()] = QString::fromStdString(name);
   }
-  if (given == given_) return;
+  std::map<int, QStringList> apps;
+  for (const auto& [bus, running] : objectAt(objectAt(value, "facts"), "running").items()) {
+    const auto told = running.is_object() ? running.find("apps") : running.end();
+    if (!running.is_object() || told == running.end() || !told->is_array()) continue;
+    for (const TopicJSON& app : *told) {
+      if (app.is_string()) apps[QString::fromStdString(bus).toInt()] << QString::fromStdString(app);
+    }
+  }
+  if (given == given_ && apps == apps_) return;
   given_ = std::move(given);
+  apps_ = std::move(apps);
   fill();
   emit changed();
 }

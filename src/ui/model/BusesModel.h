@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QStringList>
 #include <vector>
 
 #include "ui/model/ServiceLink.h"
@@ -19,6 +20,8 @@ class BusesModel : public QObject {
   QString nameOf(int bus) const;
   // What the user called a Track; empty where it has its own name.
   QString givenName(int bus) const;
+  // Identifiers of the apps that play into it now.
+  QStringList appsIn(int bus) const;
   // An empty name gives a Track its own again.
   void rename(int bus, const QString& name);
 
@@ -33,6 +36,7 @@ class BusesModel : public QObject {
 
   ServiceLink& link_;
   std::map<int, QString> given_;
+  std::map<int, QStringList> apps_;
   std::vector<RouteTarget> routable_;
 };
 

@@ -86,6 +86,8 @@ RecordingState decodeRecording(const ControlJSON& json) {
   recording.frames = memberOr<std::int64_t>(json, "frames", 0);
   recording.bytes = memberOr<std::int64_t>(json, "bytes", 0);
   recording.lostFrames = memberOr<std::int64_t>(json, "lostFrames", 0);
+  recording.peakDb = memberOr(json, "peakDb", recording.peakDb);
+  recording.isSilent = memberOr(json, "silent", false);
   return recording;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "audio/device/BusTable.h"
 #include "ui/model/Decode.h"
 
 namespace sonmere {
@@ -12,7 +13,24 @@ RecordingModel::RecordingModel(ServiceLink& link) : link_(link) {
 }
 
 void RecordingModel::take(Topic topic, const TopicJSON& value) {
-  if (topic != Topic::recording) return;
+  if (topic == Topic::library) {
+    folder_ = QString::fromStdString(memberOr<std::string>(objectAt(value, "facts"), "folder", {}));
+  } else if (topic == Topic::recording) {
+    takeRunning(value);
+  } else {
+    return;
+  }
+  emit changed();
+}
+
+void RecordingModel::takeRunning(const TopicJSON& value) {
+  notices_.clear();
+  const TopicJSON& facts = objectAt(value, "facts");
+  if (const auto told = facts.find("notices"); told != facts.end() && told->is_array()) {
+    for (const TopicJSON& each : *told) {
+      if (each.is_string()) notices_ << QString::fromStdString(each.get<std::string>());
+    }
+  }
   std::vector<RecordingState> running;
   for (const auto& [bus, recording] : objectAt(objectAt(value, "facts"), "running").items()) {
     RecordingState state;
@@ -22,7 +40,6 @@ void RecordingModel::take(Topic topic, const TopicJSON& value) {
     running.push_back(known == running_.end() ? state : *known);
   }
   running_ = std::move(running);
-  emit changed();
 }
 
 // How far each has come.
@@ -37,7 +54,10 @@ void RecordingModel::takeMeters(const ControlJSON& meters) {
   emit changed();
 }
 
+void RecordingModel::startAgain() { start(lastBuses_.empty() ? std::set<int>{kBridgeBus} : lastBuses_); }
+
 void RecordingModel::start(const std::set<int>& buses) {
+  lastBuses_ = buses;
   link_.call("record.start", {{"buses", buses}}, [this](const Outcome<ControlJSON>& answer) {
     emit answered(answer ? QString() : QString::fromStdString(answer.error().description), !answer);
   });

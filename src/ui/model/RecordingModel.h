@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QStringList>
 #include <set>
 #include <vector>
 
@@ -19,6 +20,11 @@ class RecordingModel : public QObject {
   const std::vector<RecordingState>& running() const { return running_; }
   // All of them as one take.
   void start(const std::set<int>& buses);
+  // Where files go, and what is to be told of the recordings now.
+  const QString& folder() const { return folder_; }
+  const QStringList& notices() const { return notices_; }
+  // As the last time; the bridge where there was none.
+  void startAgain();
   void stopAll();
 
  signals:
@@ -30,10 +36,14 @@ class RecordingModel : public QObject {
 
  private:
   void take(Topic topic, const TopicJSON& value);
+  void takeRunning(const TopicJSON& value);
   void takeMeters(const ControlJSON& meters);
 
   ServiceLink& link_;
   std::vector<RecordingState> running_;
+  std::set<int> lastBuses_;
+  QString folder_;
+  QStringList notices_;
 };
 
 }  // namespace sonmere

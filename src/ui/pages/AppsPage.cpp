@@ -5,6 +5,7 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QShortcut>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -20,6 +21,8 @@ namespace sonmere {
 namespace {
 
 constexpr float kMostGain = 4;
+// A desktop that brings hundreds of apps at once is shown bit by bit, and the window answers meanwhile.
+constexpr int kRowsAtOnce = 12;
 
 bool isPlaying(const AppState& app) { return app.isRunning; }
 
@@ -120,7 +123,8 @@ void AppsPage::connectRow(AppRow* row) {
   connect(row, &AppRow::limiterChosen, &model_, &AppsModel::setLimiter);
   connect(row, &AppRow::routeChosen, &model_, &AppsModel::setRoute);
   connect(row, &AppRow::rowChosen, &model_, &AppsModel::changeRow);
-  connectSpectrum(&row->equaliser(), row->id());
+  connect(row, &AppRow::effectsMade, this,
+          [this](const QString& id, EqualiserPanel* panel) { connectSpectrum(panel, id); });
 }
 
 void AppsPage::connectSpectrum(EqualiserPanel* panel, const QString& of) {
@@ -165,10 +169,12 @@ void AppsPage::refresh() {
   std::vector<QWidget*> wanted;
   std::map<QString, AppRow*> kept;
   const float most = model_.mixer().boostAllowed ? kMostGain : 1;
+  int made = 0;
   const auto add = [&](bool playing) {
     for (const AppState& app : model_.apps()) {
       if (isPlaying(app) != playing || !isShown(app)) continue;
       const QString id = QString::fromStdString(app.id);
+      if (!rows_.contains(id) && ++made > kRowsAtOnce) continue;
       AppRow* row = rowFor(id);
       row->setMaximumGain(most);
       row->showApp(app);
@@ -193,11 +199,13 @@ void AppsPage::refresh() {
   }
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     const int place = static_cast<int>(i);
-    if (list_->indexOf(wanted[i]) != place) list_->insertWidget(place, wanted[i]);
+    const QLayoutItem* there = list_->itemAt(place);
+    if (!there || there->widget() != wanted[i]) list_->insertWidget(place, wanted[i]);
   }
   QPalette line = quietLine_->palette();
   line.setColor(QPalette::Window, themed(ColourRole::line));
   quietLine_->setPalette(line);
+  if (made > kRowsAtOnce) QTimer::singleShot(0, this, &AppsPage::refresh);
   empty_->setVisible(kept.empty());
   emptyText_->setText(model_.apps().empty()
                           ? tr("No audio-producing apps detected. Play audio in an app and refresh.")

@@ -3,54 +3,44 @@
 #include <QWidget>
 #include <vector>
 
-#include "ui/widgets/RouteButton.h"
-
-class QCheckBox;
 class QLabel;
 class QPushButton;
-class QTableWidget;
 class QVBoxLayout;
 
 namespace sonmere {
 
+class BusesModel;
+class BusRow;
 class RecordingModel;
 
-// One large button, the buses to take, and while recording the files with their times and sizes.
+// One large button, the buses to take with what plays into them, and while recording how each file comes
+// along.
 class RecordPage : public QWidget {
   Q_OBJECT
 
  public:
-  explicit RecordPage(RecordingModel& model, QWidget* parent = nullptr);
-
-  // Buses by name.
-  void setBuses(const std::vector<RouteTarget>& buses);
-  // Where files go, for the room that is left there.
-  void setFolder(const QString& folder);
+  RecordPage(RecordingModel& model, BusesModel& buses, QWidget* parent = nullptr);
 
  signals:
   void renameWanted(int bus);
 
  private:
+  void buildRows();
   void toggle();
   void refresh();
+  void refreshBuses();
   void say(const QString& text, bool isRefusal);
-  QString nameOf(int bus) const;
   QString roomText() const;
 
   RecordingModel& model_;
+  BusesModel& buses_;
   QPushButton* button_;
   QLabel* time_;
   QLabel* room_;
   QLabel* note_;
-  QVBoxLayout* choices_;
-  QTableWidget* files_;
-  struct Choice {
-    int bus;
-    QString name;
-    QCheckBox* box;
-  };
-  std::vector<Choice> buses_;
-  QString folder_;
+  QLabel* notices_;
+  QVBoxLayout* list_;
+  std::vector<BusRow*> rows_;
 };
 
 }  // namespace sonmere

@@ -28,6 +28,8 @@ StatusPage::StatusPage(StatusModel& model, QWidget* parent)
   devices_->verticalHeader()->hide();
   devices_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   devices_->setAccessibleName(tr("Devices"));
+  // Tab goes on to the next control; arrows move in the table.
+  devices_->setTabKeyNavigation(false);
   report_->setReadOnly(true);
   report_->setAccessibleName(tr("Diagnostic report"));
   report_->setFont(QFont(QStringLiteral("monospace")));

@@ -8,7 +8,7 @@
 namespace sonmere {
 namespace {
 
-QString tr(const char* text) { return QCoreApplication::translate("sonmere::Greeting", text); }
+QString tr(const char* text) { return QCoreApplication::translate("sonmere", text); }
 
 struct Words {
   QString title;

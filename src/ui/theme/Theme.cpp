@@ -10,18 +10,28 @@ QString styleSheet(const Theme& theme) {
   const auto name = [&theme](ColourRole role) { return theme(role).name(); };
   return QStringLiteral(R"(
     QToolButton, QPushButton { background: %1; border: 1px solid %2; border-radius: 4px; padding: 4px 8px; }
+    QToolButton[autoRaise="true"] { background: transparent; border-color: transparent; }
     QToolButton:hover, QPushButton:hover { border-color: %3; }
     QToolButton:checked, QPushButton:checked { background: %3; color: %4; }
     QToolButton:focus, QPushButton:focus, QLineEdit:focus, QDoubleSpinBox:focus, QComboBox:focus {
       border: 2px solid %5; }
     QToolButton:disabled, QPushButton:disabled { color: %6; }
+    QToolButton:checked:disabled { background: %2; }
     QToolButton::menu-indicator { image: none; }
     QLineEdit { background: %7; border: 1px solid %2; border-radius: 4px; padding: 3px 6px; }
+    QTreeView { background: %9; border: none; }
+    QTreeView::item { padding: 3px 0; }
+    QHeaderView::section { background: %9; color: %6; border: none; padding: 4px 6px; }
+    QListWidget { background: transparent; border: none; }
+    QListWidget::item { padding: 6px; border-radius: 4px; }
+    QListWidget::item:selected { background: %3; color: %4; }
+    QProgressBar { background: %7; border: 1px solid %2; border-radius: 4px; }
+    QProgressBar::chunk { background: %3; border-radius: 3px; }
     QToolTip { background: %1; color: %8; border: 1px solid %2; }
   )")
       .arg(name(ColourRole::raised), name(ColourRole::line), name(ColourRole::accent),
            name(ColourRole::accentText), name(ColourRole::focus), name(ColourRole::dimText),
-           name(ColourRole::field), name(ColourRole::text));
+           name(ColourRole::field), name(ColourRole::text), name(ColourRole::window));
 }
 
 }  // namespace

@@ -1,13 +1,13 @@
 #include "ui/widgets/AppRow.h"
 
-#include <QDoubleSpinBox>
 #include <QGridLayout>
 #include <QLabel>
 #include <QMenu>
-#include <QSignalBlocker>
 #include <QToolButton>
 
+#include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
+#include "ui/widgets/EffectsPanel.h"
 #include "ui/widgets/ElidedLabel.h"
 #include "ui/widgets/EqualiserPanel.h"
 #include "ui/widgets/GainSlider.h"
@@ -20,6 +20,7 @@ namespace {
 QToolButton* toggle(const QString& text, const QString& description) {
   auto* button = new QToolButton;
   button->setText(text);
+  button->setIconSize({18, 18});
   button->setCheckable(true);
   button->setToolTip(description);
   button->setAccessibleName(description);
@@ -41,15 +42,13 @@ AppRow::AppRow(const QString& id, QWidget* parent)
       effects_(toggle(tr("Effects"), tr("Show equaliser and limiter"))),
       route_(new RouteButton),
       more_(new QToolButton),
-      effectsPanel_(new QWidget),
-      equaliser_(new EqualiserPanel),
-      limiter_(toggle(tr("Limiter on"), tr("Limiter"))),
-      ceiling_(new QDoubleSpinBox),
       menu_(new QMenu(this)) {
   setAutoFillBackground(true);
   setBackgroundRole(QPalette::Button);
+  mute_->setIcon(themedIcon(QStringLiteral("speaker")));
+  effects_->setIcon(themedIcon(QStringLiteral("effects")));
+  more_->setIcon(themedIcon(QStringLiteral("more")));
   buildControls();
-  buildEffects();
   buildMenu();
 }
 
@@ -62,7 +61,7 @@ void AppRow::buildControls() {
   strong.setBold(true);
   name_->setFont(strong);
   state_->setForegroundRole(QPalette::PlaceholderText);
-  name_->setMinimumWidth(90);
+  name_->setMinimumWidth(80);
   layout->addWidget(name_, 0, 0);
   layout->addWidget(state_, 1, 0);
   layout->addWidget(slider_, 0, 1);
@@ -73,54 +72,38 @@ void AppRow::buildControls() {
   layout->addWidget(route_, 0, 5);
   layout->addWidget(more_, 0, 6);
   layout->addWidget(note_, 2, 0, 1, 7);
-  layout->addWidget(effectsPanel_, 3, 0, 1, 7);
   layout->setColumnStretch(0, 2);
   layout->setColumnStretch(1, 3);
   note_->setWordWrap(true);
   note_->setTextFormat(Qt::PlainText);
   note_->hide();
-  effectsPanel_->hide();
   connect(slider_, &GainSlider::gainChosen, this, [this](float gain) {
     volume_->showGain(gain);
     emit volumeChosen(id_, gain);
   });
   connect(volume_, &VolumeField::typed, this, [this](const QString& text) { emit volumeTyped(id_, text); });
   connect(mute_, &QToolButton::clicked, this, [this](bool on) { emit muteChosen(id_, on); });
-  connect(effects_, &QToolButton::toggled, effectsPanel_, &QWidget::setVisible);
+  connect(effects_, &QToolButton::toggled, this, &AppRow::showEffects);
   connect(route_, &RouteButton::chosen, this, [this](const QString& key) { emit routeChosen(id_, key); });
 }
 
-void AppRow::buildEffects() {
-  auto* layout = new QGridLayout(effectsPanel_);
-  layout->setContentsMargins(0, kGrid, 0, 0);
-  layout->addWidget(equaliser_, 0, 0, 1, 4);
-  ceiling_->setRange(-12, 0);
-  ceiling_->setDecimals(1);
-  ceiling_->setSingleStep(0.5);
-  ceiling_->setSuffix(tr(" dBFS"));
-  ceiling_->setKeyboardTracking(false);
-  ceiling_->setAccessibleName(tr("Limiter ceiling"));
-  auto* label = new QLabel(tr("Ceiling"));
-  label->setBuddy(ceiling_);
-  layout->addWidget(limiter_, 1, 0);
-  layout->addWidget(label, 1, 1);
-  layout->addWidget(ceiling_, 1, 2);
-  layout->setColumnStretch(3, 1);
-  connect(equaliser_, &EqualiserPanel::edited, this,
-          [this](const AppEQSettings& settings) { emit equaliserChosen(id_, settings); });
-  connect(limiter_, &QToolButton::clicked, this, &AppRow::chooseLimiter);
-  connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this] {
-    limiter_->setChecked(true);
-    chooseLimiter();
-  });
-}
-
-void AppRow::chooseLimiter() {
-  emit limiterChosen(id_, limiter_->isChecked() ? std::optional(ceiling_->value()) : std::nullopt);
+// Made when they are first asked for: a row has many controls, and few of them are opened.
+void AppRow::showEffects(bool shown) {
+  if (!effectsPanel_) {
+    effectsPanel_ = new EffectsPanel;
+    effectsPanel_->hide();
+    static_cast<QGridLayout*>(layout())->addWidget(effectsPanel_, 3, 0, 1, 7);
+    connect(effectsPanel_, &EffectsPanel::equaliserChosen, this,
+            [this](const AppEQSettings& settings) { emit equaliserChosen(id_, settings); });
+    connect(effectsPanel_, &EffectsPanel::limiterChosen, this,
+            [this](std::optional<double> ceilingDb) { emit limiterChosen(id_, ceilingDb); });
+    emit effectsMade(id_, &effectsPanel_->equaliser());
+    showApp(AppState(app_));
+  }
+  effectsPanel_->setVisible(shown);
 }
 
 void AppRow::buildMenu() {
-  more_->setText(QStringLiteral("⋯"));
   more_->setPopupMode(QToolButton::InstantPopup);
   more_->setMenu(menu_);
   more_->setToolTip(tr("More"));
@@ -180,19 +163,17 @@ void AppRow::showApp(const AppState& app) {
   slider_->setAccessibleName(tr("Volume of %1").arg(name));
   volume_->showGain(app.volume);
   mute_->setChecked(app.isMuted);
+  mute_->setIcon(themedIcon(app.isMuted ? QStringLiteral("speaker-off") : QStringLiteral("speaker")));
   mute_->setAccessibleName(tr("Mute %1").arg(name));
   effects_->setAccessibleName(tr("Equaliser and limiter of %1").arg(name));
   more_->setAccessibleName(tr("More for %1").arg(name));
   route_->showTarget(targetKey());
-  equaliser_->showSettings(app.equaliser);
-  const QSignalBlocker quiet(ceiling_);
-  limiter_->setChecked(app.limiter.isEnabled);
-  ceiling_->setValue(app.limiter.ceilingDb);
+  if (effectsPanel_) effectsPanel_->showApp(app);
   if (said_.isEmpty()) say({}, false);
   const bool canBeShaped = app.control != "direct" && app.control != "hidden";
   for (QWidget* control : {static_cast<QWidget*>(slider_), static_cast<QWidget*>(volume_),
                            static_cast<QWidget*>(mute_), static_cast<QWidget*>(effectsPanel_)}) {
-    control->setEnabled(canBeShaped);
+    if (control) control->setEnabled(canBeShaped);
   }
 }
 

@@ -12,6 +12,7 @@ class QToolButton;
 
 namespace sonmere {
 
+class EffectsPanel;
 class EqualiserPanel;
 class GainSlider;
 class Meter;
@@ -32,7 +33,6 @@ class AppRow : public QFrame {
   void setTargets(const std::vector<RouteTarget>& targets);
   void setMaximumGain(float gain);
   void showMeters(const AppMeters& meters);
-  EqualiserPanel& equaliser() { return *equaliser_; }
   // A refusal or a note, beside the controls; empty: none.
   void say(const QString& text, bool isRefusal);
 
@@ -44,16 +44,17 @@ class AppRow : public QFrame {
   // Nothing: off.
   void limiterChosen(const QString& id, std::optional<double> ceilingDb);
   void routeChosen(const QString& id, const QString& target);
+  // The row has an equaliser from now on.
+  void effectsMade(const QString& id, sonmere::EqualiserPanel* equaliser);
   // "hide", "unhide", "pin", "unpin", "remove".
   void rowChosen(const QString& id, const QString& change);
 
  private:
   void buildControls();
-  void buildEffects();
+  void showEffects(bool shown);
   void buildMenu();
   QString stateText() const;
   QString targetKey() const;
-  void chooseLimiter();
   void showHints();
 
   QString id_;
@@ -69,10 +70,7 @@ class AppRow : public QFrame {
   QToolButton* effects_;
   RouteButton* route_;
   QToolButton* more_;
-  QWidget* effectsPanel_;
-  EqualiserPanel* equaliser_;
-  QToolButton* limiter_;
-  class QDoubleSpinBox* ceiling_;
+  EffectsPanel* effectsPanel_ = nullptr;  // once it was opened
   QMenu* menu_;
 };
 

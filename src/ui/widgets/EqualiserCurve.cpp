@@ -143,6 +143,7 @@ void EqualiserCurve::paintCurve(QPainter& painter) const {
   }
   const ColourRole role = settings_.isEnabled ? ColourRole::accent : ColourRole::dimText;
   painter.setPen(QPen(themed(role), 2));
+  painter.setBrush(Qt::NoBrush);
   painter.drawPath(path);
   painter.setPen(QPen(themed(ColourRole::field), 2));
   painter.setBrush(themed(role));

@@ -9,9 +9,10 @@ namespace sonmere {
 RouteButton::RouteButton(QWidget* parent) : QToolButton(parent) {
   setPopupMode(QToolButton::InstantPopup);
   setMenu(new QMenu(this));
+  connect(menu(), &QMenu::aboutToShow, this, &RouteButton::fillMenu);
   setToolButtonStyle(Qt::ToolButtonTextOnly);
   // The longest of the usual names, so that nothing moves when it changes.
-  setMinimumWidth(fontMetrics().horizontalAdvance(tr("Default output")) + 40);
+  setMinimumWidth(fontMetrics().horizontalAdvance(tr("Default output")) + 32);
   setAccessibleDescription(tr("Where the sound goes"));
 }
 
@@ -28,7 +29,17 @@ void RouteButton::showTarget(const QString& key) {
 }
 
 void RouteButton::fill() {
+  const auto found = std::ranges::find(targets_, key_, &RouteTarget::key);
+  const QString name = found == targets_.end() ? key_ : found->name;
+  setText(fontMetrics().elidedText(name, Qt::ElideRight,
+                                   fontMetrics().horizontalAdvance(tr("Default output")) + 8));
+  setToolTip(name);
+  setAccessibleName(tr("Route: %1").arg(name));
+}
+
+void RouteButton::fillMenu() {
   menu()->clear();
+  qDeleteAll(menu()->findChildren<QActionGroup*>());
   auto* choices = new QActionGroup(menu());
   QString group;
   for (const RouteTarget& target : targets_) {
@@ -39,11 +50,6 @@ void RouteButton::fill() {
     choices->addAction(action);
     connect(action, &QAction::triggered, this, [this, key = target.key] { emit chosen(key); });
   }
-  const auto found = std::ranges::find(targets_, key_, &RouteTarget::key);
-  const QString name = found == targets_.end() ? key_ : found->name;
-  setText(fontMetrics().elidedText(name, Qt::ElideRight, 180));
-  setToolTip(name);
-  setAccessibleName(tr("Route: %1").arg(name));
 }
 
 }  // namespace sonmere

@@ -30,6 +30,7 @@ class RouteButton : public QToolButton {
 
  private:
   void fill();
+  void fillMenu();
 
   std::vector<RouteTarget> targets_;
   QString key_;

@@ -1,0 +1,37 @@
+#include "ui/launch/Translations.h"
+
+#include <QCoreApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
+
+#ifdef SONMERE_HAS_TRANSLATIONS
+// In a static library nothing else brings them in; the macro wants to stand outside of namespaces.
+static void bringInTranslations() { Q_INIT_RESOURCE(translations); }
+#else
+static void bringInTranslations() {}
+#endif
+
+namespace sonmere {
+namespace {
+
+void install(const QLocale& locale, const QString& name, const QString& folder) {
+  auto* translator = new QTranslator(QCoreApplication::instance());
+  if (translator->load(locale, name, QStringLiteral("_"), folder)) {
+    QCoreApplication::installTranslator(translator);
+  } else {
+    delete translator;
+  }
+}
+
+}  // namespace
+
+void installTranslations(const QString& language) {
+  bringInTranslations();
+  const QLocale locale = language.isEmpty() ? QLocale() : QLocale(language);
+  QLocale::setDefault(locale);
+  install(locale, QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
+  install(locale, QStringLiteral("sonmere"), QStringLiteral(":/translations"));
+}
+
+}  // namespace sonmere

@@ -1,0 +1,1420 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de" sourcelanguage="en">
+<context>
+    <name>QObject</name>
+    <message>
+        <source>Volume</source>
+        <translation>Lautstärke</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere</name>
+    <message>
+        <source>--language needs a language, as "de".</source>
+        <translation>--language braucht eine Sprache, etwa „de“.</translation>
+    </message>
+    <message>
+        <source>--shots needs a folder for the pictures.</source>
+        <translation>--shots braucht einen Ordner für die Bilder.</translation>
+    </message>
+    <message>
+        <source>--shots: the folder %1 can't be made.</source>
+        <translation>--shots: Der Ordner %1 kann nicht angelegt werden.</translation>
+    </message>
+    <message>
+        <source>"%1" is no option of the window; --help lists them.</source>
+        <translation>„%1“ ist keine Option des Fensters; --help zählt sie auf.</translation>
+    </message>
+    <message>
+        <source>sonmere-window [--demo] [--at-login] [--language LANG] [--shots DIR] [FILE...]
+  FILE         audio files: one opens in the editor, several side by side
+  --demo       three apps that play on the embedded server: to look around, also without audio
+  --at-login   waits in the tray
+  --language   of the texts: en, de
+  --shots DIR  pictures of every page, without a display
+</source>
+        <translation>sonmere-window [--demo] [--at-login] [--language LANG] [--shots DIR] [DATEI...]
+  DATEI        Audiodateien: eine öffnet sich im Editor, mehrere nebeneinander
+  --demo       drei Apps, die auf dem eingebauten Server spielen: zum Umsehen, auch ohne Ton
+  --at-login   wartet in der Leiste
+  --language   der Texte: en, de
+  --shots DIR  Bilder jeder Seite, ohne Bildschirm
+</translation>
+    </message>
+    <message>
+        <source>Welcome to the new Sonmere</source>
+        <translation>Willkommen im neuen Sonmere</translation>
+    </message>
+    <message>
+        <source>Every app has its own volume, from silence to 400 %, with an equaliser and a limiter.</source>
+        <translation>Jede App hat ihre eigene Lautstärke, von Stille bis 400 %, mit Entzerrer und Begrenzer.</translation>
+    </message>
+    <message>
+        <source>Each can be routed to a Track of its own, and every Track be recorded to a file of its own.</source>
+        <translation>Jede kann auf eine eigene Spur geleitet, und jede Spur in eine eigene Datei aufgenommen werden.</translation>
+    </message>
+    <message>
+        <source>What you had set up before is as you left it.</source>
+        <translation>Was du eingerichtet hattest, ist, wie du es verlassen hast.</translation>
+    </message>
+    <message>
+        <source>Your list of apps was tidied up</source>
+        <translation>Deine Liste der Apps wurde aufgeräumt</translation>
+    </message>
+    <message>
+        <source>System sounds and other services of the system have rows of their own now. Pins and hidden rows of them from the version before were taken back.</source>
+        <translation>Systemklänge und andere Dienste des Systems haben nun eigene Zeilen. Was von ihnen in der vorigen Version angeheftet oder ausgeblendet war, wurde zurückgenommen.</translation>
+    </message>
+    <message>
+        <source>All your other apps, with their volumes and routes, are untouched. Hidden rows are behind "Hidden too".</source>
+        <translation>Alle anderen Apps sind mit Lautstärken und Wegen unverändert. Ausgeblendete Zeilen zeigt „Auch ausgeblendete“.</translation>
+    </message>
+    <message>
+        <source>What is new</source>
+        <translation>Was neu ist</translation>
+    </message>
+    <message>
+        <source>The output has an equaliser and a limiter of its own, at the bottom of the list of apps.</source>
+        <translation>Die Ausgabe hat einen eigenen Entzerrer und Begrenzer, unten an der Liste der Apps.</translation>
+    </message>
+    <message>
+        <source>Recordings show how they come along, and a drive that stalls is told at once.</source>
+        <translation>Aufnahmen zeigen, wie sie vorankommen, und ein Laufwerk, das hängt, wird sofort gemeldet.</translation>
+    </message>
+    <message>
+        <source>The guide (F1) shows how to set up a call, a podcast or a stream.</source>
+        <translation>Die Anleitung (F1) zeigt, wie man einen Anruf, einen Podcast oder einen Stream einrichtet.</translation>
+    </message>
+    <message>
+        <source>Continue</source>
+        <translation>Weiter</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::AppRow</name>
+    <message>
+        <source>Effects</source>
+        <translation>Effekte</translation>
+    </message>
+    <message>
+        <source>Mute</source>
+        <translation>Stumm</translation>
+    </message>
+    <message>
+        <source>Show equaliser and limiter</source>
+        <translation>Entzerrer und Begrenzer zeigen</translation>
+    </message>
+    <message>
+        <source>More</source>
+        <translation>Mehr</translation>
+    </message>
+    <message>
+        <source>Unpin</source>
+        <translation>Loslösen</translation>
+    </message>
+    <message>
+        <source>Pin to the list</source>
+        <translation>An die Liste heften</translation>
+    </message>
+    <message>
+        <source>Show again</source>
+        <translation>Wieder zeigen</translation>
+    </message>
+    <message>
+        <source>Hide</source>
+        <translation>Ausblenden</translation>
+    </message>
+    <message>
+        <source>Remove from the list</source>
+        <translation>Von der Liste nehmen</translation>
+    </message>
+    <message>
+        <source>routed when it plays</source>
+        <translation>wird geleitet, sobald es spielt</translation>
+    </message>
+    <message>
+        <source>not running</source>
+        <translation>läuft nicht</translation>
+    </message>
+    <message>
+        <source>untouched</source>
+        <translation>unberührt</translation>
+    </message>
+    <message>
+        <source>hidden, untouched</source>
+        <translation>ausgeblendet, unberührt</translation>
+    </message>
+    <message>
+        <source>routed</source>
+        <translation>geleitet</translation>
+    </message>
+    <message>
+        <source>routed, %1 ms late</source>
+        <translation>geleitet, %1 ms später</translation>
+    </message>
+    <message>
+        <source>playing</source>
+        <translation>spielt</translation>
+    </message>
+    <message>
+        <source>not controlled</source>
+        <translation>nicht gesteuert</translation>
+    </message>
+    <message>
+        <source>Volume of %1</source>
+        <translation>Lautstärke von %1</translation>
+    </message>
+    <message>
+        <source>Mute %1</source>
+        <translation>%1 stumm schalten</translation>
+    </message>
+    <message>
+        <source>Equaliser and limiter of %1</source>
+        <translation>Entzerrer und Begrenzer von %1</translation>
+    </message>
+    <message>
+        <source>More for %1</source>
+        <translation>Mehr zu %1</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::AppsPage</name>
+    <message>
+        <source>Apps</source>
+        <translation>Apps</translation>
+    </message>
+    <message>
+        <source>Search apps</source>
+        <translation>Apps suchen</translation>
+    </message>
+    <message>
+        <source>Hidden too</source>
+        <translation>Auch ausgeblendete</translation>
+    </message>
+    <message>
+        <source>Play a test sound</source>
+        <translation>Testton abspielen</translation>
+    </message>
+    <message>
+        <source>No audio-producing apps detected. Play audio in an app and refresh.</source>
+        <translation>Keine App spielt Ton ab. Spiele in einer App etwas ab.</translation>
+    </message>
+    <message>
+        <source>No app fits the search.</source>
+        <translation>Keine App passt zur Suche.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::BusRow</name>
+    <message>
+        <source>Rename</source>
+        <translation>Umbenennen</translation>
+    </message>
+    <message>
+        <source>Bridge</source>
+        <translation>Brücke</translation>
+    </message>
+    <message>
+        <source>Rename %1</source>
+        <translation>%1 umbenennen</translation>
+    </message>
+    <message>
+        <source>Level of %1 so far</source>
+        <translation>Pegel von %1 bisher</translation>
+    </message>
+    <message>
+        <source>%1 · %2</source>
+        <translation>%1 · %2</translation>
+    </message>
+    <message numerus="yes">
+        <source>%1 · %n frame(s) lost</source>
+        <translation><numerusform>%1 · %n Frame verloren</numerusform><numerusform>%1 · %n Frames verloren</numerusform></translation>
+    </message>
+    <message>
+        <source>%1 · silent</source>
+        <translation>%1 · still</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::BusesModel</name>
+    <message>
+        <source>Bridge</source>
+        <translation>Brücke</translation>
+    </message>
+    <message>
+        <source>Track %1</source>
+        <translation>Spur %1</translation>
+    </message>
+    <message>
+        <source>To other programs</source>
+        <translation>Zu anderen Programmen</translation>
+    </message>
+    <message>
+        <source>Tracks</source>
+        <translation>Spuren</translation>
+    </message>
+    <message>
+        <source>%1 (%2)</source>
+        <translation>%1 (%2)</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::EditorView</name>
+    <message>
+        <source>Back to the library</source>
+        <translation>Zurück zur Bibliothek</translation>
+    </message>
+    <message>
+        <source>Play</source>
+        <translation>Abspielen</translation>
+    </message>
+    <message>
+        <source>Loop</source>
+        <translation>Schleife</translation>
+    </message>
+    <message>
+        <source>Undo (Ctrl+Z)</source>
+        <translation>Rückgängig (Strg+Z)</translation>
+    </message>
+    <message>
+        <source>Redo (Ctrl+Shift+Z)</source>
+        <translation>Wiederholen (Strg+Umschalt+Z)</translation>
+    </message>
+    <message>
+        <source>Zoom out</source>
+        <translation>Verkleinern</translation>
+    </message>
+    <message>
+        <source>Zoom in</source>
+        <translation>Vergrößern</translation>
+    </message>
+    <message>
+        <source>Show all of it</source>
+        <translation>Alles zeigen</translation>
+    </message>
+    <message>
+        <source>Auto-set gain so peak hits -0.5 dBFS</source>
+        <translation>Verstärkung so setzen, dass die Spitze -0,5 dBFS erreicht</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>Exportieren</translation>
+    </message>
+    <message>
+        <source>Part of the timeline in view</source>
+        <translation>Gezeigter Teil der Zeitleiste</translation>
+    </message>
+    <message>
+        <source>Measure loudness</source>
+        <translation>Lautheit messen</translation>
+    </message>
+    <message>
+        <source>Loudness and true peak of the chosen track as it is edited</source>
+        <translation>Lautheit und wahre Spitze der gewählten Spur, wie sie bearbeitet ist</translation>
+    </message>
+    <message>
+        <source>Loudness</source>
+        <translation>Lautheit</translation>
+    </message>
+    <message>
+        <source>Pause</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>Measuring…</source>
+        <translation>Wird gemessen…</translation>
+    </message>
+    <message>
+        <source>%1 LUFS, true peak %2 dBTP</source>
+        <translation>%1 LUFS, wahre Spitze %2 dBTP</translation>
+    </message>
+    <message>
+        <source>Exported to %1</source>
+        <translation>Exportiert nach %1</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::EffectsPanel</name>
+    <message>
+        <source>Limiter on</source>
+        <translation>Begrenzer an</translation>
+    </message>
+    <message>
+        <source>Limiter</source>
+        <translation>Begrenzer</translation>
+    </message>
+    <message>
+        <source> dBFS</source>
+        <translation> dBFS</translation>
+    </message>
+    <message>
+        <source>Limiter ceiling</source>
+        <translation>Grenze des Begrenzers</translation>
+    </message>
+    <message>
+        <source>Ceiling</source>
+        <translation>Grenze</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::EqualiserCurve</name>
+    <message>
+        <source>Equaliser curve</source>
+        <translation>Kurve des Entzerrers</translation>
+    </message>
+    <message>
+        <source>The same values are in the fields below it.</source>
+        <translation>Dieselben Werte stehen in den Feldern darunter.</translation>
+    </message>
+    <message>
+        <source>100 Hz</source>
+        <translation>100 Hz</translation>
+    </message>
+    <message>
+        <source>1 kHz</source>
+        <translation>1 kHz</translation>
+    </message>
+    <message>
+        <source>10 kHz</source>
+        <translation>10 kHz</translation>
+    </message>
+    <message>
+        <source>+12 dB</source>
+        <translation>+12 dB</translation>
+    </message>
+    <message>
+        <source>-12 dB</source>
+        <translation>-12 dB</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::EqualiserPanel</name>
+    <message>
+        <source>Equaliser on</source>
+        <translation>Entzerrer an</translation>
+    </message>
+    <message>
+        <source>Reset EQ</source>
+        <translation>Zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Spectrum</source>
+        <translation>Spektrum</translation>
+    </message>
+    <message>
+        <source>Show what is playing behind the curve</source>
+        <translation>Hinter der Kurve zeigen, was spielt</translation>
+    </message>
+    <message>
+        <source>Low cut</source>
+        <translation>Hochpass</translation>
+    </message>
+    <message>
+        <source> Hz</source>
+        <translation> Hz</translation>
+    </message>
+    <message>
+        <source>Bell at</source>
+        <translation>Glocke bei</translation>
+    </message>
+    <message>
+        <source>Gain</source>
+        <translation>Anhebung</translation>
+    </message>
+    <message>
+        <source> dB</source>
+        <translation> dB</translation>
+    </message>
+    <message>
+        <source>Width (Q)</source>
+        <translation>Breite (Q)</translation>
+    </message>
+    <message>
+        <source>High cut</source>
+        <translation>Tiefpass</translation>
+    </message>
+    <message>
+        <source>Clear speech</source>
+        <translation>Klare Sprache</translation>
+    </message>
+    <message>
+        <source>Less rumble</source>
+        <translation>Weniger Rumpeln</translation>
+    </message>
+    <message>
+        <source>More bass</source>
+        <translation>Mehr Bass</translation>
+    </message>
+    <message>
+        <source>Softer treble</source>
+        <translation>Weichere Höhen</translation>
+    </message>
+    <message>
+        <source>Telephone</source>
+        <translation>Telefon</translation>
+    </message>
+    <message>
+        <source>Presets</source>
+        <translation>Vorgaben</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::ExportSheet</name>
+    <message>
+        <source>MP3, %1 kb/s</source>
+        <translation>MP3, %1 kb/s</translation>
+    </message>
+    <message>
+        <source>Export</source>
+        <translation>Exportieren</translation>
+    </message>
+    <message>
+        <source>Render the whole session as a single mixed-down file</source>
+        <translation>Die ganze Sitzung als eine gemischte Datei</translation>
+    </message>
+    <message>
+        <source>Render each track to its own file (with edits applied)</source>
+        <translation>Jede Spur als eigene Datei (wie bearbeitet)</translation>
+    </message>
+    <message>
+        <source>What</source>
+        <translation>Was</translation>
+    </message>
+    <message>
+        <source>Format</source>
+        <translation>Format</translation>
+    </message>
+    <message>
+        <source>Choose…</source>
+        <translation>Wählen…</translation>
+    </message>
+    <message>
+        <source>To</source>
+        <translation>Nach</translation>
+    </message>
+    <message>
+        <source>File or folder of the export</source>
+        <translation>Datei oder Ordner des Exports</translation>
+    </message>
+    <message>
+        <source>What to export</source>
+        <translation>Was exportiert wird</translation>
+    </message>
+    <message>
+        <source>Progress of the export</source>
+        <translation>Fortschritt des Exports</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Folder of the files</source>
+        <translation>Ordner der Dateien</translation>
+    </message>
+    <message>
+        <source>Export as</source>
+        <translation>Exportieren als</translation>
+    </message>
+    <message>
+        <source>Say where the export is to go.</source>
+        <translation>Sag, wohin exportiert werden soll.</translation>
+    </message>
+    <message>
+        <source>The export was cancelled; nothing was written.</source>
+        <translation>Der Export wurde abgebrochen; nichts wurde geschrieben.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::ExtraInputRow</name>
+    <message>
+        <source>Mute</source>
+        <translation>Stumm</translation>
+    </message>
+    <message>
+        <source>Remove</source>
+        <translation>Entfernen</translation>
+    </message>
+    <message>
+        <source>%1, channel %2</source>
+        <translation>%1, Kanal %2</translation>
+    </message>
+    <message>
+        <source>Volume of %1</source>
+        <translation>Lautstärke von %1</translation>
+    </message>
+    <message>
+        <source>Pan of %1, -1 left to 1 right</source>
+        <translation>Lage von %1, -1 links bis 1 rechts</translation>
+    </message>
+    <message>
+        <source>Pan, -1 left to 1 right</source>
+        <translation>Lage, -1 links bis 1 rechts</translation>
+    </message>
+    <message>
+        <source>Mute %1</source>
+        <translation>%1 stumm schalten</translation>
+    </message>
+    <message>
+        <source>Remove %1</source>
+        <translation>%1 entfernen</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::GainSlider</name>
+    <message>
+        <source>Volume</source>
+        <translation>Lautstärke</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::GuidePage</name>
+    <message>
+        <source>Chapters of the guide</source>
+        <translation>Kapitel der Anleitung</translation>
+    </message>
+    <message>
+        <source>Guide</source>
+        <translation>Anleitung</translation>
+    </message>
+    <message>
+        <source>Sonmere in five minutes</source>
+        <translation>Sonmere in fünf Minuten</translation>
+    </message>
+    <message>
+        <source>A call with music in it</source>
+        <translation>Ein Anruf mit Musik</translation>
+    </message>
+    <message>
+        <source>A podcast with three tracks</source>
+        <translation>Ein Podcast mit drei Spuren</translation>
+    </message>
+    <message>
+        <source>A stream with separate sound</source>
+        <translation>Ein Stream mit getrenntem Ton</translation>
+    </message>
+    <message>
+        <source>Keys</source>
+        <translation>Tasten</translation>
+    </message>
+    <message>
+        <source>Commands</source>
+        <translation>Befehle</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::InputPage</name>
+    <message>
+        <source>Microphone</source>
+        <translation>Mikrofon</translation>
+    </message>
+    <message>
+        <source>Automatic</source>
+        <translation>Automatisch</translation>
+    </message>
+    <message>
+        <source>Input 1</source>
+        <translation>Eingang 1</translation>
+    </message>
+    <message>
+        <source>Input 2</source>
+        <translation>Eingang 2</translation>
+    </message>
+    <message>
+        <source>Inputs 1 and 2 as stereo</source>
+        <translation>Eingänge 1 und 2 als Stereo</translation>
+    </message>
+    <message>
+        <source>Device</source>
+        <translation>Gerät</translation>
+    </message>
+    <message>
+        <source>Channels</source>
+        <translation>Kanäle</translation>
+    </message>
+    <message>
+        <source>Sound</source>
+        <translation>Klang</translation>
+    </message>
+    <message>
+        <source>Volume of the microphone</source>
+        <translation>Lautstärke des Mikrofons</translation>
+    </message>
+    <message>
+        <source>Level of the microphone as it comes</source>
+        <translation>Pegel des Mikrofons, wie es kommt</translation>
+    </message>
+    <message>
+        <source>Level of the microphone as others hear it</source>
+        <translation>Pegel des Mikrofons, wie andere es hören</translation>
+    </message>
+    <message>
+        <source>Equaliser</source>
+        <translation>Entzerrer</translation>
+    </message>
+    <message>
+        <source>Limiter</source>
+        <translation>Begrenzer</translation>
+    </message>
+    <message>
+        <source> dBFS</source>
+        <translation> dBFS</translation>
+    </message>
+    <message>
+        <source>Limiter ceiling</source>
+        <translation>Grenze des Begrenzers</translation>
+    </message>
+    <message>
+        <source>As it comes</source>
+        <translation>Wie es kommt</translation>
+    </message>
+    <message>
+        <source>As others hear it</source>
+        <translation>Wie andere es hören</translation>
+    </message>
+    <message>
+        <source>Volume</source>
+        <translation>Lautstärke</translation>
+    </message>
+    <message>
+        <source>Also into Tracks</source>
+        <translation>Auch auf Spuren</translation>
+    </message>
+    <message>
+        <source>Microphone into %1</source>
+        <translation>Mikrofon auf %1</translation>
+    </message>
+    <message>
+        <source>Additional inputs</source>
+        <translation>Weitere Eingänge</translation>
+    </message>
+    <message>
+        <source>Channel </source>
+        <translation>Kanal </translation>
+    </message>
+    <message>
+        <source>Channel of the new input</source>
+        <translation>Kanal des neuen Eingangs</translation>
+    </message>
+    <message>
+        <source>Name</source>
+        <translation>Name</translation>
+    </message>
+    <message>
+        <source>Name of the new input</source>
+        <translation>Name des neuen Eingangs</translation>
+    </message>
+    <message>
+        <source>Add</source>
+        <translation>Hinzufügen</translation>
+    </message>
+    <message>
+        <source>Default input</source>
+        <translation>Standardeingabe</translation>
+    </message>
+    <message>
+        <source>Keep it</source>
+        <translation>Beibehalten</translation>
+    </message>
+    <message>
+        <source>Device that stays the default input</source>
+        <translation>Gerät, das Standardeingabe bleibt</translation>
+    </message>
+    <message>
+        <source>Choose a device</source>
+        <translation>Ein Gerät wählen</translation>
+    </message>
+    <message>
+        <source>On, until the chosen device is back</source>
+        <translation>An, bis das gewählte Gerät zurück ist</translation>
+    </message>
+    <message>
+        <source>On, converted from %1 Hz</source>
+        <translation>An, umgerechnet von %1 Hz</translation>
+    </message>
+    <message>
+        <source>On: whoever reads the bridge hears you</source>
+        <translation>An: Wer der Brücke zuhört, hört dich</translation>
+    </message>
+    <message>
+        <source>Waiting</source>
+        <translation>Wartet</translation>
+    </message>
+    <message>
+        <source>Off</source>
+        <translation>Aus</translation>
+    </message>
+    <message>
+        <source>%1 (not connected)</source>
+        <translation>%1 (nicht verbunden)</translation>
+    </message>
+    <message>
+        <source>Inputs %1</source>
+        <translation>Eingänge %1</translation>
+    </message>
+    <message>
+        <source>Another program fights for it, so it is left alone for a while</source>
+        <translation>Ein anderes Programm kämpft darum, darum bleibt es eine Weile in Ruhe</translation>
+    </message>
+    <message numerus="yes">
+        <source>Brought back %n time(s)</source>
+        <translation><numerusform>%n Mal zurückgeholt</numerusform><numerusform>%n Mal zurückgeholt</numerusform></translation>
+    </message>
+    <message>
+        <source>%1 came up; choose it above to use it</source>
+        <translation>%1 ist da; wähle es oben, um es zu benutzen</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::JobStrip</name>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::LevelHistory</name>
+    <message>
+        <source>Level so far</source>
+        <translation>Pegel bisher</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::LibraryModel</name>
+    <message>
+        <source>%1 is in the trash.</source>
+        <translation>%1 ist im Papierkorb.</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n recording(s) are in the trash.</source>
+        <translation><numerusform>%n Aufnahme ist im Papierkorb.</numerusform><numerusform>%n Aufnahmen sind im Papierkorb.</numerusform></translation>
+    </message>
+    <message>
+        <source>%1 is back.</source>
+        <translation>%1 ist zurück.</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>Done: %1</source>
+        <translation>Fertig: %1</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::LibraryPage</name>
+    <message>
+        <source>Library</source>
+        <translation>Bibliothek</translation>
+    </message>
+    <message>
+        <source>Search recordings</source>
+        <translation>Aufnahmen suchen</translation>
+    </message>
+    <message>
+        <source>Import</source>
+        <translation>Importieren</translation>
+    </message>
+    <message>
+        <source>Show recordings folder</source>
+        <translation>Ordner der Aufnahmen zeigen</translation>
+    </message>
+    <message>
+        <source>Recordings</source>
+        <translation>Aufnahmen</translation>
+    </message>
+    <message>
+        <source>Edit</source>
+        <translation>Bearbeiten</translation>
+    </message>
+    <message>
+        <source>Rename</source>
+        <translation>Umbenennen</translation>
+    </message>
+    <message>
+        <source>Move to trash</source>
+        <translation>In den Papierkorb</translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation>Rückgängig</translation>
+    </message>
+    <message>
+        <source>No recordings yet. What you record lands here; drop audio files to import them.</source>
+        <translation>Noch keine Aufnahmen. Was du aufnimmst, liegt dann hier; zieh Audiodateien hierher, um sie zu importieren.</translation>
+    </message>
+    <message>
+        <source>No recording fits the search.</source>
+        <translation>Keine Aufnahme passt zur Suche.</translation>
+    </message>
+    <message>
+        <source>Import audio files</source>
+        <translation>Audiodateien importieren</translation>
+    </message>
+    <message>
+        <source>Audio (*.wav *.wave *.aif *.aiff *.aifc *.caf *.m4a *.mp3 *.mp4 *.aac *.flac *.ogg *.opus);;All files (*)</source>
+        <translation>Audio (*.wav *.wave *.aif *.aiff *.aifc *.caf *.m4a *.mp3 *.mp4 *.aac *.flac *.ogg *.opus);;Alle Dateien (*)</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::LibraryStack</name>
+    <message>
+        <source>Untitled</source>
+        <translation>Unbenannt</translation>
+    </message>
+    <message>
+        <source>Sonmere opens audio files; this is none.</source>
+        <translation>Sonmere öffnet Audiodateien; das ist keine.</translation>
+    </message>
+    <message>
+        <source>Name this recording</source>
+        <translation>Diese Aufnahme benennen</translation>
+    </message>
+    <message>
+        <source>It is saved already, as %1.</source>
+        <translation>Sie ist schon gesichert, als %1.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::LibraryTree</name>
+    <message>
+        <source>Without a date</source>
+        <translation>Ohne Datum</translation>
+    </message>
+    <message>
+        <source>Today</source>
+        <translation>Heute</translation>
+    </message>
+    <message>
+        <source>Yesterday</source>
+        <translation>Gestern</translation>
+    </message>
+    <message numerus="yes">
+        <source>%1, %n file(s)</source>
+        <translation><numerusform>%1, %n Datei</numerusform><numerusform>%1, %n Dateien</numerusform></translation>
+    </message>
+    <message>
+        <source>Waveform</source>
+        <translation>Wellenform</translation>
+    </message>
+    <message>
+        <source>Recording</source>
+        <translation>Aufnahme</translation>
+    </message>
+    <message>
+        <source>Length</source>
+        <translation>Länge</translation>
+    </message>
+    <message>
+        <source>Size</source>
+        <translation>Größe</translation>
+    </message>
+    <message>
+        <source>Format</source>
+        <translation>Format</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::MainWindow</name>
+    <message>
+        <source>Sonmere</source>
+        <translation>Sonmere</translation>
+    </message>
+    <message>
+        <source>Apps</source>
+        <translation>Apps</translation>
+    </message>
+    <message>
+        <source>Input</source>
+        <translation>Eingabe</translation>
+    </message>
+    <message>
+        <source>Record</source>
+        <translation>Aufnahme</translation>
+    </message>
+    <message>
+        <source>Library</source>
+        <translation>Bibliothek</translation>
+    </message>
+    <message>
+        <source>Status</source>
+        <translation>Status</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Guide</source>
+        <translation>Anleitung</translation>
+    </message>
+    <message>
+        <source>Start Sonmere</source>
+        <translation>Sonmere starten</translation>
+    </message>
+    <message>
+        <source>Close the window</source>
+        <translation>Fenster schließen</translation>
+    </message>
+    <message>
+        <source>Quit Sonmere</source>
+        <translation>Sonmere beenden</translation>
+    </message>
+    <message>
+        <source>Name of %1</source>
+        <translation>Name von %1</translation>
+    </message>
+    <message>
+        <source>Commands know the Track by this name too. An empty name is its own again.</source>
+        <translation>Auch Befehle kennen die Spur unter diesem Namen. Ein leerer Name ist wieder ihr eigener.</translation>
+    </message>
+    <message>
+        <source>As it is</source>
+        <translation>Wie es ist</translation>
+    </message>
+    <message>
+        <source>Default output</source>
+        <translation>Standardausgabe</translation>
+    </message>
+    <message>
+        <source>Direct, untouched</source>
+        <translation>Direkt, unberührt</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::MasterStrip</name>
+    <message>
+        <source>Per-app volume</source>
+        <translation>Lautstärke je App</translation>
+    </message>
+    <message>
+        <source>Equaliser</source>
+        <translation>Entzerrer</translation>
+    </message>
+    <message>
+        <source>Master volume</source>
+        <translation>Gesamtlautstärke</translation>
+    </message>
+    <message>
+        <source>Apps play as they are</source>
+        <translation>Apps spielen, wie sie sind</translation>
+    </message>
+    <message>
+        <source>Waiting for an output</source>
+        <translation>Wartet auf eine Ausgabe</translation>
+    </message>
+    <message>
+        <source>on %1</source>
+        <translation>auf %1</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::Meter</name>
+    <message>
+        <source>Level</source>
+        <translation>Pegel</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::NameSheet</name>
+    <message>
+        <source>Name</source>
+        <translation>Name</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Rename</source>
+        <translation>Umbenennen</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::Player</name>
+    <message>
+        <source>The output was interrupted.</source>
+        <translation>Die Ausgabe wurde unterbrochen.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::PlayerBar</name>
+    <message>
+        <source>Place in the recording</source>
+        <translation>Stelle in der Aufnahme</translation>
+    </message>
+    <message>
+        <source>Pause (Space)</source>
+        <translation>Pause (Leertaste)</translation>
+    </message>
+    <message>
+        <source>Play (Space)</source>
+        <translation>Abspielen (Leertaste)</translation>
+    </message>
+    <message>
+        <source>Pause</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>Play</source>
+        <translation>Abspielen</translation>
+    </message>
+    <message>
+        <source>%1 / %2</source>
+        <translation>%1 / %2</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::Popover</name>
+    <message>
+        <source>Nothing plays.</source>
+        <translation>Nichts spielt.</translation>
+    </message>
+    <message>
+        <source>Sonmere</source>
+        <translation>Sonmere</translation>
+    </message>
+    <message>
+        <source>All</source>
+        <translation>Alle</translation>
+    </message>
+    <message>
+        <source>Master volume</source>
+        <translation>Gesamtlautstärke</translation>
+    </message>
+    <message>
+        <source>Open Sonmere</source>
+        <translation>Sonmere öffnen</translation>
+    </message>
+    <message>
+        <source>Volume of %1</source>
+        <translation>Lautstärke von %1</translation>
+    </message>
+    <message>
+        <source>Mute %1</source>
+        <translation>%1 stumm schalten</translation>
+    </message>
+    <message>
+        <source>Stop recording</source>
+        <translation>Aufnahme anhalten</translation>
+    </message>
+    <message>
+        <source>Record</source>
+        <translation>Aufnehmen</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::QuitFlow</name>
+    <message>
+        <source>Sonmere is recording</source>
+        <translation>Sonmere nimmt auf</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n file(s) are being recorded. They are completed before Sonmere ends, and nothing that was recorded is lost.</source>
+        <translation><numerusform>%n Datei wird aufgenommen. Sie wird vervollständigt, bevor Sonmere endet; nichts Aufgenommenes geht verloren.</numerusform><numerusform>%n Dateien werden aufgenommen. Sie werden vervollständigt, bevor Sonmere endet; nichts Aufgenommenes geht verloren.</numerusform></translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Close the window, keep recording</source>
+        <translation>Fenster schließen, weiter aufnehmen</translation>
+    </message>
+    <message>
+        <source>Stop and quit</source>
+        <translation>Anhalten und beenden</translation>
+    </message>
+    <message>
+        <source>Completing the recordings…</source>
+        <translation>Aufnahmen werden vervollständigt…</translation>
+    </message>
+    <message>
+        <source>This takes a moment; where a drive hangs, eight seconds at most.</source>
+        <translation>Das dauert einen Moment; wo ein Laufwerk hängt, höchstens acht Sekunden.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::RangeFields</name>
+    <message>
+        <source>Playhead</source>
+        <translation>Abspielmarke</translation>
+    </message>
+    <message>
+        <source>From</source>
+        <translation>Von</translation>
+    </message>
+    <message>
+        <source>To</source>
+        <translation>Bis</translation>
+    </message>
+    <message>
+        <source>Fade in</source>
+        <translation>Einblenden</translation>
+    </message>
+    <message>
+        <source>Fade out</source>
+        <translation>Ausblenden</translation>
+    </message>
+    <message>
+        <source>Length</source>
+        <translation>Länge</translation>
+    </message>
+    <message>
+        <source> s</source>
+        <translation> s</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::RecordPage</name>
+    <message>
+        <source>Saved as %1</source>
+        <translation>Gesichert als %1</translation>
+    </message>
+    <message>
+        <source>Choose what to record: tick a bus.</source>
+        <translation>Wähle, was aufgenommen wird: Hake einen Bus an.</translation>
+    </message>
+    <message>
+        <source>Room for %1 hours of one bus</source>
+        <translation>Platz für %1 Stunden eines Busses</translation>
+    </message>
+    <message>
+        <source>, </source>
+        <translation>, </translation>
+    </message>
+    <message>
+        <source>Record</source>
+        <translation>Aufnehmen</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>Anhalten</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::RouteButton</name>
+    <message>
+        <source>Default output</source>
+        <translation>Standardausgabe</translation>
+    </message>
+    <message>
+        <source>Where the sound goes</source>
+        <translation>Wohin der Ton geht</translation>
+    </message>
+    <message>
+        <source>Route: %1</source>
+        <translation>Weg: %1</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::ServiceLink</name>
+    <message>
+        <source>Sonmere is not running.</source>
+        <translation>Sonmere läuft nicht.</translation>
+    </message>
+    <message>
+        <source>Sonmere does not answer.</source>
+        <translation>Sonmere antwortet nicht.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::SessionProject</name>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>Mix.%1</source>
+        <translation>Mischung.%1</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::SettingsPage</name>
+    <message>
+        <source>Search settings</source>
+        <translation>Einstellungen suchen</translation>
+    </message>
+    <message>
+        <source>Reset</source>
+        <translation>Zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Reset: %1</source>
+        <translation>Zurücksetzen: %1</translation>
+    </message>
+    <message>
+        <source>Choose a folder</source>
+        <translation>Einen Ordner wählen</translation>
+    </message>
+    <message>
+        <source>Choose…</source>
+        <translation>Wählen…</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::SideBar</name>
+    <message>
+        <source>Menu</source>
+        <translation>Menü</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::StatusModel</name>
+    <message>
+        <source>Sonmere %1 on %2. %3</source>
+        <translation>Sonmere %1 auf %2. %3</translation>
+    </message>
+    <message>
+        <source>The Sonmere that runs is version %1, this window is %2. What both know works; to have the rest, quit Sonmere and start it again.</source>
+        <translation>Das laufende Sonmere ist Version %1, dieses Fenster %2. Was beide kennen, geht; für den Rest beende Sonmere und starte es neu.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::StatusPage</name>
+    <message>
+        <source>Device</source>
+        <translation>Gerät</translation>
+    </message>
+    <message>
+        <source>Inputs</source>
+        <translation>Eingänge</translation>
+    </message>
+    <message>
+        <source>Outputs</source>
+        <translation>Ausgänge</translation>
+    </message>
+    <message>
+        <source>Rate</source>
+        <translation>Rate</translation>
+    </message>
+    <message>
+        <source>Devices</source>
+        <translation>Geräte</translation>
+    </message>
+    <message>
+        <source>Diagnostic report</source>
+        <translation>Diagnosebericht</translation>
+    </message>
+    <message>
+        <source>Generate Diagnostic Report…</source>
+        <translation>Diagnosebericht erstellen…</translation>
+    </message>
+    <message>
+        <source>%1 (default output)</source>
+        <translation>%1 (Standardausgabe)</translation>
+    </message>
+    <message>
+        <source>%1 (default input)</source>
+        <translation>%1 (Standardeingabe)</translation>
+    </message>
+    <message>
+        <source>%1 Hz</source>
+        <translation>%1 Hz</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::Timeline</name>
+    <message>
+        <source>Timeline</source>
+        <translation>Zeitleiste</translation>
+    </message>
+    <message numerus="yes">
+        <source>Playhead at %1 of %2, %n track(s)</source>
+        <translation><numerusform>Abspielmarke bei %1 von %2, %n Spur</numerusform><numerusform>Abspielmarke bei %1 von %2, %n Spuren</numerusform></translation>
+    </message>
+    <message>
+        <source>Reading waveform…</source>
+        <translation>Wellenform wird gelesen…</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::TrackHeader</name>
+    <message>
+        <source>M</source>
+        <comment>mute, one letter</comment>
+        <translation>M</translation>
+    </message>
+    <message>
+        <source>Mute</source>
+        <translation>Stumm</translation>
+    </message>
+    <message>
+        <source>S</source>
+        <comment>solo, one letter</comment>
+        <translation>S</translation>
+    </message>
+    <message>
+        <source>Solo</source>
+        <translation>Solo</translation>
+    </message>
+    <message>
+        <source> dB</source>
+        <translation> dB</translation>
+    </message>
+    <message>
+        <source>Gain of %1</source>
+        <translation>Verstärkung von %1</translation>
+    </message>
+    <message>
+        <source>Mute %1</source>
+        <translation>%1 stumm schalten</translation>
+    </message>
+    <message>
+        <source>Solo %1</source>
+        <translation>%1 allein</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::Tray</name>
+    <message>
+        <source>Open Sonmere</source>
+        <translation>Sonmere öffnen</translation>
+    </message>
+    <message>
+        <source>Quit Sonmere</source>
+        <translation>Sonmere beenden</translation>
+    </message>
+    <message>
+        <source>Stop recording</source>
+        <translation>Aufnahme anhalten</translation>
+    </message>
+    <message>
+        <source>Record</source>
+        <translation>Aufnehmen</translation>
+    </message>
+    <message>
+        <source>Sonmere is not running.</source>
+        <translation>Sonmere läuft nicht.</translation>
+    </message>
+    <message numerus="yes">
+        <source>Sonmere records %n file(s).</source>
+        <translation><numerusform>Sonmere nimmt %n Datei auf.</numerusform><numerusform>Sonmere nimmt %n Dateien auf.</numerusform></translation>
+    </message>
+    <message>
+        <source>Sonmere</source>
+        <translation>Sonmere</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::VolumeField</name>
+    <message>
+        <source>%1 %</source>
+        <translation>%1 %</translation>
+    </message>
+    <message>
+        <source>silent</source>
+        <translation>still</translation>
+    </message>
+    <message>
+        <source>%1 dB</source>
+        <translation>%1 dB</translation>
+    </message>
+    <message>
+        <source>Volume as text</source>
+        <translation>Lautstärke als Text</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QFrame>
+
+class QCheckBox;
+class QLabel;
+class QToolButton;
+
+namespace sonmere {
+
+class LevelHistory;
+struct RecordingState;
+
+// A bus that can be recorded: whether it is to be, what plays into it, and while it is recorded how it goes.
+class BusRow : public QFrame {
+  Q_OBJECT
+
+ public:
+  BusRow(int bus, bool canBeRenamed, QWidget* parent = nullptr);
+
+  int bus() const { return bus_; }
+  bool isChosen() const;
+  void choose(bool chosen);
+  void showName(const QString& name, const QString& apps);
+  // Null: it is not recorded. Then it can be chosen, unless others are.
+  void showRecording(const RecordingState* recording, bool othersRun);
+
+ signals:
+  void renameWanted(int bus);
+
+ private:
+  const int bus_;
+  QCheckBox* box_;
+  QToolButton* rename_;
+  QLabel* apps_;
+  QLabel* facts_;
+  LevelHistory* history_;
+  bool isRecorded_ = false;
+};
+
+}  // namespace sonmere
