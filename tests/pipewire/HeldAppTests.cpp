@@ -11,6 +11,8 @@ namespace sonmere {
 
 namespace {
 
+constexpr std::size_t kLostOnTheWay = 4096;  // samples
+
 // A tap on all of an app, and what it takes. Audio thread writes up to `count`, the test reads that far.
 struct Holding {
   Holding(PipeWireWorld& itsWorld, const std::string& app, TapMute mute = TapMute::muted) : world(itsWorld) {
@@ -124,10 +126,12 @@ TEST_F(HeldApp, AnExpectedAppIsHeardByItsTapAlone) {
       auto program = world.session.launch(playing(player, world.session.file("sound.wav")));
       Holding holding(world, player.name);
       EXPECT_EQ(program.wait(), 0);
-      // A stream that is moved on may lose a cycle or two between its links.
-      EXPECT_TRUE(world.until([&] { return holding.heard(sound).length + 1536 >= sound.samples.size(); }))
-          << holding.heard(sound).length << " samples from " << holding.heard(sound).from << ", "
-          << holding.heard(sound).gaps << " gaps";
+      // A stream that is moved on may lose some cycles between its links: three, or eight where the machine
+      // is busy.
+      EXPECT_TRUE(world.until([&] {
+        return holding.heard(sound).length + kLostOnTheWay >= sound.samples.size();
+      })) << holding.heard(sound).length
+          << " samples from " << holding.heard(sound).from << ", " << holding.heard(sound).gaps << " gaps";
       EXPECT_TRUE(world.until([&] { return world.processesOf(player.name).empty(); }));
     }
   EXPECT_EQ(speaker.heard(sound).length, 0u);
@@ -144,9 +148,11 @@ TEST_F(HeldApp, AnExpectedAppIsHeardWholeByATapThatLetsItPlay) {
       auto program = world.session.launch(playing(player, world.session.file("sound.wav")));
       Holding listening(world, player.name, TapMute::unmuted);
       EXPECT_EQ(program.wait(), 0);
-      EXPECT_TRUE(world.until([&] { return listening.heard(sound).length + 1536 >= sound.samples.size(); }))
-          << listening.heard(sound).length << " samples from " << listening.heard(sound).from << ", "
-          << listening.heard(sound).gaps << " gaps";
+      EXPECT_TRUE(world.until([&] {
+        return listening.heard(sound).length + kLostOnTheWay >= sound.samples.size();
+      })) << listening.heard(sound).length
+          << " samples from " << listening.heard(sound).from << ", " << listening.heard(sound).gaps
+          << " gaps";
       EXPECT_TRUE(world.until([&] { return world.processesOf(player.name).empty(); }));
     }
 }

@@ -19,8 +19,8 @@ bool isAnswered(const GraphNode& node) {
 }  // namespace
 
 AppMover::AppMover(GraphMirror& graph, const ProcessDirectory& processes, const TapLinks& links,
-                   WaitingRoom& room, Log& log)
-    : graph_(graph), processes_(processes), links_(links), room_(room), log_(log) {}
+                   WaitingRoom& room, ArrivalWatch& arrivals, Log& log)
+    : graph_(graph), processes_(processes), links_(links), room_(room), arrivals_(arrivals), log_(log) {}
 
 bool AppMover::isMovable(const GraphNode& stream) { return stream.property("node.dont-reconnect") != "true"; }
 
@@ -50,6 +50,7 @@ void AppMover::expect(std::string_view owner, CaptureExpectation expectation) {
 void AppMover::reset() {
   active_.clear();
   claims_.clear();
+  arrivals_.reset();
   settled_.clear();
   takenAway_.clear();
 }
@@ -116,13 +117,10 @@ AppMover::Place AppMover::placeOf(const GraphNode& node) {
 }
 
 // The session manager sends a stream whose target it does not know yet to the default device. Without the
-// script that tells what it knows, nothing is told of the room either.
+// script nobody tells what it knows.
 bool AppMover::isWithinReach(const Active& active) const {
-  const auto isTold = [&](GlobalID node, const std::string& serial) {
-    return graph_.defaults().value(node, kReachableKey) == serial;
-  };
-  const GraphNode* room = room_.node();
-  return !room || !isTold(room->id, room->serial) || isTold(active.sink, active.serial);
+  return !room_.node() || !graph_.defaults().value(0, kScriptKey) ||
+         graph_.defaults().value(active.sink, kReachableKey) == active.serial;
 }
 
 bool AppMover::isWaiting(GlobalID stream) const {
@@ -140,14 +138,19 @@ void AppMover::place(const GraphNode& node) {
 
 void AppMover::claim(GlobalID stream, AudioObjectID tap, std::string serial) {
   const auto known = claims_.find(stream);
-  if (known != claims_.end() && known->second.serial == serial) return;
-  write(stream, serial);
+  if (known != claims_.end() && known->second.serial == serial) {
+    // A tap that has taken over the device of another.
+    known->second.tap = tap;
+    return;
+  }
+  send(stream, serial);
   claims_[stream] = {tap, std::move(serial), std::nullopt, 0};
   updateOccupancy();
 }
 
 void AppMover::release(GlobalID stream) {
   if (claims_.erase(stream) == 0) return;
+  arrivals_.forget(stream);
   write(stream, std::nullopt);
   updateOccupancy();
 }
@@ -178,6 +181,11 @@ void AppMover::leaveRoom() {
   }
 }
 
+void AppMover::send(GlobalID stream, const std::string& serial) {
+  write(stream, serial);
+  arrivals_.sent(stream, serial);
+}
+
 void AppMover::write(GlobalID stream, const std::optional<std::string>& target) {
   graph_.defaults().set(stream, kTarget, target, "Spa:Id");
 }
@@ -191,6 +199,7 @@ void AppMover::nodeRemoved(const GraphNode& node) {
 
 // A session with a memory may send a stranger into a tap because a program like it was there once.
 void AppMover::linkAdded(const GraphLink& link) {
+  arrivals_.changed(link.outputNode);
   const GraphNode* const room = room_.node();
   const bool isOwn = (room && room->id == link.inputNode) ||
                      std::ranges::find(active_, link.inputNode, &Active::sink) != active_.end();
@@ -203,10 +212,13 @@ void AppMover::linkAdded(const GraphLink& link) {
 
 void AppMover::targetChanged(GlobalID stream, const std::optional<std::string>& value) {
   const auto known = claims_.find(stream);
+  if (known != claims_.end() && value == known->second.serial) return arrivals_.returned(stream);
+  if (value && arrivals_.isOnDetour(stream)) return;
   if (value && *value == room_.serial()) return sentToRoom(stream);
-  if (known == claims_.end() || value == known->second.serial) return;
+  if (known == claims_.end()) return;
   Claim& claim = known->second;
   if (!value) {
+    arrivals_.forget(stream);
     // Who waited has been let go by another process, because this one did not answer.
     if (claim.waits()) return settle(stream);
     const Active* active = find(claim.tap);
@@ -220,6 +232,7 @@ void AppMover::targetChanged(GlobalID stream, const std::optional<std::string>& 
       fmt::format("Sonmere: {} was moved to another device by the user or another program; letting it go",
                   node ? node->property("application.name") : "an app"));
   claims_.erase(known);
+  arrivals_.forget(stream);
   takenAway_.insert(stream);
   updateOccupancy();
 }
@@ -233,6 +246,7 @@ void AppMover::sentToRoom(GlobalID stream) {
     return;
   }
   claims_[stream] = {kAudioObjectUnknown, room_.serial(), std::nullopt, 0};
+  arrivals_.sent(stream, room_.serial());
   updateOccupancy();
   if (node) place(*node);
 }
@@ -240,7 +254,7 @@ void AppMover::sentToRoom(GlobalID stream) {
 void AppMover::tableCameBack() {
   for (auto& [stream, claim] : claims_) {
     claim.letGoAt.reset();
-    write(stream, claim.serial);
+    send(stream, claim.serial);
   }
 }
 
@@ -251,7 +265,7 @@ bool AppMover::reclaim() {
     const Active* active = find(claim.tap);
     if (active && active->cycles() != *claim.letGoAt) {
       claim.letGoAt.reset();
-      write(stream, claim.serial);
+      send(stream, claim.serial);
     } else {
       isAnyLeft = true;
     }

@@ -10,6 +10,7 @@
 
 #include "audio/device/CaptureExpectation.h"
 #include "base/Log.h"
+#include "platform/pipewire/ArrivalWatch.h"
 #include "platform/pipewire/GraphMirror.h"
 #include "platform/pipewire/PipeWireTap.h"
 #include "platform/pipewire/ProcessDirectory.h"
@@ -25,7 +26,7 @@ namespace sonmere {
 class AppMover {
  public:
   AppMover(GraphMirror& graph, const ProcessDirectory& processes, const TapLinks& links, WaitingRoom& room,
-           Log& log);
+           ArrivalWatch& arrivals, Log& log);
 
   // Told when the room is needed or needed no longer.
   std::function<void()> needChanged;
@@ -48,9 +49,12 @@ class AppMover {
   void nodeChanged(const GraphNode& node) { place(node); }
   void nodeRemoved(const GraphNode& node);
   void linkAdded(const GraphLink& link);
+  void linkRemoved(const GraphLink& link) { arrivals_.changed(link.outputNode); }
   // The key of the session's table under which the session manager's script tells of a device of this program
   // that streams can be sent there; its value is the device's serial.
   static constexpr const char* kReachableKey = "sonmere.reachable";
+  // Set for the whole session where the script runs.
+  static constexpr const char* kScriptKey = "sonmere.script";
   void reachChanged() { placeAll(); }
   void targetChanged(GlobalID stream, const std::optional<std::string>& value);
   // The session's table is there again, empty.
@@ -94,6 +98,7 @@ class AppMover {
   void claim(GlobalID stream, AudioObjectID tap, std::string serial);
   void release(GlobalID stream);
   void settle(GlobalID stream);
+  void send(GlobalID stream, const std::string& serial);
   void write(GlobalID stream, const std::optional<std::string>& target);
   const Active* find(AudioObjectID tap) const;
   const PipeWireProcess* judgedAs(const GraphNode& node) const;
@@ -105,6 +110,7 @@ class AppMover {
   const ProcessDirectory& processes_;
   const TapLinks& links_;
   WaitingRoom& room_;
+  ArrivalWatch& arrivals_;
   Log& log_;
   std::vector<Active> active_;  // the last that covers a stream has it
   std::map<std::string, CaptureExpectation, std::less<>> expectations_;

@@ -46,6 +46,10 @@ spa_audio_info_raw formatOf(const CycleStreamPlan& plan) {
   return info;
 }
 
+std::string latencyOf(const CycleStreamPlan& plan) {
+  return fmt::format("{}/{}", plan.latencyFrames, std::lround(plan.format.sampleRate));
+}
+
 pw_properties* propertiesOf(const CycleStreamPlan& plan) {
   pw_properties* properties = pw_properties_new(
       PW_KEY_NODE_NAME, plan.name.c_str(), PW_KEY_NODE_DESCRIPTION, plan.description.c_str(),
@@ -83,9 +87,7 @@ pw_properties* propertiesOf(const CycleStreamPlan& plan) {
     pw_properties_set(properties, PW_KEY_NODE_DONT_RECONNECT, "true");
   }
   if (plan.format.channels > 2) pw_properties_set(properties, "stream.dont-remix", "true");
-  if (plan.latencyFrames > 0)
-    pw_properties_setf(properties, PW_KEY_NODE_LATENCY, "%u/%u", plan.latencyFrames,
-                       unsigned(std::lround(plan.format.sampleRate)));
+  if (plan.latencyFrames > 0) pw_properties_set(properties, PW_KEY_NODE_LATENCY, latencyOf(plan).c_str());
   return properties;
 }
 
@@ -183,6 +185,15 @@ void CycleStream::resume(Process callback, void* refcon) {
   process_ = callback;
   refcon_ = refcon;
   isSilenced_.store(false, std::memory_order_seq_cst);
+}
+
+void CycleStream::setLatency(std::uint32_t frames) {
+  plan_.latencyFrames = frames;
+  if (!hooks_) return;
+  const std::string latency = latencyOf(plan_);
+  const spa_dict_item item{PW_KEY_NODE_LATENCY, latency.c_str()};
+  const spa_dict properties{0, 1, &item};
+  pw_stream_update_properties(hooks_->handle, &properties);
 }
 
 bool CycleStream::isConnected() const { return hooks_ != nullptr; }

@@ -67,6 +67,8 @@ class CycleStream {
   void silence();
   // From now on this callback runs, of a stream that was silenced. Lock held.
   void resume(Process callback, void* refcon);
+  // Another wished buffer size, in frames; the server takes it while the stream runs. Lock held.
+  void setLatency(std::uint32_t frames);
   const CycleStreamPlan& plan() const { return plan_; }
   bool isConnected() const;
   // The stream's node; nothing before it is connected.
@@ -82,7 +84,7 @@ class CycleStream {
   void process() noexcept;
 
   PipeWireLoop& loop_;
-  const CycleStreamPlan plan_;
+  CycleStreamPlan plan_;
   Process process_;  // these two change while silenced only
   void* refcon_;
   std::unique_ptr<Hooks> hooks_;

@@ -124,6 +124,11 @@ OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std:
   return status;
 }
 
+void DeviceIO::setLatency(std::uint32_t frames) {
+  if (input_) input_->setLatency(frames);
+  if (output_) output_->setLatency(frames);
+}
+
 void DeviceIO::stop() {
   if (tap_ != kAudioObjectUnknown) stopTap();
   server_.close(input_);

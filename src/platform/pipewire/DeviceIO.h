@@ -26,6 +26,8 @@ class DeviceIO final : public ServerDependent {
   // The device on which programs are played in their place: it has one channel, so that they could be heard
   // without their sides only as long as they play there themselves. Empty: the default.
   const std::optional<std::string>& forwardsTo() const { return forwardsTo_; }
+  // Another wished buffer size, while it runs. Lock held.
+  void setLatency(std::uint32_t frames);
   // After it has returned the procedure is not running.
   void stop();
 

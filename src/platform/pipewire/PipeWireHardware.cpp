@@ -14,6 +14,13 @@ namespace sonmere {
 
 using Lock = PipeWireLoop::Lock;
 
+namespace {
+// The session moves programs when the default changes, and makes their ports anew where the channels differ.
+// One change at a time: programs die of two.
+constexpr Duration kOutputSettle = fromMilliseconds(150);
+constexpr int kOutputAttempts = 20;
+}  // namespace
+
 PipeWireHardware::PipeWireHardware(PipeWireServer& server) : server_(server) {
   const Lock lock(server_.loop());
   ownProcess_ = server_.newID();
@@ -139,15 +146,10 @@ OSStatus PipeWireHardware::setBufferFrameSize(AudioDeviceID device, std::uint32_
   const Lock lock(server_.loop());
   if (!server_.devices().device(device) && !tapAggregates_.contains(device))
     return kAudioHardwareBadDeviceError;
-  if (frames == 0 || frames > 8192) return kAudioHardwareIllegalOperationError;
-  const auto runs = [&](const auto& entry) {
-    return entry.second.isStarted && entry.second.device == device;
-  };
-  // To make a running tap's stream anew would move its apps twice; now and then one is left without a link.
-  if (tapAggregates_.contains(device) && std::ranges::any_of(procedures_, runs))
-    return kAudioHardwareIllegalOperationError;
-  if (std::exchange(wishedFrames_[device], frames) != frames)
-    restart([&](const Procedure& procedure) { return procedure.device == device; });
+  if (!server_.allowsQuantum(frames)) return kAudioHardwareIllegalOperationError;
+  wishedFrames_[device] = frames;
+  for (const auto& [id, procedure] : procedures_)
+    if (procedure.isStarted && procedure.device == device) procedure.io->setLatency(frames);
   return noErr;
 }
 
@@ -414,14 +416,34 @@ bool PipeWireHardware::playsElsewhere(const Procedure& procedure) const {
   return procedure.io->forwardsTo() != server_.narrowOutputs().find(tap->second);
 }
 
-// Streams are not made on the loop's own thread.
+// Whether a program of the tap is being linked at present.
+bool PipeWireHardware::isUnderWay(const Procedure& procedure) const {
+  const PipeWireTap& tap = taps_.at(tapAggregates_.at(procedure.device).tap);
+  const auto isBeingLinked = [&](GlobalID stream) {
+    const GraphNode* node = server_.graph().node(stream);
+    return node && node->state == NodeState::running && !server_.graph().isHeard(stream);
+  };
+  return std::ranges::any_of(server_.processes().all(), [&](const auto& entry) {
+    return tap.covers(entry.first) && std::ranges::any_of(entry.second.streams, isBeingLinked);
+  });
+}
+
 void PipeWireHardware::lookAtOutputs() {
   const auto isMeant = [this](const Procedure& each) { return each.isStarted && playsElsewhere(each); };
   if (isRestarting_ || std::ranges::none_of(procedures_ | std::views::values, isMeant)) return;
   isRestarting_ = true;
-  server_.runtime().mainQueue().post([this, isMeant, alive = std::weak_ptr(alive_)] {
+  followOutputs(kOutputAttempts);
+}
+
+// Streams are not made on the loop's own thread.
+void PipeWireHardware::followOutputs(int attempts) {
+  server_.runtime().mainQueue().postAfter(kOutputSettle, [this, attempts, alive = std::weak_ptr(alive_)] {
     if (alive.expired()) return;
     const Lock lock(server_.loop());
+    const auto isMeant = [this](const Procedure& each) { return each.isStarted && playsElsewhere(each); };
+    const auto isTooSoon = [&](const Procedure& each) { return isMeant(each) && isUnderWay(each); };
+    if (attempts > 1 && std::ranges::any_of(procedures_ | std::views::values, isTooSoon))
+      return followOutputs(attempts - 1);
     restart(isMeant);
     isRestarting_ = false;
   });

@@ -35,8 +35,8 @@ class PipeWireHardware final : public AudioHardware {
   bool sampleRateIsShared() const override { return true; }
   Result<std::vector<AudioValueRange>> availableNominalSampleRates(AudioDeviceID device) override;
   Result<std::uint32_t> bufferFrameSize(AudioDeviceID device) override;
-  // A wish; the smallest of a graph is taken. I/O procedures that run are started again with it, units keep
-  // theirs until they are.
+  // A wish, of 1 to 8192 frames that the server's settings allow; the smallest of a graph is taken. I/O
+  // procedures take it while they run, units when they start.
   OSStatus setBufferFrameSize(AudioDeviceID device, std::uint32_t frames) override;
   Result<float> volume(AudioDeviceID device, AudioScope scope) override;
   OSStatus setVolume(AudioDeviceID device, AudioScope scope, float volume) override;
@@ -103,6 +103,8 @@ class PipeWireHardware final : public AudioHardware {
   void restart(const std::function<bool(const Procedure&)>& isMeant);
   bool playsElsewhere(const Procedure& procedure) const;
   void lookAtOutputs();
+  bool isUnderWay(const Procedure& procedure) const;
+  void followOutputs(int attempts);
   double rateOf(const TapAggregate& aggregate) const { return aggregate.rate.value_or(server_.graphRate()); }
   std::uint32_t wishedFrames(AudioDeviceID device) const;
   Procedure* find(AudioDeviceID device, IOProcID procedure);

@@ -14,7 +14,7 @@ namespace sonmere {
 namespace {
 
 constexpr double kUsualRate = 48000;
-constexpr std::uint32_t kUsualQuantum = 1024;
+constexpr std::uint32_t kUsualQuantum = 1024, kLargestQuantum = 8192;
 constexpr Duration kConnectTimeout = std::chrono::seconds(2);
 constexpr Duration kAnswerTimeout = fromMilliseconds(500);
 // The session manager is a program of its own, and may be busy.
@@ -48,7 +48,8 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
       graph_(*this),
       devices_(graph_, [this] { return newID(); }),
       processes_(graph_, applications.entries(), [this] { return newID(); }),
-      mover_(graph_, processes_, links_, room_, log),
+      arrivals_(loop_, graph_, log),
+      mover_(graph_, processes_, links_, room_, arrivals_, log),
       links_(graph_, processes_),
       narrowOutputs_(graph_, devices_, processes_, [this] { return defaultName(DefaultDevice::output); }),
       guard_(loop_, options, log),
@@ -104,6 +105,9 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
   connection_.ready = [this] { ready(); };
   connection_.lost = [this] { lost(); };
   connection_.start();
+  arrivals_.detour = [this] { return room_.serial(); };
+  arrivals_.look = [this] { return links_.look(); };
+  links_.refused = [this] { arrivals_.update(); };
 }
 
 PipeWireServer::~PipeWireServer() {
@@ -123,6 +127,7 @@ PipeWireServer::~PipeWireServer() {
   });
   loop_.waitUntil([&] { return hasAnswered || !isReady(); }, kAnswerTimeout);
 }
+  arrivals_.look = nullptr;
 
 bool PipeWireServer::waitUntilReady(Duration timeout) {
   const PipeWireLoop::Lock lock(loop_);
@@ -295,6 +300,14 @@ OSStatus PipeWireServer::open(std::unique_ptr<CycleStream>& stream, CycleStreamP
     stream.reset();
   return status;
 }
+bool PipeWireServer::allowsQuantum(std::uint32_t frames) const {
+  const MetadataMirror& settings = graph_.settings();
+  const double forced = numberIn(settings.value(0, "clock.force-quantum"), 0);
+  if (forced > 0) return frames == forced;
+  return frames >= numberIn(settings.value(0, "clock.min-quantum"), 1) &&
+         frames <= numberIn(settings.value(0, "clock.max-quantum"), kLargestQuantum);
+}
+
 
 void PipeWireServer::close(std::unique_ptr<CycleStream>& stream) {
   if (!stream) return;

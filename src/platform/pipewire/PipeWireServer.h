@@ -8,6 +8,7 @@
 #include "base/Log.h"
 #include "base/Runtime.h"
 #include "platform/pipewire/AppMover.h"
+#include "platform/pipewire/ArrivalWatch.h"
 #include "platform/pipewire/CycleStream.h"
 #include "platform/pipewire/DepartingStreams.h"
 #include "platform/pipewire/DeviceDirectory.h"
@@ -74,6 +75,8 @@ class PipeWireServer final : private GraphObserver {
   std::vector<double> allowedRates() const;
   std::uint32_t graphQuantum() const;
 
+  // Whether a graph can run with buffers of that size.
+  bool allowsQuantum(std::uint32_t frames) const;
   // The default device's UID; empty: there is none.
   std::string defaultName(DefaultDevice role) const;
   OSStatus setDefaultName(DefaultDevice role, const std::string& uid);
@@ -106,7 +109,7 @@ class PipeWireServer final : private GraphObserver {
   void portAdded(const GraphPort& port) override;
   void portRemoved(const GraphPort& port) override { links_.portRemoved(port); }
   void linkAdded(const GraphLink& link) override;
-  void linkRemoved(const GraphLink&) override {}
+  void linkRemoved(const GraphLink& link) override { mover_.linkRemoved(link); }
 
   Runtime& runtime_;
   Log& log_;
@@ -123,6 +126,7 @@ class PipeWireServer final : private GraphObserver {
   TapLinks links_;
   const NarrowOutputs narrowOutputs_;
   std::set<ServerDependent*> dependents_;
+  ArrivalWatch arrivals_;
   bool wasReady_ = false;
   bool isEnding_ = false;
   std::optional<Duration> lostAt_;

@@ -9,12 +9,38 @@
 
 namespace sonmere {
 
+namespace {
+// While its ports are being made anew a stream takes no links; that is over within a second.
+constexpr int kMostRefusals = 20;
+}  // namespace
+
 // The server answers with a proxy that stands for the link; destroying it undoes the link.
 struct TapLinks::Link {
+  TapLinks* const links;
   pw_proxy* const proxy;
   const GlobalID stream;
-  Link(pw_proxy* itsProxy, GlobalID itsStream) : proxy(itsProxy), stream(itsStream) {}
-  ~Link() { pw_proxy_destroy(proxy); }
+  bool isDead = false;
+  spa_hook listener{};
+
+  Link(TapLinks* itsLinks, pw_proxy* itsProxy, GlobalID itsStream)
+      : links(itsLinks), proxy(itsProxy), stream(itsStream) {
+    static const pw_proxy_events kEvents = [] {
+      pw_proxy_events events{};
+      events.version = PW_VERSION_PROXY_EVENTS;
+      events.removed = [](void* data) { static_cast<Link*>(data)->died(); };
+      events.error = [](void* data, int, int, const char*) { static_cast<Link*>(data)->died(); };
+      return events;
+    }();
+    pw_proxy_add_listener(proxy, &listener, &kEvents, this);
+  }
+  ~Link() {
+    spa_hook_remove(&listener);
+    pw_proxy_destroy(proxy);
+  }
+  void died() {
+    isDead = true;
+    if (links->refused) links->refused();
+  }
 };
 
 TapLinks::TapLinks(const GraphMirror& graph, const ProcessDirectory& processes)
@@ -30,11 +56,13 @@ void TapLinks::start(const PipeWireTap& tap, GlobalID listener) {
 void TapLinks::stop(AudioObjectID tap) {
   std::erase_if(active_, [&](const Active& active) { return active.tap.id == tap; });
   std::erase_if(links_, [&](const auto& entry) { return std::get<0>(entry.first) == tap; });
+  std::erase_if(refusals_, [&](const auto& entry) { return std::get<0>(entry.first) == tap; });
 }
 
 void TapLinks::reset() {
   active_.clear();
   links_.clear();
+  refusals_.clear();
 }
 
 void TapLinks::connectAll(const Active& active) {
@@ -85,7 +113,22 @@ void TapLinks::makeLink(const Key& key, GlobalID stream) {
   auto* proxy = static_cast<pw_proxy*>(pw_core_create_object(core_, "link-factory", PW_TYPE_INTERFACE_Link,
                                                              PW_VERSION_LINK, &properties->dict, 0));
   pw_properties_free(properties);
-  if (proxy) links_[key] = std::make_unique<Link>(proxy, stream);
+  if (proxy) links_[key] = std::make_unique<Link>(this, proxy, stream);
+}
+
+bool TapLinks::look() {
+  std::set<GlobalID> streams;
+  for (const auto& [key, link] : links_) {
+    if (!link->isDead)
+      refusals_.erase(key);
+    else if (++refusals_[key] <= kMostRefusals)
+      streams.insert(link->stream);
+  }
+  std::erase_if(links_, [](const auto& entry) { return entry.second->isDead; });
+  for (const Active& active : active_)
+    for (const GlobalID stream : streams)
+      if (const GraphNode* node = graph_.node(stream)) connect(active, *node);
+  return !streams.empty();
 }
 
 bool TapLinks::hears(const Active& active, GlobalID stream) const {
@@ -120,6 +163,9 @@ void TapLinks::portAdded(const GraphPort& port) {
 
 void TapLinks::portRemoved(const GraphPort& port) {
   std::erase_if(links_, [&](const auto& entry) {
+    return std::get<1>(entry.first) == port.id || std::get<2>(entry.first) == port.id;
+  });
+  std::erase_if(refusals_, [&](const auto& entry) {
     return std::get<1>(entry.first) == port.id || std::get<2>(entry.first) == port.id;
   });
   // What is left may be taken otherwise.

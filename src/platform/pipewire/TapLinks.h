@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -30,6 +31,10 @@ class TapLinks {
   void portAdded(const GraphPort& port);
   void portRemoved(const GraphPort& port);
   void nodeChanged(const GraphNode& node);
+  // The server has refused a link, or undone it: `look` is to be called soon. Loop's thread.
+  std::function<void()> refused;
+  // Makes links anew that the server did not make. True: there may be more to look after.
+  bool look();
 
   // Whether taps listen to a program's stream, and whether all of them hear it already.
   enum class Hearing { nobody, notYet, heard };
@@ -53,6 +58,7 @@ class TapLinks {
   pw_core* core_ = nullptr;
   std::vector<Active> active_;
   std::map<Key, std::unique_ptr<Link>> links_;
+  std::map<Key, int> refusals_;  // in a row
 };
 
 }  // namespace sonmere

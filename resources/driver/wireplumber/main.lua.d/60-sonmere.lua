@@ -5,6 +5,5 @@
 stream_defaults.properties["restore-target"] = false
 
 -- With this, new streams are linked where Sonmere wants them from their first frame on; without it up to one
--- cycle of a sound that begins is heard as it is. It is off because on a busy machine a stream may then stand
--- still for seconds before it is linked. To try it, take the dashes away.
--- load_script("sonmere.lua")
+-- cycle of a sound that begins is heard as it is.
+load_script("sonmere.lua")

@@ -27,6 +27,17 @@ streams = ObjectManager {
   }
 }
 
+-- Streams that the session manager is about to link: seen here before it gets to them, however busy it is.
+coming = ObjectManager {
+  Interest {
+    type = "SiLinkable",
+    Constraint { "item.factory.name", "=", "si-audio-adapter" },
+    Constraint { "item.node.type", "=", "stream" },
+    Constraint { "item.node.direction", "=", "output" },
+    Constraint { "active-features", "=", 0, type = "gobject" },
+  }
+}
+
 -- Sonmere's hidden devices. A stream that is sent to one before it can be linked plays elsewhere until then,
 -- so Sonmere is told when it can.
 devices = ObjectManager {
@@ -47,6 +58,35 @@ parts = ObjectManager {
 
 asked = {} -- serials of streams by their numbers, which are used again
 
+-- What is set in the table comes back from the server before it counts here, and on a busy machine the stream
+-- is linked by then. The session manager links nothing while an item is not active yet: one that never
+-- becomes so holds it up until the target is known.
+holds = {}
+local longest_hold = 500 -- ms
+
+function hold(stream, id)
+  local item = SessionItem("si-node")
+  if item:configure({ ["item.node"] = stream }) then
+    item:register()
+    holds[id] = item
+  end
+end
+
+function release(id)
+  if not holds[id] then
+    return false
+  end
+  holds[id]:remove()
+  holds[id] = nil
+  -- It looks again at what it has left out when this changes; the other key goes before it.
+  local targets = tables:lookup()
+  if targets then
+    targets:set(id, "target.node", "Spa:Id", "-1")
+    targets:set(id, "target.node", nil, nil)
+  end
+  return true
+end
+
 -- Sonmere's own, the session's plumbing, and what must not be moved are linked as ever.
 function may_wait(properties)
   return properties["sonmere.part"] == nil and properties["node.link-group"] == nil
@@ -55,15 +95,35 @@ function may_wait(properties)
       and tostring(properties["node.autoconnect"]) ~= "false"
 end
 
-streams:connect("object-added", function(_, stream)
+-- Whether the target is one that Sonmere has set just now, and not one of an earlier stream of that number.
+function is_placed(targets, id)
+  local target = targets:find(id, "target.object")
+  return target and parts:lookup { Constraint { "object.serial", "=", target, type = "pw" } }
+end
+
+function ask(stream)
   local room, targets = rooms:lookup(), tables:lookup()
   if not room or not targets or not may_wait(stream.properties) then
     return
   end
   local id, serial = stream["bound-id"], room.properties["object.serial"]
   local asked_for = stream.properties["object.serial"]
+  if asked[id] == asked_for then
+    return
+  end
   asked[id] = asked_for
+  if is_placed(targets, id) then
+    return
+  end
+  hold(stream, id)
   targets:set(id, "target.object", "Spa:Id", serial)
+  local held = holds[id]
+  Core.timeout_add(longest_hold, function()
+    if held and holds[id] == held then
+      release(id)
+    end
+    return false
+  end)
   -- Holds no object: one that has gone meanwhile must not be touched. The number may be another stream's then.
   Core.timeout_add(longest_wait, function()
     local present = tables:lookup()
@@ -72,9 +132,31 @@ streams:connect("object-added", function(_, stream)
     end
     return false
   end)
+end
+
+coming:connect("object-added", function(_, item)
+  local stream = item:get_associated_proxy("node")
+  if stream and stream.properties["media.class"] == "Stream/Output/Audio" then
+    ask(stream)
+  end
+end)
+
+streams:connect("object-added", function(_, stream)
+  ask(stream)
+end)
+
+tables:connect("object-added", function(_, targets)
+  -- From this Sonmere knows that it is told of every device.
+  targets:set(0, "sonmere.script", "Spa:String", "1")
+  targets:connect("changed", function(_, subject, key)
+    if key == "target.object" then
+      release(subject)
+    end
+  end)
 end)
 
 streams:connect("object-removed", function(_, stream)
+  release(stream["bound-id"])
   asked[stream["bound-id"]] = nil
 end)
 
@@ -96,5 +178,6 @@ end)
 rooms:activate()
 tables:activate()
 streams:activate()
+coming:activate()
 devices:activate()
 parts:activate()
