@@ -2,14 +2,41 @@
 
 #include <gtest/gtest.h>
 
+#include <pipewire/extensions/metadata.h>
+#include <pipewire/pipewire.h>
+
 #include <csignal>
 
 #include "PipeWireWorld.h"
+#include "platform/pipewire/PipeWireLoop.h"
 
 namespace sonmere {
 
 namespace {
 constexpr int kTrack1 = 2;
+
+// A table named as the session's own, to which nobody writes.
+class SilentTable {
+ public:
+  explicit SilentTable(const std::string& socket) {
+    const PipeWireLoop::Lock lock(loop_);
+    core_ = pw_context_connect(loop_.context(),
+                               pw_properties_new(PW_KEY_REMOTE_NAME, socket.c_str(), nullptr), 0);
+    const spa_dict_item item{PW_KEY_METADATA_NAME, "default"};
+    const spa_dict properties{0, 1, &item};
+    if (core_)
+      pw_core_create_object(core_, "metadata", PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, &properties,
+                            0);
+  }
+  ~SilentTable() {
+    const PipeWireLoop::Lock lock(loop_);
+    if (core_) pw_core_disconnect(core_);
+  }
+
+ private:
+  PipeWireLoop loop_;
+  pw_core* core_ = nullptr;
+};
 
 std::size_t openFiles() {
   return std::size_t(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
@@ -133,6 +160,30 @@ TEST(ServerStory, DevicesAndDefaultsAreFollowed) {
   plug = world.session.launch(headset);
   ASSERT_TRUE(world.until([&] { return world.device("headset") != 0; }));
   EXPECT_NE(world.device("headset"), first);
+}
+
+// A table of the session that tells nothing: the one that does is found, however often it changes.
+TEST(ServerStory, ASilentTableIsNotTheLastWord) {
+  PipeWireWorld world(256);
+  ASSERT_EQ(world.session.problem(), "");
+  ASSERT_TRUE(world.start());
+  const auto defaultUID = [&] {
+    return world.hardware()
+        .deviceUID(world.hardware().defaultDevice(DefaultDevice::output).value_or(0))
+        .value_or("");
+  };
+  ASSERT_EQ(defaultUID(), "fake.speaker");
+  {
+    const SilentTable silent(world.session.socket());
+    ASSERT_TRUE(world.until([&] { return defaultUID().empty(); })) << "the table has not been noticed";
+    EXPECT_TRUE(world.until([&] { return defaultUID() == "fake.speaker"; }));
+    EXPECT_EQ(world.hardware().setDefaultDevice(DefaultDevice::output, world.device("fake.speaker2")), noErr);
+  }
+  EXPECT_TRUE(world.until([&] { return defaultUID() == "fake.speaker2"; }));
+  // Without a session nobody tells; what it would choose is taken.
+  ASSERT_TRUE(world.session.control("kill", "wireplumber"));
+  ASSERT_TRUE(world.until([&] { return defaultUID().empty(); }));
+  EXPECT_TRUE(world.until([&] { return defaultUID() == "fake.speaker"; }));
 }
 
 // An app that ends leaves nothing running, and is routed by itself when it plays again.

@@ -1,6 +1,7 @@
 #include "platform/pipewire/DeviceDirectory.h"
 
 #include <algorithm>
+#include <charconv>
 #include <sstream>
 
 namespace sonmere {
@@ -124,6 +125,20 @@ std::vector<AudioDeviceID> DeviceDirectory::list() const {
   for (const auto& [id, device] : devices_)
     if (!device.isPrivate && device.anySide()) list.push_back(id);
   return list;
+}
+
+const PipeWireDevice* DeviceDirectory::best(AudioScope scope) const {
+  const PipeWireDevice* best = nullptr;
+  const auto priority = [&](const PipeWireDevice& device) {
+    const std::string_view text = node(device.side(scope))->property("priority.session");
+    int value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+  };
+  for (const auto& [id, device] : devices_)
+    if (!device.isPrivate && node(device.side(scope)) && (!best || priority(device) > priority(*best)))
+      best = &device;
+  return best;
 }
 
 const GraphNode* DeviceDirectory::node(const std::optional<GlobalID>& id) const {

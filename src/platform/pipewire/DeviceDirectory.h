@@ -49,6 +49,8 @@ class DeviceDirectory {
   const PipeWireDevice* deviceOfNode(GlobalID node) const;
   // In the order of their appearance, without private ones.
   std::vector<AudioDeviceID> list() const;
+  // The device with that side that sessions would choose; null: there is none.
+  const PipeWireDevice* best(AudioScope scope) const;
 
   // Names of a side's channels: "FL", "FR". Empty: no such side.
   std::vector<std::string> channels(const PipeWireDevice& device, AudioScope scope) const;

@@ -170,6 +170,7 @@ void GraphMirror::detach() {
   clients_.clear();
   ports_.clear();
   links_.clear();
+  defaultsTables_.clear();
   spa_hook_remove(&hooks_->listener);
   hooks_.reset();
   pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry_));
@@ -287,8 +288,26 @@ void GraphMirror::addLink(GlobalID id, const AppProperties& properties) {
 
 void GraphMirror::addMetadata(GlobalID id, const AppProperties& properties) {
   const std::string_view name = find(properties, PW_KEY_METADATA_NAME);
-  if (name == "default") defaults_.bind(registry_, id);
+  if (name == "default") {
+    defaultsTables_.insert(id);
+    defaults_.bind(registry_, id);
+  }
   if (name == "settings") settings_.bind(registry_, id);
+}
+
+void GraphMirror::askForDefaults() {
+  if (defaultsTables_.empty()) return;
+  auto next = defaultsTables_.begin();
+  for (const GlobalID id : defaultsTables_)
+    if (defaults_.isBoundTo(id)) next = defaultsTables_.upper_bound(id);
+  defaults_.bind(registry_, next == defaultsTables_.end() ? *defaultsTables_.begin() : *next);
+}
+
+void GraphMirror::removeMetadata(GlobalID id) {
+  defaultsTables_.erase(id);
+  for (MetadataMirror* metadata : {&defaults_, &settings_})
+    if (metadata->isBoundTo(id)) metadata->unbind();
+  if (!defaults_.isPresent()) askForDefaults();
 }
 
 void GraphMirror::removed(GlobalID id) {
@@ -297,8 +316,7 @@ void GraphMirror::removed(GlobalID id) {
   if (auto client = clients_.extract(id)) observer_.clientRemoved(client.mapped());
   if (auto port = ports_.extract(id)) observer_.portRemoved(port.mapped());
   if (auto link = links_.extract(id)) observer_.linkRemoved(link.mapped());
-  for (MetadataMirror* metadata : {&defaults_, &settings_})
-    if (metadata->isBoundTo(id)) metadata->unbind();
+  removeMetadata(id);
 }
 
 }  // namespace sonmere

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 
 #include "platform/pipewire/GraphObserver.h"
 #include "platform/pipewire/MetadataMirror.h"
@@ -31,6 +32,8 @@ class GraphMirror {
   const GraphClient* client(GlobalID id) const;
   // Whether all links that lead from this node are active, and there is one.
   bool isHeard(GlobalID node) const;
+  // Binds the session's table anew, the next one where there are several.
+  void askForDefaults();
   // Asks the server to take an object down, one of this program's own.
   void destroy(GlobalID id);
   // One linear volume for all channels of a device's side. False: it has none, or has gone.
@@ -52,6 +55,7 @@ class GraphMirror {
   void addPort(GlobalID id, const AppProperties& properties);
   void addLink(GlobalID id, const AppProperties& properties);
   void addMetadata(GlobalID id, const AppProperties& properties);
+  void removeMetadata(GlobalID id);
 
   GraphObserver& observer_;
   pw_registry* registry_ = nullptr;
@@ -61,6 +65,7 @@ class GraphMirror {
   std::map<GlobalID, GraphClient> clients_;
   std::map<GlobalID, GraphPort> ports_;
   std::map<GlobalID, GraphLink> links_;
+  std::set<GlobalID> defaultsTables_;  // all of that name
   MetadataMirror defaults_;
   MetadataMirror settings_;
 };

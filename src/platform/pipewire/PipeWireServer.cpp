@@ -55,10 +55,21 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
       guard_(loop_, options, log),
       departing_(loop_, graph_),
       room_(loop_, graph_, departing_),
+      defaultsWatch_(loop_),
       watch_(loop_, connection_, log, [this] { return runtime_.uptime(); }),
       connection_(loop_, options.remote) {
   const PipeWireLoop::Lock lock(loop_);
-  devices_.listChanged = [this] { notify(AudioProperty::devices); };
+  devices_.listChanged = [this] {
+    notify(AudioProperty::devices);
+    defaultsWatch_.update();
+  };
+  defaultsWatch_.isUnknown = [this] { return isDefaultUnknown(); };
+  defaultsWatch_.askAgain = [this] { graph_.askForDefaults(); };
+  defaultsWatch_.gaveUp = [this] {
+    log_.warning("Sonmere: the session tells no default device; going by the devices themselves");
+    notifyDefaultOutput();
+    notify(AudioProperty::defaultInput);
+  };
   devices_.deviceChanged = [this](AudioDeviceID device, AudioProperty property, AudioScope scope) {
     listeners_.notify(device, property, scope);
   };
@@ -81,6 +92,7 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
   };
   graph_.defaults().presenceChanged = [this](bool isPresent) {
     if (isPresent) mover_.tableCameBack();
+    defaultsWatch_.update();
     loop_.wake();
   };
   graph_.settings().changed = [this](GlobalID, const std::string& key, const std::optional<std::string>&) {
@@ -158,6 +170,7 @@ void PipeWireServer::protectDefault() {
 }
 
 void PipeWireServer::ready() {
+  defaultsWatch_.update();
   const bool isRestart = std::exchange(wasReady_, true);
   if (!isRestart) return;
   log_.warning(fmt::format("Sonmere: the audio server is back after {:.1f} s",
@@ -176,6 +189,7 @@ void PipeWireServer::lost() {
   for (ServerDependent* dependent : dependents_) dependent->serverLost();
   departing_.forget();
   room_.forget();
+  defaultsWatch_.reset();
   guard_.clear();
   watch_.reset();
   links_.reset();
@@ -194,13 +208,23 @@ void PipeWireServer::defaultsChanged(GlobalID subject, const std::string& key,
   }
   if (key == AppMover::kReachableKey) mover_.reachChanged();
   if (subject == 0 && key == "default.audio.sink") {
+    defaultsWatch_.update();
     protectDefault();
-    notify(AudioProperty::defaultOutput);
-    notify(AudioProperty::defaultSystemOutput);
-    if (outputsChanged) outputsChanged();
+    notifyDefaultOutput();
   }
   if (subject == 0 && key == "default.audio.source") notify(AudioProperty::defaultInput);
   loop_.wake();
+}
+
+void PipeWireServer::notifyDefaultOutput() {
+  notify(AudioProperty::defaultOutput);
+  notify(AudioProperty::defaultSystemOutput);
+  if (outputsChanged) outputsChanged();
+  loop_.wake();
+}
+
+bool PipeWireServer::isDefaultUnknown() const {
+  return isReady() && devices_.best(AudioScope::output) && !graph_.defaults().value(0, "default.audio.sink");
 }
 
 void PipeWireServer::settingsChanged(const std::string& key) {
@@ -276,7 +300,10 @@ std::uint32_t PipeWireServer::graphQuantum() const {
 }
 
 std::string PipeWireServer::defaultName(DefaultDevice role) const {
-  return nameIn(graph_.defaults().value(0, "default.audio." + side(role)));
+  const auto told = graph_.defaults().value(0, "default.audio." + side(role));
+  if (told || !defaultsWatch_.hasGivenUp()) return nameIn(told);
+  const auto* device = devices_.best(role == DefaultDevice::input ? AudioScope::input : AudioScope::output);
+  return device ? device->uid : std::string();
 }
 
 // The session manager takes the wish and sets the default by it.

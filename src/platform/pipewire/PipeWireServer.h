@@ -10,6 +10,7 @@
 #include "platform/pipewire/AppMover.h"
 #include "platform/pipewire/ArrivalWatch.h"
 #include "platform/pipewire/CycleStream.h"
+#include "platform/pipewire/DefaultsWatch.h"
 #include "platform/pipewire/DepartingStreams.h"
 #include "platform/pipewire/DeviceDirectory.h"
 #include "platform/pipewire/GraphMirror.h"
@@ -77,7 +78,9 @@ class PipeWireServer final : private GraphObserver {
 
   // Whether a graph can run with buffers of that size.
   bool allowsQuantum(std::uint32_t frames) const;
-  // The default device's UID; empty: there is none.
+
+  // The default device's UID; empty: there is none. Of a session that does not tell for two seconds it is the
+  // device that it would choose.
   std::string defaultName(DefaultDevice role) const;
   OSStatus setDefaultName(DefaultDevice role, const std::string& uid);
 
@@ -106,6 +109,8 @@ class PipeWireServer final : private GraphObserver {
   void nodeRemoved(const GraphNode& node) override;
   void clientChanged(const GraphClient& client) override;
   void clientRemoved(const GraphClient& client) override;
+  bool isDefaultUnknown() const;
+  void notifyDefaultOutput();
   void portAdded(const GraphPort& port) override;
   void portRemoved(const GraphPort& port) override { links_.portRemoved(port); }
   void linkAdded(const GraphLink& link) override;
@@ -140,3 +145,4 @@ class PipeWireServer final : private GraphObserver {
 };
 
 }  // namespace sonmere
+  DefaultsWatch defaultsWatch_;
