@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "PipeWireWorld.h"
 
 namespace sonmere {
@@ -64,6 +66,16 @@ TEST(Aggregate, SixteenChannelsReachEightTracks) {
   EXPECT_EQ(hardware.fullSubDeviceList(*aggregate).value().size(), 8u);
   EXPECT_EQ(hardware.streamConfiguration(*aggregate, AudioScope::output).value(),
             std::vector<std::uint32_t>{16});
+  // Mixers and patchbays show it, and what it is made of, as this program's.
+  const auto nodes = nlohmann::json::parse(world.session.run({"pw-dump"}), nullptr, false);
+  int parts = 0;
+  for (const auto& object : nodes) {
+    const auto properties = object.value("/info/props"_json_pointer, nlohmann::json::object());
+    if (!properties.value("node.name", "").contains("sixteen")) continue;
+    ++parts;
+    EXPECT_EQ(properties.value("device.icon-name", ""), "com.sonmere.ToneFerry") << properties;
+  }
+  EXPECT_EQ(parts, 18) << "two sides of one device and eight streams";
   std::atomic<int> cycles{0};
   Latest third, eighth;
   const Playing output(hardware, *aggregate, steps, &cycles);

@@ -122,7 +122,11 @@ TEST_F(ProgramStory, AGuardThatIsKilledIsReplaced) {
 // What a killed program has left is there until the server has been told; a frozen one is asked again.
 TEST_F(ProgramStory, AFrozenServerIsToldWhenItAnswers) {
   world.startMixer();
-  const pid_t guard = childrenOf(world.program.pid()).at(0);
+  pid_t guard = 0;
+  ASSERT_TRUE(world.until([&] {
+    const auto children = childrenOf(world.program.pid());
+    return children.size() == 1 && (guard = children[0]) != 0;
+  }));
   std::set<std::string> connections;
   const auto visits = [&] {
     connections.merge(socketsOf(guard));
@@ -160,10 +164,14 @@ TEST_F(ProgramStory, ItsStreamsBearItsName) {
   world.startMixer();
   const auto nodes = nlohmann::json::parse(world.session.run({"pw-dump"}), nullptr, false);
   int count = 0;
+  std::string output;
   for (const auto& object : nodes) {
     const auto properties = object.value("/info/props"_json_pointer, nlohmann::json::object());
     if (!properties.contains("sonmere.part")) continue;
     ++count;
+    // The same in each run.
+    if (properties.value("node.name", "") == "sonmere.output.fake.speaker")
+      output = properties.value("node.description", "");
     SCOPED_TRACE(properties.dump());
     EXPECT_EQ(properties.value("application.name", ""), "Sonmere");
     EXPECT_EQ(properties.value("application.id", ""), "com.sonmere.ToneFerry");
@@ -172,6 +180,7 @@ TEST_F(ProgramStory, ItsStreamsBearItsName) {
     EXPECT_TRUE(properties.value("node.description", "").starts_with("Sonmere"));
   }
   EXPECT_GE(count, 3) << "the output, the tap and the waiting room";
+  EXPECT_EQ(output, "Sonmere: Fake Speaker");
 }
 
 TEST_F(ProgramStory, AProgramThatIsToldToEndPutsEverythingBack) {

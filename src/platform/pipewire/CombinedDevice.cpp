@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+#include "platform/desktop/DesktopApplications.h"
+
 namespace sonmere {
 
 namespace {
@@ -96,14 +98,17 @@ std::string CombinedDevice::arguments(Side side) const {
   }
   const std::string mediaClass = fmt::format("Audio/{}{}", side == Side::output ? "Sink" : "Source",
                                              description_.isPrivate ? "/Internal" : "");
+  const std::string looks = fmt::format(
+      "application.name = Sonmere application.id = {0} application.icon-name = {0} device.icon-name = {0}",
+      kOwnBundleID);
   // No group of ours: the members' streams must not run before the combined node does, which they drive.
   return fmt::format(
       "{{ {} combine.mode = {} node.name = {} node.description = {} combine.props = {{ audio.position = {} "
-      "media.class = \"{}\" node.name = {} node.description = {} }} "
+      "media.class = \"{}\" node.name = {} node.description = {} {} }} stream.props = {{ {} }} "
       "stream.rules = [ {}] }}",
       server_.remote().empty() ? "" : "remote.name = " + quoted(server_.remote()),
       side == Side::output ? "sink" : "source", quoted(description_.uid), quoted(description_.name),
-      joined(all), mediaClass, quoted(description_.uid), quoted(description_.name), rules);
+      joined(all), mediaClass, quoted(description_.uid), quoted(description_.name), looks, looks, rules);
 }
 
 Result<AudioDeviceID> CombinedDevice::open() {

@@ -54,9 +54,9 @@ pw_properties* propertiesOf(const CycleStreamPlan& plan) {
   pw_properties* properties = pw_properties_new(
       PW_KEY_NODE_NAME, plan.name.c_str(), PW_KEY_NODE_DESCRIPTION, plan.description.c_str(),
       PW_KEY_MEDIA_NAME, plan.description.c_str(), PW_KEY_APP_NAME, "Sonmere", PW_KEY_APP_ID,
-      kOwnBundleID.data(), PW_KEY_APP_ICON_NAME, kOwnBundleID.data(), PW_KEY_MEDIA_TYPE, "Audio",
-      "state.restore-props", "false", "state.restore-target", "false", GraphNode::kPartProperty,
-      plan.name.c_str(), nullptr);
+      kOwnBundleID.data(), PW_KEY_APP_ICON_NAME, kOwnBundleID.data(), PW_KEY_DEVICE_ICON_NAME,
+      kOwnBundleID.data(), PW_KEY_MEDIA_TYPE, "Audio", "state.restore-props", "false", "state.restore-target",
+      "false", GraphNode::kPartProperty, plan.name.c_str(), nullptr);
   if (!plan.group.empty()) pw_properties_set(properties, PW_KEY_NODE_GROUP, plan.group.c_str());
   switch (plan.kind) {
     case Kind::sink:

@@ -37,15 +37,15 @@ OSStatus DeviceIO::startOnTap(const PipeWireTap& tap, double rate, std::uint32_t
   server_.add(*this);
   forwardsTo_ = tap.isMuted() ? std::nullopt : server_.narrowOutputs().find(tap);
   OSStatus status = startTapStream(tap, rate, latencyFrames);
-  if (status == noErr && forwardsTo_) status = startForwarding(rate, latencyFrames);
+  if (status == noErr && forwardsTo_) status = startForwarding(tap, rate, latencyFrames);
   if (status != noErr) stop();
   return status;
 }
 
 // The programs play into the tap, and what it takes is played for them, a cycle later.
-OSStatus DeviceIO::startForwarding(double rate, std::uint32_t latencyFrames) {
-  CycleStreamPlan forward =
-      plan(CycleStreamPlan::Kind::playback, server_.uniqueName("forward"), rate, latencyFrames);
+OSStatus DeviceIO::startForwarding(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
+  CycleStreamPlan forward = plan(CycleStreamPlan::Kind::playback, "sonmere.forward", rate, latencyFrames);
+  forward.description = tap.description.name;
   forward.target = *forwardsTo_;
   return server_.open(output_, std::move(forward), played, this);
 }
@@ -53,7 +53,8 @@ OSStatus DeviceIO::startForwarding(double rate, std::uint32_t latencyFrames) {
 OSStatus DeviceIO::startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames) {
   holds_ = tap.isMuted() || forwardsTo_;
   const auto kind = holds_ ? CycleStreamPlan::Kind::sink : CycleStreamPlan::Kind::listener;
-  CycleStreamPlan tapPlan = plan(kind, server_.uniqueName("tap"), rate, latencyFrames);
+  const std::string name = holds_ ? server_.uniqueName("tap") : "sonmere.capture";
+  CycleStreamPlan tapPlan = plan(kind, name, rate, latencyFrames);
   tapPlan.description = tap.description.name;
   if (!holds_) {
     tapPlan.positions = TapMixdown::positions();
@@ -104,7 +105,9 @@ void DeviceIO::capture(const PipeWireTap& tap, const GraphNode& node) {
 OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std::uint32_t latencyFrames) {
   server_.add(*this);
   const auto sidePlan = [&](CycleStreamPlan::Kind kind, AudioScope scope) {
-    CycleStreamPlan side = plan(kind, server_.uniqueName("io"), rate, latencyFrames);
+    const char* const direction = kind == CycleStreamPlan::Kind::playback ? "output" : "input";
+    CycleStreamPlan side = plan(kind, server_.stableName(direction, device), rate, latencyFrames);
+    side.description = server_.descriptionOf(device);
     side.target = device.uid;
     side.positions = server_.devices().channels(device, scope);
     side.format.channels = std::uint32_t(side.positions.size());

@@ -36,7 +36,7 @@ class DeviceIO final : public ServerDependent {
  private:
   CycleStreamPlan plan(CycleStreamPlan::Kind kind, std::string name, double rate,
                        std::uint32_t latencyFrames);
-  OSStatus startForwarding(double rate, std::uint32_t latencyFrames);
+  OSStatus startForwarding(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
   OSStatus startTapStream(const PipeWireTap& tap, double rate, std::uint32_t latencyFrames);
   const GraphNode* announcedNode();
   void capture(const PipeWireTap& tap, const GraphNode& node);

@@ -100,8 +100,8 @@ OSStatus PipeWireOutputUnit::uninitialize() {
 CycleStreamPlan PipeWireOutputUnit::plan(CycleStreamPlan::Kind kind, const PipeWireDevice& device) const {
   CycleStreamPlan plan;
   plan.kind = kind;
-  plan.name = server_.uniqueName(kind == CycleStreamPlan::Kind::playback ? "output" : "input");
-  plan.description = "Sonmere";
+  plan.name = server_.stableName(kind == CycleStreamPlan::Kind::playback ? "output" : "input", device);
+  plan.description = server_.descriptionOf(device);
   plan.format = kind == CycleStreamPlan::Kind::playback ? outputFormat_ : inputFormat_;
   plan.target = device.uid;
   plan.group = server_.group();

@@ -105,6 +105,9 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
     return false;
   };
   watch_.tick = [this] { return mover_.reclaim(); };
+  arrivals_.detour = [this] { return room_.serial(); };
+  arrivals_.look = [this] { return links_.look(); };
+  links_.refused = [this] { arrivals_.update(); };
   mover_.needChanged = [this] { updateRoom(); };
   room_.look = [this] {
     guard_.beat();
@@ -117,9 +120,6 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
   connection_.ready = [this] { ready(); };
   connection_.lost = [this] { lost(); };
   connection_.start();
-  arrivals_.detour = [this] { return room_.serial(); };
-  arrivals_.look = [this] { return links_.look(); };
-  links_.refused = [this] { arrivals_.update(); };
 }
 
 PipeWireServer::~PipeWireServer() {
@@ -127,6 +127,7 @@ PipeWireServer::~PipeWireServer() {
   if (forcedRate_ && graph_.settings().value(0, "clock.force-rate") == forcedRate_)
     graph_.settings().set(0, "clock.force-rate", "0");
   isEnding_ = true;
+  arrivals_.look = nullptr;
   departing_.releaseAll();
   mover_.leaveRoom();
   loop_.waitUntil([&] { return !room_.isLinked() || !isReady(); }, kAnswerTimeout);
@@ -139,7 +140,6 @@ PipeWireServer::~PipeWireServer() {
   });
   loop_.waitUntil([&] { return hasAnswered || !isReady(); }, kAnswerTimeout);
 }
-  arrivals_.look = nullptr;
 
 bool PipeWireServer::waitUntilReady(Duration timeout) {
   const PipeWireLoop::Lock lock(loop_);
@@ -269,6 +269,12 @@ std::string PipeWireServer::uniqueName(const std::string& kind) {
   return fmt::format("sonmere-{}-{}-{}", kind, getpid(), nextName_++);
 }
 
+std::string PipeWireServer::descriptionOf(const PipeWireDevice& device) const {
+  std::string name = devices_.name(device);
+  if (name.starts_with("Sonmere ")) name.erase(0, 8);
+  return "Sonmere: " + name;
+}
+
 double PipeWireServer::graphRate() const {
   const MetadataMirror& settings = graph_.settings();
   const double usual = numberIn(settings.value(0, "clock.rate"), kUsualRate);
@@ -299,6 +305,14 @@ std::uint32_t PipeWireServer::graphQuantum() const {
   return std::uint32_t(numberIn(settings.value(0, "clock.force-quantum"), usual));
 }
 
+bool PipeWireServer::allowsQuantum(std::uint32_t frames) const {
+  const MetadataMirror& settings = graph_.settings();
+  const double forced = numberIn(settings.value(0, "clock.force-quantum"), 0);
+  if (forced > 0) return frames == forced;
+  return frames >= numberIn(settings.value(0, "clock.min-quantum"), 1) &&
+         frames <= numberIn(settings.value(0, "clock.max-quantum"), kLargestQuantum);
+}
+
 std::string PipeWireServer::defaultName(DefaultDevice role) const {
   const auto told = graph_.defaults().value(0, "default.audio." + side(role));
   if (told || !defaultsWatch_.hasGivenUp()) return nameIn(told);
@@ -327,14 +341,6 @@ OSStatus PipeWireServer::open(std::unique_ptr<CycleStream>& stream, CycleStreamP
     stream.reset();
   return status;
 }
-bool PipeWireServer::allowsQuantum(std::uint32_t frames) const {
-  const MetadataMirror& settings = graph_.settings();
-  const double forced = numberIn(settings.value(0, "clock.force-quantum"), 0);
-  if (forced > 0) return frames == forced;
-  return frames >= numberIn(settings.value(0, "clock.min-quantum"), 1) &&
-         frames <= numberIn(settings.value(0, "clock.max-quantum"), kLargestQuantum);
-}
-
 
 void PipeWireServer::close(std::unique_ptr<CycleStream>& stream) {
   if (!stream) return;

@@ -62,8 +62,15 @@ class PipeWireServer final : private GraphObserver {
   pw_core* core() const { return connection_.core(); }
 
   AudioObjectID newID() { return nextID_++; }
-  // A node name that no other stream bears, of this run or another.
+  // A node name that no other stream bears, of this run or another: of devices that streams are sent to, for
+  // sessions remember such devices by name.
   std::string uniqueName(const std::string& kind);
+  // The same in each run, so that patchbays find the stream again.
+  std::string stableName(const std::string& kind, const PipeWireDevice& device) const {
+    return "sonmere." + kind + "." + device.uid;
+  }
+  // What users read of a stream that plays to a device, or takes from it: "Sonmere: Track 1".
+  std::string descriptionOf(const PipeWireDevice& device) const;
   // All streams of this program run in one clock group.
   const std::string& group() const { return group_; }
 
@@ -75,7 +82,6 @@ class PipeWireServer final : private GraphObserver {
   OSStatus setGraphRate(double rate);
   std::vector<double> allowedRates() const;
   std::uint32_t graphQuantum() const;
-
   // Whether a graph can run with buffers of that size.
   bool allowsQuantum(std::uint32_t frames) const;
 
@@ -103,14 +109,14 @@ class PipeWireServer final : private GraphObserver {
   void defaultsChanged(GlobalID subject, const std::string& key, const std::optional<std::string>& value);
   void settingsChanged(const std::string& key);
   void protectDefault();
+  bool isDefaultUnknown() const;
+  void notifyDefaultOutput();
   void updateRoom();
 
   void nodeChanged(const GraphNode& node) override;
   void nodeRemoved(const GraphNode& node) override;
   void clientChanged(const GraphClient& client) override;
   void clientRemoved(const GraphClient& client) override;
-  bool isDefaultUnknown() const;
-  void notifyDefaultOutput();
   void portAdded(const GraphPort& port) override;
   void portRemoved(const GraphPort& port) override { links_.portRemoved(port); }
   void linkAdded(const GraphLink& link) override;
@@ -127,11 +133,11 @@ class PipeWireServer final : private GraphObserver {
   GraphMirror graph_;
   DeviceDirectory devices_;
   ProcessDirectory processes_;
+  ArrivalWatch arrivals_;
   AppMover mover_;
   TapLinks links_;
   const NarrowOutputs narrowOutputs_;
   std::set<ServerDependent*> dependents_;
-  ArrivalWatch arrivals_;
   bool wasReady_ = false;
   bool isEnding_ = false;
   std::optional<Duration> lostAt_;
@@ -140,9 +146,9 @@ class PipeWireServer final : private GraphObserver {
   DepartingStreams departing_;
   WaitingRoom room_;
   std::string lastDefault_;
+  DefaultsWatch defaultsWatch_;
   ServerWatch watch_;  // outlives the connection, whose end it is told
   ServerConnection connection_;
 };
 
 }  // namespace sonmere
-  DefaultsWatch defaultsWatch_;
