@@ -7,6 +7,7 @@
 #include "dsp/kernels/PeakKernels.h"
 #include "editor/track/BlockReader.h"
 #include "editor/track/PlainWav.h"
+#include "editor/waveform/PixelText.h"
 #include "editor/waveform/WaveformPNG.h"
 #include "editor/waveform/WaveformPeakAnalyzer.h"
 #include "editor/waveform/WaveformSVG.h"
@@ -334,6 +335,8 @@ TEST_F(WaveformTest, APictureHasANameWhereThereIsRoom) {
   EXPECT_NE(*waveformPNG(titled("a", 200)), *waveformPNG(titled("b", 200)));
   EXPECT_GT(titled("a", 200).lanes[0].top, titled("", 200).lanes[0].top);
   EXPECT_EQ(*waveformPNG(titled("a", 60)), *waveformPNG(titled("", 60))) << "no room";
+  EXPECT_EQ(pixelTextWidth("0:05"), 3 * 6 + 3) << "digits are of one width, a colon is narrow";
+  EXPECT_EQ(pixelTextWidth("\u00e4\u2014a"), 3 * 6) << "characters, not bytes";
   const std::string longName(300, 'x');
   const std::string shown = titled(longName, 200).shownTitle;
   EXPECT_TRUE(shown.ends_with("xxx...") && shown.size() * 6 <= 400) << shown;

@@ -4,12 +4,17 @@
 
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "audio/file/AudioFileReader.h"
 #include "base/VirtualRuntime.h"
 #include "editor/track/TrackReader.h"
+#include "jobs/ImportJob.h"
+#include "jobs/JobError.h"
 #include "jobs/SessionChange.h"
+#include "jobs/WaveformJob.h"
 #include "recording/RecordingBench.h"
+#include "support/SizeLimit.h"
 
 namespace sonmere {
 namespace {
@@ -125,6 +130,80 @@ TEST_F(RecordingsDeskTest, AnEditIsAJobAndACancelledOneLeavesNothing) {
   EXPECT_EQ(ended.at(1).phase, Phase::cancelled);
   EXPECT_FALSE(fs::exists(path("c.wav")));
   EXPECT_FALSE(fs::exists(path("c.wav.tmp")));
+}
+
+TEST_F(RecordingsDeskTest, WhatCannotBeDoneSaysWhyAndLeavesNothing) {
+  const std::string a = make("a.wav"), slow = make("slow.wav", 2000);
+  std::ofstream(path("text.wav")) << "no audio";
+  const auto names = [&] {
+    std::set<std::string> all;
+    for (const auto& entry : fs::directory_iterator(folder.path())) all.insert(entry.path().filename());
+    return all;
+  };
+  const auto before = names();
+  const auto isRequest = [](const auto& result) {
+    return !result && result.error().domain == kJobRequestDomain;
+  };
+  EditRequest edit{.file = path("text.wav"), .save = ExportTarget{path("new.wav")}};
+  EXPECT_TRUE(isRequest(runEdit(edit, context())));
+  edit.file = a;
+  edit.change.trim = TimeRange{2, 3};
+  const auto beyond = runEdit(edit, context());
+  EXPECT_TRUE(!beyond && isFault(beyond.error(), JobFault::trim));
+  edit.change = {.normalising = Normalising{-16}};
+  edit.file = slow;
+  EXPECT_FALSE(runEdit(edit, context())) << "no loudness at this rate";
+  edit.change = {};
+  edit.measuresLoudness = true;
+  EXPECT_FALSE(runEdit(edit, context()));
+
+  WaveformRequest picture{.file = path("text.wav")};
+  picture.png = ExportTarget{path("new.png")};
+  EXPECT_TRUE(isRequest(drawWaveform(picture, context())));
+  picture.file = a;
+  picture.view = {2, std::nullopt};
+  const auto beyondToo = drawWaveform(picture, context());
+  EXPECT_TRUE(!beyondToo && isFault(beyondToo.error(), JobFault::trim));
+  picture.view = {};
+  picture.svg = ExportTarget{path("new.svg")};
+  for (const bool alsoPNG : {true, false}) {
+    if (!alsoPNG) picture.png.reset();
+    const SizeLimit full(100);
+    EXPECT_FALSE(drawWaveform(picture, context()));
+  }
+
+  ImportRequest import{.source = path("text.wav"), .folder = path(""), .session = {}, .name = {}};
+  EXPECT_TRUE(isRequest(importRecording(import, context())));
+  import.source = a;
+  import.session = "2026-01-01";
+  EXPECT_TRUE(isRequest(importRecording(import, context()))) << "there is no such session";
+  EXPECT_TRUE(isRequest(openSession(path(""), "2026-01-01", context())));
+  EXPECT_EQ(names(), before);
+}
+
+TEST_F(RecordingsDeskTest, ASessionIsNotChangedOrExportedInPart) {
+  desk.importFiles({make("a.wav")});
+  runtime.settle();
+  const std::string file = session().files[0].url, stamp = session().timestampString;
+  std::ofstream((fs::path(file).parent_path() / ("Broken \u2014 " + stamp + ".wav")).string()) << "none";
+  auto open = openSession(bench.defaultFolder(), stamp, context());
+  ASSERT_TRUE(open) << open.error().description;
+  ASSERT_EQ(open->tracks.size(), 2u);
+  EXPECT_FALSE(changeSession(*open, {.tracks = {"a", "none"}, .mute = true}, context()));
+  EXPECT_FALSE(open->tracks[0].muted || open->tracks[1].muted);
+  const SessionExportRequest mix{.out = {path("mix.wav")}};
+  const auto refused = SessionExport(*open, mix, context()).prepare();
+  EXPECT_TRUE(!refused && isFault(refused.error(), JobFault::unreadableTrack));
+  ASSERT_TRUE(changeSession(*open, {.tracks = {"Broken"}, .mute = true}, context()));
+  {
+    SessionExport work(*open, mix, context());
+    ASSERT_TRUE(work.prepare());
+    const SizeLimit full(100);
+    EXPECT_FALSE(work.write());
+  }
+  EXPECT_FALSE(fs::exists(path("mix.wav")));
+  ASSERT_TRUE(changeSession(*open, {.all = true, .mute = true}, context()));
+  EXPECT_FALSE(measureMix(*open, context())) << "nothing is heard";
 }
 
 }  // namespace
