@@ -143,6 +143,7 @@ class VolumeMixerEngine final : public LatencySource, public Route {
 
   bool isSuspendedForSleep_ = false;
   int failedRebuilds_ = 0;
+  std::optional<AudioDeviceID> triedDevice_;  // the default output of the latest build
   ScopedTask outputRebuild_;
   ScopedTask persistDebounce_;
   bool persistQuitFlushRegistered_ = false;

@@ -17,6 +17,7 @@ constexpr Duration kNoDeviceRetryDelay = std::chrono::seconds(5);
 }  // namespace
 
 bool VolumeMixerEngine::buildOutput() {
+  triedDevice_ = CoreAudioUtils::defaultOutput(context_.hardware());
   const auto message = output_.build();
   if (message && message != *errorMessage) context_.log.error("Sonmere: " + *message);
   tell(message);
@@ -67,12 +68,13 @@ void VolumeMixerEngine::suspend() {
 }
 
 // After a wake the output of before may go on playing meanwhile, so that nothing is lost where the devices
-// never stopped.
+// never stopped. Devices that come and go beside the default are no reason for another attempt: those that
+// fail are counted.
 void VolumeMixerEngine::revalidate(RevalidationReason reason) {
   if (reason == RevalidationReason::wake) isSuspendedForSleep_ = false;
-  const bool isBound =
-      output_.isRunning() && CoreAudioUtils::defaultOutput(context_.hardware()) == output_.boundDevice();
-  if (reason != RevalidationReason::deviceChange || !isBound) rebuildOutput();
+  if (!*isEnabled) return;
+  const bool isChange = reason == RevalidationReason::deviceChange;
+  if (!isChange || CoreAudioUtils::defaultOutput(context_.hardware()) != triedDevice_) rebuildOutput();
 }
 
 RouteHealthEntry VolumeMixerEngine::health() const {

@@ -120,6 +120,25 @@ TEST_F(VolumeMixerRecoveryTest, AMixerThatWasOnWaitsForAnOutputAtLaunch) {
   EXPECT_EQ(world->mixerError(), "");
 }
 
+TEST_F(VolumeMixerRecoveryTest, DevicesThatComeAndGoUseUpNoAttempts) {
+  begin();
+  world->host().faults().failFrom(Operation::unitStart, 1, -50);
+  world->host().setDefault(DefaultDevice::output, SimulatedHost::kHeadsetUID);
+  world->wait(0.5);
+  EXPECT_EQ(world->mixerError(), "Failed to start audio output (-50).");
+  for (int i = 0; i < 10; ++i) {
+    SimulatedDeviceDescription device;
+    device.uid = device.name = "device " + std::to_string(i);
+    world->host().plug(device);
+    world->wait(0.2);
+  }
+  EXPECT_TRUE(*mixer().isEnabled);
+  world->host().faults().clear();
+  world->host().setDefault(DefaultDevice::output, SimulatedHost::kSpeakersUID);
+  world->wait(0.5);
+  expectMixedOn(*speakers);
+}
+
 // Neither build nor app is given up at the first failure; at the last the mixer goes off and says why.
 TEST_F(VolumeMixerRecoveryTest, ARebuildThatFailsFreesTheAppsAndIsTriedAgain) {
   begin();
