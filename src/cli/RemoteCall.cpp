@@ -1,6 +1,7 @@
 #include "cli/RemoteCall.h"
 
 #include "app/PlatformFolders.h"
+#include "cli/CommandHints.h"
 #include "cli/ExitStatus.h"
 #include "cli/Tell.h"
 
@@ -31,8 +32,8 @@ int RemoteCall::tell(int status, const std::string& text) const {
   return sonmere::tell(command_, status, text);
 }
 
-int RemoteCall::fail(const Error& error) const {
-  return sonmere::tell(command_, isBadInput(error) ? kExitBadInput : kExitFailure, error.description,
+int RemoteCall::fail(const Error& error, const ControlJSON& params) const {
+  return sonmere::tell(command_, isBadInput(error) ? kExitBadInput : kExitFailure, withCommand(error, params),
                        codeOf(error));
 }
 
@@ -44,7 +45,7 @@ int RemoteCall::with(const std::function<int(ControlClient&)>& talk) const {
 int RemoteCall::ask(const std::string& method, const ControlJSON& params, const Show& show) const {
   return with([&](ControlClient& client) {
     const auto result = client.call(method, params);
-    if (!result) return fail(result.error());
+    if (!result) return fail(result.error(), params);
     showNotes(*result);
     show(*result);
     return int(kExitSuccess);
@@ -54,7 +55,7 @@ int RemoteCall::ask(const std::string& method, const ControlJSON& params, const 
 void RemoteCall::showNotes(const ControlJSON& result) const {
   if (!result.is_object()) return;
   for (const auto& note : result.value("notes", ControlJSON::array()))
-    if (note.is_string()) tell(kExitSuccess, note);
+    if (note.is_string()) tell(kExitSuccess, withCommand(std::string(note)));
 }
 
 }  // namespace sonmere

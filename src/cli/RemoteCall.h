@@ -20,7 +20,8 @@ class RemoteCall {
   int with(const std::function<int(ControlClient&)>& talk) const;
 
   int tell(int status, const std::string& text) const;
-  int fail(const Error& error) const;
+  // `params` are those of the request that was refused.
+  int fail(const Error& error, const ControlJSON& params = {}) const;
   // What the program has to say about a change, as values that were held to their limits.
   void showNotes(const ControlJSON& result) const;
 

@@ -10,6 +10,7 @@
 #include "control/AppMatch.h"
 #include "control/ControlError.h"
 #include "control/EffectLimits.h"
+#include "control/KeptForLater.h"
 #include "dsp/Boost.h"
 #include "dsp/Level.h"
 
@@ -147,12 +148,11 @@ Outcome<std::string> AppControl::find(const std::string& app) const {
 void AppControl::noteIfUnheard(AppChange& change, const std::string& id) const {
   if (engine().tapOf(id)) return;
   if (engine().isRouteWaiting(id))
-    change.notes.push_back("kept for later: the app's route waits until it plays");
+    change.notes.emplace_back(KeptForLater::kRouteWaits);
   else if (!*mixer().isEnabled)
-    change.notes.push_back(
-        "kept for later: per-app volume is off (sonmere mixer on) and the app is not routed");
+    change.notes.emplace_back(KeptForLater::kMixerIsOff);
   else if (mixer().directBundleIDs->contains(id))
-    change.notes.push_back("kept for later: the app is Direct, and plays untouched");
+    change.notes.emplace_back(KeptForLater::kIsDirect);
 }
 
 Outcome<AppChange> AppControl::setVolume(const std::string& app, VolumeRequest request) {
@@ -236,7 +236,7 @@ Outcome<AppChange> AppControl::route(const std::string& app, std::optional<int> 
                                           engine().errorMessage()->value_or("its tap could not be made"))));
   AppChange change{describe(*id), {}};
   if (bus && !engine().isGlobalEnabled())
-    change.notes.push_back("kept for later: routing is off (sonmere routing on)");
+    change.notes.emplace_back(KeptForLater::kRoutingIsOff);
   else if (bus && !change.app.isRunning)
     change.notes.push_back(fmt::format("{} is not playing; its route waits for it", *id));
   return change;

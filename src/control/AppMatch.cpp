@@ -68,9 +68,7 @@ Outcome<std::string> matchApp(const std::string& text, const std::vector<AppName
   auto found = find(text, apps, {"app", "apps"});
   if (!found) return std::unexpected(found.error());
   if (*found) return **found;
-  return std::unexpected(
-      controlError(ControlFault::notFound,
-                   fmt::format("there is no app \"{}\"; sonmere apps lists those there are", text)));
+  return std::unexpected(controlError(ControlFault::notFound, fmt::format("there is no app \"{}\"", text)));
 }
 
 Outcome<std::string> matchName(const std::string& text, const std::vector<AppName>& names,

@@ -24,6 +24,14 @@ std::unexpected<Error> lost(std::string text) {
 
 }  // namespace
 
+Error controlAnswerError(const ControlJSON& error) {
+  const auto code = error.find("code"), message = error.find("message");
+  const bool hasCode = code != error.end() && code->is_number_integer();
+  const bool hasText = message != error.end() && message->is_string();
+  return {ControlClient::kAnswerDomain, hasCode ? std::int64_t(*code) : 0,
+          hasText ? std::string(*message) : "no reason given"};
+}
+
 Outcome<ControlClient> ControlClient::connect(const std::filesystem::path& folder) {
   auto socket = connectToControl(folder);
   if (socket) {
@@ -35,8 +43,7 @@ Outcome<ControlClient> ControlClient::connect(const std::filesystem::path& folde
   }
   const bool isAbsent = socket.error().code == ENOENT || socket.error().code == ECONNREFUSED;
   if (!isAbsent || socket.error().domain != kPOSIXErrorDomain) return std::unexpected(socket.error());
-  return std::unexpected(
-      Error{kErrorDomain, kNotRunning, "Sonmere is not running; start it with: sonmere run"});
+  return std::unexpected(Error{kErrorDomain, kNotRunning, "Sonmere is not running"});
 }
 
 // The program as a process, so that no later one of the same number is taken for it.
@@ -67,7 +74,7 @@ Outcome<void> ControlClient::send(const std::string& text) {
   return {};
 }
 
-Outcome<std::optional<ControlJSON>> ControlClient::receive(int milliseconds) {
+Outcome<ControlJSON> ControlClient::receive() {
   while (true) {
     if (const auto line = framer_.next()) {
       auto message = ControlJSON::parse(*line, nullptr, false);
@@ -75,10 +82,12 @@ Outcome<std::optional<ControlJSON>> ControlClient::receive(int milliseconds) {
       return message;
     }
     pollfd waiting{socket_.get(), POLLIN, 0};
-    const int ready = ::poll(&waiting, 1, milliseconds);
-    if (ready == 0 || (ready < 0 && errno == EINTR)) return std::nullopt;
+    const int ready = ::poll(&waiting, 1, kAnswerTimeout);
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready == 0) return lost("Sonmere does not answer");
     std::array<char, 16384> bytes;
     const ssize_t size = ::recv(socket_.get(), bytes.data(), bytes.size(), 0);
+    if (size < 0 && errno == EINTR) continue;
     if (size <= 0) return lost("Sonmere has ended");
     framer_.append({bytes.data(), std::size_t(size)});
   }
@@ -88,17 +97,14 @@ Outcome<ControlJSON> ControlClient::call(const std::string& method, const Contro
   const int id = nextID_++;
   if (auto sent = send(controlRequestText(id, method, params)); !sent) return std::unexpected(sent.error());
   while (true) {
-    auto message = receive(kAnswerTimeout);
-    if (!message) return std::unexpected(message.error());
-    if (!*message) return lost("Sonmere does not answer");
-    ControlJSON& answer = **message;
-    const ControlJSON answered = answer.value("id", ControlJSON());
+    auto answer = receive();
+    if (!answer) return answer;
+    const ControlJSON answered = answer->value("id", ControlJSON());
     // What could not be read as a request is answered to nobody.
     if (answered != id && !answered.is_null()) continue;
-    if (const auto error = answer.find("error"); error != answer.end() && error->is_object())
-      return std::unexpected(Error{kAnswerDomain, error->value("code", 0),
-                                   error->value("message", std::string("no reason given"))});
-    return answer.value("result", ControlJSON());
+    if (const auto error = answer->find("error"); error != answer->end() && error->is_object())
+      return std::unexpected(controlAnswerError(*error));
+    return answer->value("result", ControlJSON());
   }
 }
 

@@ -23,7 +23,7 @@ class ControlClient {
   static constexpr std::int64_t kNotRunning = 1;
   static constexpr std::int64_t kLost = 2;  // the program ended, or answers something else
 
-  // The error says that nothing runs, and how to start it, or that what runs speaks another protocol or has
+  // The error says that nothing runs, or that what runs speaks another protocol or has
   // too many clients.
   static Outcome<ControlClient> connect(const std::filesystem::path& folder);
 
@@ -37,8 +37,8 @@ class ControlClient {
  private:
   explicit ControlClient(FileDescriptor socket);
   Outcome<void> send(const std::string& text);
-  // The next message; nothing after `milliseconds`.
-  Outcome<std::optional<ControlJSON>> receive(int milliseconds);
+  // The next message; kLost when none comes within the time that an answer may take.
+  Outcome<ControlJSON> receive();
 
   FileDescriptor socket_;
   FileDescriptor process_;  // the program's; invalid where the system can't tell
@@ -46,5 +46,8 @@ class ControlClient {
   int nextID_ = 1;
   ControlJSON greeting_;
 };
+
+// What the program refuses with, whatever form its error has.
+Error controlAnswerError(const ControlJSON& error);
 
 }  // namespace sonmere

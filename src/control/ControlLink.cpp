@@ -103,16 +103,12 @@ void ControlLink::handle(const std::string& line) {
   const ControlJSON id = message.value("id", ControlJSON());
   const auto error = message.find("error");
   const bool isError = error != message.end() && error->is_object();
-  const auto failure = [&] {
-    return Error{ControlClient::kAnswerDomain, error->value("code", 0),
-                 error->value("message", std::string())};
-  };
-  if (isError && id.is_null()) return lose(failure());
+  if (isError && id.is_null()) return lose(controlAnswerError(*error));
   const auto waiting = id.is_number_integer() ? waiting_.find(int(id)) : waiting_.end();
   if (waiting == waiting_.end()) return;
   const Done done = std::move(waiting->second);
   waiting_.erase(waiting);
-  isError ? done(std::unexpected(failure())) : done(message.value("result", ControlJSON()));
+  isError ? done(std::unexpected(controlAnswerError(*error))) : done(message.value("result", ControlJSON()));
 }
 
 void ControlLink::take(const ControlJSON& notification) {

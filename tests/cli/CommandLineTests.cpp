@@ -21,8 +21,15 @@
 namespace sonmere {
 namespace {
 
+// Nothing of the user's is found or changed.
 class CommandLineTest : public testing::Test {
  protected:
+  CommandLineTest() {
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"}) {
+      std::filesystem::create_directory(path(name));
+      setenv(name, path(name).c_str(), 1);
+    }
+  }
   struct Run {
     int status;
     std::string out;
@@ -320,11 +327,8 @@ TEST_F(CommandLineTest, ASignalEndsTheDemoEarlyWithItsFilesComplete) {
 class RunTest : public CommandLineTest {
  protected:
   RunTest() {
-    for (const char* name : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"})
-      setenv(name, path(name).c_str(), 1);
     setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
     setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1);
-    std::filesystem::create_directory(path("XDG_RUNTIME_DIR"));
   }
   ~RunTest() override { unsetenv("SONMERE_SETTINGS"); }
 };
@@ -389,6 +393,14 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "1.5"}).status, 0);
   setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
   EXPECT_NE(run({"master"}).out.find("master 50 %"), std::string::npos) << "other settings are none of its";
+  EXPECT_EQ(run({"volume", "nosuch"}).err,
+            "sonmere volume: there is no app \"nosuch\"; sonmere apps lists those there are\n");
+  EXPECT_EQ(run({"profile", "apply", "nosuch"}).err,
+            "sonmere profile apply: there is no profile \"nosuch\"\n");
+  EXPECT_EQ(run({"mixer", "off"}).status, 0);
+  EXPECT_TRUE(run({"volume", "music", "50%"}).err.ends_with("; turn it on with: sonmere mixer on\n"));
+  EXPECT_EQ(run({"routing", "off"}).status, 0);
+  EXPECT_TRUE(run({"route", "music", "2"}).err.ends_with("; turn it on with: sonmere routing on\n"));
   const auto second = run({"run", "--platform", "simulated"});
   EXPECT_EQ(second.status, 1);
   EXPECT_EQ(second.err, "sonmere run: Sonmere is running already (process " + std::to_string(child) + ")\n");

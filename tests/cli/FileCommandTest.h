@@ -18,7 +18,8 @@ namespace fs = std::filesystem;
 class FileCommandTest : public testing::Test {
  protected:
   FileCommandTest() {
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME"}) {
+    for (const char* name :
+         {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"}) {
       const char* value = std::getenv(name);
       saved.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
       setenv(name, folder.path().c_str(), 1);

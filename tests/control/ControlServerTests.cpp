@@ -283,6 +283,31 @@ TEST(ControlEndpoint, WhatAKilledInstanceLeftIsTakenOver) {
   close(ready[1]);
 }
 
+// Whatever a program of another version answers, a command ends with an error.
+TEST(LiveControlClient, AnErrorOfAnyFormIsAnError) {
+  TemporaryFolder folder;
+  const auto lock = InstanceLock::take(folder / "run");
+  const auto endpoint = ControlEndpoint::open(*lock);
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"id":1,"error":{"code":"x","message":7}})", "no reason given"},
+      {R"({"id":1,"error":{}})", "no reason given"},
+      {R"({"id":null,"error":{"code":-32003,"message":"full"}})", "full"},
+      {R"([1])", "Sonmere answered something that is no message"},
+      {"", "Sonmere answered something that is no message"}};
+  for (const auto& [answer, why] : cases) {
+    std::thread server([&, line = std::string(answer) + "\n"] {
+      pollfd waiting{(*endpoint)->descriptor(), POLLIN, 0};
+      poll(&waiting, 1, 60'000);
+      const auto client = (*endpoint)->accept();
+      EXPECT_GT(send(client->get(), line.data(), line.size(), MSG_NOSIGNAL), 0);
+    });
+    const auto refused = ControlClient::connect(folder / "run");
+    server.join();
+    ASSERT_FALSE(refused) << answer;
+    EXPECT_EQ(refused.error().description, why);
+  }
+}
+
 TEST(ControlEndpoint, AFolderThatIsNotTheUsersOrAPathThatIsTooLongIsRefused) {
   TemporaryFolder folder;
   std::filesystem::create_directory(folder / "real");
