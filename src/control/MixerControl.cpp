@@ -4,6 +4,7 @@
 
 #include "control/ControlError.h"
 #include "control/EffectLimits.h"
+#include "control/KeptForLater.h"
 #include "dsp/Boost.h"
 
 namespace sonmere {
@@ -27,7 +28,9 @@ Outcome<MixerChange> MixerControl::setEnabled(bool enabled) {
   if (!mixer().setEnabled(enabled))
     return std::unexpected(controlError(
         ControlFault::failed, mixer().errorMessage->value_or("the per-app volume could not be turned on")));
-  return MixerChange{state(), {}};
+  MixerChange change{state(), {}};
+  if (enabled && !change.mixer.isEnabled) change.notes.emplace_back(KeptForLater::kServerIsAbsent);
+  return change;
 }
 
 Outcome<MixerChange> MixerControl::setMaster(VolumeRequest request) {

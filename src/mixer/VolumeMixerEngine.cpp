@@ -77,6 +77,11 @@ void VolumeMixerEngine::restoreEnabled() {
 // On and off.
 
 bool VolumeMixerEngine::setEnabled(bool enabled) {
+  // Before the server answers: a wish for attach().
+  if (appTapEngine_.expired()) {
+    store_.setEnabled(enabled);
+    return true;
+  }
   if (!enabled) {
     switchOff();
     tell(std::nullopt);

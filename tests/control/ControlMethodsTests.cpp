@@ -574,6 +574,22 @@ TEST_F(ControlMethodsTest, TheMicrophonesSettingsAreToldAndHeld) {
                                        {"input.set", R"({"input":"nobody","volume":1})"},
                                        {"input.remove", R"({"input":""})"}})
     EXPECT_NE(code(method, params), 0) << method << params;
+
+// While the server is waited for nothing is built, and what was stored would hold.
+TEST(MixerControl, WhatIsWishedBeforeTheServerAnswersHoldsThen) {
+  AppWorld<VirtualRuntime> world{1};
+  MixerControl mixer(world.start());
+  const auto isStored = [&] { return world.settings.boolValue("sonmere.volumeMixer.isEnabled"); };
+  const auto on = mixer.setEnabled(true);
+  ASSERT_TRUE(on);
+  EXPECT_EQ(on->notes, std::vector<std::string>{"kept for later: the audio server does not answer yet"});
+  EXPECT_TRUE(isStored());
+  ASSERT_TRUE(mixer.setEnabled(false));
+  EXPECT_FALSE(isStored());
+  ASSERT_TRUE(mixer.setEnabled(true));
+  world.app->startUp();
+  world.runtime.advance(fromSeconds(1));
+  EXPECT_TRUE(mixer.state().isEnabled);
 }
 
 }  // namespace
