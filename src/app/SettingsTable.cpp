@@ -51,7 +51,7 @@ std::vector<Setting> forUsers() {
           "Samples of recordings in WAV", When::nextRecording),
       {RecordingsFolder::kPathKey,
        Kind::folder,
-       "Where recordings go; without it the music folder's Sonmere",
+       "Where recordings go; without it Sonmere Recordings in the music folder",
        {},
        When::nextRecording,
        0,
@@ -99,6 +99,9 @@ std::vector<Setting> ofCommands() {
       structure("sonmere.mic.sends", "What of the microphone the Tracks get", "sonmere mic send"),
       structure("sonmere.mic.extraSources.*", "Additional inputs of each device", "sonmere input"),
       structure("sonmere.inputPin*", "The device that is kept as the default input", "sonmere input-lock"),
+      structure("sonmere.trackNames", "Names of the Tracks", "sonmere bus"),
+      structure("launchAtLogin", "Whether the program started at log-in when it last looked",
+                "sonmere login-item"),
       structure("sonmere.perapp.profiles", "Saved routings", "sonmere profile"),
       structure("sonmere.perapp.*", "Routes, with their volumes and mutes", "sonmere route, volume and mute"),
   };
@@ -107,14 +110,12 @@ std::vector<Setting> ofCommands() {
 std::vector<Setting> ofTheProgram() {
   return {
       structure("editor.shortcuts", "Keys of the editors that were changed", ""),
-      structure("sonmere.trackNames", "Names of the Tracks", ""),
       structure("sonmere.clientGains", "Volumes that the driver applies", ""),
       structure("sonmere.volumeMixer.dawHintSeen", "Apps that Direct was offered for", ""),
       structure("sonmere.hasCompletedFirstLaunch", "Whether there was a first start", ""),
       structure("sonmere.cleanSlateMigration.v5", "Whether old rows were taken over", ""),
       structure("sonmere.pending28Note", "A note that waits to be shown", ""),
       structure("sonmere.welcome.*", "Notes that were shown", ""),
-      structure("launchAtLogin", "Whether the program started at log-in when it last looked", ""),
       structure("didAutoRegisterLoginItem", "Whether the start at log-in was set up", ""),
   };
 }

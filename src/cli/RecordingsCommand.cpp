@@ -13,6 +13,7 @@
 #include "cli/FileWork.h"
 #include "cli/JSONOutput.h"
 #include "cli/RecordingsPrinter.h"
+#include "cli/RunningProgram.h"
 #include "cli/Text.h"
 #include "cli/UserLibrary.h"
 #include "jobs/ImportJob.h"
@@ -104,6 +105,17 @@ void printFolder(const RecordingsArguments& arguments, RecordingsLibrary& librar
   printJSON(all);
 }
 
+// A program that runs takes it up at once; what it has to say was said here already.
+Outcome<void> tellProgram(RecordingsLibrary& library) {
+  auto program = programWithTheseSettings();
+  if (!program) return {};
+  ControlJSON params{{"key", RecordingsFolder::kPathKey}};
+  const auto chosen = library.chosenFolder();
+  if (chosen) params["value"] = ControlJSON::parse(settingsValueToJSON(*chosen));
+  const auto told = program->call(chosen ? "settings.set" : "settings.reset", params);
+  return told ? Outcome<void>() : std::unexpected(told.error());
+}
+
 // Changes the setting; returns the exit status.
 int changeFolder(FileWork& work, UserLibrary& user, const RecordingsArguments& arguments) {
   RecordingsLibrary& library = user.library();
@@ -119,6 +131,7 @@ int changeFolder(FileWork& work, UserLibrary& user, const RecordingsArguments& a
       work.tell(kExitSuccess, pickedFolderUnavailableText(library.defaultFolder()));
   }
   if (const auto saved = user.save(); !saved) return work.fail(saved.error());
+  if (const auto told = tellProgram(library); !told) return work.fail(told.error());
   return kExitSuccess;
 }
 

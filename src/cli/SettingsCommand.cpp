@@ -3,10 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "app/FileSettingsStore.h"
-#include "app/PlatformFolders.h"
 #include "app/SettingState.h"
 #include "app/SettingsTable.h"
 #include "base/SettingsLevels.h"
@@ -14,12 +11,13 @@
 #include "cli/ExitStatus.h"
 #include "cli/JSONOutput.h"
 #include "cli/RemoteCall.h"
+#include "cli/RunningProgram.h"
 #include "cli/Tell.h"
 #include "cli/Text.h"
 #include "cli/TextTable.h"
 #include "cli/UserLibrary.h"
-#include "control/ControlClient.h"
 #include "control/SettingsCodec.h"
+#include "recording/RecordingsFolderState.h"
 
 namespace sonmere {
 
@@ -73,8 +71,10 @@ int show(const std::string& text) {
   return kExitSuccess;
 }
 
-int noSuchKey(const std::string& key) {
-  return tell(kExitFailure, fmt::format("there is no value under \"{}\"", key));
+int noValue(const std::string& key) {
+  const SettingDescription* setting = describeSetting(key);
+  return tell(kExitFailure, setting ? fmt::format("{} is not set. {}", key, setting->meaning)
+                                    : fmt::format("there is no value under \"{}\"", key));
 }
 
 // What the arguments say: a switch in words, JSON, or else the text as it stands.
@@ -83,14 +83,6 @@ SettingsValue valueOf(const std::string& key, const std::string& text) {
   const bool isFlag = setting && setting->kind == SettingDescription::Kind::flag;
   if (isFlag && (text == "on" || text == "off")) return text == "on";
   return settingsValueFromJSON(text).value_or(SettingsValue(text));
-}
-
-// The program that runs, when it has the settings that this command is for.
-std::optional<ControlClient> runningProgram() {
-  auto client = ControlClient::connect(userControlFolder());
-  if (!client || client->greeting().value("settings", "") != defaultSettingsPath().string())
-    return std::nullopt;
-  return std::move(*client);
 }
 
 // On the invented machine a program takes settings up for its run alone.
@@ -105,28 +97,27 @@ int finish(const Outcome<ControlJSON>& change) {
   return kExitSuccess;
 }
 
-// One that is not there yet may come.
-Outcome<void> checkFolder(const std::string& folder) {
-  if (!std::filesystem::exists(folder)) return {};
-  const auto user = UserLibrary::open([](const std::string&) {});
-  if (user && (*user)->library().isFolderUsable(folder) && (*user)->library().writeTest(folder)) return {};
-  return std::unexpected(Error{kSettingsErrorDomain, 1, folder + " can't be written to"});
-}
-
-Outcome<void> checkForFile(const std::string& key, const SettingsValue& value) {
-  const auto setting = settableSetting(key);
-  if (!setting) return std::unexpected(setting.error());
-  const auto checked = checkedSetting(**setting, value);
-  if (!checked) return std::unexpected(checked.error());
-  if ((*setting)->kind == SettingDescription::Kind::folder) return checkFolder(*checked->as<std::string>());
-  return {};
+int setFolderInFile(const std::string& folder) {
+  const auto user = UserLibrary::open([](const std::string& warning) { tell(kExitSuccess, warning); });
+  if (!user) return tell(kExitFailure, user.error().description);
+  RecordingsLibrary& library = (*user)->library();
+  const auto choice = library.chooseFolder(folder);
+  if (choice == RecordingsLibrary::Choice::refused)
+    return tell(kExitBadInput, folder + " can't be written to");
+  if (choice == RecordingsLibrary::Choice::absent)
+    tell(kExitSuccess, pickedFolderUnavailableText(library.defaultFolder()));
+  const auto saved = (*user)->save();
+  return saved ? int(kExitSuccess) : tell(kExitFailure, saved.error().description);
 }
 
 int setInFile(const std::string& key, const SettingsValue& value, bool force) {
-  if (const auto checked = checkForFile(key, value); !checked && !force)
-    return tell(kExitBadInput, checked.error().description);
+  const auto setting = settableSetting(key);
+  const auto checked = setting ? checkedSetting(**setting, value) : std::unexpected(setting.error());
+  if (!checked && !force) return tell(kExitBadInput, checked.error().description);
+  if (!force && (*setting)->kind == SettingDescription::Kind::folder)
+    return setFolderInFile(*checked->as<std::string>());
   return withSettings([&](SettingsSession& session) {
-    session.store().set(key, value);
+    session.store().set(key, checked.value_or(value));
     return session.finish();
   });
 }
@@ -140,20 +131,24 @@ int resetInFile(const std::string& key) {
   });
 }
 
+// As the service has it.
 std::string valueText(const ControlJSON& setting) {
   if (setting.contains("bytes")) return fmt::format("{} bytes", setting["bytes"].dump());
-  const ControlJSON value = setting.value("value", ControlJSON());
-  return value.is_null() ? "-" : value.is_string() ? std::string(value) : value.dump();
+  const auto value = settingsValueFromJSON(setting.value("value", ControlJSON()).dump());
+  return !value || value->isNull() ? "-" : plainText(*value);
+}
+
+std::string changedText(const ControlJSON& setting) {
+  if (!setting.value("changed", false) || !setting.contains("default")) return "";
+  const ControlJSON& otherwise = setting["default"];
+  return otherwise.is_null() ? " (changed)" : fmt::format(" (changed; without it {})", otherwise.dump());
 }
 
 std::string listText(const ControlJSON& settings) {
   TextTable table({{"key"}, {"value"}, {"takes"}, {"meaning"}});
-  for (const ControlJSON& each : settings) {
-    const bool isTold = each.value("changed", false) && each.contains("default");
+  for (const ControlJSON& each : settings)
     table.add({each.value("key", ""), valueText(each), each.value("takes", ""),
-               each.value("meaning", "not known to this version") +
-                   (isTold ? fmt::format(" (changed; without it {})", each["default"].dump()) : "")});
-  }
+               each.value("meaning", "not known to this version") + changedText(each)});
   return table.text();
 }
 
@@ -161,14 +156,14 @@ std::string listText(const ControlJSON& settings) {
 
 int runSettingsGet(const std::string& key) {
   if (key.empty()) return tell(kExitBadInput, "the key is empty");
-  if (auto program = runningProgram())
+  if (auto program = programWithTheseSettings())
     if (const auto setting = program->call("settings.get", {{"key", key}});
         setting && setting->contains("value") && !(*setting)["value"].is_null()) {
       return show(valueText(*setting));
     }
   return withSettings([&](SettingsSession& session) {
     const SettingState state = settingState(session.store(), key);
-    if (state.value.isNull()) return noSuchKey(key);
+    if (state.value.isNull()) return noValue(key);
     return show(plainText(state.value));
   });
 }
@@ -179,7 +174,7 @@ int runSettingsSet(const std::string& key, const std::string& text, SettingsForm
     return tell(kExitBadInput, fmt::format("the value of \"{}\" is nested too deeply; {} levels are the most",
                                            key, kMostValueLevels));
   const SettingsValue value = form.isData ? SettingsValue(SettingsData{text}) : valueOf(key, text);
-  auto program = runningProgram();
+  auto program = programWithTheseSettings();
   if (!program) return setInFile(key, value, form.isForced);
   const auto json = ControlJSON::parse(settingsValueToJSON(value), nullptr, false);
   const int status =
@@ -189,7 +184,7 @@ int runSettingsSet(const std::string& key, const std::string& text, SettingsForm
 
 int runSettingsReset(const std::string& key) {
   if (key.empty()) return tell(kExitBadInput, "the key is empty");
-  auto program = runningProgram();
+  auto program = programWithTheseSettings();
   if (!program) return resetInFile(key);
   const int status = finish(program->call("settings.reset", {{"key", key}}));
   return status == kExitSuccess && keepsNothing(*program) ? resetInFile(key) : status;
@@ -200,7 +195,7 @@ int runSettingsList(bool json) {
     fmt::print("{}", json ? jsonText({{"settings", settings}}) : listText(settings));
     return int(kExitSuccess);
   };
-  if (auto program = runningProgram())
+  if (auto program = programWithTheseSettings())
     if (const auto settings = program->call("settings")) return show(*settings);
   return withSettings([&](SettingsSession& session) {
     ControlJSON all = ControlJSON::array();

@@ -7,6 +7,7 @@
 #include "control/MixerControl.h"
 #include "control/RoutingControl.h"
 #include "recording/RecordingFormatSetting.h"
+#include "recording/RecordingsFolderState.h"
 
 namespace sonmere {
 
@@ -45,12 +46,16 @@ Outcome<SettingChange> SettingsControl::reset(const std::string& key) {
   const auto present = get(key);
   if (!present) return std::unexpected(present.error());
   SettingChange change;
-  if (present->description && present->description->kind == SettingDescription::Kind::folder)
+  const SettingDescription* description = present->description;
+  // Whoever owns it holds it in memory, and would store it again.
+  if (description && description->kind == SettingDescription::Kind::structure)
+    return refuse(ControlFault::badValue, fmt::format("{}; it can be taken away while Sonmere does not run",
+                                                      settableSetting(key).error().description));
+  if (description && description->kind == SettingDescription::Kind::folder)
     app_.recordingsLibrary()->useDefaultFolder();
-  else if (present->isStructure())
-    change.notes.push_back(fmt::format("{} is taken away at the next start", key));
-  else if (const auto applied = apply(key, present->description->fallback, change.notes); !applied)
-    return std::unexpected(applied.error());
+  else if (description)
+    if (const auto applied = apply(key, description->fallback, change.notes); !applied)
+      return std::unexpected(applied.error());
   settings().remove(key);
   change.setting = settingState(settings(), key);
   return change;
@@ -97,8 +102,7 @@ Outcome<void> SettingsControl::chooseFolder(const std::string& folder, std::vect
     case RecordingsLibrary::Choice::taken:
       return {};
     case RecordingsLibrary::Choice::absent:
-      notes.push_back(fmt::format("{} is not there; until it is, recordings go to {}", folder,
-                                  app_.recordingsLibrary()->defaultFolder()));
+      notes.push_back(pickedFolderUnavailableText(app_.recordingsLibrary()->defaultFolder()));
       return {};
     case RecordingsLibrary::Choice::refused:
       return refuse(ControlFault::badValue, fmt::format("{} can't be written to", folder));

@@ -26,7 +26,7 @@ class SettingsControl {
   Outcome<SettingState> get(const std::string& key) const;
   // `force` stores a value that the table refuses; it is read at the next start.
   Outcome<SettingChange> set(const std::string& key, const SettingsValue& value, bool force);
-  // Its default from now on.
+  // Its default from now on. Refused for structures, which their owners hold.
   Outcome<SettingChange> reset(const std::string& key);
 
  private:

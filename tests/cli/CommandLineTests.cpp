@@ -389,6 +389,14 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   EXPECT_NE(run({"master"}).out.find("master 50 %"), std::string::npos) << "at once";
   EXPECT_EQ(run({"settings", "get", "sonmere.volumeMixer.masterVolume"}).out, "0.5\n");
   EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "3"}).status, 2);
+  const std::string takes = path("takes\xFF");
+  EXPECT_EQ(run({"recordings", "folder", takes.c_str()}).status, 0);
+  EXPECT_EQ(run({"settings", "get", "sonmere.recordingsFolderPath"}).out, takes + "\n") << "paths are bytes";
+  EXPECT_EQ(run({"route", "beat", "track1"}).status, 0);
+  EXPECT_EQ(run({"record", "start", "track1"}).status, 0);
+  EXPECT_FALSE(std::filesystem::is_empty(takes)) << "the folder is in use from now on";
+  EXPECT_EQ(run({"record", "stop", "track1"}).status, 0);
+  EXPECT_EQ(run({"recordings", "folder", "--default"}).status, 0);
   setenv("SONMERE_SETTINGS", path("other.json").c_str(), 1);
   EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "1.5"}).status, 0);
   setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);

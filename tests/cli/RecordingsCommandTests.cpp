@@ -101,8 +101,27 @@ TEST_F(RecordingsCommandTest, TheFolderIsShownChangedAndGoneBackFrom) {
       "Until it's back, new recordings are saved to ~/Music/Sonmere Recordings\n");
   EXPECT_EQ(json({"recordings", "folder"})["unavailable"], true);
   EXPECT_EQ(run({"recordings", "folder", "--default"}).out, standard + " (the default)\n");
-  EXPECT_EQ(run({"settings", "get", "sonmere.recordingsFolderPath"}).status, 1);
+  EXPECT_EQ(run({"settings", "get", "sonmere.recordingsFolderPath"}).err,
+            "sonmere settings: sonmere.recordingsFolderPath is not set. Where recordings go; without it "
+            "Sonmere Recordings in the music folder\n");
   EXPECT_FALSE(fs::exists(standard)) << "made when something is recorded";
+}
+
+TEST_F(RecordingsCommandTest, TheSettingOfTheFolderIsHeldToTheSameRules) {
+  const auto set = [&](const std::string& wanted) {
+    return run({"settings", "set", "sonmere.recordingsFolderPath", wanted});
+  };
+  const auto get = [&] { return run({"settings", "get", "sonmere.recordingsFolderPath"}).out; };
+  std::ofstream(path("file")) << "in the way";
+  for (const std::string& bad : {path("file"), path(std::string(300, 'x')), std::string("/proc/version")})
+    EXPECT_EQ(set(bad).err, "sonmere settings: " + bad + " can't be written to\n");
+  EXPECT_EQ(set(path("takes\xFF")).status, 0);
+  EXPECT_EQ(get(), path("takes\xFF") + "\n");
+  EXPECT_NE(run({"settings", "list"}).out.find("(changed)\n"), std::string::npos);
+  const Run absent = set("/proc/none/takes");
+  EXPECT_EQ(absent.status, 0);
+  EXPECT_NE(absent.err.find("isn't available right now"), std::string::npos) << absent.err;
+  EXPECT_EQ(get(), "/proc/none/takes\n");
 }
 
 TEST_F(RecordingsCommandTest, AnImportJoinsASessionAtItsRate) {

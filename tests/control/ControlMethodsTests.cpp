@@ -265,7 +265,9 @@ TEST_F(ControlMethodsTest, ASettingThatCantBeIsRefusedWithWhatCanAndStoredWhenTh
       {"sonmere.recordingsFolderPath", "/proc", "/proc can't be written to"},
       {"sonmere.hiddenApps", {"a"}, "is changed by sonmere hide and unhide"},
       {"sonmere.perapp.volumes", {{"a", 1}}, "is changed by sonmere route, volume and mute"},
-      {"launchAtLogin", true, "is kept by Sonmere itself"},
+      {"launchAtLogin", true, "is changed by sonmere login-item"},
+      {"sonmere.trackNames", {{"2", "Drums"}}, "is changed by sonmere bus"},
+      {"didAutoRegisterLoginItem", true, "is kept by Sonmere itself"},
   };
   const auto before = world.settings.keys();
   for (const auto& [key, value, why] : cases) {
@@ -280,6 +282,28 @@ TEST_F(ControlMethodsTest, ASettingThatCantBeIsRefusedWithWhatCanAndStoredWhenTh
   EXPECT_EQ(world.settings.string("foo"), "bar");
   ASSERT_TRUE(call("settings.reset", R"({"key":"foo"})"));
   EXPECT_FALSE(world.settings.object("foo"));
+}
+
+// What an engine holds in memory it would store again.
+TEST_F(ControlMethodsTest, AStructureIsNotResetUnderItsOwner) {
+  ASSERT_TRUE(call("pin", R"({"app":"music"})"));
+  const auto refused = call("settings.reset", R"({"key":"sonmere.pinnedApps"})");
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().description,
+            "sonmere.pinnedApps is changed by sonmere pin and unpin; it can be taken away while Sonmere does "
+            "not run");
+  EXPECT_TRUE(world.settings.object("sonmere.pinnedApps"));
+}
+
+// Paths are bytes: JSON has those that are no UTF-8 in a form of their own.
+TEST_F(ControlMethodsTest, AFolderWhoseNameIsNoUTF8IsChosenAndShownAsItIs) {
+  const std::string takes = world.folder / "takes\xFF";
+  const ControlJSON value = ControlJSON::parse(settingsValueToJSON(takes));
+  const auto set =
+      call("settings.set", ControlJSON{{"key", "sonmere.recordingsFolderPath"}, {"value", value}}.dump());
+  ASSERT_TRUE(set);
+  EXPECT_EQ((*set)["setting"]["value"], value);
+  EXPECT_EQ(world.app->recordingsLibrary()->chosenFolder(), takes);
 }
 
 // Whatever the program stores is in the table of settings, and structures are told by size alone.
@@ -574,6 +598,7 @@ TEST_F(ControlMethodsTest, TheMicrophonesSettingsAreToldAndHeld) {
                                        {"input.set", R"({"input":"nobody","volume":1})"},
                                        {"input.remove", R"({"input":""})"}})
     EXPECT_NE(code(method, params), 0) << method << params;
+}
 
 // While the server is waited for nothing is built, and what was stored would hold.
 TEST(MixerControl, WhatIsWishedBeforeTheServerAnswersHoldsThen) {

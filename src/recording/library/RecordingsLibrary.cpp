@@ -21,10 +21,11 @@ void assignIfChanged(Observable<T>& observable, T value) {
 
 bool isAbsent(const Error& error) { return error.code == ENOENT || error.code == ENOTDIR; }
 
-// Something else than a folder stands where one is wanted.
+// Something else than a folder stands where one is wanted, or none of that name can be.
 bool isBlocked(const std::string& folder) {
   std::error_code ignored;
   fs::path at = folder;
+  if (!fs::exists(at, ignored) && ignored == std::errc::filename_too_long) return true;
   while (at.has_relative_path() && !fs::exists(fs::status(at, ignored))) at = at.parent_path();
   return !fs::is_directory(at, ignored);
 }
