@@ -8,7 +8,8 @@ constexpr Duration kDevicesSettle = fromMilliseconds(1500);
 }  // namespace
 
 TopicWatch::~TopicWatch() {
-  for (const ListenerID listener : listeners_) app_.context().platform.hardware().removeListener(listener);
+  for (const auto* const all : {&listeners_, &rateListeners_})
+    for (const ListenerID listener : *all) app_.context().platform.hardware().removeListener(listener);
 }
 
 Subscription TopicWatch::observe(std::function<void(const TopicSet&)> observer) {
@@ -75,20 +76,33 @@ void TopicWatch::listen() {
   listenToDevices();
 }
 
+void TopicWatch::listenTo(AudioObjectID object, AudioProperty property, std::vector<ListenerID>& listeners,
+                          void (TopicWatch::*changed)()) {
+  const auto added = app_.context().platform.hardware().addListener(
+      object, property, AudioScope::global, app_.context().runtime.mainQueue(),
+      [this, changed, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired()) (this->*changed)();
+      });
+  if (added) listeners.push_back(*added);
+}
+
 void TopicWatch::listenToDevices() {
-  AudioHardware& hardware = app_.context().platform.hardware();
   for (const AudioProperty property : {AudioProperty::devices, AudioProperty::defaultOutput,
-                                       AudioProperty::defaultInput, AudioProperty::serviceRestarted}) {
-    const auto added =
-        hardware.addListener(kAudioObjectSystemObject, property, AudioScope::global,
-                             app_.context().runtime.mainQueue(), [this, alive = std::weak_ptr(alive_)] {
-                               if (!alive.expired()) devicesChanged();
-                             });
-    if (added) listeners_.push_back(*added);
-  }
+                                       AudioProperty::defaultInput, AudioProperty::serviceRestarted})
+    listenTo(kAudioObjectSystemObject, property, listeners_, &TopicWatch::devicesChanged);
+  listenToRates();
+}
+
+// All anew: after a restart of the server an identifier may be another device's.
+void TopicWatch::listenToRates() {
+  AudioHardware& hardware = app_.context().platform.hardware();
+  for (const ListenerID listener : std::exchange(rateListeners_, {})) hardware.removeListener(listener);
+  for (const AudioDeviceID device : hardware.devices().value_or(std::vector<AudioDeviceID>{}))
+    listenTo(device, AudioProperty::nominalSampleRate, rateListeners_, &TopicWatch::rateChanged);
 }
 
 void TopicWatch::devicesChanged() {
+  listenToRates();
   const TopicSet concerned{Topic::devices, Topic::mixer, Topic::routing};
   mark(concerned);
   settled_ =

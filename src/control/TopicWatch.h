@@ -30,6 +30,10 @@ class TopicWatch {
     observers_.push_back(value.observe([this, topics = std::move(topics)](const Value&) { mark(topics); }));
   }
   void listenToDevices();
+  void listenToRates();
+  void listenTo(AudioObjectID object, AudioProperty property, std::vector<ListenerID>& listeners,
+                void (TopicWatch::*changed)());
+  void rateChanged() { mark({Topic::devices, Topic::mixer}); }
   void devicesChanged();
   void tell();
 
@@ -38,6 +42,7 @@ class TopicWatch {
   TopicSet marked_;
   std::vector<Subscription> observers_;
   std::vector<ListenerID> listeners_;
+  std::vector<ListenerID> rateListeners_;  // of the devices that there are
   Observable<TopicSet> told_;
   ScopedTask tell_;
   ScopedTask settled_;

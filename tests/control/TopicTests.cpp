@@ -143,6 +143,21 @@ TEST_F(TopicTest, ChangesThatNobodyAskedForAreToldToo) {
   EXPECT_NE(client.values["mixer"]["facts"]["outputDevice"], "");
 }
 
+TEST_F(TopicTest, TheRateOfADeviceAndTheNameOfATrackAreToldByThemselves) {
+  Follower& client = connect({"devices", "mixer", "routing"});
+  const auto rate = [&](const char* uid) { return client.values["devices"]["devices"][uid]["sampleRate"]; };
+  EXPECT_EQ(rate("USBHeadset"), 48000.0);
+  AudioHardware& hardware = world.platform.platform().hardware();
+  ASSERT_EQ(hardware.setNominalSampleRate(*hardware.deviceForUID("USBHeadset"), 44100), 0);
+  wait(0.1);
+  client.readAll();
+  EXPECT_EQ(rate("USBHeadset"), 44100.0);
+  world.app->trackNames().setTrackName(3, "Drums");
+  wait(0.1);
+  client.readAll();
+  EXPECT_EQ(client.values["routing"]["wishes"]["names"].dump(), R"({"3":"Drums"})");
+}
+
 TEST_F(TopicTest, ASlowReaderIsToldTheNewestAndNoMoreThanThat) {
   Follower &slow = connect({"apps"}), &actor = connect();
   std::size_t most = 0;
@@ -250,6 +265,7 @@ TEST_F(TopicTest, AfterRandomActsTheChangesGiveWhatAFreshSnapshotGives) {
           {pick(2) ? "record.start" : "record.stop", {{"bus", 2 + pick(3)}}},
           {pick(2) ? "profile.save" : "profile.delete", {{"name", std::string(1, char('a' + pick(3)))}}},
           {"settings.set", {{"key", "recording.format"}, {"value", pick(2) ? "wav" : "m4a"}}},
+          {"bus.rename", {{"bus", 2 + pick(3)}, {"name", pick(2) ? app : ""}}},
           {"settings.reset", {{"key", "sonmere.boostAllowed"}}}};
       const auto& [method, params] = acts[pick(int(std::size(acts)))];
       actor.ask(method, params);
