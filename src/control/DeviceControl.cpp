@@ -1,7 +1,5 @@
 #include "control/DeviceControl.h"
 
-#include <fmt/format.h>
-
 #include "audio/device/CoreAudioUtils.h"
 #include "control/ControlError.h"
 
@@ -11,8 +9,7 @@ Outcome<std::vector<DeviceState>> DeviceControl::list() const {
   AudioHardware& hardware = app_.context().platform.hardware();
   const auto devices = hardware.devices();
   if (!devices)
-    return std::unexpected(controlError(
-        ControlFault::failed, fmt::format("the audio server does not answer: error {}", devices.error())));
+    return std::unexpected(controlError(ControlFault::failed, "the audio server does not answer"));
   const auto output = CoreAudioUtils::defaultOutput(hardware), input = CoreAudioUtils::defaultInput(hardware);
   std::vector<DeviceState> all;
   for (const DeviceFacts& device : *app_.context().devices.devices())

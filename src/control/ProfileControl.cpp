@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "base/PrintableText.h"
 #include "control/ControlError.h"
 
 namespace sonmere {
@@ -17,17 +18,6 @@ ProfileState describe(const RoutingProfile& profile) {
   return state;
 }
 
-// Of ASCII, and those that UTF-8 writes as C2 80 to C2 9F.
-bool hasControlCharacter(const std::string& text) {
-  char before = 0;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7f || (before == '\xC2' && byte >= 0x80 && byte < 0xA0)) return true;
-    before = c;
-  }
-  return false;
-}
-
 Outcome<void> checkName(const std::string& name) {
   const auto refuse = [](std::string text) {
     return std::unexpected(controlError(ControlFault::badValue, std::move(text)));
@@ -36,7 +26,7 @@ Outcome<void> checkName(const std::string& name) {
   if (name.size() > ProfileControl::kLongestName)
     return refuse(fmt::format("the profile's name is too long: {} bytes, and {} at most", name.size(),
                               ProfileControl::kLongestName));
-  if (hasControlCharacter(name)) return refuse("the profile's name has a control character");
+  if (printable(name) != name) return refuse("the profile's name has a character that can't be shown");
   return {};
 }
 

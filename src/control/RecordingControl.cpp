@@ -43,12 +43,16 @@ RecordingHealthState RecordingControl::health() const {
   return health;
 }
 
+Outcome<void> RecordingControl::checkBus(int bus) {
+  if (isRoutableBus(bus)) return {};
+  return refuse(
+      ControlFault::badValue,
+      fmt::format("bus {} can't be recorded; those that can are 0, the bridge, and 2 to 9, Track 1 to 8",
+                  bus));
+}
+
 Outcome<void> RecordingControl::checkStart(int bus) const {
-  if (!isRoutableBus(bus))
-    return refuse(
-        ControlFault::badValue,
-        fmt::format("bus {} can't be recorded; those that can are 0, the bridge, and 2 to 9, Track 1 to 8",
-                    bus));
+  if (auto checked = checkBus(bus); !checked) return checked;
   if (app_.recordings()->isRecording(bus))
     return refuse(ControlFault::badValue, fmt::format("{} is being recorded already", busLabel(bus)));
   if (!app_.appTapEngine()->outputs().isRunning(bus))
@@ -70,6 +74,7 @@ Outcome<std::vector<RecordingState>> RecordingControl::start(const std::vector<i
 }
 
 void RecordingControl::stop(int bus, std::function<void(Outcome<std::string>)> done) {
+  if (auto checked = checkBus(bus); !checked) return done(std::unexpected(checked.error()));
   const bool wasRecording = app_.recordings()->isRecording(bus);
   app_.recordings()->stopRecording(bus, [bus, wasRecording,
                                          done = std::move(done)](std::optional<std::string> path) {

@@ -25,6 +25,7 @@ class RecordingControl {
   void stop(int bus, std::function<void(Outcome<std::string>)> done);
 
  private:
+  static Outcome<void> checkBus(int bus);
   Outcome<void> checkStart(int bus) const;
 
   ToneFerryApp& app_;

@@ -76,7 +76,8 @@ Outcome<BusState> RoutingControl::bus(int bus) const {
 
 Outcome<BusState> RoutingControl::rename(int bus, const std::string& name) {
   if (!isRoutableBus(bus) || bus == kBridgeBus)
-    return refuse(fmt::format("bus {} keeps its name; Tracks can be named", bus));
+    return refuse(fmt::format("{} keeps its name; Tracks can be named",
+                              isRoutableBus(bus) ? busLabel(bus) : fmt::format("bus {}", bus)));
   if (name.size() > kLongestName || printable(name) != name)
     return refuse(fmt::format("a name has at most {} bytes, and no control characters", kLongestName));
   if (const auto other = busFromText(name); other || name == "off")

@@ -158,6 +158,7 @@ TEST_F(ControlMethodsTest, WrongParametersDoNothingAndSayWhy) {
   EXPECT_EQ(code("volume", R"({"app":"org","volume":1})"), kAppAmbiguous);
   EXPECT_EQ(code("profile.apply", R"({"name":"none"})"), kAppNotFound);
   EXPECT_EQ(code("record.stop", R"({"bus":2})"), kAppNotFound);
+  EXPECT_EQ(code("record.stop", R"({"bus":55})"), kInvalidParams);
   EXPECT_EQ(*call("apps"), before);
   EXPECT_FALSE(methods.call("nonsense", ControlJSON::object(), peer, nullptr));
 }
@@ -171,6 +172,7 @@ TEST_F(ControlMethodsTest, AProfilesNameIsBoundInBytes) {
   std::string wide;
   for (int i = 0; i < 100; ++i) wide += "\u00c5";
   EXPECT_EQ(save(wide), 0) << "200 bytes, and no control characters";
+  for (const char* hidden : {"a\nb", "a\u0085", "gpj.\u202Eexe"}) EXPECT_EQ(save(hidden), kInvalidParams);
 }
 
 TEST_F(ControlMethodsTest, AClientOfAnotherProtocolIsToldBothVersions) {
