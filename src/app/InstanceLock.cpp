@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -30,10 +31,12 @@ Outcome<void> makeOwnFolder(const std::filesystem::path& folder) {
   return {};
 }
 
+// One that has just taken it may not have noted itself yet; what stands there then is the one before.
 std::string ownerOf(int lock) {
   char text[32] = {};
-  const ssize_t size = ::pread(lock, text, sizeof text - 1, 0);
-  return size > 0 ? fmt::format(" (process {})", std::atoi(text)) : "";
+  if (::pread(lock, text, sizeof text - 1, 0) <= 0) return "";
+  const pid_t owner = std::atoi(text);
+  return owner > 0 && (::kill(owner, 0) == 0 || errno == EPERM) ? fmt::format(" (process {})", owner) : "";
 }
 
 }  // namespace

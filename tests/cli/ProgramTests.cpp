@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -247,6 +248,19 @@ TEST(InstanceLock, StartersAtOnceNeverBothHaveIt) {
     waitpid(starter, &status, 0);
     EXPECT_EQ(status, 0);
   }
+}
+
+TEST(InstanceLock, AProcessThatHasEndedIsNotNamed) {
+  TemporaryFolder folder;
+  const pid_t dead = fork();
+  if (dead == 0) _exit(0);
+  waitpid(dead, nullptr, 0);
+  std::filesystem::create_directory(folder / "run");
+  const std::string lock = (folder / "run" / InstanceLock::kName).string();
+  std::ofstream(lock) << dead << "\n";
+  const FileDescriptor other(open(lock.c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
+  EXPECT_EQ(InstanceLock::take(folder / "run").error().description, "Sonmere is running already");
 }
 
 // Every program of the user decides alike where the one program is found.
