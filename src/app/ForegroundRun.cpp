@@ -152,7 +152,8 @@ void ForegroundRun::applyWishes() {
 // That of its route for an app that is routed or is to be, else that of the mixer.
 void ForegroundRun::setVolume(const std::string& id, const RunOptions::Volume& volume) {
   const bool isToBeRouted = std::ranges::any_of(options_.routes, [&](const RunOptions::Route& route) {
-    return route.bus && isSameText(route.app, volume.app);
+    const TappedAppInfo* row = rowFor(route.app);
+    return route.bus && row && row->bundleID == id;
   });
   if (isToBeRouted || app_.appTapEngine()->tapOf(id))
     app_.appTapEngine()->setVolume(id, volume.gain);
@@ -242,8 +243,9 @@ RunReport ForegroundRun::report() const {
     const bool isAsAsked = route.bus ? tap && tap->busIndex == *route.bus : row && !tap;
     report.routes.push_back({route.app, route.bus, isAsAsked});
   }
+  std::error_code ignored;
   for (const auto& [key, status] : recordings_)
-    if (std::filesystem::exists(status.path)) report.recordings.push_back(describe(status));
+    if (std::filesystem::exists(status.path, ignored)) report.recordings.push_back(describe(status));
   report.errors = errors_;
   return report;
 }

@@ -7,6 +7,7 @@
 
 #include "audio/file/AudioFileReader.h"
 #include "base/VirtualRuntime.h"
+#include "routing/FamilyRules.h"
 #include "support/AppWorld.h"
 
 namespace sonmere {
@@ -135,6 +136,22 @@ TEST_F(ForegroundRunTest, AnAppThatComesLaterIsArmedAndItsBusRecorded) {
   EXPECT_EQ(app("late").volume, 2.0f);
   ASSERT_EQ(report->recordings.size(), 1u);
   EXPECT_GT(report->recordings[0].frames, 48000);
+}
+
+TEST_F(ForegroundRunTest, AVolumeIsThatOfTheRouteHoweverEachNamesTheApp) {
+  const std::string id(FamilyRules::kCallAudioKey);
+  RunOptions options;
+  options.routes = {{id, 4}};
+  options.volumes = {{FamilyRules::familyName(id), 0.5f}};
+  world.launch("com.apple.avconferenced");
+  begin(options);
+  world.platform.embedded()->playAll();
+  world.runtime.advance(2 * kSecond);
+  run->quit();
+  world.runtime.advance(kSecond);
+  ASSERT_TRUE(report);
+  EXPECT_EQ(app(id).bus, 4);
+  EXPECT_EQ(app(id).volume, 0.5f);
 }
 
 TEST_F(ForegroundRunTest, AHungDriveIsGivenUpInTime) {
