@@ -9,6 +9,7 @@
 #include "base/DateText.h"
 #include "cli/JSONOutput.h"
 #include "cli/Text.h"
+#include "cli/TextTable.h"
 
 namespace sonmere {
 
@@ -69,23 +70,21 @@ void addRepairs(JSON& all, const RecordingScan& scan) {
 
 std::string sessionsText(const std::string& folder, const RecordingScan& scan) {
   if (scan.sessions.empty()) return fmt::format("There are no recordings in {}.\n", printable(folder));
-  std::string out = fmt::format("{:>5} {:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", "no.", "session", "name",
-                                "format", "length", "size", "file");
+  constexpr auto kRight = TextTable::Align::right;
+  TextTable table(
+      {{"no.", kRight}, {"session"}, {"name"}, {"format"}, {"length", kRight}, {"size", kRight}, {"file"}});
   std::size_t number = 0;
   for (const RecordingSession& session : scan.sessions) {
-    std::string stamp = session.timestampString;
     ++number;
     for (std::size_t i = 0; i < session.files.size(); ++i) {
       const RecordingFile& file = session.files[i];
-      const std::string place =
-          session.files.size() == 1 ? fmt::format("{}", number) : fmt::format("{}.{}", number, i + 1);
-      out += fmt::format("{:>5} {:<20} {:<24} {:<6} {:>9} {:>11}  {}\n", place, stamp,
-                         printable(file.displayName), name(file.format), lengthOf(file),
-                         sizeText(file.fileSize), printable(fileName(file)));
-      stamp.clear();
+      const bool isAlone = session.files.size() == 1;
+      table.add({isAlone ? fmt::format("{}", number) : fmt::format("{}.{}", number, i + 1),
+                 i == 0 ? session.timestampString : "", file.displayName, name(file.format), lengthOf(file),
+                 sizeText(file.fileSize), fileName(file)});
     }
   }
-  return out;
+  return table.text();
 }
 
 std::string foundText(const std::string& folder, const RecordingScan& scan) {

@@ -7,6 +7,7 @@
 #include "cli/JSONOutput.h"
 #include "cli/LoudnessText.h"
 #include "cli/Text.h"
+#include "cli/TextTable.h"
 
 namespace sonmere {
 
@@ -29,22 +30,32 @@ OutputJSON trackJSON(const SessionTrack& track) {
           {"unreadable", track.unreadable ? OutputJSON(track.unreadable->description) : nullptr}};
 }
 
+const char* heardText(const SessionTrack& track) {
+  if (track.muted) return "muted";
+  if (track.unreadable) return "unreadable";
+  if (track.soloed) return "solo";
+  return track.isAudible ? "yes" : "no";
+}
+
 void printTable(const OpenSession& open) {
-  fmt::print("{}\n{:<24} {:>11} {:>11} {:>11} {:>9} {:>9} {:>9}  {}\n", open.session.timestampString, "track",
-             "length", "from", "to", "fade-in", "fade-out", "gain", "heard");
+  constexpr auto kRight = TextTable::Align::right;
+  TextTable table({{"track"},
+                   {"length", kRight},
+                   {"from", kRight},
+                   {"to", kRight},
+                   {"fade-in", kRight},
+                   {"fade-out", kRight},
+                   {"gain", kRight},
+                   {"heard"}});
   for (const SessionTrack& track : open.tracks) {
     const TrimRange& range = track.input.range;
     const auto time = [&](std::int64_t frames) { return lengthText(double(frames) / range.sampleRate, 1); };
-    fmt::print("{:<24} {:>11} {:>11} {:>11} {:>9} {:>9} {:>9}  {}\n", printable(track.name),
-               time(range.totalFrames), time(range.startFrame), time(range.endFrame),
+    table.add({track.name, time(range.totalFrames), time(range.startFrame), time(range.endFrame),
                time(range.fadeInFrames), time(range.fadeOutFrames),
                range.gainLinear > 0 ? fmt::format("{:+.1f} dB", 20 * std::log10(range.gainLinear)) : "0",
-               track.muted        ? "muted"
-               : track.unreadable ? "unreadable"
-               : track.soloed     ? "solo"
-               : track.isAudible  ? "yes"
-                                  : "no");
+               heardText(track)});
   }
+  fmt::print("{}\n{}", open.session.timestampString, table.text());
 }
 
 }  // namespace
