@@ -195,9 +195,11 @@ int complete(const CLI::App& app, const std::vector<std::string>& words) {
 }
 
 // Where --help lists each command; what is in no list here stands in one of its own.
-constexpr std::pair<const char*, std::array<std::string_view, 12>> kGroups[] = {
+constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
     {"The program", {"run", "demo", "status", "watch", "report", "devices", "quit"}},
-    {"Apps", {"apps", "volume", "mute", "eq", "limit", "direct", "hide", "unhide", "pin", "unpin", "remove"}},
+    {"Apps",
+     {"apps", "volume", "mute", "eq", "limit", "direct", "hide", "unhide", "pin", "unpin", "remove",
+      "automatic"}},
     {"Per-app volume", {"mixer", "master", "output-eq", "boost"}},
     {"Microphone", {"mic", "input", "input-lock"}},
     {"Routing and recording", {"route", "routing", "bus", "record", "profile", "plugin"}},
@@ -279,7 +281,9 @@ int parseAndRun(int argc, const char* const* argv) {
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ParseError& error) {
-    return refuse(findUsageError(commandTree(app), words).value_or(UsageError{"", oneLine(error.what())}));
+    const CommandTree tree = commandTree(app);
+    return refuse(findUsageError(tree, words)
+                      .value_or(UsageError{findCommand(tree, words).path, oneLine(error.what())}));
   }
   if (const auto error = findEmpty(app, "")) return refuse(*error);
   if (arguments.run) return arguments.run();

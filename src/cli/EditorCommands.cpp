@@ -84,8 +84,10 @@ void addSession(CLI::App& app, std::function<int()>& run) {
   const auto a = std::make_shared<SessionArguments>();
   const auto addCommon = [&](CLI::App* command) {
     command
-        ->add_option("STAMP", a->stamp,
-                     "The stamp in the files' names (\"2026-01-31 20-15-00\"), or its beginning")
+        ->add_option(
+            "STAMP", a->stamp,
+            "The session: its stamp (\"2026-01-31 20-15-00\") or the beginning of one, its number in "
+            "the list, or \"latest\"")
         ->required();
     command->add_option("--folder", a->folder, "Where the recordings are (default: that of the settings)")
         ->type_name("DIR");

@@ -79,7 +79,10 @@ class InfoCommand {
 
   int run() {
     int status = kExitSuccess;
-    for (const std::string& file : arguments_.files) status = std::max(status, tellFile(file));
+    for (const std::string& file : arguments_.files) {
+      status = std::max(status, tellFile(file));
+      if (status > kExitSignalled) break;
+    }
     if (arguments_.json && !all_.empty()) printJSON({{"files", all_}});
     return status;
   }

@@ -7,7 +7,7 @@ namespace sonmere {
 
 namespace {
 
-// As the formatter takes it: hyphens that are typed, and no line that begins like a request.
+// As the formatter takes it: hyphens and quotes that are typed, and no line that begins like a request.
 std::string escaped(const std::string& text) {
   std::string out;
   for (const char c : text) {
@@ -15,6 +15,8 @@ std::string escaped(const std::string& text) {
       out += "\\e";
     else if (c == '-')
       out += "\\-";
+    else if (c == '"')
+      out += "\\(dq";
     else
       out += c;
   }

@@ -91,6 +91,14 @@ void printPath(const RecordingsArguments& arguments, const char* what, const std
   printJSON(all);
 }
 
+// What was done before something failed is told too.
+void printPaths(const RecordingsArguments& arguments, const char* what,
+                const std::vector<std::string>& paths) {
+  if (arguments.json && !paths.empty()) printJSON({{"paths", paths}});
+  if (!arguments.json)
+    for (const std::string& path : paths) fmt::print("{} {}\n", what, printable(path));
+}
+
 void printFolder(const RecordingsArguments& arguments, RecordingsLibrary& library) {
   const auto chosen = library.chosenFolder();
   if (!arguments.json) {
@@ -204,12 +212,18 @@ int runRecordingsDelete(const RecordingsArguments& arguments) {
   const RecordingTrash trash(userTrash());
   for (const std::string& path : paths)
     if (const auto checked = checkRecording(path); !checked) return work.fail(checked.error());
+  std::vector<std::string> moved;
+  int status = kExitSuccess;
   for (const std::string& path : paths) {
     const auto put = moveToTrash(path, trash, work.runtime().wallTime());
-    if (!put) return work.fail(put.error());
-    printPath(arguments, "Moved to the trash:", *put);
+    if (!put) {
+      status = work.fail(put.error());
+      break;
+    }
+    moved.push_back(*put);
   }
-  return kExitSuccess;
+  printPaths(arguments, "Moved to the trash:", moved);
+  return status;
 }
 
 int runRecordingsRestore(const RecordingsArguments& arguments) {
@@ -219,11 +233,17 @@ int runRecordingsRestore(const RecordingsArguments& arguments) {
   const RecordingTrash trash(userTrash());
   const auto found = trashedRecordings(place->folder, arguments.file, trash);
   if (found.empty()) return work.fail({"Arguments", 1, "no such recording of this folder is in the trash"});
+  std::vector<std::string> restored;
+  int status = kExitSuccess;
   for (const RecordingTrash::Entry& entry : found) {
-    if (const auto restored = trash.restore(entry); !restored) return work.fail(restored.error());
-    printPath(arguments, "Restored", entry.origin);
+    if (const auto back = trash.restore(entry); !back) {
+      status = work.fail(back.error());
+      break;
+    }
+    restored.push_back(entry.origin);
   }
-  return kExitSuccess;
+  printPaths(arguments, "Restored", restored);
+  return status;
 }
 
 int runRecordingsFolder(const RecordingsArguments& arguments) {

@@ -19,6 +19,7 @@ constexpr int kLeastBar = 6;
 constexpr int kBesideBar = 76;
 constexpr auto kRight = TextTable::Align::right;
 constexpr double kBarFloorDb = -60;
+constexpr const char* kNoApps = "No audio-producing apps detected. Play audio in an app and refresh.\n";
 
 std::string text(const ControlJSON& object, const char* name) {
   const auto found = object.find(name);
@@ -136,7 +137,7 @@ std::string statusText(const ControlJSON& status) {
 }
 
 std::string appsText(const ControlJSON& apps) {
-  if (apps.empty()) return "No audio-producing apps detected. Play audio in an app and refresh.\n";
+  if (apps.empty()) return kNoApps;
   TextTable table(
       {{"app"}, {"name"}, {"sound"}, {"volume", kRight}, {"level", kRight}, {"delay", kRight}, {""}});
   for (const ControlJSON& app : apps)
@@ -227,6 +228,7 @@ std::string limiterText(const ControlJSON& app) {
 }
 
 std::string levelsText(const ControlJSON& apps, int columns) {
+  if (apps.empty()) return kNoApps;
   const auto width =
       std::size_t(columns > 0 ? std::clamp(columns - kBesideBar, kLeastBar, kMostBar) : kMostBar);
   TextTable table({{"app"},

@@ -27,6 +27,7 @@ class Watch {
 
  private:
   ControlLink::Handlers handlers();
+  int connect();
   ControlJSON apps() const;
   bool isDone() const { return count_ > 0 && shown_ == count_; }
   void show();
@@ -55,8 +56,18 @@ ControlLink::Handlers Watch::handlers() {
   return handlers;
 }
 
+// Connected, or why not.
+int Watch::connect() {
+  for (link_.process(); link_.descriptor() < 0 && !failure_; link_.process()) {
+    // One that has begun to run meanwhile is tried again.
+    const int status = RemoteCall("watch").with([](ControlClient&) { return int(kExitSuccess); });
+    if (status != kExitSuccess) return status;
+  }
+  return kExitSuccess;
+}
+
 int Watch::run() {
-  link_.process();
+  if (const int status = connect(); status != kExitSuccess) return status;
   while (!failure_ && !isDone()) {
     pollfd waiting{link_.descriptor(), short(POLLIN | (link_.wantsWrite() ? POLLOUT : 0)), 0};
     poll(&waiting, 1, -1);
@@ -102,10 +113,6 @@ void Watch::show() {
 
 }  // namespace
 
-int runWatchCommand(bool json, int count) {
-  // Whether there is anything to watch.
-  const int status = RemoteCall("watch").with([](ControlClient&) { return int(kExitSuccess); });
-  return status == kExitSuccess ? Watch(json, count).run() : status;
-}
+int runWatchCommand(bool json, int count) { return Watch(json, count).run(); }
 
 }  // namespace sonmere

@@ -24,7 +24,8 @@ class JSONOutputTest : public testing::Test {
   };
 
   JSONOutputTest() {
-    for (const char* name : {"XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"}) {
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME",
+                             "XDG_RUNTIME_DIR"}) {
       fs::create_directory(path(name));
       fs::permissions(path(name), fs::perms::owner_all);
       setenv(name, path(name).c_str(), 1);
@@ -121,6 +122,8 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("recordings-list", {"recordings", "scan", "--folder", takes});
   expectForm("recordings-repair", {"recordings", "repair", "--folder", takes});
   expectForm("path", {"recordings", "import", file, "--folder", takes});
+  expectForm("paths", {"recordings", "delete", file, "1", "--folder", takes});
+  expectForm("paths", {"recordings", "restore", "20", "--folder", takes});
   expectForm("recordings-folder", {"recordings", "folder"});
   expectForm("settings", {"settings", "list"});
   expectForm("login-item", {"login-item", "status"});

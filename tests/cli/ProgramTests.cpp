@@ -221,6 +221,54 @@ TEST_F(ProgramTest, TheStartWithTheSessionIsTurnedOnAndOffByTheUser) {
   ASSERT_TRUE(isReady(atLogin));
 }
 
+// No invented machine takes the place of the user's server.
+TEST_F(ProgramTest, ItWaitsForTheAudioServerAndSaysSo) {
+  Program program({}, [] { setenv("PIPEWIRE_REMOTE", "nowhere", 1); });
+  EXPECT_EQ(
+      Program::readUntil(program.err, "Waiting"),
+      "sonmere run: Waiting for the pipewire audio server, which does not answer yet; --platform simulated "
+      "runs on an embedded one\n");
+  EXPECT_EQ(statusOf({"status"}), 0);
+  program.signal(SIGTERM);
+  Program::readAll(program.out);
+  EXPECT_EQ(program.wait(), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(path("XDG_CONFIG_HOME"))) << "nothing is set up in silence";
+}
+
+// An hour and a half of silence, which takes no room on the disk and a while to read.
+void makeLongFile(const std::string& file) {
+  constexpr std::uint32_t kBytes = 1 << 30, kRate = 48000, kFrameBytes = 4;
+  std::string head("RIFF....WAVEfmt ");
+  const auto put = [&](std::uint32_t number, int bytes) {
+    for (int i = 0; i < bytes; ++i) head.push_back(char(number >> (8 * i)));
+  };
+  for (const auto& [number, bytes] : {std::pair{16u, 4},
+                                      {1u, 2},
+                                      {2u, 2},
+                                      {kRate, 4},
+                                      {kRate * kFrameBytes, 4},
+                                      {kFrameBytes, 2},
+                                      {16u, 2}})
+    put(number, bytes);
+  head += "data";
+  put(kBytes, 4);
+  for (int i = 0; i < 4; ++i) head[std::size_t(4 + i)] = char((kBytes + 36) >> (8 * i));
+  std::ofstream(file, std::ios::binary) << head;
+  std::filesystem::resize_file(file, head.size() + kBytes);
+}
+
+// What is measured when Ctrl-C comes is the last, whatever else was asked for.
+TEST_F(ProgramTest, CtrlCEndsACommandOnSeveralFiles) {
+  for (const char* name : {"a.wav", "b.wav"}) makeLongFile(path(name));
+  Program program({"info", "--loudness", path("a.wav"), path("b.wav")});
+  ASSERT_TRUE(Program::readUntil(program.out, "size ").contains("a.wav"));
+  program.signal(SIGINT);
+  EXPECT_EQ(Program::readAll(program.out), "");
+  const std::string said = Program::readAll(program.err);
+  EXPECT_EQ(std::ranges::count(said, '\n'), 1) << said;
+  EXPECT_EQ(program.wait(), SIGINT);
+}
+
 // Those that start at the same moment: at most one at a time has it.
 TEST(InstanceLock, StartersAtOnceNeverBothHaveIt) {
   TemporaryFolder folder;

@@ -49,6 +49,8 @@ TEST(TextTableTest, ColumnsAreAsWideAsTheirCellsAndNoWiderThanTheTerminal) {
 }
 
 TEST(LevelsTableTest, ItFitsAndItsColumnsStayWhereTheyAre) {
+  EXPECT_EQ(levelsText(ControlJSON::array(), 80), appsText(ControlJSON::array()))
+      << "says that there is none";
   const auto frame = [](double level, double delay, int columns) {
     return linesOf(levelsText(ControlJSON::array({{{"name", "A program with a long name"},
                                                    {"control", "mixer"},
