@@ -59,6 +59,7 @@ RecordingContext ToneFerryApp::makeRecordingContext() {
             if (file) writers_.push_back(*file);
             return file;
           },
+          &environment_.platform,
           environment_.recordingsFolder};
 }
 

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "audio/device/BusTable.h"
+#include "recording/BridgeCapture.h"
 #include "recording/RecordingFormatSetting.h"
 #include "recording/RecordingTake.h"
 
@@ -19,10 +20,16 @@ constexpr double kFallbackSampleRate = 48000;
 
 std::string lastComponent(const std::string& path) { return std::filesystem::path(path).filename().string(); }
 
-BusRecordingStatus statusOf(const BusRecorder& recorder) {
-  return {recorder.busIndex(),   recorder.outputPath(),   recorder.format(),
-          recorder.startedAt(),  recorder.bytesWritten(), recorder.framesWritten(),
-          recorder.lostFrames(), recorder.lastPeak(),     recorder.everHadSignal()};
+BusRecordingStatus statusOf(int bus, const Recorder& recorder) {
+  return {bus,
+          recorder.outputPath(),
+          recorder.format(),
+          recorder.startedAt(),
+          recorder.bytesWritten(),
+          recorder.framesWritten(),
+          recorder.lostFrames(),
+          recorder.lastPeak(),
+          recorder.everHadSignal()};
 }
 
 }  // namespace
@@ -48,7 +55,7 @@ BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed
 }
 
 BusRecordings::~BusRecordings() {
-  for (const auto& [bus, recorder] : busRecorders_) feed_.setRecorderRing(bus, nullptr);
+  for (const int bus : rings_) feed_.setRecorderRing(bus, nullptr);
 }
 
 void BusRecordings::startRecordings(std::span<const int> buses, std::optional<RecordingFormat> format) {
@@ -63,9 +70,9 @@ void BusRecordings::startRecordings(std::span<const int> buses, std::optional<Re
 }
 
 std::optional<double> BusRecordings::recordingRate(int bus) const {
-  const auto found = busRecorders_.find(bus);
-  if (found == busRecorders_.end()) return std::nullopt;
-  return found->second->sampleRate();
+  const auto found = rings_.find(bus);
+  if (found == rings_.end()) return std::nullopt;
+  return busRecorders_.at(bus)->sampleRate();
 }
 
 Outcome<BusRecordings::Recorders> BusRecordings::makeRecorders(std::span<const int> buses,
@@ -76,14 +83,21 @@ Outcome<BusRecordings::Recorders> BusRecordings::makeRecorders(std::span<const i
   Recorders made;
   for (const int bus : buses) {
     if (made.contains(bus)) continue;
-    const double busRate = feed_.busSampleRate(bus);
-    const auto recorder =
-        take.add(BusRecorder::create(context_, {bus, format, busRate > 0 ? busRate : kFallbackSampleRate,
-                                                baseName(bus), take.folder(), take.date()}));
+    auto recorder = take.add(makeRecorder(bus, format, take));
     if (!recorder) return std::unexpected(recorder.error());
-    made[bus] = *recorder;
+    made[bus] = std::move(*recorder);
   }
   return made;
+}
+
+Outcome<std::shared_ptr<Recorder>> BusRecordings::makeRecorder(int bus, RecordingFormat format,
+                                                               const RecordingTake& take) {
+  if (bus == kBridgeBus && context_.platform)
+    return BridgeCapture::create(context_, *context_.platform,
+                                 {format, baseName(bus), take.folder(), take.date()});
+  const double rate = feed_.busSampleRate(bus);
+  return BusRecorder::create(context_, {bus, format, rate > 0 ? rate : kFallbackSampleRate, baseName(bus),
+                                        take.folder(), take.date()});
 }
 
 void BusRecordings::reportStartFailure(const Error& error) {
@@ -91,10 +105,13 @@ void BusRecordings::reportStartFailure(const Error& error) {
   context_.log.error("Sonmere: BusRecorder init failed: " + error.description);
 }
 
-void BusRecordings::begin(int bus, std::shared_ptr<BusRecorder> recorder) {
+void BusRecordings::begin(int bus, std::shared_ptr<Recorder> recorder) {
   busRecorders_[bus] = recorder;
-  feed_.setRecorderRing(bus, recorder->ring());
-  busRecordingStatuses.update([&](auto& rows) { rows[bus] = statusOf(*recorder); });
+  if (const auto* const ofBus = dynamic_cast<const BusRecorder*>(recorder.get())) {
+    rings_.insert(bus);
+    feed_.setRecorderRing(bus, ofBus->ring());
+  }
+  busRecordingStatuses.update([&](auto& rows) { rows[bus] = statusOf(bus, *recorder); });
   startStatusTimer();
   context_.log.info(
       fmt::format("Sonmere: started recording bus {} → {}", bus, lastComponent(recorder->outputPath())));
@@ -107,7 +124,7 @@ void BusRecordings::stopRecording(int bus, std::function<void(std::optional<std:
     return;
   }
   const auto recorder = found->second;
-  feed_.setRecorderRing(bus, nullptr);
+  if (rings_.erase(bus) > 0) feed_.setRecorderRing(bus, nullptr);
   busRecorders_.erase(found);
   busRecordingStatuses.update([&](auto& rows) { rows.erase(bus); });
   stopStatusTimerIfIdle();
@@ -188,7 +205,7 @@ void BusRecordings::statusTick() {
   busRecordingStatuses.update([&](auto& rows) {
     for (const auto& [bus, recorder] : busRecorders_) {
       recorder->setCountedBitDepth(depth);
-      rows[bus] = statusOf(*recorder);
+      rows[bus] = statusOf(bus, *recorder);
     }
   });
   const auto active = activeFiles();

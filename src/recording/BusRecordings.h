@@ -13,6 +13,7 @@
 #include "recording/BusRecordingStatus.h"
 #include "recording/RecorderFeed.h"
 #include "recording/RecorderStops.h"
+#include "recording/RecordingTake.h"
 #include "recording/RecordingWatch.h"
 #include "recording/RecordingsFolder.h"
 
@@ -47,7 +48,7 @@ class BusRecordings {
 
   bool isAnyRecording() const { return !busRecorders_.empty(); }
   bool isRecording(int bus) const { return busRecorders_.contains(bus); }
-  // The rate that the bus's running file is bound to, in Hz; nothing while it isn't recorded.
+  // The rate that the bus's render is bound to by its running file, in Hz; nothing without one.
   std::optional<double> recordingRate(int bus) const;
   // Stops that have not completed their files yet.
   bool isAnyStopping() const { return stops_.isAny(); }
@@ -64,9 +65,10 @@ class BusRecordings {
   static std::string baseName(int bus);
 
  private:
-  using Recorders = std::map<int, std::shared_ptr<BusRecorder>>;
+  using Recorders = std::map<int, std::shared_ptr<Recorder>>;
   Outcome<Recorders> makeRecorders(std::span<const int> buses, RecordingFormat format);
-  void begin(int bus, std::shared_ptr<BusRecorder> recorder);
+  Outcome<std::shared_ptr<Recorder>> makeRecorder(int bus, RecordingFormat format, const RecordingTake& take);
+  void begin(int bus, std::shared_ptr<Recorder> recorder);
   void reportStartFailure(const Error& error);
 
   void startStatusTimer();
@@ -84,6 +86,7 @@ class BusRecordings {
   RecorderFeed& feed_;
   const Folder folder_;
   Recorders busRecorders_;
+  std::set<int> rings_;  // buses whose render fills a recorder's ring
   RecorderStops stops_;
   bool handlingWriteFailure_ = false;
   RecordingWatch watch_;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "audio/device/Folders.h"
+#include "audio/device/Platform.h"
 #include "audio/file/AudioFileWriter.h"
 #include "base/Log.h"
 #include "base/NotificationCenter.h"
@@ -30,6 +31,8 @@ struct RecordingContext {
   std::shared_ptr<RecordingHealth> health;
   std::shared_ptr<FlushDeadline> flushDeadline;
   AudioFileFactory createFile = createAudioFile;
+  // Whose bridge is recorded as other programs hear it; null: bus 0 is recorded as its apps are rendered.
+  Platform* platform = nullptr;
   // Takes the place of the folder in the settings and of the default one.
   std::optional<std::string> onlyFolder = std::nullopt;
 };
