@@ -40,6 +40,7 @@ Outcome<std::unique_ptr<Demo>> Demo::prepare(Runtime& runtime, Log& log, const D
   std::unique_ptr<Demo> demo(new Demo(runtime, log, options));
   for (const DemoOptions::App& app : options.apps)
     if (auto launched = demo->launch(app); !launched) return std::unexpected(launched.error());
+  if (auto plugged = demo->plugMicrophone(); !plugged) return std::unexpected(plugged.error());
   if (auto folder = demo->app_->recordingsLibrary()->recordingsFolder(); !folder)
     return std::unexpected(folder.error());
   return demo;
@@ -49,6 +50,28 @@ Outcome<void> Demo::launch(const DemoOptions::App& app) {
   return embedded_.launchApp(app.id, app.file, app.loop, [this, id = app.id](const Error& error) {
     note("\"" + id + "\" stopped playing: " + error.description);
   });
+}
+
+Outcome<void> Demo::plugMicrophone() {
+  if (!options_.microphone) return {};
+  auto uid = embedded_.plugMicrophone(options_.microphone->file, [this](const Error& error) {
+    note("the microphone fell silent: " + error.description);
+  });
+  if (!uid) return std::unexpected(uid.error());
+  microphone_ = std::move(*uid);
+  return {};
+}
+
+// Once all that hears it is there.
+void Demo::startMicrophone() {
+  if (microphone_.empty()) return;
+  MicPassthroughEngine& mic = *app_->micEngine();
+  mic.launch();
+  mic.select(microphone_);
+  mic.setCustomChannels(options_.microphone->channels);
+  mic.setChannelMode(options_.microphone->mode);
+  mic.setEnabled(true);
+  if (const auto& message = *mic.errorMessage) fail("the microphone: " + *message);
 }
 
 void Demo::start(Done done) {
@@ -109,9 +132,17 @@ void Demo::begin() {
     if (!engine().tapOf(app.id)) return fail(routeFailure(app));
     buses.insert(*app.bus);
   }
+  if (options_.microphone) {
+    buses.insert(kBridgeBus);
+    for (const auto& [bus, volume] : options_.microphone->sends) {
+      buses.insert(bus);
+      engine().setMicSend(bus, volume);
+    }
+  }
   recordings().startRecordings(std::vector(buses.begin(), buses.end()));
   if (finishing_) return;
   for (const int bus : buses) recordedPaths_[bus] = recordings().busRecordingStatuses->at(bus).path;
+  startMicrophone();
   embedded_.playAll();
   playingSince_ = runtime_.uptime();
   levels_ = runtime_.mainQueue().repeat(kLevelInterval, [this] { sampleLevels(); });

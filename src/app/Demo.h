@@ -39,6 +39,8 @@ class Demo {
  private:
   Demo(Runtime& runtime, Log& log, const DemoOptions& options);
   Outcome<void> launch(const DemoOptions::App& app);
+  Outcome<void> plugMicrophone();
+  void startMicrophone();
   void addPlugins(std::size_t next);
   Outcome<void> setControls(const DemoOptions::Plugin& plugin, const EffectDetails& details);
   void listen();
@@ -65,6 +67,7 @@ class Demo {
   Done done_;
   std::optional<Duration> playingSince_;
   bool finishing_ = false;
+  std::string microphone_;                    // UID; empty without one
   std::map<int, std::string> recordedPaths_;  // by bus
   std::map<std::string, float> peakLevels_;
   DemoReport report_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -8,6 +9,7 @@
 
 #include "audio/effects/PluginScope.h"
 #include "dsp/AppEQSettings.h"
+#include "input/MicChannelMap.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/RecordingContext.h"
 
@@ -31,8 +33,16 @@ struct DemoOptions {
     std::vector<std::pair<std::string, std::string>> values;  // by control
   };
 
+  struct Microphone {
+    std::string file;  // what it hears, once
+    InputChannelMode mode = InputChannelMode::automatic;
+    ChannelPair channels;        // of `custom`, from 0
+    std::map<int, float> sends;  // linear, by Track's bus
+  };
+
   std::vector<App> apps;
-  std::vector<Plugin> plugins;  // in the order of their chains
+  std::optional<Microphone> microphone;  // plays into the bridge, which is recorded then
+  std::vector<Plugin> plugins;           // in the order of their chains
   double seconds = 20;
   std::string folder;  // of the recordings
   RecordingBitDepth bitDepth = RecordingBitDepth::int16;

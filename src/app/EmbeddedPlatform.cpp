@@ -39,12 +39,36 @@ std::string EmbeddedPlatform::ownBundleID() { return SimulatedOptions{}.ownBundl
 
 Platform& EmbeddedPlatform::platform() { return parts_->platform; }
 
-Outcome<void> EmbeddedPlatform::launchApp(const std::string& bundleID, const std::string& file, bool loop,
-                                          FileFailure failed) {
-  auto toMainQueue = [&runtime = parts_->runtime, failed = std::move(failed)](const Error& error) {
+namespace {
+
+EmbeddedPlatform::FileFailure onMainQueue(Runtime& runtime, EmbeddedPlatform::FileFailure failed) {
+  return [&runtime, failed = std::move(failed)](const Error& error) {
     runtime.mainQueue().post([failed, error] { failed(error); });
   };
-  auto source = SampleSources::file(file, loop, std::move(toMainQueue));
+}
+
+}  // namespace
+
+Outcome<std::string> EmbeddedPlatform::plugMicrophone(const std::string& file, FileFailure failed) {
+  // One that can't be opened is told now.
+  if (const auto source = SampleSources::file(file); !source) return std::unexpected(source.error());
+  SimulatedDeviceDescription device;
+  device.uid = "DemoMicrophone";
+  device.name = "Demo Microphone";
+  device.inputChannels = 2;
+  device.outputChannels = 0;
+  device.inputSignal = [file, told = onMainQueue(parts_->runtime, std::move(failed))] {
+    auto source = SampleSources::file(file, false, told);
+    return source ? std::move(*source) : SampleSources::silence();
+  };
+  parts_->platform.host().plug(device);
+  parts_->platform.host().permissions().set(Permission::microphone, PermissionStatus::authorized);
+  return device.uid;
+}
+
+Outcome<void> EmbeddedPlatform::launchApp(const std::string& bundleID, const std::string& file, bool loop,
+                                          FileFailure failed) {
+  auto source = SampleSources::file(file, loop, onMainQueue(parts_->runtime, std::move(failed)));
   if (!source) return std::unexpected(source.error());
   SimulatedAppDescription description;
   description.bundleID = bundleID;

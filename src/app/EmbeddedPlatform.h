@@ -27,6 +27,9 @@ class EmbeddedPlatform {
   using FileFailure = std::function<void(const Error&)>;
   Outcome<void> launchApp(const std::string& bundleID, const std::string& file, bool loop,
                           FileFailure failed);
+  // A microphone of two channels that hears the file from the moment on that somebody listens to it, and then
+  // nothing. Its UID.
+  Outcome<std::string> plugMicrophone(const std::string& file, FileFailure failed);
   // All programs begin to play.
   void playAll();
   void stopAll();

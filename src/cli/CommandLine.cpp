@@ -70,8 +70,15 @@ void addDemo(CLI::App& app, Arguments& arguments) {
   demo->add_option("--limit", d.limits, "Limiter ceiling, -12 to 0 dB")
       ->type_name("ID=DB")
       ->allow_extra_args(false);
-  demo->add_option("--plugin", d.plugins,
-                   "A plug-in on an app or a bus, with values of its controls; may be repeated")
+  demo->add_option("--mic", d.microphone,
+                   "A microphone that hears this file, in the bridge; CHANNELS: auto, 1, 2, stereo or 2,1")
+      ->type_name("FILE[:CHANNELS]");
+  demo->add_option("--mic-send", d.micSends, "What of the microphone a Track gets, too")
+      ->type_name("BUS=VOLUME")
+      ->allow_extra_args(false);
+  demo->add_option(
+          "--plugin", d.plugins,
+          "A plug-in on the microphone, an app or a bus, with values of its controls; may be repeated")
       ->type_name("SCOPE=URI[,CONTROL=VALUE]")
       ->allow_extra_args(false);
   demo->add_option("--seconds", d.seconds, "How long to play (default: 20)")->type_name("N");

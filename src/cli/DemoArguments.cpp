@@ -16,6 +16,7 @@
 #include "cli/BusText.h"
 #include "cli/EqualiserText.h"
 #include "control/EffectLimits.h"
+#include "control/MicChannelsText.h"
 #include "control/VolumeText.h"
 
 namespace sonmere {
@@ -60,9 +61,11 @@ Outcome<void> forEachPair(std::vector<DemoOptions::App>& apps, const char* optio
   return {};
 }
 
-// Every app gets a Track of its own unless told otherwise; the built-in speech goes to the bridge.
-Outcome<std::vector<DemoOptions::App>> readApps(const std::vector<std::string>& values) {
+// Every app gets a Track of its own unless told otherwise; the built-in speech goes to the bridge. A
+// microphone is heard without the built-in pieces.
+Outcome<std::vector<DemoOptions::App>> readApps(const std::vector<std::string>& values, bool hasMicrophone) {
   std::vector<DemoOptions::App> apps;
+  if (values.empty() && hasMicrophone) return apps;
   if (values.empty()) {
     const auto pieces = demoPieces();
     if (!pieces) return std::unexpected(pieces.error());
@@ -125,6 +128,48 @@ Outcome<void> takeLimit(DemoOptions::App& app, const ArgumentPair& pair, const s
   return {};
 }
 
+// What stands behind the last colon, if it says which channels.
+std::string channelsIn(const std::string& text) {
+  const auto colon = text.rfind(':');
+  const std::string behind = colon == text.npos ? "" : text.substr(colon + 1);
+  return isMicChannels(behind) ? behind : "";
+}
+
+Outcome<void> takeMicSend(DemoOptions::Microphone& microphone, const std::string& text,
+                          std::vector<std::string>& notes) {
+  const auto pair = splitPair("--mic-send", text, "BUS=VOLUME");
+  if (!pair) return std::unexpected(pair.error());
+  const auto bus = readBus("--mic-send " + text, pair->id, [] { return TrackNames{}; });
+  if (!bus) return std::unexpected(bus.error());
+  if (*bus == kBridgeBus)
+    return badArgument(fmt::format("--mic-send {}: the bridge has the microphone by itself", text));
+  const auto gain = readVolumeLevel("--mic-send " + text, pair->value);
+  if (!gain) return std::unexpected(gain.error());
+  if (gain->note) notes.push_back(*gain->note);
+  if (!microphone.sends.emplace(*bus, gain->gain).second)
+    return badArgument(fmt::format("--mic-send {}: given twice for this bus", text));
+  return {};
+}
+
+Outcome<std::optional<DemoOptions::Microphone>> readMicrophone(const DemoArguments& arguments,
+                                                               std::vector<std::string>& notes) {
+  if (!arguments.microphone) {
+    if (!arguments.micSends.empty()) return badArgument("--mic-send: there is no --mic to send");
+    return std::nullopt;
+  }
+  DemoOptions::Microphone microphone;
+  const std::string channels = channelsIn(*arguments.microphone);
+  microphone.file = channels.empty()
+                        ? *arguments.microphone
+                        : arguments.microphone->substr(0, arguments.microphone->size() - channels.size() - 1);
+  if (microphone.file.empty()) return badArgument("--mic: the file's name is empty");
+  if (!channels.empty()) std::tie(microphone.mode, microphone.channels) = *micChannelsFromText(channels);
+  for (const std::string& text : arguments.micSends)
+    if (const auto taken = takeMicSend(microphone, text, notes); !taken)
+      return std::unexpected(taken.error());
+  return microphone;
+}
+
 Outcome<PluginScope> readPluginScope(const std::string& text, const std::string& scope,
                                      const std::vector<DemoOptions::App>& apps) {
   constexpr std::string_view kBusWord = "bus:", kAppWord = "app:";
@@ -133,10 +178,11 @@ Outcome<PluginScope> readPluginScope(const std::string& text, const std::string&
     if (!bus) return std::unexpected(bus.error());
     return PluginScope::ofBus(*bus);
   }
+  if (scope == "mic") return PluginScope::ofMic();
   const std::string id = scope.starts_with(kAppWord) ? scope.substr(kAppWord.size()) : "";
   if (std::ranges::find(apps, id, &DemoOptions::App::id) != apps.end()) return PluginScope::ofApp(id);
   return badArgument(fmt::format(
-      "--plugin {}: \"{}\" is none of app:ID, with an app of the demo, and bus:BUS", text, scope));
+      "--plugin {}: \"{}\" is none of mic, app:ID, with an app of the demo, and bus:BUS", text, scope));
 }
 
 Outcome<DemoOptions::Plugin> readPlugin(const std::string& text, const std::vector<DemoOptions::App>& apps) {
@@ -191,7 +237,7 @@ Outcome<void> checkForJSON(const DemoOptions& options) {
 
 Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   DemoRequest request;
-  auto apps = readApps(arguments.apps);
+  auto apps = readApps(arguments.apps, arguments.microphone.has_value());
   if (!apps) return std::unexpected(apps.error());
   auto& all = request.options.apps = std::move(*apps);
   if (auto r = forEachPair(all, "--route", arguments.routes, "ID=BUS", takeRoute); !r)
@@ -209,6 +255,9 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
     return std::unexpected(r.error());
   if (auto r = forEachPair(all, "--limit", arguments.limits, "ID=DB", noting(takeLimit)); !r)
     return std::unexpected(r.error());
+  auto microphone = readMicrophone(arguments, request.notes);
+  if (!microphone) return std::unexpected(microphone.error());
+  request.options.microphone = std::move(*microphone);
   for (const std::string& text : arguments.plugins) {
     auto plugin = readPlugin(text, all);
     if (!plugin) return std::unexpected(plugin.error());

@@ -17,7 +17,9 @@ struct DemoArguments {
   std::vector<std::string> volumes;  // ID=GAIN
   std::vector<std::string> equalisers;
   std::vector<std::string> limits;
-  std::vector<std::string> plugins;  // SCOPE=URI[,CONTROL=VALUE]
+  std::optional<std::string> microphone;  // FILE[:CHANNELS]
+  std::vector<std::string> micSends;      // BUS=VOLUME
+  std::vector<std::string> plugins;       // SCOPE=URI[,CONTROL=VALUE]
   std::optional<std::string> seconds;
   std::optional<std::string> folder;
   std::optional<std::string> depth;

@@ -6,11 +6,11 @@
 #include <cmath>
 
 #include "audio/device/BusName.h"
-#include "base/NumberText.h"
 #include "base/PrintableText.h"
 #include "control/AppMatch.h"
 #include "control/ControlError.h"
 #include "control/EffectLimits.h"
+#include "control/MicChannelsText.h"
 #include "dsp/Level.h"
 
 namespace sonmere {
@@ -18,38 +18,9 @@ namespace sonmere {
 namespace {
 
 constexpr std::size_t kLongestName = 200;  // bytes
-constexpr int kMostChannels = 64;
 
 std::unexpected<Error> refuse(std::string text) {
   return std::unexpected(controlError(ControlFault::badValue, std::move(text)));
-}
-
-std::string channelsText(const MicPassthroughEngine& mic) {
-  switch (*mic.inputChannelMode) {
-    case InputChannelMode::automatic:
-      return "auto";
-    case InputChannelMode::input1:
-      return "1";
-    case InputChannelMode::input2:
-      return "2";
-    case InputChannelMode::stereo:
-      return "stereo";
-    case InputChannelMode::custom:
-      break;
-  }
-  return fmt::format("{},{}", mic.customChannels->left + 1, mic.customChannels->right + 1);
-}
-
-// Two channels from 1 with a comma between, as positions from 0.
-std::optional<ChannelPair> customPair(const std::string& text) {
-  const auto comma = text.find(',');
-  if (comma == text.npos) return std::nullopt;
-  const auto left = readNumber(text.substr(0, comma)), right = readNumber(text.substr(comma + 1));
-  const auto isChannel = [](const std::optional<double>& value) {
-    return value && *value >= 1 && *value <= kMostChannels && *value == std::floor(*value);
-  };
-  if (!isChannel(left) || !isChannel(right)) return std::nullopt;
-  return ChannelPair{int(*left) - 1, int(*right) - 1};
 }
 
 std::vector<AppName> namesOf(const std::vector<MicDevice>& devices) {
@@ -78,7 +49,7 @@ InputState InputControl::state() const {
   for (const MicDevice& device : *mic().devices().availableMics)
     state.devices.push_back({device.uid, device.name, mic().devices().channelCount(device),
                              used && used->uid == device.uid, device.uid == mic().devices().savedUID()});
-  state.channels = channelsText(mic());
+  state.channels = micChannelsText(*mic().inputChannelMode, *mic().customChannels);
   state.volume = *mic().micVolume;
   state.equaliser = *mic().eqSettings;
   state.limiter = *mic().limiterSettings;
@@ -135,22 +106,19 @@ Outcome<InputChange> InputControl::setVolume(VolumeRequest request) {
 }
 
 Outcome<InputChange> InputControl::setChannels(const std::string& channels) {
-  using enum InputChannelMode;
-  static const std::map<std::string, InputChannelMode, std::less<>> modes{
-      {"auto", automatic}, {"1", input1}, {"2", input2}, {"stereo", stereo}};
-  std::vector<std::string> notes;
-  if (const auto mode = modes.find(channels); mode != modes.end()) {
-    mic().setChannelMode(mode->second);
-  } else if (const auto pair = customPair(channels)) {
-    mic().setCustomChannels(*pair);
-    mic().setChannelMode(custom);
-    const auto device = mic().devices().selected();
-    const int most = device ? mic().devices().channelCount(*device) : kMostChannels;
-    if (std::max(pair->left, pair->right) >= most)
-      notes.push_back(fmt::format("{} has {} channels; what is beyond takes the last", device->name, most));
-  } else {
+  const auto read = micChannelsFromText(channels);
+  if (!read)
     return refuse(fmt::format("\"{}\" is none of auto, 1, 2, stereo and two channels as 3,4", channels));
+  const auto& [mode, pair] = *read;
+  std::vector<std::string> notes;
+  if (mode == InputChannelMode::custom) {
+    mic().setCustomChannels(pair);
+    const auto device = mic().devices().selected();
+    const int most = device ? mic().devices().channelCount(*device) : kMostMicChannels;
+    if (std::max(pair.left, pair.right) >= most)
+      notes.push_back(fmt::format("{} has {} channels; what is beyond takes the last", device->name, most));
   }
+  mic().setChannelMode(mode);
   return change(std::move(notes));
 }
 
@@ -190,7 +158,7 @@ Outcome<std::string> InputControl::extraNamed(const std::string& input) const {
 }
 
 Outcome<void> InputControl::check(const ExtraEdit& edit) const {
-  if (edit.channel && (*edit.channel < 1 || *edit.channel > kMostChannels))
+  if (edit.channel && (*edit.channel < 1 || *edit.channel > kMostMicChannels))
     return refuse(fmt::format("there is no channel {}; they count from 1", *edit.channel));
   if (edit.name &&
       (edit.name->empty() || edit.name->size() > kLongestName || printable(*edit.name) != *edit.name))
