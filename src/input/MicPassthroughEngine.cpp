@@ -7,7 +7,6 @@
 
 #include "audio/device/CoreAudioUtils.h"
 #include "audio/engine/Rates.h"
-#include "audio/engine/SettleTimes.h"
 #include "dsp/EffectSettingsCodec.h"
 
 namespace sonmere {
@@ -21,8 +20,6 @@ constexpr const char* kLimiterKey = "sonmere.appLimiterSettings.__mic__";
 
 constexpr Duration kRetryDelay = std::chrono::seconds(1);
 constexpr Duration kDualMonoSettleTime = fromMilliseconds(100);
-// A device list changes in several steps.
-constexpr Duration kDeviceSettleTime = fromMilliseconds(300);
 constexpr Duration kConvertedCheckDelay = std::chrono::seconds(2);
 
 constexpr const char* kRefused = "Microphone access is required for mic passthrough.";
@@ -76,10 +73,7 @@ void MicPassthroughEngine::listen(PropertyListener& listener, AudioObjectID obje
 
 void MicPassthroughEngine::launch() {
   isLaunched_ = true;
-  listen(deviceListListener_, kAudioObjectSystemObject, AudioProperty::devices,
-         &MicPassthroughEngine::devicesChanged, "device-list");
-  listen(restartListener_, kAudioObjectSystemObject, AudioProperty::serviceRestarted,
-         &MicPassthroughEngine::serverCameBack, "restart");
+  registration_ = context_.routes.add(*this);
   devices_.refresh();
   if (const auto device = devices_.selected()) extras_.load(device->uid);
   if (isWanted_) begin();
@@ -336,7 +330,7 @@ void MicPassthroughEngine::abortForRate(const MicRateForce::Aborted& rates) {
       name, rates.inputRate, rates.bridgeRate));
   if (device)
     listen(inputRateListener_, device->id, AudioProperty::nominalSampleRate,
-           &MicPassthroughEngine::devicesChanged, "input-rate");
+           &MicPassthroughEngine::inputRateChanged, "input-rate");
 }
 
 // Stop.
@@ -371,24 +365,28 @@ void MicPassthroughEngine::bridgeRateChanged() {
   restart();
 }
 
-// Every unit is dead, whatever its device's ID.
-void MicPassthroughEngine::serverCameBack() {
-  stop();
-  settle_ = context_.runtime.mainQueue().postAfter(settleTimes(context_.hardware()).restart,
-                                                   [this] { lookAtDevices(); });
-}
+void MicPassthroughEngine::inputRateChanged() { revalidate(RevalidationReason::deviceChange); }
 
-void MicPassthroughEngine::devicesChanged() {
-  settle_ = context_.runtime.mainQueue().postAfter(kDeviceSettleTime, [this] { lookAtDevices(); });
-}
-
-void MicPassthroughEngine::lookAtDevices() {
+// After a sleep a unit may run that nobody hears.
+void MicPassthroughEngine::revalidate(RevalidationReason reason) {
   const auto before = uidsOf(*devices_.availableMics);
   const bool isAnother = devices_.refresh();
   noteNewInputs(before);
   if (isAnother)
     if (const auto device = devices_.selected()) extras_.load(device->uid);
-  if (isWanted_ && (isAnother || !isRunning() || hasLostBridge())) restart();
+  const bool mayBeDeaf = reason == RevalidationReason::wake;
+  if (isWanted_ && (isAnother || mayBeDeaf || !isRunning() || hasLostBridge())) restart();
+}
+
+RouteHealthEntry MicPassthroughEngine::health() const {
+  RouteHealthEntry entry{"input", "Microphone", RouteHealthVerdict::healthy, errorMessage->value_or("")};
+  if (!isWanted_)
+    entry.verdict = RouteHealthVerdict::inactive;
+  else if (!isRunning())
+    entry.verdict = RouteHealthVerdict::broken;
+  else if (devices_.isOnTemporaryFallback())
+    entry = {"input", "Microphone", RouteHealthVerdict::degraded, "Input device disconnected"};
+  return entry;
 }
 
 bool MicPassthroughEngine::hasLostBridge() { return isRunning() && bridgeDevice() != units_.route().bridge; }

@@ -23,7 +23,7 @@ namespace sonmere {
 
 // Plays one input device into the bridge, with its channels mapped and its sound processed, so that every
 // program that reads the bridge hears the user's microphone. Main thread.
-class MicPassthroughEngine final : public LatencySource {
+class MicPassthroughEngine final : public LatencySource, public Route {
  public:
   using AudioDevice = MicDevice;
   using Transport = MicDevice::Transport;
@@ -78,6 +78,10 @@ class MicPassthroughEngine final : public LatencySource {
 
   std::vector<RingReport> latencyRings() const override;
 
+  void serverLost() override { stop(); }
+  void revalidate(RevalidationReason reason) override;
+  RouteHealthEntry health() const override;
+
  private:
   void start();
   void stop();
@@ -97,9 +101,7 @@ class MicPassthroughEngine final : public LatencySource {
   void applyEffects(double rate);
   void listenToBridge();
   void bridgeRateChanged();
-  void serverCameBack();
-  void devicesChanged();
-  void lookAtDevices();
+  void inputRateChanged();
   bool hasLostBridge();
   void checkConverted();
   void noteNewInputs(const std::set<std::string>& before);
@@ -122,8 +124,9 @@ class MicPassthroughEngine final : public LatencySource {
   bool didRetryStart_ = false;
   double lastBridgeRate_ = 0;  // Hz, at the last start
   AudioDeviceID bridgeRateListenerDeviceID_ = kAudioObjectUnknown;
-  PropertyListener bridgeRateListener_, deviceListListener_, restartListener_, inputRateListener_;
-  ScopedTask retry_, convertedCaptureCheck_, settle_;
+  PropertyListener bridgeRateListener_, inputRateListener_;
+  ScopedTask retry_, convertedCaptureCheck_;
+  RouteKeeper::Registration registration_;
   std::shared_ptr<MicPassthroughEngine*> self_ = std::make_shared<MicPassthroughEngine*>(this);
 };
 

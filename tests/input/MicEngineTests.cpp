@@ -73,8 +73,10 @@ TEST(MicEngine, TheChosenDeviceIsLeftOnlyWhileItIsGone) {
   InputWorld world;
   MicPassthroughEngine& engine = world.run(kHeadsetUID);
   const auto ear = world.host().readInput(InputWorld::kBridgeUID);
+  EXPECT_EQ(engine.health().verdict, RouteHealthVerdict::healthy);
   world.host().unplug(kHeadsetUID);
   world.wait(1);
+  EXPECT_EQ(engine.health().detail, "Input device disconnected");
   EXPECT_EQ(world.usedUID(), kMicUID) << "the default input";
   EXPECT_TRUE(engine.devices().isOnTemporaryFallback());
   EXPECT_TRUE(engine.isRunning());
