@@ -78,7 +78,7 @@ void VolumeMixerEngine::restoreEnabled() {
 
 bool VolumeMixerEngine::setEnabled(bool enabled) {
   // Before the server answers: a wish for attach().
-  if (appTapEngine_.expired()) {
+  if (source_.expired()) {
     store_.setEnabled(enabled);
     return true;
   }
