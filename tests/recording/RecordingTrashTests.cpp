@@ -78,6 +78,11 @@ TEST_F(RecordingTrashTest, RefusalsLeaveTheFileWhereItIs) {
   std::ofstream(home + "/info/x.trashinfo") << "[Trash Info]\nPath=%zz%\n";
   std::ofstream(home + "/info/y.trashinfo") << "nonsense";
   EXPECT_EQ(trash.entriesOf(takes).size(), 1u);
+  // As other programs escape: in small letters, and not all that should be.
+  std::ofstream(home + "/files/z.wav") << "z";
+  std::ofstream(home + "/info/z.wav.trashinfo") << "[Trash Info]\nPath=" << folder.path().string()
+                                                << "/T%c3%a4ke 100%/50%2\nDeletionDate=2026-01-02T00:00:00\n";
+  EXPECT_EQ(trash.entriesOf(takes).at(0).origin, takes + "/50%2");
 }
 
 // On another file system the trash is beside the file, with a path relative to its top.

@@ -42,13 +42,20 @@ std::string escaped(const std::string& path) {
   return out;
 }
 
+// Other programs may write small letters. Nothing for what is no digit.
+std::optional<unsigned> hexValue(char c) {
+  const std::size_t at = kHex.find(c >= 'a' && c <= 'f' ? char(c - 'a' + 'A') : c);
+  return at == std::string_view::npos ? std::nullopt : std::optional(unsigned(at));
+}
+
 std::string unescaped(std::string_view text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool isEscape =
-        text[i] == '%' && i + 2 < text.size() && kHex.contains(text[i + 1]) && kHex.contains(text[i + 2]);
-    out += isEscape ? char(kHex.find(text[i + 1]) * 16 + kHex.find(text[i + 2])) : text[i];
-    if (isEscape) i += 2;
+    const bool hasRoom = text[i] == '%' && i + 2 < text.size();
+    const auto high = hasRoom ? hexValue(text[i + 1]) : std::nullopt;
+    const auto low = hasRoom ? hexValue(text[i + 2]) : std::nullopt;
+    out += high && low ? char(*high << 4 | *low) : text[i];
+    if (high && low) i += 2;
   }
   return out;
 }
