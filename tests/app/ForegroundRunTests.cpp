@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "apps/FamilyRules.h"
 #include "audio/file/AudioFileReader.h"
 #include "base/VirtualRuntime.h"
-#include "routing/FamilyRules.h"
 #include "support/AppWorld.h"
 
 namespace sonmere {

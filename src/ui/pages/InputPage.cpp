@@ -100,11 +100,11 @@ QWidget* InputPage::buildSource() {
   note_->setWordWrap(true);
   note_->setTextFormat(Qt::PlainText);
   note_->hide();
-  for (const auto& [data, text] : {std::pair{"auto", tr("Automatic")},
-                                   {"1", tr("Input 1")},
-                                   {"2", tr("Input 2")},
-                                   {"stereo", tr("Inputs 1 and 2 as stereo")}})
-    channels_->addItem(text, QString::fromLatin1(data));
+  for (const auto& [key, text] : {std::pair{"auto", tr("Automatic")},
+                                  {"1", tr("Input 1")},
+                                  {"2", tr("Input 2")},
+                                  {"stereo", tr("Inputs 1 and 2 as stereo")}})
+    channels_->addItem(text, QString::fromLatin1(key));
   layout->addWidget(enabled_, 0, 0);
   layout->addWidget(state_, 0, 1, 1, 3);
   layout->addWidget(note_, 1, 0, 1, 4);
