@@ -54,6 +54,7 @@ VolumeMixerEngine::~VolumeMixerEngine() {
 
 void VolumeMixerEngine::attach(const std::shared_ptr<AppSource>& source) {
   source_ = source;
+  wasAttached_ = true;
   availableAppsCancellable_ = source->rows().observe([this](const auto&) { syncTaps(); });
   hiddenAppsCancellable_ = source->hiddenBundleIDs().observe([this](const auto&) { syncTaps(); });
   AppEffects& effects = source->effects();
@@ -78,7 +79,7 @@ void VolumeMixerEngine::restoreEnabled() {
 
 bool VolumeMixerEngine::setEnabled(bool enabled) {
   // Before the server answers: a wish for attach().
-  if (source_.expired()) {
+  if (!wasAttached_) {
     store_.setEnabled(enabled);
     return true;
   }

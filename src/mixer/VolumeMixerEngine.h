@@ -137,6 +137,7 @@ class VolumeMixerEngine final : public LatencySource, public Route {
   VolumeMixerTaps taps_;
   VolumeMixerOutput output_;
   std::weak_ptr<AppSource> source_;
+  bool wasAttached_ = false;
   CaptureExpectation expected_;  // what the server has been told last
   bool isSyncing_ = false;
   bool mustSyncAgain_ = false;

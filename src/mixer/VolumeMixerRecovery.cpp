@@ -17,8 +17,8 @@ constexpr Duration kNoDeviceRetryDelay = std::chrono::seconds(5);
 }  // namespace
 
 bool VolumeMixerEngine::buildOutput() {
-  triedDevice_ = CoreAudioUtils::defaultOutput(context_.hardware());
   const auto message = output_.build();
+  triedDevice_ = CoreAudioUtils::defaultOutput(context_.hardware());
   if (message && message != *errorMessage) context_.log.error("Sonmere: " + *message);
   tell(message);
   return !message;

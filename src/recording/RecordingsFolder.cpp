@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <climits>
 
 #include <cerrno>
 #include <filesystem>
@@ -85,7 +86,10 @@ Outcome<void> RecordingsFolder::writeTest(const std::string& folder) const {
 bool isFolderUsable(const std::string& folder) {
   std::error_code ignored;
   fs::path at = folder;
-  while (at.has_relative_path() && !isThere(at)) at = at.parent_path();
+  while (at.has_relative_path() && !isThere(at)) {
+    if (at.filename().native().size() > NAME_MAX) return false;
+    at = at.parent_path();
+  }
   return fs::is_directory(at, ignored) && ::access(at.c_str(), W_OK) == 0;
 }
 

@@ -58,7 +58,7 @@ TEST(DemoArguments, PluginsNameTheirScopeAndValues) {
   EXPECT_EQ(plugins[0].values[1], (std::pair<std::string, std::string>{"mode", "soft"}));
   EXPECT_EQ(plugins[1].scope, PluginScope::ofBus(3));
   EXPECT_EQ(plugins[1].id, "http://y/z#1");
-  for (const char* bad : {"app:c=urn:x", "urn:x", "bus:1=urn:x", "app:a=urn:x,gain", "mic=urn:x"}) {
+  for (const char* bad : {"app:c=urn:x", "urn:x", "bus:1=urn:x", "app:a=urn:x,gain", "microphone=urn:x"}) {
     arguments.plugins = {bad};
     EXPECT_TRUE(complaint(arguments).starts_with("--plugin ")) << complaint(arguments);
   }

@@ -118,10 +118,6 @@ TEST_F(RecordingsCommandTest, TheSettingOfTheFolderIsHeldToTheSameRules) {
   EXPECT_EQ(set(path("takes\xFF")).status, 0);
   EXPECT_EQ(get(), path("takes\xFF") + "\n");
   EXPECT_NE(run({"settings", "list"}).out.find("(changed)\n"), std::string::npos);
-  const Run absent = set("/proc/none/takes");
-  EXPECT_EQ(absent.status, 0);
-  EXPECT_NE(absent.err.find("isn't available right now"), std::string::npos) << absent.err;
-  EXPECT_EQ(get(), "/proc/none/takes\n");
 }
 
 TEST_F(RecordingsCommandTest, AnImportJoinsASessionAtItsRate) {
@@ -147,7 +143,7 @@ TEST_F(RecordingsCommandTest, RecordingsAreNamedAsTheListHasThem) {
   take("Sonmere Track 2");
   take("Sonmere Track 1", "2026-02-02 10-00-00");
   const std::string list = run({"recordings", "list"}).out;
-  EXPECT_LT(list.find("    1 2026-02-02"), list.find("  2.1 2026-01-01")) << list;
+  EXPECT_LT(list.find("  1  2026-02-02"), list.find("2.1  2026-01-01")) << list;
   const auto fileOf = [&](const std::string& text) -> std::string {
     return json({"info", text})["files"][0]["file"];
   };
@@ -171,14 +167,14 @@ TEST_F(RecordingsCommandTest, ADeletedRecordingIsInTheTrashAndComesBackWithItsEd
   const std::string kept = take("Sonmere Track 1"), gone = take("Sonmere Track 2");
   const std::string edits = "{\"schemaVersion\":1}";
   std::ofstream(takes + "/.sonmere-edits.json") << edits;
-  const std::string moved = json({"recordings", "delete", "1.2"})["path"];
+  const std::string moved = json({"recordings", "delete", "1.2"})["paths"][0];
   EXPECT_EQ(moved, path("Trash/files/Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav"));
   EXPECT_TRUE(fs::exists(moved) && fs::exists(kept));
   EXPECT_FALSE(fs::exists(gone));
   EXPECT_EQ(json({"recordings", "list"})["sessions"][0]["files"].size(), 1u);
   EXPECT_EQ(run({"recordings", "delete", "Track 2"}).status, 2);
   EXPECT_EQ(run({"recordings", "restore", "Track 1"}).status, 2) << "is not in the trash";
-  EXPECT_EQ(json({"recordings", "restore"})["path"], gone);
+  EXPECT_EQ(json({"recordings", "restore"})["paths"][0], gone);
   EXPECT_TRUE(fs::exists(gone));
   EXPECT_EQ(run({"recordings", "restore"}).status, 2);
   EXPECT_EQ(run({"recordings", "delete", make(path("plain.wav"))}).status, 2) << "no recording";

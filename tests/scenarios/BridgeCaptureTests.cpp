@@ -44,8 +44,15 @@ struct BridgeWorld : RecordingWorld {
     Take result;
     result.rate = (*reader)->format().sampleRate;
     result.samples.resize(std::size_t((*reader)->frameCount()) * 2);
-    EXPECT_EQ((*reader)->read(result.samples.data(), std::uint32_t(result.samples.size() / 2)),
-              std::uint32_t(result.samples.size() / 2));
+    std::size_t done = 0;
+    while (done < result.samples.size()) {
+      const std::size_t left = (result.samples.size() - done) / 2;
+      const auto frames =
+          (*reader)->read(result.samples.data() + done, std::uint32_t(std::min<std::size_t>(left, 4096)));
+      if (frames.value_or(0) == 0) break;
+      done += 2 * std::size_t(*frames);
+    }
+    EXPECT_EQ(done, result.samples.size());
     return result;
   }
   double lengthOfFirst() { return double(recordings->busRecordingStatuses->at(0).framesWritten); }

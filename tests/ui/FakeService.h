@@ -2,6 +2,7 @@
 
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <map>
 #include <vector>
 
 #include "control/ControlMessage.h"
@@ -28,10 +29,11 @@ class FakeService {
   void sayRaw(const QByteArray& bytes) { peers_.back()->write(bytes); }
   // A change of what was told last.
   void tell(const char* topic, const ControlJSON& patch) {
-    const std::int64_t from = version_++;
+    std::int64_t& version = versions_[topic];
+    const std::int64_t from = version++;
     say({{"jsonrpc", "2.0"},
          {"method", "changed"},
-         {"params", {{"topic", topic}, {"from", from}, {"version", version_}, {"patch", patch}}}});
+         {"params", {{"topic", topic}, {"from", from}, {"version", version}, {"patch", patch}}}});
   }
   void hangUp() {
     for (auto* peer : peers_) peer->disconnectFromServer();
@@ -48,9 +50,10 @@ class FakeService {
     if (!answers) return;
     ControlJSON result = ControlJSON::object();
     if (request["method"] == "subscribe") {
-      version_ = 1;
-      for (const auto& topic : request["params"]["topics"])
+      for (const auto& topic : request["params"]["topics"]) {
+        versions_[topic.get<std::string>()] = 1;
         result["topics"][topic.get<std::string>()] = {{"version", 1}, {"value", ControlJSON::object()}};
+      }
     }
     const ControlJSON answer = {{"jsonrpc", "2.0"}, {"id", request["id"]}, {"result", result}};
     socket->write(QByteArray::fromStdString(answer.dump() + "\n"));
@@ -58,7 +61,7 @@ class FakeService {
 
   QLocalServer server_;
   std::vector<QLocalSocket*> peers_;
-  std::int64_t version_ = 1;
+  std::map<std::string, std::int64_t> versions_;  // by topic
 };
 
 }  // namespace sonmere

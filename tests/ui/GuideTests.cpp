@@ -19,7 +19,8 @@ TEST(GuidePage, EveryChapterHasItsTextAndItsLinksLeadSomewhereInBothLanguages) {
     EXPECT_GT(text->toPlainText().size(), 200) << qPrintable(topic);
     for (const char* language : {"en", "de"}) {
       QFile file(QStringLiteral(":/guide/%1/%2.md").arg(QLatin1String(language), topic));
-      if (topic == QLatin1String("commands") && language == std::string("de")) continue;
+      // It is the guide of the commands as it lies among the documents, in one language.
+      if (topic == QLatin1String("commands")) continue;
       ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(file.fileName());
       const QString words = QString::fromUtf8(file.readAll());
       auto links = QRegularExpression(QStringLiteral("\\]\\((\\w+)\\.md\\)")).globalMatch(words);

@@ -120,6 +120,8 @@ TEST_F(LibraryTest, FilesThatAreDroppedAreImportedAndWhatIsNoAudioIsTold) {
   dropped.setUrls({QUrl::fromLocalFile(root.filePath(QStringLiteral("outside.wav"))),
                    QUrl::fromLocalFile(text.fileName()), QUrl::fromLocalFile(root.path()),
                    QUrl(QStringLiteral("https://example.org/x.wav"))});
+  QDragEnterEvent enter(QPoint(100, 100), Qt::CopyAction, &dropped, Qt::LeftButton, {});
+  QApplication::sendEvent(&stack.page(), &enter);
   QDropEvent drop(QPointF(100, 100), Qt::CopyAction, &dropped, Qt::LeftButton, {});
   QApplication::sendEvent(&stack.page(), &drop);
   ASSERT_TRUE(waits([&] { return files() == 4; }));

@@ -44,7 +44,9 @@ TEST(Popover, ShowsWhatPlaysAndAsksForChanges) {
   QSignalSpy record(&popover, &Popover::recordWanted);
   popover.findChildren<QPushButton*>().first()->click();
   EXPECT_EQ(record.count(), 1);
-  service.tell("recording", {{"facts", {{"running", {{"0", {{"path", "/x.wav"}}}}}}}});
+  ControlJSON take;
+  take["facts"]["running"]["0"]["path"] = "/x.wav";
+  service.tell("recording", take);
   EXPECT_TRUE(QTest::qWaitFor(
       [&] { return popover.findChildren<QPushButton*>().first()->text().startsWith("Stop"); }));
   service.tell("apps", {{"apps", {{"music", {{"facts", {{"running", false}}}}}}}});

@@ -65,7 +65,9 @@ struct WindowTest : testing::Test {
     settings["settings"]["d"] = {
         {"key", "d"}, {"kind", "folder"}, {"meaning", "A folder"}, {"value", "/home/somebody/Music"}};
     service.tell("settings", settings);
-    service.tell("recording", {{"facts", {{"running", {{"2", {{"path", "/a.wav"}}}}}}}});
+    ControlJSON recording;
+    recording["facts"]["running"]["2"]["path"] = "/a.wav";
+    service.tell("recording", recording);
     ASSERT_TRUE(waits([this] {
       return window->findChildren<AppRow*>().size() == 4 && !models->recording().running().empty();
     }));
@@ -167,12 +169,11 @@ TEST_F(WindowTest, EveryControlHasANameARoleAndAValueAndTabReachesIt) {
     std::set<QWidget*> reached;
     QWidget* start = *wanted.begin();
     start->setFocus();
-    for (std::size_t i = 0; i < 4 * wanted.size() && QApplication::focusWidget(); ++i) {
+    // A text with links has a stop at each of them.
+    constexpr int kMostStops = 500;
+    for (int i = 0; i < kMostStops && QApplication::focusWidget(); ++i) {
       reached.insert(QApplication::focusWidget());
       QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-      // A text takes the key for itself.
-      if (reached.contains(QApplication::focusWidget()) && QApplication::focusWidget()->inherits("QTextEdit"))
-        break;
     }
     for (QWidget* widget : wanted) {
       if (qobject_cast<QAbstractButton*>(widget) && qobject_cast<QAbstractButton*>(widget)->group())

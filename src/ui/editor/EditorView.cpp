@@ -146,7 +146,8 @@ void EditorView::buildTools() {
     connect(made, &QShortcut::activated, this, slot);
   };
   shortcut(QKeySequence::Undo, [this] { project_->undo(); });
-  shortcut(QKeySequence::Redo, [this] { project_->redo(); });
+  // As the button says, whatever the desktop's own keys are.
+  shortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z), [this] { project_->redo(); });
   shortcut(QKeySequence(Qt::CTRL | Qt::Key_E), &EditorView::openExport);
 }
 
@@ -162,7 +163,9 @@ void EditorView::buildTracks() {
   column->setLayout(headers_);
   row->addWidget(column);
   row->addWidget(timeline_, 1);
+  connect(timeline_, &Timeline::keyPressed, this, &EditorView::keyPressEvent);
   auto* area = new QScrollArea;
+  area->setFocusPolicy(Qt::NoFocus);
   area->setWidgetResizable(true);
   area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   area->setFrameShape(QFrame::NoFrame);

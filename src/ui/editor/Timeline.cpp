@@ -219,7 +219,7 @@ bool Timeline::event(QEvent* event) {
 void Timeline::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Down) return chooseTrack(chosen_ + 1);
   if (event->key() == Qt::Key_Up && chosen_ > 0) return chooseTrack(chosen_ - 1);
-  QWidget::keyPressEvent(event);
+  emit keyPressed(event);
 }
 
 void Timeline::paintEvent(QPaintEvent*) {

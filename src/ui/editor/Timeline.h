@@ -34,6 +34,8 @@ class Timeline : public QWidget {
   QSize minimumSizeHint() const override;
 
  signals:
+  // A key that is not the timeline's own; what lies between it and the editor would scroll.
+  void keyPressed(QKeyEvent* event);
   void trackChosen(std::size_t track);
 
  protected:

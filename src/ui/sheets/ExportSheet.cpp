@@ -108,8 +108,9 @@ void ExportSheet::begin() {
   setExportFormat(settings_, format());
   hasFailed_ = false;
   say({});
-  isUnderWay_ = true;
   isStems() ? project_.exportStems(path_->text(), format()) : project_.exportTo(path_->text(), format());
+  // Only now: its progress is told before it runs, and would be taken for its end.
+  isUnderWay_ = true;
   refresh();
 }
 

@@ -61,7 +61,7 @@ void AppRow::buildControls() {
   strong.setBold(true);
   name_->setFont(strong);
   state_->setForegroundRole(QPalette::PlaceholderText);
-  name_->setMinimumWidth(80);
+  name_->setMinimumWidth(72);
   layout->addWidget(name_, 0, 0);
   layout->addWidget(state_, 1, 0);
   layout->addWidget(slider_, 0, 1);

@@ -23,7 +23,7 @@ class GainSlider : public QAbstractSlider {
   float gain() const { return taper_.value; }
 
   QSize sizeHint() const override { return {200, 24}; }
-  QSize minimumSizeHint() const override { return {80, 24}; }
+  QSize minimumSizeHint() const override { return {64, 24}; }
 
  signals:
   // The user's wish, also while a drag is under way.
