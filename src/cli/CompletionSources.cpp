@@ -22,21 +22,24 @@ namespace {
 
 using Candidates = std::vector<CompletionReply::Candidate>;
 
-// A list of the running program, each by two of its members.
-Candidates ask(const char* method, const char* word, const char* help) {
+// A list of the running program, or one that is a member of what it answers, each by two of its members.
+Candidates ask(const char* method, const char* word, const char* help, const char* list = nullptr) {
   auto client = ControlClient::connect(userControlFolder());
   if (!client) return {};
-  const auto all = client->call(method);
-  if (!all || !all->is_array()) return {};
+  const auto answer = client->call(method);
+  if (!answer) return {};
+  const ControlJSON all =
+      list && answer->is_object() ? answer->value(list, ControlJSON::array()) : ControlJSON(*answer);
+  if (!all.is_array()) return {};
   Candidates found;
-  for (const ControlJSON& each : *all)
+  for (const ControlJSON& each : all)
     if (each.is_object()) found.push_back({each.value(word, std::string()), each.value(help, std::string())});
   return found;
 }
 
-Candidates profiles() {
-  Candidates all = ask("profiles", "name", "name");
-  for (auto& profile : all) profile.help.clear();
+// By their names, which say all.
+Candidates byName(Candidates all) {
+  for (auto& each : all) each.help.clear();
   return all;
 }
 
@@ -102,9 +105,12 @@ Candidates formats() {
 
 Candidates completionSource(const std::string& kind) {
   if (kind == "ID") return ask("apps", "id", "name");
-  if (kind == "PROFILE") return profiles();
+  if (kind == "PROFILE") return byName(ask("profiles", "name", "name"));
   if (kind == "BUS") return buses();
   if (kind == "SCOPE") return scopes();
+  if (kind == "DEVICE") return ask("input", "id", "name", "devices");
+  if (kind == "INPUT") return byName(ask("input", "name", "name", "inputs"));
+  if (kind == "URI") return ask("plugins.available", "plugin", "name");
   if (kind == "VOLUME") return volumes();
   if (kind == "KEY") return settingsKeys();
   if (kind == "STAMP") return stamps();

@@ -158,12 +158,10 @@ bool MicPassthroughEngine::isRefused() {
 }
 
 void MicPassthroughEngine::askThenStart() {
-  context_.platform.permissions().request(Permission::microphone,
-                                          [weak = std::weak_ptr(self_)](bool granted) {
-                                            const auto self = weak.lock();
-                                            if (!self || !(*self)->isWanted_) return;
-                                            granted ? (*self)->start() : (*self)->switchOff(kRefused);
-                                          });
+  context_.platform.permissions().request(Permission::microphone, lifetime_.guard([this](bool granted) {
+    if (!isWanted_) return;
+    granted ? start() : switchOff(kRefused);
+  }));
 }
 
 void MicPassthroughEngine::begin() {
@@ -213,7 +211,6 @@ void MicPassthroughEngine::listenToBridge() {
 
 void MicPassthroughEngine::start() {
   if (isRunning() || isStarting_) return;
-  startAbortedForRate_ = false;
   const auto input = devices_.selected();
   if (!input)
     return switchOff(
@@ -321,7 +318,6 @@ void MicPassthroughEngine::didFail(const PassthroughError& error) {
 }
 
 void MicPassthroughEngine::abortForRate(const MicRateForce::Aborted& rates) {
-  startAbortedForRate_ = true;
   const auto device = devices_.selected();
   const std::string name = device ? device->name : "The microphone";
   switchOff(fmt::format(

@@ -8,6 +8,7 @@
 #include "audio/effects/PluginChains.h"
 #include "audio/engine/EngineContext.h"
 #include "audio/engine/PropertyListener.h"
+#include "base/Lifetime.h"
 #include "base/Observable.h"
 #include "base/TaskToken.h"
 #include "dsp/AppEQSettings.h"
@@ -120,14 +121,13 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   bool isWanted_ = false;
   bool isLaunched_ = false;
   bool isStarting_ = false;
-  bool startAbortedForRate_ = false;
   bool didRetryStart_ = false;
   double lastBridgeRate_ = 0;  // Hz, at the last start
   AudioDeviceID bridgeRateListenerDeviceID_ = kAudioObjectUnknown;
   PropertyListener bridgeRateListener_, inputRateListener_;
   ScopedTask retry_, convertedCaptureCheck_;
   RouteKeeper::Registration registration_;
-  std::shared_ptr<MicPassthroughEngine*> self_ = std::make_shared<MicPassthroughEngine*>(this);
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

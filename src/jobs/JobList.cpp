@@ -106,19 +106,8 @@ void JobList::cancel(JobID id) {
   publish();
 }
 
-void JobList::cancelAll() {
-  std::vector<JobID> ids;
-  for (const auto& job : all_) ids.push_back(job->state.id);
-  for (const JobID id : ids) cancel(id);
-}
-
 void JobList::forget(JobID id) {
   std::erase_if(all_, [id](const auto& job) { return job->state.id == id && job->state.hasEnded(); });
-  publish();
-}
-
-void JobList::forgetEnded() {
-  std::erase_if(all_, [](const auto& job) { return job->state.hasEnded(); });
   publish();
 }
 

@@ -38,10 +38,8 @@ class JobList {
   JobID add(std::string title, Work work, Ended ended = nullptr);
   // One that waits ends at once, one that runs as soon as it notices, with nothing half done.
   void cancel(JobID id);
-  void cancelAll();
   // Takes a job that has ended off the list.
   void forget(JobID id);
-  void forgetEnded();
   bool isBusy() const;
 
  private:

@@ -75,22 +75,6 @@ JobID RecordingsDesk::edit(EditRequest request, JobList::Ended ended) {
       scansAfter(std::move(ended)));
 }
 
-JobID RecordingsDesk::exportSession(const std::string& stamp, SessionExportRequest request,
-                                    JobList::Ended ended) {
-  std::string title = "Export of " + stamp;
-  return jobs_.add(
-      std::move(title),
-      [from = *library_.folderInUse, stamp,
-       request = std::move(request)](const JobContext& context) -> Outcome<JobList::Files> {
-        auto open = openSession(from, stamp, context);
-        if (!open) return std::unexpected(open.error());
-        SessionExport work(std::move(*open), request, context);
-        if (auto prepared = work.prepare(); !prepared) return std::unexpected(prepared.error());
-        return work.write();
-      },
-      std::move(ended));
-}
-
 JobID RecordingsDesk::measure(const MixTrackInput& track, Measured done) {
   const auto found = std::make_shared<Loudness>();
   return jobs_.add(
@@ -109,13 +93,12 @@ JobID RecordingsDesk::measure(const MixTrackInput& track, Measured done) {
 }
 
 void RecordingsDesk::soon(std::function<Outcome<std::string>()> work, Done done) {
-  queue_->post([this, &runtime = runtime_, work = std::move(work), done = std::move(done),
-                alive = std::weak_ptr(alive_)] {
-    runtime.mainQueue().post([this, result = work(), done, alive] {
-      if (alive.expired()) return;
-      if (result) library_.scan();
-      if (done) done(result);
-    });
+  auto tell = lifetime_.guard([this, done = std::move(done)](const Outcome<std::string>& result) {
+    if (result) library_.scan();
+    if (done) done(result);
+  });
+  queue_->post([&runtime = runtime_, work = std::move(work), tell = std::move(tell)] {
+    runtime.mainQueue().post([result = work(), tell] { tell(result); });
   });
 }
 

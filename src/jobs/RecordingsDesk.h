@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "base/Lifetime.h"
 #include "jobs/EditJob.h"
 #include "jobs/JobList.h"
-#include "jobs/SessionExport.h"
 #include "recording/library/RecordingTrash.h"
 #include "recording/library/RecordingsLibrary.h"
 
@@ -37,8 +37,6 @@ class RecordingsDesk {
                                  const std::optional<std::string>& session = std::nullopt,
                                  const JobList::Ended& ended = nullptr);
   JobID edit(EditRequest request, JobList::Ended ended = nullptr);
-  // Of the session with this stamp, with the edits that are on disk then.
-  JobID exportSession(const std::string& stamp, SessionExportRequest request, JobList::Ended ended = nullptr);
   // How loud a part of a file is, as it is edited. `done` is told in place of a file.
   using Measured = std::function<void(const Outcome<Loudness>& loudness)>;
   JobID measure(const MixTrackInput& track, Measured done);
@@ -62,7 +60,7 @@ class RecordingsDesk {
   const std::shared_ptr<Queue> queue_;
   RecordingsLibrary library_;
   JobList jobs_;
-  const std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

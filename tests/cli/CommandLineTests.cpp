@@ -383,6 +383,10 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   EXPECT_EQ(nlohmann::json::parse(held.err)["note"]["message"], "volume held to 400 %");
   EXPECT_EQ(run({"volume", "e", "50%"}).status, 2) << "several apps fit";
   EXPECT_EQ(run({"apps", "--ids"}).out, "music\nbeat\nspeech\n");
+  EXPECT_NE(run({"__complete", "volume", "mu"}).out.find("\nmusic\tmusic\n"), std::string::npos);
+  EXPECT_NE(run({"__complete", "mic", "select", ""}).out.find("\t"), std::string::npos) << "a device";
+  EXPECT_EQ(run({"input", "add", "1", "--name", "Second voice"}).status, 0);
+  EXPECT_NE(run({"__complete", "input", "remove", "Sec"}).out.find("\nSecond voice"), std::string::npos);
   const auto watched = run({"watch", "--count", "2", "--json"});
   EXPECT_EQ(std::ranges::count(watched.out, '\n'), 2);
   EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "0.5"}).status, 0);

@@ -185,6 +185,13 @@ TEST(MicEngine, TheMicrophonesRateIsForcedAndGivenBack) {
     EXPECT_TRUE(world.engine->select(kMicUID));
     EXPECT_TRUE(world.engine->isRunning());
   }
+  {  // The same, but slow: it starts once the microphone has arrived.
+    InputWorld world;
+    worldWith(world, 88200, {88200, 48000}, 0.75);
+    EXPECT_FALSE(world.engine->isRunning());
+    world.wait(1);
+    EXPECT_TRUE(world.engine->isRunning()) << world.error();
+  }
 }
 
 // A headset in its call mode: captured at its rate, and converted on its way.

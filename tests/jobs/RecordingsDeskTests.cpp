@@ -12,6 +12,7 @@
 #include "jobs/ImportJob.h"
 #include "jobs/JobError.h"
 #include "jobs/SessionChange.h"
+#include "jobs/SessionExport.h"
 #include "jobs/WaveformJob.h"
 #include "recording/RecordingBench.h"
 #include "support/SizeLimit.h"
@@ -78,11 +79,11 @@ TEST_F(RecordingsDeskTest, WhatIsImportedIsListedRenamedWithItsEditsAndExported)
   EXPECT_EQ(displayNames(), std::vector<std::string>{"Interview"});
 
   SessionExportRequest request{.out = {path("mix.flac")}, .format = {ExportFormat::Kind::flac}};
-  desk.exportSession(session().timestampString, request,
-                     [&](const JobState& state) { ended.push_back(state); });
-  runtime.settle();
-  ASSERT_EQ(ended.back().phase, Phase::done) << ended.back().error;
-  EXPECT_EQ(ended.back().files, std::vector<std::string>{path("mix.flac")});
+  auto again = openSession(bench.defaultFolder(), session().timestampString, context());
+  ASSERT_TRUE(again) << again.error().description;
+  SessionExport work(std::move(*again), request, context());
+  ASSERT_TRUE(work.prepare());
+  ASSERT_EQ(work.write(), JobList::Files{path("mix.flac")});
   std::optional<Outcome<Loudness>> loudness;
   desk.measure(*wholeFile(path("mix.flac")), [&](const auto& found) { loudness = found; });
   runtime.advance(fromSeconds(1));
