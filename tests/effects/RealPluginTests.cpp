@@ -7,6 +7,7 @@
 #include "PlainLv2Host.h"
 #include "base/LiveRuntime.h"
 #include "platform/effects/Lv2EffectsHost.h"
+#include "support/LeaksOfOthers.h"
 #include "support/RealtimeGuard.h"
 #include "support/TemporaryFolder.h"
 
@@ -83,6 +84,7 @@ PlainLv2Host::Planes renderEffect(Effect& effect, const PlainLv2Host::Planes& in
 // Each plug-in sounds as it does alone, and comes back with its values.
 TEST(RealPluginTest, SystemPluginsSoundAsTheyDoAlone) {
   setenv("LV2_PATH", "/usr/lib/lv2", 1);
+  const LeaksOfOthers theirs;
   TemporaryFolder folder;
   LiveRuntime runtime;
   Log log;

@@ -135,9 +135,10 @@ TEST_P(Gaps, OfARouteAreThoseOfAPlainLink) {
     routed.record("ToneFerry_UID_Track_1");
     ASSERT_TRUE(
         world.until([&] { return routed.hasRecorded(3 * kSecond) && plain.hasRecorded(3 * kSecond); }));
-    beside += plain.end();
-    const Count now = routed.end();
+    const Count linked = plain.end(), now = routed.end();
+    EXPECT_GT(linked.frames, 2 * kSecond);
     EXPECT_GT(now.frames, 2 * kSecond);
+    beside += linked;
     through += now;
     isWhole = now.gaps == 0;
     ASSERT_TRUE(world.until([&] { return world.engine->activeTaps().empty(); }));

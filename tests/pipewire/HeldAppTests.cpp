@@ -82,6 +82,29 @@ TEST_F(HeldApp, TheSessionManagerOutlivesIdleHiddenDevices) {
   })) << "programs that come later get no link";
 }
 
+// A stream that asked for a device of its own, and that something has sent into another's tap.
+TEST_F(HeldApp, AStrangerInItsDeviceGoesBackToWhereItAskedToBe) {
+  KnownSignal(60).write(world.session.file("signal.wav"));
+  auto player = world.session.launch({"pw-play", world.session.file("signal.wav")});
+  Holding holding(world, "pw-play");
+  ASSERT_TRUE(holding.hears());
+  const std::vector<std::string> asked = {"fake.speaker2"};
+  auto stranger =
+      world.session.launch({"pw-cat", "-p", "--target", asked[0], world.session.file("signal.wav")});
+  ASSERT_TRUE(world.until([&] { return world.outputsOf("pw-cat") == asked; }));
+  const auto numberOf = [&](const std::string& name, const std::string& label) {
+    const std::string nodes = world.session.run({"pw-cli", "ls", "Node"});
+    const auto block = nodes.rfind("\tid ", nodes.find("node.name = \"" + name));
+    const auto number = block == std::string::npos ? block : nodes.find(label, block);
+    return number == std::string::npos ? "" : std::to_string(std::stoi(nodes.substr(number + label.size())));
+  };
+  const std::string sent = world.session.run({"pw-metadata", numberOf("pw-cat", "id "), "target.object",
+                                              numberOf("sonmere-tap", "object.serial = \""), "Spa:Id"});
+  ASSERT_TRUE(world.untilLogged("not its own")) << sent;
+  EXPECT_TRUE(world.until([&] { return world.outputsOf("pw-cat") == asked; }))
+      << world.session.run({"pw-metadata"});
+}
+
 // The PulseAudio service tells its client of a stream once that is linked to an ordinary device, and so never
 // of one that went to a hidden device first: the client waited for 30 s and gave up.
 TEST_F(HeldApp, ItsFurtherStreamsAreMadeAtOnce) {

@@ -24,18 +24,20 @@ class SilentTable {
                                pw_properties_new(PW_KEY_REMOTE_NAME, socket.c_str(), nullptr), 0);
     const spa_dict_item item{PW_KEY_METADATA_NAME, "default"};
     const spa_dict properties{0, 1, &item};
-    if (core_)
-      pw_core_create_object(core_, "metadata", PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, &properties,
-                            0);
+    if (!core_) return;
+    table_ = static_cast<pw_proxy*>(pw_core_create_object(core_, "metadata", PW_TYPE_INTERFACE_Metadata,
+                                                          PW_VERSION_METADATA, &properties, 0));
   }
   ~SilentTable() {
     const PipeWireLoop::Lock lock(loop_);
+    if (table_) pw_proxy_destroy(table_);
     if (core_) pw_core_disconnect(core_);
   }
 
  private:
   PipeWireLoop loop_;
   pw_core* core_ = nullptr;
+  pw_proxy* table_ = nullptr;
 };
 
 std::size_t openFiles() {

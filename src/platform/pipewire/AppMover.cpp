@@ -11,6 +11,15 @@ const std::string kTarget = "target.object";
 // "Anywhere": the default device.
 constexpr const char* kNoTarget = "-1";
 
+// Where a stream wishes to be by itself: a device by name or serial.
+std::string ownTarget(const GraphMirror& graph, const GraphNode& stream) {
+  const std::string wish(stream.property(kTarget)), old(stream.property("node.target"));
+  if (!wish.empty()) return wish;
+  for (const auto& [id, node] : graph.nodes())
+    if (std::to_string(id) == old) return node.serial;
+  return old.empty() ? kNoTarget : old;
+}
+
 // The PulseAudio service has told its client of the stream, which it does once it is linked to an ordinary
 // device. A stream that is moved to a hidden one before that is never told.
 bool isAnswered(const GraphNode& node) {
@@ -197,7 +206,8 @@ void AppMover::nodeRemoved(const GraphNode& node) {
   release(node.id);
 }
 
-// A session with a memory may send a stranger into a tap because a program like it was there once.
+// A session with a memory may send a stranger into a tap because a program like it was there once; and one
+// that was let go from the waiting room may be linked to it only then.
 void AppMover::linkAdded(const GraphLink& link) {
   arrivals_.changed(link.outputNode);
   const GraphNode* const room = room_.node();
@@ -207,7 +217,7 @@ void AppMover::linkAdded(const GraphLink& link) {
   if (!isOwn || !stream || !stream->isKnown || claims_.contains(stream->id)) return;
   log_.warning(fmt::format("Sonmere: {} was sent into a tap that is not its own; putting it back",
                            stream->property("application.name")));
-  write(stream->id, kNoTarget);
+  write(stream->id, ownTarget(graph_, *stream));
 }
 
 void AppMover::targetChanged(GlobalID stream, const std::optional<std::string>& value) {
