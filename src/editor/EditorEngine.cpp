@@ -216,11 +216,19 @@ bool EditorEngine::saveTrimmed(const std::string& to, const ExportFormat& format
       [&log = context_.log, input = *input, to, format](ExportProgress& progress) {
         return SessionExporter(log).exportTrack(input, to, {format, sourceBitDepth(input.url)}, progress);
       },
-      [this](const Outcome<void>& result, const ExportProgress&) { saved(result); });
+      [this, range = **trimRange](const Outcome<void>& result, const ExportProgress&) {
+        saved(range, result);
+      });
   return true;
 }
 
-void EditorEngine::saved(const Outcome<void>& result) {
+bool EditorEngine::hasUnsavedEdits() const {
+  const auto& range = *trimRange;
+  return range && range != saved_ && *range != TrimRange::whole(range->totalFrames, range->sampleRate);
+}
+
+void EditorEngine::saved(const TrimRange& range, const Outcome<void>& result) {
+  if (result) saved_ = range;
   if (result || result.error().domain == kExportCancelledDomain) return;
   context_.log.error("EditorEngine: save failed: " + result.error().description);
   saveError.set(saveErrorText(result.error()));

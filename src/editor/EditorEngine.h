@@ -106,6 +106,8 @@ class EditorEngine {
   const Observable<bool>& isSaving() const { return export_.isRunning; }
   Observable<bool>& isSaving() { return export_.isRunning; }
   Observable<double>& saveProgress() { return export_.progress; }
+  // The edit is in no file that was saved since the editor was opened.
+  bool hasUnsavedEdits() const;
   // "{name} (Trimmed)", with the extension of the format, in the file's folder.
   std::string suggestedPath(const ExportFormat& format) const;
 
@@ -125,7 +127,7 @@ class EditorEngine {
   template <class Change>
   void edit(Field field, SettingForm form, Change&& change);
   void setRange(const TrimRange& range);
-  void saved(const Outcome<void>& result);
+  void saved(const TrimRange& range, const Outcome<void>& result);
   void measured(const TrimRange& range, const Outcome<Loudness>& loudness, double targetLUFS,
                 const Normalized& done);
 
@@ -143,6 +145,7 @@ class EditorEngine {
   std::array<Subscription, 2> viewChanges_;
   EditHistory<TrimRange, Field> history_;
   std::optional<Gesture> gesture_;
+  std::optional<TrimRange> saved_;
   BackgroundWork export_;
   BackgroundWork measuring_;
 };

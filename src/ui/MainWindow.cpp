@@ -1,5 +1,7 @@
 #include "ui/MainWindow.h"
 
+#include <QApplication>
+#include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QGridLayout>
 #include <QMenu>
@@ -8,6 +10,7 @@
 #include <QUrl>
 
 #include "ui/QuitFlow.h"
+#include "ui/UnfinishedWork.h"
 #include "ui/model/Models.h"
 #include "ui/pages/AppsPage.h"
 #include "ui/pages/GuidePage.h"
@@ -113,6 +116,12 @@ void MainWindow::hideEvent(QHideEvent* event) {
   refreshMeters();
 }
 
+// One that only hides, with an icon to come back by, goes on with its work.
+void MainWindow::closeEvent(QCloseEvent* event) {
+  const bool ends = QApplication::quitOnLastWindowClosed();
+  event->setAccepted(!ends || quit_->mayClose(unfinishedWorkIn(*this)));
+}
+
 void MainWindow::changeEvent(QEvent* event) {
   QMainWindow::changeEvent(event);
   if (event->type() == QEvent::WindowStateChange) refreshMeters();
@@ -162,7 +171,7 @@ void MainWindow::openGuide() {
 }
 
 void MainWindow::beginQuit() {
-  if (!models_.recording().running().empty()) comeForward();
+  if (!models_.recording().running().empty() || !allUnfinishedWork().isEmpty()) comeForward();
   quit_->begin();
 }
 

@@ -2,6 +2,7 @@
 
 #include <QPushButton>
 
+#include "ui/UnfinishedWork.h"
 #include "ui/model/RecordingModel.h"
 #include "ui/model/ServiceLink.h"
 #include "ui/widgets/Sheet.h"
@@ -15,7 +16,36 @@ QuitFlow::QuitFlow(ServiceLink& link, RecordingModel& recording, QWidget& conten
 
 void QuitFlow::begin() {
   // A sheet that asks for a name is no reason to stay: what it is about keeps the one it has.
-  for (Sheet* open : content_.findChildren<Sheet*>()) open->dismiss();
+  for (Sheet* open : content_.findChildren<Sheet*>()) {
+    if (!open->isBusy()) open->dismiss();
+  }
+  const QStringList unfinished = allUnfinishedWork();
+  if (unfinished.isEmpty()) return proceed();
+  warn(unfinished, tr("Quit Sonmere?"), tr("Quit, and lose it"), &QuitFlow::proceed);
+}
+
+bool QuitFlow::mayClose(const QStringList& unfinished) {
+  if (mayClose_ || unfinished.isEmpty()) return true;
+  warn(unfinished, tr("Close the window?"), tr("Close, and lose it"), &QuitFlow::closeAnyway);
+  return false;
+}
+
+void QuitFlow::closeAnyway() {
+  mayClose_ = true;
+  emit windowOnly();
+}
+
+void QuitFlow::warn(const QStringList& unfinished, const QString& title, const QString& goOn,
+                    void (QuitFlow::*go)()) {
+  if (sheet_) sheet_->dismiss();
+  sheet_ = new Sheet(title, &content_);
+  sheet_->addText(unfinished.join(QLatin1Char('\n')));
+  connect(sheet_->addButton(goOn, false), &QPushButton::clicked, this, go);
+  sheet_->addButton(tr("Stay"), true);
+  sheet_->open();
+}
+
+void QuitFlow::proceed() {
   if (link_.state() != ServiceLink::State::connected) return emit done();
   recording_.running().empty() ? quit() : ask();
 }

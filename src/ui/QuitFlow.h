@@ -19,6 +19,8 @@ class QuitFlow : public QObject {
   QuitFlow(ServiceLink& link, RecordingModel& recording, QWidget& content);
 
   void begin();
+  // Of the window alone. False: it has asked, and tells windowOnly if the user agrees.
+  bool mayClose(const QStringList& unfinished);
 
  signals:
   // The service has ended, or was gone.
@@ -27,6 +29,9 @@ class QuitFlow : public QObject {
   void windowOnly();
 
  private:
+  void proceed();
+  void warn(const QStringList& unfinished, const QString& title, const QString& goOn, void (QuitFlow::*go)());
+  void closeAnyway();
   void ask();
   void quit();
   void stateChanged();
@@ -36,6 +41,7 @@ class QuitFlow : public QObject {
   QWidget& content_;
   QPointer<Sheet> sheet_;
   bool isEnding_ = false;
+  bool mayClose_ = false;  // the user has said so
 };
 
 }  // namespace sonmere

@@ -283,5 +283,30 @@ TEST_F(EditorViewTest, AnExportShowsItsEndAndAFailureWhereItWasAskedFor) {
   EXPECT_TRUE(QFile::exists(path("out.flac")));
 }
 
+TEST_F(EditorViewTest, EditsThatAreInNoFileAreLostOnlyWhenTheUserSaysSo) {
+  auto view = shown(file());
+  QSignalSpy back(view.get(), &EditorView::backWanted);
+  EXPECT_TRUE(view->unfinishedWork().isEmpty());
+  EditorEngine& engine = *view->project().tracks()[0].engine;
+  engine.setGainLinear(0.5f);
+  ASSERT_FALSE(view->unfinishedWork().isEmpty());
+  view->close();
+  EXPECT_TRUE(view->isVisible());
+  EXPECT_EQ(back.count(), 0);
+  ASSERT_TRUE(engine.saveTrimmed(path("kept.wav").toStdString(), {}));
+  EXPECT_FALSE(view->unfinishedWork().isEmpty()) << "the export is under way";
+  ASSERT_TRUE(QTest::qWaitFor([&] { return !*engine.isSaving(); }, kPatience));
+  EXPECT_TRUE(view->unfinishedWork().isEmpty());
+  engine.setGainLinear(0.25f);
+  view->leave();
+  const auto buttons = view->findChildren<QPushButton*>();
+  const auto lose = std::ranges::find_if(
+      buttons, [](const QPushButton* each) { return each->text().contains(QStringLiteral("lose")); });
+  ASSERT_TRUE(lose != buttons.end());
+  (*lose)->click();
+  EXPECT_EQ(back.count(), 1);
+  EXPECT_TRUE(view->close());
+}
+
 }  // namespace
 }  // namespace sonmere

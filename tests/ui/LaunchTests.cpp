@@ -10,6 +10,7 @@
 
 #include "FakeService.h"
 #include "ui/QuitFlow.h"
+#include "ui/UnfinishedWork.h"
 #include "ui/launch/SingleWindow.h"
 #include "ui/launch/WindowOptions.h"
 #include "ui/model/RecordingModel.h"
@@ -111,6 +112,42 @@ TEST_F(QuitFlowTest, NothingIsAskedWhereNothingIsRecordedAndASheetForANameIsClos
   EXPECT_EQ(done.count(), 0) << "the service ends first";
   service.hangUp();
   EXPECT_TRUE(QTest::qWaitFor([&] { return done.count() == 1; }, kPatience));
+}
+
+struct Unfinished : QWidget, UnfinishedWork {
+  using QWidget::QWidget;
+  QStringList unfinishedWork() const override { return {QStringLiteral("An export is under way.")}; }
+};
+
+TEST_F(QuitFlowTest, WorkThatIsUnderWayIsLostOnlyWhenTheUserSaysSo) {
+  connectTo();
+  auto work = std::make_unique<Unfinished>(&content);
+  struct Busy : Sheet {
+    using Sheet::Sheet;
+    bool isBusy() const override { return true; }
+  };
+  auto* busy = new Busy(QStringLiteral("Export"), &content);
+  busy->open();
+  const auto press = [&](const QString& part) {
+    for (auto* button : content.findChildren<QPushButton*>()) {
+      if (button->isVisible() && button->text().contains(part)) return button->click();
+    }
+    ADD_FAILURE() << qPrintable(part);
+  };
+  flow.begin();
+  EXPECT_TRUE(busy->isVisible());
+  press(QStringLiteral("Stay"));
+  QSignalSpy windowOnly(&flow, &QuitFlow::windowOnly);
+  EXPECT_FALSE(flow.mayClose(work->unfinishedWork()));
+  QTest::qWait(10);
+  EXPECT_FALSE(hasQuit());
+  EXPECT_EQ(windowOnly.count(), 0);
+  press(QStringLiteral("lose"));
+  EXPECT_EQ(windowOnly.count(), 1);
+  EXPECT_TRUE(flow.mayClose(work->unfinishedWork())) << "it has been said once";
+  flow.begin();
+  press(QStringLiteral("lose"));
+  EXPECT_TRUE(QTest::qWaitFor([&] { return hasQuit(); }, kPatience));
 }
 
 TEST_F(QuitFlowTest, RunningRecordingsAreCompletedOnlyWhenTheUserSaysSo) {

@@ -186,6 +186,29 @@ TEST_F(LibraryTest, AFileOpensInTheEditorASessionSideBySideAndNoAudioIsTold) {
   EXPECT_EQ(answered.count(), 1);
 }
 
+TEST_F(LibraryTest, AnEditorWithWorkInItKeepsItsPlaceAndJobsTheirFolder) {
+  shows();
+  stack.openFiles({root.filePath(QStringLiteral("outside.wav"))});
+  EditorView* const first = stack.editor();
+  ASSERT_TRUE(first);
+  EditorEngine& engine = *first->project().tracks()[0].engine;
+  ASSERT_TRUE(waits([&] { return engine.trimRange->has_value(); }));
+  engine.setGainLinear(0.5f);
+  stack.openFiles({file("Song — 2026-01-03 10-00-00.wav")});
+  EXPECT_EQ(stack.editor(), first);
+  const auto windows = QApplication::topLevelWidgets();
+  EXPECT_TRUE(std::ranges::any_of(windows, [](QWidget* each) { return qobject_cast<EditorView*>(each); }));
+
+  const QString other = root.filePath(QStringLiteral("other"));
+  QDir().mkpath(other);
+  stack.model().importFiles({root.filePath(QStringLiteral("outside.wav"))});
+  emit link.told(Topic::library, {{"facts", {{"folder", other.toStdString()}}}});
+  EXPECT_EQ(stack.model().folder(), root.filePath(QStringLiteral("recordings")));
+  EXPECT_FALSE(stack.page().unfinishedWork().isEmpty());
+  EXPECT_TRUE(waits([&] { return stack.model().folder() == other; }));
+  EXPECT_EQ(QDir(root.filePath(QStringLiteral("recordings"))).entryList(QDir::Files).size(), 4);
+}
+
 TEST_F(LibraryTest, ATakeThatIsCompleteIsOfferedAName) {
   shows();
   QWidget over;

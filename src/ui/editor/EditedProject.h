@@ -59,6 +59,8 @@ class EditedProject : public QObject {
   virtual void cancelExport() = 0;
   virtual bool isSaving() = 0;
   virtual double saveProgress() = 0;
+  // Edits that go with the editor: those of a session are kept beside its recordings.
+  virtual bool hasUnsavedEdits() const { return false; }
 
   // Between a frame of the timeline and one of a track's file.
   std::int64_t trackFrame(std::size_t track, std::int64_t frame) const;

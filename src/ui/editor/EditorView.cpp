@@ -1,10 +1,12 @@
 #include "ui/editor/EditorView.h"
 
+#include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QShortcut>
@@ -21,6 +23,7 @@
 #include "ui/sheets/ExportSheet.h"
 #include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
+#include "ui/widgets/Sheet.h"
 #include "ui/work/Workbench.h"
 
 namespace sonmere {
@@ -108,7 +111,7 @@ void EditorView::buildTools() {
   auto* row = new QHBoxLayout;
   row->setSpacing(kGrid / 2);
   connect(addTool(row, QStringLiteral("back"), tr("Back to the library")), &QToolButton::clicked, this,
-          &EditorView::backWanted);
+          &EditorView::leave);
   auto* title = new QLabel(project_->title());
   title->setTextFormat(Qt::PlainText);
   QFont strong = title->font();
@@ -270,6 +273,32 @@ void EditorView::openExport() {
   connect(sheet, &ExportSheet::exported, this,
           [this](const QString& path) { say(tr("Exported to %1").arg(path), false); });
   sheet->open();
+}
+
+QStringList EditorView::unfinishedWork() const {
+  if (project_->isSaving()) return {tr("The export of %1 is under way.").arg(project_->title())};
+  if (project_->hasUnsavedEdits()) return {tr("The edits of %1 are in no file yet.").arg(project_->title())};
+  return {};
+}
+
+void EditorView::leave() {
+  const QStringList work = mayGo_ ? QStringList() : unfinishedWork();
+  if (work.isEmpty()) return emit backWanted();
+  auto* sheet = new Sheet(tr("Leave the editor?"), this);
+  sheet->addText(work.join(QLatin1Char('\n')));
+  connect(sheet->addButton(tr("Leave, and lose it"), false), &QPushButton::clicked, this, [this] {
+    mayGo_ = true;
+    leave();
+  });
+  sheet->addButton(tr("Stay"), true);
+  sheet->open();
+}
+
+// As a window of its own.
+void EditorView::closeEvent(QCloseEvent* event) {
+  if (mayGo_ || unfinishedWork().isEmpty()) return QWidget::closeEvent(event);
+  event->ignore();
+  leave();
 }
 
 void EditorView::keyPressEvent(QKeyEvent* event) {

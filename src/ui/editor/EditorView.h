@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "editor/keys/EditorShortcuts.h"
+#include "ui/UnfinishedWork.h"
 
 class QDoubleSpinBox;
 class QHBoxLayout;
@@ -24,7 +25,7 @@ class TrackHeader;
 class Workbench;
 
 // An editor: tools, the timeline with its tracks, the chosen track's edit as numbers, loudness, export.
-class EditorView : public QWidget {
+class EditorView : public QWidget, public UnfinishedWork {
   Q_OBJECT
 
  public:
@@ -33,6 +34,9 @@ class EditorView : public QWidget {
 
   EditedProject& project() { return *project_; }
   Timeline& timeline() { return *timeline_; }
+  QStringList unfinishedWork() const override;
+  // Back to where it was opened from; asks first where something would be lost.
+  void leave();
 
  signals:
   void backWanted();
@@ -41,6 +45,7 @@ class EditorView : public QWidget {
   void keyPressEvent(QKeyEvent* event) override;
   void dragEnterEvent(QDragEnterEvent* event) override;
   void dropEvent(QDropEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
 
  private:
   void buildTools();
@@ -71,6 +76,7 @@ class EditorView : public QWidget {
   QLabel* loudness_;
   QLabel* note_;
   std::shared_ptr<class ExportProgress> measuring_;
+  bool mayGo_ = false;  // the user has said so
 };
 
 // A key as EditorShortcuts has it: "shift+left", "space"; empty for one that it can't have.

@@ -32,6 +32,7 @@ class FileProject : public EditedProject {
   void cancelExport() override { engine().cancelSave(); }
   bool isSaving() override { return *engine().isSaving(); }
   double saveProgress() override { return *engine().saveProgress(); }
+  bool hasUnsavedEdits() const override { return engine().hasUnsavedEdits(); }
 
  private:
   EditorEngine& engine() const { return *tracks_.front().engine; }

@@ -48,8 +48,14 @@ void LibraryModel::open(const QString& folder) {
 // The service may have been told of another folder on its command line.
 void LibraryModel::take(Topic topic, const TopicJSON& value) {
   if (topic != Topic::library) return;
-  const QString told = pathOf(memberOr<std::string>(objectAt(value, "facts"), "folder", {}));
-  if (!told.isEmpty() && told != folder()) open(told);
+  wantedFolder_ = pathOf(memberOr<std::string>(objectAt(value, "facts"), "folder", {}));
+  follow();
+}
+
+// Jobs that are under way end with the desk: it is changed after them.
+void LibraryModel::follow() {
+  if (wantedFolder_.isEmpty() || wantedFolder_ == folder() || desk_->jobs().isBusy()) return;
+  open(wantedFolder_);
 }
 
 QString LibraryModel::folder() const { return pathOf(*desk_->library().folderInUse); }
@@ -124,6 +130,7 @@ void LibraryModel::tellJobs() {
       this,
       [this, ended] {
         for (const JobID job : ended) desk_->jobs().forget(job);
+        follow();
       },
       Qt::QueuedConnection);
 }

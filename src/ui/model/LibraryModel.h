@@ -52,11 +52,13 @@ class LibraryModel : public QObject {
  private:
   void open(const QString& folder);
   void take(Topic topic, const TopicJSON& value);
+  void follow();
   void removed(const QString& path, const Outcome<std::string>& where);
   void tellJobs();
 
   Workbench& workbench_;
-  QString onlyFolder_;  // as the service says; empty: that of the settings
+  QString onlyFolder_;    // as the service says; empty: that of the settings
+  QString wantedFolder_;  // as the service told last
   std::unique_ptr<RecordingsDesk> desk_;
   std::vector<Subscription> observers_;
   QStringList trashed_;      // paths in the trash

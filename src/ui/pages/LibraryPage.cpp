@@ -206,6 +206,14 @@ void LibraryPage::refresh() {
   refreshActions();
 }
 
+QStringList LibraryPage::unfinishedWork() const {
+  QStringList all;
+  for (const JobState& job : model_.jobs()) {
+    if (!job.hasEnded()) all << tr("%1 is under way.").arg(QString::fromStdString(job.title));
+  }
+  return all;
+}
+
 void LibraryPage::choose(const QString& path) {
   const QModelIndex at = tree_->find(path);
   if (at.isValid()) view_->setCurrentIndex(at);

@@ -2,6 +2,8 @@
 
 #include <QWidget>
 
+#include "ui/UnfinishedWork.h"
+
 class QLabel;
 class QLineEdit;
 class QToolButton;
@@ -19,7 +21,7 @@ class Workbench;
 
 // The recordings by day: played in place, renamed in place, to the trash with undo; files dropped here are
 // imported, rows dragged away are files.
-class LibraryPage : public QWidget {
+class LibraryPage : public QWidget, public UnfinishedWork {
   Q_OBJECT
 
  public:
@@ -27,6 +29,7 @@ class LibraryPage : public QWidget {
 
   // Chooses the file's row, and begins to edit its name where that is asked for.
   void choose(const QString& path);
+  QStringList unfinishedWork() const override;
 
  signals:
   void editWanted(const QStringList& paths, const QString& stamp);

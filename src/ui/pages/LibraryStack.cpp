@@ -83,17 +83,26 @@ void LibraryStack::openSession(const RecordingSession& session, const QString& t
 
 void LibraryStack::openWindow(const QStringList& paths) {
   const QString untitled = tr("Untitled");
-  auto* view = new EditorView(
-      std::make_unique<SessionProject>(workbench_.engines(), untitledSession(paths), untitled), workbench_);
+  showInWindow(std::make_unique<SessionProject>(workbench_.engines(), untitledSession(paths), untitled),
+               QStringLiteral("Sonmere Multi-Track Editor — %1").arg(untitled));
+}
+
+void LibraryStack::showInWindow(std::unique_ptr<EditedProject> project, const QString& title) {
+  auto* view = new EditorView(std::move(project), workbench_);
   view->setAttribute(Qt::WA_DeleteOnClose);
-  view->setWindowTitle(QStringLiteral("Sonmere Multi-Track Editor — %1").arg(untitled));
+  view->setWindowTitle(title);
   view->resize(1040, 720);
   connect(view, &EditorView::backWanted, view, &QWidget::close);
   connect(this, &QObject::destroyed, view, &QObject::deleteLater);
   view->show();
 }
 
+// An editor with work in it keeps its place.
 void LibraryStack::show(std::unique_ptr<EditedProject> project) {
+  if (editor_ && !editor_->unfinishedWork().isEmpty()) {
+    const QString title = project->title();
+    return showInWindow(std::move(project), QStringLiteral("%1 — Sonmere").arg(title));
+  }
   closeEditor();
   editor_ = new EditorView(std::move(project), workbench_);
   connect(editor_, &EditorView::backWanted, this, &LibraryStack::closeEditor);

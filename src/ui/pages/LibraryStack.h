@@ -48,6 +48,7 @@ class LibraryStack : public QStackedWidget {
   void openSession(const RecordingSession& session, const QString& title);
   void openWindow(const QStringList& paths);
   void show(std::unique_ptr<EditedProject> project);
+  void showInWindow(std::unique_ptr<EditedProject> project, const QString& title);
   void closeEditor();
 
   Workbench& workbench_;

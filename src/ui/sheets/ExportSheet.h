@@ -22,6 +22,8 @@ class ExportSheet : public Sheet {
   // The format that was chosen is kept in the settings.
   ExportSheet(EditedProject& project, SettingsStore& settings, QWidget* parent);
 
+  bool isBusy() const override { return isUnderWay_; }
+
  signals:
   void exported(const QString& path);
 

@@ -11,7 +11,7 @@
 <context>
     <name>sonmere</name>
     <message>
-        <source>--language needs a language, as "de".</source>
+        <source>--language needs a language, as &quot;de&quot;.</source>
         <translation>--language braucht eine Sprache, etwa „de“.</translation>
     </message>
     <message>
@@ -19,11 +19,11 @@
         <translation>--shots braucht einen Ordner für die Bilder.</translation>
     </message>
     <message>
-        <source>--shots: the folder %1 can't be made.</source>
+        <source>--shots: the folder %1 can&apos;t be made.</source>
         <translation>--shots: Der Ordner %1 kann nicht angelegt werden.</translation>
     </message>
     <message>
-        <source>"%1" is no option of the window; --help lists them.</source>
+        <source>&quot;%1&quot; is no option of the window; --help lists them.</source>
         <translation>„%1“ ist keine Option des Fensters; --help zählt sie auf.</translation>
     </message>
     <message>
@@ -67,7 +67,7 @@
         <translation>Systemklänge und andere Dienste des Systems haben nun eigene Zeilen. Was von ihnen in der vorigen Version angeheftet oder ausgeblendet war, wurde zurückgenommen.</translation>
     </message>
     <message>
-        <source>All your other apps, with their volumes and routes, are untouched. Hidden rows are behind "Hidden too".</source>
+        <source>All your other apps, with their volumes and routes, are untouched. Hidden rows are behind &quot;Hidden too&quot;.</source>
         <translation>Alle anderen Apps sind mit Lautstärken und Wegen unverändert. Ausgeblendete Zeilen zeigt „Auch ausgeblendete“.</translation>
     </message>
     <message>
@@ -229,7 +229,10 @@
     </message>
     <message numerus="yes">
         <source>%1 · %n frame(s) lost</source>
-        <translation><numerusform>%1 · %n Frame verloren</numerusform><numerusform>%1 · %n Frames verloren</numerusform></translation>
+        <translation>
+            <numerusform>%1 · %n Frame verloren</numerusform>
+            <numerusform>%1 · %n Frames verloren</numerusform>
+        </translation>
     </message>
     <message>
         <source>%1 · silent</source>
@@ -332,6 +335,26 @@
     <message>
         <source>Exported to %1</source>
         <translation>Exportiert nach %1</translation>
+    </message>
+    <message>
+        <source>The export of %1 is under way.</source>
+        <translation>Der Export von %1 läuft noch.</translation>
+    </message>
+    <message>
+        <source>The edits of %1 are in no file yet.</source>
+        <translation>Die Bearbeitung von %1 steht noch in keiner Datei.</translation>
+    </message>
+    <message>
+        <source>Leave the editor?</source>
+        <translation>Editor verlassen?</translation>
+    </message>
+    <message>
+        <source>Leave, and lose it</source>
+        <translation>Verlassen und verwerfen</translation>
+    </message>
+    <message>
+        <source>Stay</source>
+        <translation>Bleiben</translation>
     </message>
 </context>
 <context>
@@ -759,7 +782,10 @@
     </message>
     <message numerus="yes">
         <source>Brought back %n time(s)</source>
-        <translation><numerusform>%n Mal zurückgeholt</numerusform><numerusform>%n Mal zurückgeholt</numerusform></translation>
+        <translation>
+            <numerusform>%n Mal zurückgeholt</numerusform>
+            <numerusform>%n Mal zurückgeholt</numerusform>
+        </translation>
     </message>
     <message>
         <source>%1 came up; choose it above to use it</source>
@@ -788,7 +814,10 @@
     </message>
     <message numerus="yes">
         <source>%n recording(s) are in the trash.</source>
-        <translation><numerusform>%n Aufnahme ist im Papierkorb.</numerusform><numerusform>%n Aufnahmen sind im Papierkorb.</numerusform></translation>
+        <translation>
+            <numerusform>%n Aufnahme ist im Papierkorb.</numerusform>
+            <numerusform>%n Aufnahmen sind im Papierkorb.</numerusform>
+        </translation>
     </message>
     <message>
         <source>%1 is back.</source>
@@ -857,6 +886,10 @@
         <source>Audio (*.wav *.wave *.aif *.aiff *.aifc *.caf *.m4a *.mp3 *.mp4 *.aac *.flac *.ogg *.opus);;All files (*)</source>
         <translation>Audio (*.wav *.wave *.aif *.aiff *.aifc *.caf *.m4a *.mp3 *.mp4 *.aac *.flac *.ogg *.opus);;Alle Dateien (*)</translation>
     </message>
+    <message>
+        <source>%1 is under way.</source>
+        <translation>%1 läuft noch.</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::LibraryStack</name>
@@ -893,7 +926,10 @@
     </message>
     <message numerus="yes">
         <source>%1, %n file(s)</source>
-        <translation><numerusform>%1, %n Datei</numerusform><numerusform>%1, %n Dateien</numerusform></translation>
+        <translation>
+            <numerusform>%1, %n Datei</numerusform>
+            <numerusform>%1, %n Dateien</numerusform>
+        </translation>
     </message>
     <message>
         <source>Waveform</source>
@@ -1113,7 +1149,10 @@
     </message>
     <message numerus="yes">
         <source>%n file(s) are being recorded. They are completed before Sonmere ends, and nothing that was recorded is lost.</source>
-        <translation><numerusform>%n Datei wird aufgenommen. Sie wird vervollständigt, bevor Sonmere endet; nichts Aufgenommenes geht verloren.</numerusform><numerusform>%n Dateien werden aufgenommen. Sie werden vervollständigt, bevor Sonmere endet; nichts Aufgenommenes geht verloren.</numerusform></translation>
+        <translation>
+            <numerusform>%n Datei wird aufgenommen. Sie wird vervollständigt, bevor Sonmere endet; nichts Aufgenommenes geht verloren.</numerusform>
+            <numerusform>%n Dateien werden aufgenommen. Sie werden vervollständigt, bevor Sonmere endet; nichts Aufgenommenes geht verloren.</numerusform>
+        </translation>
     </message>
     <message>
         <source>Cancel</source>
@@ -1134,6 +1173,26 @@
     <message>
         <source>This takes a moment; where a drive hangs, eight seconds at most.</source>
         <translation>Das dauert einen Moment; wo ein Laufwerk hängt, höchstens acht Sekunden.</translation>
+    </message>
+    <message>
+        <source>Quit Sonmere?</source>
+        <translation>Sonmere beenden?</translation>
+    </message>
+    <message>
+        <source>Quit, and lose it</source>
+        <translation>Beenden und verwerfen</translation>
+    </message>
+    <message>
+        <source>Close the window?</source>
+        <translation>Fenster schließen?</translation>
+    </message>
+    <message>
+        <source>Close, and lose it</source>
+        <translation>Schließen und verwerfen</translation>
+    </message>
+    <message>
+        <source>Stay</source>
+        <translation>Bleiben</translation>
     </message>
 </context>
 <context>
@@ -1323,7 +1382,10 @@
     </message>
     <message numerus="yes">
         <source>Playhead at %1 of %2, %n track(s)</source>
-        <translation><numerusform>Abspielmarke bei %1 von %2, %n Spur</numerusform><numerusform>Abspielmarke bei %1 von %2, %n Spuren</numerusform></translation>
+        <translation>
+            <numerusform>Abspielmarke bei %1 von %2, %n Spur</numerusform>
+            <numerusform>Abspielmarke bei %1 von %2, %n Spuren</numerusform>
+        </translation>
     </message>
     <message>
         <source>Reading waveform…</source>
@@ -1391,7 +1453,10 @@
     </message>
     <message numerus="yes">
         <source>Sonmere records %n file(s).</source>
-        <translation><numerusform>Sonmere nimmt %n Datei auf.</numerusform><numerusform>Sonmere nimmt %n Dateien auf.</numerusform></translation>
+        <translation>
+            <numerusform>Sonmere nimmt %n Datei auf.</numerusform>
+            <numerusform>Sonmere nimmt %n Dateien auf.</numerusform>
+        </translation>
     </message>
     <message>
         <source>Sonmere</source>

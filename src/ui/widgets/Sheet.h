@@ -30,6 +30,8 @@ class Sheet : public QFrame {
   void refit() { cover(); }
   // Ends it; it deletes itself.
   void dismiss();
+  // Something goes on in it that its end would cancel.
+  virtual bool isBusy() const { return false; }
   const QString& title() const { return title_; }
 
  signals:
