@@ -26,6 +26,7 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
       micEngine_([this] { return makeMicEngine(); }),
       inputPinEngine_([this] { return std::make_shared<InputPinEngine>(context_); }),
+      monitorOutput_([this] { return std::make_shared<MonitorOutput>(context_); }),
       recordingsLibrary_([this] { return std::make_shared<RecordingsLibrary>(recordingContext_); }),
       recordings_([this] { return makeRecordings(); }),
       performanceMonitor_(environment_.runtime, latencyProbe_) {}
@@ -35,6 +36,7 @@ ToneFerryApp::~ToneFerryApp() {
   if (const MicPassthroughEngine* mic = micEngine_.peek()) latencyProbe_.removeSource(*mic);
   micEngine_.release();
   inputPinEngine_.release();
+  monitorOutput_.release();
   if (const VolumeMixerEngine* mixer = volumeMixerEngine_.peek()) latencyProbe_.removeSource(*mixer);
   // The mixer first: with the tap engine gone it would take the routed apps over.
   volumeMixerEngine_.release();
@@ -101,6 +103,7 @@ void ToneFerryApp::startUp() {
   volumeMixerEngine()->attach(appTapEngine());
   micEngine()->launch();
   inputPinEngine()->launch();
+  monitorOutput()->launch();
   performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->heardBundleIDs);
 }
 

@@ -19,6 +19,7 @@
 #include "recording/BusRecordings.h"
 #include "recording/library/RecordingsLibrary.h"
 #include "routing/AppTapEngine.h"
+#include "routing/monitor/MonitorOutput.h"
 
 namespace sonmere {
 
@@ -51,12 +52,15 @@ class ToneFerryApp {
   const std::shared_ptr<AppTapEngine>& appTapEngine() { return appTapEngine_.get(); }
   const std::shared_ptr<VolumeMixerEngine>& volumeMixerEngine() { return volumeMixerEngine_.get(); }
   const std::shared_ptr<MicPassthroughEngine>& micEngine() { return micEngine_.get(); }
+  const std::shared_ptr<MonitorOutput>& monitorOutput() { return monitorOutput_.get(); }
   const std::shared_ptr<InputPinEngine>& inputPinEngine() { return inputPinEngine_.get(); }
   const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
   LatencyProbe& latencyProbe() { return latencyProbe_; }
   const std::shared_ptr<RecordingsLibrary>& recordingsLibrary() { return recordingsLibrary_.get(); }
   const std::shared_ptr<RecordingHealth>& recordingHealth() const { return recordingContext_.health; }
   const std::shared_ptr<FlushDeadline>& flushDeadline() const { return recordingContext_.flushDeadline; }
+  // What recorders of this program stand on.
+  const RecordingContext& recordingContext() const { return recordingContext_; }
   TrackNamesStore& trackNames() { return *trackNames_; }
   PluginChains& pluginChains() { return pluginChains_; }
   EngineContext& context() { return context_; }
@@ -87,6 +91,7 @@ class ToneFerryApp {
   Lazy<VolumeMixerEngine> volumeMixerEngine_;
   Lazy<MicPassthroughEngine> micEngine_;
   Lazy<InputPinEngine> inputPinEngine_;
+  Lazy<MonitorOutput> monitorOutput_;
   std::unique_ptr<TapEngineRecorderFeed> recorderFeed_;
   Lazy<RecordingsLibrary> recordingsLibrary_;
   Lazy<BusRecordings> recordings_;

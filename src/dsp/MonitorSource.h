@@ -16,11 +16,15 @@ class MonitorSource {
       owner_ = std::make_unique<StereoRing>();
       ring_.store(owner_.get());
     }
+    // What is left from before is not heard again.
+    if (isWanted && !isEnabled_) owner_->requests.startLive = true;
     isEnabled_ = isWanted;
   }
 
   // Any thread.
   bool isEnabled() const noexcept SONMERE_NONBLOCKING { return isEnabled_; }
+  // Linear: how loud the monitor plays it, beside what its writer has done to it. The main thread writes.
+  RTScalar<float> gain{1.0f};
   // Null until it was first wanted.
   StereoRing* ring() const noexcept SONMERE_NONBLOCKING { return ring_.load(); }
 

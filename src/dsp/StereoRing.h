@@ -1,14 +1,22 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "base/RTScalar.h"
 #include "dsp/BacklogWatch.h"
 #include "dsp/Ring.h"
+#include "dsp/VectorMath.h"
 
 namespace sonmere {
+
+// What whoever hears along leaves unread at most, and after it has caught up, beyond the block that it reads
+// next. In samples: 80 ms and 20 ms at 48 kHz.
+constexpr std::int64_t kMostLagSamples = 7680;
+constexpr std::int64_t kCaughtUpLagSamples = 1920;
 
 // Half a second of interleaved stereo on its way from one render thread to another. The writer has one half
 // of it, each reader one of its own, and nobody calls another's; what the main thread asks for stands in
@@ -97,6 +105,9 @@ class StereoRing {
     void noteInterruption() noexcept SONMERE_NONBLOCKING { backlogWatch_.noteInterruption(); }
     // Takes n samples; false when there are fewer, which takes none. The wait for the first audio is no miss.
     bool pull(float* target, std::int64_t n, double sampleRate) noexcept SONMERE_NONBLOCKING;
+    // Adds n samples at this gain to `target`; false when there are fewer, which takes none. It stays near
+    // the live edge: what lags more than kMostLagSamples skips to kCaughtUpLagSamples first.
+    bool addLive(float* target, std::int64_t n, float gain) noexcept SONMERE_NONBLOCKING;
 
     RTScalar<std::int64_t> reads;        // pulls that got their samples
     RTScalar<std::int64_t> underruns;    // those that did not though writes arrived since the one before
@@ -114,6 +125,12 @@ class StereoRing {
     void dropAllBut(std::int64_t keep) noexcept SONMERE_NONBLOCKING;
     void noteMiss(bool hasDelivered) noexcept SONMERE_NONBLOCKING {
       if (reads > 0) (hasDelivered ? underruns : starves).add(1);
+    }
+    void noteRead(std::int64_t n, std::int64_t left) noexcept SONMERE_NONBLOCKING {
+      reads.add(1);
+      lastBacklog = left;
+      maxBacklog.raiseTo(left);
+      read.add(n);
     }
 
     StereoRing& ring_;
@@ -141,6 +158,11 @@ class StereoRing {
   const float* data() const noexcept { return samples_.get(); }
 
  private:
+  static void ringAdd(float* target, const float* source, std::int64_t n,
+                      float gain) noexcept SONMERE_NONBLOCKING {
+    if (gain == 1.0f) return addTo(target, source, std::size_t(n));
+    for (std::int64_t i = 0; i < n; ++i) target[i] += source[i] * gain;
+  }
   float* samples() noexcept { return samples_.get(); }
   std::int64_t availableTo(const Reader& reader) const noexcept SONMERE_NONBLOCKING {
     return ringAvailable<kCapacity>(writer.position_.loadAcquire(), reader.position_.loadAcquire());
@@ -162,11 +184,25 @@ inline bool StereoRing::Reader::pull(float* target, std::int64_t n,
   if (left < 0) return noteMiss(hasDelivered), false;
   ringCopyOut<kCapacity>(ring_.samples(), at, target, n);
   position_.storeRelease((at + n + surplus) % kCapacity);
-  reads.add(1);
-  lastBacklog = left;
-  maxBacklog.raiseTo(left);
-  read.add(n);
+  noteRead(n, left);
   if (surplus > 0) skipped.add(surplus);
+  return true;
+}
+
+inline bool StereoRing::Reader::addLive(float* target, std::int64_t n,
+                                        float gain) noexcept SONMERE_NONBLOCKING {
+  if (startIfAsked(0)) return false;
+  if (ring_.availableTo(*this) > n + kMostLagSamples) dropAllBut(n + kCaughtUpLagSamples);
+  const std::int64_t writes = ring_.writer.writes;
+  const bool hasDelivered = std::exchange(seenWrites_, writes) != writes;
+  const std::int64_t left = ring_.availableTo(*this) - n;
+  lastRead = n;
+  if (left < 0) return noteMiss(hasDelivered), false;
+  const std::int64_t at = position_.loadRelaxed(), head = std::min(n, kCapacity - at);
+  ringAdd(target, ring_.samples() + at, head, gain);
+  ringAdd(target + head, ring_.samples(), n - head, gain);
+  position_.storeRelease((at + n) % kCapacity);
+  noteRead(n, left);
   return true;
 }
 

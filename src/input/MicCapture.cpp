@@ -74,6 +74,12 @@ void runEffects(MicBlock& block) noexcept {
               state.limiterCeiling, state.limiterGain, {state.limiterAttack, state.limiterRelease});
 }
 
+// Before the volume: the user's own ear does not follow that slider.
+void feedMonitor(MicBlock& block) noexcept {
+  StereoRing* const ring = block.state.monitor.isEnabled() ? block.state.monitor.ring() : nullptr;
+  if (ring) ring->writer.write(block.stereo, block.samples(), block.state.monitorVolume);
+}
+
 void applyVolume(MicBlock& block) noexcept {
   const float volume = block.state.micVolume;
   if (volume == 1.0f) return;
@@ -103,6 +109,7 @@ void process(MicBlock& block) noexcept {
   block.state.preLevel = levelOf(block);
   block.state.peakHold.raiseTo(block.state.preLevel);
   runEffects(block);
+  feedMonitor(block);
   applyVolume(block);
   block.state.postLevel = levelOf(block);
   writeRing(block);

@@ -51,6 +51,9 @@ MicPassthroughEngine::MicPassthroughEngine(EngineContext& context)
   isWanted_ = settings.boolValue(kEnabledKey);
   const auto volume = float(settings.number(kVolumeKey).value_or(1.0));
   micVolume.set(std::isfinite(volume) ? std::clamp(volume, 0.0f, kMaxVolume) : 1.0f);
+  hearMic.set(settings.boolValue(kHearMicKey));
+  const auto heard = float(settings.number(kMonitorVolumeKey).value_or(1.0));
+  monitorVolume.set(std::isfinite(heard) ? std::clamp(heard, 0.0f, kMaxVolume) : 1.0f);
   if (const auto mode = settings.number(kModeKey); mode && isInputChannelMode(std::int64_t(*mode)))
     inputChannelMode.set(InputChannelMode(std::int64_t(*mode)));
   customChannels.set(
@@ -60,7 +63,10 @@ MicPassthroughEngine::MicPassthroughEngine(EngineContext& context)
   routeCheck_.heal = [this] { restart(); };
 }
 
-MicPassthroughEngine::~MicPassthroughEngine() { stop(); }
+MicPassthroughEngine::~MicPassthroughEngine() {
+  stop();
+  if (isLaunched_) context_.monitors.offer(MonitorPlace::microphone, {});
+}
 
 void MicPassthroughEngine::listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
                                   void (MicPassthroughEngine::*handler)(), const char* what) {
@@ -73,6 +79,9 @@ void MicPassthroughEngine::listen(PropertyListener& listener, AudioObjectID obje
 
 void MicPassthroughEngine::launch() {
   isLaunched_ = true;
+  context_.monitors.offer(MonitorPlace::microphone,
+                          {std::shared_ptr<MonitorSource>(state_, &state_->monitor)});
+  monitorSwitch_ = context_.monitors.isOn.observe([this](bool) { switchMonitor(); });
   registration_ = context_.routes.add(*this);
   devices_.refresh();
   if (const auto device = devices_.selected()) extras_.load(device->uid);
@@ -106,6 +115,25 @@ void MicPassthroughEngine::setVolume(float volume) {
   micVolume.set(std::clamp(volume, 0.0f, kMaxVolume));
   state_->micVolume = *micVolume;
   context_.settings.set(kVolumeKey, double(*micVolume));
+}
+
+void MicPassthroughEngine::setHearMic(bool hear) {
+  hearMic.set(hear);
+  context_.settings.set(kHearMicKey, hear);
+  switchMonitor();
+}
+
+void MicPassthroughEngine::setMonitorVolume(float volume) {
+  if (!std::isfinite(volume)) return;
+  monitorVolume.set(std::clamp(volume, 0.0f, kMaxVolume));
+  state_->monitorVolume = *monitorVolume;
+  context_.settings.set(kMonitorVolumeKey, double(*monitorVolume));
+}
+
+void MicPassthroughEngine::switchMonitor() {
+  state_->monitor.setEnabled(*hearMic && isRunning() && !units_.route().isConverted() &&
+                             *context_.monitors.isOn);
+  context_.monitors.noteSwitched();
 }
 
 void MicPassthroughEngine::setChannelMode(InputChannelMode mode) {
@@ -249,6 +277,7 @@ void MicPassthroughEngine::run(AudioDeviceID input, AudioDeviceID bridge) {
 
 void MicPassthroughEngine::applySettings() {
   state_->micVolume = *micVolume;
+  state_->monitorVolume = *monitorVolume;
   state_->mode = std::uint8_t(*inputChannelMode);
   state_->customLeft = customChannels->left;
   state_->customRight = customChannels->right;
@@ -280,6 +309,7 @@ void MicPassthroughEngine::didStart() {
       "ToneFerry: Passthrough started (bridgeRate={:.0f} Hz, micChannels={}, micNativeRate={:.0f} Hz)",
       route.bridgeRate, units_.channels(), units_.nativeRate()));
   placeChain();
+  switchMonitor();
   if (route.isConverted())
     convertedCaptureCheck_ =
         context_.runtime.mainQueue().postAfter(kConvertedCheckDelay, [this] { checkConverted(); });
@@ -339,6 +369,7 @@ void MicPassthroughEngine::stop() {
   if (chains_) chains_->setPlaces(kChainOwner, {});
   context_.micSend.active = false;
   units_.stop();
+  switchMonitor();
   state_->isConverted = false;
   state_->preLevel = state_->postLevel = state_->peakHold = 0.0f;
   for (auto& level : state_->channelLevels) level = 0.0f;
@@ -404,6 +435,10 @@ std::optional<MicRoute> MicPassthroughEngine::route() const {
 
 std::vector<RingReport> MicPassthroughEngine::latencyRings() const {
   if (!isRunning()) return {};
+  std::vector<RingReport> rows;
+  if (isOnMonitor())
+    rows.push_back(
+        ringReport("monitor:mic (hear my mic)", *state_->monitor.ring(), units_.route().bridgeRate));
   const MicCounters& counters = state_->counters;
   const double rate = units_.route().captureRate > 0 ? units_.route().captureRate : kFallbackRate;
   RingReport row;
@@ -416,7 +451,8 @@ std::vector<RingReport> MicPassthroughEngine::latencyRings() const {
   row.reads = counters.reads;
   row.writeFrames = counters.lastWriteBytes / 8;
   row.readFrames = counters.lastReadBytes / 8;
-  return {row};
+  rows.push_back(std::move(row));
+  return rows;
 }
 
 }  // namespace sonmere

@@ -35,6 +35,8 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   static constexpr const char* kLeftKey = "sonmere.micPassthrough.customLeftChannel";
   static constexpr const char* kRightKey = "sonmere.micPassthrough.customRightChannel";
   static constexpr const char* kVolumeKey = "sonmere.micPassthrough.volume";
+  static constexpr const char* kHearMicKey = "sonmere.mixMode.hearMic.enabled";
+  static constexpr const char* kMonitorVolumeKey = "sonmere.mixMode.monitorVolume";
 
   explicit MicPassthroughEngine(EngineContext& context);
   ~MicPassthroughEngine() override;
@@ -51,6 +53,9 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   bool isWanted() const { return isWanted_; }
   Observable<std::optional<std::string>> errorMessage;
   Observable<float> micVolume{1.0f};  // linear, 0 to kMaxVolume
+  // Whether the user wants to hear the microphone on the monitor, and how loud; linear, 0 to kMaxVolume.
+  Observable<bool> hearMic{false};
+  Observable<float> monitorVolume{1.0f};
   Observable<InputChannelMode> inputChannelMode{InputChannelMode::automatic};
   Observable<ChannelPair> customChannels{ChannelPair{0, 1}};
   Observable<AppEQSettings> eqSettings;
@@ -65,6 +70,8 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   // False when there is no such input now. A microphone that runs is started anew on it.
   bool select(const std::string& uid);
   void setVolume(float volume);
+  void setHearMic(bool hear);
+  void setMonitorVolume(float volume);
   void setChannelMode(InputChannelMode mode);
   // Channels from 0; what the device lacks takes its last channel.
   void setCustomChannels(ChannelPair channels);
@@ -74,6 +81,8 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   bool isRunning() const { return units_.isRunning(); }
   // Of the running route; nothing without one.
   std::optional<MicRoute> route() const;
+  // Whether it is on its way to the monitor now. What is captured at another rate than the bridge's is not.
+  bool isOnMonitor() const { return state_->monitor.isEnabled(); }
   int channelCount() const { return units_.channels(); }
   const MicRenderState& renderState() const { return *state_; }
 
@@ -96,6 +105,7 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   void run(AudioDeviceID input, AudioDeviceID bridge);
   void didStart();
   void placeChain();
+  void switchMonitor();
   void didFail(const PassthroughError& error);
   void abortForRate(const MicRateForce::Aborted& rates);
   void applySettings();
@@ -126,6 +136,7 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   AudioDeviceID bridgeRateListenerDeviceID_ = kAudioObjectUnknown;
   PropertyListener bridgeRateListener_, inputRateListener_;
   ScopedTask retry_, convertedCaptureCheck_;
+  Subscription monitorSwitch_;
   RouteKeeper::Registration registration_;
   Lifetime lifetime_;
 };

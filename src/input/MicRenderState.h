@@ -9,6 +9,7 @@
 #include "dsp/Equaliser.h"
 #include "dsp/Limiter.h"
 #include "dsp/MicSend.h"
+#include "dsp/MonitorSource.h"
 #include "dsp/RTDoubles.h"
 #include "input/ExtraSourceMix.h"
 #include "input/MicChannelMap.h"
@@ -34,6 +35,9 @@ struct MicRenderState {
   RTScalar<bool> limiterEnabled{false};
   RTScalar<float> limiterCeiling{0.891f};  // linear
   RTScalar<float> limiterAttack{kLimiterRates48k.attack}, limiterRelease{kLimiterRates48k.release};
+  // What the user hears of it, before the volume.
+  MonitorSource monitor;
+  RTScalar<float> monitorVolume{1.0f};  // linear
   // Whether capture and bridge run on different rates, so that what gathers between them is trimmed.
   RTScalar<bool> isConverted{false};
 

@@ -43,6 +43,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
       outputs_(core_),
       taps_(core_, outputs_),
       chains_(core_, outputs_),
+      monitors_(core_, taps_),
       discovery_(context) {
   boostAllowed.silently() = context.flags.boostAllowed;
   outputs_.didStart = [this](int bus) {
@@ -53,6 +54,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
   taps_.tapsDidChange = [this] {
     reconcileLevelTimer();
     chains_.update();
+    monitors_.update();
   };
   taps_.tapLost = [this](const SingleAppTap& tap) { revertRoute(tap.bundleID, tap.pid); };
   discovery_.refresh = [this] { refreshApps(); };
@@ -63,6 +65,7 @@ AppTapEngine::~AppTapEngine() {
   flushPendingSaves();
   taps_.tapsDidChange = nullptr;
   chains_.close();
+  monitors_.close();
   core_.render->engineAlive = false;
   outputs_.close();
   core_.hardware().expectCapture("routing", {});
@@ -205,7 +208,7 @@ void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
                                     row.bundleID, tap->audioObjectIDs.size(), row.audioObjectIDs.size()));
     taps_.stopTap(tap->bundleID);
     row.level = 0;
-    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row, tap->monitor.isEnabled());
+    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row);
     if (!row.audioObjectIDs.empty() && !row.isEnabled)
       context_.log.error(fmt::format("tap rebuild failed for {} after family change — reverted to not-routed",
                                      row.bundleID));

@@ -16,6 +16,7 @@
 #include "routing/RoutingChains.h"
 #include "routing/RoutingCore.h"
 #include "routing/RoutingEffects.h"
+#include "routing/RoutingMonitors.h"
 #include "routing/RoutingProfiles.h"
 #include "routing/RoutingState.h"
 #include "routing/TapLifecycle.h"
@@ -92,6 +93,9 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   // The plug-in chains of apps and buses sound here from now on. They outlive the engine.
   void host(PluginChains& chains) { chains_.host(chains); }
 
+  // Which apps and buses are heard on the monitor.
+  RoutingMonitors& monitors() { return monitors_; }
+
   // Taps and units.
   const std::map<std::string, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
   std::shared_ptr<SingleAppTap> tapOf(const std::string& bundleID) const;
@@ -151,6 +155,7 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   BusOutputs outputs_;
   TapLifecycle taps_;
   RoutingChains chains_;
+  RoutingMonitors monitors_;
   AppDiscovery discovery_;
 
   bool isRefreshing_ = false;

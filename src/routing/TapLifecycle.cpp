@@ -124,7 +124,7 @@ void TapLifecycle::noteOutputDevice(const TappedAppInfo& app) {
                                          : "not present — bridge routing until it returns"));
 }
 
-bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
+bool TapLifecycle::startTap(const TappedAppInfo& app) {
   if (!checkPlatform(app.bundleID)) return false;
   if (core_.activeTaps.contains(app.bundleID)) return true;
   if (app.audioObjectIDs.empty()) return false;
@@ -136,7 +136,7 @@ bool TapLifecycle::startTap(const TappedAppInfo& app, bool monitored) {
   tap->levelFollowsVolume = app.monitorLinked;
   tap->monitorVolume = app.monitorLinked ? app.volume : app.monitorVolume;
   tap->busIndex = isRoutableBus(app.busIndex) ? app.busIndex : kBridgeBus;
-  tap->monitor.setEnabled(monitored);
+  tap->monitor.setEnabled(isMonitored && isMonitored(app.bundleID));
   noteOutputDevice(app);
   if (loadEffects) loadEffects(*tap);
 

@@ -25,9 +25,11 @@ class TapLifecycle {
   // Told when a tap that ran is gone because it could not be made anew.
   std::function<void(const SingleAppTap&)> tapLost;
 
-  // The full creation with roll-back; a failure leaves errorMessage set and nothing behind. `monitored`: the
-  // tap takes over the monitor of the one before it.
-  bool startTap(const TappedAppInfo& app, bool monitored = false);
+  // Whether an app's tap feeds its monitor.
+  std::function<bool(const std::string& bundleID)> isMonitored;
+
+  // The full creation with roll-back; a failure leaves errorMessage set and nothing behind.
+  bool startTap(const TappedAppInfo& app);
   void stopTap(const std::string& bundleID);
   // Makes the platform objects of a live tap anew; ring, effects and meters survive. On failure the tap
   // stops and is lost.

@@ -93,9 +93,7 @@ struct Path {
 
 // As hearing the app through a monitor does.
 bool hold(PipeWireWorld& world) {
-  const auto tap = world.engine->tapOf("pw-play");
-  tap->monitor.setEnabled(true);
-  return world.engine->taps().rebuildTap(tap->bundleID, true) &&
+  return world.engine->monitors().setMonitored("pw-play", true) &&
          world.until([&] { return world.outputsOf("pw-play").empty(); });
 }
 

@@ -100,10 +100,7 @@ TEST(MutedApp, IsHeardNowhereElse) {
   Match match;
   ASSERT_TRUE(world.untilRecorded(world.session.file("speaker.wav"), first, kSecond / 4, match));
 
-  // As hearing it through a monitor does.
-  const auto tap = world.engine->tapOf("pw-play");
-  tap->monitor.setEnabled(true);
-  ASSERT_TRUE(world.engine->taps().rebuildTap(tap->bundleID, true));
+  ASSERT_TRUE(world.engine->monitors().setMonitored("pw-play", true));
   const auto isSilent = [&] { return world.outputsOf("pw-play").empty(); };
   ASSERT_TRUE(world.until(isSilent));
   auto other = world.session.launch({"pw-play", world.session.file("second.wav")});

@@ -157,7 +157,7 @@ TEST_F(AppDiscoveryTest, ANewHelperRebuildsTheTapAndKeepsItsValues) {
   world.startEngine();
   world.engine->setVolume("music", 0.3f);
   ASSERT_TRUE(world.engine->setRouted("music", true));
-  world.engine->tapOf("music")->monitor.setEnabled(true);
+  EXPECT_TRUE(world.engine->monitors().setMonitored("music", true));
   const auto helper = daemon("music.helper");
   world.settle();
   EXPECT_TRUE(world.logged("Sonmere: music family changed (was 1 procs, now 2) — rebuilding tap"));

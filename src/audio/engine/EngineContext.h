@@ -3,6 +3,7 @@
 #include "audio/device/Folders.h"
 #include "audio/device/Platform.h"
 #include "audio/engine/DeviceDirectory.h"
+#include "audio/engine/MonitorSources.h"
 #include "audio/engine/RenderServices.h"
 #include "audio/engine/RouteKeeper.h"
 #include "base/Log.h"
@@ -29,6 +30,7 @@ struct EngineContext {
         micSend(itsMicSend),
         folders(std::move(itsFolders)),
         rendering(itsRuntime, itsLog, itsPlatform.hardware()),
+        monitors(rendering.retirement),
         devices(itsPlatform.hardware(), itsRuntime.mainQueue()),
         routes(itsRuntime, itsPlatform, devices) {}
 
@@ -43,6 +45,7 @@ struct EngineContext {
   MicSend& micSend;
   Folders folders;
   RenderServices rendering;
+  MonitorSources monitors;
   DeviceDirectory devices;
   RouteKeeper routes;
 };

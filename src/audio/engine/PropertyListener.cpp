@@ -14,13 +14,12 @@ PropertyListener& PropertyListener::operator=(PropertyListener&& other) noexcept
 }
 
 OSStatus PropertyListener::listen(AudioHardware& hardware, AudioObjectID object, AudioProperty property,
-                                  Queue& queue, std::function<void()> handler) {
+                                  Queue& queue, std::function<void()> handler, AudioScope scope) {
   stop();
   auto target = std::make_shared<const Target>(std::move(handler));
-  const auto added =
-      hardware.addListener(object, property, AudioScope::global, queue, [weak = std::weak_ptr(target)] {
-        if (const auto present = weak.lock()) present->handler();
-      });
+  const auto added = hardware.addListener(object, property, scope, queue, [weak = std::weak_ptr(target)] {
+    if (const auto present = weak.lock()) present->handler();
+  });
   if (!added) return added.error();
   hardware_ = &hardware;
   id_ = *added;

@@ -16,9 +16,9 @@ class PropertyListener {
   PropertyListener& operator=(PropertyListener&& other) noexcept;
   ~PropertyListener() { stop(); }
 
-  // In place of what it listened to before. `scope` is global.
+  // In place of what it listened to before.
   OSStatus listen(AudioHardware& hardware, AudioObjectID object, AudioProperty property, Queue& queue,
-                  std::function<void()> handler);
+                  std::function<void()> handler, AudioScope scope = AudioScope::global);
   void stop();
   // Stops without a word to the server, which has forgotten the listener with its object.
   void forget() { target_.reset(); }
