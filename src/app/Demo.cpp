@@ -14,6 +14,7 @@
 #include "audio/file/ReaderError.h"
 #include "dsp/Level.h"
 #include "dsp/VectorMath.h"
+#include "recording/RecordingFileName.h"
 
 namespace sonmere {
 
@@ -142,6 +143,7 @@ void Demo::begin() {
   recordings().startRecordings(std::vector(buses.begin(), buses.end()));
   if (finishing_) return;
   for (const int bus : buses) recordedPaths_[bus] = recordings().busRecordingStatuses->at(bus).path;
+  beginHearing();
   startMicrophone();
   embedded_.playAll();
   playingSince_ = runtime_.uptime();
@@ -149,7 +151,39 @@ void Demo::begin() {
   end_ = runtime_.mainQueue().postAfter(fromSeconds(options_.seconds), [this] { finish(); });
 }
 
+// In the session of the buses' recordings.
+void Demo::beginHearing() {
+  if (options_.monitored.empty()) return;
+  app_->monitorOutput()->launch();
+  RoutingMonitors& monitors = engine().monitors();
+  for (const auto& [scope, volume] : options_.monitored) {
+    if (scope.kind == PluginScope::Kind::mic) {
+      app_->micEngine()->setMonitorVolume(volume.value_or(1));
+      app_->micEngine()->setHearMic(true);
+    } else if (scope.kind == PluginScope::Kind::bus) {
+      monitors.setMasterGain(scope.bus, volume.value_or(1));
+      monitors.setMasterMonitored(scope.bus, true);
+    } else {
+      if (volume) engine().setMonitorLinked(scope.app, false), engine().setMonitorVolume(scope.app, *volume);
+      monitors.setMonitored(scope.app, true);
+    }
+  }
+  RecorderFile::Request request{"HeardRecording",         "sonmere.heard.write", RecordingFormat::wav,
+                                embedded_.speakersRate(), "Sonmere Speakers",    options_.folder};
+  request.sessionDate = runtime_.wallTime();
+  if (!recordedPaths_.empty()) {
+    const std::string name = std::filesystem::path(recordedPaths_.begin()->second).filename();
+    if (const auto parts = parseRecordingName(name))
+      request.sessionDate = dateOfStamp(parts->stamp).value_or(request.sessionDate);
+  }
+  auto made =
+      HeardRecording::create(app_->recordingContext(), request, [this] { return embedded_.takeHeard(); });
+  if (!made) return fail(made.error().description);
+  heard_ = std::move(*made);
+}
+
 void Demo::sampleLevels() {
+  if (heard_) heard_->take();
   for (const DemoOptions::App& app : options_.apps)
     if (const auto tap = engine().tapOf(app.id))
       peakLevels_[app.id] = std::max(peakLevels_[app.id], tap->level.load());
@@ -177,7 +211,10 @@ void Demo::finish() {
   report_.latency = app_->latencyProbe().report();
   if (const auto& message = *engine().errorMessage()) note(*message);
   if (const auto& message = *app_->pluginChains().errorMessage) note(*message);
-  recordings().stopAllRecordings([this](const auto&) { collect(); });
+  if (const auto& message = *app_->monitorOutput()->errorMessage) note("the monitor: " + *message);
+  // Side by side: a drive that hangs holds both up.
+  if (heard_) heard_->stop([this] { ended(); });
+  recordings().stopAllRecordings([this](const auto&) { ended(); });
 }
 
 void Demo::quit() {
@@ -201,8 +238,15 @@ DemoReport::App Demo::describe(const DemoOptions::App& app) const {
   return row;
 }
 
+std::optional<DemoReport::File> Demo::measure(const std::string& path, int bus) {
+  auto file = read(path, bus);
+  if (file) return std::move(*file);
+  note(file.error().description);
+  return std::nullopt;
+}
+
 // What the files hold is read back from them, not taken from the recorders' word.
-Outcome<DemoReport::File> Demo::measure(const std::string& path, int bus) const {
+Outcome<DemoReport::File> Demo::read(const std::string& path, int bus) const {
   DemoReport::File file{bus, path, "wav", name(options_.bitDepth), 0, engine().busSampleRate(bus), 0};
   auto reader = openAudioFile(path);
   if (!reader && isFault(reader.error(), ReaderFault::noAudio)) return file;
@@ -221,15 +265,16 @@ Outcome<DemoReport::File> Demo::measure(const std::string& path, int bus) const 
   }
 }
 
+void Demo::ended() {
+  if (++ends_ == (heard_ ? 2 : 1)) collect();
+}
+
 void Demo::collect() {
   embedded_.stopAll();
-  for (const auto& [bus, path] : recordedPaths_) {
-    auto file = measure(path, bus);
-    if (file)
-      report_.files.push_back(std::move(*file));
-    else
-      note(file.error().description);
-  }
+  for (const auto& [bus, path] : recordedPaths_)
+    if (auto file = measure(path, bus)) report_.files.push_back(std::move(*file));
+  if (heard_)
+    if (auto file = measure(heard_->path(), kBridgeBus)) report_.heard = std::move(*file);
   done_(report_);
 }
 

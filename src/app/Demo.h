@@ -9,6 +9,7 @@
 #include "app/DemoOptions.h"
 #include "app/DemoReport.h"
 #include "app/EmbeddedPlatform.h"
+#include "app/HeardRecording.h"
 #include "app/ToneFerryApp.h"
 #include "base/Error.h"
 
@@ -41,6 +42,8 @@ class Demo {
   Outcome<void> launch(const DemoOptions::App& app);
   Outcome<void> plugMicrophone();
   void startMicrophone();
+  // Switches on what is to be heard, and records what the speakers play.
+  void beginHearing();
   void addPlugins(std::size_t next);
   Outcome<void> setControls(const DemoOptions::Plugin& plugin, const EffectDetails& details);
   void listen();
@@ -51,8 +54,11 @@ class Demo {
   // Keeps the first problem and ends the demo.
   void fail(const std::string& problem);
   void note(const std::string& problem);
+  // The files of one of both kinds of recordings are complete.
+  void ended();
   void collect();
-  Outcome<DemoReport::File> measure(const std::string& path, int bus) const;
+  std::optional<DemoReport::File> measure(const std::string& path, int bus);
+  Outcome<DemoReport::File> read(const std::string& path, int bus) const;
   DemoReport::App describe(const DemoOptions::App& app) const;
 
   AppTapEngine& engine() const { return *app_->appTapEngine(); }
@@ -67,8 +73,10 @@ class Demo {
   Done done_;
   std::optional<Duration> playingSince_;
   bool finishing_ = false;
+  int ends_ = 0;
   std::string microphone_;                    // UID; empty without one
   std::map<int, std::string> recordedPaths_;  // by bus
+  std::unique_ptr<HeardRecording> heard_;
   std::map<std::string, float> peakLevels_;
   DemoReport report_;
   Subscription recordingFailures_;

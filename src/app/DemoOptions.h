@@ -40,9 +40,16 @@ struct DemoOptions {
     std::map<int, float> sends;  // linear, by Track's bus
   };
 
+  // What is heard on the monitor, which plays on the speakers; one of the three.
+  struct Monitored {
+    PluginScope scope;
+    std::optional<float> volume;  // linear; an app's, without one, follows its own
+  };
+
   std::vector<App> apps;
   std::optional<Microphone> microphone;  // plays into the bridge, which is recorded then
   std::vector<Plugin> plugins;           // in the order of their chains
+  std::vector<Monitored> monitored;      // with any, what the speakers play is recorded too
   double seconds = 20;
   std::string folder;  // of the recordings
   RecordingBitDepth bitDepth = RecordingBitDepth::int16;

@@ -29,6 +29,7 @@ struct DemoReport {
 
   std::vector<App> apps;
   std::vector<File> files;
+  std::optional<File> heard;           // what the speakers played
   std::optional<std::string> problem;  // what went wrong first; the rest of the report holds all the same
   std::string latency;                 // the report of the latency probe
 };

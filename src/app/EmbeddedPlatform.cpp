@@ -25,6 +25,7 @@ struct EmbeddedPlatform::Parts {
   Lv2EffectsHost plugins;  // the system's
   SimulatedPlatform platform;
   std::vector<Program> programs;
+  std::shared_ptr<DeviceRecorder> ear;  // on the speakers, once somebody wants it
 };
 
 EmbeddedPlatform::EmbeddedPlatform(Runtime& runtime, Log& log)
@@ -76,6 +77,15 @@ Outcome<void> EmbeddedPlatform::launchApp(const std::string& bundleID, const std
   auto app = parts_->platform.host().launchApp(std::move(description));
   parts_->programs.push_back({std::move(app), std::move(*source)});
   return {};
+}
+
+std::vector<float> EmbeddedPlatform::takeHeard() {
+  if (!parts_->ear) parts_->ear = parts_->platform.host().hear(SimulatedHost::kSpeakersUID);
+  return parts_->ear->takeSamples();
+}
+
+double EmbeddedPlatform::speakersRate() const {
+  return parts_->platform.host().nominalRate(SimulatedHost::kSpeakersUID);
 }
 
 void EmbeddedPlatform::playAll() {

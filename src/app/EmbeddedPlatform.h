@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "audio/device/Platform.h"
 #include "base/Error.h"
@@ -30,6 +31,10 @@ class EmbeddedPlatform {
   // A microphone of two channels that hears the file from the moment on that somebody listens to it, and then
   // nothing. Its UID.
   Outcome<std::string> plugMicrophone(const std::string& file, FileFailure failed);
+  // What the speakers, the default output, have played since this was called last, as interleaved stereo at
+  // `speakersRate`. The first call begins to listen and has nothing.
+  std::vector<float> takeHeard();
+  double speakersRate() const;  // Hz
   // All programs begin to play.
   void playAll();
   void stopAll();

@@ -21,6 +21,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/InputCommands.h"
 #include "cli/LoginItemCommand.h"
+#include "cli/MonitorCommands.h"
 #include "cli/PluginCommands.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
@@ -75,6 +76,10 @@ void addDemo(CLI::App& app, Arguments& arguments) {
       ->type_name("FILE[:CHANNELS]");
   demo->add_option("--mic-send", d.micSends, "What of the microphone a Track gets, too")
       ->type_name("BUS=VOLUME")
+      ->allow_extra_args(false);
+  demo->add_option("--monitor", d.monitored,
+                   "Hear an app, a bus or the microphone, and record what the speakers play; may be repeated")
+      ->type_name("SCOPE[=VOLUME]")
       ->allow_extra_args(false);
   demo->add_option(
           "--plugin", d.plugins,
@@ -209,7 +214,7 @@ constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
       "automatic"}},
     {"Per-app volume", {"mixer", "master", "output-eq", "boost"}},
     {"Microphone", {"mic", "input", "input-lock"}},
-    {"Routing and recording", {"route", "routing", "bus", "record", "profile", "plugin"}},
+    {"Routing and recording", {"route", "routing", "bus", "monitor", "record", "profile", "plugin"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
     {"Settings and help", {"settings", "login-item", "help", "completion"}},
 };
@@ -270,6 +275,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRemoteCommands(app, arguments.run);
   addRoutingCommands(app, arguments.run);
   addInputCommands(app, arguments.run);
+  addMonitorCommands(app, arguments.run);
   addPluginCommands(app, arguments.run);
   addDemo(app, arguments);
   addRecordingsCommands(app, arguments.run);

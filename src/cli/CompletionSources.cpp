@@ -109,6 +109,7 @@ Candidates completionSource(const std::string& kind) {
   if (kind == "BUS") return buses();
   if (kind == "SCOPE") return scopes();
   if (kind == "DEVICE") return ask("input", "id", "name", "devices");
+  if (kind == "OUTPUT") return ask("monitor", "id", "name", "devices");
   if (kind == "INPUT") return byName(ask("input", "name", "name", "inputs"));
   if (kind == "URI") return ask("plugins.available", "plugin", "name");
   if (kind == "VOLUME") return volumes();

@@ -170,25 +170,26 @@ Outcome<std::optional<DemoOptions::Microphone>> readMicrophone(const DemoArgumen
   return microphone;
 }
 
-Outcome<PluginScope> readPluginScope(const std::string& text, const std::string& scope,
-                                     const std::vector<DemoOptions::App>& apps) {
+// `argument` is the option with its text, for errors.
+Outcome<PluginScope> readScope(const std::string& argument, const std::string& scope,
+                               const std::vector<DemoOptions::App>& apps) {
   constexpr std::string_view kBusWord = "bus:", kAppWord = "app:";
   if (scope.starts_with(kBusWord)) {
-    const auto bus = readBus("--plugin " + text, scope.substr(kBusWord.size()), [] { return TrackNames{}; });
+    const auto bus = readBus(argument, scope.substr(kBusWord.size()), [] { return TrackNames{}; });
     if (!bus) return std::unexpected(bus.error());
     return PluginScope::ofBus(*bus);
   }
   if (scope == "mic") return PluginScope::ofMic();
   const std::string id = scope.starts_with(kAppWord) ? scope.substr(kAppWord.size()) : "";
   if (std::ranges::find(apps, id, &DemoOptions::App::id) != apps.end()) return PluginScope::ofApp(id);
-  return badArgument(fmt::format(
-      "--plugin {}: \"{}\" is none of mic, app:ID, with an app of the demo, and bus:BUS", text, scope));
+  return badArgument(fmt::format("{}: \"{}\" is none of mic, app:ID, with an app of the demo, and bus:BUS",
+                                 argument, scope));
 }
 
 Outcome<DemoOptions::Plugin> readPlugin(const std::string& text, const std::vector<DemoOptions::App>& apps) {
   const auto pair = splitPair("--plugin", text, "SCOPE=URI[,CONTROL=VALUE]");
   if (!pair) return std::unexpected(pair.error());
-  const auto scope = readPluginScope(text, pair->id, apps);
+  const auto scope = readScope("--plugin " + text, pair->id, apps);
   if (!scope) return std::unexpected(scope.error());
   const std::vector<std::string> parts = splitText(pair->value, ',');
   DemoOptions::Plugin plugin{*scope, parts.front(), {}};
@@ -198,6 +199,32 @@ Outcome<DemoOptions::Plugin> readPlugin(const std::string& text, const std::vect
     plugin.values.emplace_back(value->id, value->value);
   }
   return plugin;
+}
+
+// An app that is heard must be routed, and a microphone be there.
+Outcome<void> checkMonitored(const std::string& argument, const PluginScope& scope,
+                             const DemoOptions& options) {
+  const auto isRouted = [&](const auto& app) { return app.id == scope.app && app.bus.has_value(); };
+  if (scope.kind == PluginScope::Kind::app && std::ranges::none_of(options.apps, isRouted))
+    return badArgument(fmt::format("{}: the app \"{}\" is not routed", argument, scope.app));
+  if (scope.kind == PluginScope::Kind::mic && !options.microphone)
+    return badArgument(fmt::format("{}: there is no --mic to hear", argument));
+  return {};
+}
+
+Outcome<DemoOptions::Monitored> readMonitored(const std::string& text, const DemoOptions& options,
+                                              std::vector<std::string>& notes) {
+  const std::string argument = "--monitor " + text;
+  const auto equals = text.rfind('=');
+  const auto scope = readScope(argument, text.substr(0, equals), options.apps);
+  if (!scope) return std::unexpected(scope.error());
+  if (const auto checked = checkMonitored(argument, *scope, options); !checked)
+    return std::unexpected(checked.error());
+  if (equals == text.npos) return DemoOptions::Monitored{*scope, std::nullopt};
+  const auto level = readVolumeLevel(argument, text.substr(equals + 1));
+  if (!level) return std::unexpected(level.error());
+  if (level->note) notes.push_back(*level->note);
+  return DemoOptions::Monitored{*scope, level->gain};
 }
 
 Outcome<double> readSeconds(const std::optional<std::string>& text) {
@@ -258,6 +285,11 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   auto microphone = readMicrophone(arguments, request.notes);
   if (!microphone) return std::unexpected(microphone.error());
   request.options.microphone = std::move(*microphone);
+  for (const std::string& text : arguments.monitored) {
+    auto monitored = readMonitored(text, request.options, request.notes);
+    if (!monitored) return std::unexpected(monitored.error());
+    request.options.monitored.push_back(std::move(*monitored));
+  }
   for (const std::string& text : arguments.plugins) {
     auto plugin = readPlugin(text, all);
     if (!plugin) return std::unexpected(plugin.error());

@@ -19,6 +19,7 @@ struct DemoArguments {
   std::vector<std::string> limits;
   std::optional<std::string> microphone;  // FILE[:CHANNELS]
   std::vector<std::string> micSends;      // BUS=VOLUME
+  std::vector<std::string> monitored;     // SCOPE[=VOLUME]
   std::vector<std::string> plugins;       // SCOPE=URI[,CONTROL=VALUE]
   std::optional<std::string> seconds;
   std::optional<std::string> folder;

@@ -33,12 +33,24 @@ void printDemoTable(const DemoReport& report) {
               fmt::format("{:.0f} %", app.volume * 100), fmt::format("{:.1f} ms", app.addedDelayMs),
               fmt::format("{}", app.underruns)});
   TextTable files({{"bus"}, {"format"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}});
-  for (const DemoReport::File& file : report.files)
-    files.add({busLabel(file.bus), file.format + " " + file.bitDepth,
+  const auto add = [&files](const std::string& what, const DemoReport::File& file) {
+    files.add({what, file.format + " " + file.bitDepth,
                fmt::format("{:.2f} s", double(file.frames) / file.sampleRate), fmt::format("{}", file.frames),
                decibels(file.peak), file.path});
+  };
+  for (const DemoReport::File& file : report.files) add(busLabel(file.bus), file);
+  if (report.heard) add("speakers", *report.heard);
   fmt::print("{}\n{}\n{}\n", apps.text(), files.text(), printableLines(report.latency));
 }
+
+namespace {
+
+nlohmann::ordered_json encodeFile(const DemoReport::File& file) {
+  return {{"path", file.path},     {"format", file.format},         {"bitDepth", file.bitDepth},
+          {"frames", file.frames}, {"sampleRate", file.sampleRate}, {"peak", shortest(file.peak)}};
+}
+
+}  // namespace
 
 void printDemoJSON(const DemoReport& report) {
   nlohmann::ordered_json apps = nlohmann::ordered_json::array(), files = apps;
@@ -49,15 +61,13 @@ void printDemoJSON(const DemoReport& report) {
                     {"volume", shortest(app.volume)},
                     {"addedDelayMs", app.addedDelayMs},
                     {"underruns", app.underruns}});
-  for (const DemoReport::File& file : report.files)
-    files.push_back({{"bus", file.bus},
-                     {"path", file.path},
-                     {"format", file.format},
-                     {"bitDepth", file.bitDepth},
-                     {"frames", file.frames},
-                     {"sampleRate", file.sampleRate},
-                     {"peak", shortest(file.peak)}});
+  for (const DemoReport::File& file : report.files) {
+    nlohmann::ordered_json entry{{"bus", file.bus}};
+    entry.update(encodeFile(file));
+    files.push_back(std::move(entry));
+  }
   nlohmann::ordered_json all{{"apps", apps}, {"files", files}};
+  if (report.heard) all["speakers"] = encodeFile(*report.heard);
   if (report.problem) all["problem"] = *report.problem;
   printJSON(all);
 }

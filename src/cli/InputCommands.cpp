@@ -11,7 +11,9 @@
 #include "cli/GivenTrackNames.h"
 #include "cli/InputPrinter.h"
 #include "cli/JSONOutput.h"
+#include "cli/MonitorCommands.h"
 #include "cli/RemoteCall.h"
+#include "cli/VolumeParams.h"
 #include "control/ControlCodec.h"
 #include "control/VolumeText.h"
 
@@ -45,13 +47,8 @@ int change(const Given& a, const std::string& method, const ControlJSON& params)
 }
 
 int changeVolume(const Given& a) {
-  using Kind = VolumeText::Kind;
-  const auto volume = readVolume("VOLUME", a->first);
-  if (!volume) return RemoteCall("mic").fail(volume.error());
-  const char* const kind = volume->kind == Kind::level  ? "volume"
-                           : volume->kind == Kind::step ? "step"
-                                                        : "stepDb";
-  return change(a, "mic.volume", {{kind, volume->value}});
+  const auto volume = readVolumeParams(a->first);
+  return volume ? change(a, "mic.volume", *volume) : RemoteCall("mic").fail(volume.error());
 }
 
 // The sections, or null for "off".
@@ -213,6 +210,10 @@ void Builder::addMicrophone() {
       ->required();
   add(*mic, "limit", "Set its limiter, or turn it off", changeLimiter)
       ->add_option("DB", a->first, "The ceiling, -12 to 0 dB, or off")
+      ->required();
+  add(*mic, "monitor", "Hear it yourself while it is on, as with monitor mic",
+      [](const Given& given) { return hearMicrophone("mic", given->first, given->json); })
+      ->add_option("on|off|VOLUME", a->first, "Whether it is heard, or how loud: 50%, 0.5 or -6dB")
       ->required();
   CLI::App* send = add(*mic, "send", "Send it to a Track too", changeSend);
   send->add_option("BUS", a->first, kBusForm)->required();

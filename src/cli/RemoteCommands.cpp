@@ -13,6 +13,7 @@
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
+#include "cli/VolumeParams.h"
 #include "cli/WatchCommand.h"
 #include "control/VolumeText.h"
 
@@ -86,17 +87,6 @@ class RemoteBuilder {
   std::function<int()>& run_;
   const Arguments a = std::make_shared<RemoteArguments>();
 };
-
-// As the service takes it.
-Outcome<ControlJSON> readVolumeParams(const std::string& text) {
-  using Kind = VolumeText::Kind;
-  const auto volume = readVolume("VOLUME", text);
-  if (!volume) return std::unexpected(volume.error());
-  const char* const name = volume->kind == Kind::level  ? "volume"
-                           : volume->kind == Kind::step ? "step"
-                                                        : "stepDb";
-  return ControlJSON{{name, volume->value}};
-}
 
 ControlJSON equaliserJSON(const AppEQSettings& s) {
   return {{"enabled", s.isEnabled}, {"highPassHz", s.highPassFreq},

@@ -9,6 +9,7 @@
 #include "control/MeterControl.h"
 #include "control/Meters.h"
 #include "control/MixerControl.h"
+#include "control/MonitorControl.h"
 #include "control/PluginControl.h"
 #include "control/ProfileControl.h"
 #include "control/RecordingControl.h"
@@ -30,6 +31,7 @@ class Control {
         mixer_(app),
         routing_(app),
         input_(app),
+        monitor_(app),
         recordings_(app),
         profiles_(app),
         devices_(app),
@@ -46,6 +48,7 @@ class Control {
   MixerControl& mixer() { return mixer_; }
   RoutingControl& routing() { return routing_; }
   InputControl& input() { return input_; }
+  MonitorControl& monitor() { return monitor_; }
   RecordingControl& recordings() { return recordings_; }
   ProfileControl& profiles() { return profiles_; }
   DeviceControl& devices() { return devices_; }
@@ -70,6 +73,7 @@ class Control {
   MixerControl mixer_;
   RoutingControl routing_;
   InputControl input_;
+  MonitorControl monitor_;
   RecordingControl recordings_;
   ProfileControl profiles_;
   DeviceControl devices_;

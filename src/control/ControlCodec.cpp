@@ -197,6 +197,43 @@ ControlJSON encodeControl(const InputChange& change) {
   return {{"input", encodeControl(change.input)}, {"notes", change.notes}};
 }
 
+ControlJSON encodeControl(const MonitorDeviceState& device) {
+  return {{"id", device.id}, {"name", device.name}, {"used", device.isUsed}, {"chosen", device.isChosen}};
+}
+
+ControlJSON encodeControl(const MonitorAppState& app) {
+  return {{"id", app.id},
+          {"name", app.name},
+          {"enabled", app.isEnabled},
+          {"heard", app.isHeard},
+          {"volume", shortest(app.volume)},
+          {"linked", app.isLinked}};
+}
+
+ControlJSON encodeControl(const MonitorBusState& bus) {
+  return {{"bus", bus.bus}, {"name", bus.name}, {"enabled", bus.isEnabled}, {"volume", shortest(bus.volume)}};
+}
+
+ControlJSON encodeControl(const MonitorState& monitor) {
+  return {{"enabled", monitor.isEnabled},
+          {"running", monitor.isRunning},
+          {"following", monitor.isFollowing},
+          {"device", monitor.device},
+          {"sampleRate", monitor.sampleRate},
+          {"devices", encodeControl(monitor.devices)},
+          {"apps", encodeControl(monitor.apps)},
+          {"buses", encodeControl(monitor.buses)},
+          {"microphone",
+           {{"enabled", monitor.hearsMicrophone},
+            {"heard", monitor.isMicrophoneHeard},
+            {"volume", shortest(monitor.microphoneVolume)}}},
+          {"error", orNull(monitor.error)}};
+}
+
+ControlJSON encodeControl(const MonitorChange& change) {
+  return {{"monitor", encodeControl(change.monitor)}, {"notes", change.notes}};
+}
+
 ControlJSON encodeControl(const RecordingState& recording) {
   return {{"bus", recording.bus},       {"path", recording.path},      {"seconds", recording.seconds},
           {"frames", recording.frames}, {"bytes", recording.bytes},    {"lostFrames", recording.lostFrames},

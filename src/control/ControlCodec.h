@@ -8,6 +8,7 @@
 #include "control/InputState.h"
 #include "control/Meters.h"
 #include "control/MixerState.h"
+#include "control/MonitorState.h"
 #include "control/ProfileState.h"
 #include "control/ProgramGreeting.h"
 #include "control/ProgramStatus.h"
@@ -34,6 +35,11 @@ ControlJSON encodeControl(const InputDeviceState& device);
 ControlJSON encodeControl(const ExtraInputState& input);
 ControlJSON encodeControl(const InputState& input);
 ControlJSON encodeControl(const InputChange& change);
+ControlJSON encodeControl(const MonitorDeviceState& device);
+ControlJSON encodeControl(const MonitorAppState& app);
+ControlJSON encodeControl(const MonitorBusState& bus);
+ControlJSON encodeControl(const MonitorState& monitor);
+ControlJSON encodeControl(const MonitorChange& change);
 ControlJSON encodeControl(const RecordingState& recording);
 ControlJSON encodeControl(const RecordingHealthState& health);
 ControlJSON encodeControl(const ProfileState& profile);

@@ -139,6 +139,7 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addMixer();
   addRouting();
   addInput();
+  addMonitor();
   addRecordings();
   addProfiles();
   addPlugins();
@@ -311,6 +312,36 @@ void ControlMethods::addExtraInputs() {
   add(
       "input.remove", [](ControlParams& p) { return p.text("input"); },
       [this](const std::string& input) { return answer(control_.input().removeExtra(input)); });
+}
+
+void ControlMethods::addMonitor() {
+  add("monitor", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.monitor().state()); });
+  add("monitor.enable", readFlag("enabled"),
+      [this](bool on) { return answer(control_.monitor().setEnabled(on)); });
+  add(
+      "monitor.select", [](ControlParams& p) { return p.text("device"); },
+      [this](const std::string& device) { return answer(control_.monitor().select(device)); });
+  add("monitor.follow", [this] { return answer(control_.monitor().followDefault()); });
+  add("monitor.app", forApp(readFlag("enabled")),
+      [this](const auto& v) { return answer(control_.monitor().setApp(v.app, v.value)); });
+  add("monitor.appVolume", forApp(readVolume),
+      [this](const auto& v) { return answer(control_.monitor().setAppVolume(v.app, v.value)); });
+  add("monitor.link", forApp(readFlag("linked")),
+      [this](const auto& v) { return answer(control_.monitor().setLinked(v.app, v.value)); });
+  add(
+      "monitor.bus", [](ControlParams& p) { return std::pair(p.whole("bus"), p.flag("enabled")); },
+      [this](const auto& v) { return answer(control_.monitor().setBus(v.first, v.second)); });
+  add(
+      "monitor.busVolume",
+      [](ControlParams& p) {
+        const int bus = p.whole("bus");
+        return std::pair(bus, readVolume(p));
+      },
+      [this](const auto& v) { return answer(control_.monitor().setBusVolume(v.first, v.second)); });
+  add("monitor.mic", readFlag("enabled"),
+      [this](bool on) { return answer(control_.monitor().setMicrophone(on)); });
+  add("monitor.micVolume", readVolume,
+      [this](VolumeRequest request) { return answer(control_.monitor().setMicrophoneVolume(request)); });
 }
 
 void ControlMethods::addRecordings() {

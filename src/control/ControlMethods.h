@@ -49,6 +49,7 @@ class ControlMethods {
   void addMixer();
   void addRouting();
   void addInput();
+  void addMonitor();
   void addExtraInputs();
   void addRecordings();
   void addProfiles();

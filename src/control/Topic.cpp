@@ -28,6 +28,8 @@ const char* name(Topic topic) {
       return "library";
     case Topic::plugins:
       return "plugins";
+    case Topic::monitor:
+      return "monitor";
   }
   return "";
 }

@@ -20,12 +20,13 @@ enum class Topic {
   settings,
   program,
   library,
-  plugins
+  plugins,
+  monitor
 };
 
 inline constexpr std::array kTopics{Topic::apps,    Topic::mixer,     Topic::routing, Topic::effects,
                                     Topic::input,   Topic::recording, Topic::devices, Topic::settings,
-                                    Topic::program, Topic::library,   Topic::plugins};
+                                    Topic::program, Topic::library,   Topic::plugins, Topic::monitor};
 
 using TopicSet = std::set<Topic>;
 

@@ -75,6 +75,17 @@ TopicJSON inputValue(InputControl& input) {
   return value;
 }
 
+TopicJSON monitorValue(const MonitorControl& monitor) {
+  const ControlJSON all = encodeControl(monitor.state());
+  TopicJSON value = byMember(all.at("devices"), "id", "devices");
+  value["apps"] = byMember(all.at("apps"), "id", "apps").at("apps");
+  value["buses"] = byMember(all.at("buses"), "bus", "buses").at("buses");
+  value["facts"] = members(all, {"running", "device", "sampleRate", "error"});
+  value["wishes"] = members(all, {"enabled", "following"});
+  value["microphone"] = TopicJSON(all.at("microphone"));
+  return value;
+}
+
 TopicJSON routingValue(Control& control) {
   const RoutingOverview routing = control.routing().state();
   TopicJSON value = byMember(encodeControl(control.profiles().list()), "id", "profiles");
@@ -149,6 +160,8 @@ TopicJSON valueOf(Topic topic, Control& control) {
       return libraryValue(control.library());
     case Topic::plugins:
       return pluginsValue(control.plugins());
+    case Topic::monitor:
+      return monitorValue(control.monitor());
   }
   return TopicJSON::object();
 }

@@ -30,7 +30,7 @@ void TopicWatch::tell() {
 
 void TopicWatch::listen() {
   AppTapEngine& routing = *app_.appTapEngine();
-  on(routing.availableApps, {Topic::apps, Topic::routing, Topic::effects});
+  on(routing.availableApps, {Topic::apps, Topic::routing, Topic::effects, Topic::monitor});
   on(routing.errorMessage(), {Topic::routing});
   on(routing.hiddenBundleIDs(), {Topic::apps});
   on(routing.boostAllowed, {Topic::mixer, Topic::settings});
@@ -56,6 +56,17 @@ void TopicWatch::listen() {
   on(mic.devices().availableMics, {Topic::input});
   on(mic.devices().selectedMicID, {Topic::input});
   on(mic.extras().extraSources, {Topic::input});
+  on(mic.hearMic, {Topic::monitor});
+  on(mic.monitorVolume, {Topic::monitor});
+  on(routing.monitors().monitorEnabledBundleIDs, {Topic::monitor});
+  on(routing.monitors().masterMonitorEnabledForBus, {Topic::monitor});
+  on(app_.context().monitors.isOn, {Topic::monitor});
+  on(app_.context().monitors.enabledCount, {Topic::monitor});
+  MonitorOutput& monitor = *app_.monitorOutput();
+  on(monitor.monitorRunning, {Topic::monitor});
+  on(monitor.availableMonitorDevices, {Topic::monitor});
+  on(monitor.monitorOutputDeviceName, {Topic::monitor});
+  on(monitor.errorMessage, {Topic::monitor});
   InputPinEngine& lock = *app_.inputPinEngine();
   on(lock.isEnabled, {Topic::input});
   on(lock.pinnedDevicePresent, {Topic::input});

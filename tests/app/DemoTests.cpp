@@ -60,6 +60,20 @@ class DemoTest : public testing::Test {
   bool wasWriting = false;
 };
 
+// The app is heard once: on the monitor and not by itself.
+TEST_F(DemoTest, WhatIsMonitoredIsRecordedAsTheSpeakersPlayIt) {
+  options.bitDepth = RecordingBitDepth::float32;
+  options.seconds = 3;
+  options.monitored = {{PluginScope::ofBus(2), 0.5f}};
+  prepare();
+  runtime.advance(10 * kSecond);
+  ASSERT_TRUE(report && !report->problem && report->heard) << (report ? report->problem.value_or("") : "");
+  EXPECT_NEAR(report->heard->peak, report->files.at(0).peak / 2, 1e-4f);
+  EXPECT_NEAR(double(report->heard->frames), 3 * 48000, 2000);
+  const auto stampOf = [](const std::string& path) { return path.substr(path.rfind("—")); };
+  EXPECT_EQ(stampOf(report->heard->path), stampOf(report->files[0].path)) << "one session";
+}
+
 // The app's gain and its bus's are both heard in the file; what can't be had ends the demo before it plays.
 TEST_F(DemoTest, PluginsAreHeardInTheRecordings) {
   const auto peak = [this](std::vector<DemoOptions::Plugin> plugins) {

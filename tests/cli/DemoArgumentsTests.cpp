@@ -64,6 +64,22 @@ TEST(DemoArguments, PluginsNameTheirScopeAndValues) {
   }
 }
 
+TEST(DemoArguments, WhatIsMonitoredIsThereToBeHeard) {
+  auto arguments = twoApps();
+  arguments.monitored = {"app:a", "bus:track1=-6dB"};
+  const auto request = parseDemo(arguments);
+  ASSERT_TRUE(request) << request.error().description;
+  EXPECT_EQ(request->options.monitored[0].scope, PluginScope::ofApp("a"));
+  EXPECT_FALSE(request->options.monitored[0].volume);
+  EXPECT_EQ(request->options.monitored[1].scope, PluginScope::ofBus(2));
+  EXPECT_NEAR(request->options.monitored[1].volume.value_or(0), 0.501f, 0.001f);
+  arguments.routes = {"b=off"};
+  for (const char* bad : {"app:c", "app:b", "mic", "bus:1", "app:a=+5%", "", "a"}) {
+    arguments.monitored = {bad};
+    EXPECT_TRUE(complaint(arguments).starts_with("--monitor ")) << complaint(arguments);
+  }
+}
+
 TEST(DemoArguments, EveryAppHasATrackOfItsOwnUnlessToldOtherwise) {
   DemoArguments arguments;
   for (int i = 0; i < 9; ++i) arguments.apps.push_back(std::string(1, char('a' + i)) + "=f.wav");

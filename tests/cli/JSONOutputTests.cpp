@@ -163,6 +163,20 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
                                              {"input-lock", "headset"},
                                              {"input-lock"}})
     expectForm("input", command);
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"monitor", "app", "music", "on"},
+                                             {"monitor", "app", "music", "-6dB"},
+                                             {"monitor", "link", "music", "on"},
+                                             {"monitor", "bus", "track1", "50%"},
+                                             {"monitor", "mic", "on"},
+                                             {"mic", "monitor", "+5%"},
+                                             {"monitor", "device", "headset"},
+                                             {"monitor", "device", "default"},
+                                             {"monitor", "off"},
+                                             {"monitor", "status"}})
+    expectForm("monitor", command);
+  expectError("notFound", 2, {"monitor", "device", "nowhere"});
+  expectError("badInput", 2, {"monitor", "bus", "1", "on"});
   expectForm("report", {"report"});
   expectForm("recordings", {"record", "start", "drums"});
   expectForm("recordings", {"record", "list"});

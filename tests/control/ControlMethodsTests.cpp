@@ -562,6 +562,60 @@ TEST_F(ControlMethodsTest, TheMicrophoneIsHeardShapedAndSent) {
   EXPECT_FALSE(control.meters().input);
 }
 
+TEST_F(ControlMethodsTest, TheMonitorPlaysWhatIsChosenWhereItIsWanted) {
+  auto& machine = dynamic_cast<SimulatedPlatform&>(world.platform.platform());
+  const auto peakOn = [&](const char* uid) {
+    const auto ear = machine.host().hear(uid);
+    wait(0.5);
+    ear->takePeak();
+    wait(1);
+    return ear->takePeak();
+  };
+  EXPECT_EQ((*call("monitor"))["device"], "System Default");
+  EXPECT_EQ((*call("monitor.app", R"({"app":"beat","enabled":true})"))["notes"].size(), 1u)
+      << "not routed yet";
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":2})"));
+  const auto chosen = *call("monitor.select", R"({"device":"headset"})");
+  EXPECT_EQ(chosen["monitor"]["running"], true);
+  EXPECT_EQ(chosen["monitor"]["following"], false);
+  const float full = peakOn(SimulatedHost::kHeadsetUID);
+  EXPECT_GT(full, 0.05f);
+  const auto isSilentByItself = [&] { return world.app->appTapEngine()->tapOf("org.beat")->createdMuted; };
+  EXPECT_TRUE(isSilentByItself());
+  const auto half = *call("monitor.appVolume", R"({"app":"beat","volume":0.5})");
+  EXPECT_EQ(half["notes"].size(), 1u) << "the link has ended";
+  for (const ControlJSON& app : half["monitor"]["apps"]) {
+    EXPECT_EQ(app["linked"], app["id"] != "org.beat");
+    EXPECT_EQ(app["heard"], app["id"] == "org.beat");
+  }
+  EXPECT_NEAR(peakOn(SimulatedHost::kHeadsetUID), full / 2, full / 20);
+  ASSERT_TRUE(call("monitor.link", R"({"app":"beat","linked":true})"));
+  EXPECT_NEAR(peakOn(SimulatedHost::kHeadsetUID), full, full / 20);
+
+  ASSERT_TRUE(call("monitor.enable", R"({"enabled":false})"));
+  EXPECT_EQ(peakOn(SimulatedHost::kHeadsetUID), 0.0f);
+  EXPECT_FALSE(isSilentByItself());
+  EXPECT_EQ((*call("monitor.bus", R"({"bus":2,"enabled":true})"))["notes"].size(), 1u) << "kept for later";
+  ASSERT_TRUE(call("monitor.app", R"({"app":"beat","enabled":false})"));
+  ASSERT_TRUE(call("monitor.enable", R"({"enabled":true})"));
+  EXPECT_EQ((*call("monitor.busVolume", R"({"bus":2,"volume":3})"))["notes"][0], "volume held to 100 %");
+  EXPECT_NEAR(peakOn(SimulatedHost::kHeadsetUID), full, full / 20);
+  EXPECT_EQ((*call("monitor.follow"))["monitor"]["following"], true);
+  EXPECT_EQ((*call("monitor.micVolume", R"({"volume":0.5})"))["monitor"]["microphone"]["volume"], 0.5);
+  EXPECT_EQ((*call("monitor.mic", R"({"enabled":true})"))["notes"][0],
+            "kept for later: the microphone is off");
+  ASSERT_TRUE(call("mic.enable", R"({"enabled":true})"));
+  EXPECT_EQ((*call("monitor"))["microphone"]["heard"], true);
+
+  for (const auto& [method, params] : {std::pair{"monitor.select", R"({"device":"Tone Ferry"})"},
+                                       {"monitor.bus", R"({"bus":1,"enabled":true})"},
+                                       {"monitor.busVolume", R"({"bus":10,"volume":1})"},
+                                       {"monitor.app", R"({"app":"nobody","enabled":true})"}}) {
+    SCOPED_TRACE(method);
+    EXPECT_NE(code(method, params), 0);
+  }
+}
+
 TEST_F(ControlMethodsTest, TheMicrophonesSettingsAreToldAndHeld) {
   const auto chosen = *call("mic.select", R"({"device":"headset"})");
   ASSERT_EQ(chosen["input"]["devices"].size(), 2u) << "not the program's own";

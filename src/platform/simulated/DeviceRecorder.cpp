@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace sonmere {
 
@@ -60,6 +61,11 @@ std::uint32_t DeviceRecorder::channels() const {
 }
 
 std::vector<float> DeviceRecorder::samples() const { return samplesFrom(0); }
+
+std::vector<float> DeviceRecorder::takeSamples() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(samples_, {});
+}
 
 std::vector<float> DeviceRecorder::samplesFrom(std::uint64_t frame) const {
   const std::lock_guard lock(mutex_);

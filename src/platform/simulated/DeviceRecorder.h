@@ -30,6 +30,8 @@ class DeviceRecorder {
   std::uint32_t channels() const;
   // Interleaved; nothing with Keep::hashOnly.
   std::vector<float> samples() const;
+  // Those that were not taken yet, which it forgets.
+  std::vector<float> takeSamples();
   // Only from `frame` on.
   std::vector<float> samplesFrom(std::uint64_t frame) const;
 
