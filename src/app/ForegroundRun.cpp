@@ -226,14 +226,16 @@ RunReport ForegroundRun::report() const {
   for (const TappedAppInfo& row : *engine.availableApps) {
     const VolumeMixerAppState mixed = app_.volumeMixerEngine()->appState(row.bundleID);
     RunReport::App app{
-        row.bundleID, row.name, !row.audioObjectIDs.empty(), {}, mixed.volume, mixed.isMuted, 0, 0};
+        row.bundleID, row.name, !row.audioObjectIDs.empty(), {}, mixed.volume, mixed.isMuted, 0, 0, 0};
     if (const auto tap = engine.tapOf(row.bundleID)) {
-      const RingReport ring = ringReport(row.bundleID, tap->ring, engine.busSampleRate(tap->busIndex));
+      const double rate = engine.busSampleRate(tap->busIndex);
+      const RingReport ring = ringReport(row.bundleID, tap->ring, rate);
       app.bus = tap->busIndex;
       app.volume = row.volume;
       app.isMuted = row.isMuted;
       app.addedDelayMs = ring.backlogMs;
       app.underruns = ring.underruns;
+      app.leftOutMs = stereoMilliseconds(2 * tap->leftOutFrames(), rate);
     }
     report.apps.push_back(std::move(app));
   }

@@ -18,6 +18,7 @@ struct RunReport {
     bool isMuted = false;
     double addedDelayMs = 0;
     std::int64_t underruns = 0;  // blocks that its route had nothing for
+    double leftOutMs = 0;        // of its sound that the audio server left out
   };
   struct Route {
     std::string app;
@@ -29,7 +30,7 @@ struct RunReport {
     std::string path;
     std::int64_t frames = 0;
     double sampleRate = 0;        // Hz
-    std::int64_t lostFrames = 0;  // overwritten before they reached the file
+    std::int64_t lostFrames = 0;  // that the file lacks
   };
 
   std::vector<App> apps;

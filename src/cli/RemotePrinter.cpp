@@ -94,6 +94,8 @@ std::string flagsOf(const ControlJSON& app) {
   add(flag(app, "pinned"), "pinned");
   add(flag(app.value("equaliser", ControlJSON::object()), "enabled"), "eq");
   add(flag(app.value("limiter", ControlJSON::object()), "enabled"), "limiter");
+  const double leftOut = number(app, "leftOutMs");
+  add(leftOut >= 1, fmt::format("{:.0f} ms left out by the audio server", leftOut).c_str());
   return flags;
 }
 

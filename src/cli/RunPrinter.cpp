@@ -30,7 +30,8 @@ JSON appsJSON(const RunReport& report) {
                     {"volume", shortest(app.volume)},
                     {"muted", app.isMuted},
                     {"addedDelayMs", app.addedDelayMs},
-                    {"underruns", app.underruns}});
+                    {"underruns", app.underruns},
+                    {"leftOutMs", app.leftOutMs}});
   return apps;
 }
 
@@ -77,10 +78,16 @@ std::string runReadyText(const PlatformChoice& platform, const RunReport& report
 
 std::string runTableText(const RunReport& report) {
   constexpr auto kRight = TextTable::Align::right;
-  TextTable apps({{"app"}, {"route"}, {"volume", kRight}, {"added delay", kRight}, {"underruns", kRight}});
+  TextTable apps({{"app"},
+                  {"route"},
+                  {"volume", kRight},
+                  {"added delay", kRight},
+                  {"underruns", kRight},
+                  {"left out", kRight}});
   for (const RunReport::App& app : report.apps)
     apps.add({app.id, app.bus ? busLabel(*app.bus) : "-", fmt::format("{:.0f} %", app.volume * 100),
-              fmt::format("{:.1f} ms", app.addedDelayMs), fmt::format("{}", app.underruns)});
+              fmt::format("{:.1f} ms", app.addedDelayMs), fmt::format("{}", app.underruns),
+              fmt::format("{:.1f} ms", app.leftOutMs)});
   const std::string text = "\n" + apps.text();
   if (report.recordings.empty()) return text;
   TextTable files({{"bus"}, {"length", kRight}, {"frames", kRight}, {"lost", kRight}, {"file"}});

@@ -101,15 +101,18 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
 }
 
 AppMeters AppControl::metersOf(const SingleAppTap& tap, const std::string& id) const {
-  const RingReport ring = ringReport(id, tap.ring, engine().busSampleRate(tap.busIndex));
+  const double rate = engine().busSampleRate(tap.busIndex);
+  const RingReport ring = ringReport(id, tap.ring, rate);
   return {levelOf(tap, app_.context().hardware()), gainReductionDb(tap.limiterGain), ring.backlogMs,
-          ring.underruns};
+          ring.underruns, stereoMilliseconds(2 * tap.leftOutFrames(), rate)};
 }
 
 AppMeters AppControl::metersOf(const VolumeMixerTap& tap) const {
   const TapLatencyStats stats = tap.latencyStats();
+  const double rate = mixer().outputSampleRate();
   return {levelOf(tap, app_.context().platform.hardware()), gainReductionDb(tap.limiterGain),
-          stereoMilliseconds(stats.backlogSamples, mixer().outputSampleRate()), stats.underruns};
+          stereoMilliseconds(stats.backlogSamples, rate), stats.underruns,
+          stereoMilliseconds(2 * tap.leftOutFrames(), rate)};
 }
 
 std::optional<AppMeters> AppControl::metersOf(const std::string& id) const {

@@ -70,6 +70,7 @@ ControlJSON encodeControl(const AppState& app) {
           {"gainReductionDb", shortest(app.meters.gainReductionDb)},
           {"addedDelayMs", app.meters.addedDelayMs},
           {"underruns", app.meters.underruns},
+          {"leftOutMs", app.meters.leftOutMs},
           {"equaliser", encodeControl(app.equaliser)},
           {"limiter", {{"enabled", app.limiter.isEnabled}, {"ceilingDb", app.limiter.ceilingDb}}},
           {"hints", app.hints}};
@@ -81,7 +82,8 @@ ControlJSON encodeControl(const Meters& meters) {
     apps[id] = {{"levelDb", levelOf(each)},
                 {"gainReductionDb", shortest(each.gainReductionDb)},
                 {"addedDelayMs", each.addedDelayMs},
-                {"underruns", each.underruns}};
+                {"underruns", each.underruns},
+                {"leftOutMs", each.leftOutMs}};
   ControlJSON buses = ControlJSON::object();
   for (const auto& [bus, reduction] : meters.busReductionDb)
     buses[std::to_string(bus)] = {{"gainReductionDb", shortest(reduction)}};

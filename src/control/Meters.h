@@ -18,6 +18,7 @@ struct AppMeters {
   float gainReductionDb = 0;     // what the limiter takes away now
   double addedDelayMs = 0;
   std::int64_t underruns = 0;
+  double leftOutMs = 0;  // of its sound that the audio server left out, since its tap began
 };
 
 // All that moves by itself: of the apps that a tap holds, by identifier, of buses, and of what is recorded.

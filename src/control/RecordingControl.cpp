@@ -34,7 +34,8 @@ std::vector<RecordingState> RecordingControl::list() const {
 RecordingHealthState RecordingControl::health() const {
   RecordingHealthState health;
   const BusRecordings& recordings = *app_.recordings();
-  for (const auto* notice : {&recordings.silentRecordingNotice, &recordings.fileNotice})
+  for (const auto* notice :
+       {&recordings.silentRecordingNotice, &recordings.fileNotice, &recordings.lossNotice})
     if (notice->get()) health.notices.push_back(*notice->get());
   health.failureCount = app_.recordingHealth()->failureCount();
   health.failures = app_.recordingHealth()->failures();

@@ -76,6 +76,7 @@ void TopicWatch::listen() {
   on(recordings.errorMessage, {Topic::recording});
   on(recordings.silentRecordingNotice, {Topic::recording});
   on(recordings.fileNotice, {Topic::recording});
+  on(recordings.lossNotice, {Topic::recording});
   on(recordings.defaultRecordingFormat, {Topic::recording, Topic::settings});
   RecordingsLibrary& library = *app_.recordingsLibrary();
   on(library.sessions, {Topic::library});

@@ -23,7 +23,7 @@ using TapList = std::vector<std::shared_ptr<VolumeMixerTap>>;
 bool enter(VolumeMixerTap& tap, TapBatch& batch, const VolumeMixerOutputContext& context, float master,
            std::int64_t n) noexcept {
   StereoRing::Reader& ring = tap.ring.reader();
-  if (context.isInterrupted) ring.noteInterruption();
+  if (context.isInterrupted) tap.noteInterruption(context.cycles.missedFrames());
   if (ring.startIfAsked(0) || !ring.pull(batch.nextBlock(), n, context.sampleRate)) return false;
   const float volume = tap.volume, gain = std::min(1.0f, volume) * master;
   batch.add(tap, volume, tapCeiling(tap), gain, !(gain > 0));

@@ -65,7 +65,8 @@ void BusRecordings::startRecordings(std::span<const int> buses, std::optional<Re
   if (wanted.empty()) return;
   auto recorders = makeRecorders(wanted, format.value_or(*defaultRecordingFormat));
   if (!recorders) return reportStartFailure(recorders.error());
-  if (*fileNotice) fileNotice.set(std::nullopt);
+  for (auto* notice : {&fileNotice, &lossNotice})
+    if (notice->get()) notice->set(std::nullopt);
   for (auto& [bus, recorder] : *recorders) begin(bus, std::move(recorder));
 }
 
@@ -208,6 +209,7 @@ void BusRecordings::statusTick() {
       rows[bus] = statusOf(bus, *recorder);
     }
   });
+  checkLosses();
   const auto active = activeFiles();
   if (!checkStall(active)) checkSilence(active);
 }
@@ -228,6 +230,17 @@ bool BusRecordings::checkStall(const std::vector<RecordingWatch::Active>& active
       "Files were saved up to the stall.",
       *stalled));
   return true;
+}
+
+void BusRecordings::checkLosses() {
+  std::string losses;
+  for (const auto& [bus, recorder] : busRecorders_)
+    if (const std::int64_t lost = recorder->lostFrames(); lost > 0)
+      losses += fmt::format("{}\"{}\" lacks {:.2f} s", losses.empty() ? "" : ", ",
+                            lastComponent(recorder->outputPath()), double(lost) / recorder->sampleRate());
+  if (losses.empty()) return;
+  losses += ": the audio server left out cycles, or the drive was too slow. The recording goes on.";
+  if (lossNotice.get() != losses) lossNotice.set(losses);
 }
 
 void BusRecordings::checkSilence(const std::vector<RecordingWatch::Active>& active) {

@@ -58,6 +58,8 @@ class BusRecordings {
   Observable<std::optional<std::string>> silentRecordingNotice;
   // What became of a file while it was recorded, until the next start.
   Observable<std::optional<std::string>> fileNotice;
+  // What the files lack that are being recorded, until the next start.
+  Observable<std::optional<std::string>> lossNotice;
   // Used when a start asks for no format; kept in the settings.
   Observable<RecordingFormat> defaultRecordingFormat{RecordingFormat::wav};
 
@@ -81,6 +83,7 @@ class BusRecordings {
   std::vector<RecordingWatch::Active> activeFiles() const;
   bool checkStall(const std::vector<RecordingWatch::Active>& active);
   void checkSilence(const std::vector<RecordingWatch::Active>& active);
+  void checkLosses();
 
   const RecordingContext context_;
   RecorderFeed& feed_;

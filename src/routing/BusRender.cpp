@@ -43,7 +43,7 @@ bool enter(SingleAppTap& tap, TapBatch& batch, const OutputAUContext& context, s
   StereoRing::Reader& ring = tap.ring.reader();
   ring.startIfAsked(n);
   ring.trimIfAsked(n);
-  if (context.isInterrupted) ring.noteInterruption();
+  if (context.isInterrupted) tap.noteInterruption(context.cycles.missedFrames());
   float* block = batch.nextBlock();
   if (!ring.pull(block, n, context.sampleRate)) return false;
   runPlugins(tap.pluginChain.load(), block, n);

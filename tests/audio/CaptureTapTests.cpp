@@ -13,11 +13,11 @@ namespace {
 class CaptureTapTest : public testing::Test {
  protected:
   ~CaptureTapTest() override { EXPECT_REALTIME_SAFE(guard); }
-  void call(std::vector<float> samples) {
+  void call(std::vector<float> samples, double position = 0) {
     std::vector<float> output(8, 3.0f);
     AudioBuffer inputs[] = {{2, 0, nullptr}, {2, std::uint32_t(4 * samples.size()), samples.data()}};
     AudioBuffer outputs[] = {{2, 32, output.data()}};
-    EXPECT_EQ(captureProcedure(&tap, {0, 42}, inputs, outputs), noErr);
+    EXPECT_EQ(captureProcedure(&tap, {position, 42}, inputs, outputs), noErr);
     EXPECT_EQ(output, std::vector<float>(8, 0.0f));
   }
 
@@ -60,6 +60,23 @@ TEST_F(CaptureTapTest, AnEmptyListStillClearsTheOutput) {
   call({});
   EXPECT_EQ(tap.level, 0.5f);
   EXPECT_EQ(captureProcedure(nullptr, {}, {}, {}), noErr);
+}
+
+TEST_F(CaptureTapTest, CountsWhatTheClockSkips) {
+  const std::vector<float> block(512);  // 256 frames
+  for (const double position : {700, 956, 1212}) call(block, position);
+  EXPECT_EQ(tap.leftOutFrames(), 0) << "a clock may begin anywhere";
+  call(block, 1212 + 3 * 256);
+  EXPECT_EQ(tap.leftOutFrames(), 512);
+  for (const double position : {0, 256}) call(block, position);
+  EXPECT_EQ(tap.leftOutFrames(), 512) << "the clock was started anew";
+  call({}, 512);
+  call(block, 5000);
+  EXPECT_EQ(tap.leftOutFrames(), 512) << "a cycle of unknown length";
+  tap.noteInterruption(300);
+  EXPECT_EQ(tap.leftOutFrames(), 512) << "cycles that both sides lack count once";
+  tap.noteInterruption(300);
+  EXPECT_EQ(tap.leftOutFrames(), 600);
 }
 
 TEST_F(CaptureTapTest, FeedsTheSpectrumOnlyWhileSomeoneLooks) {

@@ -520,6 +520,9 @@ TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {
   EXPECT_EQ(app("beat")["bus"], nullptr);
   ASSERT_TRUE(call("profile.apply", R"({"name":"EVENING"})"));
   EXPECT_EQ(app("beat")["bus"], 4);
+  EXPECT_EQ(app("beat")["leftOutMs"], 0);
+  world.app->appTapEngine()->tapOf("org.beat")->noteInterruption(4800);
+  EXPECT_EQ(app("beat")["leftOutMs"], 100);
   ASSERT_TRUE(call("profile.delete", R"({"name":"Evening"})"));
   EXPECT_TRUE(call("profiles")->empty());
 

@@ -132,6 +132,7 @@ TEST_F(VolumeMixerRenderTest, WhatMissedCyclesLeaveInTheRingIsDroppedWithinTwoSe
     }
   };
   runFor(2);
+  EXPECT_EQ(tap->leftOutFrames(), 0);
   hostTime += 100'000'000;
   capture(*tap, std::vector<float>(9600));
   runFor(0.5);

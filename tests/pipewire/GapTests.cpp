@@ -149,13 +149,18 @@ INSTANTIATE_TEST_SUITE_P(Quanta, Gaps,
                          testing::Values(std::pair(128, TapMute::muted), std::pair(256, TapMute::unmuted),
                                          std::pair(1024, TapMute::muted)));
 
-// A stream that is late is left out of cycles; that is the server's doing, and is told.
+// A stream that is late is left out of cycles; that is the server's doing, and is told: in the log, for the
+// app and for what is recorded.
 TEST(MissedCyclesStory, AreToldAsTheServers) {
   PipeWireWorld world(256);
   ASSERT_EQ(world.session.problem(), "");
   ASSERT_TRUE(world.start());
   counting(30).write(world.session.file("counting.wav"));
   auto player = world.session.launch({"pw-play", world.session.file("counting.wav")});
+  ASSERT_TRUE(world.route("pw-play", 2));
+  world.recordings->startRecording(2);
+  const auto recorded = [&] { return world.recordings->busRecordingStatuses->at(2); };
+  ASSERT_TRUE(world.until([&] { return recorded().everHadSignal; }));
   const AudioDeviceID track = world.device("ToneFerry_UID_Track_1");
   const auto late = [](void*, const AudioTimeStamp&, AudioBufferList, AudioBufferList) noexcept -> OSStatus {
     usleep(20'000);
@@ -165,6 +170,13 @@ TEST(MissedCyclesStory, AreToldAsTheServers) {
   ASSERT_TRUE(procedure);
   ASSERT_EQ(world.hardware().startDevice(track, *procedure), noErr);
   EXPECT_TRUE(world.untilLogged("the audio server went on without the input from ToneFerry_UID_Track_1"));
+  const auto tap = world.engine->tapOf("pw-play");
+  EXPECT_TRUE(world.until([&] {
+    return tap->gaps.frames() > 0 && tap->unrenderedFrames > 0 && recorded().lostFrames > 0 &&
+           world.recordings->lossNotice.get();
+  })) << tap->gaps.frames()
+      << " frames missing in the tap, " << tap->unrenderedFrames << " behind it, " << recorded().lostFrames
+      << " in the recording";
   world.hardware().stopDevice(track, *procedure);
   world.hardware().destroyIOProc(track, *procedure);
 }

@@ -283,6 +283,26 @@ TEST_F(BusRecordingsTest, SilenceIsToldOnceAndForgottenAtTheEnd) {
   EXPECT_EQ(notices, 2);
 }
 
+TEST_F(BusRecordingsTest, WhatFilesLackIsToldUntilTheNextStart) {
+  for (const int bus : {2, 3}) recordings->startRecording(bus);
+  runtime.advance(2 * kSecond);
+  EXPECT_FALSE(recordings->lossNotice.get());
+  feed.rings.at(3)->noteMissed(24000);
+  runtime.advance(kSecond);
+  EXPECT_EQ(recordings->lossNotice.get(), "\"" + nameOf(1) +
+                                              "\" lacks 0.50 s: the audio server left out cycles, or the "
+                                              "drive was too slow. The recording goes on.");
+  feed.rings.at(2)->noteMissed(4800);
+  runtime.advance(kSecond);
+  EXPECT_TRUE(recordings->lossNotice.get()->starts_with("\"" + nameOf(0) + "\" lacks 0.10 s, \"" + nameOf(1) +
+                                                        "\" lacks 0.50 s: "));
+  recordings->stopAllRecordings();
+  runtime.advance(kSecond);
+  EXPECT_TRUE(recordings->lossNotice.get());
+  recordings->startRecording(2);
+  EXPECT_FALSE(recordings->lossNotice.get());
+}
+
 TEST_F(BusRecordingsTest, QuitWaitsForAllStopsButNotLongerThanItsDeadline) {
   bench.settings.set(RecordingsFolder::kPathKey, bench.otherFolder());
   for (const int bus : {0, 2}) recordings->startRecording(bus);

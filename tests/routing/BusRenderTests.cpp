@@ -422,6 +422,7 @@ TEST_F(BusRenderTest, ARecorderIsToldTheFramesOfCyclesThatTheServerLeftOut) {
   runFor(*tap, 1);
   EXPECT_EQ(ring->missedFrames, 3 * 480);
   EXPECT_EQ(ring->written.loadRelaxed(), 2 * 3 * 48000);
+  EXPECT_EQ(tap->leftOutFrames(), 24000 + 3 * 480) << "of the app, since its tap began";
 }
 
 TEST_F(BusRenderTest, ASilentBusLetsItsLimiterRecoverInOneStep) {

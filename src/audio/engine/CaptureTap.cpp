@@ -1,5 +1,6 @@
 #include "audio/engine/CaptureTap.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "audio/device/AudioBuffers.h"
@@ -21,9 +22,10 @@ void meter(CaptureTap& tap, const float* samples, std::size_t n, std::uint64_t h
   tap.levelStamp = hostTime;
 }
 
-void capture(CaptureTap& tap, const AudioBuffer& buffer, std::uint64_t hostTime) noexcept {
+void capture(CaptureTap& tap, const AudioBuffer& buffer, const AudioTimeStamp& now) noexcept {
   const std::int64_t n = buffer.byteSize / 4;
-  meter(tap, buffer.data, std::size_t(n), hostTime);
+  tap.gaps.note(now.sampleTime, buffer.byteSize / (4 * std::max(buffer.channels, 1u)));
+  meter(tap, buffer.data, std::size_t(n), now.hostTime);
   if (tap.spectrumOf && tap.spectrumOf->spectrumWanted()) tap.spectrum.feed(buffer.data, n);
   if (!tap.isMuted) tap.ring.writer.write(buffer.data, n);
 }
@@ -36,7 +38,10 @@ OSStatus captureProcedure(void* clientData, const AudioTimeStamp& now, AudioBuff
   auto* tap = static_cast<CaptureTap*>(clientData);
   if (!tap) return noErr;
   tap->callbackCount.add(1);
-  if (const AudioBuffer* buffer = firstFilled(input)) capture(*tap, *buffer, now.hostTime);
+  if (const AudioBuffer* buffer = firstFilled(input))
+    capture(*tap, *buffer, now);
+  else
+    tap->gaps.skip();
   silence(output);
   return noErr;
 }

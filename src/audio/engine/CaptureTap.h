@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "audio/engine/TapAggregate.h"
 #include "base/RTScalar.h"
 #include "base/RenderClaim.h"
+#include "dsp/ClockGaps.h"
 #include "dsp/RenderFlags.h"
 #include "dsp/SpectrumRing.h"
 #include "dsp/StereoRing.h"
@@ -37,6 +39,18 @@ struct CaptureTap : TapEffects {
   RTScalar<float> level{0.0f};            // 0 to 1; 0 while muted
   RTScalar<std::uint64_t> levelStamp{0};  // ns on the server's host clock
   RTScalar<std::int64_t> callbackCount{0};
+  ClockGaps gaps;
+
+  // Whoever renders it.
+  RTScalar<std::int64_t> unrenderedFrames{0};  // of cycles that its unit was not given
+  void noteInterruption(std::int64_t missedFrames) noexcept SONMERE_NONBLOCKING {
+    ring.reader().noteInterruption();
+    unrenderedFrames.add(missedFrames);
+  }
+
+  // Frames on the app's way that the server left out; a cycle that both sides were not given counts once.
+  // Threads: any.
+  std::int64_t leftOutFrames() const { return std::max(gaps.frames(), unrenderedFrames.load()); }
 
   SpectrumRing spectrum;
   StereoRing ring;
