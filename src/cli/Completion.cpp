@@ -32,11 +32,12 @@ class Place {
       takeOption(word);
     } else if (!takeCommand(word)) {
       option_ = nullptr;
-      ++positionals_;
+      takePositional(word);
     }
   }
 
   const CommandTree& command() const { return *command_; }
+  const CompletionGiven& given() const { return given_; }
   // The option whose value comes next.
   const Option* option() const { return option_; }
   bool wantsValue() const { return option_ && !option_->isValueOptional; }
@@ -62,7 +63,11 @@ class Place {
     const Option* const found = named(word);
     option_ = found && !found->value.empty() ? found : nullptr;
     // What is no option of the command is a value that begins like one.
-    if (!found && !named(word.substr(0, word.find('=')))) ++positionals_;
+    if (!found && !named(word.substr(0, word.find('=')))) takePositional(word);
+  }
+  void takePositional(const std::string& word) {
+    if (const Option* const option = positional()) given_[option->value] = word;
+    ++positionals_;
   }
   bool takeCommand(const std::string& word) {
     const auto found = std::ranges::find(command_->commands, word, &CommandTree::name);
@@ -74,13 +79,15 @@ class Place {
 
   const CommandTree* command_;
   const Option* option_ = nullptr;
+  CompletionGiven given_;
   std::size_t positionals_ = 0;
   bool onlyPositionals_ = false;
 };
 
 class Completer {
  public:
-  Completer(const std::string& word, const CompletionSource& source) : word_(word), source_(source) {}
+  Completer(const std::string& word, const CompletionSource& source, const CompletionGiven& given)
+      : word_(word), source_(source), given_(given) {}
 
   // Whatever `value` allows, behind what of the word is settled already.
   void addValue(const std::string& value, const std::string& settled = "") {
@@ -89,7 +96,8 @@ class Completer {
     const auto cut = word_.find('=', settled.size());
     if (cut != std::string::npos) return addKinds(value.substr(pair + 1), word_.substr(0, cut + 1));
     reply_.endsWord = false;
-    for (const Candidate& each : source_(value.substr(0, pair))) add({settled + each.word + "=", each.help});
+    for (const Candidate& each : source_(value.substr(0, pair), given_))
+      add({settled + each.word + "=", each.help});
   }
   void addCommands(const CommandTree& command) {
     for (const CommandTree& each : command.commands) add({each.name, each.help});
@@ -110,7 +118,7 @@ class Completer {
         reply_.files = kind == "DIR" ? CompletionReply::Files::folders : CompletionReply::Files::any;
         reply_.filesFrom = settled.size();
       } else {
-        for (const Candidate& each : source_(kind)) add({settled + each.word, each.help});
+        for (const Candidate& each : source_(kind, given_)) add({settled + each.word, each.help});
       }
     }
   }
@@ -124,6 +132,7 @@ class Completer {
 
   const std::string& word_;
   const CompletionSource& source_;
+  const CompletionGiven& given_;
   CompletionReply reply_;
 };
 
@@ -134,7 +143,7 @@ CompletionReply completeWords(const CommandTree& tree, const std::vector<std::st
   Place place(tree);
   for (std::size_t i = 0; i + 1 < words.size(); ++i) place.take(words[i]);
   const std::string word = words.empty() ? "" : words.back();
-  Completer completer(word, source);
+  Completer completer(word, source, place.given());
   const auto equals = word.find('=');
   const Option* const joined =
       equals != std::string::npos && place.isOption(word) ? place.named(word.substr(0, equals)) : nullptr;
@@ -150,8 +159,10 @@ CompletionReply completeWords(const CommandTree& tree, const std::vector<std::st
 CompletionReply completeCommands(const CommandTree& tree, const std::vector<std::string>& words) {
   Place place(tree);
   for (std::size_t i = 0; i + 1 < words.size(); ++i) place.take(words[i]);
-  const CompletionSource none = [](const std::string&) { return std::vector<Candidate>{}; };
-  Completer completer(words.back(), none);
+  const CompletionSource none = [](const std::string&, const CompletionGiven&) {
+    return std::vector<Candidate>{};
+  };
+  Completer completer(words.back(), none, place.given());
   completer.addCommands(place.command());
   return completer.take();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,12 @@ struct CompletionReply {
   bool endsWord = true;       // false when more belongs to the word ("music=")
 };
 
+// The words that stand before the cursor already, by the names of the arguments they are.
+using CompletionGiven = std::map<std::string, std::string>;
+
 // The words of a kind ("ID", "BUS"), for those that only the user's world knows.
-using CompletionSource = std::function<std::vector<CompletionReply::Candidate>(const std::string& kind)>;
+using CompletionSource = std::function<std::vector<CompletionReply::Candidate>(const std::string& kind,
+                                                                               const CompletionGiven& given)>;
 
 // `words` are those behind the program's name, without quotes; the last one is the one to complete.
 // Candidates begin with it, and hold nothing that a terminal would obey.

@@ -10,6 +10,8 @@
 #include "audio/device/BusName.h"
 #include "audio/device/BusTable.h"
 #include "cli/GivenTrackNames.h"
+#include "cli/PluginPrinter.h"
+#include "cli/ScopeText.h"
 #include "cli/UserLibrary.h"
 #include "control/ControlClient.h"
 #include "editor/export/ExportFormat.h"
@@ -22,18 +24,36 @@ namespace {
 
 using Candidates = std::vector<CompletionReply::Candidate>;
 
+// What the running program answers; null when there is no answer.
+ControlJSON answerTo(const char* method, const ControlJSON& params = nullptr) {
+  auto client = ControlClient::connect(userControlFolder());
+  if (!client) return nullptr;
+  auto answer = client->call(method, params);
+  return answer ? std::move(*answer) : ControlJSON(nullptr);
+}
+
+std::string textOf(const ControlJSON& object, const char* member) {
+  const auto found = object.find(member);
+  return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+// A list of objects that is a member of `object`.
+std::vector<ControlJSON> listOf(const ControlJSON& object, const char* member) {
+  const auto found = object.is_object() ? object.find(member) : object.end();
+  std::vector<ControlJSON> all;
+  if (!object.is_object() || found == object.end() || !found->is_array()) return all;
+  for (const ControlJSON& each : *found)
+    if (each.is_object()) all.push_back(each);
+  return all;
+}
+
 // A list of the running program, or one that is a member of what it answers, each by two of its members.
 Candidates ask(const char* method, const char* word, const char* help, const char* list = nullptr) {
-  auto client = ControlClient::connect(userControlFolder());
-  if (!client) return {};
-  const auto answer = client->call(method);
-  if (!answer) return {};
-  const ControlJSON all =
-      list && answer->is_object() ? answer->value(list, ControlJSON::array()) : ControlJSON(*answer);
-  if (!all.is_array()) return {};
+  const ControlJSON answer = answerTo(method);
+  const ControlJSON whole = list ? answer : ControlJSON{{"all", answer}};
   Candidates found;
-  for (const ControlJSON& each : all)
-    if (each.is_object()) found.push_back({each.value(word, std::string()), each.value(help, std::string())});
+  for (const ControlJSON& each : listOf(whole, list ? list : "all"))
+    found.push_back({textOf(each, word), textOf(each, help)});
   return found;
 }
 
@@ -58,6 +78,53 @@ Candidates scopes() {
   for (auto& app : ask("apps", "id", "name")) all.push_back({"app:" + app.word, app.help});
   for (auto& bus : buses()) all.push_back({"bus:" + bus.word, bus.help});
   all.push_back({"mic", "the microphone"});
+  return all;
+}
+
+std::string given(const CompletionGiven& words, const char* argument) {
+  const auto found = words.find(argument);
+  return found == words.end() ? std::string() : found->second;
+}
+
+// The plug-ins of the chain that was named, by their numbers.
+Candidates pluginsOf(const CompletionGiven& words) {
+  const auto scope = readScope(given(words, "SCOPE"));
+  if (!scope) return {};
+  Candidates all;
+  for (const ControlJSON& each : listOf(answerTo("plugin.chain", {{"scope", *scope}}), "plugins"))
+    all.push_back({std::to_string(each.value("position", 0)), textOf(each, "name")});
+  return all;
+}
+
+// What is known of the plug-in that was named.
+ControlJSON pluginInfo(const CompletionGiven& words) {
+  const auto scope = readScope(given(words, "SCOPE"));
+  if (!scope) return nullptr;
+  return answerTo("plugin.info", {{"scope", *scope}, {"plugin", given(words, "PLUGIN")}});
+}
+
+Candidates controlsOf(const CompletionGiven& words) {
+  Candidates all;
+  for (const ControlJSON& each : listOf(pluginInfo(words), "controls"))
+    all.push_back({textOf(each, "symbol"), textOf(each, "name") + ", " + controlRange(each)});
+  return all;
+}
+
+// Values that have a name; numbers are the user's.
+Candidates settingsOf(const CompletionGiven& words) {
+  const std::string wanted = given(words, "CONTROL");
+  Candidates all;
+  for (const ControlJSON& each : listOf(pluginInfo(words), "controls")) {
+    if (textOf(each, "symbol") != wanted && textOf(each, "name") != wanted) continue;
+    for (const ControlJSON& point : listOf(each, "points")) all.push_back({textOf(point, "label"), ""});
+    if (each.value("toggle", false)) all.insert(all.end(), {{"on", ""}, {"off", ""}});
+  }
+  return all;
+}
+
+Candidates presetsOf(const CompletionGiven& words) {
+  Candidates all;
+  for (const ControlJSON& each : listOf(pluginInfo(words), "presets")) all.push_back({textOf(each, "name"), ""});
   return all;
 }
 
@@ -103,7 +170,7 @@ Candidates formats() {
 
 }  // namespace
 
-Candidates completionSource(const std::string& kind) {
+Candidates completionSource(const std::string& kind, const CompletionGiven& given) {
   if (kind == "ID") return ask("apps", "id", "name");
   if (kind == "PROFILE") return byName(ask("profiles", "name", "name"));
   if (kind == "BUS") return buses();
@@ -112,6 +179,10 @@ Candidates completionSource(const std::string& kind) {
   if (kind == "OUTPUT") return ask("monitor", "id", "name", "devices");
   if (kind == "INPUT") return byName(ask("input", "name", "name", "inputs"));
   if (kind == "URI") return ask("plugins.available", "plugin", "name");
+  if (kind == "PLUGIN") return pluginsOf(given);
+  if (kind == "CONTROL") return controlsOf(given);
+  if (kind == "SETTING") return settingsOf(given);
+  if (kind == "PRESET") return presetsOf(given);
   if (kind == "VOLUME") return volumes();
   if (kind == "KEY") return settingsKeys();
   if (kind == "STAMP") return stamps();

@@ -6,11 +6,10 @@
 #include <filesystem>
 
 #include "cli/ArgumentText.h"
-#include "cli/BusText.h"
-#include "cli/GivenTrackNames.h"
 #include "cli/JSONOutput.h"
 #include "cli/PluginPrinter.h"
 #include "cli/RemoteCall.h"
+#include "cli/ScopeText.h"
 
 namespace sonmere {
 
@@ -25,17 +24,7 @@ struct Arguments {
 
 using Print = std::string (*)(const ControlJSON&);
 
-constexpr const char* kScopeHelp = "mic, app:ID or bus:BUS";
 constexpr const char* kPluginHelp = "The plug-in: its number in the chain, or a part of its name";
-
-// A bus by any of its names, as everywhere.
-Outcome<std::string> readScope(const std::string& text) {
-  constexpr std::string_view kBusWord = "bus:";
-  if (!text.starts_with(kBusWord)) return text;
-  const auto bus = readBus("SCOPE", text.substr(kBusWord.size()), givenTrackNames);
-  if (!bus) return std::unexpected(bus.error());
-  return std::string(kBusWord) + std::to_string(*bus);
-}
 
 std::string fullPath(const std::string& path) {
   std::error_code ignored;
@@ -61,7 +50,7 @@ class PluginBuilder {
   }
   CLI::App* addOnScope(const char* name, const char* help, std::function<int()> run) {
     CLI::App* command = add(name, help, std::move(run));
-    command->add_option("SCOPE", a->scope, kScopeHelp)->required();
+    command->add_option("SCOPE", a->scope, kScopeForm)->required();
     return command;
   }
   CLI::App* addOnPlugin(const char* name, const char* help, std::function<int()> run) {
@@ -122,7 +111,7 @@ void PluginBuilder::addViews() {
     if (a->scope.empty()) return ask(call, *a, "plugins", ControlJSON::object(), chainsText);
     const auto scope = readScope(a->scope);
     return scope ? ask(call, *a, "plugin.chain", {{"scope", *scope}}, chainText) : call.fail(scope.error());
-  })->add_option("SCOPE", a->scope, kScopeHelp);
+  })->add_option("SCOPE", a->scope, kScopeForm);
 }
 
 void PluginBuilder::addChanges() {

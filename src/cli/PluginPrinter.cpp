@@ -36,7 +36,9 @@ std::string valuesOf(const ControlJSON& plugin) {
   return all;
 }
 
-std::string rangeOf(const ControlJSON& control) {
+}  // namespace
+
+std::string controlRange(const ControlJSON& control) {
   std::string all = fmt::format("{} to {}", shortNumber(number(control, "minimum")),
                                 shortNumber(number(control, "maximum")));
   if (const std::string unit = text(control, "unit"); !unit.empty()) all += " " + unit;
@@ -44,8 +46,6 @@ std::string rangeOf(const ControlJSON& control) {
     all += fmt::format(", {} {}", shortNumber(number(point, "value")), text(point, "label"));
   return all;
 }
-
-}  // namespace
 
 std::string offersText(const ControlJSON& offers) {
   TextTable table({{"Plug-in"}, {"Name"}, {"By"}, {"Kind"}, {"Remark"}});
@@ -65,7 +65,7 @@ std::string pluginInfoText(const ControlJSON& info) {
   TextTable controls({{"Control"}, {"Name"}, {"Default", TextTable::Align::right}, {"Range"}});
   for (const ControlJSON& control : info.value("controls", ControlJSON::array()))
     controls.add({text(control, "symbol"), text(control, "name"), shortNumber(number(control, "initial")),
-                  rangeOf(control)});
+                  controlRange(control)});
   if (!info.value("controls", ControlJSON::array()).empty()) out += controls.text();
   for (const ControlJSON& preset : info.value("presets", ControlJSON::array()))
     out += "Preset: " + text(preset, "name") + "\n";

@@ -120,6 +120,20 @@ std::string describeEqualiser(const ControlJSON& equaliser) {
   return "equaliser " + sections + "\n" + equaliserCurve(*settings);
 }
 
+std::string inputStatus(const ControlJSON& status) {
+  const bool isOn = flag(status, "micEnabled");
+  const std::string device = text(status, "micDevice");
+  std::string out = fmt::format("Microphone {}", isOn ? "on" : "off");
+  if (isOn && !flag(status, "micRunning")) out += ", but not running";
+  if (isOn && !device.empty()) out += ", " + device;
+  if (const double inputs = number(status, "additionalInputs"); inputs > 0)
+    out += fmt::format(", {:.0f} more input{}", inputs, inputs == 1 ? "" : "s");
+  if (const double plugins = number(status, "plugins"); plugins > 0)
+    out += fmt::format("; {:.0f} plug-in{} in {:.0f} chain{}", plugins, plugins == 1 ? "" : "s",
+                       number(status, "pluginChains"), number(status, "pluginChains") == 1 ? "" : "s");
+  return out + ".\n";
+}
+
 }  // namespace
 
 std::string statusText(const ControlJSON& status) {
@@ -131,7 +145,8 @@ std::string statusText(const ControlJSON& status) {
                      flag(status, "routingEnabled") ? "" : " (routing is off)", number(status, "mixedApps"),
                      flag(status, "mixerEnabled") ? "on" : "off");
   out += fmt::format("{:.0f} recordings.\n", number(status, "recordings"));
-  for (const char* error : {"routingError", "mixerError", "recordingError"})
+  out += inputStatus(status);
+  for (const char* error : {"routingError", "mixerError", "recordingError", "micError", "pluginError"})
     if (const std::string why = text(status, error); !why.empty()) out += "Last error: " + why + "\n";
   for (const ControlJSON& notice : status.value("recordingNotices", ControlJSON::array()))
     if (notice.is_string()) out += "Recording: " + printable(notice.get_ref<const std::string&>()) + "\n";

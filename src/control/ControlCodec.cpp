@@ -292,7 +292,15 @@ ControlJSON encodeControl(const ProgramStatus& status) {
           {"mixerError", orNull(status.mixerError)},
           {"recordingError",
            status.recordingError.empty() ? ControlJSON(nullptr) : ControlJSON(status.recordingError)},
-          {"recordingNotices", status.recordingNotices}};
+          {"recordingNotices", status.recordingNotices},
+          {"micEnabled", status.micEnabled},
+          {"micRunning", status.micRunning},
+          {"micDevice", orNull(status.micDevice)},
+          {"additionalInputs", status.additionalInputs},
+          {"micError", orNull(status.micError)},
+          {"pluginChains", status.pluginChains},
+          {"plugins", status.plugins},
+          {"pluginError", orNull(status.pluginError)}};
 }
 
 Outcome<AppEQSettings> decodeEqualiser(const ControlJSON& object) {

@@ -379,9 +379,10 @@ void ControlMethods::addPlugins() {
         control_.plugins().available(search, answerLater<std::vector<PluginOffer>>(reply));
       });
   addLater(
-      "plugin.info", [](ControlParams& p) { return p.text("plugin"); },
-      [this](const std::string& id, ControlPeer&, const Reply& reply) {
-        control_.plugins().info(id, answerLater<PluginInfo>(reply));
+      "plugin.info",
+      [](ControlParams& p) { return std::pair(p.text("plugin"), p.textIf("scope").value_or("")); },
+      [this](const auto& v, ControlPeer&, const Reply& reply) {
+        control_.plugins().info(v.first, v.second, answerLater<PluginInfo>(reply));
       });
   add(
       "plugin.chain", [](ControlParams& p) { return p.text("scope"); },

@@ -101,7 +101,7 @@ Outcome<PluginControl::Named> PluginControl::find(const std::string& scope, cons
   const auto which = scopeOf(scope);
   if (!which) return std::unexpected(which.error());
   const auto& plugins = chains().chain(*which).plugins();
-  const auto named = [&](std::size_t at) { return Named{*which, at, plugins[at].entry.id}; };
+  const auto named = [&](std::size_t at) { return Named{*which, at, plugins[at].key, plugins[at].entry.id}; };
   if (const auto number = readNumber(plugin)) {
     if (*number >= 1 && *number <= double(plugins.size()) && *number == std::floor(*number))
       return named(std::size_t(*number) - 1);
@@ -120,6 +120,15 @@ Outcome<PluginControl::Named> PluginControl::find(const std::string& scope, cons
                             which->text(), plugin));
 }
 
+Outcome<std::size_t> PluginControl::placeOf(const Named& named) const {
+  const auto& plugins = chains().chain(named.scope).plugins();
+  const auto found = std::ranges::find(plugins, named.key, &PluginChain::Plugin::key);
+  if (found == plugins.end())
+    return refuse(ControlFault::notFound,
+                  fmt::format("the plug-in is in the chain of {} no more", named.scope.text()));
+  return std::size_t(found - plugins.begin());
+}
+
 void PluginControl::available(const std::string& search, Done<std::vector<PluginOffer>> done) const {
   if (!chains().host()) return done(refuse(ControlFault::failed, "this system hosts no plug-ins"));
   chains().host()->availableEffects([&intake = chains().intake(), search, done = std::move(done)](
@@ -132,7 +141,13 @@ void PluginControl::available(const std::string& search, Done<std::vector<Plugin
   });
 }
 
-void PluginControl::info(const std::string& id, Done<PluginInfo> done) const {
+void PluginControl::info(const std::string& plugin, const std::string& scope, Done<PluginInfo> done) const {
+  std::string id = plugin;
+  if (!scope.empty()) {
+    const auto named = find(scope, plugin);
+    if (!named) return done(std::unexpected(named.error()));
+    id = named->id;
+  }
   EffectIntake& intake = chains().intake();
   intake.describe(id, [&intake, done = std::move(done)](const Outcome<EffectDetails>& details) {
     if (!details) return done(refuse(ControlFault::notFound, details.error().description));
@@ -189,7 +204,9 @@ void PluginControl::setControl(const std::string& scope, const std::string& plug
     if (!which) return done(refuse(ControlFault::notFound, which.error().description));
     const auto wanted = readControlValue(*which, value);
     if (!wanted) return done(refuse(ControlFault::badValue, wanted.error().description));
-    chains().chain(named.scope).setControl(named.position, which->symbol, *wanted);
+    const auto place = placeOf(named);
+    if (!place) return done(std::unexpected(place.error()));
+    chains().chain(named.scope).setControl(*place, which->symbol, *wanted);
     done(describe(named.scope));
   });
 }
@@ -210,7 +227,9 @@ void PluginControl::setPreset(const std::string& scope, const std::string& plugi
                          fmt::format("\"{}\" has no preset \"{}\"", details->effect.name, preset)));
     chains().host()->presetState(named.id, found->id, [this, named, done](const Outcome<std::string>& state) {
       if (!state) return done(refuse(ControlFault::failed, state.error().description));
-      chains().chain(named.scope).setFullState(named.position, *state);
+      const auto place = placeOf(named);
+      if (!place) return done(std::unexpected(place.error()));
+      chains().chain(named.scope).setFullState(*place, *state);
       done(describe(named.scope));
     });
   });

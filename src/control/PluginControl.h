@@ -25,7 +25,8 @@ class PluginControl {
   Outcome<PluginChainState> chain(const std::string& scope) const;
   // Those whose name, manufacturer, category or identifier holds every word of `search`.
   void available(const std::string& search, Done<std::vector<PluginOffer>> done) const;
-  void info(const std::string& id, Done<PluginInfo> done) const;
+  // By its identifier, or that of a chain where `scope` is not empty.
+  void info(const std::string& plugin, const std::string& scope, Done<PluginInfo> done) const;
 
   void add(const std::string& scope, const std::string& id, std::optional<int> position,
            Done<PluginChainState> done) const;
@@ -50,11 +51,14 @@ class PluginControl {
   struct Named {
     PluginScope scope;
     std::size_t position;
+    int key;
     std::string id;
   };
   PluginChains& chains() const { return app_.pluginChains(); }
   Outcome<PluginScope> scopeOf(const std::string& text) const;
   Outcome<Named> find(const std::string& scope, const std::string& plugin) const;
+  // Where the plug-in stands now: what is answered later may find another chain.
+  Outcome<std::size_t> placeOf(const Named& named) const;
   PluginChainState describe(const PluginScope& scope) const;
 
   ToneFerryApp& app_;

@@ -26,6 +26,14 @@ struct ProgramStatus {
   std::optional<std::string> mixerError;
   std::string recordingError;  // empty: none
   std::vector<std::string> recordingNotices;
+  bool micEnabled = false;  // as the user wishes
+  bool micRunning = false;
+  std::optional<std::string> micDevice;  // the name of the one in use
+  int additionalInputs = 0;
+  std::optional<std::string> micError;
+  int pluginChains = 0;  // that hold anything
+  int plugins = 0;       // in all of them
+  std::optional<std::string> pluginError;
 };
 
 }  // namespace sonmere

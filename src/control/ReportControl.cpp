@@ -28,6 +28,20 @@ Outcome<ProgramGreeting> ReportControl::greet(std::optional<int> clientProtocol)
           kProgramVersion, kControlProtocol, *clientProtocol)));
 }
 
+void ReportControl::addInput(ProgramStatus& status) const {
+  MicPassthroughEngine& mic = *app_.micEngine();
+  status.micEnabled = mic.isWanted();
+  status.micRunning = mic.isRunning();
+  if (const auto device = mic.devices().selected()) status.micDevice = device->name;
+  status.additionalInputs = int(mic.extras().extraSources->size());
+  status.micError = *mic.errorMessage;
+  for (const PluginChain* chain : app_.pluginChains().chains()) {
+    status.pluginChains += chain->plugins().empty() ? 0 : 1;
+    status.plugins += int(chain->plugins().size());
+  }
+  status.pluginError = *app_.pluginChains().errorMessage;
+}
+
 ProgramStatus ReportControl::status() const {
   const AppTapEngine& engine = *app_.appTapEngine();
   const VolumeMixerEngine& mixer = *app_.volumeMixerEngine();
@@ -49,6 +63,7 @@ ProgramStatus ReportControl::status() const {
   status.mixerError = *mixer.errorMessage;
   status.recordingError = *app_.recordings()->errorMessage;
   status.recordingNotices = RecordingControl(app_).health().notices;
+  addInput(status);
   return status;
 }
 

@@ -25,6 +25,8 @@ class ReportControl {
 
  private:
   ProgramGreeting greeting() const;
+  // Microphone and plug-ins.
+  void addInput(ProgramStatus& status) const;
 
   ToneFerryApp& app_;
   const PlatformChoice& platform_;

@@ -387,6 +387,13 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
   EXPECT_NE(run({"__complete", "mic", "select", ""}).out.find("\t"), std::string::npos) << "a device";
   EXPECT_EQ(run({"input", "add", "1", "--name", "Second voice"}).status, 0);
   EXPECT_NE(run({"__complete", "input", "remove", "Sec"}).out.find("\nSecond voice"), std::string::npos);
+  EXPECT_EQ(run({"plugin", "add", "bus:track1", "urn:sonmere:gain"}).status, 0);
+  EXPECT_NE(run({"__complete", "plugin", "bypass", "bus:track1", ""}).out.find("\n1\tGain\n"),
+            std::string::npos);
+  EXPECT_NE(run({"__complete", "plugin", "set", "bus:2", "gai", "g"}).out.find("\ngain\tGain, -90 to 24 dB"),
+            std::string::npos);
+  EXPECT_NE(run({"__complete", "plugin", "preset", "bus:2", "1", ""}).out.find("\nHalf\n"), std::string::npos);
+  EXPECT_NE(run({"status"}).out.find("Microphone off; 1 plug-in in 1 chain.\n"), std::string::npos);
   const auto watched = run({"watch", "--count", "2", "--json"});
   EXPECT_EQ(std::ranges::count(watched.out, '\n'), 2);
   EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "0.5"}).status, 0);

@@ -33,14 +33,21 @@ CommandTree sampleTree() {
   CLI::App* record = app.add_subcommand("record", "Record");
   record->add_subcommand("start", "Start")->add_option("BUS", value);
   record->add_subcommand("stop", "Stop");
+  CLI::App* set = app.add_subcommand("set", "Set");
+  set->add_option("SCOPE", id);
+  set->add_option("PLUGIN", value);
+  set->add_flag("--json");
+  set->add_option("SETTING", list);
   app.add_subcommand("hidden", "Hidden")->group("");
   return commandTree(app);
 }
 
-Candidates source(const std::string& kind) {
+Candidates source(const std::string& kind, const CompletionGiven& given) {
   if (kind == "ID")
     return {{"org.music", "Music"}, {"$(id>PWNED)", "x"}, {"a\x1b[2J", "y"}, {"two\nlines", ""}};
   if (kind == "BUS") return {{"bridge", "bus 0"}, {"track1", "bus 2"}};
+  // What it is told of the words before.
+  if (kind == "SETTING") return {{given.at("SCOPE") + "/" + given.at("PLUGIN"), ""}};
   if (kind == "VOLUME") return {{"50%", ""}, {"-5%", ""}};
   return {};
 }
@@ -53,7 +60,7 @@ Words wordsOf(const Words& words) {
 
 TEST(CompletionTest, ItOffersWhatTheParserWouldTakeAtTheCursor) {
   const std::pair<Words, Words> cases[] = {
-      {{""}, {"volume", "run", "record"}},
+      {{""}, {"volume", "run", "record", "set"}},
       {{"r"}, {"run", "record"}},
       {{"record", "st"}, {"start", "stop"}},
       {{"record", "start", ""}, {"bridge", "track1"}},
@@ -71,6 +78,7 @@ TEST(CompletionTest, ItOffersWhatTheParserWouldTakeAtTheCursor) {
       {{"run", "--route", "x=o"}, {"x=off"}},
       {{"run", "--route=x=b"}, {"--route=x=bridge"}},
       {{"run", "--normalise", "p"}, {"peak"}},
+      {{"set", "mic", "--json", "-1", ""}, {"mic/-1"}},
       {{"nonsense", ""}, {}},
   };
   for (const auto& [words, expected] : cases) EXPECT_EQ(wordsOf(words), expected) << words.back();

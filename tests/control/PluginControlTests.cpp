@@ -62,6 +62,26 @@ TEST_F(PluginControlTest, ChainsAreEditedByScopeNumberAndName) {
   EXPECT_EQ(plugins.remove("bus:3", "2")->plugins.size(), 1u);
 }
 
+// What has to be looked up first is done to the plug-in that was meant, wherever it stands by then.
+TEST_F(PluginControlTest, AChainThatChangesMeanwhileTakesNothingMeantForAnother) {
+  ASSERT_TRUE(add("app:music", "urn:sonmere:delay"));
+  ASSERT_TRUE(add("app:music", "urn:sonmere:gain"));
+  const auto moved = wait([&](auto done) {
+    plugins.setPreset("app:music", "2", "half", done);
+    EXPECT_TRUE(plugins.move("app:music", "2", 1));
+  });
+  ASSERT_TRUE(moved);
+  EXPECT_TRUE(moved->plugins[0].entry.fullState) << moved->plugins[0].entry.name;
+  EXPECT_FALSE(moved->plugins[1].entry.fullState);
+  const auto gone = wait([&](auto done) {
+    plugins.setPreset("app:music", "1", "half", done);
+    EXPECT_TRUE(plugins.remove("app:music", "1"));
+  });
+  EXPECT_EQ(complaint(gone, ControlFault::notFound),
+            "the plug-in is in the chain of app:org.music no more");
+  EXPECT_FALSE(plugins.chain("app:music")->plugins[0].entry.fullState);
+}
+
 TEST_F(PluginControlTest, WhatCantBeDoneIsSaidAndChangesNothing) {
   ASSERT_TRUE(add("app:music", "urn:sonmere:gain"));
   ASSERT_TRUE(add("app:music", "urn:sonmere:gain"));
