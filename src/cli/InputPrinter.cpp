@@ -36,9 +36,10 @@ std::string usedDevice(const ControlJSON& input) {
 std::string stateText(const ControlJSON& input) {
   if (flag(input, "running")) {
     const double capture = input.value("captureRate", 0.0), bridge = input.value("bridgeRate", 0.0);
-    return capture == bridge
-               ? fmt::format("on, at {:g} Hz, {:.1f} ms behind", capture, input.value("addedDelayMs", 0.0))
-               : fmt::format("on, converted from {:g} to {:g} Hz", capture, bridge);
+    if (capture != bridge) return fmt::format("on, converted from {:g} to {:g} Hz", capture, bridge);
+    const double drift = input.value("driftPpm", 0.0);
+    return fmt::format("on, at {:g} Hz, {:.1f} ms behind{}", capture, input.value("addedDelayMs", 0.0),
+                       drift == 0 ? "" : fmt::format(", its clock {:+.0f} ppm off the bridge's", drift));
   }
   return flag(input, "enabled") ? "on, but not running" : "off";
 }
@@ -98,8 +99,8 @@ std::string inputLockText(const ControlJSON& input) {
   const std::string name = textOf(lock, "name");
   if (name.empty()) return "No device is chosen.\n";
   return fmt::format(
-      "{}: {}{}{}\n", name, flag(lock, "enabled") ? "kept as the default input" : "not kept",
-      flag(lock, "present") ? "" : " (not connected)",
+      "{}{}: {}{}\n", name, flag(lock, "present") ? "" : " (not connected)",
+      flag(lock, "enabled") ? "kept as the default input" : "not kept",
       flag(lock, "backingOff") ? "; another program fights for it, so it is left alone for a while" : "");
 }
 

@@ -185,6 +185,7 @@ ControlJSON encodeControl(const InputState& input) {
           {"captureRate", input.captureRate},
           {"bridgeRate", input.bridgeRate},
           {"addedDelayMs", input.addedDelayMs},
+          {"driftPpm", input.driftPpm},
           {"lock",
            {{"enabled", input.lock.isEnabled},
             {"device", input.lock.device},

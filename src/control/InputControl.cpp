@@ -62,6 +62,7 @@ InputState InputControl::state() const {
     state.bridgeRate = route->bridgeRate;
   }
   for (const RingReport& ring : mic().latencyRings()) state.addedDelayMs = ring.backlogMs;
+  state.driftPpm = mic().isRunning() ? mic().renderState().counters.driftPpm.load() : 0.0;
   state.lock = {*lock().isEnabled,           lock().pinnedUID->value_or(""), lock().pinnedName->value_or(""),
                 *lock().pinnedDevicePresent, lock().isBackingOff(),          *lock().sessionRestoreCount};
   state.error = *mic().errorMessage;

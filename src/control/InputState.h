@@ -56,6 +56,7 @@ struct InputState {
   double captureRate = 0;  // Hz, while it runs
   double bridgeRate = 0;   // Hz, while it runs
   double addedDelayMs = 0;
+  double driftPpm = 0;  // of the microphone's clock against the bridge's, while it is evened out
   InputLockState lock;
   std::optional<std::string> error;
 };

@@ -42,17 +42,38 @@ void copyOut(const MicSend& send, std::int64_t at, void* target, std::int64_t by
 // One output block against what the ring held at its begin.
 struct Reading {
   MicRenderState& state;
+  MicClockFollower& follower;
   std::int64_t frames;
-  std::int64_t want;   // bytes
-  std::int64_t avail;  // bytes
-  bool isWriterAlive;  // it wrote since the last block
+  std::int64_t want;     // bytes
+  std::int64_t avail;    // bytes
+  double elapsedFrames;  // since the capture's last block
+  bool isWriterAlive;    // it wrote since the last block
 
   void fill(AudioBuffer& buffer) noexcept {
     const std::int64_t size = std::min<std::int64_t>(buffer.byteSize, want);
-    avail < size ? miss(buffer) : take(buffer, size);
+    if (avail < size || !mayBegin()) return miss(buffer);
+    if (!state.isConverted) follower.observe(cycle());
+    follower.isFollowing() ? follow(buffer, size) : take(buffer, size);
   }
 
  private:
+  MicClockFollower::Cycle cycle() const noexcept {
+    return {avail / kFrameBytes, elapsedFrames, frames, state.counters.lastWriteBytes / kFrameBytes};
+  }
+
+  bool mayBegin() noexcept {
+    if (state.counters.reads > 0 || state.isConverted) return true;
+    if (!follower.mayBegin(cycle())) return false;
+    const std::int64_t surplus = follower.surplusAtBegin(cycle()) * kFrameBytes;
+    advance(surplus);
+    avail -= surplus;
+    return true;
+  }
+
+  void advance(std::int64_t bytes) noexcept {
+    state.bridgeReadPos.storeRelease((state.bridgeReadPos.loadRelaxed() + bytes) % MicSend::kRingBytes);
+  }
+
   void miss(AudioBuffer& buffer) noexcept {
     std::memset(buffer.data, 0, buffer.byteSize);
     MicCounters& counters = state.counters;
@@ -66,18 +87,34 @@ struct Reading {
     const std::int64_t from = (state.bridgeReadPos.loadRelaxed() + trim.jump) % MicSend::kRingBytes;
     avail -= trim.jump;
     copyOut(state.micSend, from, buffer.data, size);
-    state.bridgeReadPos.storeRelease((from + want + trim.step) % MicSend::kRingBytes);
-    note(trim);
+    advance(trim.jump + want + trim.step);
+    state.counters.skippedBytes.add(trim.jump + trim.step);
+    note(want);
   }
 
-  void note(const Trim& trim) noexcept {
+  void follow(AudioBuffer& buffer, std::int64_t size) noexcept {
+    MicClockFollower::Cycle now = cycle();
+    now.frames = size / kFrameBytes;
+    const std::int64_t taken =
+        follower.play(state.micSend, state.bridgeReadPos.loadRelaxed() / kFrameBytes, now, buffer.data);
+    if (taken == 0) return miss(buffer);
+    advance(taken * kFrameBytes);
+    state.counters.driftPpm = follower.driftPpm();
+    note(taken * kFrameBytes);
+  }
+
+  void note(std::int64_t taken) noexcept {
     MicCounters& counters = state.counters;
-    counters.skippedBytes.add(trim.jump + trim.step);
     counters.reads.add(1);
-    counters.backlogBytes = std::max<std::int64_t>(avail - want, 0);
+    counters.backlogBytes = std::max<std::int64_t>(avail - taken, 0);
     counters.peakBacklogBytes.raiseTo(counters.backlogBytes);
   }
 };
+
+// The same clock counts both; a block that came meanwhile is of this moment.
+double framesBetween(std::uint64_t before, std::uint64_t now, double sampleRate) noexcept {
+  return now > before ? double(now - before) * sampleRate * 1e-9 : 0.0;
+}
 
 }  // namespace
 
@@ -97,8 +134,13 @@ OSStatus micBridgeCallback(void* refcon, const AudioTimeStamp& time, std::uint32
   const std::int64_t want = std::int64_t(frames) * kFrameBytes;
   const std::int64_t writePos = state.micSend.writePos.loadAcquire();
   const std::int64_t writes = counters.writeCount;
-  Reading reading{state, frames, want,
+  const double elapsed = framesBetween(counters.lastWriteHostTime, time.hostTime, context.sampleRate);
+  Reading reading{state,
+                  context.follower,
+                  frames,
+                  want,
                   (writePos - state.bridgeReadPos.loadRelaxed() + MicSend::kRingBytes) % MicSend::kRingBytes,
+                  elapsed,
                   writes != counters.lastSeenWriteCount};
   counters.lastSeenWriteCount = writes;
   counters.lastReadBytes = want;

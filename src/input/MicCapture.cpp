@@ -17,6 +17,7 @@ struct MicBlock {
   CapturedFrames captured;
   float* stereo;
   float decay;
+  std::uint64_t hostTime;  // ns
 
   std::int64_t samples() const noexcept { return 2 * captured.frames; }
 };
@@ -87,7 +88,7 @@ void applyVolume(MicBlock& block) noexcept {
   if (volume > 1.0f) clipToFullScale(block.stereo, block.samples());
 }
 
-// A block of a whole ring or more leaves its newest part there.
+// Of a block longer than the ring its first part is written.
 void writeRing(MicBlock& block) noexcept {
   MicSend& send = block.state.micSend;
   MicCounters& counters = block.state.counters;
@@ -98,6 +99,7 @@ void writeRing(MicBlock& block) noexcept {
   if (used + n >= MicSend::kRingBytes) counters.overflows.add(1);
   counters.writeCount.add(1);
   counters.lastWriteBytes = n;
+  counters.lastWriteHostTime = block.hostTime;
   ringCopyIn<kMicRingSamples>(send.ring.data(), at / 4, block.stereo, n / 4);
   send.writePos.storeRelease((at + n) % MicSend::kRingBytes);
 }
@@ -158,7 +160,8 @@ OSStatus micInputCallback(void* refcon, const AudioTimeStamp& time, std::uint32_
                  context,
                  {context.captured.data(), context.channels, frames},
                  context.stereo.data(),
-                 meterDecay(frames, context.rate)};
+                 meterDecay(frames, context.rate),
+                 time.hostTime};
   process(block);
   return noErr;
 }

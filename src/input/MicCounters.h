@@ -17,10 +17,12 @@ struct MicCounters {
   RTScalar<std::int32_t> lastRenderError;
   RTScalar<std::uint32_t> firstBus{kNoBus}, firstFrames, lastFrames;
   RTScalar<std::int64_t> lastWriteBytes;
+  RTScalar<std::uint64_t> lastWriteHostTime;  // ns
 
   // The bridge's output.
   RTScalar<std::int64_t> outputRenders, lastSeenWriteCount, reads, starves, underruns, skippedBytes;
   RTScalar<std::int64_t> lastReadBytes, backlogBytes, peakBacklogBytes;
+  RTScalar<double> driftPpm;  // that is followed; 0 while none is
 
   // Main thread, while no callback runs.
   void clear() { *this = MicCounters(); }

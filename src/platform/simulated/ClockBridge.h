@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "platform/FrameFIFO.h"
-#include "platform/simulated/SincResampler.h"
+#include "dsp/SincResampler.h"
 
 namespace sonmere {
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/simulated/SincResampler.h"
+#include "dsp/SincResampler.h"
 
 namespace sonmere {
 

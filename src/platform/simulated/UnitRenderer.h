@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "audio/device/OutputUnit.h"
-#include "platform/simulated/SincResampler.h"
+#include "dsp/SincResampler.h"
 
 namespace sonmere {
 

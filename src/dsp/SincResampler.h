@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/simulated/SincTable.h"
+#include "dsp/SincTable.h"
 
 namespace sonmere {
 
@@ -25,6 +25,12 @@ class SincResampler {
   std::uint32_t pull(float* frames, std::uint32_t count) noexcept;
   // Forgets what was pushed: the next output starts from silence.
   void reset() noexcept;
+  // The same, but what came before are these `lookbehind()` frames. The next output lies this part of a frame
+  // behind the next frame that is pushed.
+  void resume(const float* frames, double fraction) noexcept;
+  std::uint32_t lookbehind() const noexcept { return taps_ / 2 - 1; }
+  // Frames that were pushed and not played: from the next output on to the last.
+  double pending() const noexcept { return double(filled_) - index_ - fraction_ - lookbehind(); }
 
  private:
   void filterPair(std::uint32_t channel, float* out) const noexcept;

@@ -1,4 +1,4 @@
-#include "platform/simulated/SincTable.h"
+#include "dsp/SincTable.h"
 
 #include <cmath>
 #include <map>

@@ -1,4 +1,4 @@
-#include "platform/simulated/SincResampler.h"
+#include "dsp/SincResampler.h"
 
 #include <algorithm>
 #include <cstring>
@@ -36,6 +36,13 @@ void SincResampler::reset() noexcept {
   filled_ = taps_ / 2 - 1;
   index_ = 0;
   fraction_ = 0;
+}
+
+void SincResampler::resume(const float* frames, double fraction) noexcept {
+  reset();
+  fraction_ = fraction;
+  filled_ = 0;
+  push(frames, lookbehind());
 }
 
 std::uint32_t SincResampler::inputNeeded(std::uint32_t outputFrames) const noexcept {
