@@ -49,7 +49,10 @@ std::expected<MicRateForce::Rates, MicRateForce::Aborted> MicRateForce::match(Au
   const double inputRate = CoreAudioUtils::nominalRate(hardware, input).value_or(bridgeRate);
   if (isSame(inputRate, bridgeRate) || force(input, bridgeRate, inputRate))
     return Rates{bridgeRate, bridgeRate};
-  const double stays = CoreAudioUtils::nominalRate(hardware, input).value_or(inputRate);
+  const auto now = CoreAudioUtils::nominalRate(hardware, input);
+  // Gone meanwhile: the bridge stays where it is, and the start says what is missing.
+  if (!now) return Rates{bridgeRate, bridgeRate};
+  const double stays = *now;
   const bool bridgeCan = CoreAudioUtils::hasAvailableRate(hardware, bridge, stays);
   if (stays < kCallRateLimit && !bridgeCan) {
     context_.log.info(

@@ -280,6 +280,36 @@ TEST_F(Lv2ChainTest, TrustedInTheProgramItRunsWithoutDelay) {
   EXPECT_REALTIME_SAFE(guard);
 }
 
+// The file of a plug-in goes while it is loaded: it sounds on. When its process dies too, the sound goes on
+// dry and the chain is kept until the file is back.
+TEST_F(Lv2ChainTest, AFileThatIsDeletedIsMissedOnlyOnceItIsNeededAgain) {
+  const auto bundles = folder / "lv2";
+  std::filesystem::copy(SONMERE_BUNDLES, bundles, std::filesystem::copy_options::recursive);
+  setenv("LV2_PATH", bundles.c_str(), 1);
+  ASSERT_TRUE(add(kTrouble));
+  chain().setControl(0, "gain", 0.5f);
+  play();
+  ASSERT_TRUE(isWet());
+  const auto file = bundles / "trouble.lv2" / "trouble.so", away = folder / "away.so";
+  std::filesystem::rename(file, away);
+  const std::int64_t now = count.loadAcquire();
+  EXPECT_TRUE(turnUntil([&] { return count.loadAcquire() > now + 20; }));
+  EXPECT_EQ(last.load(), 0.5f) << "what is loaded sounds on";
+  chain().setControl(0, "trouble", 1);
+  EXPECT_TRUE(turnUntil([&] { return chain().state() == PluginChain::State::idle; }))
+      << chains->errorMessage->value_or("");
+  EXPECT_TRUE(turnUntil([&] { return last.load() == 1.0f; }));
+  EXPECT_NE(chain().plugins()[0].problem, "");
+  EXPECT_EQ(PluginChainStore::load(settings, scope)[0].values.at("gain"), 0.5f);
+  std::filesystem::rename(away, file);
+  chain().setControl(0, "trouble", 0);
+  chain().setBypassed(0, true);
+  chain().setBypassed(0, false);
+  chain().move(0, 0);
+  EXPECT_TRUE(isWet()) << chain().plugins()[0].problem;
+  EXPECT_EQ(strange, 0);
+}
+
 int openFiles() {
   int files = 0;
   for ([[maybe_unused]] const auto& each : std::filesystem::directory_iterator("/proc/self/fd")) ++files;

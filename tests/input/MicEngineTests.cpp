@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "InputWorld.h"
+#include "support/RealtimeGuard.h"
 
 namespace sonmere {
 namespace {
@@ -192,6 +193,56 @@ TEST(MicEngine, TheMicrophonesRateIsForcedAndGivenBack) {
     world.wait(1);
     EXPECT_TRUE(world.engine->isRunning()) << world.error();
   }
+}
+
+// While its rate is waited for the device is pulled out: the bridge stays where it is, another serves, and
+// the chosen one is back when it comes.
+TEST(MicEngine, AnInputThatVanishesDuringTheStartIsReplacedUntilItIsBack) {
+  InputWorld world;
+  auto device = InputWorld::interface([] { return SampleSources::tone(440, 0.3f); });
+  device.nominalRate = 44100;
+  device.availableRates = {44100, 48000};
+  device.rateChangeDelay = fromSeconds(5);
+  world.host().plug(device);
+  MicPassthroughEngine& engine = world.launch();
+  ASSERT_TRUE(engine.select(InputWorld::kInterfaceUID));
+  const auto hand = world.runtime.serialQueue("hand");
+  hand->postAfter(fromSeconds(0.25), [&world] { world.host().unplug(InputWorld::kInterfaceUID); });
+  engine.setEnabled(true);
+  EXPECT_FALSE(engine.isRunning());
+  EXPECT_TRUE(world.logged("ToneFerry: Passthrough FAILED: Device set error"));
+  EXPECT_EQ(world.host().nominalRate(InputWorld::kBridgeUID), 48000);
+  world.wait(2);
+  EXPECT_TRUE(engine.isRunning()) << world.error();
+  EXPECT_EQ(world.usedUID(), kMicUID);
+  EXPECT_EQ(engine.devices().savedUID(), InputWorld::kInterfaceUID);
+  EXPECT_EQ(world.host().nominalRate(InputWorld::kBridgeUID), 48000);
+  world.host().replug(InputWorld::kInterfaceUID);
+  world.wait(2);
+  EXPECT_EQ(world.usedUID(), InputWorld::kInterfaceUID);
+  EXPECT_TRUE(engine.isRunning()) << world.error();
+}
+
+// An interface of 40 inputs: any of them can be chosen or mixed in, and the first 32 are metered.
+TEST(MicEngine, AnInterfaceOfManyChannelsIsTakenAsItIs) {
+  InputWorld world;
+  auto device = InputWorld::interface([] { return SampleSources::tone(440, 0.5f); });
+  device.inputChannels = 40;
+  world.host().plug(device);
+  MicPassthroughEngine& engine = world.launch();
+  ASSERT_TRUE(engine.select(InputWorld::kInterfaceUID));
+  engine.setChannelMode(InputChannelMode::custom);
+  engine.setCustomChannels({38, 99});  // there is no hundredth: the last serves
+  const std::string extra = engine.extras().add("Last", 39);
+  const RealtimeGuard guard;
+  engine.setEnabled(true);
+  const auto ear = world.host().readInput(InputWorld::kBridgeUID);
+  world.wait(1);
+  EXPECT_EQ(engine.channelCount(), 40);
+  EXPECT_NEAR(ear->takePeak(), 1.0f, 0.01f) << "the pair, and the further input on top";
+  EXPECT_NEAR(engine.renderState().channelLevels[31], 0.5f, 0.01f);
+  EXPECT_NEAR(engine.extras().level(extra), 0.5f, 0.01f);
+  EXPECT_REALTIME_SAFE(guard);
 }
 
 // A headset in its call mode: captured at its rate, and converted on its way.
