@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <numbers>
+#include <random>
 
 #include "PlainLv2Host.h"
 #include "base/LiveRuntime.h"
 #include "platform/effects/Lv2EffectsHost.h"
+#include "platform/lv2/Lv2World.h"
 #include "support/LeaksOfOthers.h"
 #include "support/RealtimeGuard.h"
 #include "support/TemporaryFolder.h"
@@ -34,10 +37,29 @@ constexpr const char* kSome[] = {"http://lv2plug.in/plugins/eg-amp",
                                  "http://lsp-plug.in/plugins/lv2/compressor_stereo",
                                  "http://lsp-plug.in/plugins/lv2/graph_equalizer_x16_stereo"};
 
-// Those of the list, or as many as are asked for of all that the system has.
+// With these of all that the system has.
+constexpr std::size_t kMost = 64;
+
+std::vector<std::string> someInstalled(std::size_t most) {
+  const Lv2World world;
+  std::vector<const LilvPlugin*> all = world.all();
+  std::ranges::shuffle(all, std::mt19937(1));
+  std::vector<std::string> chosen;
+  for (std::size_t i = 0; i < all.size() && chosen.size() < most; ++i)
+    if (const AvailableEffect effect = world.describe(all[i]); effect.obstacle.empty())
+      chosen.push_back(effect.id);
+  return chosen;
+}
+
+// Those that are asked for, else those above and some of all that the system has.
 std::vector<std::string> plugins() {
   const char* const list = std::getenv("SONMERE_PLUGINS");
-  if (!list) return {std::begin(kSome), std::end(kSome)};
+  if (!list) {
+    std::vector<std::string> chosen(std::begin(kSome), std::end(kSome));
+    for (const std::string& id : someInstalled(kMost - chosen.size()))
+      if (std::ranges::find(chosen, id) == chosen.end()) chosen.push_back(id);
+    return chosen;
+  }
   std::vector<std::string> all;
   std::string text = list;
   for (std::size_t at = 0; at < text.size();) {
