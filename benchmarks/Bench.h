@@ -57,5 +57,7 @@ void benchFiles(Bench& bench);
 void benchSimulation(Bench& bench);
 void benchEditor(Bench& bench);
 void benchLibrary(Bench& bench);
+void benchInput(Bench& bench);
+void benchEffects(Bench& bench);
 
 }  // namespace sonmere

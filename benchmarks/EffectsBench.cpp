@@ -1,6 +1,5 @@
 // What a chain in a process of its own costs beside the plug-in itself: the processor's time of the callback
-// and of the helper together, less that of the same plug-in in the callback, as a share of the block. The
-// arguments are the helper's path, and a plug-in's URI instead of an amplifier's.
+// and of the helper together, less that of the same plug-in in the callback, as a share of the block.
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/types.h>
@@ -8,9 +7,12 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <filesystem>
+#include <optional>
 #include <thread>
 #include <vector>
 
+#include "Bench.h"
 #include "audio/effects/IsolatedRun.h"
 #include "audio/effects/TrustedRun.h"
 #include "base/LiveRuntime.h"
@@ -21,6 +23,7 @@ namespace {
 
 using namespace sonmere;
 
+constexpr const char* kPlugin = "http://lv2plug.in/plugins/eg-amp";
 constexpr std::uint32_t kFrames = 256;
 constexpr double kRate = 48000, kGoalPercent = 3;
 constexpr double kBlockMicroseconds = 1e6 * kFrames / kRate;
@@ -61,40 +64,55 @@ double callbackTime(const PluginChainSnapshot& chain) {
   return all / kBlocks;
 }
 
-int fail(const char* what) {
-  fmt::print(stderr, "sonmere_effects_bench: {}\n", what);
-  return 1;
+// The helper of the build that this program is of.
+std::string helperPath() {
+  std::error_code ignored;
+  const auto here = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+  return (here.parent_path() / "sonmere-effects").string();
 }
 
-int bench(const std::string& helperPath, const std::string& id) {
+struct Costs {
+  double inside = 0, handing = 0, helping = 0;  // us a block
+  std::int64_t late = 0;
+};
+
+// Nothing where the plug-in is not installed.
+std::optional<Costs> measure() {
   LiveRuntime runtime;
   Log log;
-  Lv2EffectsHost host(runtime, log, {helperPath, "", "/tmp/sonmere-bench-files"});
+  Lv2EffectsHost host(runtime, log, {helperPath(), "", "/tmp/sonmere-bench-files"});
   TrustedRun own(host);
-  if (!apply(runtime, own, id)) return fail("the plug-in can't be used");
+  if (!apply(runtime, own, kPlugin)) return std::nullopt;
   auto helper = host.startHelper();
-  if (!helper) return fail(helper.error().description.c_str());
+  if (!helper) benchFailed(helper.error().description);
   clockid_t helperClock{};
   const pid_t process = static_cast<ProcessChainHelper&>(**helper).process();
   IsolatedRun isolated(runtime, std::move(*helper));
-  if (!apply(runtime, isolated, id) || clock_getcpuclockid(process, &helperClock) != 0)
-    return fail("the helper does not run");
-  const double inside = callbackTime(*own.snapshot());
+  if (!apply(runtime, isolated, kPlugin) || clock_getcpuclockid(process, &helperClock) != 0)
+    benchFailed("the helper of plug-ins does not run");
+  Costs costs;
+  costs.inside = callbackTime(*own.snapshot());
   const double before = microseconds(helperClock);
-  const double handing = callbackTime(*isolated.snapshot());
-  const double helping = (microseconds(helperClock) - before) / (kWarmUp + kBlocks);
-  const double share = 100 * (handing + helping - inside) / kBlockMicroseconds;
-  const auto& chain = static_cast<const IsolatedChain&>(*isolated.snapshot()->plugins[0]->instance);
-  fmt::print("plug-in alone {:.2f} us; isolated {:.2f} us in the callback and {:.2f} us in the helper\n",
-             inside, handing, helping);
-  fmt::print("cost beyond the plug-in: {:.2f} % of a block of {} frames (goal: below {} %); late: {} of {}\n",
-             share, kFrames, kGoalPercent, chain.lateBlocks(), kWarmUp + kBlocks);
-  return share < kGoalPercent ? 0 : 1;
+  costs.handing = callbackTime(*isolated.snapshot());
+  costs.helping = (microseconds(helperClock) - before) / (kWarmUp + kBlocks);
+  costs.late = std::int64_t(
+      static_cast<const IsolatedChain&>(*isolated.snapshot()->plugins[0]->instance).lateBlocks());
+  return costs;
 }
 
 }  // namespace
 
-int main(int count, char** words) {
-  if (count < 2) return fail("usage: sonmere_effects_bench HELPER [URI]");
-  return bench(words[1], count > 2 ? words[2] : "http://lv2plug.in/plugins/eg-amp");
+void sonmere::benchEffects(Bench& bench) {
+  const auto costs = measure();
+  if (!costs) return bench.note(fmt::format("H3 is left out: {} is not installed (lv2-examples)", kPlugin));
+  bench.add({"H3",
+             "isolated chain beyond its plug-in, % of 256 frames",
+             100 * (costs->handing + costs->helping - costs->inside) / kBlockMicroseconds,
+             kGoalPercent,
+             true,
+             {}});
+  bench.note(fmt::format(
+      "H3: plug-in alone {:.2f} us a block; isolated {:.2f} us in the callback and {:.2f} us in the "
+      "helper; late: {} of {}",
+      costs->inside, costs->handing, costs->helping, costs->late, kWarmUp + kBlocks));
 }

@@ -14,11 +14,9 @@ using Group = void (*)(Bench&);
 
 // In the order of the table.
 const std::vector<std::pair<std::string, Group>> kGroups = {
-    {"kernels", benchKernels},
-    {"simulation", benchSimulation},
-    {"editor", benchEditor},
-    {"files", benchFiles},
-    {"library", benchLibrary},
+    {"kernels", benchKernels}, {"simulation", benchSimulation}, {"editor", benchEditor},
+    {"files", benchFiles},     {"library", benchLibrary},       {"input", benchInput},
+    {"effects", benchEffects},
 };
 
 void printTable(const Bench& bench) {
