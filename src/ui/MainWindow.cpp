@@ -21,6 +21,7 @@
 #include "ui/pages/StatusPage.h"
 #include "ui/sheets/Greeting.h"
 #include "ui/sheets/NameSheet.h"
+#include "ui/sheets/PluginSheet.h"
 #include "ui/theme/Icons.h"
 #include "ui/widgets/Banner.h"
 #include "ui/widgets/Sheet.h"
@@ -74,6 +75,12 @@ MainWindow::MainWindow(Models& models, Workbench& workbench, QWidget* parent)
   connect(&models.status(), &StatusModel::changed, this, &MainWindow::refreshState);
   connect(&models.buses(), &BusesModel::changed, this, &MainWindow::refreshBuses);
   connect(record_, &RecordPage::renameWanted, this, &MainWindow::renameBus);
+  connect(apps_, &AppsPage::pluginsWanted, this,
+          [this](const QString& id, const QString& name) { showPlugins(QStringLiteral("app:") + id, name); });
+  connect(record_, &RecordPage::pluginsWanted, this,
+          [this](int bus) { showPlugins(QStringLiteral("bus:%1").arg(bus), models_.buses().nameOf(bus)); });
+  connect(input_, &InputPage::pluginsWanted, this,
+          [this] { showPlugins(QStringLiteral("mic"), tr("the microphone")); });
   connect(&models.recording(), &RecordingModel::finished, this, [this](const QString& path) {
     finished_ = path;
     offerName();
@@ -202,6 +209,11 @@ void MainWindow::dropEvent(QDropEvent* event) {
   for (const QUrl& url : event->mimeData()->urls()) files << url.toLocalFile();
   event->acceptProposedAction();
   openFiles(files);
+}
+
+void MainWindow::showPlugins(const QString& scope, const QString& name) {
+  auto* sheet = new PluginSheet(models_.plugins(), scope, name, centralWidget());
+  sheet->open();
 }
 
 void MainWindow::renameBus(int bus) {

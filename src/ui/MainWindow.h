@@ -37,6 +37,8 @@ class MainWindow : public QMainWindow {
   void beginQuit();
   // Shows the sheet of this name once; what is unknown is passed over.
   void greet(const QString& sheet);
+  // The chain of "mic", "app:ID" or "bus:N", which is called `name`.
+  void showPlugins(const QString& scope, const QString& name);
   // As files are named after it.
   QString pageName(int page) const;
   void showPage(int page);

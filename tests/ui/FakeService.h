@@ -41,6 +41,9 @@ class FakeService {
   bool isConnected() const { return !peers_.empty(); }
 
   bool answers = true;
+  // What a method answers; an empty object where nothing stands here, and an error where one does.
+  std::map<std::string, ControlJSON> results;
+  std::map<std::string, std::string> errors;
   std::vector<ControlJSON> requests;
 
  private:
@@ -48,14 +51,19 @@ class FakeService {
     const ControlJSON request = ControlJSON::parse(line.toStdString());
     requests.push_back(request);
     if (!answers) return;
-    ControlJSON result = ControlJSON::object();
+    const std::string method = request["method"];
+    ControlJSON result = results.contains(method) ? results[method] : ControlJSON::object();
     if (request["method"] == "subscribe") {
       for (const auto& topic : request["params"]["topics"]) {
         versions_[topic.get<std::string>()] = 1;
         result["topics"][topic.get<std::string>()] = {{"version", 1}, {"value", ControlJSON::object()}};
       }
     }
-    const ControlJSON answer = {{"jsonrpc", "2.0"}, {"id", request["id"]}, {"result", result}};
+    ControlJSON answer = {{"jsonrpc", "2.0"}, {"id", request["id"]}};
+    if (const auto error = errors.find(method); error != errors.end())
+      answer["error"] = {{"code", -32000}, {"message", error->second}};
+    else
+      answer["result"] = result;
     socket->write(QByteArray::fromStdString(answer.dump() + "\n"));
   }
 

@@ -3,6 +3,7 @@
 #include "ui/model/AppsModel.h"
 #include "ui/model/BusesModel.h"
 #include "ui/model/InputModel.h"
+#include "ui/model/PluginsModel.h"
 #include "ui/model/RecordingModel.h"
 #include "ui/model/ServiceLink.h"
 #include "ui/model/SettingsModel.h"
@@ -19,6 +20,7 @@ class Models {
         apps_(link_),
         buses_(link_),
         input_(link_),
+        plugins_(link_),
         recording_(link_),
         settings_(link_),
         status_(link_) {}
@@ -27,6 +29,7 @@ class Models {
   AppsModel& apps() { return apps_; }
   BusesModel& buses() { return buses_; }
   InputModel& input() { return input_; }
+  PluginsModel& plugins() { return plugins_; }
   RecordingModel& recording() { return recording_; }
   SettingsModel& settings() { return settings_; }
   StatusModel& status() { return status_; }
@@ -38,6 +41,7 @@ class Models {
   AppsModel apps_;
   BusesModel buses_;
   InputModel input_;
+  PluginsModel plugins_;
   RecordingModel recording_;
   SettingsModel settings_;
   StatusModel status_;

@@ -123,6 +123,9 @@ void AppsPage::connectRow(AppRow* row) {
   connect(row, &AppRow::limiterChosen, &model_, &AppsModel::setLimiter);
   connect(row, &AppRow::routeChosen, &model_, &AppsModel::setRoute);
   connect(row, &AppRow::rowChosen, &model_, &AppsModel::changeRow);
+  connect(row, &AppRow::pluginsWanted, this, [this, row](const QString& id) {
+    emit pluginsWanted(id, QString::fromStdString(row->app().name));
+  });
   connect(row, &AppRow::effectsMade, this,
           [this](const QString& id, EqualiserPanel* panel) { connectSpectrum(panel, id); });
 }

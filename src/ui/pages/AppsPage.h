@@ -32,6 +32,8 @@ class AppsPage : public QWidget {
  signals:
   // The empty page's button.
   void testSoundWanted();
+  // The chain of plug-ins of this app is to be shown.
+  void pluginsWanted(const QString& id, const QString& name);
 
  private:
   void buildTop();

@@ -150,6 +150,10 @@ QWidget* InputPage::buildSound() {
   layout->addWidget(effects_, 2, 3);
   layout->addWidget(limiter_, 1, 3);
   layout->addWidget(ceiling_, 1, 2);
+  auto* plugins = new QToolButton;
+  plugins->setText(tr("Plug-ins…"));
+  connect(plugins, &QToolButton::clicked, this, &InputPage::pluginsWanted);
+  layout->addWidget(plugins, 0, 3);
   layout->addWidget(equaliser_, 3, 0, 1, 4);
   layout->setColumnStretch(1, 1);
   connect(slider_, &GainSlider::gainChosen, this, [this](float gain) {

@@ -34,6 +34,10 @@ class InputPage : public QWidget {
   // Buses by name; the microphone is sent to Tracks.
   void setBuses(const std::vector<RouteTarget>& buses);
 
+ signals:
+  // The microphone's chain of plug-ins is to be shown.
+  void pluginsWanted();
+
  private:
   QWidget* buildSource();
   QWidget* buildSound();

@@ -85,6 +85,7 @@ void RecordPage::buildRows() {
     const int bus = target.key.toInt();
     auto* row = new BusRow(bus, bus != kBridgeBus);
     connect(row, &BusRow::renameWanted, this, &RecordPage::renameWanted);
+    connect(row, &BusRow::pluginsWanted, this, &RecordPage::pluginsWanted);
     list_->addWidget(row);
     rows_.push_back(row);
   }

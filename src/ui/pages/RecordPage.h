@@ -23,6 +23,7 @@ class RecordPage : public QWidget {
 
  signals:
   void renameWanted(int bus);
+  void pluginsWanted(int bus);
 
  private:
   void buildRows();

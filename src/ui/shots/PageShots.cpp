@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QImage>
+#include <QListWidget>
 #include <QTimer>
 #include <QToolButton>
 #include <cstdio>
@@ -15,9 +16,11 @@
 #include "ui/pages/LibraryPage.h"
 #include "ui/pages/LibraryStack.h"
 #include "ui/sheets/ExportSheet.h"
+#include "ui/sheets/PluginSheet.h"
 #include "ui/theme/Theme.h"
 #include "ui/tray/Popover.h"
 #include "ui/widgets/AppRow.h"
+#include "ui/widgets/PluginRow.h"
 #include "ui/widgets/Sheet.h"
 
 namespace sonmere {
@@ -143,6 +146,20 @@ void PageShots::addSheets() {
     window_.showPage(page(QLatin1String(name)));
   };
   states_.push_back({QStringLiteral("input"), [show] { show("input"); }, [] { return true; }, kShortSettle});
+  states_.push_back({QStringLiteral("plugins"),
+                     [this] {
+                       for (const char* uri : {"urn:sonmere:gain", "urn:sonmere:delay"})
+                         models_.plugins().add(QStringLiteral("mic"), QLatin1String(uri));
+                       window_.showPlugins(QStringLiteral("mic"), MainWindow::tr("the microphone"));
+                     },
+                     [this] {
+                       const auto rows = window_.findChildren<PluginRow*>();
+                       for (PluginRow* row : rows) row->openControls(true);
+                       const auto* sheet = window_.findChild<PluginSheet*>();
+                       const auto* found = sheet ? sheet->findChild<QListWidget*>() : nullptr;
+                       return rows.size() == 2 && found && found->count() > 1;
+                     },
+                     kLongSettle});
   states_.push_back(
       {QStringLiteral("status"), [show] { show("status"); }, [] { return true; }, kShortSettle});
   states_.push_back(

@@ -177,6 +177,10 @@
         <source>More for %1</source>
         <translation>Mehr zu %1</translation>
     </message>
+    <message>
+        <source>Plug-ins…</source>
+        <translation>Plug-ins …</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::AppsPage</name>
@@ -237,6 +241,14 @@
     <message>
         <source>%1 · silent</source>
         <translation>%1 · still</translation>
+    </message>
+    <message>
+        <source>Plug-ins…</source>
+        <translation>Plug-ins …</translation>
+    </message>
+    <message>
+        <source>Plug-ins on %1</source>
+        <translation>Plug-ins auf %1</translation>
     </message>
 </context>
 <context>
@@ -378,6 +390,10 @@
     <message>
         <source>Ceiling</source>
         <translation>Grenze</translation>
+    </message>
+    <message>
+        <source>Plug-ins…</source>
+        <translation>Plug-ins …</translation>
     </message>
 </context>
 <context>
@@ -791,6 +807,10 @@
         <source>%1 came up; choose it above to use it</source>
         <translation>%1 ist da; wähle es oben, um es zu benutzen</translation>
     </message>
+    <message>
+        <source>Plug-ins…</source>
+        <translation>Plug-ins …</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::JobStrip</name>
@@ -1018,6 +1038,10 @@
         <source>Direct, untouched</source>
         <translation>Direkt, unberührt</translation>
     </message>
+    <message>
+        <source>the microphone</source>
+        <translation>dem Mikrofon</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::MasterStrip</name>
@@ -1100,6 +1124,131 @@
     <message>
         <source>%1 / %2</source>
         <translation>%1 / %2</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::PluginControlField</name>
+    <message>
+        <source>%1 to %2</source>
+        <translation>%1 bis %2</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::PluginRow</name>
+    <message>
+        <source>On</source>
+        <translation>An</translation>
+    </message>
+    <message>
+        <source>Controls</source>
+        <translation>Regler</translation>
+    </message>
+    <message>
+        <source>bypassed, for it fails again and again</source>
+        <translation>umgangen, weil es immer wieder fehlschlägt</translation>
+    </message>
+    <message>
+        <source>bypassed</source>
+        <translation>umgangen</translation>
+    </message>
+    <message>
+        <source>%1 ms</source>
+        <translation>%1 ms</translation>
+    </message>
+    <message>
+        <source>%1 on</source>
+        <translation>%1 an</translation>
+    </message>
+    <message>
+        <source>Controls of %1</source>
+        <translation>Regler von %1</translation>
+    </message>
+    <message>
+        <source>Move %1 up</source>
+        <translation>%1 nach oben</translation>
+    </message>
+    <message>
+        <source>Move %1 down</source>
+        <translation>%1 nach unten</translation>
+    </message>
+    <message>
+        <source>Remove %1</source>
+        <translation>%1 entfernen</translation>
+    </message>
+    <message>
+        <source>Choose a preset</source>
+        <translation>Voreinstellung wählen</translation>
+    </message>
+    <message>
+        <source>Preset of %1</source>
+        <translation>Voreinstellung von %1</translation>
+    </message>
+    <message>
+        <source>Preset</source>
+        <translation>Voreinstellung</translation>
+    </message>
+    <message>
+        <source>It has no controls.</source>
+        <translation>Es hat keine Regler.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::PluginSheet</name>
+    <message>
+        <source>Plug-ins on %1</source>
+        <translation>Plug-ins auf %1</translation>
+    </message>
+    <message>
+        <source>No plug-ins yet.</source>
+        <translation>Noch keine Plug-ins.</translation>
+    </message>
+    <message>
+        <source>Inside the program</source>
+        <translation>Im Programm selbst</translation>
+    </message>
+    <message>
+        <source>Add</source>
+        <translation>Hinzufügen</translation>
+    </message>
+    <message>
+        <source>No added delay, and no protection from a plug-in that crashes</source>
+        <translation>Keine zusätzliche Verzögerung, und kein Schutz vor einem Plug-in, das abstürzt</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Search plug-ins</source>
+        <translation>Plug-ins suchen</translation>
+    </message>
+    <message>
+        <source>Plug-ins of this system</source>
+        <translation>Plug-ins dieses Systems</translation>
+    </message>
+    <message>
+        <source>%1 — %2</source>
+        <translation>%1 — %2</translation>
+    </message>
+    <message>
+        <source>Running, %1 ms</source>
+        <translation>Läuft, %1 ms</translation>
+    </message>
+    <message>
+        <source>Starting</source>
+        <translation>Startet</translation>
+    </message>
+    <message>
+        <source>Bypassed as a whole, for it failed too often</source>
+        <translation>Als Ganzes umgangen, weil zu oft etwas fehlschlug</translation>
+    </message>
+    <message>
+        <source>Waiting for sound</source>
+        <translation>Wartet auf Ton</translation>
+    </message>
+    <message>
+        <source>The plug-ins of this system are being read …</source>
+        <translation>Die Plug-ins dieses Systems werden gelesen …</translation>
     </message>
 </context>
 <context>

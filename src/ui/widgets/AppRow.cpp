@@ -97,6 +97,7 @@ void AppRow::showEffects(bool shown) {
             [this](const AppEQSettings& settings) { emit equaliserChosen(id_, settings); });
     connect(effectsPanel_, &EffectsPanel::limiterChosen, this,
             [this](std::optional<double> ceilingDb) { emit limiterChosen(id_, ceilingDb); });
+    connect(effectsPanel_, &EffectsPanel::pluginsWanted, this, [this] { emit pluginsWanted(id_); });
     emit effectsMade(id_, &effectsPanel_->equaliser());
     showApp(AppState(app_));
   }
@@ -110,6 +111,7 @@ void AppRow::buildMenu() {
   more_->setAccessibleName(tr("More"));
   connect(menu_, &QMenu::aboutToShow, this, [this] {
     menu_->clear();
+    menu_->addAction(tr("Plug-ins…"), this, [this] { emit pluginsWanted(id_); });
     const auto add = [this](const QString& text, const QString& change) {
       menu_->addAction(text, this, [this, change] { emit rowChosen(id_, change); });
     };

@@ -44,6 +44,8 @@ class AppRow : public QFrame {
   // Nothing: off.
   void limiterChosen(const QString& id, std::optional<double> ceilingDb);
   void routeChosen(const QString& id, const QString& target);
+  // The chain of plug-ins is to be shown.
+  void pluginsWanted(const QString& id);
   // The row has an equaliser from now on.
   void effectsMade(const QString& id, sonmere::EqualiserPanel* equaliser);
   // "hide", "unhide", "pin", "unpin", "remove".

@@ -19,6 +19,7 @@ BusRow::BusRow(int bus, bool canBeRenamed, QWidget* parent)
       bus_(bus),
       box_(new QCheckBox),
       rename_(new QToolButton),
+      plugins_(new QToolButton),
       apps_(new ElidedLabel),
       facts_(new QLabel),
       history_(new LevelHistory) {
@@ -32,6 +33,10 @@ BusRow::BusRow(int bus, bool canBeRenamed, QWidget* parent)
   rename_->setToolTip(tr("Rename"));
   rename_->setVisible(canBeRenamed);
   connect(rename_, &QToolButton::clicked, this, [this] { emit renameWanted(bus_); });
+  plugins_->setAutoRaise(true);
+  plugins_->setIcon(themedIcon(QStringLiteral("effects"), ColourRole::dimText));
+  plugins_->setToolTip(tr("Plug-ins…"));
+  connect(plugins_, &QToolButton::clicked, this, [this] { emit pluginsWanted(bus_); });
   apps_->setForegroundRole(QPalette::PlaceholderText);
   facts_->setMinimumWidth(facts_->fontMetrics().horizontalAdvance(QStringLiteral("0:00:00 · 1023.9 MiB")));
   facts_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
@@ -39,11 +44,12 @@ BusRow::BusRow(int bus, bool canBeRenamed, QWidget* parent)
   box_->setMinimumWidth(box_->fontMetrics().horizontalAdvance(tr("Bridge")) + 14 * kGrid);
   layout->addWidget(box_, 0, 0);
   layout->addWidget(rename_, 0, 1);
-  layout->addWidget(apps_, 0, 2);
-  layout->addWidget(history_, 0, 3);
-  layout->addWidget(facts_, 0, 4);
-  layout->setColumnStretch(2, 2);
-  layout->setColumnStretch(3, 3);
+  layout->addWidget(plugins_, 0, 2);
+  layout->addWidget(apps_, 0, 3);
+  layout->addWidget(history_, 0, 4);
+  layout->addWidget(facts_, 0, 5);
+  layout->setColumnStretch(3, 2);
+  layout->setColumnStretch(4, 3);
   showRecording(nullptr, false);
 }
 
@@ -53,6 +59,7 @@ void BusRow::choose(bool chosen) { box_->setChecked(chosen); }
 
 void BusRow::showName(const QString& name, const QString& apps) {
   box_->setText(name);
+  plugins_->setAccessibleName(tr("Plug-ins on %1").arg(name));
   rename_->setAccessibleName(tr("Rename %1").arg(name));
   history_->setAccessibleName(tr("Level of %1 so far").arg(name));
   apps_->setText(apps);

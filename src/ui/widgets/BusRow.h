@@ -27,11 +27,14 @@ class BusRow : public QFrame {
 
  signals:
   void renameWanted(int bus);
+  // The chain of plug-ins is to be shown.
+  void pluginsWanted(int bus);
 
  private:
   const int bus_;
   QCheckBox* box_;
   QToolButton* rename_;
+  QToolButton* plugins_;
   QLabel* apps_;
   QLabel* facts_;
   LevelHistory* history_;

@@ -19,7 +19,7 @@ EffectsPanel::EffectsPanel(QWidget* parent)
       ceiling_(new QDoubleSpinBox) {
   auto* layout = new QGridLayout(this);
   layout->setContentsMargins(0, kGrid, 0, 0);
-  layout->addWidget(equaliser_, 0, 0, 1, 4);
+  layout->addWidget(equaliser_, 0, 0, 1, 5);
   limiter_->setText(tr("Limiter on"));
   limiter_->setCheckable(true);
   limiter_->setToolTip(tr("Limiter"));
@@ -34,7 +34,11 @@ EffectsPanel::EffectsPanel(QWidget* parent)
   layout->addWidget(limiter_, 1, 0);
   layout->addWidget(label, 1, 1);
   layout->addWidget(ceiling_, 1, 2);
+  auto* plugins = new QToolButton;
+  plugins->setText(tr("Plug-ins…"));
+  layout->addWidget(plugins, 1, 4);
   layout->setColumnStretch(3, 1);
+  connect(plugins, &QToolButton::clicked, this, &EffectsPanel::pluginsWanted);
   connect(equaliser_, &EqualiserPanel::edited, this, &EffectsPanel::equaliserChosen);
   connect(limiter_, &QToolButton::clicked, this, &EffectsPanel::chooseLimiter);
   connect(ceiling_, &QDoubleSpinBox::valueChanged, this, [this] {

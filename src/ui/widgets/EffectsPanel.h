@@ -28,6 +28,7 @@ class EffectsPanel : public QWidget {
   void equaliserChosen(const AppEQSettings& settings);
   // Nothing: off.
   void limiterChosen(std::optional<double> ceilingDb);
+  void pluginsWanted();
 
  private:
   void chooseLimiter();

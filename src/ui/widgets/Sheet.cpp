@@ -11,11 +11,6 @@
 #include "ui/theme/Theme.h"
 
 namespace sonmere {
-namespace {
-
-constexpr int kWidth = 480;
-
-}  // namespace
 
 Sheet::Sheet(const QString& title, QWidget* parent)
     : QFrame(parent),
@@ -52,7 +47,7 @@ void Sheet::addText(const QString& text) {
   content_->addWidget(label);
 }
 
-void Sheet::addWidget(QWidget* widget) { content_->addWidget(widget); }
+void Sheet::addWidget(QWidget* widget, int stretch) { content_->addWidget(widget, stretch); }
 
 void Sheet::addLayout(QLayout* layout) { content_->addLayout(layout); }
 
@@ -92,10 +87,10 @@ void Sheet::dismiss() {
 
 void Sheet::cover() {
   setGeometry(parentWidget()->rect());
-  const int width = std::min(kWidth, this->width() - 4 * kGrid);
+  const int width = std::min(cardSize_.width(), this->width() - 4 * kGrid);
   const int wanted = card_->layout()->hasHeightForWidth() ? card_->layout()->totalHeightForWidth(width)
                                                           : card_->sizeHint().height();
-  const int height = std::min(wanted, this->height() - 4 * kGrid);
+  const int height = std::min(std::max(wanted, cardSize_.height()), this->height() - 4 * kGrid);
   card_->setGeometry((this->width() - width) / 2, (this->height() - height) / 3, width, height);
 }
 

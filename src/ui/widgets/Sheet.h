@@ -20,7 +20,7 @@ class Sheet : public QFrame {
 
   // Below what was added before.
   void addText(const QString& text);
-  void addWidget(QWidget* widget);
+  void addWidget(QWidget* widget, int stretch = 0);
   void addLayout(class QLayout* layout);
   // In the order of the reading; the main one answers to Return. Each ends the sheet unless it `stays`.
   QPushButton* addButton(const QString& text, bool isMain, bool stays = false);
@@ -38,6 +38,9 @@ class Sheet : public QFrame {
   void dismissed();
 
  protected:
+  // How large it is where there is room; it is as high as it has to be at least.
+  void setCardSize(QSize size) { cardSize_ = size; }
+
   void paintEvent(QPaintEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -47,6 +50,7 @@ class Sheet : public QFrame {
   void cover();
 
   const QString title_;
+  QSize cardSize_{480, 0};
   QFrame* card_;
   QVBoxLayout* content_;
   QHBoxLayout* buttons_;
