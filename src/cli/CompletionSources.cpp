@@ -124,7 +124,8 @@ Candidates settingsOf(const CompletionGiven& words) {
 
 Candidates presetsOf(const CompletionGiven& words) {
   Candidates all;
-  for (const ControlJSON& each : listOf(pluginInfo(words), "presets")) all.push_back({textOf(each, "name"), ""});
+  for (const ControlJSON& each : listOf(pluginInfo(words), "presets"))
+    all.push_back({textOf(each, "name"), ""});
   return all;
 }
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "platform/FrameFIFO.h"
 #include "dsp/SincResampler.h"
+#include "platform/FrameFIFO.h"
 
 namespace sonmere {
 
