@@ -99,8 +99,8 @@ void writeRing(MicBlock& block) noexcept {
   if (used + n >= MicSend::kRingBytes) counters.overflows.add(1);
   counters.writeCount.add(1);
   counters.lastWriteBytes = n;
-  counters.lastWriteHostTime = block.hostTime;
   ringCopyIn<kMicRingSamples>(send.ring.data(), at / 4, block.stereo, n / 4);
+  counters.lastWriteHostTime = block.hostTime;  // of what the next line tells
   send.writePos.storeRelease((at + n) % MicSend::kRingBytes);
 }
 
