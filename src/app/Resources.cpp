@@ -3,13 +3,15 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "base/ProgramFiles.h"
+
 namespace sonmere {
 
 Outcome<std::string> resourceFolder() {
   namespace fs = std::filesystem;
   if (const char* chosen = std::getenv("SONMERE_RESOURCES"); chosen && *chosen) return std::string(chosen);
   std::error_code ignored;
-  const fs::path program = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  const fs::path program = programFolder();
   std::string tried;
   for (fs::path folder = program; folder.has_relative_path(); folder = folder.parent_path()) {
     for (const char* inside : {"resources", "share/sonmere"})

@@ -27,6 +27,7 @@
 #include "cli/RemoteCommands.h"
 #include "cli/RoutingCommands.h"
 #include "cli/RunCommand.h"
+#include "cli/ServiceCommand.h"
 #include "cli/SettingsCommand.h"
 #include "cli/Tell.h"
 #include "cli/UsageError.h"
@@ -141,6 +142,22 @@ void addLoginItem(CLI::App& app, Arguments& arguments) {
   }
 }
 
+void addService(CLI::App& app, Arguments& arguments) {
+  CLI::App* service = app.add_subcommand("service", "The program as a service of your session");
+  service->require_subcommand(1);
+  for (const auto& [name, help] :
+       {std::pair{"enable", "Start it now and with the session, and anew if it fails"},
+        {"disable", "End it, and don't start it any more"},
+        {"status", "Print whether it starts and runs"},
+        {"log", "Show what it has logged"}}) {
+    CLI::App* action = service->add_subcommand(name, help);
+    if (std::string_view(name) != "log") action->add_flag("--json", arguments.json, "Print one JSON object");
+    action->callback([&arguments, word = std::string(name)] {
+      arguments.run = [&arguments, word] { return runService(word, arguments.json); };
+    });
+  }
+}
+
 void addSettings(CLI::App& app, Arguments& arguments) {
   CLI::App* settings = app.add_subcommand("settings", "Read and change the user's settings");
   settings->require_subcommand(1);
@@ -216,7 +233,7 @@ constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
     {"Microphone", {"mic", "input", "input-lock"}},
     {"Routing and recording", {"route", "routing", "bus", "monitor", "record", "profile", "plugin"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
-    {"Settings and help", {"settings", "login-item", "help", "completion"}},
+    {"Settings and help", {"settings", "service", "login-item", "help", "completion"}},
 };
 
 void groupCommands(CLI::App& app) {
@@ -282,6 +299,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
   addLoginItem(app, arguments);
+  addService(app, arguments);
   addHelp(app, arguments);
   addCompletion(app, arguments);
   groupCommands(app);

@@ -14,6 +14,7 @@
 #include "app/InstanceLock.h"
 #include "app/PlatformFolders.h"
 #include "app/PlatformLoginItem.h"
+#include "app/ServiceNotices.h"
 #include "base/LineWriter.h"
 #include "base/LiveRuntime.h"
 #include "base/LogLines.h"
@@ -141,8 +142,11 @@ class RunSession {
       server = std::move(*started);
     }
     const LibraryUpkeep upkeep(*app.recordingsLibrary(), *watcher_, [this](const auto& text) { say(text); });
+    ServiceNotices notices(runtime_);
     app.appDelegate().applicationDidFinishLaunching(request_.isAtLogin, nullptr);
+    notices.ready();
     RunReport report = play(run, platform);
+    notices.stopping();
     std::string text = request_.json ? runJSONText(platform, report) : runTableText(report);
     ending_ = {std::move(report), std::move(text)};
     letFilesEnd(app);

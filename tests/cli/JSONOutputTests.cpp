@@ -127,6 +127,7 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("recordings-folder", {"recordings", "folder"});
   expectForm("settings", {"settings", "list"});
   expectForm("login-item", {"login-item", "status"});
+  expectForm("service", {"service", "status"});
   expectForm("demo", {"demo", "--app", "a=" + file, "--seconds", "1", "--out", path("demo")});
   expectForm("run", {"run", "--platform", "simulated", "--demo-apps", "--route", "music=track1", "--record",
                      "track1", "--out", takes, "--for", "0.5"});

@@ -67,7 +67,7 @@ TEST_F(HeldApp, TheSessionManagerOutlivesIdleHiddenDevices) {
   for (int round = 0; round < 3; ++round) {
     auto player = world.session.launch({"pw-play", world.session.file("signal.wav")});
     Holding holding(world, "pw-play");
-    ASSERT_TRUE(holding.hears());
+    ASSERT_TRUE(holding.hears()) << world.told();
     player.end();
     ASSERT_TRUE(world.until([&] { return world.processesOf("pw-play").empty(); }));
     // The device is idle once the server says so; what has been asked before is answered then.
@@ -87,7 +87,7 @@ TEST_F(HeldApp, AStrangerInItsDeviceGoesBackToWhereItAskedToBe) {
   KnownSignal(60).write(world.session.file("signal.wav"));
   auto player = world.session.launch({"pw-play", world.session.file("signal.wav")});
   Holding holding(world, "pw-play");
-  ASSERT_TRUE(holding.hears());
+  ASSERT_TRUE(holding.hears()) << world.told();
   const std::vector<std::string> asked = {"fake.speaker2"};
   auto stranger =
       world.session.launch({"pw-cat", "-p", "--target", asked[0], world.session.file("signal.wav")});
@@ -114,7 +114,7 @@ TEST_F(HeldApp, ItsFurtherStreamsAreMadeAtOnce) {
     SCOPED_TRACE(player.name);
     auto first = world.session.launch(playing(player, world.session.file("long.wav")));
     Holding holding(world, player.name);
-    ASSERT_TRUE(holding.hears());
+    ASSERT_TRUE(holding.hears()) << world.told();
     std::vector<SessionProgram> further;
     for (int i = 0; i < 3; ++i)
       further.push_back(world.session.launch(playing(player, world.session.file("short.wav"))));
@@ -128,7 +128,7 @@ TEST_F(HeldApp, AProgramOfManyStreamsIsHeldWhole) {
   KnownSignal(1).write(world.session.file("short.wav"));
   auto first = world.session.launch(playing(players().back(), world.session.file("long.wav")));
   Holding holding(world, "ffmpeg");
-  ASSERT_TRUE(holding.hears());
+  ASSERT_TRUE(holding.hears()) << world.told();
   std::vector<std::string> command = players().back().command;
   command.push_back(world.session.file("short.wav"));
   for (int i = 0; i < 20; ++i)

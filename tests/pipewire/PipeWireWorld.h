@@ -67,6 +67,15 @@ struct PipeWireWorld {
     const std::lock_guard lock(mutex);
     return std::ranges::any_of(lines, [&](const std::string& line) { return line.contains(text); });
   }
+  // For a story that failed: what was logged, and what the session says.
+  std::string told() const {
+    std::string all;
+    {
+      const std::lock_guard lock(mutex);
+      for (const std::string& line : lines) all += line + "\n";
+    }
+    return all + session.run({"pw-link", "-l"}) + session.run({"pw-metadata"});
+  }
   // Until the app has a row with processes; then routes it.
   bool route(const std::string& app, int bus) {
     const auto isThere = [&] {

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "audio/file/ReaderError.h"
+#include "base/ProgramFiles.h"
 
 namespace sonmere {
 
@@ -27,14 +28,8 @@ std::unexpected<Error> noModule(std::string text) {
 
 std::vector<std::string> moduleDirectories() {
   if (const char* chosen = std::getenv("SONMERE_MODULE_DIR"); chosen && *chosen) return {chosen};
-  std::error_code ignored;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
-  std::vector<std::string> directories{program.parent_path() / "lib" / "sonmere"};
-  // A program of the build tree, and none else, takes the module from there.
-  const std::string built = SONMERE_BUILD_MODULE_DIR;
-  const auto tree = std::filesystem::path(built).parent_path();
-  if (std::mismatch(tree.begin(), tree.end(), program.begin(), program.end()).first == tree.end())
-    directories.push_back(built);
+  std::vector<std::string> directories{programFolder().parent_path() / "lib" / "sonmere" / "modules"};
+  if (const auto tree = buildTree(); !tree.empty()) directories.push_back(tree / "lib");
   return directories;
 }
 

@@ -11,21 +11,14 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <filesystem>
+
+#include "base/ProgramFiles.h"
 
 extern char** environ;
 
 namespace sonmere {
 
 namespace {
-
-std::string besideThisProgram() {
-  std::error_code error;
-  const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  for (const auto& place : {folder / "sonmere-effects", folder.parent_path() / "sonmere-effects"})
-    if (access(place.c_str(), X_OK) == 0) return place;
-  return {};
-}
 
 // What plug-ins print is nobody's business.
 void quieten(posix_spawn_file_actions_t& actions) {
@@ -76,7 +69,7 @@ bool readToEnd(int socket, std::string& text, Duration limit) {
 }  // namespace
 
 HelperProgram::HelperProgram(std::string path)
-    : path_(path.empty() ? besideThisProgram() : std::move(path)) {}
+    : path_(path.empty() ? helperProgram("sonmere-effects") : std::move(path)) {}
 
 Outcome<HelperProgram::Process> HelperProgram::start(const std::vector<std::string>& arguments,
                                                      int memory) const {

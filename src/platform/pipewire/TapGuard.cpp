@@ -10,8 +10,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <vector>
+
+#include "base/ProgramFiles.h"
 
 extern char** environ;
 
@@ -20,12 +21,7 @@ namespace sonmere {
 namespace {
 
 std::string findGuard(const PipeWireOptions& options) {
-  if (!options.tapGuard.empty()) return options.tapGuard;
-  std::error_code error;
-  const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  for (const auto& place : {folder / "sonmere-tap-guard", folder.parent_path() / "sonmere-tap-guard"})
-    if (access(place.c_str(), X_OK) == 0) return place;
-  return {};
+  return options.tapGuard.empty() ? helperProgram("sonmere-tap-guard") : options.tapGuard;
 }
 
 // The guard finds both under fixed numbers.

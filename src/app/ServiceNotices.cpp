@@ -1,0 +1,18 @@
+#include "app/ServiceNotices.h"
+
+#include <systemd/sd-daemon.h>
+
+namespace sonmere {
+
+ServiceNotices::ServiceNotices(Runtime& runtime) {
+  std::uint64_t limit = 0;  // µs
+  if (sd_watchdog_enabled(0, &limit) > 0)
+    watchdog_ =
+        runtime.mainQueue().repeat(std::chrono::microseconds(limit / 2), [] { sd_notify(0, "WATCHDOG=1"); });
+}
+
+void ServiceNotices::ready() { sd_notify(0, "READY=1"); }
+
+void ServiceNotices::stopping() { sd_notify(0, "STOPPING=1"); }
+
+}  // namespace sonmere
