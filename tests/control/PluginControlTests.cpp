@@ -77,8 +77,7 @@ TEST_F(PluginControlTest, AChainThatChangesMeanwhileTakesNothingMeantForAnother)
     plugins.setPreset("app:music", "1", "half", done);
     EXPECT_TRUE(plugins.remove("app:music", "1"));
   });
-  EXPECT_EQ(complaint(gone, ControlFault::notFound),
-            "the plug-in is in the chain of app:org.music no more");
+  EXPECT_EQ(complaint(gone, ControlFault::notFound), "the plug-in is in the chain of app:org.music no more");
   EXPECT_FALSE(plugins.chain("app:music")->plugins[0].entry.fullState);
 }
 
