@@ -8,7 +8,7 @@ namespace sonmere {
 
 // Libraries that are not ours keep what they allocate when a plug-in loads them; while this lives, what its
 // thread allocates isn't told as a leak.
-class LeaksOfOthers {
+class [[maybe_unused]] LeaksOfOthers {
  public:
   LeaksOfOthers(const LeaksOfOthers&) = delete;
   LeaksOfOthers& operator=(const LeaksOfOthers&) = delete;
