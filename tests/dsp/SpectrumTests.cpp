@@ -39,6 +39,18 @@ TEST(Spectrum, ASineShowsAtItsFrequencyWithItsLevel) {
   }
 }
 
+TEST(Spectrum, ASineStaysInItsBand) {
+  // In the middle of a band that is wider than what a window spreads.
+  for (const std::size_t band : {115u, 122u}) {
+    const double hertz =
+        kSpectrumLowHz * std::pow(kSpectrumHighHz / kSpectrumLowHz, (double(band) + 0.5) / kSpectrumBands);
+    const Spectrum spectrum = ofSine(hertz, 48000, 0.5f);
+    EXPECT_NEAR(spectrum[band], -6, 1.5);
+    EXPECT_LT(spectrum[band - 1], -30) << band;
+    EXPECT_LT(spectrum[band + 1], -30) << band;
+  }
+}
+
 TEST(Spectrum, SilenceAndWhatTheRateDoesNotHaveAreAtTheFloor) {
   EXPECT_EQ(spectrumOf(SpectrumRing(), 48000), []() {
     Spectrum silence;

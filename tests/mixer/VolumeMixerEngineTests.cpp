@@ -74,6 +74,14 @@ TEST_F(VolumeMixerEngineTest, EveryAppIsHeardOnceThroughItsTapAtItsVolume) {
   EXPECT_EQ(heard(), 0.0f);
   EXPECT_REALTIME_SAFE(guard);
 
+  // The next launch sounds as this one.
+  mixer().setMuted("music", false);
+  mixer().setVolume("music", 0.5f);
+  world->mixer.reset();
+  world->makeMixer();
+  world->settle();
+  EXPECT_NEAR(heard(), 0.0625f, 0.001f);
+
   mixer().setEnabled(false);
   EXPECT_FALSE(music.isSilenced());
   EXPECT_NEAR(heard(), 0.25f, 0.001f);
@@ -369,6 +377,8 @@ TEST_F(VolumeMixerEngineTest, EffectsFollowTheTapEngineWhileDraggedAndWhenSet) {
   effects.setAppLimiter("music", {true, -3}, SettingForm::final);
   EXPECT_EQ(tap->limiterGain, 0.5f) << "it was on";
   EXPECT_FALSE(world->tap("game")->limiterEnabled);
+  effects.setAppEqualiser("absent", bright, SettingForm::live);
+  effects.setAppLimiter("absent", {true, -6}, SettingForm::live);
 
   // A new tap takes what is stored.
   mixer().setDirect("music", true);

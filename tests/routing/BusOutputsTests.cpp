@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
 
 #include "dsp/EffectSettingsCodec.h"
 #include "dsp/Limiter.h"
@@ -62,6 +63,30 @@ TEST_F(BusOutputsTest, TheUnitRunsWhileItsBusHasATapOrASend) {
   EXPECT_TRUE(outputs.isRunning(7));
 }
 
+TEST_F(BusOutputsTest, SendsSurviveARelaunchAndDamagedOnesDoNot) {
+  begin();
+  world->engine->setMicSend(3, 0.5f);
+  world->engine->setMicSend(4, 2);
+  world->engine->setMicSend(5, 0.25f);
+  world->engine->setMicSend(5, 0);
+  const auto relaunch = [&] {
+    world->engine.reset();
+    world->micSend->gains = {};
+    world->startEngine();
+    std::map<int, float> gains;
+    for (int bus = 0; bus < kBusCount; ++bus)
+      if (const float gain = world->micSend->gains[std::size_t(bus)]; gain != 0) gains[bus] = gain;
+    return gains;
+  };
+  EXPECT_EQ(relaunch(), (std::map<int, float>{{3, 0.5f}, {4, 2}}));
+  EXPECT_TRUE(world->engine->outputs().isRunning(3));
+  world->settings.set(
+      "sonmere.mic.sends",
+      SettingsValue::Dictionary{
+          {"0", std::int64_t(1)}, {"2", -1.0}, {"3", 2.5}, {"4", "loud"}, {"5", 0.0}, {"77", 1.0}});
+  EXPECT_EQ(relaunch(), (std::map<int, float>{{0, 1}}));
+}
+
 TEST_F(BusOutputsTest, WithoutTheDriverTheBusIsMissedAndComesBackWithIt) {
   begin();
   world->host().removeDriver();
@@ -74,6 +99,14 @@ TEST_F(BusOutputsTest, WithoutTheDriverTheBusIsMissedAndComesBackWithIt) {
   world->host().removeDriver();
   world->settle();
   EXPECT_FALSE(world->engine->outputs().isRunning(3));
+  // The bridge as the Tracks.
+  world->host().installDriver();
+  world->engine->setBus("music", kBridgeBus);
+  world->settle();
+  EXPECT_TRUE(world->engine->outputs().isRunning(kBridgeBus));
+  world->host().removeDriver();
+  world->settle();
+  EXPECT_FALSE(world->engine->outputs().isRunning(kBridgeBus));
 }
 
 TEST_F(BusOutputsTest, AChangeOfTheBridgesRateRestartsTheUnitAndCutsTheBacklog) {

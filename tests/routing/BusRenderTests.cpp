@@ -363,6 +363,8 @@ TEST_F(BusRenderTest, BlocksThatAreTooLongOrOfRetiredUnitsStaySilentAndReadNothi
     const RenderClaim::Hold other(tap->claim);
     EXPECT_EQ(reference::peakOf(render(64).data(), 128), 0) << "another unit still works on the tap";
   }
+  AudioBuffer nowhere{2, 512, nullptr};
+  EXPECT_EQ(renderBus(static_cast<RenderContext*>(&context), {}, 64, {&nowhere, 1}), noErr);
   EXPECT_EQ(tap->ring.available(), 12000);
   EXPECT_GT(reference::peakOf(render(4096).data(), 8192), 0);
 

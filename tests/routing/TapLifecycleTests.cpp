@@ -308,6 +308,10 @@ TEST_F(TapLifecycleTest, LevelsReachTheRowsWhileMetersShow) {
   world->engine->setMetersVisible(true);
   world->wait(0.2);
   EXPECT_GT(world->row("music").level, 0.9f);
+  world->engine->setMetersVisible(false);
+  music.play(SampleSources::silence());
+  world->wait(0.5);
+  EXPECT_GT(world->row("music").level, 0.9f) << "nobody looks";
   world->engine->setRouted("music", false);
   EXPECT_EQ(world->row("music").level, 0);
 }
@@ -412,6 +416,9 @@ TEST_F(TapLifecycleTest, AMessageEndsWithItsReason) {
   failTap("music");
   failTap("radio");
   EXPECT_EQ(world->error(), "Failed to tap radio: error -50");
+  world->launch("bystander");
+  world->settle();
+  EXPECT_EQ(world->error(), "Failed to tap radio: error -50") << "other apps change nothing";
   EXPECT_TRUE(engine.setRouted("radio", true));
   EXPECT_EQ(world->error(), "Failed to tap music: error -50") << "which has not ended";
   engine.setRouted("music", false);
@@ -439,6 +446,8 @@ TEST_F(TapLifecycleTest, BoostIsTakenFromAllWhenItIsNotAllowedAndStaysTaken) {
   ASSERT_TRUE(world->engine->setRouted("music", true));
   world->engine->setVolume("music", 7);
   EXPECT_EQ(world->row("music").volume, 4);
+  world->wait(1);
+  EXPECT_EQ(world->settings.dictionary("sonmere.perapp.volumes")->at("music"), SettingsValue(4.0));
   world->engine->setBoostAllowed(false);
   EXPECT_EQ(world->engine->tapOf("music")->volume, 1.0f);
   world->engine->setBoostAllowed(true);
