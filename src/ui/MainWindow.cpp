@@ -40,9 +40,9 @@ MainWindow::MainWindow(Models& models, Workbench& workbench, QWidget* parent)
       sideBar_(new SideBar),
       pages_(new QStackedWidget),
       banner_(new Banner),
-      apps_(new AppsPage(models.apps())),
+      apps_(new AppsPage(models.apps(), models.monitor())),
       input_(new InputPage(models.input())),
-      record_(new RecordPage(models.recording(), models.buses())),
+      record_(new RecordPage(models.recording(), models.buses(), models.monitor())),
       library_(new LibraryStack(workbench, models.link())) {
   setWindowTitle(tr("Sonmere"));
   setWindowIcon(themedIcon(QStringLiteral("sonmere"), ColourRole::accent));

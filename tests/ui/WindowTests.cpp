@@ -52,8 +52,22 @@ struct WindowTest : testing::Test {
     }
     return value;
   }
+  // Its first app is routed.
+  static ControlJSON routed(ControlJSON value) {
+    value["apps"]["org.app0"]["facts"].update({{"control", "routed"}, {"bus", 2}});
+    return value;
+  }
+  static ControlJSON monitor() {
+    ControlJSON value = {{"order", {"headset"}}, {"facts", {{"device", "USB Headset"}}}};
+    value["wishes"] = {{"enabled", true}, {"following", false}};
+    value["devices"]["headset"] = {{"id", "headset"}, {"name", "USB Headset"}, {"chosen", true}};
+    value["apps"]["org.app0"]["enabled"] = true;
+    value["buses"]["3"] = {{"bus", 3}, {"enabled", true}};
+    return value;
+  }
   void fill() {
-    service.tell("apps", apps(4));
+    service.tell("apps", routed(apps(4)));
+    service.tell("monitor", monitor());
     service.tell("mixer", {{"facts", {{"outputDevice", "Speakers"}}}, {"wishes", {{"enabled", true}}}});
     ControlJSON settings = {{"order", {"a", "b", "c", "d"}}};
     settings["settings"]["a"] = {
@@ -182,6 +196,42 @@ TEST_F(WindowTest, EveryControlHasANameARoleAndAValueAndTabReachesIt) {
           << widget->metaObject()->className() << " \"" << qPrintable(widget->accessibleName()) << "\" on "
           << qPrintable(window->pageName(page));
     }
+  }
+}
+
+TEST_F(WindowTest, HeadphonesShowAndChooseWhatIsHeardOnTheMonitor) {
+  make();
+  service.tell("apps", routed(apps(4)));
+  service.tell("monitor", monitor());
+  const auto named = [this](const char* name) {
+    for (auto* button : window->findChildren<QToolButton*>())
+      if (button->accessibleName() == QLatin1String(name)) return button;
+    return static_cast<QToolButton*>(nullptr);
+  };
+  ASSERT_TRUE(waits([&] {
+    const auto* app = named("Hear App 0 on the monitor");
+    return app && app->isChecked();
+  }));
+  EXPECT_TRUE(named("Hear App 1 on the monitor")->isHidden()) << "it is heard by itself";
+  EXPECT_TRUE(named("Hear Track 2 on the monitor")->isChecked());
+  EXPECT_FALSE(named("Hear Track 1 on the monitor")->isChecked());
+  const auto lastIs = [this](const ControlJSON& method, const ControlJSON& params) {
+    return waits([&] {
+      return service.requests.back()["method"] == method && service.requests.back()["params"] == params;
+    });
+  };
+  QTest::mouseClick(named("Hear App 0 on the monitor"), Qt::LeftButton);
+  EXPECT_TRUE(lastIs("monitor.app", {{"app", "org.app0"}, {"enabled", false}}));
+  named("Hear Track 1 on the monitor")->click();
+  EXPECT_TRUE(lastIs("monitor.bus", {{"bus", 2}, {"enabled", true}}));
+  for (auto* box : window->findChildren<QComboBox*>()) {
+    if (box->accessibleName() != QStringLiteral("Device that the monitor plays on")) continue;
+    EXPECT_EQ(box->currentText(), QStringLiteral("USB Headset"));
+    emit box->activated(0);
+    EXPECT_TRUE(lastIs("monitor.select", {{"device", "headset"}})) << "that of the entry that is shown";
+    box->setCurrentIndex(0);
+    emit box->activated(0);
+    EXPECT_TRUE(lastIs("monitor.follow", ControlJSON::object()));
   }
 }
 

@@ -160,6 +160,34 @@ InputState decodeInput(const TopicJSON& json) {
   return input;
 }
 
+MonitorState decodeMonitor(const TopicJSON& json) {
+  const TopicJSON& facts = objectAt(json, "facts");
+  const TopicJSON& wishes = objectAt(json, "wishes");
+  const TopicJSON& microphone = objectAt(json, "microphone");
+  MonitorState monitor;
+  monitor.isEnabled = memberOr(wishes, "enabled", false);
+  monitor.isFollowing = memberOr(wishes, "following", true);
+  monitor.isRunning = memberOr(facts, "running", false);
+  monitor.device = memberOr<std::string>(facts, "device", {});
+  monitor.sampleRate = memberOr(facts, "sampleRate", 0.0);
+  monitor.error = memberIf<std::string>(facts, "error");
+  visitInOrder(json, "devices", [&](const std::string& id, const TopicJSON& device) {
+    monitor.devices.push_back({id, memberOr(device, "name", id), memberOr(device, "used", false),
+                               memberOr(device, "chosen", false)});
+  });
+  for (const auto& [id, app] : objectAt(json, "apps").items())
+    monitor.apps.push_back({id, memberOr(app, "name", id), memberOr(app, "enabled", false),
+                            memberOr(app, "heard", false), memberOr(app, "volume", 1.0f),
+                            memberOr(app, "linked", true)});
+  for (const auto& [number, bus] : objectAt(json, "buses").items())
+    monitor.buses.push_back({memberOr(bus, "bus", 0), memberOr(bus, "name", number),
+                             memberOr(bus, "enabled", false), memberOr(bus, "volume", 1.0f)});
+  monitor.hearsMicrophone = memberOr(microphone, "enabled", false);
+  monitor.isMicrophoneHeard = memberOr(microphone, "heard", false);
+  monitor.microphoneVolume = memberOr(microphone, "volume", 1.0f);
+  return monitor;
+}
+
 InputMeters decodeInputMeters(const ControlJSON& json) {
   InputMeters meters;
   meters.beforeDb = memberOr(json, "beforeDb", -60.0f);

@@ -7,6 +7,7 @@
 #include "control/DeviceState.h"
 #include "control/InputState.h"
 #include "control/MixerState.h"
+#include "control/MonitorState.h"
 #include "control/RecordingState.h"
 #include "control/TopicValues.h"
 
@@ -25,6 +26,9 @@ DeviceState decodeDevice(const TopicJSON& json);
 // The topic "input", and what of its meters is told.
 InputState decodeInput(const TopicJSON& json);
 InputMeters decodeInputMeters(const ControlJSON& json);
+
+// The topic "monitor".
+MonitorState decodeMonitor(const TopicJSON& json);
 
 // The notes of a change, a line each.
 QString notesOf(const ControlJSON& result);

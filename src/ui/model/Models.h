@@ -3,6 +3,7 @@
 #include "ui/model/AppsModel.h"
 #include "ui/model/BusesModel.h"
 #include "ui/model/InputModel.h"
+#include "ui/model/MonitorModel.h"
 #include "ui/model/PluginsModel.h"
 #include "ui/model/RecordingModel.h"
 #include "ui/model/ServiceLink.h"
@@ -20,6 +21,7 @@ class Models {
         apps_(link_),
         buses_(link_),
         input_(link_),
+        monitor_(link_),
         plugins_(link_),
         recording_(link_),
         settings_(link_),
@@ -29,6 +31,7 @@ class Models {
   AppsModel& apps() { return apps_; }
   BusesModel& buses() { return buses_; }
   InputModel& input() { return input_; }
+  MonitorModel& monitor() { return monitor_; }
   PluginsModel& plugins() { return plugins_; }
   RecordingModel& recording() { return recording_; }
   SettingsModel& settings() { return settings_; }
@@ -41,6 +44,7 @@ class Models {
   AppsModel apps_;
   BusesModel buses_;
   InputModel input_;
+  MonitorModel monitor_;
   PluginsModel plugins_;
   RecordingModel recording_;
   SettingsModel settings_;

@@ -11,11 +11,13 @@
 #include <algorithm>
 
 #include "ui/model/AppsModel.h"
+#include "ui/model/MonitorModel.h"
 #include "ui/model/VolumeWords.h"
 #include "ui/theme/Theme.h"
 #include "ui/widgets/AppRow.h"
 #include "ui/widgets/EqualiserPanel.h"
 #include "ui/widgets/MasterStrip.h"
+#include "ui/widgets/MonitorStrip.h"
 
 namespace sonmere {
 namespace {
@@ -28,9 +30,10 @@ bool isPlaying(const AppState& app) { return app.isRunning; }
 
 }  // namespace
 
-AppsPage::AppsPage(AppsModel& model, QWidget* parent)
+AppsPage::AppsPage(AppsModel& model, MonitorModel& monitor, QWidget* parent)
     : QWidget(parent),
       model_(model),
+      monitor_(monitor),
       search_(new QLineEdit),
       hiddenToo_(new QToolButton),
       list_(new QVBoxLayout),
@@ -44,9 +47,11 @@ AppsPage::AppsPage(AppsModel& model, QWidget* parent)
   buildTop();
   buildList();
   layout->addWidget(master_);
+  layout->addWidget(new MonitorStrip(monitor_));
   connectSpectrum(&master_->equaliser(), QStringLiteral("output"));
   connect(&model_, &AppsModel::appsChanged, this, &AppsPage::refresh);
   connect(&model_, &AppsModel::mixerChanged, this, &AppsPage::refresh);
+  connect(&monitor_, &MonitorModel::changed, this, &AppsPage::refreshMonitored);
   connect(&model_, &AppsModel::metersChanged, this, [this](const QString& id, const AppMeters& meters) {
     if (const auto found = rows_.find(id); found != rows_.end()) found->second->showMeters(meters);
   });
@@ -110,6 +115,10 @@ void AppsPage::setTargets(const std::vector<RouteTarget>& targets) {
   for (const auto& [id, row] : rows_) row->setTargets(targets_);
 }
 
+void AppsPage::refreshMonitored() {
+  for (const auto& [id, row] : rows_) row->showMonitored(monitor_.isAppHeard(id));
+}
+
 bool AppsPage::isShown(const AppState& app) const {
   if (app.isHidden && !hiddenToo_->isChecked()) return false;
   return QString::fromStdString(app.name).contains(search_->text().trimmed(), Qt::CaseInsensitive);
@@ -119,6 +128,7 @@ void AppsPage::connectRow(AppRow* row) {
   connect(row, &AppRow::volumeChosen, &model_, &AppsModel::setVolume);
   connect(row, &AppRow::volumeTyped, this, &AppsPage::typeVolume);
   connect(row, &AppRow::muteChosen, &model_, &AppsModel::setMuted);
+  connect(row, &AppRow::monitorChosen, &monitor_, &MonitorModel::setApp);
   connect(row, &AppRow::equaliserChosen, &model_, &AppsModel::setEqualiser);
   connect(row, &AppRow::limiterChosen, &model_, &AppsModel::setLimiter);
   connect(row, &AppRow::routeChosen, &model_, &AppsModel::setRoute);
@@ -181,6 +191,7 @@ void AppsPage::refresh() {
       AppRow* row = rowFor(id);
       row->setMaximumGain(most);
       row->showApp(app);
+      row->showMonitored(monitor_.isAppHeard(id));
       kept[id] = row;
       wanted.push_back(row);
     }

@@ -16,15 +16,16 @@ class AppRow;
 class AppsModel;
 class EqualiserPanel;
 class MasterStrip;
+class MonitorModel;
 struct AppState;
 
-// A row an app, the playing ones first; the master strip below. Hidden rows are behind a filter, Ctrl+F
-// searches.
+// A row an app, the playing ones first; the strips of the per-app volume and of the monitor below. Hidden
+// rows are behind a filter, Ctrl+F searches.
 class AppsPage : public QWidget {
   Q_OBJECT
 
  public:
-  explicit AppsPage(AppsModel& model, QWidget* parent = nullptr);
+  AppsPage(AppsModel& model, MonitorModel& monitor, QWidget* parent = nullptr);
 
   // The names of the buses that apps can be routed to, as the user calls them.
   void setTargets(const std::vector<RouteTarget>& targets);
@@ -45,8 +46,10 @@ class AppsPage : public QWidget {
   void typeVolume(const QString& id, const QString& text);
   void connectSpectrum(EqualiserPanel* panel, const QString& of);
   void lookAt(const QString& of, bool begins);
+  void refreshMonitored();
 
   AppsModel& model_;
+  MonitorModel& monitor_;
   QLineEdit* search_;
   QToolButton* hiddenToo_;
   QVBoxLayout* list_;

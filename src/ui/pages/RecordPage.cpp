@@ -11,6 +11,7 @@
 #include "audio/device/BusTable.h"
 #include "ui/model/BusesModel.h"
 #include "ui/model/LibraryTree.h"
+#include "ui/model/MonitorModel.h"
 #include "ui/model/RecordingModel.h"
 #include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
@@ -24,10 +25,11 @@ constexpr double kBytesPerHour = 48000.0 * 2 * 2 * 3600;
 
 }  // namespace
 
-RecordPage::RecordPage(RecordingModel& model, BusesModel& buses, QWidget* parent)
+RecordPage::RecordPage(RecordingModel& model, BusesModel& buses, MonitorModel& monitor, QWidget* parent)
     : QWidget(parent),
       model_(model),
       buses_(buses),
+      monitor_(monitor),
       button_(new QPushButton),
       time_(new QLabel),
       room_(new QLabel),
@@ -64,6 +66,9 @@ RecordPage::RecordPage(RecordingModel& model, BusesModel& buses, QWidget* parent
   connect(&model_, &RecordingModel::finished, this,
           [this](const QString& path) { say(tr("Saved as %1").arg(path), false); });
   connect(&buses_, &BusesModel::changed, this, &RecordPage::refreshBuses);
+  connect(&monitor_, &MonitorModel::answered, this, [this](const QString& text, bool isRefusal) {
+    if (isVisible()) say(text, isRefusal);
+  });
   refreshBuses();
   refresh();
 }
@@ -86,6 +91,9 @@ void RecordPage::buildRows() {
     auto* row = new BusRow(bus, bus != kBridgeBus);
     connect(row, &BusRow::renameWanted, this, &RecordPage::renameWanted);
     connect(row, &BusRow::pluginsWanted, this, &RecordPage::pluginsWanted);
+    connect(row, &BusRow::monitorChosen, &monitor_, &MonitorModel::setBus);
+    connect(&monitor_, &MonitorModel::changed, row,
+            [this, row] { row->showMonitored(monitor_.isBusHeard(row->bus())); });
     list_->addWidget(row);
     rows_.push_back(row);
   }

@@ -11,6 +11,7 @@ namespace sonmere {
 
 class BusesModel;
 class BusRow;
+class MonitorModel;
 class RecordingModel;
 
 // One large button, the buses to take with what plays into them, and while recording how each file comes
@@ -19,7 +20,7 @@ class RecordPage : public QWidget {
   Q_OBJECT
 
  public:
-  RecordPage(RecordingModel& model, BusesModel& buses, QWidget* parent = nullptr);
+  RecordPage(RecordingModel& model, BusesModel& buses, MonitorModel& monitor, QWidget* parent = nullptr);
 
  signals:
   void renameWanted(int bus);
@@ -35,6 +36,7 @@ class RecordPage : public QWidget {
 
   RecordingModel& model_;
   BusesModel& buses_;
+  MonitorModel& monitor_;
   QPushButton* button_;
   QLabel* time_;
   QLabel* room_;

@@ -181,6 +181,18 @@
         <source>Plug-ins…</source>
         <translation>Plug-ins …</translation>
     </message>
+    <message>
+        <source>Monitor</source>
+        <translation>Monitor</translation>
+    </message>
+    <message>
+        <source>Hear it on the monitor</source>
+        <translation>Auf dem Monitor mithören</translation>
+    </message>
+    <message>
+        <source>Hear %1 on the monitor</source>
+        <translation>%1 auf dem Monitor mithören</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::AppsPage</name>
@@ -249,6 +261,14 @@
     <message>
         <source>Plug-ins on %1</source>
         <translation>Plug-ins auf %1</translation>
+    </message>
+    <message>
+        <source>Hear it on the monitor</source>
+        <translation>Auf dem Monitor mithören</translation>
+    </message>
+    <message>
+        <source>Hear %1 on the monitor</source>
+        <translation>%1 auf dem Monitor mithören</translation>
     </message>
 </context>
 <context>
@@ -1075,6 +1095,33 @@
     <message>
         <source>Level</source>
         <translation>Pegel</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::MonitorStrip</name>
+    <message>
+        <source>Monitor</source>
+        <translation>Monitor</translation>
+    </message>
+    <message>
+        <source>Hear what is routed, where its headphones are on</source>
+        <translation>Mithören, was geleitet wird, wo der Kopfhörer an ist</translation>
+    </message>
+    <message>
+        <source>Device that the monitor plays on</source>
+        <translation>Gerät, auf dem der Monitor spielt</translation>
+    </message>
+    <message>
+        <source>Hear my mic</source>
+        <translation>Mich mithören</translation>
+    </message>
+    <message>
+        <source>Default output</source>
+        <translation>Standardausgabe</translation>
+    </message>
+    <message>
+        <source>%1 (not connected)</source>
+        <translation>%1 (nicht verbunden)</translation>
     </message>
 </context>
 <context>

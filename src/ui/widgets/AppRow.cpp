@@ -39,6 +39,7 @@ AppRow::AppRow(const QString& id, QWidget* parent)
       slider_(new GainSlider),
       volume_(new VolumeField),
       mute_(toggle(tr("Mute"), tr("Mute"))),
+      monitor_(toggle(tr("Monitor"), tr("Hear it on the monitor"))),
       effects_(toggle(tr("Effects"), tr("Show equaliser and limiter"))),
       route_(new RouteButton),
       more_(new QToolButton),
@@ -46,6 +47,8 @@ AppRow::AppRow(const QString& id, QWidget* parent)
   setAutoFillBackground(true);
   setBackgroundRole(QPalette::Button);
   mute_->setIcon(themedIcon(QStringLiteral("speaker")));
+  monitor_->setAutoRaise(true);
+  monitor_->setIcon(themedIcon(QStringLiteral("headphones")));
   effects_->setIcon(themedIcon(QStringLiteral("effects")));
   more_->setIcon(themedIcon(QStringLiteral("more")));
   buildControls();
@@ -68,6 +71,8 @@ void AppRow::buildControls() {
   layout->addWidget(meter_, 1, 1);
   layout->addWidget(volume_, 0, 2);
   layout->addWidget(mute_, 0, 3);
+  // Under the mute, for the line above is full where the window is narrow.
+  layout->addWidget(monitor_, 1, 3, Qt::AlignCenter);
   layout->addWidget(effects_, 0, 4);
   layout->addWidget(route_, 0, 5);
   layout->addWidget(more_, 0, 6);
@@ -83,6 +88,7 @@ void AppRow::buildControls() {
   });
   connect(volume_, &VolumeField::typed, this, [this](const QString& text) { emit volumeTyped(id_, text); });
   connect(mute_, &QToolButton::clicked, this, [this](bool on) { emit muteChosen(id_, on); });
+  connect(monitor_, &QToolButton::clicked, this, [this](bool on) { emit monitorChosen(id_, on); });
   connect(effects_, &QToolButton::toggled, this, &AppRow::showEffects);
   connect(route_, &RouteButton::chosen, this, [this](const QString& key) { emit routeChosen(id_, key); });
 }
@@ -123,6 +129,8 @@ void AppRow::buildMenu() {
 }
 
 void AppRow::setTargets(const std::vector<RouteTarget>& targets) { route_->setTargets(targets); }
+
+void AppRow::showMonitored(bool monitored) { monitor_->setChecked(monitored); }
 
 void AppRow::setMaximumGain(float gain) {
   if (slider_->maximumGain() != gain) slider_->setMaximumGain(gain);
@@ -167,6 +175,9 @@ void AppRow::showApp(const AppState& app) {
   mute_->setChecked(app.isMuted);
   mute_->setIcon(themedIcon(app.isMuted ? QStringLiteral("speaker-off") : QStringLiteral("speaker")));
   mute_->setAccessibleName(tr("Mute %1").arg(name));
+  monitor_->setAccessibleName(tr("Hear %1 on the monitor").arg(name));
+  // What is not routed is heard by itself.
+  monitor_->setVisible(app.bus.has_value());
   effects_->setAccessibleName(tr("Equaliser and limiter of %1").arg(name));
   more_->setAccessibleName(tr("More for %1").arg(name));
   route_->showTarget(targetKey());

@@ -32,6 +32,8 @@ class AppRow : public QFrame {
   const AppState& app() const { return app_; }
   void setTargets(const std::vector<RouteTarget>& targets);
   void setMaximumGain(float gain);
+  // Whether the user wants to hear its route on the monitor.
+  void showMonitored(bool monitored);
   void showMeters(const AppMeters& meters);
   // A refusal or a note, beside the controls; empty: none.
   void say(const QString& text, bool isRefusal);
@@ -40,6 +42,7 @@ class AppRow : public QFrame {
   void volumeChosen(const QString& id, float gain);
   void volumeTyped(const QString& id, const QString& text);
   void muteChosen(const QString& id, bool muted);
+  void monitorChosen(const QString& id, bool monitored);
   void equaliserChosen(const QString& id, const AppEQSettings& settings);
   // Nothing: off.
   void limiterChosen(const QString& id, std::optional<double> ceilingDb);
@@ -69,6 +72,7 @@ class AppRow : public QFrame {
   GainSlider* slider_;
   VolumeField* volume_;
   QToolButton* mute_;
+  QToolButton* monitor_;
   QToolButton* effects_;
   RouteButton* route_;
   QToolButton* more_;

@@ -22,6 +22,8 @@ class BusRow : public QFrame {
   bool isChosen() const;
   void choose(bool chosen);
   void showName(const QString& name, const QString& apps);
+  // Whether the user wants to hear it on the monitor.
+  void showMonitored(bool monitored);
   // Null: it is not recorded. Then it can be chosen, unless others are.
   void showRecording(const RecordingState* recording, bool othersRun);
 
@@ -29,12 +31,14 @@ class BusRow : public QFrame {
   void renameWanted(int bus);
   // The chain of plug-ins is to be shown.
   void pluginsWanted(int bus);
+  void monitorChosen(int bus, bool monitored);
 
  private:
   const int bus_;
   QCheckBox* box_;
   QToolButton* rename_;
   QToolButton* plugins_;
+  QToolButton* monitor_;
   QLabel* apps_;
   QLabel* facts_;
   LevelHistory* history_;

@@ -1,0 +1,52 @@
+#include "ui/model/MonitorModel.h"
+
+#include <algorithm>
+
+#include "ui/model/Decode.h"
+
+namespace sonmere {
+
+MonitorModel::MonitorModel(ServiceLink& link) : link_(link) {
+  connect(&link, &ServiceLink::told, this, &MonitorModel::take);
+}
+
+void MonitorModel::take(Topic topic, const TopicJSON& value) {
+  if (topic != Topic::monitor) return;
+  state_ = decodeMonitor(value);
+  emit changed();
+}
+
+bool MonitorModel::isAppHeard(const QString& id) const {
+  const auto found = std::ranges::find(state_.apps, id.toStdString(), &MonitorAppState::id);
+  return found != state_.apps.end() && found->isEnabled;
+}
+
+bool MonitorModel::isBusHeard(int bus) const {
+  const auto found = std::ranges::find(state_.buses, bus, &MonitorBusState::bus);
+  return found != state_.buses.end() && found->isEnabled;
+}
+
+// A refusal moves the controls back.
+void MonitorModel::call(const std::string& method, const ControlJSON& params) {
+  link_.call(method, params, [this](const Outcome<ControlJSON>& result) {
+    emit answered(result ? notesOf(*result) : QString::fromStdString(result.error().description), !result);
+    if (!result) emit changed();
+  });
+}
+
+void MonitorModel::setEnabled(bool enabled) { call("monitor.enable", {{"enabled", enabled}}); }
+
+void MonitorModel::select(const QString& device) {
+  if (device.isEmpty()) return call("monitor.follow", ControlJSON::object());
+  call("monitor.select", {{"device", device.toStdString()}});
+}
+
+void MonitorModel::setApp(const QString& id, bool heard) {
+  call("monitor.app", {{"app", id.toStdString()}, {"enabled", heard}});
+}
+
+void MonitorModel::setBus(int bus, bool heard) { call("monitor.bus", {{"bus", bus}, {"enabled", heard}}); }
+
+void MonitorModel::setMicrophone(bool heard) { call("monitor.mic", {{"enabled", heard}}); }
+
+}  // namespace sonmere
