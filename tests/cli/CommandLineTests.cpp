@@ -394,7 +394,8 @@ TEST_F(RunTest, CommandsTalkToTheProgramThatRunsAndASignalEndsIt) {
             std::string::npos);
   EXPECT_NE(run({"__complete", "plugin", "preset", "bus:2", "1", ""}).out.find("\nHalf\n"),
             std::string::npos);
-  EXPECT_NE(run({"status"}).out.find("Microphone off; 1 plug-in in 1 chain.\n"), std::string::npos);
+  EXPECT_NE(run({"status"}).out.find("Microphone off, 1 more input; 1 plug-in in 1 chain.\n"),
+            std::string::npos);
   const auto watched = run({"watch", "--count", "2", "--json"});
   EXPECT_EQ(std::ranges::count(watched.out, '\n'), 2);
   EXPECT_EQ(run({"settings", "set", "sonmere.volumeMixer.masterVolume", "0.5"}).status, 0);
