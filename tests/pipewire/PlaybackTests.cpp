@@ -64,7 +64,7 @@ TEST_F(PipeWirePlayback, AnEditIsHeardToTheSampleAndTheOutputGivenBack) {
   AudioHardware& hardware = platform.hardware();
   const AudioDeviceID track = hardware.deviceForUID("ToneFerry_UID_Track_1").value_or(0);
   ASSERT_NE(track, 0u);
-  ASSERT_EQ(hardware.setDefaultDevice(DefaultDevice::output, track), noErr);
+  ASSERT_TRUE(until([&] { return hardware.setDefaultDevice(DefaultDevice::output, track) == noErr; }));
   ASSERT_TRUE(until([&] { return hardware.defaultDevice(DefaultDevice::output) == track; }));
   Ear ear;
   const auto procedure = hardware.createIOProc(track, Ear::take, &ear);

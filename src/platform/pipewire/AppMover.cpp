@@ -61,6 +61,7 @@ void AppMover::reset() {
   claims_.clear();
   arrivals_.reset();
   settled_.clear();
+  putBack_.clear();
   takenAway_.clear();
 }
 
@@ -203,6 +204,7 @@ void AppMover::write(GlobalID stream, const std::optional<std::string>& target) 
 void AppMover::nodeRemoved(const GraphNode& node) {
   takenAway_.erase(node.id);
   settled_.erase(node.id);
+  if (putBack_.erase(node.id) > 0 && !claims_.contains(node.id)) write(node.id, std::nullopt);
   release(node.id);
 }
 
@@ -215,12 +217,18 @@ void AppMover::linkAdded(const GraphLink& link) {
                      std::ranges::find(active_, link.inputNode, &Active::sink) != active_.end();
   const GraphNode* stream = graph_.node(link.outputNode);
   if (!isOwn || !stream || !stream->isKnown || claims_.contains(stream->id)) return;
+  const std::string target = ownTarget(graph_, *stream);
   log_.warning(fmt::format("Sonmere: {} was sent into a tap that is not its own; putting it back",
                            stream->property("application.name")));
-  write(stream->id, ownTarget(graph_, *stream));
+  putBack_[stream->id] = target;
+  write(stream->id, target);
 }
 
 void AppMover::targetChanged(GlobalID stream, const std::optional<std::string>& value) {
+  // Told late, it stands behind a move that was decided meanwhile.
+  const auto back = putBack_.find(stream);
+  if (back != putBack_.end() && value == back->second) return;
+  if (back != putBack_.end()) putBack_.erase(back);
   const auto known = claims_.find(stream);
   if (known != claims_.end() && value == known->second.serial) return arrivals_.returned(stream);
   if (value && arrivals_.isOnDetour(stream)) return;

@@ -117,6 +117,8 @@ class AppMover {
   std::map<GlobalID, Claim> claims_;
   // Streams that wait no more, whatever is expected: what they play has been heard.
   std::set<GlobalID> settled_;
+  // Streams that were put back, and where: what the table says of it later is no wish of the user's.
+  std::map<GlobalID, std::string> putBack_;
   // Streams that the user or another program has put elsewhere; they are left alone.
   std::set<GlobalID> takenAway_;
 };
