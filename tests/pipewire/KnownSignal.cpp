@@ -46,9 +46,9 @@ KnownSignal::KnownSignal(double seconds, std::uint32_t seed) {
   }
 }
 
-void KnownSignal::write(const std::string& path) const {
+void KnownSignal::write(const std::string& path, int sampleRate) const {
   SF_INFO info{};
-  info.samplerate = 48000;
+  info.samplerate = sampleRate;
   info.channels = 2;
   info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
   SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);

@@ -13,7 +13,8 @@ struct KnownSignal {
   std::vector<float> samples;  // interleaved, 48 kHz
 
   // As a file of 32-bit floats.
-  void write(const std::string& path) const;
+  // At that rate; as it is at 48 kHz.
+  void write(const std::string& path, int sampleRate = 48000) const;
 };
 
 // The samples of a sound file; empty when there is none.

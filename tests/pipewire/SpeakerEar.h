@@ -9,8 +9,10 @@ namespace sonmere {
 
 // What the default device has given while the object lives.
 struct SpeakerEar {
-  explicit SpeakerEar(PipeWireWorld& itsWorld) : world(itsWorld) {
+  // Hears a mark first, of at most half of full scale times `markGain`.
+  explicit SpeakerEar(PipeWireWorld& itsWorld, float markGain = 1) : world(itsWorld) {
     KnownSignal mark(1, 99);
+    for (float& sample : mark.samples) sample *= markGain;
     mark.write(world.session.file("mark.wav"));
     recorder =
         world.session.launch({"pw-record", "--target", "fake.speaker", "-P", "{ stream.capture.sink=true }",

@@ -67,11 +67,12 @@ void AppMover::reset() {
 
 const AppMover::Active* AppMover::wanted(const GraphNode& node) const {
   if (active_.empty() || takenAway_.contains(node.id) || !isMovable(node)) return nullptr;
-  const PipeWireProcess* process = judgedAs(node);
-  if (!process) return nullptr;
-  for (const Active& active : active_ | std::views::reverse)
-    if (active.tap.covers(process->id)) return &active;
-  return nullptr;
+  if (const PipeWireProcess* process = judgedAs(node))
+    for (const Active& active : active_ | std::views::reverse)
+      if (active.tap.covers(process->id)) return &active;
+  // One that is there as kin of a process which has ended stays until its app has another tap.
+  const auto claimed = claims_.find(node.id);
+  return claimed == claims_.end() ? nullptr : find(claimed->second.tap);
 }
 
 // A new process of a captured app is captured with it, before anybody has asked: its first sound would be
