@@ -95,7 +95,7 @@ std::string Lv2World::unit(const LilvPlugin* plugin, const LilvPort* port) const
   if (!unit) return {};
   const LilvOwner<LilvNode> symbol(lilv_world_get(get(), unit.get(), uri(LV2_UNITS__symbol).get(), nullptr));
   if (symbol) return textOf(symbol.get());
-  // The specification's own are not always loaded; their names are their symbols.
+  // Those of LV2 itself are not always loaded; their names are their symbols.
   const std::string text = textOf(unit.get()), prefix = LV2_UNITS_PREFIX;
   if (!text.starts_with(prefix)) return {};
   const std::string name = text.substr(prefix.size());
