@@ -6,6 +6,7 @@
 
 #include "audio/device/BusName.h"
 #include "base/PrintableText.h"
+#include "cli/JSONMembers.h"
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
 #include "cli/TextTable.h"
@@ -13,13 +14,6 @@
 namespace sonmere {
 
 namespace {
-
-bool flag(const ControlJSON& object, const char* name) { return object.value(name, false); }
-
-std::string textOf(const ControlJSON& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_string() ? printable(found->get_ref<const std::string&>()) : "";
-}
 
 std::string percent(const ControlJSON& object) {
   return fmt::format("{:.0f} %", object.value("volume", 1.0) * 100);

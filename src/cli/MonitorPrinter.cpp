@@ -2,19 +2,13 @@
 
 #include <fmt/format.h>
 
+#include "cli/JSONMembers.h"
 #include "cli/Text.h"
 #include "cli/TextTable.h"
 
 namespace sonmere {
 
 namespace {
-
-bool flag(const ControlJSON& object, const char* name) { return object.value(name, false); }
-
-std::string textOf(const ControlJSON& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_string() ? printable(found->get_ref<const std::string&>()) : "";
-}
 
 std::string stateText(const ControlJSON& monitor) {
   if (!flag(monitor, "enabled")) return "off";

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/JSONMembers.h"
 #include "cli/Text.h"
 #include "cli/TextTable.h"
 
@@ -9,20 +10,10 @@ namespace sonmere {
 
 namespace {
 
-std::string text(const ControlJSON& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_string() ? printable(found->get_ref<const std::string&>()) : "";
-}
-
-double number(const ControlJSON& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_number() ? double(*found) : 0.0;
-}
-
 std::string shortNumber(double value) { return fmt::format("{:g}", shortest(float(value))); }
 
 std::string stateOf(const ControlJSON& plugin) {
-  if (const std::string problem = text(plugin, "problem"); !problem.empty()) return problem;
+  if (const std::string problem = textOf(plugin, "problem"); !problem.empty()) return problem;
   if (plugin.value("bypassed", false)) return "bypassed";
   return plugin.value("autoBypassed", false) ? "bypassed, for it fails" : "on";
 }
@@ -41,48 +32,48 @@ std::string valuesOf(const ControlJSON& plugin) {
 std::string controlRange(const ControlJSON& control) {
   std::string all = fmt::format("{} to {}", shortNumber(number(control, "minimum")),
                                 shortNumber(number(control, "maximum")));
-  if (const std::string unit = text(control, "unit"); !unit.empty()) all += " " + unit;
+  if (const std::string unit = textOf(control, "unit"); !unit.empty()) all += " " + unit;
   for (const ControlJSON& point : control.value("points", ControlJSON::array()))
-    all += fmt::format(", {} {}", shortNumber(number(point, "value")), text(point, "label"));
+    all += fmt::format(", {} {}", shortNumber(number(point, "value")), textOf(point, "label"));
   return all;
 }
 
 std::string offersText(const ControlJSON& offers) {
   TextTable table({{"Plug-in"}, {"Name"}, {"By"}, {"Kind"}, {"Remark"}});
   for (const ControlJSON& offer : offers)
-    table.add({text(offer, "plugin"), text(offer, "name"), text(offer, "manufacturer"),
-               text(offer, "category"), text(offer, "obstacle")});
+    table.add({textOf(offer, "plugin"), textOf(offer, "name"), textOf(offer, "manufacturer"),
+               textOf(offer, "category"), textOf(offer, "obstacle")});
   return offers.empty() ? "No plug-ins.\n" : table.text();
 }
 
 std::string pluginInfoText(const ControlJSON& info) {
-  std::string out =
-      fmt::format("{}\n  {}{}{}\n  {}\n", text(info, "name"), text(info, "plugin"),
-                  text(info, "manufacturer").empty() ? "" : ", by " + text(info, "manufacturer"),
-                  text(info, "category").empty() ? "" : ", " + text(info, "category"), text(info, "file"));
-  if (const std::string obstacle = text(info, "obstacle"); !obstacle.empty())
+  std::string out = fmt::format(
+      "{}\n  {}{}{}\n  {}\n", textOf(info, "name"), textOf(info, "plugin"),
+      textOf(info, "manufacturer").empty() ? "" : ", by " + textOf(info, "manufacturer"),
+      textOf(info, "category").empty() ? "" : ", " + textOf(info, "category"), textOf(info, "file"));
+  if (const std::string obstacle = textOf(info, "obstacle"); !obstacle.empty())
     out += "  can't be used: " + obstacle + "\n";
   TextTable controls({{"Control"}, {"Name"}, {"Default", TextTable::Align::right}, {"Range"}});
   for (const ControlJSON& control : info.value("controls", ControlJSON::array()))
-    controls.add({text(control, "symbol"), text(control, "name"), shortNumber(number(control, "initial")),
+    controls.add({textOf(control, "symbol"), textOf(control, "name"), shortNumber(number(control, "initial")),
                   controlRange(control)});
   if (!info.value("controls", ControlJSON::array()).empty()) out += controls.text();
   for (const ControlJSON& preset : info.value("presets", ControlJSON::array()))
-    out += "Preset: " + text(preset, "name") + "\n";
+    out += "Preset: " + textOf(preset, "name") + "\n";
   return out;
 }
 
 std::string chainText(const ControlJSON& chain) {
   const ControlJSON plugins = chain.value("plugins", ControlJSON::array());
   std::string out =
-      fmt::format("{}: {}{}, {:.1f} ms\n", text(chain, "scope"), text(chain, "state"),
+      fmt::format("{}: {}{}, {:.1f} ms\n", textOf(chain, "scope"), textOf(chain, "state"),
                   chain.value("trusted", false) ? ", inside the program" : "", number(chain, "latencyMs"));
-  if (plugins.empty()) return text(chain, "scope") + ": no plug-ins\n";
+  if (plugins.empty()) return textOf(chain, "scope") + ": no plug-ins\n";
   TextTable table({{"#", TextTable::Align::right}, {"Name"}, {"State"}, {"Values"}});
   for (const ControlJSON& plugin : plugins)
     table.add({fmt::format("{:.0f}", number(plugin, "position")),
-               text(plugin, "name").empty() ? text(plugin, "plugin") : text(plugin, "name"), stateOf(plugin),
-               valuesOf(plugin)});
+               textOf(plugin, "name").empty() ? textOf(plugin, "plugin") : textOf(plugin, "name"),
+               stateOf(plugin), valuesOf(plugin)});
   return out + table.text();
 }
 
@@ -90,7 +81,7 @@ std::string chainsText(const ControlJSON& overview) {
   std::string out;
   for (const ControlJSON& chain : overview.value("chains", ControlJSON::array())) out += chainText(chain);
   if (out.empty()) out = "No plug-ins.\n";
-  const std::string error = text(overview, "error");
+  const std::string error = textOf(overview, "error");
   return error.empty() ? out : out + error + "\n";
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "cli/EqualiserText.h"
+#include "cli/JSONMembers.h"
 #include "cli/Text.h"
 #include "cli/TextTable.h"
 #include "control/ControlCodec.h"
@@ -21,21 +22,6 @@ constexpr auto kRight = TextTable::Align::right;
 constexpr double kBarFloorDb = -60;
 constexpr const char* kNoApps = "No audio-producing apps detected. Play audio in an app and refresh.\n";
 
-std::string text(const ControlJSON& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_string() ? printable(found->get_ref<const std::string&>()) : "";
-}
-
-double number(const ControlJSON& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_number() ? double(*found) : 0.0;
-}
-
-bool flag(const ControlJSON& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_boolean() && bool(*found);
-}
-
 std::optional<int> busOf(const ControlJSON& app) {
   const auto bus = app.find("bus");
   return bus != app.end() && bus->is_number() ? std::optional<int>(*bus) : std::nullopt;
@@ -43,12 +29,12 @@ std::optional<int> busOf(const ControlJSON& app) {
 
 std::string routeOf(const ControlJSON& app) {
   const auto bus = busOf(app);
-  return bus ? busLabel(*bus) : text(app, "control");
+  return bus ? busLabel(*bus) : textOf(app, "control");
 }
 
 std::string shortRouteOf(const ControlJSON& app) {
   const auto bus = busOf(app);
-  return bus ? busName(*bus) : text(app, "control");
+  return bus ? busName(*bus) : textOf(app, "control");
 }
 
 std::string volumeOf(const ControlJSON& app) {
@@ -107,7 +93,7 @@ std::string joined(const ControlJSON& words) {
 }
 
 std::string nameOf(const ControlJSON& app) {
-  return fmt::format("{} ({})", text(app, "name"), text(app, "id"));
+  return fmt::format("{} ({})", textOf(app, "name"), textOf(app, "id"));
 }
 
 // The sections as they are typed, and their curve.
@@ -122,7 +108,7 @@ std::string describeEqualiser(const ControlJSON& equaliser) {
 
 std::string inputStatus(const ControlJSON& status) {
   const bool isOn = flag(status, "micEnabled");
-  const std::string device = text(status, "micDevice");
+  const std::string device = textOf(status, "micDevice");
   std::string out = fmt::format("Microphone {}", isOn ? "on" : "off");
   if (isOn && !flag(status, "micRunning")) out += ", but not running";
   if (isOn && !device.empty()) out += ", " + device;
@@ -138,8 +124,8 @@ std::string inputStatus(const ControlJSON& status) {
 
 std::string statusText(const ControlJSON& status) {
   std::string out = fmt::format("Sonmere {} has been running for {:.0f} s on the {} audio server ({}).\n",
-                                text(status, "version"), number(status, "uptimeSeconds"),
-                                text(status, "platform"), text(status, "reason"));
+                                textOf(status, "version"), number(status, "uptimeSeconds"),
+                                textOf(status, "platform"), textOf(status, "reason"));
   out += fmt::format("{:.0f} apps, {:.0f} playing, {:.0f} routed{}, {:.0f} in the per-app volume ({}).\n",
                      number(status, "apps"), number(status, "runningApps"), number(status, "routedApps"),
                      flag(status, "routingEnabled") ? "" : " (routing is off)", number(status, "mixedApps"),
@@ -147,7 +133,7 @@ std::string statusText(const ControlJSON& status) {
   out += fmt::format("{:.0f} recordings.\n", number(status, "recordings"));
   out += inputStatus(status);
   for (const char* error : {"routingError", "mixerError", "recordingError", "micError", "pluginError"})
-    if (const std::string why = text(status, error); !why.empty()) out += "Last error: " + why + "\n";
+    if (const std::string why = textOf(status, error); !why.empty()) out += "Last error: " + why + "\n";
   for (const ControlJSON& notice : status.value("recordingNotices", ControlJSON::array()))
     if (notice.is_string()) out += "Recording: " + printable(notice.get_ref<const std::string&>()) + "\n";
   return out;
@@ -158,8 +144,8 @@ std::string appsText(const ControlJSON& apps) {
   TextTable table(
       {{"app"}, {"name"}, {"sound"}, {"volume", kRight}, {"level", kRight}, {"delay", kRight}, {""}});
   for (const ControlJSON& app : apps)
-    table.add({text(app, "id"), text(app, "name"), routeOf(app), volumeOf(app), levelOf(app), delayOf(app),
-               flagsOf(app)});
+    table.add({textOf(app, "id"), textOf(app, "name"), routeOf(app), volumeOf(app), levelOf(app),
+               delayOf(app), flagsOf(app)});
   return table.text();
 }
 
@@ -183,13 +169,13 @@ std::string mixerText(const ControlJSON& mixer) {
       flag(mixer, "enabled") ? "on" : "off", number(mixer, "masterVolume") * 100,
       flag(mixer, "boostAllowed") ? "allowed" : "not allowed",
       flag(mixer.value("outputEqualiser", ControlJSON::object()), "enabled") ? "on" : "off",
-      text(mixer, "outputDevice").empty() ? "" : ", playing on " + text(mixer, "outputDevice"));
+      textOf(mixer, "outputDevice").empty() ? "" : ", playing on " + textOf(mixer, "outputDevice"));
 }
 
 std::string devicesText(const ControlJSON& devices) {
   TextTable table({{"device"}, {"name"}, {"in", kRight}, {"out", kRight}, {"rate", kRight}, {""}});
   for (const ControlJSON& device : devices)
-    table.add({text(device, "id"), text(device, "name"), fmt::format("{:.0f}", number(device, "inputs")),
+    table.add({textOf(device, "id"), textOf(device, "name"), fmt::format("{:.0f}", number(device, "inputs")),
                fmt::format("{:.0f}", number(device, "outputs")),
                fmt::format("{:.0f} Hz", number(device, "sampleRate")),
                fmt::format("{}{}", flag(device, "defaultOutput") ? "default output " : "",
@@ -202,8 +188,8 @@ std::string recordingsText(const ControlJSON& recordings) {
   TextTable table({{"bus"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}, {""}});
   for (const ControlJSON& recording : recordings)
     table.add({busLabel(int(number(recording, "bus"))), fmt::format("{:.1f} s", number(recording, "seconds")),
-               fmt::format("{:.0f}", number(recording, "frames")), peakOf(recording), text(recording, "path"),
-               lossOf(recording)});
+               fmt::format("{:.0f}", number(recording, "frames")), peakOf(recording),
+               textOf(recording, "path"), lossOf(recording)});
   return table.text();
 }
 
@@ -212,8 +198,8 @@ std::string recordingHealthText(const ControlJSON& health) {
   for (const ControlJSON& notice : health.value("notices", ControlJSON::array()))
     if (notice.is_string()) out += printable(notice.get_ref<const std::string&>()) + "\n";
   for (const ControlJSON& failure : health.value("failures", ControlJSON::array()))
-    out += fmt::format("{}  {}  failed at frame {:.0f}: {}\n", text(failure, "date"), text(failure, "file"),
-                       number(failure, "atFrame"), text(failure, "error"));
+    out += fmt::format("{}  {}  failed at frame {:.0f}: {}\n", textOf(failure, "date"),
+                       textOf(failure, "file"), number(failure, "atFrame"), textOf(failure, "error"));
   return out.empty() ? "All recordings of this run are well.\n" : out;
 }
 
@@ -221,7 +207,7 @@ std::string profilesText(const ControlJSON& profiles) {
   if (profiles.empty()) return "There are no profiles.\n";
   TextTable table({{"profile"}, {"apps"}});
   for (const ControlJSON& profile : profiles)
-    table.add({text(profile, "name"), joined(profile.value("apps", ControlJSON::array()))});
+    table.add({textOf(profile, "name"), joined(profile.value("apps", ControlJSON::array()))});
   return table.text();
 }
 
@@ -257,7 +243,7 @@ std::string levelsText(const ControlJSON& apps, int columns) {
                    {"delay", kRight}});
   // Figures of one width, so that the columns stay where they are.
   for (const ControlJSON& app : apps)
-    table.add({fmt::format("{:<16}", text(app, "name")), shortRouteOf(app), volumeOf(app), bar(app, width),
+    table.add({fmt::format("{:<16}", textOf(app, "name")), shortRouteOf(app), volumeOf(app), bar(app, width),
                fmt::format("{:>8}", levelOf(app)), fmt::format("{:>8}", reductionOf(app)),
                fmt::format("{:>8}", delayOf(app))});
   return table.text(columns);
