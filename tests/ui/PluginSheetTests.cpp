@@ -175,6 +175,26 @@ TEST_F(PluginSheetTest, ControlsHaveRangesUnitsAndNamesAndFollowTheService) {
   EXPECT_TRUE(asked("plugin.preset").contains("preset"));
 }
 
+// The row that is left may have shown the one that went.
+TEST_F(PluginSheetTest, OfTwoOfOneKindEachShowsItsOwnValues) {
+  ControlJSON first = plugin(1, "urn:a", "Warm gain"), second = plugin(2, "urn:a", "Warm gain");
+  first["values"] = {{"gain", -6}};
+  second["values"] = ControlJSON::object();
+  show({first, second});
+  for (auto* row : sheet->findChildren<PluginRow*>()) row->openControls(true);
+  const auto gains = [&] {
+    std::vector<double> all;
+    for (auto* field : sheet->findChildren<PluginControlField*>())
+      if (field->symbol() == QStringLiteral("gain")) all.push_back(field->value());
+    std::ranges::sort(all);
+    return all;
+  };
+  ASSERT_TRUE(waits([&] { return gains() == std::vector<double>{-6, 0}; }));
+  second["position"] = 1;
+  show({second});
+  EXPECT_TRUE(waits([&] { return gains() == std::vector<double>{0}; }));
+}
+
 TEST_F(PluginSheetTest, ARefusalAndWhatBefallsAPluginAreSaidAndEverythingHasAName) {
   ControlJSON broken = plugin(1, "urn:a", "Warm gain");
   broken["problem"] = "the file is gone";

@@ -23,6 +23,7 @@
 #include "ui/sheets/ExportSheet.h"
 #include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
+#include "ui/widgets/NoteLabel.h"
 #include "ui/widgets/Sheet.h"
 #include "ui/work/Workbench.h"
 
@@ -65,15 +66,12 @@ EditorView::EditorView(std::unique_ptr<EditedProject> project, Workbench& workbe
       scroll_(new QScrollBar(Qt::Horizontal)),
       headers_(new QVBoxLayout),
       loudness_(new QLabel),
-      note_(new QLabel) {
+      note_(new NoteLabel(ColourRole::text)) {
   setAcceptDrops(project_->isSession());
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(2 * kGrid, kGrid, 2 * kGrid, kGrid);
   layout->setSpacing(kGrid);
   buildTools();
-  note_->setWordWrap(true);
-  note_->setTextFormat(Qt::PlainText);
-  note_->hide();
   layout->addWidget(note_);
   buildTracks();
   buildBottom();
@@ -284,14 +282,15 @@ QStringList EditorView::unfinishedWork() const {
 void EditorView::leave() {
   const QStringList work = mayGo_ ? QStringList() : unfinishedWork();
   if (work.isEmpty()) return emit backWanted();
-  auto* sheet = new Sheet(tr("Leave the editor?"), this);
-  sheet->addText(work.join(QLatin1Char('\n')));
-  connect(sheet->addButton(tr("Leave, and lose it"), false), &QPushButton::clicked, this, [this] {
+  if (question_) return;
+  question_ = new Sheet(tr("Leave the editor?"), this);
+  question_->addText(work.join(QLatin1Char('\n')));
+  connect(question_->addButton(tr("Leave, and lose it"), false), &QPushButton::clicked, this, [this] {
     mayGo_ = true;
     leave();
   });
-  sheet->addButton(tr("Stay"), true);
-  sheet->open();
+  question_->addButton(tr("Stay"), true);
+  question_->open();
 }
 
 // As a window of its own.
@@ -317,12 +316,6 @@ void EditorView::dropEvent(QDropEvent* event) {
   event->acceptProposedAction();
 }
 
-void EditorView::say(const QString& text, bool isRefusal) {
-  QPalette colours = note_->palette();
-  colours.setColor(QPalette::WindowText, themed(isRefusal ? ColourRole::dangerText : ColourRole::text));
-  note_->setPalette(colours);
-  note_->setText(text);
-  note_->setVisible(!text.isEmpty());
-}
+void EditorView::say(const QString& text, bool isRefusal) { note_->say(text, isRefusal); }
 
 }  // namespace sonmere

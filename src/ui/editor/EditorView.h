@@ -19,7 +19,9 @@ class QVBoxLayout;
 namespace sonmere {
 
 class EditedProject;
+class NoteLabel;
 class RangeFields;
+class Sheet;
 class Timeline;
 class TrackHeader;
 class Workbench;
@@ -74,8 +76,9 @@ class EditorView : public QWidget, public UnfinishedWork {
   QToolButton* undo_ = nullptr;
   QToolButton* redo_ = nullptr;
   QLabel* loudness_;
-  QLabel* note_;
+  NoteLabel* note_;
   std::shared_ptr<class ExportProgress> measuring_;
+  QPointer<Sheet> question_;
   bool mayGo_ = false;  // the user has said so
 };
 

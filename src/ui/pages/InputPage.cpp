@@ -22,6 +22,7 @@
 #include "ui/widgets/ExtraInputRow.h"
 #include "ui/widgets/GainSlider.h"
 #include "ui/widgets/Meter.h"
+#include "ui/widgets/NoteLabel.h"
 #include "ui/widgets/VolumeField.h"
 
 namespace sonmere {
@@ -55,7 +56,7 @@ InputPage::InputPage(InputModel& model, QWidget* parent)
       model_(model),
       enabled_(new QPushButton(tr("Microphone"))),
       state_(new QLabel),
-      note_(new QLabel),
+      note_(new NoteLabel),
       device_(new QComboBox),
       channels_(new QComboBox),
       before_(new Meter),
@@ -98,9 +99,6 @@ QWidget* InputPage::buildSource() {
   enabled_->setIcon(themedIcon(QStringLiteral("input"), ColourRole::text));
   enabled_->setMinimumHeight(5 * kGrid);
   state_->setForegroundRole(QPalette::PlaceholderText);
-  note_->setWordWrap(true);
-  note_->setTextFormat(Qt::PlainText);
-  note_->hide();
   for (const auto& [key, text] : {std::pair{"auto", tr("Automatic")},
                                   {"1", tr("Input 1")},
                                   {"2", tr("Input 2")},
@@ -340,13 +338,6 @@ void InputPage::refreshMeters() {
   }
 }
 
-void InputPage::say(const QString& text, bool isRefusal) {
-  QPalette colours = note_->palette();
-  colours.setColor(QPalette::WindowText,
-                   themed(isRefusal ? ColourRole::dangerText : ColourRole::warningText));
-  note_->setPalette(colours);
-  note_->setText(text);
-  note_->setVisible(!text.isEmpty());
-}
+void InputPage::say(const QString& text, bool isRefusal) { note_->say(text, isRefusal); }
 
 }  // namespace sonmere

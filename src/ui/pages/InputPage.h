@@ -21,6 +21,7 @@ class ExtraInputRow;
 class GainSlider;
 class InputModel;
 class Meter;
+class NoteLabel;
 class VolumeField;
 
 // The microphone: its switch and device, what is made of its sound and where it goes, further inputs of its
@@ -55,7 +56,7 @@ class InputPage : public QWidget {
   InputModel& model_;
   QPushButton* enabled_;
   QLabel* state_;
-  QLabel* note_;
+  NoteLabel* note_;
   QComboBox* device_;
   QComboBox* channels_;
   Meter *before_, *after_;

@@ -21,6 +21,7 @@
 #include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
 #include "ui/widgets/JobStrip.h"
+#include "ui/widgets/NoteLabel.h"
 #include "ui/widgets/PlayerBar.h"
 #include "ui/widgets/WaveformDelegate.h"
 #include "ui/work/Player.h"
@@ -50,7 +51,7 @@ LibraryPage::LibraryPage(LibraryModel& model, Workbench& workbench, QWidget* par
       tree_(new LibraryTree(this)),
       view_(new QTreeView),
       search_(new QLineEdit),
-      note_(new QLabel),
+      note_(new NoteLabel(ColourRole::text)),
       empty_(new QLabel),
       jobs_(new JobStrip),
       bar_(new PlayerBar(*player_)) {
@@ -123,9 +124,6 @@ void LibraryPage::buildList() {
   view_->header()->resizeSection(LibraryTree::picture, Thumbnails::kColumns + kGrid);
   empty_->setWordWrap(true);
   empty_->setAlignment(Qt::AlignCenter);
-  note_->setWordWrap(true);
-  note_->setTextFormat(Qt::PlainText);
-  note_->hide();
   auto* column = static_cast<QVBoxLayout*>(layout());
   column->addWidget(note_);
   column->addWidget(view_, 1);
@@ -264,12 +262,6 @@ void LibraryPage::chooseFiles() {
                                        "*.aac *.flac *.ogg *.opus);;All files (*)")));
 }
 
-void LibraryPage::say(const QString& text, bool isRefusal) {
-  QPalette colours = note_->palette();
-  colours.setColor(QPalette::WindowText, themed(isRefusal ? ColourRole::dangerText : ColourRole::text));
-  note_->setPalette(colours);
-  note_->setText(text);
-  note_->setVisible(!text.isEmpty());
-}
+void LibraryPage::say(const QString& text, bool isRefusal) { note_->say(text, isRefusal); }
 
 }  // namespace sonmere

@@ -14,6 +14,7 @@ namespace sonmere {
 class JobStrip;
 class LibraryModel;
 class LibraryTree;
+class NoteLabel;
 class Player;
 class PlayerBar;
 class Thumbnails;
@@ -57,7 +58,7 @@ class LibraryPage : public QWidget, public UnfinishedWork {
   LibraryTree* tree_;
   QTreeView* view_;
   QLineEdit* search_;
-  QLabel* note_;
+  NoteLabel* note_;
   QToolButton* undo_ = nullptr;
   QToolButton* edit_ = nullptr;
   QToolButton* rename_ = nullptr;

@@ -16,6 +16,7 @@
 #include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
 #include "ui/widgets/BusRow.h"
+#include "ui/widgets/NoteLabel.h"
 
 namespace sonmere {
 namespace {
@@ -33,7 +34,7 @@ RecordPage::RecordPage(RecordingModel& model, BusesModel& buses, MonitorModel& m
       button_(new QPushButton),
       time_(new QLabel),
       room_(new QLabel),
-      note_(new QLabel),
+      note_(new NoteLabel(ColourRole::text)),
       notices_(new QLabel),
       list_(new QVBoxLayout) {
   auto* layout = new QVBoxLayout(this);
@@ -53,12 +54,11 @@ RecordPage::RecordPage(RecordingModel& model, BusesModel& buses, MonitorModel& m
   top->addWidget(room_);
   layout->addLayout(top);
   room_->setForegroundRole(QPalette::PlaceholderText);
-  for (QLabel* label : {note_, notices_}) {
-    label->setWordWrap(true);
-    label->setTextFormat(Qt::PlainText);
-    label->hide();
-    layout->addWidget(label);
-  }
+  notices_->setWordWrap(true);
+  notices_->setTextFormat(Qt::PlainText);
+  notices_->hide();
+  layout->addWidget(note_);
+  layout->addWidget(notices_);
   buildRows();
   connect(button_, &QPushButton::clicked, this, &RecordPage::toggle);
   connect(&model_, &RecordingModel::changed, this, &RecordPage::refresh);
@@ -144,12 +144,6 @@ void RecordPage::refresh() {
   notices_->setPalette(colours);
 }
 
-void RecordPage::say(const QString& text, bool isRefusal) {
-  QPalette colours = note_->palette();
-  colours.setColor(QPalette::WindowText, themed(isRefusal ? ColourRole::dangerText : ColourRole::text));
-  note_->setPalette(colours);
-  note_->setText(text);
-  note_->setVisible(!text.isEmpty());
-}
+void RecordPage::say(const QString& text, bool isRefusal) { note_->say(text, isRefusal); }
 
 }  // namespace sonmere

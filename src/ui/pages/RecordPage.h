@@ -12,6 +12,7 @@ namespace sonmere {
 class BusesModel;
 class BusRow;
 class MonitorModel;
+class NoteLabel;
 class RecordingModel;
 
 // One large button, the buses to take with what plays into them, and while recording how each file comes
@@ -40,7 +41,7 @@ class RecordPage : public QWidget {
   QPushButton* button_;
   QLabel* time_;
   QLabel* room_;
-  QLabel* note_;
+  NoteLabel* note_;
   QLabel* notices_;
   QVBoxLayout* list_;
   std::vector<BusRow*> rows_;

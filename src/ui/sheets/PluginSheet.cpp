@@ -13,6 +13,7 @@
 
 #include "ui/model/PluginsModel.h"
 #include "ui/theme/Theme.h"
+#include "ui/widgets/NoteLabel.h"
 #include "ui/widgets/PluginRow.h"
 
 namespace sonmere {
@@ -35,7 +36,7 @@ PluginSheet::PluginSheet(PluginsModel& model, QString scope, const QString& name
       model_(model),
       scope_(std::move(scope)),
       state_(new QLabel),
-      note_(new QLabel),
+      note_(new NoteLabel),
       empty_(new QLabel(tr("No plug-ins yet."))),
       trusted_(new QCheckBox(tr("Inside the program"))),
       list_(new QVBoxLayout),
@@ -51,9 +52,6 @@ PluginSheet::PluginSheet(PluginsModel& model, QString scope, const QString& name
   addLayout(line);
   addWidget(buildChain(), 3);
   addWidget(buildFinder());
-  note_->setWordWrap(true);
-  note_->setTextFormat(Qt::PlainText);
-  note_->hide();
   addWidget(note_);
   addButton(tr("Close"), false);
   connect(trusted_, &QCheckBox::clicked, this, [this](bool on) { model_.setTrusted(scope_, on); });
@@ -201,12 +199,6 @@ void PluginSheet::refresh() {
   for (PluginRow* row : before) row->deleteLater();
 }
 
-void PluginSheet::say(const QString& text) {
-  QPalette colours = note_->palette();
-  colours.setColor(QPalette::WindowText, themed(ColourRole::dangerText));
-  note_->setPalette(colours);
-  note_->setText(text);
-  note_->setVisible(!text.isEmpty());
-}
+void PluginSheet::say(const QString& text) { note_->say(text, true); }
 
 }  // namespace sonmere

@@ -14,6 +14,7 @@ class QVBoxLayout;
 
 namespace sonmere {
 
+class NoteLabel;
 class PluginRow;
 class PluginsModel;
 
@@ -40,7 +41,9 @@ class PluginSheet : public Sheet {
 
   PluginsModel& model_;
   const QString scope_;
-  QLabel *state_, *note_, *empty_;
+  QLabel* state_;
+  NoteLabel* note_;
+  QLabel* empty_;
   QCheckBox* trusted_;
   QVBoxLayout* list_;
   std::vector<PluginRow*> rows_;  // by place

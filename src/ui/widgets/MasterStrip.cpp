@@ -10,6 +10,7 @@
 #include "ui/widgets/ElidedLabel.h"
 #include "ui/widgets/EqualiserPanel.h"
 #include "ui/widgets/GainSlider.h"
+#include "ui/widgets/NoteLabel.h"
 #include "ui/widgets/VolumeField.h"
 
 namespace sonmere {
@@ -28,7 +29,7 @@ MasterStrip::MasterStrip(AppsModel& model, QWidget* parent)
       volume_(new VolumeField),
       effects_(new QToolButton),
       equaliser_(new EqualiserPanel),
-      note_(new QLabel) {
+      note_(new NoteLabel) {
   auto* layout = new QGridLayout(this);
   layout->setContentsMargins(kGrid, kGrid, kGrid, kGrid);
   layout->setHorizontalSpacing(kGrid);
@@ -38,8 +39,6 @@ MasterStrip::MasterStrip(AppsModel& model, QWidget* parent)
   effects_->setText(tr("Equaliser"));
   slider_->setAccessibleName(tr("Master volume"));
   equaliser_->hide();
-  note_->hide();
-  note_->setWordWrap(true);
   layout->addWidget(enabled_, 0, 0);
   layout->addWidget(device_, 0, 1);
   layout->addWidget(slider_, 0, 2);
@@ -85,13 +84,6 @@ void MasterStrip::refresh() {
   if (mixer.error) say(QString::fromStdString(*mixer.error), true);
 }
 
-void MasterStrip::say(const QString& text, bool isRefusal) {
-  QPalette colours = note_->palette();
-  colours.setColor(QPalette::WindowText,
-                   themed(isRefusal ? ColourRole::dangerText : ColourRole::warningText));
-  note_->setPalette(colours);
-  note_->setText(text);
-  note_->setVisible(!text.isEmpty());
-}
+void MasterStrip::say(const QString& text, bool isRefusal) { note_->say(text, isRefusal); }
 
 }  // namespace sonmere

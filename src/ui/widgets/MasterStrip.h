@@ -10,6 +10,7 @@ namespace sonmere {
 class AppsModel;
 class EqualiserPanel;
 class GainSlider;
+class NoteLabel;
 class VolumeField;
 
 // The per-app volume as a whole: its switch, the master volume, the equaliser of the output, the device.
@@ -32,7 +33,7 @@ class MasterStrip : public QFrame {
   VolumeField* volume_;
   QToolButton* effects_;
   EqualiserPanel* equaliser_;
-  QLabel* note_;
+  NoteLabel* note_;
 };
 
 }  // namespace sonmere

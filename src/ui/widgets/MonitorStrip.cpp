@@ -9,6 +9,7 @@
 #include "ui/model/MonitorModel.h"
 #include "ui/theme/Icons.h"
 #include "ui/theme/Theme.h"
+#include "ui/widgets/NoteLabel.h"
 
 namespace sonmere {
 
@@ -18,7 +19,7 @@ MonitorStrip::MonitorStrip(MonitorModel& model, QWidget* parent)
       enabled_(new QToolButton),
       device_(new QComboBox),
       voice_(new QToolButton),
-      note_(new QLabel) {
+      note_(new NoteLabel) {
   auto* layout = new QGridLayout(this);
   layout->setContentsMargins(kGrid, 0, kGrid, kGrid);
   layout->setHorizontalSpacing(kGrid);
@@ -32,9 +33,6 @@ MonitorStrip::MonitorStrip(MonitorModel& model, QWidget* parent)
   device_->setMinimumContentsLength(12);
   voice_->setCheckable(true);
   voice_->setText(tr("Hear my mic"));
-  note_->setWordWrap(true);
-  note_->setTextFormat(Qt::PlainText);
-  note_->hide();
   layout->addWidget(enabled_, 0, 0);
   layout->addWidget(device_, 0, 1);
   layout->addWidget(voice_, 0, 2);
@@ -78,13 +76,6 @@ void MonitorStrip::refresh() {
   showsError_ = state.error.has_value();
 }
 
-void MonitorStrip::say(const QString& text, bool isRefusal) {
-  QPalette colours = note_->palette();
-  colours.setColor(QPalette::WindowText,
-                   themed(isRefusal ? ColourRole::dangerText : ColourRole::warningText));
-  note_->setPalette(colours);
-  note_->setText(text);
-  note_->setVisible(!text.isEmpty());
-}
+void MonitorStrip::say(const QString& text, bool isRefusal) { note_->say(text, isRefusal); }
 
 }  // namespace sonmere

@@ -9,6 +9,7 @@ class QToolButton;
 namespace sonmere {
 
 class MonitorModel;
+class NoteLabel;
 
 // The monitor as a whole: its switch, the device that it plays on, and whether the user hears the own voice.
 class MonitorStrip : public QFrame {
@@ -26,7 +27,7 @@ class MonitorStrip : public QFrame {
   QToolButton* enabled_;
   QComboBox* device_;
   QToolButton* voice_;
-  QLabel* note_;
+  NoteLabel* note_;
   bool showsError_ = false;
 };
 

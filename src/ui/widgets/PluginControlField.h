@@ -23,6 +23,8 @@ class PluginControlField : public QWidget {
   // What the service says; tells nobody.
   void showValue(double value);
   double value() const { return value_; }
+  // As the plug-in begins.
+  double initialValue() const { return control_.initial; }
   // "-90 to 24 dB"; empty where the field says it all.
   QString rangeText() const;
 

@@ -143,10 +143,11 @@ void PluginRow::buildControls(const PluginInfoView& info) {
   if (line == 0) fields_->addWidget(new QLabel(tr("It has no controls.")), 0, 0, 1, 3);
 }
 
-// What is not told is as the plug-in begins.
+// What is not told is as the plug-in begins: the row may have shown another one of its kind before.
 void PluginRow::showValues() {
-  for (const auto& [symbol, value] : plugin_.values) {
-    if (const auto field = bySymbol_.find(symbol); field != bySymbol_.end()) field->second->showValue(value);
+  for (const auto& [symbol, field] : bySymbol_) {
+    const auto told = plugin_.values.find(symbol);
+    field->showValue(told == plugin_.values.end() ? field->initialValue() : told->second);
   }
 }
 
