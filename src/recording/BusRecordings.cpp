@@ -239,7 +239,7 @@ void BusRecordings::checkLosses() {
       losses += fmt::format("{}\"{}\" lacks {:.2f} s", losses.empty() ? "" : ", ",
                             lastComponent(recorder->outputPath()), double(lost) / recorder->sampleRate());
   if (losses.empty()) return;
-  losses += ": the audio server left out cycles, or the drive was too slow. The recording goes on.";
+  losses += ": the audio server left out cycles, or the drive was too slow.";
   if (lossNotice.get() != losses) lossNotice.set(losses);
 }
 

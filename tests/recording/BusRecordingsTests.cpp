@@ -291,7 +291,7 @@ TEST_F(BusRecordingsTest, WhatFilesLackIsToldUntilTheNextStart) {
   runtime.advance(kSecond);
   EXPECT_EQ(recordings->lossNotice.get(), "\"" + nameOf(1) +
                                               "\" lacks 0.50 s: the audio server left out cycles, or the "
-                                              "drive was too slow. The recording goes on.");
+                                              "drive was too slow.");
   feed.rings.at(2)->noteMissed(4800);
   runtime.advance(kSecond);
   EXPECT_TRUE(recordings->lossNotice.get()->starts_with("\"" + nameOf(0) + "\" lacks 0.10 s, \"" + nameOf(1) +
