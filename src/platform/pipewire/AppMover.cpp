@@ -17,7 +17,9 @@ std::string ownTarget(const GraphMirror& graph, const GraphNode& stream) {
   if (!wish.empty()) return wish;
   for (const auto& [id, node] : graph.nodes())
     if (std::to_string(id) == old) return node.serial;
-  return old.empty() ? kNoTarget : old;
+  // A number that is no device's any more may be another's serial.
+  const bool isName = old.find_first_not_of("0123456789") != std::string::npos;
+  return isName ? old : kNoTarget;
 }
 
 // The PulseAudio service has told its client of the stream, which it does once it is linked to an ordinary
