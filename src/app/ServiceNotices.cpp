@@ -2,6 +2,8 @@
 
 #include <systemd/sd-daemon.h>
 
+#include <cstdlib>
+
 namespace sonmere {
 
 ServiceNotices::ServiceNotices(Runtime& runtime) {
@@ -9,6 +11,11 @@ ServiceNotices::ServiceNotices(Runtime& runtime) {
   if (sd_watchdog_enabled(0, &limit) > 0)
     watchdog_ =
         runtime.mainQueue().repeat(std::chrono::microseconds(limit / 2), [] { sd_notify(0, "WATCHDOG=1"); });
+}
+
+bool ServiceNotices::isService() {
+  const char* const socket = std::getenv("NOTIFY_SOCKET");
+  return socket && *socket;
 }
 
 void ServiceNotices::ready() { sd_notify(0, "READY=1"); }

@@ -12,6 +12,9 @@ class ServiceNotices {
   // From here on the watchdog, where the unit has one, is told twice in its time that the main queue goes on.
   explicit ServiceNotices(Runtime& runtime);
 
+  // Whether a service manager has started this program, and sees to its next start.
+  static bool isService();
+
   // Commands are answered from now on.
   void ready();
   void stopping();

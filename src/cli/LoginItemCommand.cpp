@@ -24,17 +24,17 @@ Outcome<void> remember(bool isOn) {
   return settings.synchronize();
 }
 
-Outcome<void> change(LoginItem& item, bool isOn) {
+}  // namespace
+
+Outcome<void> switchLoginItem(LoginItem& item, bool isOn) {
   auto changed = isOn ? item.registerItem() : item.unregisterItem();
   return changed ? remember(isOn) : changed;
 }
 
-}  // namespace
-
 int runLoginItem(const std::string& action, bool json) {
   const auto item = userLoginItem();
   if (action != "status")
-    if (const auto changed = change(*item, action == "on"); !changed)
+    if (const auto changed = switchLoginItem(*item, action == "on"); !changed)
       return tell("login-item", kExitFailure, changed.error().description);
   const bool isOn = item->isEnabled();
   if (json)

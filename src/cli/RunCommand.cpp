@@ -111,8 +111,9 @@ class RunSession {
     if (request_.options.demoApps) ofThisRun.set("sonmere.volumeMixer.isEnabled", true);
     SettingsStore& settings = platform.embedded() ? static_cast<SettingsStore&>(ofThisRun) : stored;
     // A run for some seconds, on a server inside this process, or out of a build tree is no sign that the
-    // user wants it always.
-    const bool registersLoginItem = !platform.embedded() && !request_.options.seconds && isInstalledProgram();
+    // user wants it always; a service starts by itself.
+    const bool registersLoginItem = !platform.embedded() && !request_.options.seconds &&
+                                    isInstalledProgram() && !ServiceNotices::isService();
     ToneFerryApp app({runtime_, log_, settings, platform.platform(), userFolders(), createAudioFile,
                       request_.folder, registersLoginItem});
     return runOn(platform, app);

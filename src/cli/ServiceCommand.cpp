@@ -10,6 +10,7 @@
 #include "app/PlatformService.h"
 #include "cli/ExitStatus.h"
 #include "cli/JSONOutput.h"
+#include "cli/LoginItemCommand.h"
 #include "cli/Tell.h"
 
 namespace sonmere {
@@ -26,8 +27,10 @@ int showLog() {
 void dropLoginItem() {
   const auto item = userLoginItem();
   if (!item->isEnabled()) return;
-  if (const auto dropped = item->unregisterItem(); dropped)
-    tell("service", kExitSuccess, "the login item is off now, since the service starts with your session");
+  const auto dropped = switchLoginItem(*item, false);
+  tell("service", kExitSuccess,
+       dropped ? "the login item is off now, since the service starts with your session"
+               : "the login item could not be turned off: " + dropped.error().description);
 }
 
 }  // namespace

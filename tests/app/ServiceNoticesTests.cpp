@@ -47,6 +47,7 @@ TEST(ServiceNotices, TellTheServiceManagerOfStartEndAndThatTheMainQueueGoesOn) {
   {
     ServiceNotices notices(runtime);
     EXPECT_EQ(manager.heard(), "") << "not before it answers";
+    EXPECT_TRUE(ServiceNotices::isService());
     notices.ready();
     EXPECT_EQ(manager.heard(), "READY=1;");
     runtime.advance(std::chrono::milliseconds(3500));
