@@ -26,6 +26,10 @@ class BoundaryMachine {
   virtual void chooseOutput(const std::string& uid) = 0;
   // A program that plays a constant 0.5 on a device from now on.
   virtual void play(const std::string& program, const std::string& deviceUID) = 0;
+  // Such a program ends.
+  virtual void end(const std::string& program) = 0;
+  // A device goes away.
+  virtual void remove(const std::string& deviceUID) = 0;
   // Lets the machine run until the condition holds. False: it never did.
   virtual bool until(const std::function<bool()>& condition) = 0;
 

@@ -1,96 +1,8 @@
-// What the engines ask of an audio server, the same of every platform.
+// What the engines ask of an audio server, the same of every platform: devices, taps and aggregates.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cmath>
-
-#include "BoundaryMachine.h"
-#include "audio/engine/TapAggregate.h"
+#include "Boundary.h"
 
 namespace sonmere {
-
-namespace {
-
-constexpr const char* kPlayer = "pw-play";
-const std::string kTrack = "ToneFerry_UID_Track_";
-
-// What an I/O procedure was given last, on each channel, and how long its cycles are. Audio thread writes.
-struct Ear {
-  std::array<std::atomic<float>, 32> input{};
-  std::atomic<std::uint32_t> inputChannels{0}, outputChannels{0}, frames{0};
-  std::atomic<int> cycles{0};
-  std::atomic<bool> plays{false};
-
-  static OSStatus run(void* refcon, const AudioTimeStamp&, AudioBufferList in, AudioBufferList out) noexcept {
-    auto& ear = *static_cast<Ear*>(refcon);
-    if (!in.empty() && in[0].data && in[0].channels > 0) {
-      ear.inputChannels = in[0].channels;
-      ear.frames = in[0].byteSize / 4 / in[0].channels;
-      for (std::uint32_t i = 0; i < std::min(in[0].channels, 32u); ++i) ear.input[i] = in[0].data[i];
-    }
-    if (!out.empty() && out[0].data && out[0].channels > 0) {
-      ear.outputChannels = out[0].channels;
-      // A different value on each channel.
-      for (std::uint32_t i = 0; ear.plays && i < out[0].byteSize / 4; ++i)
-        out[0].data[i] = float(i % out[0].channels + 1) / 64;
-    }
-    ear.cycles = ear.cycles + 1;
-    return noErr;
-  }
-  bool hears(std::size_t channel, float value) const { return std::abs(input[channel] - value) < 1e-3f; }
-};
-
-// An I/O procedure on a device, running while this exists.
-struct Running {
-  Running(AudioHardware& itsHardware, AudioDeviceID itsDevice, Ear& ear)
-      : hardware(itsHardware), device(itsDevice) {
-    procedure = hardware.createIOProc(device, Ear::run, &ear).value_or(0);
-    status = hardware.startDevice(device, procedure);
-  }
-  ~Running() {
-    hardware.stopDevice(device, procedure);
-    hardware.destroyIOProc(device, procedure);
-  }
-  AudioHardware& hardware;
-  const AudioDeviceID device;
-  IOProcID procedure = 0;
-  OSStatus status = noErr;
-};
-
-AggregateDescription aggregateOf(std::vector<std::string> uids) {
-  AggregateDescription description;
-  description.uid = "aggregate";
-  description.name = "Aggregate";
-  for (auto& uid : uids) description.subDevices.push_back({std::move(uid), true});
-  return description;
-}
-
-}  // namespace
-
-using NewMachine = std::unique_ptr<BoundaryMachine> (*)();
-
-struct Boundary : testing::TestWithParam<NewMachine> {
-  void SetUp() override { ASSERT_EQ(machine->problem(), ""); }
-
-  // A tap in its aggregate, running; destroyed by the caller.
-  std::expected<TapAggregate, TapAggregateFailure> tap(TapDescription description, Ear& ear) {
-    TapAggregatePlan plan;
-    plan.tap = std::move(description);
-    plan.tap.name = "tap";
-    plan.aggregateUID = "aggregate of a tap";
-    plan.procedure = Ear::run;
-    plan.clientData = &ear;
-    return buildTapAggregate(hardware, machine->runtime(), plan);
-  }
-  std::vector<std::uint32_t> channels(AudioDeviceID device, AudioScope scope) {
-    return hardware.streamConfiguration(device, scope).value_or(std::vector<std::uint32_t>{99});
-  }
-
-  std::unique_ptr<BoundaryMachine> machine = GetParam()();
-  AudioHardware& hardware = machine->hardware();
-};
 
 TEST_P(Boundary, DevicesAreFoundByWhatPersists) {
   const AudioDeviceID track = machine->device(kTrack + "1");
@@ -223,6 +135,86 @@ TEST_P(Boundary, ARateIsOneDevicesUnlessItIsShared) {
   EXPECT_EQ(hardware.nominalSampleRate(other), hardware.sampleRateIsShared() ? 44100.0 : before);
   EXPECT_NE(hardware.setNominalSampleRate(one, 3), noErr);
   EXPECT_EQ(hardware.setNominalSampleRate(one, before), noErr);
+}
+
+// What a tap delivers is at the rate that its aggregate tells, whatever becomes of the device's.
+TEST_P(Boundary, ATapDeliversAtTheRateThatItsAggregateTells) {
+  const AudioDeviceID track = machine->device(kTrack + "3");
+  ASSERT_TRUE(machine->untilPlaying(kPlayer, kTrack + "3"));
+  Ear ear, device;
+  auto tapped = tap({"", machine->processesOf(kPlayer), true, false, TapMute::unmuted}, ear);
+  ASSERT_TRUE(tapped);
+  const Running listening(hardware, track, device);
+  const double rate = hardware.nominalSampleRate(tapped->aggDeviceID).value();
+  ASSERT_EQ(hardware.setNominalSampleRate(track, 2 * rate), noErr);
+  ASSERT_TRUE(machine->until([&] { return hardware.nominalSampleRate(track) == 2 * rate; }));
+  const auto deliversWhatItTells = [&] {
+    ASSERT_TRUE(machine->until([&, from = ear.cycles + 4] { return ear.cycles > from; }));
+    const std::int64_t heard = ear.passed, played = device.passed;
+    ASSERT_TRUE(machine->until([&] { return device.passed > played + 20000; }));
+    const double told = hardware.nominalSampleRate(tapped->aggDeviceID).value() / (2 * rate);
+    EXPECT_NEAR(double(ear.passed - heard) / double(device.passed - played), told, 0.1);
+  };
+  deliversWhatItTells();
+  for (const double other : {2 * rate, rate}) {
+    EXPECT_EQ(hardware.setNominalSampleRate(tapped->aggDeviceID, other), noErr);
+    EXPECT_EQ(hardware.nominalSampleRate(tapped->aggDeviceID), other);
+    deliversWhatItTells();
+  }
+  destroyTapAggregate(hardware, *tapped);
+  EXPECT_EQ(hardware.setNominalSampleRate(track, rate), noErr);
+}
+
+TEST_P(Boundary, VolumesAndRunningAreTold) {
+  const AudioDeviceID speaker = machine->device(machine->speakerUID());
+  EXPECT_EQ(hardware.setVolume(speaker, AudioScope::output, 0.25f), noErr);
+  EXPECT_TRUE(machine->until(
+      [&] { return std::abs(hardware.volume(speaker, AudioScope::output).value_or(1) - 0.25f) < 1e-3f; }));
+  EXPECT_EQ(hardware.setVolume(speaker, AudioScope::output, 1), noErr);
+
+  const AudioDeviceID track = machine->device(kTrack + "6");
+  int changes = 0;
+  const auto listener = hardware.addListener(track, AudioProperty::isRunningSomewhere, AudioScope::global,
+                                             machine->runtime().mainQueue(), [&] { ++changes; });
+  ASSERT_TRUE(listener);
+  {
+    Ear ear;
+    const Running running(hardware, track, ear);
+    EXPECT_TRUE(machine->until([&] { return hardware.isRunningSomewhere(track).value_or(false); }));
+    EXPECT_TRUE(machine->until([&] { return changes > 0; }));
+  }
+  EXPECT_TRUE(machine->until([&] { return !hardware.isRunningSomewhere(track).value_or(true); }));
+  EXPECT_EQ(hardware.removeListener(*listener), noErr);
+  EXPECT_NE(hardware.removeListener(*listener), noErr);
+  (void)machine->until([turns = 0]() mutable { return ++turns > 20; });
+  changes = 0;
+  Ear ear;
+  const Running running(hardware, track, ear);
+  EXPECT_TRUE(machine->until([&] { return ear.cycles > 20; }));
+  EXPECT_EQ(changes, 0) << "whoever has taken the listener away hears nothing";
+}
+
+TEST_P(Boundary, ProgramsAreToldAsTheyComePlayAndGo) {
+  int listed = 0, running = 0;
+  ASSERT_TRUE(hardware.addListener(kAudioObjectSystemObject, AudioProperty::processObjectList,
+                                   AudioScope::global, machine->runtime().mainQueue(), [&] { ++listed; }));
+  ASSERT_TRUE(machine->untilPlaying(kPlayer, kTrack + "7"));
+  EXPECT_TRUE(machine->until([&] { return listed > 0; }));
+  const auto processes = machine->processesOf(kPlayer);
+  ASSERT_EQ(processes.size(), 1u);
+  const auto pid = hardware.processPID(processes[0]);
+  ASSERT_TRUE(pid);
+  EXPECT_EQ(hardware.processForPID(*pid), processes[0]);
+  EXPECT_EQ(hardware.processDevices(processes[0]),
+            (std::vector<AudioDeviceID>{machine->device(kTrack + "7")}));
+  ASSERT_TRUE(hardware.addListener(processes[0], AudioProperty::isRunningOutput, AudioScope::global,
+                                   machine->runtime().mainQueue(), [&] { ++running; }));
+  listed = 0;
+  machine->end(kPlayer);
+  EXPECT_TRUE(machine->until([&] { return listed > 0 && machine->processesOf(kPlayer).empty(); }));
+  EXPECT_FALSE(hardware.processPID(processes[0]));
+  EXPECT_FALSE(hardware.processIsRunningOutput(processes[0]).value_or(false));
+  EXPECT_FALSE(hardware.createProcessTap({"", processes, true, false, TapMute::unmuted}));
 }
 
 TEST_P(Boundary, WhatCannotBeDoneIsRefused) {

@@ -1,10 +1,13 @@
+#include <sndfile.h>
+
+#include <map>
+#include <nlohmann/json.hpp>
+
 #include "../pipewire/PrivateSession.h"
 #include "BoundaryMachine.h"
 #include "base/LiveRuntime.h"
 #include "base/Log.h"
 #include "platform/pipewire/PipeWirePlatform.h"
-
-#include <sndfile.h>
 
 namespace sonmere {
 
@@ -42,7 +45,13 @@ class PipeWireMachine final : public BoundaryMachine {
                   "Spa:String:JSON"});
   }
   void play(const std::string& program, const std::string& deviceUID) override {
-    programs_.push_back(session_.launch({program, "--target", deviceUID, session_.file("loud.wav")}));
+    programs_[program] = session_.launch({program, "--target", deviceUID, session_.file("loud.wav")});
+  }
+  void end(const std::string& program) override { programs_.at(program).end(); }
+  void remove(const std::string& deviceUID) override {
+    for (const auto& object : nlohmann::json::parse(session_.run({"pw-dump"}), nullptr, false))
+      if (object.value("/info/props/node.name"_json_pointer, "") == deviceUID)
+        session_.run({"pw-cli", "destroy", std::to_string(object.value("id", 0))});
   }
   bool until(const std::function<bool()>& condition) override {
     const Duration end = runtime_.uptime() + kPatience;
@@ -60,7 +69,7 @@ class PipeWireMachine final : public BoundaryMachine {
   LiveRuntime runtime_;
   Log log_;
   PipeWirePlatform platform_{runtime_, log_, {session_.socket(), ""}};
-  std::vector<SessionProgram> programs_;
+  std::map<std::string, SessionProgram> programs_;
 };
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <map>
+
 #include "BoundaryMachine.h"
 #include "base/Log.h"
 #include "base/VirtualRuntime.h"
@@ -30,7 +32,10 @@ class SimulatedMachine final : public BoundaryMachine {
     auto app = platform_.host().launchApp(description);
     app.setDevice(deviceUID);
     app.play(SampleSources::samples({0.5f, 0.5f}, true));
+    programs_.insert_or_assign(program, app);
   }
+  void end(const std::string& program) override { programs_.at(program).quit(); }
+  void remove(const std::string& deviceUID) override { platform_.host().unplug(deviceUID); }
   bool until(const std::function<bool()>& condition) override {
     for (int i = 0; i < 1000 && !condition(); ++i) runtime_.advance(fromMilliseconds(10));
     return condition();
@@ -40,6 +45,7 @@ class SimulatedMachine final : public BoundaryMachine {
   Log log_;
   VirtualRuntime runtime_{1};
   SimulatedPlatform platform_{runtime_, log_};
+  std::map<std::string, SimulatedApp> programs_;
 };
 
 }  // namespace

@@ -91,7 +91,7 @@ TEST(Backlog, DrainsAfterEachChangeOfBusUnitRateDeviceQuantumAndServer) {
     world.setQuantum(frames);
     EXPECT_TRUE(world.untilPrompt()) << "quantum " << frames;
   }
-  for (const int rate : {96000, 0}) {
+  for (const int rate : {96000, 44100, 0}) {
     world.setClock("rate", rate);
     world.graphRate = rate > 0 ? rate : 48000;
     EXPECT_TRUE(world.untilPrompt()) << "rate " << rate;

@@ -16,8 +16,9 @@ using InputCallback = OSStatus (*)(void* refcon, const AudioTimeStamp& time, std
 // A unit bound to one device, for playing (element 0), capturing (element 1), or both. It converts between
 // its client formats and the device's rate and channels.
 // Order of use: set the device and formats, set the callback, initialize, start; stop, uninitialize, then
-// destroy. Destroying is the disposal and may block on the server, as stop may. Main thread, or the
-// tear-down queue; `render` render thread only.
+// destroy. An initialized unit keeps its sides, formats and slice (kAudioUnitErrInvalidPropertyValue), a
+// started one all its settings (kAudioHardwareIllegalOperationError). Destroying is the disposal and may
+// block on the server, as stop may. Main thread, or the tear-down queue; `render` render thread only.
 class OutputUnit {
  public:
   virtual ~OutputUnit() = default;

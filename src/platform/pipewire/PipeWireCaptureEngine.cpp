@@ -1,6 +1,7 @@
 #include "platform/pipewire/PipeWireCaptureEngine.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace sonmere {
 
@@ -18,11 +19,14 @@ struct PipeWireCaptureEngine::Watch {
   };
   std::mutex mutex;
   std::vector<Observer> observers;
-  std::vector<ListenerID> listeners;
+  std::vector<ListenerID> listeners;        // of the engine's life
+  std::vector<ListenerID> deviceListeners;  // of a capture's
   AudioHardware* hardware = nullptr;
+  std::shared_ptr<Delivery> delivery;
   AudioDeviceID device = kAudioObjectUnknown;
   AudioStreamFormat format;
   bool isArmed = false;
+  std::atomic<bool> hasEnded{false};  // by itself; the unit waits for the owner's thread
 
   static AudioStreamFormat formatOf(AudioHardware& hardware, AudioDeviceID device) {
     const auto rate = hardware.nominalSampleRate(device);
@@ -30,11 +34,13 @@ struct PipeWireCaptureEngine::Watch {
     if (!rate || !sides || sides->empty()) return {0, 0};
     return {*rate, sides->front()};
   }
-  // Tells once that what was started with holds no longer.
+  // Ends the capture, and tells once, when what it was started with holds no longer. The worker.
   void look() {
     const std::lock_guard lock(mutex);
     if (!isArmed || formatOf(*hardware, device) == format) return;
     isArmed = false;
+    hasEnded = true;
+    delivery->forget();
     for (const Observer& observer : observers)
       observer.queue->post([each = observer] {
         if (*each.isActive) (*each.call)();
@@ -48,6 +54,7 @@ PipeWireCaptureEngine::PipeWireCaptureEngine(Runtime& runtime, AudioHardware& ha
       worker_(runtime.serialQueue("capture")),
       watch_(std::make_shared<Watch>()) {
   watch_->hardware = &hardware;
+  watch_->delivery = delivery_;
   for (const AudioProperty property : {AudioProperty::devices, AudioProperty::serviceRestarted})
     if (const auto id = hardware.addListener(kAudioObjectSystemObject, property, AudioScope::global, *worker_,
                                              [watch = watch_] { watch->look(); }))
@@ -58,6 +65,15 @@ PipeWireCaptureEngine::~PipeWireCaptureEngine() {
   removeTap();
   stop();
   for (const ListenerID listener : watch_->listeners) hardware_.removeListener(listener);
+}
+
+bool PipeWireCaptureEngine::isRunning() const { return unit_ && !watch_->hasEnded; }
+
+void PipeWireCaptureEngine::listenToDevice() {
+  for (const AudioProperty property : {AudioProperty::nominalSampleRate, AudioProperty::streamConfiguration})
+    if (const auto id = hardware_.addListener(device_, property, AudioScope::input, *worker_,
+                                              [watch = watch_] { watch->look(); }))
+      watch_->deviceListeners.push_back(*id);
 }
 
 OSStatus PipeWireCaptureEngine::setCurrentDevice(AudioDeviceID device) {
@@ -100,6 +116,7 @@ void PipeWireCaptureEngine::removeTap() {
 
 OSStatus PipeWireCaptureEngine::start() {
   if (isRunning()) return noErr;
+  stop();
   const AudioStreamFormat format = inputFormat();
   if (format.channels == 0) return kAudioHardwareBadDeviceError;
   if (hasTap_ && delivery_->format != format) return kAudioDeviceUnsupportedFormatError;
@@ -113,7 +130,10 @@ OSStatus PipeWireCaptureEngine::start() {
     watch_->format = format;
     watch_->isArmed = true;
   }
+  listenToDevice();
   if (hasTap_) startDraining(format);
+  // A change since the format was read has told nobody.
+  worker_->post([watch = watch_] { watch->look(); });
   return noErr;
 }
 
@@ -150,7 +170,10 @@ void PipeWireCaptureEngine::stop() {
   {
     const std::lock_guard lock(watch_->mutex);
     watch_->isArmed = false;
+    watch_->hasEnded = false;
   }
+  for (const ListenerID listener : std::exchange(watch_->deviceListeners, {}))
+    hardware_.removeListener(listener);
   if (unit_) {
     unit_->stop();
     unit_->uninitialize();
@@ -177,6 +200,11 @@ OSStatus PipeWireCaptureEngine::arrived(void* refcon, const AudioTimeStamp& time
   if (const OSStatus status = feed->unit->render(time, frames, {&buffer, 1}); status != noErr) return status;
   feed->fifo->write(feed->block.data(), buffer.byteSize / (feed->channels * std::uint32_t(sizeof(float))));
   return noErr;
+}
+
+void PipeWireCaptureEngine::Delivery::forget() {
+  const std::lock_guard lock(mutex);
+  fifo.reset();
 }
 
 // Hands on all that waits, in blocks of at most the wished size.

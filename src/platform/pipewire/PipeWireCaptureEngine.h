@@ -25,7 +25,7 @@ class PipeWireCaptureEngine final : public CaptureEngine {
   void removeTap() override;
   OSStatus start() override;
   void stop() override;
-  bool isRunning() const override { return unit_ != nullptr; }
+  bool isRunning() const override;
   [[nodiscard]] Subscription observeConfigurationChange(Queue& queue,
                                                         std::function<void()> observer) override;
 
@@ -39,6 +39,7 @@ class PipeWireCaptureEngine final : public CaptureEngine {
     std::shared_ptr<FrameFIFO> fifo;
     std::vector<float> scratch;
     void drain();
+    void forget();
   };
   // What the input callback works on.
   struct Feed {
@@ -50,13 +51,13 @@ class PipeWireCaptureEngine final : public CaptureEngine {
   struct Watch;
 
   OSStatus openUnit(const AudioStreamFormat& format);
+  void listenToDevice();
   void startDraining(const AudioStreamFormat& format);
   static OSStatus arrived(void* refcon, const AudioTimeStamp& time, std::uint32_t bus,
                           std::uint32_t frames) noexcept SONMERE_NONBLOCKING;
 
   AudioHardware& hardware_;
   AudioDeviceID device_ = kAudioObjectUnknown;
-  AudioStreamFormat startedFormat_;
   std::shared_ptr<Delivery> delivery_;
   std::unique_ptr<Feed> feed_;
   std::unique_ptr<OutputUnit> unit_;

@@ -25,11 +25,12 @@ PipeWireHardware::PipeWireHardware(PipeWireServer& server) : server_(server) {
   const Lock lock(server_.loop());
   ownProcess_ = server_.newID();
   server_.outputsChanged = [this] { lookAtOutputs(); };
+  server_.rateChanged = [this] { followRate(); };
 }
 
 PipeWireHardware::~PipeWireHardware() {
   const Lock lock(server_.loop());
-  server_.outputsChanged = nullptr;
+  server_.outputsChanged = server_.rateChanged = nullptr;
   procedures_.clear();
   combined_.clear();
 }
@@ -110,7 +111,7 @@ Result<std::string> PipeWireHardware::channelName(AudioDeviceID device, AudioSco
 Result<double> PipeWireHardware::nominalSampleRate(AudioDeviceID device) {
   const Lock lock(server_.loop());
   if (const auto aggregate = tapAggregates_.find(device); aggregate != tapAggregates_.end())
-    return rateOf(aggregate->second);
+    return aggregate->second.rate;
   return ask(device, [&](const PipeWireDevice&) { return server_.graphRate(); });
 }
 
@@ -120,8 +121,7 @@ OSStatus PipeWireHardware::setNominalSampleRate(AudioDeviceID device, double rat
   if (aggregate == tapAggregates_.end())
     return server_.devices().device(device) ? server_.setGraphRate(rate) : kAudioHardwareBadDeviceError;
   if (!(rate >= 8000 && rate <= 768000)) return kAudioDeviceUnsupportedFormatError;
-  const double before = rateOf(aggregate->second);
-  aggregate->second.rate = rate;
+  const double before = std::exchange(aggregate->second.rate, rate);
   if (std::abs(before - rate) > 0.5)
     restart([&](const Procedure& procedure) { return procedure.device == device; });
   return noErr;
@@ -324,7 +324,7 @@ Result<AudioDeviceID> PipeWireHardware::createAggregateDevice(const AggregateDes
       taps_, [&](const auto& entry) { return entry.second.uid == description.tapUIDs.front(); });
   if (tap == taps_.end()) return std::unexpected(kAudioHardwareBadObjectError);
   const AudioDeviceID id = server_.newID();
-  tapAggregates_[id] = {description, tap->first, std::nullopt};
+  tapAggregates_[id] = {description, tap->first, server_.graphRate()};
   return id;
 }
 
@@ -364,12 +364,13 @@ OSStatus PipeWireHardware::start(Procedure& procedure) {
   const auto aggregate = tapAggregates_.find(procedure.device);
   if (aggregate == tapAggregates_.end()) {
     const PipeWireDevice* device = server_.devices().device(procedure.device);
-    return device ? procedure.io->startOnDevice(PipeWireDevice(*device), server_.graphRate(), frames)
+    procedure.rate = server_.graphRate();
+    return device ? procedure.io->startOnDevice(PipeWireDevice(*device), procedure.rate, frames)
                   : kAudioHardwareBadDeviceError;
   }
   const auto tap = taps_.find(aggregate->second.tap);
   if (tap == taps_.end()) return kAudioHardwareBadObjectError;
-  return procedure.io->startOnTap(PipeWireTap(tap->second), rateOf(aggregate->second), frames);
+  return procedure.io->startOnTap(PipeWireTap(tap->second), aggregate->second.rate, frames);
 }
 
 OSStatus PipeWireHardware::startDevice(AudioDeviceID device, IOProcID id) {
@@ -446,6 +447,17 @@ void PipeWireHardware::followOutputs(int attempts) {
       return followOutputs(attempts - 1);
     restart(isMeant);
     isRestarting_ = false;
+  });
+}
+
+// A device's procedures run at its rate. Those that their engine has made anew by then do so already.
+void PipeWireHardware::followRate() {
+  server_.runtime().mainQueue().post([this, alive = std::weak_ptr(alive_)] {
+    if (alive.expired()) return;
+    const Lock lock(server_.loop());
+    restart([this](const Procedure& each) {
+      return !tapAggregates_.contains(each.device) && each.rate != server_.graphRate();
+    });
   });
 }
 

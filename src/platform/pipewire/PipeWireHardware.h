@@ -85,12 +85,13 @@ class PipeWireHardware final : public AudioHardware {
   struct TapAggregate {
     AggregateDescription description;
     AudioObjectID tap = kAudioObjectUnknown;
-    std::optional<double> rate;
+    double rate;  // Hz; the graph's when it was made
   };
   struct Procedure {
     AudioDeviceID device = kAudioObjectUnknown;
     std::unique_ptr<DeviceIO> io;
     bool isStarted = false;
+    double rate = 0;  // Hz; of one on a device, since it was started
   };
   // The device's answer, or its absence as a status.
   template <class Answer>
@@ -105,7 +106,7 @@ class PipeWireHardware final : public AudioHardware {
   void lookAtOutputs();
   bool isUnderWay(const Procedure& procedure) const;
   void followOutputs(int attempts);
-  double rateOf(const TapAggregate& aggregate) const { return aggregate.rate.value_or(server_.graphRate()); }
+  void followRate();
   std::uint32_t wishedFrames(AudioDeviceID device) const;
   Procedure* find(AudioDeviceID device, IOProcID procedure);
 

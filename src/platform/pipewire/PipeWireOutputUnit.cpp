@@ -35,14 +35,17 @@ OSStatus PipeWireOutputUnit::setEnableIO(AudioScope scope, bool enabled) {
 
 OSStatus PipeWireOutputUnit::setCurrentDevice(AudioDeviceID device) {
   const PipeWireLoop::Lock lock(server_.loop());
-  if (!server_.devices().device(device)) return kAudioHardwareBadDeviceError;
+  const PipeWireDevice* found = server_.devices().device(device);
+  if (!found) return kAudioHardwareBadDeviceError;
+  if (!(outputEnabled_ && found->sink) && !(inputEnabled_ && found->source))
+    return kAudioUnitErrInvalidPropertyValue;
   return change([&] { device_ = device; });
 }
 
 Result<AudioDeviceID> PipeWireOutputUnit::currentDevice() const { return device_; }
 
 OSStatus PipeWireOutputUnit::setStreamFormat(AudioScope scope, const AudioStreamFormat& format) {
-  if (scope == AudioScope::global) return kAudioUnitErrInvalidPropertyValue;
+  if (scope == AudioScope::global || isInitialized_) return kAudioUnitErrInvalidPropertyValue;
   if (!isUsable(format)) return kAudioUnitErrFormatNotSupported;
   return change([&] { (scope == AudioScope::input ? outputFormat_ : inputFormat_) = format; });
 }
@@ -60,7 +63,7 @@ OSStatus PipeWireOutputUnit::setChannelMap(std::vector<std::int32_t> map) {
 }
 
 OSStatus PipeWireOutputUnit::setMaximumFramesPerSlice(std::uint32_t frames) {
-  if (frames == 0) return kAudioUnitErrInvalidPropertyValue;
+  if (frames == 0 || isInitialized_) return kAudioUnitErrInvalidPropertyValue;
   return change([&] { maximumFrames_ = frames; });
 }
 
@@ -83,7 +86,7 @@ OSStatus PipeWireOutputUnit::initialize() {
   const PipeWireDevice* device = server_.devices().device(device_);
   if (!device) return kAudioHardwareBadDeviceError;
   if ((outputEnabled_ && !device->sink) || (inputEnabled_ && !device->source))
-    return kAudioUnitErrNoConnection;
+    return kAudioUnitErrFormatNotSupported;
   for (AudioStreamFormat* format : {&outputFormat_, &inputFormat_})
     if (format->sampleRate == 0) *format = {server_.graphRate(), 2};
   scratch_.assign(std::size_t(maximumFrames_) * outputFormat_.channels, 0.0f);

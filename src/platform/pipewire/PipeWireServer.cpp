@@ -228,9 +228,11 @@ bool PipeWireServer::isDefaultUnknown() const {
 }
 
 void PipeWireServer::settingsChanged(const std::string& key) {
-  if (key == "clock.force-rate" || key == "clock.rate")
+  if (key == "clock.force-rate" || key == "clock.rate") {
     for (const AudioDeviceID device : devices_.list())
       listeners_.notify(device, AudioProperty::nominalSampleRate);
+    if (rateChanged) rateChanged();
+  }
   loop_.wake();
 }
 

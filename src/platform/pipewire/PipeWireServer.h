@@ -76,6 +76,7 @@ class PipeWireServer final : private GraphObserver {
 
   // Where programs play, or as how many channels, may have changed. Loop's thread.
   std::function<void()> outputsChanged;
+  std::function<void()> rateChanged;
 
   // Rate of the whole graph, in Hz, and its usual buffer size.
   double graphRate() const;

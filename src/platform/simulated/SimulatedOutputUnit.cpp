@@ -41,6 +41,14 @@ SimulatedOutputUnit::~SimulatedOutputUnit() {
   });
 }
 
+// Settings hold still while it runs.
+template <class Edit>
+OSStatus SimulatedOutputUnit::prepare(Operation operation, Edit&& edit) {
+  return set(operation, [&](UnitRenderer::Settings& settings) -> OSStatus {
+    return settings.isStarted ? kAudioHardwareIllegalOperationError : edit(settings);
+  });
+}
+
 template <class Edit>
 OSStatus SimulatedOutputUnit::set(Operation operation, Edit&& edit) {
   return world_->perform(operation, boundDevice(), [&]() -> OSStatus {
@@ -60,7 +68,7 @@ OSStatus SimulatedOutputUnit::setEnableIO(AudioScope scope, bool enabled) {
 }
 
 OSStatus SimulatedOutputUnit::setCurrentDevice(AudioDeviceID device) {
-  return set(Operation::unitSetCurrentDevice, [&](UnitRenderer::Settings& settings) -> OSStatus {
+  return prepare(Operation::unitSetCurrentDevice, [&](UnitRenderer::Settings& settings) -> OSStatus {
     const SimulatedEndpoint* found = world_->graph().endpoint(device);
     if (!found) return kAudioHardwareBadDeviceError;
     const bool playable = settings.outputEnabled && found->outputChannels > 0;
@@ -102,7 +110,7 @@ Result<AudioStreamFormat> SimulatedOutputUnit::hardwareFormat(AudioScope scope) 
 }
 
 OSStatus SimulatedOutputUnit::setChannelMap(std::vector<std::int32_t> map) {
-  return set(Operation::unitSetChannelMap, [&](UnitRenderer::Settings& settings) -> OSStatus {
+  return prepare(Operation::unitSetChannelMap, [&](UnitRenderer::Settings& settings) -> OSStatus {
     settings.channelMap = std::move(map);
     return noErr;
   });
@@ -117,7 +125,7 @@ OSStatus SimulatedOutputUnit::setMaximumFramesPerSlice(std::uint32_t frames) {
 }
 
 OSStatus SimulatedOutputUnit::setRenderCallback(RenderCallback callback, void* refcon) {
-  return set(Operation::unitSetRenderCallback, [&](UnitRenderer::Settings& settings) -> OSStatus {
+  return prepare(Operation::unitSetRenderCallback, [&](UnitRenderer::Settings& settings) -> OSStatus {
     settings.renderCallback = callback;
     settings.renderRefcon = refcon;
     return noErr;
@@ -125,7 +133,7 @@ OSStatus SimulatedOutputUnit::setRenderCallback(RenderCallback callback, void* r
 }
 
 OSStatus SimulatedOutputUnit::setInputCallback(InputCallback callback, void* refcon) {
-  return set(Operation::unitSetInputCallback, [&](UnitRenderer::Settings& settings) -> OSStatus {
+  return prepare(Operation::unitSetInputCallback, [&](UnitRenderer::Settings& settings) -> OSStatus {
     settings.inputCallback = callback;
     settings.inputRefcon = refcon;
     return noErr;

@@ -34,6 +34,8 @@ class SimulatedOutputUnit final : public OutputUnit {
   // Changes a setting; at once in the running cycle when the unit is started.
   template <class Edit>
   OSStatus set(Operation operation, Edit&& edit);
+  template <class Edit>
+  OSStatus prepare(Operation operation, Edit&& edit);
   OSStatus checkSides() const;
   // The device is looked up under the world's lock: a restart of the service takes it away from any thread.
   auto boundDevice() const {
