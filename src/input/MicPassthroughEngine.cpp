@@ -401,8 +401,13 @@ void MicPassthroughEngine::revalidate(RevalidationReason reason) {
   noteNewInputs(before);
   if (isAnother)
     if (const auto device = devices_.selected()) extras_.load(device->uid);
-  const bool mayBeDeaf = reason == RevalidationReason::wake;
+  const bool mayBeDeaf = reason == RevalidationReason::wake || reason == RevalidationReason::manual;
   if (isWanted_ && (isAnother || mayBeDeaf || !isRunning() || hasLostBridge())) restart();
+}
+
+RouteHealthEntry MicPassthroughEngine::check(RevalidationReason) {
+  revalidate(RevalidationReason::deviceChange);
+  return health();
 }
 
 RouteHealthEntry MicPassthroughEngine::health() const {

@@ -90,6 +90,8 @@ class MicPassthroughEngine final : public LatencySource, public Route {
 
   void serverLost() override { stop(); }
   void revalidate(RevalidationReason reason) override;
+  // A start that failed is tried again.
+  RouteHealthEntry check(RevalidationReason reason) override;
   RouteHealthEntry health() const override;
 
  private:

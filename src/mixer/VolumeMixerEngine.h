@@ -102,6 +102,8 @@ class VolumeMixerEngine final : public LatencySource, public Route {
   void serverLost() override;
   void suspend() override;
   void revalidate(RevalidationReason reason) override;
+  // With all of its attempts.
+  void reset(ResetRoutingResult& result) override;
   RouteHealthEntry health() const override;
 
  private:

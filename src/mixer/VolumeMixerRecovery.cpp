@@ -77,6 +77,11 @@ void VolumeMixerEngine::revalidate(RevalidationReason reason) {
   if (!isChange || CoreAudioUtils::defaultOutput(context_.hardware()) != triedDevice_) rebuildOutput();
 }
 
+void VolumeMixerEngine::reset(ResetRoutingResult& result) {
+  failedRebuilds_ = 0;
+  Route::reset(result);
+}
+
 RouteHealthEntry VolumeMixerEngine::health() const {
   RouteHealthEntry entry{"mixer", "Per-App Volume", RouteHealthVerdict::healthy, errorMessage->value_or("")};
   if (!*isEnabled)

@@ -491,6 +491,11 @@ void AppTapEngine::revalidate(RevalidationReason reason) {
   taps_.recheckTaps();
 }
 
+RouteHealthEntry AppTapEngine::check(RevalidationReason) {
+  taps_.recheckTaps();
+  return health();
+}
+
 RouteHealthEntry AppTapEngine::health() const {
   RouteHealthEntry entry{"routing", "Per-App Routing", RouteHealthVerdict::healthy, ""};
   if (!state_.isGlobalEnabled() || state_.intended().empty()) {

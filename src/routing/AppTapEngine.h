@@ -122,6 +122,8 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
 
   void serverLost() override;
   void revalidate(RevalidationReason reason) override;
+  // Taps that the server knows no more are made anew.
+  RouteHealthEntry check(RevalidationReason reason) override;
   RouteHealthEntry health() const override;
 
  private:

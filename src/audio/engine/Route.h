@@ -2,10 +2,26 @@
 
 #include <string>
 
+#include "audio/engine/ResetRoutingResult.h"
+
 namespace sonmere {
 
-// Why a route is looked at anew.
-enum class RevalidationReason { wake, deviceChange, serviceRestart };
+// Why a route is looked at anew. `manual`: the user asks for it.
+enum class RevalidationReason { wake, deviceChange, manual, serviceRestart };
+
+constexpr const char* reasonText(RevalidationReason reason) {
+  switch (reason) {
+    case RevalidationReason::wake:
+      return "wake";
+    case RevalidationReason::deviceChange:
+      return "deviceChange";
+    case RevalidationReason::manual:
+      return "manual";
+    case RevalidationReason::serviceRestart:
+      return "serviceRestart";
+  }
+  return "";
+}
 
 enum class RouteHealthVerdict { healthy, degraded, broken, inactive };
 
@@ -47,6 +63,11 @@ class Route {
   // Whether it stands as it is wished for; what it can it mends.
   virtual void revalidate(RevalidationReason reason) = 0;
   virtual RouteHealthEntry health() const = 0;
+  // One pass of the recovery, once everything has come to rest: what is missing is asked for again. The entry
+  // tells what was found.
+  virtual RouteHealthEntry check(RevalidationReason) { return health(); }
+  // The user's "Reset Routing": made anew from the ground, with whatever it had used up of its attempts.
+  virtual void reset(ResetRoutingResult&) { revalidate(RevalidationReason::manual); }
 };
 
 }  // namespace sonmere

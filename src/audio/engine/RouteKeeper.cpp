@@ -44,9 +44,11 @@ RouteKeeper::Registration RouteKeeper::add(Route& route) {
 void RouteKeeper::follow() {
   PowerEvents& power = platform_.powerEvents();
   sleepObserver_ = power.observeWillSleep([this] { willSleep(); });
-  wakeObserver_ = power.observeDidWake(
-      [this] { revalidateIn(afterWake_, settleTimes(platform_.hardware()).wake, RevalidationReason::wake); });
-  listChange_ = devices_.listChanges().observe([this](int) { changed(); });
+  wakeObserver_ = power.observeDidWake([this] { didWake(); });
+  listChange_ = devices_.listChanges().observe([this](int) {
+    event_.set(Event::listChange);
+    changed();
+  });
   listen();
 }
 
@@ -80,7 +82,9 @@ void RouteKeeper::revalidateIn(ScopedTask& task, Duration time, RevalidationReas
       time, [this, reason] { tellAll([reason](Route& route) { route.revalidate(reason); }); });
 }
 
+// What changes while the machine sleeps is looked at with the wake.
 void RouteKeeper::changed() {
+  if (isAsleep_) return;
   revalidateIn(afterChange_, settleTimes(platform_.hardware()).change, RevalidationReason::deviceChange);
 }
 
@@ -89,17 +93,36 @@ void RouteKeeper::serverRestarted() {
   devices_.forget();
   tellAll([](Route& route) { route.serverLost(); });
   revalidateIn(afterRestart_, Duration::zero(), RevalidationReason::serviceRestart);
+  event_.set(Event::serverRestart);
 }
 
 void RouteKeeper::willSleep() {
+  isAsleep_ = true;
   afterWake_.cancel();
   tellAll([](Route& route) { route.suspend(); });
+  event_.set(Event::sleep);
+}
+
+void RouteKeeper::didWake() {
+  isAsleep_ = false;
+  revalidateIn(afterWake_, settleTimes(platform_.hardware()).wake, RevalidationReason::wake);
+  event_.set(Event::wake);
 }
 
 std::vector<RouteHealthEntry> RouteKeeper::health() const {
   std::vector<RouteHealthEntry> entries;
   for (const Route* const route : routes_) entries.push_back(route->health());
   return entries;
+}
+
+std::vector<RouteHealthEntry> RouteKeeper::check(RevalidationReason reason) {
+  std::vector<RouteHealthEntry> entries;
+  tellAll([&](Route& route) { entries.push_back(route.check(reason)); });
+  return entries;
+}
+
+void RouteKeeper::reset(ResetRoutingResult& result) {
+  tellAll([&result](Route& route) { route.reset(result); });
 }
 
 }  // namespace sonmere

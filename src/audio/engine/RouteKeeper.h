@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -38,6 +39,16 @@ class RouteKeeper {
   [[nodiscard]] Registration add(Route& route);
   // Of every route, in the order of their registration.
   std::vector<RouteHealthEntry> health() const;
+  // The same after each was asked for what it lacks.
+  std::vector<RouteHealthEntry> check(RevalidationReason reason);
+  // What the routes did of it goes into the result.
+  void reset(ResetRoutingResult& result);
+
+  // What happened, told at once; the routes themselves are told when it has settled.
+  enum class Event { listChange, serverRestart, sleep, wake };
+  [[nodiscard]] Subscription observe(std::function<void(Event)> observer) {
+    return event_.observe(std::move(observer));
+  }
 
  private:
   void follow();
@@ -46,6 +57,7 @@ class RouteKeeper {
   void changed();
   void serverRestarted();
   void willSleep();
+  void didWake();
   void revalidateIn(ScopedTask& task, Duration time, RevalidationReason reason);
   template <class Tell>
   void tellAll(Tell tell);
@@ -55,6 +67,8 @@ class RouteKeeper {
   DeviceDirectory& devices_;
   std::vector<Route*> routes_;
   bool isFollowing_ = false;
+  bool isAsleep_ = false;
+  Observable<Event> event_{Event::listChange};
   PropertyListener defaultOutput_, restart_;
   Duration readyAt_{0};  // uptime; nothing is looked at before
   ScopedTask listenAgain_, afterChange_, afterRestart_, afterWake_;

@@ -223,11 +223,16 @@ void MonitorOutput::suspend() {
 void MonitorOutput::revalidate(RevalidationReason reason) {
   readDevices();
   if (!isWanted()) return;
-  if (reason == RevalidationReason::wake) return restart();
+  if (reason == RevalidationReason::wake || reason == RevalidationReason::manual) return restart();
   if (!runner_.isRunning()) return start();
   if (rebuild_ || runner_.isAsPlanned()) return;
   const bool isOtherDefault = isFollowing() && wantedDevice() != runner_.device();
   scheduleRebuild(isOtherDefault ? kDefaultChanged : kBridgeChanged);
+}
+
+RouteHealthEntry MonitorOutput::check(RevalidationReason) {
+  revalidate(RevalidationReason::deviceChange);
+  return health();
 }
 
 RouteHealthEntry MonitorOutput::health() const {

@@ -49,6 +49,8 @@ class MonitorOutput final : public Route {
   void serverLost() override;
   void suspend() override;
   void revalidate(RevalidationReason reason) override;
+  // A start that failed is tried again.
+  RouteHealthEntry check(RevalidationReason reason) override;
   RouteHealthEntry health() const override;
 
  private:
