@@ -57,6 +57,10 @@ constexpr std::uint32_t virtualDevice = fourCharCode("virt");
 constexpr std::uint32_t kDataSourceInternalSpeaker = fourCharCode("ispk");
 constexpr std::uint32_t kDataSourceInternalMicrophone = fourCharCode("imic");
 constexpr std::uint32_t kDataSourceHeadphones = fourCharCode("hdpn");
+constexpr std::uint32_t kDataSourceExternalSpeaker = fourCharCode("espk");
+constexpr std::uint32_t kDataSourceExternalMicrophone = fourCharCode("emic");
+constexpr std::uint32_t kDataSourceHeadset = fourCharCode("hset");
+constexpr std::uint32_t kDataSourceLine = fourCharCode("line");
 
 // Rates a device can run at, in Hz; a single rate has equal ends.
 struct AudioValueRange {

@@ -22,6 +22,17 @@ Side sideOf(const GraphNode& node) {
 
 bool isInternal(const GraphNode& node) { return node.mediaClass().ends_with("/Internal"); }
 
+std::uint32_t dataSourceOf(const GraphRoute& route, bool isOutput, bool isBuiltIn) {
+  const std::string_view type = route.portType;
+  if (type == "headphones" || type == "headset") return isOutput ? kDataSourceHeadphones : kDataSourceHeadset;
+  if (type == "hdmi") return TransportType::hdmi;
+  if (type == "line") return kDataSourceLine;
+  if (isOutput)
+    return isBuiltIn && type == "speaker" ? kDataSourceInternalSpeaker : kDataSourceExternalSpeaker;
+  const bool isInternal = isBuiltIn && route.name.find("nternal") != std::string::npos;
+  return isInternal ? kDataSourceInternalMicrophone : kDataSourceExternalMicrophone;
+}
+
 // "[ FL FR ]", "FL,FR" and "FL FR" are all in use.
 std::vector<std::string> splitPositions(std::string_view text) {
   std::string plain(text);
@@ -170,12 +181,36 @@ std::uint32_t DeviceDirectory::transportType(const PipeWireDevice& device) const
   if (device.isAggregate) return TransportType::aggregate;
   const GraphNode* side = node(device.anySide());
   if (!side) return TransportType::virtualDevice;
-  const std::string_view api = side->property("device.api"), bus = side->property("device.bus");
+  const std::string_view api = side->property("device.api"), bus = busOf(*side);
   if (api == "bluez5" || bus == "bluetooth") return TransportType::bluetooth;
   if (bus == "usb") return TransportType::usb;
   if (side->name().find("hdmi") != std::string_view::npos) return TransportType::hdmi;
   if (api == "alsa") return TransportType::builtIn;
   return TransportType::virtualDevice;
+}
+
+// Sessions tell it of the card, some of its nodes too.
+std::string_view DeviceDirectory::busOf(const GraphNode& side) const {
+  const std::string_view own = side.property("device.bus");
+  const GraphCard* card = graph_.cardOf(side);
+  return own.empty() && card ? card->property("device.bus") : own;
+}
+
+std::optional<std::uint32_t> DeviceDirectory::dataSource(const PipeWireDevice& device,
+                                                         AudioScope scope) const {
+  const bool isOutput = scope != AudioScope::input;
+  const GraphNode* side = node(device.side(scope));
+  const GraphRoute* route = side ? graph_.routeOf(*side, isOutput) : nullptr;
+  if (!route) return std::nullopt;
+  return dataSourceOf(*route, isOutput, transportType(device) == TransportType::builtIn);
+}
+
+void DeviceDirectory::routesChanged(const GraphCard& card) {
+  if (!deviceChanged) return;
+  for (const auto& [id, device] : devices_)
+    for (const AudioScope scope : {AudioScope::output, AudioScope::input})
+      if (const GraphNode* side = node(device.side(scope)); side && graph_.cardOf(*side) == &card)
+        deviceChanged(id, AudioProperty::dataSource, scope);
 }
 
 bool DeviceDirectory::isRunning(const PipeWireDevice& device) const {

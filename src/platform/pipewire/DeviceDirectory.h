@@ -37,6 +37,7 @@ class DeviceDirectory {
 
   void nodeChanged(const GraphNode& node);
   void nodeRemoved(const GraphNode& node);
+  void routesChanged(const GraphCard& card);
   // The server has gone, and with it all devices.
   void clear();
 
@@ -57,10 +58,13 @@ class DeviceDirectory {
   std::string name(const PipeWireDevice& device) const;
   std::uint32_t transportType(const PipeWireDevice& device) const;
   bool isRunning(const PipeWireDevice& device) const;
+  // Where the sound of a side comes out or goes in; nothing where the card does not tell.
+  std::optional<std::uint32_t> dataSource(const PipeWireDevice& device, AudioScope scope) const;
 
  private:
   PipeWireDevice& entry(const std::string& uid);
   const GraphNode* node(const std::optional<GlobalID>& id) const;
+  std::string_view busOf(const GraphNode& side) const;
 
   const GraphMirror& graph_;
   const std::function<AudioObjectID()> newID_;

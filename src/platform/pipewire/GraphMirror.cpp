@@ -6,9 +6,12 @@
 #include <spa/debug/types.h>
 #include <spa/param/audio/format-utils.h>
 #include <spa/param/audio/type-info.h>
+#include <spa/param/profile.h>
 #include <spa/param/props.h>
+#include <spa/param/route.h>
 #include <spa/pod/builder.h>
 #include <spa/pod/iter.h>
+#include <spa/pod/parser.h>
 
 #include <algorithm>
 #include <array>
@@ -58,8 +61,9 @@ NodeState stateOf(pw_node_state state) {
 }  // namespace
 
 std::string_view GraphNode::property(std::string_view key) const { return find(properties, key); }
+std::string_view GraphCard::property(std::string_view key) const { return find(properties, key); }
 
-// A bound node, client or link.
+// A bound node, card, client or link.
 struct GraphMirror::Binding {
   GraphMirror* mirror;
   GlobalID id;
@@ -128,6 +132,53 @@ struct GraphMirror::Binding {
     self->mirror->links_[self->id].isActive = info->state == PW_LINK_STATE_ACTIVE;
   }
 
+  static void cardInfo(void* data, const pw_device_info* info) {
+    auto* self = static_cast<Binding*>(data);
+    if (info->props)
+      for (auto& [key, value] : copy(info->props)) self->mirror->cards_[self->id].properties[key] = value;
+    // A subscription would tell the first ones only.
+    if ((info->change_mask & PW_DEVICE_CHANGE_MASK_PARAMS) != 0)
+      pw_device_enum_params(reinterpret_cast<pw_device*>(self->proxy), 0, SPA_PARAM_Route, 0, UINT32_MAX,
+                            nullptr);
+  }
+
+  // All of a card's ways are asked for when one of them changes.
+  static void cardParameter(void* data, int, std::uint32_t id, std::uint32_t, std::uint32_t,
+                            const spa_pod* pod) {
+    auto* self = static_cast<Binding*>(data);
+    const char* name = nullptr;
+    std::int32_t device = 0;
+    std::uint32_t direction = SPA_DIRECTION_OUTPUT;
+    const spa_pod* details = nullptr;
+    if (!pod || id != SPA_PARAM_Route ||
+        spa_pod_parse_object(pod, SPA_TYPE_OBJECT_ParamRoute, nullptr, SPA_PARAM_ROUTE_direction,
+                             SPA_POD_Id(&direction), SPA_PARAM_ROUTE_device, SPA_POD_Int(&device),
+                             SPA_PARAM_ROUTE_name, SPA_POD_OPT_String(&name), SPA_PARAM_ROUTE_info,
+                             SPA_POD_OPT_Pod(&details)) < 0)
+      return;
+    GraphCard& card = self->mirror->cards_[self->id];
+    GraphRoute route{name ? name : "", details ? portType(details) : ""};
+    GraphRoute& known = card.routes[{direction == SPA_DIRECTION_OUTPUT, device}];
+    if (std::exchange(known, route) != route) self->mirror->observer_.routesChanged(card);
+  }
+
+  // Of a structure that holds a number of pairs, and the pairs.
+  static std::string portType(const spa_pod* details) {
+    spa_pod_parser parser{};
+    spa_pod_frame frame{};
+    std::int32_t pairs = 0;
+    spa_pod_parser_pod(&parser, details);
+    if (spa_pod_parser_push_struct(&parser, &frame) < 0 || spa_pod_parser_get_int(&parser, &pairs) < 0)
+      return {};
+    for (std::int32_t i = 0; i < pairs; ++i) {
+      const char *key = nullptr, *value = nullptr;
+      if (spa_pod_parser_get_string(&parser, &key) < 0 || spa_pod_parser_get_string(&parser, &value) < 0)
+        return {};
+      if (std::string_view(key) == "port.type") return value;
+    }
+    return {};
+  }
+
   static void clientInfo(void* data, const pw_client_info* info) {
     auto* self = static_cast<Binding*>(data);
     if (!info->props) return;
@@ -167,6 +218,7 @@ void GraphMirror::detach() {
   settings_.unbind();
   bindings_.clear();
   nodes_.clear();
+  cards_.clear();
   clients_.clear();
   ports_.clear();
   links_.clear();
@@ -185,6 +237,18 @@ const GraphNode* GraphMirror::node(GlobalID id) const {
 const GraphClient* GraphMirror::client(GlobalID id) const {
   const auto found = clients_.find(id);
   return found == clients_.end() ? nullptr : &found->second;
+}
+
+const GraphCard* GraphMirror::cardOf(const GraphNode& node) const {
+  const auto found = cards_.find(number(node.properties, PW_KEY_DEVICE_ID));
+  return found == cards_.end() ? nullptr : &found->second;
+}
+
+const GraphRoute* GraphMirror::routeOf(const GraphNode& node, bool isOutput) const {
+  const GraphCard* card = cardOf(node);
+  if (!card || node.property("card.profile.device").empty()) return nullptr;
+  const auto found = card->routes.find({isOutput, int(number(node.properties, "card.profile.device"))});
+  return found == card->routes.end() ? nullptr : &found->second;
 }
 
 bool GraphMirror::isHeard(GlobalID node) const {
@@ -224,6 +288,8 @@ bool GraphMirror::setVolume(GlobalID id, float volume) {
 void GraphMirror::added(GlobalID id, std::string_view type, const AppProperties& properties) {
   if (type == PW_TYPE_INTERFACE_Node)
     addNode(id, properties);
+  else if (type == PW_TYPE_INTERFACE_Device)
+    addCard(id, properties);
   else if (type == PW_TYPE_INTERFACE_Client)
     addClient(id, properties);
   else if (type == PW_TYPE_INTERFACE_Port)
@@ -250,6 +316,17 @@ void GraphMirror::addNode(GlobalID id, const AppProperties& properties) {
     if (node.isDevice() || node.isPlaybackStream()) binding->subscribe(node);
   }
   observer_.nodeChanged(node);
+}
+
+void GraphMirror::addCard(GlobalID id, const AppProperties& properties) {
+  static const pw_device_events kEvents = {
+      .version = PW_VERSION_DEVICE_EVENTS, .info = Binding::cardInfo, .param = Binding::cardParameter};
+  cards_[id] = {id, properties, {}};
+  auto* proxy =
+      static_cast<pw_proxy*>(pw_registry_bind(registry_, id, PW_TYPE_INTERFACE_Device, PW_VERSION_DEVICE, 0));
+  if (!proxy) return;
+  auto& binding = bindings_[id] = std::make_unique<Binding>(this, id, proxy);
+  pw_proxy_add_object_listener(proxy, &binding->listener, &kEvents, binding.get());
 }
 
 void GraphMirror::addClient(GlobalID id, const AppProperties& properties) {
@@ -312,6 +389,7 @@ void GraphMirror::removeMetadata(GlobalID id) {
 
 void GraphMirror::removed(GlobalID id) {
   bindings_.erase(id);
+  cards_.erase(id);
   if (auto node = nodes_.extract(id)) observer_.nodeRemoved(node.mapped());
   if (auto client = clients_.extract(id)) observer_.clientRemoved(client.mapped());
   if (auto port = ports_.extract(id)) observer_.portRemoved(port.mapped());

@@ -12,7 +12,7 @@ struct pw_registry;
 
 namespace sonmere {
 
-// What the server has told of its objects so far. Binds nodes, clients and links as soon as they are
+// What the server has told of its objects so far. Binds nodes, cards, clients and links as soon as they are
 // announced, for most of their properties and states come only then. Guarded by the loop's lock.
 class GraphMirror {
  public:
@@ -30,6 +30,9 @@ class GraphMirror {
   const std::map<GlobalID, GraphLink>& links() const { return links_; }
   const GraphNode* node(GlobalID id) const;
   const GraphClient* client(GlobalID id) const;
+  // The card that a device's node belongs to, and the way that its sound goes there; null: none that is told.
+  const GraphCard* cardOf(const GraphNode& node) const;
+  const GraphRoute* routeOf(const GraphNode& node, bool isOutput) const;
   // Whether all links that lead from this node are active, and there is one.
   bool isHeard(GlobalID node) const;
   // Binds the session's table anew, the next one where there are several.
@@ -51,6 +54,7 @@ class GraphMirror {
   void added(GlobalID id, std::string_view type, const AppProperties& properties);
   void removed(GlobalID id);
   void addNode(GlobalID id, const AppProperties& properties);
+  void addCard(GlobalID id, const AppProperties& properties);
   void addClient(GlobalID id, const AppProperties& properties);
   void addPort(GlobalID id, const AppProperties& properties);
   void addLink(GlobalID id, const AppProperties& properties);
@@ -62,6 +66,7 @@ class GraphMirror {
   std::unique_ptr<Hooks> hooks_;
   std::map<GlobalID, std::unique_ptr<Binding>> bindings_;
   std::map<GlobalID, GraphNode> nodes_;
+  std::map<GlobalID, GraphCard> cards_;
   std::map<GlobalID, GraphClient> clients_;
   std::map<GlobalID, GraphPort> ports_;
   std::map<GlobalID, GraphLink> links_;

@@ -41,6 +41,27 @@ struct GraphNode {
   bool isPlaybackStream() const { return mediaClass() == "Stream/Output/Audio"; }
 };
 
+// Where the sound of one side of a card comes out or goes in at present: a loudspeaker, a jack.
+struct GraphRoute {
+  std::string name;      // "analog-output-headphones"
+  std::string portType;  // "headphones"; empty where nobody tells
+  bool operator==(const GraphRoute&) const = default;
+};
+
+// A piece of hardware, whose devices are nodes that name it.
+struct GraphCard {
+  struct Side {
+    bool isOutput = false;
+    int device = 0;  // as the card counts its devices
+    auto operator<=>(const Side&) const = default;
+  };
+  GlobalID id = 0;
+  AppProperties properties;
+  std::map<Side, GraphRoute> routes;
+
+  std::string_view property(std::string_view key) const;
+};
+
 struct GraphClient {
   GlobalID id = 0;
   AppProperties properties;

@@ -11,6 +11,8 @@ class GraphObserver {
   // New, or its properties or state changed.
   virtual void nodeChanged(const GraphNode& node) = 0;
   virtual void nodeRemoved(const GraphNode& node) = 0;
+  // The way of a card's sound is another one.
+  virtual void routesChanged(const GraphCard& card) = 0;
   virtual void clientChanged(const GraphClient& client) = 0;
   virtual void clientRemoved(const GraphClient& client) = 0;
   virtual void portAdded(const GraphPort& port) = 0;

@@ -108,6 +108,19 @@ Result<std::string> PipeWireHardware::channelName(AudioDeviceID device, AudioSco
   return (*channels)[channel - 1];
 }
 
+bool PipeWireHardware::hasDataSource(AudioDeviceID device, AudioScope scope) {
+  const auto found =
+      ask(device, [&](const PipeWireDevice& d) { return server_.devices().dataSource(d, scope); });
+  return found && found->has_value();
+}
+
+Result<std::uint32_t> PipeWireHardware::dataSource(AudioDeviceID device, AudioScope scope) {
+  const auto found =
+      ask(device, [&](const PipeWireDevice& d) { return server_.devices().dataSource(d, scope); });
+  if (!found) return std::unexpected(found.error());
+  return *found ? Result<std::uint32_t>(**found) : std::unexpected(kAudioHardwareUnknownPropertyError);
+}
+
 Result<double> PipeWireHardware::nominalSampleRate(AudioDeviceID device) {
   const Lock lock(server_.loop());
   if (const auto aggregate = tapAggregates_.find(device); aggregate != tapAggregates_.end())

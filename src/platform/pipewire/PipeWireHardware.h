@@ -25,10 +25,8 @@ class PipeWireHardware final : public AudioHardware {
   Result<std::uint32_t> transportType(AudioDeviceID device) override;
   Result<std::vector<std::uint32_t>> streamConfiguration(AudioDeviceID device, AudioScope scope) override;
   Result<std::string> channelName(AudioDeviceID device, AudioScope scope, std::uint32_t channel) override;
-  bool hasDataSource(AudioDeviceID, AudioScope) override { return false; }
-  Result<std::uint32_t> dataSource(AudioDeviceID, AudioScope) override {
-    return std::unexpected(kAudioHardwareUnknownPropertyError);
-  }
+  bool hasDataSource(AudioDeviceID device, AudioScope scope) override;
+  Result<std::uint32_t> dataSource(AudioDeviceID device, AudioScope scope) override;
   Result<double> nominalSampleRate(AudioDeviceID device) override;
   // An aggregate of taps has a rate of its own; any other device's is the whole graph's.
   OSStatus setNominalSampleRate(AudioDeviceID device, double rate) override;

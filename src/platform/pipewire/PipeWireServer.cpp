@@ -263,6 +263,11 @@ void PipeWireServer::linkAdded(const GraphLink& link) {
   if (outputsChanged) outputsChanged();
 }
 
+void PipeWireServer::routesChanged(const GraphCard& card) {
+  devices_.routesChanged(card);
+  loop_.wake();
+}
+
 void PipeWireServer::clientChanged(const GraphClient& client) { processes_.clientChanged(client); }
 
 void PipeWireServer::clientRemoved(const GraphClient& client) { processes_.clientRemoved(client); }

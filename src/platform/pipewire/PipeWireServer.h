@@ -116,6 +116,7 @@ class PipeWireServer final : private GraphObserver {
 
   void nodeChanged(const GraphNode& node) override;
   void nodeRemoved(const GraphNode& node) override;
+  void routesChanged(const GraphCard& card) override;
   void clientChanged(const GraphClient& client) override;
   void clientRemoved(const GraphClient& client) override;
   void portAdded(const GraphPort& port) override;
