@@ -92,7 +92,9 @@ TEST_F(ControlMethodsTest, ValuesOutOfRangeAreHeldAndTold) {
   EXPECT_EQ(eq["app"]["equaliser"]["enabled"], true);
   EXPECT_EQ(eq["notes"].size(), 3u);
   EXPECT_EQ((*call("equaliser", R"({"app":"talk","equaliser":null})"))["app"]["equaliser"]["enabled"], false);
-  EXPECT_EQ((*call("limiter", R"({"app":"talk","ceilingDb":5})"))["app"]["limiter"]["ceilingDb"], 0.0);
+  const auto limited = *call("limiter", R"({"app":"talk","ceilingDb":5})");
+  EXPECT_EQ(limited["app"]["limiter"]["ceilingDb"], 0.0);
+  EXPECT_EQ(limited["notes"].size(), 2u) << "held, and kept for later";
 
   ASSERT_TRUE(call("mixer.boost", R"({"allowed":false})"));
   EXPECT_EQ((*call("volume", R"({"app":"talk","volume":2})"))["notes"][0], "volume held to 100 %");

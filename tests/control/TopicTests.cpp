@@ -143,6 +143,25 @@ TEST_F(TopicTest, ChangesThatNobodyAskedForAreToldToo) {
   EXPECT_NE(client.values["mixer"]["facts"]["outputDevice"], "");
 }
 
+// What the microphone and a take come to by themselves.
+TEST_F(TopicTest, TheMicrophoneAndASilentTakeAreTold) {
+  Follower& client = connect({"input", "settings", "recording"});
+  EXPECT_EQ(client.values["input"]["wishes"]["enabled"], false);
+  world.app->micEngine()->setEnabled(true);
+  wait(2);
+  client.readAll();
+  EXPECT_EQ(client.values["input"]["wishes"]["enabled"], true);
+  EXPECT_TRUE(client.values["recording"]["facts"]["notices"].empty());
+  ASSERT_TRUE(world.app->appTapEngine()->setBus("org.music", 4));
+  ASSERT_TRUE(world.app->appTapEngine()->setRouted("org.music", true));
+  world.app->appTapEngine()->setMuted("org.music", true);
+  world.app->recordings()->startRecording(4);
+  wait(60);
+  client.readAll();
+  EXPECT_FALSE(client.values["recording"]["facts"]["notices"].empty())
+      << "a muted app is all that plays there";
+}
+
 TEST_F(TopicTest, TheRateOfADeviceAndTheNameOfATrackAreToldByThemselves) {
   Follower& client = connect({"devices", "mixer", "routing"});
   const auto rate = [&](const char* uid) { return client.values["devices"]["devices"][uid]["sampleRate"]; };

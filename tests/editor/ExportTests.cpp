@@ -23,6 +23,7 @@
 #include "editor/export/SessionExporter.h"
 #include "editor/export/SessionMix.h"
 #include "editor/export/SourceBitDepth.h"
+#include "editor/export/TrackLevel.h"
 #include "editor/export/UnfinishedFile.h"
 #include "editor/track/FadeGain.h"
 #include "editor/track/TrackReader.h"
@@ -648,6 +649,11 @@ TEST_F(ExportTest, LoudnessIsThatOfOtherMetersAndGivesTheGain) {
   EXPECT_NEAR(loudness->samplePeakDb, -6.02, 0.01);
   EXPECT_NEAR(loudness->truePeakDb, -6.02, 0.1);
   EXPECT_NEAR(loudness->rangeLU, 0, 0.1);
+
+  MixTrackInput gone = whole(tone("gone.wav", 997, 1));
+  ASSERT_EQ(unlink(gone.url.c_str()), 0);
+  EXPECT_FALSE(measureTrackLoudness(gone, progress));
+  EXPECT_FALSE(measureTrackPeak(gone, progress));
 
   const LoudnessGain quieter = gainToLoudness(*loudness, -14);
   EXPECT_NEAR(20 * std::log10(quieter.gainLinear), -7.98, 0.05);

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "EffectsWorld.h"
+#include "audio/effects/ChainRunner.h"
 #include "support/RealtimeGuard.h"
 
 namespace sonmere {
@@ -296,6 +297,24 @@ TEST_F(PluginChainTest, AChainRunsOnlyWhereItSounds) {
   world.wait(1);
   EXPECT_EQ(SimulatedEffect::living(), 0);
   EXPECT_EQ(world.host.livingHelpers(), 0);
+}
+
+// What it holds, a tail or a delay, goes on sounding when its neighbours change.
+TEST(ChainRunnerTest, APluginThatStaysIsNotMadeAnew) {
+  int made = 0;
+  ChainRunner runner([&](const std::string&, double rate, const std::string& state) {
+    ++made;
+    return SimulatedEffect::make(SimulatedEffect::Kind::gain, rate, state, nullptr);
+  });
+  ChainPlan plan{.sampleRate = 48000, .plugins = {{1, kGain, {}, {}}}};
+  runner.apply(plan);
+  plan.plugins.push_back({2, kGain, {}, {}});
+  std::swap(plan.plugins[0], plan.plugins[1]);
+  runner.apply(plan);
+  EXPECT_EQ(made, 2);
+  plan.sampleRate = 44100;
+  runner.apply(plan);
+  EXPECT_EQ(made, 4) << "at another rate both";
 }
 
 TEST(PluginScopeTest, ScopesHaveOneTextAndOneKey) {

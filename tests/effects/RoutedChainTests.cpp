@@ -59,5 +59,27 @@ TEST_F(RoutedChainTest, ChainsOfAnAppAndItsBusAreHeardWhereTheAppIs) {
   EXPECT_EQ(SimulatedEffect::living(), 0);
 }
 
+// The chains come when the plug-ins have been read, which may be after the routes.
+TEST(RoutedChains, AreHeardThoughTheyComeAfterTheRoute) {
+  RoutingWorld world;
+  PluginChainStore::save(world.settings, PluginScope::ofApp("music"),
+                         {{"urn:sonmere:gain", "", "", false, std::nullopt, {{"gain", 6.0206f}}}});
+  PluginChains chains(world.runtime, world.log, world.settings, &world.platform.effects());
+  auto music = world.launch("music");
+  music.play(SampleSources::tone(1000, 0.05f));
+  world.engine = std::make_shared<AppTapEngine>(world.context);
+  world.engine->start();
+  world.settle();
+  ASSERT_TRUE(world.engine->setBus("music", 2));
+  ASSERT_TRUE(world.engine->setRouted("music", true));
+  world.wait(0.3);
+  world.engine->host(chains);
+  world.wait(0.3);
+  const auto ear = world.host().readInput(std::string(kBusUIDs[2]));
+  world.wait(0.2);
+  EXPECT_NEAR(double(ear->takePeak()), 0.05 * 2, 0.005);
+  world.engine.reset();
+}
+
 }  // namespace
 }  // namespace sonmere

@@ -82,6 +82,9 @@ TEST(MP4Duration, OfAFileThatWasNotCompletedIsWhereItsLastFragmentEnds) {
   const std::string each = box("trun", big(0x300, 4) + big(3, 4) + big(1000, 4) + big(9, 4) + big(2000, 4) +
                                            big(9, 4) + big(3000, 4) + big(9, 4));
   EXPECT_DOUBLE_EQ(seconds(begin + fragment(2, each)), 6000 / 48000.0);
+  // Fields that may stand in front of the fragment's own duration of a sample.
+  const std::string headed = box("tfhd", big(0xB, 4) + big(2, 4) + big(9999, 8) + big(1, 4) + big(512, 4));
+  EXPECT_DOUBLE_EQ(seconds(begin + box("moof", box("traf", headed + run(100)))), 51200 / 48000.0);
   const std::string cut = begin + fragment(2, run(47)) + fragment(2, run(47)).substr(0, 30);
   EXPECT_DOUBLE_EQ(seconds(cut), 47 * 1024 / 48000.0);
   constexpr std::uint64_t kFragmentsOfTenHours = 10 * 3600 * 48000ull / (5 * 1024);

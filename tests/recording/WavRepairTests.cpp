@@ -110,6 +110,9 @@ TEST(WavRepair, RF64GetsItsLargeSizesAndCanBeOfAnySize) {
   EXPECT_FALSE(plan(head, 4104));
   EXPECT_FALSE(plan(rf64File(4000, 0xFFFFFFFF, ""), 6000)) << "the large size was written";
   EXPECT_FALSE(plan(rf64File(0, 4000, ""), 6000)) << "the small one was";
+  std::string noFrames = rf64File(0, 0xFFFFFFFF, std::string(6000, 'a'));
+  noFrames.replace(noFrames.find("fmt ") + 8 + 12, 2, little(0, 2));
+  EXPECT_EQ(repaired(noFrames).substr(28, 16), little(6000, 8) + little(0, 8)) << "nobody knows its frames";
   std::string noSizes = head;
   noSizes.replace(12, 4, "JUNK");
   EXPECT_FALSE(plan(noSizes, 6000));

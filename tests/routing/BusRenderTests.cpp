@@ -112,6 +112,27 @@ class BusRenderTest : public testing::Test {
   std::mt19937 random{11};
 };
 
+// Up to 100 % a volume is the gain of the sum, above it one in front of the limiter; the monitor hears
+// neither.
+TEST_F(BusRenderTest, AVolumeIsAGainAndTheMonitorHearsTheAppBeforeIt) {
+  const auto tap = addTap();
+  const auto quiet = noise(512, 0.2f);
+  tap->monitor.setEnabled(true);
+  StereoRing& monitor = *tap->monitor.ring();
+  std::vector<float> heard(quiet.size());
+  monitor.reader().startIfAsked(0);
+  for (const float volume : {0.0f, 0.5f, 1.0f, 1.05f, 1.25f, 1.5f, 4.0f}) {
+    tap->volume = volume;
+    feed(*tap, quiet);
+    const auto out = render(256);
+    ASSERT_TRUE(monitor.reader().pull(heard.data(), std::int64_t(heard.size()), 48000)) << volume;
+    for (std::size_t i = 0; i < quiet.size(); ++i) {
+      ASSERT_EQ(out[i], quiet[i] * volume) << volume;
+      ASSERT_NEAR(heard[i], quiet[i], 1e-6f) << volume;
+    }
+  }
+}
+
 // Every stage at once, effects that bend and the mic send among them, against separate plain loops, over
 // blocks of random size.
 TEST_F(BusRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
