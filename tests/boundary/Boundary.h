@@ -73,7 +73,14 @@ inline AggregateDescription aggregateOf(std::vector<std::string> uids) {
 using NewMachine = std::unique_ptr<BoundaryMachine> (*)();
 
 struct Boundary : testing::TestWithParam<NewMachine> {
-  void SetUp() override { ASSERT_EQ(machine->problem(), ""); }
+  void SetUp() override {
+    ASSERT_EQ(machine->problem(), "");
+    ASSERT_TRUE(machine->until([&] {
+      for (const std::string& uid : {kTrack + "8", machine->speakerUID(), machine->microphoneUID()})
+        if (machine->device(uid) == kAudioObjectUnknown) return false;
+      return true;
+    }));
+  }
 
   // A tap in its aggregate, running; destroyed by the caller.
   std::expected<TapAggregate, TapAggregateFailure> tap(TapDescription description, Ear& ear) {

@@ -76,6 +76,21 @@ TEST_P(Boundary, AnAggregateHasTheSidesThatItIsMadeWith) {
   EXPECT_EQ(hardware.destroyAggregateDevice(*output), noErr);
 }
 
+// The one before may be on its way out still.
+TEST_P(Boundary, AnAggregateIsMadeAnewUnderItsName) {
+  for (int round = 0; round < 12; ++round) {
+    AggregateDescription description = aggregateOf({kTrack + "1", kTrack + "2"});
+    description.sides = round % 2 == 0 ? AggregateSides::both : AggregateSides::output;
+    const auto aggregate = hardware.createAggregateDevice(description);
+    ASSERT_TRUE(aggregate) << "round " << round;
+    EXPECT_EQ(hardware.deviceUID(*aggregate), "aggregate");
+    EXPECT_EQ(channels(*aggregate, AudioScope::output), std::vector<std::uint32_t>{4});
+    EXPECT_EQ(channels(*aggregate, AudioScope::input).empty(), round % 2 != 0);
+    EXPECT_EQ(hardware.isAlive(*aggregate), true);
+    EXPECT_EQ(hardware.destroyAggregateDevice(*aggregate), noErr);
+  }
+}
+
 // A tap hears its program; a muted one takes it from its device, and gives it back.
 TEST_P(Boundary, AMutedTapSilencesWhatItHears) {
   ASSERT_TRUE(machine->untilPlaying(kPlayer, kTrack + "3"));

@@ -41,6 +41,7 @@ class Blocks {
 struct BoundaryCapture : Boundary {
   void SetUp() override {
     Boundary::SetUp();
+    ASSERT_TRUE(machine->until([&] { return (track = machine->device(kTrack + "5")) != 0; }));
     ASSERT_TRUE(machine->untilPlaying(kPlayer, kTrack + "5"));
     ASSERT_EQ(engine->setCurrentDevice(track), noErr);
     observation = engine->observeConfigurationChange(machine->runtime().mainQueue(), [this] { ++changes; });
@@ -52,7 +53,7 @@ struct BoundaryCapture : Boundary {
 
   Blocks blocks;
   int changes = 0;
-  const AudioDeviceID track = machine->device(kTrack + "5");
+  AudioDeviceID track = kAudioObjectUnknown;
   std::unique_ptr<CaptureEngine> engine = machine->platform().newCaptureEngine();
   Subscription observation;
 };

@@ -55,6 +55,10 @@ OSStatus prepare(OutputUnit& unit, AudioDeviceID device, AudioScope element,
 }  // namespace
 
 struct BoundaryUnit : Boundary {
+  void SetUp() override {
+    Boundary::SetUp();
+    ASSERT_TRUE(machine->until([&] { return (track = machine->device(kTrack + "3")) != 0; }));
+  }
   std::unique_ptr<OutputUnit> newUnit() { return std::move(hardware.newOutputUnit().value()); }
   // Prepared to play the voice on a device.
   std::unique_ptr<OutputUnit> player(Voice& voice, AudioDeviceID device, double rate = 48000) {
@@ -69,7 +73,7 @@ struct BoundaryUnit : Boundary {
     return steps.status;
   }
 
-  const AudioDeviceID track = machine->device(kTrack + "3");
+  AudioDeviceID track = kAudioObjectUnknown;
 };
 
 TEST_P(BoundaryUnit, PlaysOnTheChannelsOfItsMapUntilItIsStopped) {

@@ -52,7 +52,7 @@ DeviceDirectory::DeviceDirectory(const GraphMirror& graph, std::function<AudioOb
 void DeviceDirectory::nodeChanged(const GraphNode& node) {
   const Side side = sideOf(node);
   // What a device consists of is certain only once all is known of it.
-  if (!node.isKnown) return;
+  if (!node.isKnown || departing_.contains(node.id)) return;
   // Hidden devices are known only where this program has announced them.
   if (side == Side::none || node.name().empty() ||
       ((isInternal(node) || node.isOwn()) && !deviceNamed(node.name())))
@@ -73,6 +73,7 @@ void DeviceDirectory::nodeChanged(const GraphNode& node) {
 
 void DeviceDirectory::nodeRemoved(const GraphNode& node) {
   wasRunning_.erase(node.id);
+  departing_.erase(node.id);
   const PipeWireDevice* known = deviceOfNode(node.id);
   if (!known) return;
   PipeWireDevice& device = devices_.at(known->id);
@@ -90,6 +91,7 @@ void DeviceDirectory::nodeRemoved(const GraphNode& node) {
 void DeviceDirectory::clear() {
   devices_.clear();
   wasRunning_.clear();
+  departing_.clear();
 }
 
 PipeWireDevice& DeviceDirectory::entry(const std::string& uid) {
@@ -103,6 +105,9 @@ PipeWireDevice& DeviceDirectory::entry(const std::string& uid) {
 
 AudioDeviceID DeviceDirectory::expect(const std::string& uid, bool isPrivate,
                                       std::vector<std::string> members) {
+  // An aggregate of that name may be on its way out: what is told of it still is not this one's.
+  for (const auto& [id, node] : graph_.nodes())
+    if (node.name() == uid) departing_.insert(id);
   PipeWireDevice& device = entry(uid);
   device.isPrivate = isPrivate;
   device.isAggregate = true;

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,7 @@ class DeviceDirectory {
   const std::function<AudioObjectID()> newID_;
   std::map<AudioDeviceID, PipeWireDevice> devices_;
   std::map<GlobalID, bool> wasRunning_;
+  std::set<GlobalID> departing_;  // nodes of aggregates that this program has let go
 };
 
 }  // namespace sonmere
