@@ -28,6 +28,7 @@ constexpr Duration kLevelInterval = fromMilliseconds(100);
 
 Demo::Demo(Runtime& runtime, Log& log, const DemoOptions& options)
     : options_(options), runtime_(runtime), embedded_(runtime, log) {
+  embedded_.plugDemoOutputs();
   settings_.set(kRecordingBitDepthKey, name(options.bitDepth));
   app_ = std::make_unique<ToneFerryApp>(ToneFerryApp::Environment{
       runtime, log, settings_, embedded_.platform(), Folders{options.folder, userFolders().defaultRecordings},
@@ -121,6 +122,7 @@ void Demo::route() {
     if (app.equaliser) engine().effects().setAppEqualiser(app.id, *app.equaliser, SettingForm::final);
     if (app.ceilingDb) engine().effects().setAppLimiter(app.id, {true, *app.ceilingDb}, SettingForm::final);
     if (!app.bus) continue;
+    engine().setOutput(app.id, app.output);
     engine().setBus(app.id, *app.bus);
     engine().setRouted(app.id, true);
   }
@@ -130,8 +132,9 @@ void Demo::begin() {
   std::set<int> buses;
   for (const DemoOptions::App& app : options_.apps) {
     if (!app.bus) continue;
-    if (!engine().tapOf(app.id)) return fail(routeFailure(app));
-    buses.insert(*app.bus);
+    const auto tap = engine().tapOf(app.id);
+    if (!tap || tap->isOnDevice() == app.output.deviceUID.empty()) return fail(routeFailure(app));
+    if (!tap->isOnDevice()) buses.insert(*app.bus);
   }
   if (options_.microphone) {
     buses.insert(kBridgeBus);
@@ -151,9 +154,17 @@ void Demo::begin() {
   end_ = runtime_.mainQueue().postAfter(fromSeconds(options_.seconds), [this] { finish(); });
 }
 
-// In the session of the buses' recordings.
 void Demo::beginHearing() {
-  if (options_.monitored.empty()) return;
+  const Date session = sessionDate();
+  if (!options_.monitored.empty()) {
+    startMonitor();
+    record({EmbeddedPlatform::outputs().front().uid}, session);
+  }
+  for (const DemoOptions::App& app : options_.apps)
+    if (app.bus && !app.output.deviceUID.empty()) record(app.output, session);
+}
+
+void Demo::startMonitor() {
   app_->monitorOutput()->launch();
   RoutingMonitors& monitors = engine().monitors();
   for (const auto& [scope, volume] : options_.monitored) {
@@ -168,29 +179,44 @@ void Demo::beginHearing() {
       monitors.setMonitored(scope.app, true);
     }
   }
-  RecorderFile::Request request{"HeardRecording",         "sonmere.heard.write", RecordingFormat::wav,
-                                embedded_.speakersRate(), "Sonmere Speakers",    options_.folder};
-  request.sessionDate = runtime_.wallTime();
-  if (!recordedPaths_.empty()) {
-    const std::string name = std::filesystem::path(recordedPaths_.begin()->second).filename();
-    if (const auto parts = parseRecordingName(name))
-      request.sessionDate = dateOfStamp(parts->stamp).value_or(request.sessionDate);
-  }
-  auto made =
-      HeardRecording::create(app_->recordingContext(), request, [this] { return embedded_.takeHeard(); });
+}
+
+// That of the buses' recordings, if there are any.
+Date Demo::sessionDate() const {
+  if (recordedPaths_.empty()) return runtime_.wallTime();
+  const auto parts =
+      parseRecordingName(std::filesystem::path(recordedPaths_.begin()->second).filename().string());
+  return parts ? dateOfStamp(parts->stamp).value_or(runtime_.wallTime()) : runtime_.wallTime();
+}
+
+void Demo::record(const OutputWish& place, Date session) {
+  if (finishing_ || std::ranges::find(heard_, place, &Heard::place) != heard_.end()) return;
+  const auto ear = embedded_.listen(place.deviceUID, place.left, place.right);
+  const std::string pair =
+      place.left == 0 && place.right == 1 ? "" : fmt::format(" {}-{}", place.left + 1, place.right + 1);
+  RecorderFile::Request request{"HeardRecording",
+                                "sonmere.heard.write",
+                                RecordingFormat::wav,
+                                ear.sampleRate,
+                                "Sonmere " + EmbeddedPlatform::nameOf(place.deviceUID) + pair,
+                                options_.folder};
+  request.sessionDate = session;
+  auto made = HeardRecording::create(app_->recordingContext(), request, ear.take);
   if (!made) return fail(made.error().description);
-  heard_ = std::move(*made);
+  heard_.push_back({place, std::move(*made)});
 }
 
 void Demo::sampleLevels() {
-  if (heard_) heard_->take();
+  for (const Heard& each : heard_) each.recording->take();
   for (const DemoOptions::App& app : options_.apps)
     if (const auto tap = engine().tapOf(app.id))
       peakLevels_[app.id] = std::max(peakLevels_[app.id], tap->level.load());
 }
 
 std::string Demo::routeFailure(const DemoOptions::App& app) {
-  return fmt::format("the app \"{}\" could not be routed to {}: {}", app.id, busLabel(*app.bus),
+  const std::string& device = app.output.deviceUID;
+  return fmt::format("the app \"{}\" could not be routed to {}: {}", app.id,
+                     device.empty() ? busLabel(*app.bus) : EmbeddedPlatform::nameOf(device),
                      engine().errorMessage()->value_or("it has no row of its own"));
 }
 
@@ -213,7 +239,7 @@ void Demo::finish() {
   if (const auto& message = *app_->pluginChains().errorMessage) note(*message);
   if (const auto& message = *app_->monitorOutput()->errorMessage) note("the monitor: " + *message);
   // Side by side: a drive that hangs holds both up.
-  if (heard_) heard_->stop([this] { ended(); });
+  for (const Heard& each : heard_) each.recording->stop([this] { ended(); });
   recordings().stopAllRecordings([this](const auto&) { ended(); });
 }
 
@@ -225,14 +251,15 @@ void Demo::quit() {
 bool Demo::isWriting() const { return app_->isWriting(); }
 
 DemoReport::App Demo::describe(const DemoOptions::App& app) const {
-  DemoReport::App row{app.id, std::nullopt, meterLevelDb(0), app.volume, 0, 0};
+  DemoReport::App row{app.id, std::nullopt, "", meterLevelDb(0), app.volume, 0, 0};
   if (const TappedAppInfo* info = engine().row(app.id)) row.volume = info->volume;
   if (const auto level = peakLevels_.find(app.id); level != peakLevels_.end())
     row.peakLevelDb = meterLevelDb(level->second);
   const auto tap = engine().tapOf(app.id);
   if (!tap) return row;
   row.bus = tap->busIndex;
-  const RingReport ring = ringReport(app.id, tap->ring, engine().busSampleRate(tap->busIndex));
+  if (const auto* renderer = engine().deviceOutputs().rendererOf(app.id)) row.output = renderer->deviceName();
+  const RingReport ring = ringReport(app.id, tap->ring, engine().sampleRateOf(*tap));
   row.addedDelayMs = ring.backlogMs;
   row.underruns = ring.underruns;
   return row;
@@ -266,15 +293,17 @@ Outcome<DemoReport::File> Demo::read(const std::string& path, int bus) const {
 }
 
 void Demo::ended() {
-  if (++ends_ == (heard_ ? 2 : 1)) collect();
+  if (++ends_ == int(heard_.size()) + 1) collect();
 }
 
 void Demo::collect() {
   embedded_.stopAll();
   for (const auto& [bus, path] : recordedPaths_)
     if (auto file = measure(path, bus)) report_.files.push_back(std::move(*file));
-  if (heard_)
-    if (auto file = measure(heard_->path(), kBridgeBus)) report_.heard = std::move(*file);
+  for (const auto& [place, recording] : heard_)
+    if (auto file = measure(recording->path(), kBridgeBus))
+      report_.heard.push_back({place.deviceUID, EmbeddedPlatform::nameOf(place.deviceUID), place.left + 1,
+                               place.right + 1, std::move(*file)});
   done_(report_);
 }
 

@@ -42,8 +42,11 @@ class Demo {
   Outcome<void> launch(const DemoOptions::App& app);
   Outcome<void> plugMicrophone();
   void startMicrophone();
-  // Switches on what is to be heard, and records what the speakers play.
+  // Switches on what is to be heard, and records what the devices play it on.
   void beginHearing();
+  void startMonitor();
+  // One pair of a device once.
+  void record(const OutputWish& place, Date session);
   void addPlugins(std::size_t next);
   Outcome<void> setControls(const DemoOptions::Plugin& plugin, const EffectDetails& details);
   void listen();
@@ -57,6 +60,7 @@ class Demo {
   // The files of one of both kinds of recordings are complete.
   void ended();
   void collect();
+  Date sessionDate() const;
   std::optional<DemoReport::File> measure(const std::string& path, int bus);
   Outcome<DemoReport::File> read(const std::string& path, int bus) const;
   DemoReport::App describe(const DemoOptions::App& app) const;
@@ -76,7 +80,11 @@ class Demo {
   int ends_ = 0;
   std::string microphone_;                    // UID; empty without one
   std::map<int, std::string> recordedPaths_;  // by bus
-  std::unique_ptr<HeardRecording> heard_;
+  struct Heard {
+    OutputWish place;
+    std::unique_ptr<HeardRecording> recording;
+  };
+  std::vector<Heard> heard_;
   std::map<std::string, float> peakLevels_;
   DemoReport report_;
   Subscription recordingFailures_;

@@ -12,6 +12,7 @@
 #include "input/MicChannelMap.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/RecordingContext.h"
+#include "routing/SingleAppTap.h"
 
 namespace sonmere {
 
@@ -25,6 +26,7 @@ struct DemoOptions {
     float volume = 1.0f;     // linear
     std::optional<AppEQSettings> equaliser;
     std::optional<double> ceilingDb;  // limiter
+    OutputWish output{};              // a physical device, which is recorded, in place of the bus
   };
 
   struct Plugin {

@@ -12,6 +12,7 @@ struct DemoReport {
   struct App {
     std::string id;
     std::optional<int> bus;  // nothing: not routed
+    std::string output;      // the name of the device that it plays on instead; empty: none
     float peakLevelDb = 0;   // highest meter value, dB full scale rms
     float volume = 1;        // linear
     double addedDelayMs = 0;
@@ -27,9 +28,18 @@ struct DemoReport {
     float peak = 0;         // linear
   };
 
+  // What a physical device played on two of its channels.
+  struct Heard {
+    std::string device;  // UID
+    std::string name;
+    int left = 1;  // from 1 on
+    int right = 2;
+    File file;
+  };
+
   std::vector<App> apps;
   std::vector<File> files;
-  std::optional<File> heard;           // what the speakers played
+  std::vector<Heard> heard;
   std::optional<std::string> problem;  // what went wrong first; the rest of the report holds all the same
   std::string latency;                 // the report of the latency probe
 };

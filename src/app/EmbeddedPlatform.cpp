@@ -1,5 +1,6 @@
 #include "app/EmbeddedPlatform.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "platform/effects/Lv2EffectsHost.h"
@@ -25,7 +26,6 @@ struct EmbeddedPlatform::Parts {
   Lv2EffectsHost plugins;  // the system's
   SimulatedPlatform platform;
   std::vector<Program> programs;
-  std::shared_ptr<DeviceRecorder> ear;  // on the speakers, once somebody wants it
 };
 
 EmbeddedPlatform::EmbeddedPlatform(Runtime& runtime, Log& log)
@@ -79,13 +79,43 @@ Outcome<void> EmbeddedPlatform::launchApp(const std::string& bundleID, const std
   return {};
 }
 
-std::vector<float> EmbeddedPlatform::takeHeard() {
-  if (!parts_->ear) parts_->ear = parts_->platform.host().hear(SimulatedHost::kSpeakersUID);
-  return parts_->ear->takeSamples();
+const std::vector<EmbeddedPlatform::Output>& EmbeddedPlatform::outputs() {
+  static const std::vector<Output> all{{SimulatedHost::kSpeakersUID, "Built-in Speakers", 2},
+                                       {SimulatedHost::kHeadsetUID, "USB Headset", 2},
+                                       {"DemoInterface", "Studio Interface", 8}};
+  return all;
 }
 
-double EmbeddedPlatform::speakersRate() const {
-  return parts_->platform.host().nominalRate(SimulatedHost::kSpeakersUID);
+std::string EmbeddedPlatform::nameOf(const std::string& uid) {
+  const auto found = std::ranges::find_if(outputs(), [&](const Output& each) { return each.uid == uid; });
+  return found == outputs().end() ? uid : found->name;
+}
+
+void EmbeddedPlatform::plugDemoOutputs() {
+  for (const Output& each : outputs()) {
+    if (parts_->platform.host().isPlugged(each.uid)) continue;
+    SimulatedDeviceDescription device;
+    device.uid = each.uid;
+    device.name = each.name;
+    device.outputChannels = std::uint32_t(each.channels);
+    device.clockErrorPpm = 35;
+    parts_->platform.host().plug(device);
+  }
+}
+
+EmbeddedPlatform::Ear EmbeddedPlatform::listen(const std::string& uid, int left, int right) {
+  auto recorder = parts_->platform.host().hear(uid);
+  const auto take = [recorder, left = std::size_t(left), right = std::size_t(right)] {
+    const std::vector<float> all = recorder->takeSamples();
+    const std::size_t channels = std::max(recorder->channels(), 1u);
+    std::vector<float> pair(all.size() / channels * 2, 0.0f);
+    for (std::size_t i = 0; i < pair.size() / 2; ++i) {
+      if (left < channels) pair[2 * i] = all[i * channels + left];
+      if (right < channels) pair[2 * i + 1] = all[i * channels + right];
+    }
+    return pair;
+  };
+  return {take, parts_->platform.host().nominalRate(uid)};
 }
 
 void EmbeddedPlatform::playAll() {

@@ -31,10 +31,23 @@ class EmbeddedPlatform {
   // A microphone of two channels that hears the file from the moment on that somebody listens to it, and then
   // nothing. Its UID.
   Outcome<std::string> plugMicrophone(const std::string& file, FileFailure failed);
-  // What the speakers, the default output, have played since this was called last, as interleaved stereo at
-  // `speakersRate`. The first call begins to listen and has nothing.
-  std::vector<float> takeHeard();
-  double speakersRate() const;  // Hz
+  // The devices that a demo can play on: the speakers, which are the default output, and others.
+  struct Output {
+    const char* uid;
+    const char* name;
+    int channels;
+  };
+  static const std::vector<Output>& outputs();
+  static std::string nameOf(const std::string& uid);
+  // Plugs in those of them that a machine has only for a demo.
+  void plugDemoOutputs();
+  // From now on: what a device plays on two of its channels, from 0 on. `take` has what came since it was
+  // called last, as interleaved stereo at `sampleRate` Hz.
+  struct Ear {
+    std::function<std::vector<float>()> take;
+    double sampleRate = 0;
+  };
+  Ear listen(const std::string& uid, int left, int right);
   // All programs begin to play.
   void playAll();
   void stopAll();

@@ -63,6 +63,11 @@ void addDemo(CLI::App& app, Arguments& arguments) {
                    "The bus of an app: bridge, track1 to track8, or off (default: a Track of its own)")
       ->type_name("ID=BUS|off")
       ->allow_extra_args(false);
+  demo->add_option("--output", d.outputs,
+                   "A device that plays an app instead of its bus, and is recorded: speakers, headset or "
+                   "interface (of 8 channels)")
+      ->type_name("ID=DEVICE[:L/R]")
+      ->allow_extra_args(false);
   demo->add_option("--volume", d.volumes, "The volume of an app: 50%, 0.5 or -6dB; above 100 % it is limited")
       ->type_name("ID=VOLUME")
       ->allow_extra_args(false);
@@ -231,7 +236,8 @@ constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
       "automatic"}},
     {"Per-app volume", {"mixer", "master", "output-eq", "boost"}},
     {"Microphone", {"mic", "input", "input-lock"}},
-    {"Routing and recording", {"route", "routing", "bus", "monitor", "record", "profile", "plugin"}},
+    {"Routing and recording",
+     {"route", "output", "routing", "bus", "monitor", "record", "profile", "plugin"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
     {"Settings and help", {"settings", "service", "login-item", "help", "completion"}},
 };

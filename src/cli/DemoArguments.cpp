@@ -15,6 +15,8 @@
 #include "cli/ArgumentText.h"
 #include "cli/BusText.h"
 #include "cli/EqualiserText.h"
+#include "cli/OutputText.h"
+#include "control/AppMatch.h"
 #include "control/EffectLimits.h"
 #include "control/MicChannelsText.h"
 #include "control/VolumeText.h"
@@ -90,6 +92,22 @@ Outcome<void> takeRoute(DemoOptions::App& app, const ArgumentPair& pair, const s
   const auto bus = readBusOrOff("--route " + text, pair.value, [] { return TrackNames{}; });
   if (!bus) return std::unexpected(bus.error());
   app.bus = *bus;
+  return {};
+}
+
+Outcome<void> takeOutput(DemoOptions::App& app, const ArgumentPair& pair, const std::string& text) {
+  const auto [wanted, left, right] = readOutput(pair.value);
+  std::vector<AppName> names;
+  for (const auto& each : EmbeddedPlatform::outputs()) names.push_back({each.uid, each.name});
+  const auto uid = matchName(wanted, names, {"output device", "output devices"});
+  if (!uid) return badArgument(fmt::format("--output {}: {}", text, uid.error().description));
+  const auto device =
+      std::ranges::find_if(EmbeddedPlatform::outputs(), [&](const auto& each) { return each.uid == *uid; });
+  if (left < 1 || right < 1 || left == right || std::max(left, right) > device->channels)
+    return badArgument(fmt::format("--output {}: {} has {} channels; give two different ones of them as :3/4",
+                                   text, device->name, device->channels));
+  if (!app.bus) return badArgument(fmt::format("--output {}: the app \"{}\" is not routed", text, app.id));
+  app.output = {*uid, left - 1, right - 1};
   return {};
 }
 
@@ -204,9 +222,11 @@ Outcome<DemoOptions::Plugin> readPlugin(const std::string& text, const std::vect
 // An app that is heard must be routed, and a microphone be there.
 Outcome<void> checkMonitored(const std::string& argument, const PluginScope& scope,
                              const DemoOptions& options) {
-  const auto isRouted = [&](const auto& app) { return app.id == scope.app && app.bus.has_value(); };
+  const auto isRouted = [&](const auto& app) {
+    return app.id == scope.app && app.bus.has_value() && app.output.deviceUID.empty();
+  };
   if (scope.kind == PluginScope::Kind::app && std::ranges::none_of(options.apps, isRouted))
-    return badArgument(fmt::format("{}: the app \"{}\" is not routed", argument, scope.app));
+    return badArgument(fmt::format("{}: the app \"{}\" is not routed to a bus", argument, scope.app));
   if (scope.kind == PluginScope::Kind::mic && !options.microphone)
     return badArgument(fmt::format("{}: there is no --mic to hear", argument));
   return {};
@@ -268,6 +288,8 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   if (!apps) return std::unexpected(apps.error());
   auto& all = request.options.apps = std::move(*apps);
   if (auto r = forEachPair(all, "--route", arguments.routes, "ID=BUS", takeRoute); !r)
+    return std::unexpected(r.error());
+  if (auto r = forEachPair(all, "--output", arguments.outputs, "ID=DEVICE[:L/R]", takeOutput); !r)
     return std::unexpected(r.error());
   const auto noting = [&](auto take) {
     return [&, take](auto& app, const ArgumentPair& pair, const std::string& text) {

@@ -14,6 +14,7 @@ namespace sonmere {
 struct DemoArguments {
   std::vector<std::string> apps;     // ID=FILE
   std::vector<std::string> routes;   // ID=BUS
+  std::vector<std::string> outputs;  // ID=DEVICE[:L/R]
   std::vector<std::string> volumes;  // ID=GAIN
   std::vector<std::string> equalisers;
   std::vector<std::string> limits;

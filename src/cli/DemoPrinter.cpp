@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "app/EmbeddedPlatform.h"
 #include "cli/JSONOutput.h"
 #include "cli/Text.h"
 #include "cli/TextTable.h"
@@ -16,6 +17,20 @@ namespace {
 
 std::string decibels(float linear) {
   return linear > 0 ? fmt::format("{:.1f} dBFS", 20 * std::log10(linear)) : "silent";
+}
+
+std::string routeOf(const DemoReport::App& app) {
+  if (!app.output.empty()) return app.output;
+  return app.bus ? busLabel(*app.bus) : "-";
+}
+
+bool isSpeakers(const DemoReport::Heard& heard) {
+  return heard.device == EmbeddedPlatform::outputs().front().uid;
+}
+
+std::string placeOf(const DemoReport::Heard& heard) {
+  const bool isFirst = heard.left == 1 && heard.right == 2;
+  return heard.name + (isFirst ? "" : fmt::format(" {}/{}", heard.left, heard.right));
 }
 
 }  // namespace
@@ -29,7 +44,7 @@ void printDemoTable(const DemoReport& report) {
                   {"added delay", kRight},
                   {"underruns", kRight}});
   for (const DemoReport::App& app : report.apps)
-    apps.add({app.id, app.bus ? busLabel(*app.bus) : "-", fmt::format("{:.1f} dB", app.peakLevelDb),
+    apps.add({app.id, routeOf(app), fmt::format("{:.1f} dB", app.peakLevelDb),
               fmt::format("{:.0f} %", app.volume * 100), fmt::format("{:.1f} ms", app.addedDelayMs),
               fmt::format("{}", app.underruns)});
   TextTable files({{"bus"}, {"format"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}});
@@ -39,7 +54,8 @@ void printDemoTable(const DemoReport& report) {
                decibels(file.peak), file.path});
   };
   for (const DemoReport::File& file : report.files) add(busLabel(file.bus), file);
-  if (report.heard) add("speakers", *report.heard);
+  for (const DemoReport::Heard& each : report.heard)
+    add(isSpeakers(each) ? "speakers" : placeOf(each), each.file);
   fmt::print("{}\n{}\n{}\n", apps.text(), files.text(), printableLines(report.latency));
 }
 
@@ -57,6 +73,8 @@ void printDemoJSON(const DemoReport& report) {
   for (const DemoReport::App& app : report.apps)
     apps.push_back({{"id", app.id},
                     {"bus", app.bus ? nlohmann::ordered_json(*app.bus) : nlohmann::ordered_json(nullptr)},
+                    {"output", app.output.empty() ? nlohmann::ordered_json(nullptr)
+                                                  : nlohmann::ordered_json(app.output)},
                     {"levelDb", shortest(app.peakLevelDb)},
                     {"volume", shortest(app.volume)},
                     {"addedDelayMs", app.addedDelayMs},
@@ -67,7 +85,15 @@ void printDemoJSON(const DemoReport& report) {
     files.push_back(std::move(entry));
   }
   nlohmann::ordered_json all{{"apps", apps}, {"files", files}};
-  if (report.heard) all["speakers"] = encodeFile(*report.heard);
+  for (const DemoReport::Heard& heard : report.heard) {
+    if (isSpeakers(heard)) {
+      all["speakers"] = encodeFile(heard.file);
+      continue;
+    }
+    nlohmann::ordered_json entry{{"name", heard.name}, {"left", heard.left}, {"right", heard.right}};
+    entry.update(encodeFile(heard.file));
+    all["devices"].push_back(std::move(entry));
+  }
   if (report.problem) all["problem"] = *report.problem;
   printJSON(all);
 }

@@ -10,6 +10,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/GivenTrackNames.h"
 #include "cli/JSONOutput.h"
+#include "cli/OutputText.h"
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
@@ -79,6 +80,7 @@ class RemoteBuilder {
   int outputEqualiser() const;
   int limit() const;
   int route() const;
+  int output() const;
   Outcome<std::vector<int>> buses() const;
   int record(bool isStart) const;
   int quit() const;
@@ -261,6 +263,13 @@ void RemoteBuilder::addRoutes() {
       add(app_, "route", "Show or change the bus that an app is routed to", [this] { return route(); });
   addApp(command);
   addValue(command, "BUS|off", kBusForm, false);
+  CLI::App* device = add(app_, "output", "Play an app on a device of its own, or on its bus again",
+                         [this] { return output(); });
+  addApp(device);
+  addValue(device, "OUTPUT|bus",
+           "The device: its identifier or name, or any part that fits no other, with :3/4 behind it on these "
+           "channels; or bus",
+           false);
   CLI::App* direct = add(app_, "direct", "Leave the sound of an app untouched, or not", [this] {
     if (!a->value) return showApp("direct", appText);
     const auto on = readSwitch("direct", *a->value);
@@ -286,6 +295,13 @@ int RemoteBuilder::route() const {
   const auto bus = readBusOrOff("BUS", *a->value, givenTrackNames);
   if (!bus) return RemoteCall("route").fail(bus.error());
   return changeApp("route", "route", {{"bus", *bus ? ControlJSON(**bus) : ControlJSON(nullptr)}});
+}
+
+int RemoteBuilder::output() const {
+  if (!a->value) return showApp("output", appText);
+  if (a->value == "bus") return changeApp("output", "output", ControlJSON::object());
+  const auto [wanted, left, right] = readOutput(*a->value);
+  return changeApp("output", "output", {{"device", wanted}, {"left", left}, {"right", right}});
 }
 
 void RemoteBuilder::addRecord() {

@@ -27,12 +27,30 @@ std::optional<int> busOf(const ControlJSON& app) {
   return bus != app.end() && bus->is_number() ? std::optional<int>(*bus) : std::nullopt;
 }
 
+// Where an app plays that has a device of its own; empty for one that has none, or whose device is away.
+std::string deviceOf(const ControlJSON& app) {
+  const ControlJSON output = app.value("output", ControlJSON::object());
+  if (!output.is_object() || !flag(output, "playing")) return "";
+  const int left = output.value("left", 1), right = output.value("right", 2);
+  const std::string pair = left == 1 && right == 2 ? "" : fmt::format(" {}/{}", left, right);
+  return textOf(output, "name") + pair;
+}
+
+// Of an app that waits for its device on its bus.
+std::string awayOf(const ControlJSON& app) {
+  const ControlJSON output = app.value("output", ControlJSON::object());
+  const bool isAway = output.is_object() && !output.empty() && !flag(output, "playing");
+  return isAway ? "waits for " + textOf(output, "name") : "";
+}
+
 std::string routeOf(const ControlJSON& app) {
+  if (const std::string device = deviceOf(app); !device.empty()) return device;
   const auto bus = busOf(app);
   return bus ? busLabel(*bus) : textOf(app, "control");
 }
 
 std::string shortRouteOf(const ControlJSON& app) {
+  if (const std::string device = deviceOf(app); !device.empty()) return device;
   const auto bus = busOf(app);
   return bus ? busName(*bus) : textOf(app, "control");
 }
@@ -76,6 +94,8 @@ std::string flagsOf(const ControlJSON& app) {
     if (isSet) flags += (flags.empty() ? "" : ", ") + std::string(name);
   };
   add(!flag(app, "running"), flag(app, "routeWaits") ? "route waits for it" : "not playing");
+  const std::string away = awayOf(app);
+  add(!away.empty(), away.c_str());
   add(flag(app, "hidden"), "hidden");
   add(flag(app, "pinned"), "pinned");
   add(flag(app.value("equaliser", ControlJSON::object()), "enabled"), "eq");

@@ -85,8 +85,9 @@ ControlJSON Watch::apps() const {
   const ControlJSON levels = meters_.value("apps", ControlJSON::object());
   ControlJSON all = ControlJSON::array();
   for (const TopicJSON& id : topic.at("order")) {
-    ControlJSON app{{"id", std::string(id)}, {"bus", nullptr}, {"levelDb", nullptr}, {"gainReductionDb", 0.0},
-                    {"addedDelayMs", 0.0},   {"underruns", 0}, {"leftOutMs", 0.0}};
+    ControlJSON app{{"id", std::string(id)}, {"bus", nullptr},         {"output", nullptr},
+                    {"levelDb", nullptr},    {"gainReductionDb", 0.0}, {"addedDelayMs", 0.0},
+                    {"underruns", 0},        {"leftOutMs", 0.0}};
     const TopicJSON& known = topic.at("apps").at(std::string(id));
     app.update(ControlJSON(known.at("facts")));
     app.update(ControlJSON(known.at("wishes")));

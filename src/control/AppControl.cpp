@@ -18,6 +18,7 @@ namespace sonmere {
 
 namespace {
 
+constexpr int kMostOutputChannels = 64;
 // A meter value older than this belongs to a capture that has stopped.
 constexpr std::uint64_t kLevelAge = 500'000'000;  // ns
 
@@ -68,6 +69,14 @@ bool AppControl::isRouted(const std::string& id) const {
   return engine().tapOf(id) != nullptr || engine().isRouteWaiting(id);
 }
 
+std::optional<AppOutputState> AppControl::outputOf(const TappedAppInfo& row) const {
+  if (!row.outputDeviceUID) return std::nullopt;
+  const DeviceFacts* device = app_.context().devices.withUID(*row.outputDeviceUID);
+  return AppOutputState{*row.outputDeviceUID, device ? device->name : *row.outputDeviceUID,
+                        row.outputLeftChannel + 1, row.outputRightChannel + 1,
+                        engine().deviceOutputs().rendererOf(row.bundleID) != nullptr};
+}
+
 AppState AppControl::describe(const TappedAppInfo& row) const {
   AppState state;
   state.id = row.bundleID;
@@ -85,11 +94,13 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
     state.volume = row.volume;
     state.isMuted = row.isMuted;
     state.bus = tap->busIndex;
+    state.output = outputOf(row);
     return state;
   }
   if (engine().isRouteWaiting(row.bundleID)) {
     state.isRouteWaiting = true;
     state.bus = isRoutableBus(row.busIndex) ? row.busIndex : kBridgeBus;
+    state.output = outputOf(row);
     state.volume = row.volume;
     state.isMuted = row.isMuted;
     return state;
@@ -101,7 +112,7 @@ AppState AppControl::describe(const TappedAppInfo& row) const {
 }
 
 AppMeters AppControl::metersOf(const SingleAppTap& tap, const std::string& id) const {
-  const double rate = engine().busSampleRate(tap.busIndex);
+  const double rate = engine().sampleRateOf(tap);
   const RingReport ring = ringReport(id, tap.ring, rate);
   return {levelOf(tap, app_.context().hardware()), gainReductionDb(tap.limiterGain), ring.backlogMs,
           ring.underruns, stereoMilliseconds(2 * tap.leftOutFrames(), rate)};
@@ -232,7 +243,10 @@ Outcome<AppChange> AppControl::route(const std::string& app, std::optional<int> 
         ControlFault::badValue,
         fmt::format("bus {} is none that apps route to; those are 0, the bridge, and 2 to 9, Track 1 to 8",
                     *bus)));
-  if (bus) engine().setBus(*id, *bus);
+  if (bus) {
+    engine().setOutput(*id, {});
+    engine().setBus(*id, *bus);
+  }
   if (!engine().setRouted(*id, bus.has_value()))
     return std::unexpected(controlError(
         ControlFault::failed, fmt::format("{} could not be routed: {}", *id,
@@ -242,6 +256,52 @@ Outcome<AppChange> AppControl::route(const std::string& app, std::optional<int> 
     change.notes.emplace_back(KeptForLater::kRoutingIsOff);
   else if (bus && !change.app.isRunning)
     change.notes.push_back(fmt::format("{} is not playing; its route waits for it", *id));
+  return change;
+}
+
+Outcome<DeviceFacts> AppControl::findOutput(const std::string& device) const {
+  std::vector<AppName> names;
+  for (const DeviceFacts& each : *app_.context().devices.devices())
+    if (each.outputChannels > 0 && !each.isOwn) names.push_back({each.uid, each.name});
+  const auto uid = matchName(device, names, {"output device", "output devices"});
+  if (!uid) return std::unexpected(uid.error());
+  return *app_.context().devices.withUID(*uid);
+}
+
+Outcome<AppChange> AppControl::setOutput(const std::string& app,
+                                         const std::optional<OutputRequest>& request) {
+  const auto id = find(app);
+  if (!id) return std::unexpected(id.error());
+  if (!request) return play(*id, {}, {});
+  const auto& [text, left, right] = *request;
+  const auto isChannel = [](int channel) { return channel >= 1 && channel <= kMostOutputChannels; };
+  if (!isChannel(left) || !isChannel(right) || left == right)
+    return std::unexpected(
+        controlError(ControlFault::badValue,
+                     fmt::format("{}/{} is no pair of channels; give two different ones from 1 to {}", left,
+                                 right, kMostOutputChannels)));
+  const auto device = findOutput(text);
+  if (!device) return std::unexpected(device.error());
+  std::vector<std::string> notes;
+  if (std::max(left, right) > std::max(device->outputChannels, 2))
+    notes.push_back(fmt::format("{} has {} output channels — pair {}/{} unavailable, using 1–2 (intent kept)",
+                                device->name, device->outputChannels, left, right));
+  return play(*id, {device->uid, left - 1, right - 1}, std::move(notes));
+}
+
+Outcome<AppChange> AppControl::play(const std::string& id, const OutputWish& wish,
+                                    std::vector<std::string> notes) {
+  const bool isOnDevice = !wish.deviceUID.empty();
+  const bool isDone = engine().setOutput(id, wish) && (!isOnDevice || engine().setRouted(id, true));
+  AppChange change{describe(id), std::move(notes)};
+  const bool isRefused = isOnDevice && engine().tapOf(id) && !engine().tapOf(id)->isOnDevice();
+  if (!isDone || isRefused)
+    return std::unexpected(controlError(
+        ControlFault::failed, engine().errorMessage()->value_or("the app's tap could not be made anew")));
+  if (isOnDevice && !engine().isGlobalEnabled())
+    change.notes.emplace_back(KeptForLater::kRoutingIsOff);
+  else if (isOnDevice && !change.app.isRunning)
+    change.notes.push_back(fmt::format("{} is not playing; its route waits for it", id));
   return change;
 }
 

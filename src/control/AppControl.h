@@ -35,6 +35,16 @@ class AppControl {
   // every wish while routing is off.
   Outcome<AppChange> route(const std::string& app, std::optional<int> bus);
 
+  // A device that it plays on instead of on its bus, which routes it; nothing takes it back to the bus. A
+  // device is named by its identifier or name, or any part that fits no other; channels count from 1. One
+  // that does not have these channels plays the app on its first two, and the wish is kept.
+  struct OutputRequest {
+    std::string device;
+    int left = 1;
+    int right = 2;
+  };
+  Outcome<AppChange> setOutput(const std::string& app, const std::optional<OutputRequest>& request);
+
   // `automatic` is for the row of calls: it follows them again.
   enum class Row { hide, unhide, pin, unpin, remove, automatic };
   Outcome<AppChange> setRow(const std::string& app, Row change);
@@ -45,6 +55,9 @@ class AppControl {
   Outcome<std::string> find(const std::string& app) const;
   void noteIfUnheard(AppChange& change, const std::string& id) const;
   bool isRouted(const std::string& id) const;
+  std::optional<AppOutputState> outputOf(const TappedAppInfo& row) const;
+  Outcome<DeviceFacts> findOutput(const std::string& device) const;
+  Outcome<AppChange> play(const std::string& id, const OutputWish& wish, std::vector<std::string> notes);
   AppState describe(const TappedAppInfo& row) const;
   AppState describe(const std::string& id) const;
   AppMeters metersOf(const SingleAppTap& tap, const std::string& id) const;

@@ -10,6 +10,17 @@
 
 namespace sonmere {
 
+// The device that an app is to play on instead of on its bus.
+struct AppOutputState {
+  std::string device;  // UID
+  std::string name;    // the UID, while the device is away
+  int left = 1;        // channels, from 1 on
+  int right = 2;
+  bool isPlaying = false;  // it does: else its bus has it
+
+  bool operator==(const AppOutputState&) const = default;
+};
+
 // One app as it is shown and controlled.
 struct AppState {
   std::string id;
@@ -18,7 +29,8 @@ struct AppState {
   bool isHidden = false;
   bool isPinned = false;
   std::string control;  // who decides on its sound: "none", "mixer", "routed", "hidden", "direct", "driver"
-  std::optional<int> bus;       // nothing: not routed
+  std::optional<int> bus;  // nothing: not routed
+  std::optional<AppOutputState> output;
   bool isRouteWaiting = false;  // it is routed there when it plays again
   float volume = 1;             // linear; that of its route, else that of the mixer
   bool isMuted = false;

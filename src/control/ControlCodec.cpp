@@ -40,6 +40,14 @@ ControlJSON levelOf(const AppMeters& meters) {
   return meters.levelDb ? ControlJSON(shortest(*meters.levelDb)) : ControlJSON(nullptr);
 }
 
+ControlJSON outputOf(const AppOutputState& output) {
+  return {{"device", output.device},
+          {"name", output.name},
+          {"left", output.left},
+          {"right", output.right},
+          {"playing", output.isPlaying}};
+}
+
 // Half decibels are finer than a display.
 ControlJSON spectrumOf(const SpectrumState& spectrum) {
   ControlJSON bands = ControlJSON::array();
@@ -63,6 +71,7 @@ ControlJSON encodeControl(const AppState& app) {
           {"pinned", app.isPinned},
           {"control", app.control},
           {"bus", orNull(app.bus)},
+          {"output", app.output ? outputOf(*app.output) : ControlJSON(nullptr)},
           {"routeWaits", app.isRouteWaiting},
           {"volume", shortest(app.volume)},
           {"muted", app.isMuted},

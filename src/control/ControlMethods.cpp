@@ -187,6 +187,14 @@ void ControlMethods::addApps() {
       [this](const auto& v) { return answer(control_.apps().setLimiter(v.app, v.value)); });
   add("direct", forApp(readFlag("direct")),
       [this](const auto& v) { return answer(control_.apps().setDirect(v.app, v.value)); });
+  const auto readOutput = [](ControlParams& p) -> std::optional<AppControl::OutputRequest> {
+    const auto device = p.textIf("device");
+    const int left = p.wholeIf("left").value_or(1), right = p.wholeIf("right").value_or(2);
+    if (!device) return std::nullopt;
+    return AppControl::OutputRequest{*device, left, right};
+  };
+  add("output", forApp(readOutput),
+      [this](const auto& v) { return answer(control_.apps().setOutput(v.app, v.value)); });
   add("route", forApp([](ControlParams& p) { return p.wholeOrNull("bus"); }),
       [this](const auto& v) { return answer(control_.apps().route(v.app, v.value)); });
   using Row = AppControl::Row;

@@ -44,7 +44,7 @@ MonitorState MonitorControl::state() const {
     const auto tap = engine().tapOf(row.bundleID);
     state.apps.push_back({row.bundleID, row.name,
                           engine().monitors().monitorEnabledBundleIDs->contains(row.bundleID),
-                          state.isRunning && tap && tap->monitor.isEnabled(),
+                          state.isRunning && tap && tap->monitor.isEnabled() && !tap->isOnDevice(),
                           row.monitorLinked ? row.volume : row.monitorVolume, row.monitorLinked});
   }
   for (int bus = 0; bus < kBusCount; ++bus)

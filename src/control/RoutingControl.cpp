@@ -61,7 +61,7 @@ BusState RoutingControl::describe(int bus) const {
   state.isRecording = app_.recordings()->isRecording(bus);
   state.isRunning = engine().outputs().isRunning(bus);
   for (const auto& [bundleID, tap] : engine().activeTaps())
-    if (tap->busIndex == bus) state.apps.push_back(bundleID);
+    if (tap->busIndex == bus && !tap->isOnDevice()) state.apps.push_back(bundleID);
   state.equaliser = engine().effects().masterEQSettings.get()[at];
   state.limiter = engine().effects().masterLimiterSettings.get()[at];
   if (state.limiter.isEnabled && state.isRunning)

@@ -44,8 +44,9 @@ TopicJSON appsValue(AppControl& apps) {
   for (const AppState& app : apps.list()) {
     const ControlJSON all = encodeControl(app);
     order.push_back(app.id);
-    values[app.id] = {{"facts", members(all, {"name", "running", "control", "bus", "routeWaits", "hints"})},
-                      {"wishes", members(all, {"hidden", "pinned", "volume", "muted"})}};
+    values[app.id] = {
+        {"facts", members(all, {"name", "running", "control", "bus", "output", "routeWaits", "hints"})},
+        {"wishes", members(all, {"hidden", "pinned", "volume", "muted"})}};
   }
   return {{"order", order}, {"apps", values}, {"removed", apps.removed()}};
 }

@@ -18,6 +18,18 @@ namespace sonmere {
 constexpr std::int64_t kMostLagSamples = 7680;
 constexpr std::int64_t kCaughtUpLagSamples = 1920;
 
+// Where two clocks meet: what more than two blocks may wait before it is cut. In samples: 43 ms at 48 kHz.
+constexpr std::int64_t kHopelessLagSamples = 4096;
+
+// How much of what is `left` behind a block of n samples is skipped, in whole frames: down to a block and the
+// trim's reserve, by an eighth of a block at most.
+constexpr std::int64_t skipAcrossClocks(std::int64_t left, std::int64_t n) noexcept {
+  constexpr std::int64_t kShortBlock = 2 * 260, kLeastStep = 64, kWholeFrames = 0x7FE;  // samples
+  const std::int64_t beyond = left - (n + kTrimReserveSamples);
+  if (beyond <= 0) return 0;
+  return std::min(n < kShortBlock ? kLeastStep : n / 8, beyond) & kWholeFrames;
+}
+
 // Half a second of interleaved stereo on its way from one render thread to another. The writer has one half
 // of it, each reader one of its own, and nobody calls another's; what the main thread asks for stands in
 // `Requests`. Counters are in samples and may be read anywhere; a stale view costs a display its accuracy.
@@ -105,6 +117,11 @@ class StereoRing {
     void noteInterruption() noexcept SONMERE_NONBLOCKING { backlogWatch_.noteInterruption(); }
     // Takes n samples; false when there are fewer, which takes none. The wait for the first audio is no miss.
     bool pull(float* target, std::int64_t n, double sampleRate) noexcept SONMERE_NONBLOCKING;
+    // The same where the two sides have clocks of their own: what is left beyond the trim's reserve is drawn
+    // in by small skips, and a backlog beyond hope is cut at once.
+    bool pullAcrossClocks(float* target, std::int64_t n) noexcept SONMERE_NONBLOCKING;
+    // Drops all there is.
+    void skipToLive() noexcept SONMERE_NONBLOCKING { dropAllBut(0); }
     // Adds n samples at this gain to `target`; false when there are fewer, which takes none. It stays near
     // the live edge: what lags more than kMostLagSamples skips to kCaughtUpLagSamples first.
     bool addLive(float* target, std::int64_t n, float gain) noexcept SONMERE_NONBLOCKING;
@@ -116,7 +133,8 @@ class StereoRing {
     RTScalar<std::int64_t> lastBacklog;  // left after the latest pull
     RTScalar<std::int64_t> maxBacklog;
     RTScalar<std::int64_t> read;
-    RTScalar<std::int64_t> skipped;  // dropped on purpose
+    RTScalar<std::int64_t> skipped;    // dropped on purpose
+    RTScalar<std::int64_t> hardTrims;  // cuts of a backlog beyond hope
 
     std::int64_t misses() const noexcept { return underruns + starves; }
 
@@ -186,6 +204,24 @@ inline bool StereoRing::Reader::pull(float* target, std::int64_t n,
   position_.storeRelease((at + n + surplus) % kCapacity);
   noteRead(n, left);
   if (surplus > 0) skipped.add(surplus);
+  return true;
+}
+
+inline bool StereoRing::Reader::pullAcrossClocks(float* target, std::int64_t n) noexcept SONMERE_NONBLOCKING {
+  if (ring_.availableTo(*this) > 2 * n + kHopelessLagSamples) {
+    dropAllBut(n + kTrimReserveSamples);
+    hardTrims.add(1);
+  }
+  const std::int64_t writes = ring_.writer.writes;
+  const bool hasDelivered = std::exchange(seenWrites_, writes) != writes;
+  const std::int64_t at = position_.loadRelaxed(), left = ring_.availableTo(*this) - n;
+  lastRead = n;
+  if (left < 0) return noteMiss(hasDelivered), false;
+  ringCopyOut<kCapacity>(ring_.samples(), at, target, n);
+  const std::int64_t extra = skipAcrossClocks(left, n);
+  position_.storeRelease((at + n + extra) % kCapacity);
+  noteRead(n, left);
+  if (extra > 0) skipped.add(extra);
   return true;
 }
 

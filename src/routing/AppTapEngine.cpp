@@ -1,6 +1,7 @@
 #include "routing/AppTapEngine.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 
@@ -42,6 +43,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
       effects_(core_),
       outputs_(core_),
       taps_(core_, outputs_),
+      deviceOutputs_(core_, taps_),
       chains_(core_, outputs_),
       monitors_(core_, taps_),
       discovery_(context) {
@@ -52,6 +54,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
   };
   taps_.loadEffects = [this](SingleAppTap& tap) { effects_.load(tap); };
   taps_.tapsDidChange = [this] {
+    deviceOutputs_.update();
     reconcileLevelTimer();
     chains_.update();
     monitors_.update();
@@ -64,6 +67,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
 AppTapEngine::~AppTapEngine() {
   flushPendingSaves();
   taps_.tapsDidChange = nullptr;
+  deviceOutputs_.close();
   chains_.close();
   monitors_.close();
   core_.render->engineAlive = false;
@@ -383,6 +387,18 @@ bool AppTapEngine::setBus(const std::string& bundleID, int bus) {
   return isRendered;
 }
 
+bool AppTapEngine::setOutput(const std::string& bundleID, const OutputWish& wish) {
+  TappedAppInfo* row = findRow(bundleID);
+  if (!row) return false;
+  row->outputDeviceUID = wish.deviceUID.empty() ? std::nullopt : std::optional(wish.deviceUID);
+  row->outputLeftChannel = wish.left;
+  row->outputRightChannel = wish.right;
+  saveState();
+  const bool isDone = deviceOutputs_.choose(bundleID, wish);
+  publishRows();
+  return isDone;
+}
+
 bool AppTapEngine::setVolume(const std::string& bundleID, float volume) {
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
@@ -481,14 +497,19 @@ void AppTapEngine::flushPendingSaves() {
 
 void AppTapEngine::serverLost() {
   outputs_.dropAll();
+  deviceOutputs_.forget();
   discovery_.forgetObjects();
 }
 
 void AppTapEngine::revalidate(RevalidationReason reason) {
   outputs_.reconcileDevices();
-  if (reason == RevalidationReason::deviceChange) return;
-  refreshApps();
-  taps_.recheckTaps();
+  if (reason == RevalidationReason::wake || reason == RevalidationReason::manual) deviceOutputs_.restart();
+  if (reason != RevalidationReason::deviceChange) {
+    refreshApps();
+    taps_.recheckTaps();
+  }
+  deviceOutputs_.reconcileDevices();
+  publishRows();
 }
 
 RouteHealthEntry AppTapEngine::check(RevalidationReason) {
@@ -503,6 +524,9 @@ RouteHealthEntry AppTapEngine::health() const {
   } else if (const auto& error = *core_.failures.shown) {
     entry.verdict = RouteHealthVerdict::broken;
     entry.detail = *error;
+  } else if (const auto unmet = deviceOutputs_.unmetWishes(); !unmet.empty()) {
+    entry.verdict = RouteHealthVerdict::degraded;
+    entry.detail = fmt::format("{}", fmt::join(unmet, ", "));
   }
   return entry;
 }
@@ -520,6 +544,11 @@ void AppTapEngine::setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) 
 }
 
 double AppTapEngine::busSampleRate(int bus) const { return outputs_.rateOrDefault(bus); }
+
+double AppTapEngine::sampleRateOf(const SingleAppTap& tap) const {
+  const AppOutputRenderer* const renderer = deviceOutputs_.rendererOf(tap.bundleID);
+  return renderer ? renderer->sampleRate() : busSampleRate(tap.busIndex);
+}
 
 // Meters.
 

@@ -13,6 +13,7 @@
 #include "audio/engine/Route.h"
 #include "dsp/LatencySource.h"
 #include "routing/BusOutputs.h"
+#include "routing/DeviceOutputs.h"
 #include "routing/RoutingChains.h"
 #include "routing/RoutingCore.h"
 #include "routing/RoutingEffects.h"
@@ -62,6 +63,8 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   // Wished for, and its app does not run.
   bool isRouteWaiting(const std::string& bundleID) const;
   bool setBus(const std::string& bundleID, int bus);
+  // A device of its own in place of its bus, while it is routed; without one, back to its bus.
+  bool setOutput(const std::string& bundleID, const OutputWish& wish);
   bool setVolume(const std::string& bundleID, float volume);  // linear, held to 0 up to the maximum
   bool setMuted(const std::string& bundleID, bool muted);
   bool setMonitorVolume(const std::string& bundleID, float volume);
@@ -102,6 +105,7 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   bool isRouted(const std::string& bundleID) const override { return tapOf(bundleID) != nullptr; }
   TapLifecycle& taps() { return taps_; }
   BusOutputs& outputs() { return outputs_; }
+  const DeviceOutputs& deviceOutputs() const { return deviceOutputs_; }
   BusRenderState& renderState() { return *core_.render; }
   // Level of the mic send into a bus; above 0.001 it keeps the bus's unit running.
   // What of the microphone a bus gets, linear, 0 to 2; kept for the next start.
@@ -114,6 +118,8 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   }
   // The unit's rate, else the bridge's nominal rate, else 48000.
   double busSampleRate(int bus) const;
+  // Of whatever plays the tap.
+  double sampleRateOf(const SingleAppTap& tap) const;
 
   // Meters are on screen: levels are copied into the rows.
   void setMetersVisible(bool visible);
@@ -156,6 +162,7 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   RoutingEffects effects_;
   BusOutputs outputs_;
   TapLifecycle taps_;
+  DeviceOutputs deviceOutputs_;
   RoutingChains chains_;
   RoutingMonitors monitors_;
   AppDiscovery discovery_;

@@ -33,9 +33,11 @@ void RoutingChains::update() {
     if (const auto rate = outputs_.sampleRate(bus))
       places[PluginScope::ofBus(bus)] =
           place(core_.render, core_.render->masters[std::size_t(bus)].pluginChain, *rate);
+  // On a device of its own an app has its volume only.
   for (const auto& [bundleID, tap] : core_.activeTaps)
-    places[PluginScope::ofApp(bundleID)] =
-        place(tap, tap->pluginChain, outputs_.rateOrDefault(clampBus(tap->busIndex)));
+    if (!tap->isOnDevice())
+      places[PluginScope::ofApp(bundleID)] =
+          place(tap, tap->pluginChain, outputs_.rateOrDefault(clampBus(tap->busIndex)));
   chains_->setPlaces(kOwner, std::move(places));
 }
 

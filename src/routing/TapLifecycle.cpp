@@ -20,7 +20,15 @@ std::string permissionMessage(PermissionStatus status) {
          "Sonmere. (Used to capture per-app audio — no video is recorded.)";
 }
 
+// Of the capture of an app that plays on a device of its own.
+constexpr std::uint32_t kDeviceTapFrames = 128;
+
 }  // namespace
+
+AudioDeviceID presentDevice(AudioHardware& hardware, const OutputWish& wish) {
+  if (wish.deviceUID.empty() || CoreAudioUtils::isOwnDeviceUID(wish.deviceUID)) return kAudioObjectUnknown;
+  return CoreAudioUtils::deviceForUID(hardware, wish.deviceUID).value_or(kAudioObjectUnknown);
+}
 
 TapLifecycle::TapLifecycle(RoutingCore& core, BusOutputs& outputs) : core_(core), outputs_(outputs) {}
 
@@ -37,12 +45,12 @@ bool TapLifecycle::checkPlatform(const std::string& bundleID) {
 bool TapLifecycle::wantsMutedTap(const SingleAppTap& tap) const {
   const auto bus = std::size_t(clampBus(tap.busIndex));
   return tap.isMuted || core_.render->masters[bus].monitor.isEnabled() || tap.monitor.isEnabled() ||
-         tap.outputDeviceID != kAudioObjectUnknown || mixModeIsEnabled;
+         tap.isOnDevice() || mixModeIsEnabled;
 }
 
 // The aggregate delivers at the rate of the bus, so that the ring needs no conversion.
 void TapLifecycle::matchRate(const SingleAppTap& tap) {
-  if (tap.objects.aggDeviceID == kAudioObjectUnknown || tap.outputDeviceID != kAudioObjectUnknown) return;
+  if (tap.objects.aggDeviceID == kAudioObjectUnknown || tap.isOnDevice()) return;
   const double wanted = outputs_.rateOrDefault(clampBus(tap.busIndex));
   const auto present = core_.hardware().nominalSampleRate(tap.objects.aggDeviceID);
   if (present && std::abs(*present - wanted) < kSameRateHz) return;
@@ -99,6 +107,8 @@ TapAggregatePlan TapLifecycle::makePlan(SingleAppTap& tap, bool muted) {
   plan.beforeSettling = [this, &tap](AudioDeviceID aggregate) {
     tap.objects.aggDeviceID = aggregate;
     matchRate(tap);
+    // The device's render holds its backlog low, and a refusal only costs delay.
+    if (tap.isOnDevice()) core_.hardware().setBufferFrameSize(aggregate, kDeviceTapFrames);
     // Not for its result: the read makes the server settle the new device.
     (void)core_.hardware().streamConfiguration(aggregate, AudioScope::input);
   };
@@ -115,13 +125,13 @@ bool TapLifecycle::createPlatformObjects(SingleAppTap& tap, bool muted) {
   return made.has_value();
 }
 
-// An app plays on a bus for as long as nothing renders taps to devices: on the device it would fall silent.
-void TapLifecycle::noteOutputDevice(const TappedAppInfo& app) {
-  if (!app.outputDeviceUID || app.outputDeviceUID->empty()) return;
-  const bool isPresent = CoreAudioUtils::deviceForUID(core_.hardware(), *app.outputDeviceUID).has_value();
-  core_.log().info(fmt::format("Sonmere: saved output device for {} {}", app.bundleID,
-                               isPresent ? "can't be rendered to in this version — bridge routing"
-                                         : "not present — bridge routing until it returns"));
+void TapLifecycle::adoptOutput(SingleAppTap& tap, const TappedAppInfo& app) {
+  tap.wish = {app.outputDeviceUID.value_or(""), app.outputLeftChannel, app.outputRightChannel};
+  if (tap.wish.deviceUID.empty()) return;
+  tap.outputDeviceID = presentDevice(core_.hardware(), tap.wish);
+  if (!tap.isOnDevice())
+    core_.log().info(fmt::format(
+        "Sonmere: saved output device for {} not present — bridge routing until it returns", app.bundleID));
 }
 
 bool TapLifecycle::startTap(const TappedAppInfo& app) {
@@ -137,7 +147,7 @@ bool TapLifecycle::startTap(const TappedAppInfo& app) {
   tap->monitorVolume = app.monitorLinked ? app.volume : app.monitorVolume;
   tap->busIndex = isRoutableBus(app.busIndex) ? app.busIndex : kBridgeBus;
   tap->monitor.setEnabled(isMonitored && isMonitored(app.bundleID));
-  noteOutputDevice(app);
+  adoptOutput(*tap, app);
   if (loadEffects) loadEffects(*tap);
 
   if (!createPlatformObjects(*tap, wantsMutedTap(*tap))) return false;
@@ -153,7 +163,7 @@ bool TapLifecycle::startTap(const TappedAppInfo& app) {
 void TapLifecycle::publish() {
   auto lists = std::make_shared<BusTapLists>();
   for (const auto& [bundleID, tap] : core_.activeTaps) {
-    if (tap->outputDeviceID != kAudioObjectUnknown) continue;
+    if (tap->isOnDevice()) continue;
     lists->buses[std::size_t(clampBus(tap->busIndex))].push_back(tap);
   }
   core_.render->activeTapsByBus.publish(std::move(lists), core_.retirement, kSnapshotGrace);
@@ -169,6 +179,17 @@ void TapLifecycle::stopTap(const std::string& bundleID) {
   destroyTapAggregate(core_.hardware(), tap->objects);
   outputs_.reconcile(clampBus(tap->busIndex));
   if (tapsDidChange) tapsDidChange();
+}
+
+bool TapLifecycle::moveToDevice(const std::string& bundleID, AudioDeviceID device) {
+  const auto tap = core_.tapOf(bundleID);
+  if (!tap) return false;
+  tap->outputDeviceID = device;
+  if (!rebuildTap(bundleID, wantsMutedTap(*tap))) return false;
+  publish();
+  outputs_.reconcile(clampBus(tap->busIndex));
+  if (tapsDidChange) tapsDidChange();
+  return true;
 }
 
 bool TapLifecycle::rebuildTap(const std::string& bundleID, bool muted) {

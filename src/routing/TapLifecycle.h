@@ -10,6 +10,9 @@
 
 namespace sonmere {
 
+// The device that the user wishes for, if it is there and none of the program's own.
+AudioDeviceID presentDevice(AudioHardware& hardware, const OutputWish& wish);
+
 // Starts, stops and rebuilds the taps of routed apps and publishes them to the bus renders. Main thread.
 class TapLifecycle {
  public:
@@ -43,9 +46,14 @@ class TapLifecycle {
   // Rebuilds taps whose platform objects the server no longer knows.
   void recheckTaps();
 
+  // From its bus to a device, to another one or back (kAudioObjectUnknown): made anew, so that the mute rule
+  // and the cycle of its capture are those of the place. False when that could not be.
+  bool moveToDevice(const std::string& bundleID, AudioDeviceID device);
   // A move to another bus, published at once.
   void moveTap(const std::string& bundleID, int bus);
   void matchRates(int bus);
+  // Which taps each bus renders.
+  void publish();
 
  private:
   bool checkPlatform(const std::string& bundleID);
@@ -53,8 +61,8 @@ class TapLifecycle {
   TapAggregatePlan makePlan(SingleAppTap& tap, bool muted);
   void reportFailure(const SingleAppTap& tap, const TapAggregateFailure& failure);
   void matchRate(const SingleAppTap& tap);
-  void publish();
-  void noteOutputDevice(const TappedAppInfo& app);
+  // The wish for a device, and the device if it is there.
+  void adoptOutput(SingleAppTap& tap, const TappedAppInfo& app);
 
   RoutingCore& core_;
   BusOutputs& outputs_;

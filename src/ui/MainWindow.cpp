@@ -74,6 +74,7 @@ MainWindow::MainWindow(Models& models, Workbench& workbench, QWidget* parent)
   refreshState();
   connect(&models.status(), &StatusModel::changed, this, &MainWindow::refreshState);
   connect(&models.buses(), &BusesModel::changed, this, &MainWindow::refreshBuses);
+  connect(&models.status(), &StatusModel::changed, this, &MainWindow::refreshBuses);
   connect(record_, &RecordPage::renameWanted, this, &MainWindow::renameBus);
   connect(apps_, &AppsPage::pluginsWanted, this,
           [this](const QString& id, const QString& name) { showPlugins(QStringLiteral("app:") + id, name); });
@@ -233,6 +234,10 @@ void MainWindow::refreshBuses() {
   std::vector<RouteTarget> targets = {{tr("As it is"), tr("Default output"), QStringLiteral("default")},
                                       {tr("As it is"), tr("Direct, untouched"), QStringLiteral("direct")}};
   targets.insert(targets.end(), buses.begin(), buses.end());
+  for (const DeviceState& device : models_.status().devices())
+    if (device.outputs > 0 && !device.isOwn)
+      targets.push_back({tr("Only on this device"), QString::fromStdString(device.name),
+                         kDeviceTarget + QString::fromStdString(device.id)});
   apps_->setTargets(targets);
   input_->setBuses(buses);
 }

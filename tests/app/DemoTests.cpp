@@ -67,11 +67,34 @@ TEST_F(DemoTest, WhatIsMonitoredIsRecordedAsTheSpeakersPlayIt) {
   options.monitored = {{PluginScope::ofBus(2), 0.5f}};
   prepare();
   runtime.advance(10 * kSecond);
-  ASSERT_TRUE(report && !report->problem && report->heard) << (report ? report->problem.value_or("") : "");
-  EXPECT_NEAR(report->heard->peak, report->files.at(0).peak / 2, 1e-4f);
-  EXPECT_NEAR(double(report->heard->frames), 3 * 48000, 2000);
+  ASSERT_TRUE(report && !report->problem) << (report ? report->problem.value_or("") : "");
+  ASSERT_EQ(report->heard.size(), 1u);
+  const DemoReport::File& heard = report->heard[0].file;
+  EXPECT_NEAR(heard.peak, report->files.at(0).peak / 2, 1e-4f);
+  EXPECT_NEAR(double(heard.frames), 3 * 48000, 2000);
   const auto stampOf = [](const std::string& path) { return path.substr(path.rfind("—")); };
-  EXPECT_EQ(stampOf(report->heard->path), stampOf(report->files[0].path)) << "one session";
+  EXPECT_EQ(stampOf(heard.path), stampOf(report->files[0].path)) << "one session";
+}
+
+// Each app on its device, pair by pair, at its volume, and on no bus.
+TEST_F(DemoTest, AppsOnDevicesOfTheirOwnAreRecordedAsTheDevicesPlayThem) {
+  options.bitDepth = RecordingBitDepth::float32;
+  options.seconds = 3;
+  options.apps.push_back(options.apps[0]);
+  options.apps[1].id = "talk";
+  options.apps[0].output = {"DemoInterface", 2, 3};
+  options.apps[1].output = {"DemoInterface", 5, 4};
+  options.apps[1].volume = 0.5f;
+  prepare();
+  runtime.advance(10 * kSecond);
+  ASSERT_TRUE(report && !report->problem) << (report ? report->problem.value_or("") : "");
+  EXPECT_TRUE(report->files.empty());
+  ASSERT_EQ(report->heard.size(), 2u);
+  EXPECT_EQ(report->apps[0].output, "Studio Interface");
+  EXPECT_EQ(report->heard[1].left, 6);
+  EXPECT_GT(report->heard[0].file.peak, 0.1f);
+  EXPECT_NEAR(report->heard[1].file.peak, report->heard[0].file.peak / 2, 1e-3f);
+  EXPECT_NEAR(double(report->heard[0].file.frames), 3 * 48000, 2000);
 }
 
 // The app's gain and its bus's are both heard in the file; what can't be had ends the demo before it plays.

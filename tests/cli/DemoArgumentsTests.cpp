@@ -80,6 +80,21 @@ TEST(DemoArguments, WhatIsMonitoredIsThereToBeHeard) {
   }
 }
 
+TEST(DemoArguments, ADeviceOfAnAppHasTheChannelsThatAreGiven) {
+  auto arguments = twoApps();
+  arguments.outputs = {"a=headset", "b=Studio Interface:8/3"};
+  const auto request = parseDemo(arguments);
+  ASSERT_TRUE(request) << request.error().description;
+  EXPECT_EQ(request->options.apps[0].output, (OutputWish{"USBHeadset", 0, 1}));
+  EXPECT_EQ(request->options.apps[1].output, (OutputWish{"DemoInterface", 7, 2}));
+  arguments.routes = {"b=off"};
+  for (const char* bad : {"a=headset:2/3", "a=interface:3/3", "a=interface:0/1", "a=radio", "b=headset",
+                          "c=headset", "a=", "a=headset:1/", "a=:1/2"}) {
+    arguments.outputs = {bad};
+    EXPECT_TRUE(complaint(arguments).starts_with("--output ")) << complaint(arguments);
+  }
+}
+
 TEST(DemoArguments, EveryAppHasATrackOfItsOwnUnlessToldOtherwise) {
   DemoArguments arguments;
   for (int i = 0; i < 9; ++i) arguments.apps.push_back(std::string(1, char('a' + i)) + "=f.wav");

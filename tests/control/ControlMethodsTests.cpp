@@ -111,6 +111,31 @@ TEST_F(ControlMethodsTest, AStepInDecibelsIsTakenFromThePresentVolume) {
   EXPECT_NEAR(double((*call("mixer.master", R"({"stepDb":-20})"))["mixer"]["masterVolume"]), 0.1, 1e-6);
 }
 
+TEST_F(ControlMethodsTest, AnAppIsPutOnADeviceOfItsOwnAndTakenBackByItsRoute) {
+  const auto change = *call("output", R"({"app":"music","device":"headset"})");
+  EXPECT_EQ(change["app"]["output"].dump(),
+            R"({"device":"USBHeadset","name":"USB Headset","left":1,"right":2,"playing":true})");
+  EXPECT_EQ(change["notes"].dump(), "[]");
+  EXPECT_EQ((*call("routing"))["buses"][0]["apps"].dump(), "[]") << "it is on no bus";
+  EXPECT_EQ((*call("output", R"({"app":"music","device":"headset","left":3,"right":4})"))["notes"].dump(),
+            R"x(["USB Headset has 2 output channels — pair 3/4 unavailable, using 1–2 (intent kept)"])x");
+  EXPECT_EQ((*call("route", R"({"app":"music","bus":4})"))["app"]["output"], nullptr);
+  EXPECT_EQ((*call("routing"))["buses"][3]["apps"].dump(), R"(["org.music"])");
+  ASSERT_TRUE(call("output", R"({"app":"music","device":"headset"})"));
+  const auto back = *call("output", R"({"app":"music"})");
+  EXPECT_EQ(std::pair(back["app"]["output"], back["app"]["bus"]),
+            std::pair(ControlJSON(nullptr), ControlJSON(4)));
+  ASSERT_TRUE(call("routing.enable", R"({"enabled":false})"));
+  EXPECT_EQ((*call("output", R"({"app":"talk","device":"speak"})"))["notes"].dump(),
+            R"(["kept for later: routing is off"])");
+  for (const char* refused :
+       {R"({"app":"music","device":"Track 1"})", R"({"app":"music","device":"nothing"})",
+        R"({"app":"music","device":"headset","left":2,"right":2})",
+        R"({"app":"music","device":"headset","left":0})", R"({"app":"music","device":"headset","right":65})"})
+    EXPECT_FALSE(call("output", refused)) << refused;
+  EXPECT_EQ((*call("app", R"({"app":"music"})"))["output"], nullptr) << "nothing came of that";
+}
+
 TEST_F(ControlMethodsTest, ATrackCanBeGivenANameThatMeansNothingElse) {
   EXPECT_EQ((*call("bus", R"({"bus":4})"))["givenName"], nullptr);
   const auto named = *call("bus.rename", R"({"bus":4,"name":"Drums"})");

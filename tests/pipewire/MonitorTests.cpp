@@ -70,6 +70,29 @@ TEST(Monitor, ARoutedAppIsHeardOnceAndUnchanged) {
   EXPECT_FALSE(*world.monitor->monitorRunning);
 }
 
+TEST(DeviceOutput, AnAppIsHeardUnchangedOnItsDeviceAloneAndAfterARestartOfTheServer) {
+  MonitoredWorld world;
+  ASSERT_EQ(world.session.problem(), "");
+  ASSERT_TRUE(world.begin());
+  const KnownSignal signal(60);
+  ASSERT_TRUE(world.play(signal));
+  ASSERT_TRUE(world.engine->setOutput("pw-play", {"fake.speaker2"}))
+      << world.engine->errorMessage()->value_or("");
+  ASSERT_TRUE(world.until([&] { return world.outputsOf("pw-play").empty(); })) << "not by itself as well";
+  EXPECT_TRUE(world.isHeardOn("fake.speaker2", signal));
+  ASSERT_TRUE(world.session.control("kill"));
+  world.player.end();
+  ASSERT_TRUE(world.session.control("restart"));
+  const KnownSignal again(60, 7);
+  ASSERT_TRUE(world.play(again));
+  EXPECT_TRUE(world.isHeardOn("fake.speaker2", again));
+  ASSERT_TRUE(world.engine->setOutput("pw-play", {}));
+  ASSERT_TRUE(world.until([&] { return world.engine->outputs().isRunning(kTrack1); }));
+  ASSERT_TRUE(world.until([&] {
+    return world.outputsOf("pw-play") == std::vector<std::string>{"fake.speaker"};
+  })) << "by itself again";
+}
+
 TEST(Monitor, ItComesBackWithTheServer) {
   MonitoredWorld world;
   ASSERT_EQ(world.session.problem(), "");

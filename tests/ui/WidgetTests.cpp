@@ -149,6 +149,13 @@ TEST(AppRow, ShowsAnAppAndAsksForChanges) {
   row.findChild<RouteButton*>()->menu()->actions().at(1)->trigger();
   ASSERT_EQ(routed.count(), 1);
   EXPECT_EQ(routed.first().at(1).toString(), QStringLiteral("default"));
+  app.output = AppOutputState{"usb", "USB Headset", 3, 4, true};
+  row.showApp(app);
+  EXPECT_EQ(row.findChild<RouteButton*>()->text(), QStringLiteral("USB Headset"))
+      << "also without its device";
+  app.output.reset();
+  row.showApp(app);
+  EXPECT_EQ(row.findChild<RouteButton*>()->text(), QStringLiteral("Track 1"));
   QSignalSpy muted(&row, &AppRow::muteChosen);
   for (auto* button : row.findChildren<QToolButton*>()) {
     if (button->text() == QStringLiteral("Mute")) button->click();

@@ -7,6 +7,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QTemporaryDir>
@@ -24,6 +25,7 @@
 #include "ui/widgets/AppRow.h"
 #include "ui/widgets/ElidedLabel.h"
 #include "ui/widgets/GainSlider.h"
+#include "ui/widgets/RouteButton.h"
 #include "ui/work/Workbench.h"
 
 namespace sonmere {
@@ -197,6 +199,30 @@ TEST_F(WindowTest, EveryControlHasANameARoleAndAValueAndTabReachesIt) {
           << qPrintable(window->pageName(page));
     }
   }
+}
+
+TEST_F(WindowTest, AnAppIsPutOnADeviceOfItsOwnByItsRoute) {
+  make();
+  ControlJSON devices = {{"order", {"usb", "track"}}};
+  devices["devices"]["usb"] = {{"id", "usb"}, {"name", "USB Headset"}, {"outputs", 2}};
+  devices["devices"]["track"] = {{"id", "track"}, {"name", "Sonmere Track 1"}, {"outputs", 2}, {"own", true}};
+  service.tell("devices", devices);
+  service.tell("apps", apps(2));
+  const auto offered = [this](const QString& text) {
+    for (auto* button : window->findChildren<RouteButton*>()) {
+      emit button->menu()->aboutToShow();
+      for (QAction* action : button->menu()->actions())
+        if (action->text() == text) return action;
+    }
+    return static_cast<QAction*>(nullptr);
+  };
+  ASSERT_TRUE(waits([&] { return offered(QStringLiteral("USB Headset")) != nullptr; }));
+  EXPECT_EQ(offered(QStringLiteral("Sonmere Track 1")), nullptr) << "the program's own";
+  offered(QStringLiteral("USB Headset"))->trigger();
+  EXPECT_TRUE(waits([this] {
+    return service.requests.back()["method"] == "output" &&
+           service.requests.back()["params"] == ControlJSON{{"app", "org.app0"}, {"device", "usb"}};
+  }));
 }
 
 TEST_F(WindowTest, HeadphonesShowAndChooseWhatIsHeardOnTheMonitor) {

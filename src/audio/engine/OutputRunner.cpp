@@ -33,7 +33,11 @@ std::optional<OutputFailure> OutputRunner::bringUp(Built& built, double rate) {
   };
   if (!did(OutputStep::setDevice, unit.setCurrentDevice(built.device))) return failure;
   built.context = plan_.makeContext(built.device, rate);
-  if (!did(OutputStep::setFormat, unit.setStreamFormat(AudioScope::input, {rate, 2})) ||
+  const auto setFormat = [&] {
+    return plan_.setFormat ? plan_.setFormat(unit, *built.context)
+                           : unit.setStreamFormat(AudioScope::input, {rate, 2});
+  };
+  if (!did(OutputStep::setFormat, setFormat()) ||
       !did(OutputStep::setCallback, unit.setRenderCallback(plan_.callback, built.context.get())) ||
       !did(OutputStep::initialize, unit.initialize()))
     return failure;

@@ -27,10 +27,12 @@ class OutputRunner {
     // can't be told.
     std::function<std::optional<AudioDeviceID>()> device;
     std::function<std::optional<double>(AudioDeviceID device)> rate;
-    // Of stereo float32. Its refcon is for RenderContext::of.
+    // Of float32, stereo unless the format is set otherwise. Its refcon is for RenderContext::of.
     RenderCallback callback = nullptr;
     // Just before the unit's format is set.
     std::function<std::shared_ptr<RenderContext>(AudioDeviceID device, double rate)> makeContext;
+    // Sets another format than stereo at the context's rate.
+    std::function<OSStatus(OutputUnit& unit, RenderContext& context)> setFormat = nullptr;
     // What device and rate depend on, beside the life and the rate of the device.
     std::function<std::vector<Property>()> alsoWatched = nullptr;
   };

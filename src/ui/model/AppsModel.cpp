@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "ui/model/Decode.h"
+#include "ui/widgets/RouteButton.h"
 
 namespace sonmere {
 namespace {
@@ -114,8 +115,11 @@ void AppsModel::setRoute(const QString& id, const QString& target) {
   const AppState* state = find(id);
   if (state && state->control == "direct" && target != QLatin1String("direct")) {
     link_.call("direct", {{"app", app}, {"direct", false}}, forApp(id));
-    if (!isBus) return;
+    if (target == QLatin1String("default")) return;
   }
+  if (target.startsWith(kDeviceTarget))
+    return link_.call("output", {{"app", app}, {"device", target.mid(kDeviceTarget.size()).toStdString()}},
+                      forApp(id));
   if (target == QLatin1String("direct")) {
     if (state && state->bus) link_.call("route", {{"app", app}, {"bus", nullptr}}, forApp(id));
     return link_.call("direct", {{"app", app}, {"direct", true}}, forApp(id));

@@ -26,7 +26,7 @@ class AppsModel : public QObject {
   void setMuted(const QString& id, bool muted);
   void setEqualiser(const QString& id, const AppEQSettings& settings);
   void setLimiter(const QString& id, std::optional<double> ceilingDb);
-  // "default", "direct" or a bus number.
+  // The key of a RouteTarget.
   void setRoute(const QString& id, const QString& target);
   // "hide", "unhide", "pin", "unpin", "remove".
   void changeRow(const QString& id, const QString& change);

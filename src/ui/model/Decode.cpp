@@ -35,6 +35,10 @@ AppState decodeApp(const std::string& id, const TopicJSON& json) {
   app.isRunning = memberOr(facts, "running", false);
   app.control = memberOr<std::string>(facts, "control", "none");
   app.bus = memberIf<int>(facts, "bus");
+  if (const TopicJSON& output = objectAt(facts, "output"); !output.empty())
+    app.output = {memberOr<std::string>(output, "device", {}), memberOr<std::string>(output, "name", {}),
+                  memberOr(output, "left", 1), memberOr(output, "right", 2),
+                  memberOr(output, "playing", false)};
   app.isRouteWaiting = memberOr(facts, "routeWaits", false);
   if (const auto hints = facts.find("hints"); hints != facts.end() && hints->is_array()) {
     for (const TopicJSON& hint : *hints) {

@@ -193,6 +193,10 @@
         <source>Hear %1 on the monitor</source>
         <translation>%1 auf dem Monitor mithören</translation>
     </message>
+    <message>
+        <source>its device is away: on its bus</source>
+        <translation>sein Gerät fehlt: auf seinem Bus</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::AppsPage</name>
@@ -1061,6 +1065,10 @@
     <message>
         <source>the microphone</source>
         <translation>dem Mikrofon</translation>
+    </message>
+    <message>
+        <source>Only on this device</source>
+        <translation>Nur auf diesem Gerät</translation>
     </message>
 </context>
 <context>

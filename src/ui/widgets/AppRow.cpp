@@ -147,6 +147,7 @@ QString AppRow::stateText() const {
   if (!app_.isRunning) return tr("not running");
   if (app_.control == "direct") return tr("untouched");
   if (app_.control == "hidden") return tr("hidden, untouched");
+  if (app_.output && !app_.output->isPlaying) return tr("its device is away: on its bus");
   if (app_.control == "routed") {
     const double delay = app_.meters.addedDelayMs;
     return delay < 0.5 ? tr("routed") : tr("routed, %1 ms late").arg(qRound(delay));
@@ -156,6 +157,7 @@ QString AppRow::stateText() const {
 }
 
 QString AppRow::targetKey() const {
+  if (app_.output) return kDeviceTarget + QString::fromStdString(app_.output->device);
   if (app_.bus) return QString::number(*app_.bus);
   return app_.control == "direct" ? QStringLiteral("direct") : QStringLiteral("default");
 }
@@ -180,7 +182,7 @@ void AppRow::showApp(const AppState& app) {
   monitor_->setVisible(app.bus.has_value());
   effects_->setAccessibleName(tr("Equaliser and limiter of %1").arg(name));
   more_->setAccessibleName(tr("More for %1").arg(name));
-  route_->showTarget(targetKey());
+  route_->showTarget(targetKey(), app.output ? QString::fromStdString(app.output->name) : QString());
   if (effectsPanel_) effectsPanel_->showApp(app);
   if (said_.isEmpty()) say({}, false);
   const bool canBeShaped = app.control != "direct" && app.control != "hidden";

@@ -22,15 +22,16 @@ void RouteButton::setTargets(const std::vector<RouteTarget>& targets) {
   fill();
 }
 
-void RouteButton::showTarget(const QString& key) {
-  if (key == key_ && !text().isEmpty()) return;
+void RouteButton::showTarget(const QString& key, const QString& name) {
+  if (key == key_ && name == name_ && !text().isEmpty()) return;
   key_ = key;
+  name_ = name.isEmpty() ? key : name;
   fill();
 }
 
 void RouteButton::fill() {
   const auto found = std::ranges::find(targets_, key_, &RouteTarget::key);
-  const QString name = found == targets_.end() ? key_ : found->name;
+  const QString name = found == targets_.end() ? name_ : found->name;
   setText(fontMetrics().elidedText(name, Qt::ElideRight,
                                    fontMetrics().horizontalAdvance(tr("Default output")) + 8));
   setToolTip(name);

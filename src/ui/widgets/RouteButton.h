@@ -5,11 +5,14 @@
 
 namespace sonmere {
 
+// What the key of a device begins with.
+inline const QString kDeviceTarget = QStringLiteral("device:");
+
 // A place that an app's sound can go to.
 struct RouteTarget {
   QString group;  // a heading in the menu
   QString name;
-  QString key;  // "default", "direct", or a bus number
+  QString key;  // "default", "direct", a bus number, or "device:" and a device's identifier
 
   bool operator==(const RouteTarget&) const = default;
 };
@@ -22,8 +25,8 @@ class RouteButton : public QToolButton {
   explicit RouteButton(QWidget* parent = nullptr);
 
   void setTargets(const std::vector<RouteTarget>& targets);
-  // A key that is among no targets stands as it is.
-  void showTarget(const QString& key);
+  // `name` is shown for a key that is among no targets; without one the key stands as it is.
+  void showTarget(const QString& key, const QString& name = {});
 
  signals:
   void chosen(const QString& key);
@@ -33,7 +36,7 @@ class RouteButton : public QToolButton {
   void fillMenu();
 
   std::vector<RouteTarget> targets_;
-  QString key_;
+  QString key_, name_;
 };
 
 }  // namespace sonmere
