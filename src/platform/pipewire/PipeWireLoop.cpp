@@ -5,6 +5,8 @@
 #include <ctime>
 #include <stdexcept>
 
+#include "base/RealtimeTimeLimit.h"
+
 namespace sonmere {
 
 namespace {
@@ -26,9 +28,11 @@ PipeWireLoop::PipeWireLoop() {
   static const Library library;
   thread_ = pw_thread_loop_new("sonmere-server", nullptr);
   if (!thread_) throw std::runtime_error("The audio server's event loop could not be made");
-  // This configuration asks for a real-time audio thread; without the right to have one it goes on without.
-  pw_properties* properties = pw_properties_new(PW_KEY_CONFIG_NAME, "client-rt.conf", nullptr);
+  // The first asks for a real-time audio thread; without the right to have one it goes on without.
+  const char* const configuration = RealtimeTimeLimit::allowsRealtime() ? "client-rt.conf" : "client.conf";
+  pw_properties* properties = pw_properties_new(PW_KEY_CONFIG_NAME, configuration, nullptr);
   context_ = pw_context_new(pw_thread_loop_get_loop(thread_), properties, 0);
+  RealtimeTimeLimit::lowerSoft();
   if (!context_ || pw_thread_loop_start(thread_) < 0) {
     if (context_) pw_context_destroy(context_);
     pw_thread_loop_destroy(thread_);

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "base/RealtimeTimeLimit.h"
 #include "platform/desktop/DesktopApplications.h"
 
 namespace sonmere {
@@ -198,6 +199,7 @@ void PipeWireServer::lost() {
   processes_.clear();
   devices_.clear();
   graph_.detach();
+  if (lostAt_) notify(AudioProperty::serviceLost);
 }
 
 void PipeWireServer::defaultsChanged(GlobalID subject, const std::string& key,
@@ -342,6 +344,8 @@ OSStatus PipeWireServer::open(std::unique_ptr<CycleStream>& stream, CycleStreamP
                               CycleStream::Process process, void* refcon) {
   stream = std::make_unique<CycleStream>(loop_, std::move(plan), process, refcon);
   const OSStatus status = stream->connect(core(), kConnectTimeout);
+  // With the first stream the audio thread has its priority, and whoever gave it has set limits.
+  RealtimeTimeLimit::lowerSoft();
   if (status == noErr)
     watch(*stream);
   else
