@@ -71,7 +71,8 @@ class FakeLogind {
   FakeLogind() {
     static const sd_bus_vtable kTable[] = {SD_BUS_VTABLE_START(0),
                                            SD_BUS_METHOD("Inhibit", "ssss", "h", &FakeLogind::inhibit, 0),
-                                           SD_BUS_SIGNAL("PrepareForSleep", "b", 0), SD_BUS_VTABLE_END};
+                                           SD_BUS_SIGNAL("PrepareForSleep", "b", 0),
+                                           SD_BUS_SIGNAL("PrepareForShutdown", "b", 0), SD_BUS_VTABLE_END};
     isUp = sd_bus_open_system(&bus_) >= 0 &&
            sd_bus_add_object_vtable(bus_, nullptr, kPath, kInterface, kTable, this) >= 0 &&
            sd_bus_request_name(bus_, "org.freedesktop.login1", 0) >= 0;
@@ -83,8 +84,9 @@ class FakeLogind {
     while (!condition())
       if (sd_bus_process(bus_, nullptr) == 0) sd_bus_wait(bus_, 5000);
   }
-  void prepareForSleep(bool isBeginning) {
-    sd_bus_emit_signal(bus_, kPath, kInterface, "PrepareForSleep", "b", int(isBeginning));
+  void prepareForSleep(bool isBeginning) { prepareFor("PrepareForSleep", isBeginning); }
+  void prepareFor(const char* signal, bool isBeginning) {
+    sd_bus_emit_signal(bus_, kPath, kInterface, signal, "b", int(isBeginning));
   }
   // Whether nobody holds the delay any more.
   static bool isReleased(int delay, int patience = 0) {
@@ -180,11 +182,48 @@ TEST(DesktopPowerEvents, SleepWaitsForTheObserversAndWakeIsReported) {
   logind.serveUntil([&] { return isDone.load(); });
   program.join();
   EXPECT_EQ(seen, (std::vector<std::string>{"sleep", "wake"}));
-  ASSERT_EQ(logind.delays.size(), 2u) << "the next sleep is delayed too";
+  ASSERT_EQ(logind.delays.size(), 3u) << "a shutdown, and the next sleep too";
   EXPECT_FALSE(FakeLogind::isReleased(logind.latestDelay));
   EXPECT_TRUE(told.lines.empty());
   events.reset();
   EXPECT_TRUE(FakeLogind::isReleased(logind.latestDelay, 10000)) << "within this time at most";
+}
+
+// A shutdown waits for the program's end, in which recordings are completed; a bus that is lost in a sleep
+// leaves nobody asleep.
+TEST(DesktopPowerEvents, AShutdownEndsTheProgramAndWaitsForIt) {
+  PrivateBus bus;
+  if (!bus.isUp()) GTEST_SKIP() << "no dbus-daemon here";
+  FakeLogind logind;
+  ASSERT_TRUE(logind.isUp);
+  LiveRuntime runtime;
+  Log log;
+  std::unique_ptr<DesktopPowerEvents> events;
+  std::atomic<bool> isMade = false, isOver = false, hasSlept = false, hasWoken = false;
+  Subscription end, sleep, wake;
+  std::thread program([&] {
+    events = std::make_unique<DesktopPowerEvents>(runtime, log);
+    end = events->observeWillTerminate([&] { isOver = true; });
+    sleep = events->observeWillSleep([&] { hasSlept = true; });
+    wake = events->observeDidWake([&] {
+      hasWoken = true;
+      runtime.stop();
+    });
+    isMade = true;
+    runtime.run();
+  });
+  logind.serveUntil([&] { return isMade.load(); });
+  const int shutdown = logind.delays.front().get();
+  logind.prepareFor("PrepareForShutdown", true);
+  logind.serveUntil([&] { return isOver.load(); });
+  EXPECT_FALSE(FakeLogind::isReleased(shutdown)) << "the program has not ended yet";
+  logind.prepareForSleep(true);
+  logind.serveUntil([&] { return hasSlept.load(); });
+  bus.stop();
+  program.join();
+  EXPECT_TRUE(hasWoken);
+  events.reset();
+  EXPECT_TRUE(FakeLogind::isReleased(shutdown, 10000));
 }
 
 TEST(DesktopPowerEvents, ABusWithoutLogindReportsNothing) {

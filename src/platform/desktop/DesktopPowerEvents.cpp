@@ -6,6 +6,7 @@
 #include <sys/eventfd.h>
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -72,25 +73,32 @@ class DesktopPowerEvents::Watch {
     sd_bus_set_method_call_timeout(bus, kCallTimeoutUs);
     const int status = sd_bus_match_signal(bus, nullptr, kService, kObject, kInterface, "PrepareForSleep",
                                            &Watch::prepareForSleep, this);
-    if (status < 0) return fmt::format("the system bus gives no signals ({})", std::strerror(-status));
+    const int further = sd_bus_match_signal(bus, nullptr, kService, kObject, kInterface, "PrepareForShutdown",
+                                            &Watch::prepareForShutdown, this);
+    if (status < 0 || further < 0)
+      return fmt::format("the system bus gives no signals ({})", std::strerror(-std::min(status, further)));
     stop_ = FileDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!stop_.valid()) return std::strerror(errno);
-    return takeDelay();
+    if (std::string failure = takeDelay("shutdown", "Recordings are completed", shutdownDelay_);
+        !failure.empty())
+      return failure;
+    return takeSleepDelay();
   }
 
-  // Asks logind to wait with the next sleep. As long as the descriptor is open it does.
-  std::string takeDelay() {
+  std::string takeSleepDelay() { return takeDelay("sleep", "Audio is put to rest", delay_); }
+
+  // Asks logind to wait with what is coming. As long as the descriptor is open it does.
+  std::string takeDelay(const char* what, const char* why, std::shared_ptr<FileDescriptor>& delay) {
     sd_bus_error error = SD_BUS_ERROR_NULL;
     sd_bus_message* reply = nullptr;
-    const int status =
-        sd_bus_call_method(bus_.get(), kService, kObject, kInterface, "Inhibit", &error, &reply, "ssss",
-                           "sleep", "Sonmere", "Audio is put to rest", "delay");
+    const int status = sd_bus_call_method(bus_.get(), kService, kObject, kInterface, "Inhibit", &error,
+                                          &reply, "ssss", what, "Sonmere", why, "delay");
     int fd = -1;
     if (status >= 0 && sd_bus_message_read(reply, "h", &fd) >= 0)
-      delay_ = std::make_shared<FileDescriptor>(::fcntl(fd, F_DUPFD_CLOEXEC, 3));
+      delay = std::make_shared<FileDescriptor>(::fcntl(fd, F_DUPFD_CLOEXEC, 3));
     sd_bus_message_unref(reply);
     std::string failure;
-    if (!delay_)
+    if (!delay)
       failure =
           fmt::format("logind does not answer ({})", error.message ? error.message : std::strerror(-status));
     sd_bus_error_free(&error);
@@ -107,8 +115,18 @@ class DesktopPowerEvents::Watch {
     return 0;
   }
 
+  // The program ends, with its recordings complete, and the delay with it.
+  static int prepareForShutdown(sd_bus_message* message, void* self, sd_bus_error*) {
+    int isBeginning = 0;
+    if (sd_bus_message_read(message, "b", &isBeginning) < 0 || !isBeginning) return 0;
+    auto& observers = static_cast<Watch*>(self)->observers_;
+    observers->runtime.mainQueue().post([observers] { observers->willTerminate.post(); });
+    return 0;
+  }
+
   // The delay goes with the task behind those of the observers.
   void willSleep() {
+    isAsleep_ = true;
     observers_->runtime.mainQueue().post([observers = observers_, delay = std::exchange(delay_, nullptr)] {
       observers->willSleep.post();
       observers->runtime.mainQueue().post([delay] {});
@@ -116,8 +134,13 @@ class DesktopPowerEvents::Watch {
   }
 
   void didWake() {
-    if (const std::string failure = takeDelay(); !failure.empty())
+    if (const std::string failure = takeSleepDelay(); !failure.empty())
       log_.warning("The next sleep will not wait for Sonmere: " + failure);
+    tellWake();
+  }
+
+  void tellWake() {
+    isAsleep_ = false;
     observers_->runtime.mainQueue().post([observers = observers_] { observers->didWake.post(); });
   }
 
@@ -132,6 +155,8 @@ class DesktopPowerEvents::Watch {
       if (status > 0) continue;
       isAvailable_ = false;
       log_.warning(fmt::format("Sleep and wake are reported no more: {}", std::strerror(-status)));
+      // Nobody else would end what a sleep began.
+      if (isAsleep_) tellWake();
       return;
     }
   }
@@ -152,6 +177,8 @@ class DesktopPowerEvents::Watch {
   FileDescriptor stop_;
   Bus bus_;
   std::shared_ptr<FileDescriptor> delay_;
+  std::shared_ptr<FileDescriptor> shutdownDelay_;  // until the program ends
+  bool isAsleep_ = false;                          // watch's thread
   std::thread thread_;
 };
 

@@ -19,7 +19,8 @@ class DesktopPowerEvents final : public PowerEvents {
   bool isAvailable() const override;
   [[nodiscard]] Subscription observeWillSleep(std::function<void()> observer) override;
   [[nodiscard]] Subscription observeDidWake(std::function<void()> observer) override;
-  // The end of the session shows as a signal to the program, which calls postWillTerminate().
+  // The machine is to shut down; logind waits for the program's end, as long as it does. The end of a
+  // session alone shows as a signal to the program, which calls postWillTerminate().
   [[nodiscard]] Subscription observeWillTerminate(std::function<void()> observer) override;
 
   // Tells the observers, each by a task of the main queue.
