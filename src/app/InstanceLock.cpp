@@ -58,4 +58,9 @@ Outcome<InstanceLock> InstanceLock::take(const std::filesystem::path& folder) {
   return InstanceLock(folder, std::move(file));
 }
 
+bool InstanceLock::isHeld(const std::filesystem::path& folder) {
+  const FileDescriptor file(::open((folder / kName).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  return file.valid() && ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 }  // namespace sonmere

@@ -19,6 +19,9 @@ class InstanceLock {
   // Makes the folder where missing. It must be the user's own, and becomes private.
   static Outcome<InstanceLock> take(const std::filesystem::path& folder);
 
+  // Whether a program has it.
+  static bool isHeld(const std::filesystem::path& folder);
+
   const std::filesystem::path& folder() const { return folder_; }
 
  private:

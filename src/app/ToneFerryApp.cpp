@@ -21,6 +21,8 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       trackNames_(std::make_shared<TrackNamesStore>(environment_.settings)),
       pluginChains_(environment_.runtime, environment_.log, environment_.settings,
                     environment_.platform.effectsHost()),
+      driverManager_(context_, environment_.driver),
+      routeRecovery_(context_, *trackNames_),
       appDelegate_(environment_.runtime, environment_.log, environment_.settings, notifications_),
       appTapEngine_([this] { return makeAppTapEngine(); }),
       volumeMixerEngine_([this] { return makeVolumeMixerEngine(); }),
@@ -98,12 +100,15 @@ void ToneFerryApp::startUp() {
   appDelegate_.wire(appTapEngine(), recordings(), flushDeadline());
   if (environment_.registersLoginItem)
     applyLoginItemRule(environment_.platform.loginItem(), environment_.settings, environment_.log);
+  driverManager_.launch();
   // The routed apps first: the mixer steps aside for them.
   appTapEngine()->start();
   volumeMixerEngine()->attach(appTapEngine());
   micEngine()->launch();
   inputPinEngine()->launch();
   monitorOutput()->launch();
+  routeRecovery_.attach({&micEngine()->isEnabled, &volumeMixerEngine()->isEnabled, &context_.monitors.isOn});
+  routeRecovery_.revalidateSoon();
   performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->heardBundleIDs);
 }
 

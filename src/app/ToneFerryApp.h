@@ -12,6 +12,7 @@
 #include "app/TapEngineRecorderFeed.h"
 #include "audio/effects/PluginChains.h"
 #include "audio/engine/EngineContext.h"
+#include "driver/DriverManager.h"
 #include "driver/TrackNamesStore.h"
 #include "input/InputPinEngine.h"
 #include "input/MicPassthroughEngine.h"
@@ -20,6 +21,7 @@
 #include "recording/library/RecordingsLibrary.h"
 #include "routing/AppTapEngine.h"
 #include "routing/monitor/MonitorOutput.h"
+#include "system/RouteRecoveryCoordinator.h"
 
 namespace sonmere {
 
@@ -39,6 +41,8 @@ class ToneFerryApp {
     std::optional<std::string> recordingsFolder = std::nullopt;
     // Not on a server inside this process, whose log-in item leads nowhere.
     bool registersLoginItem = true;
+    // Null where the driver is no matter of files.
+    DriverInstaller* driver = nullptr;
   };
 
   explicit ToneFerryApp(Environment environment);
@@ -62,6 +66,8 @@ class ToneFerryApp {
   // What recorders of this program stand on.
   const RecordingContext& recordingContext() const { return recordingContext_; }
   TrackNamesStore& trackNames() { return *trackNames_; }
+  DriverManager& driverManager() { return driverManager_; }
+  RouteRecoveryCoordinator& routeRecovery() { return routeRecovery_; }
   PluginChains& pluginChains() { return pluginChains_; }
   EngineContext& context() { return context_; }
   NotificationCenter& notifications() { return notifications_; }
@@ -85,6 +91,8 @@ class ToneFerryApp {
   LatencyProbe latencyProbe_;
   const std::shared_ptr<TrackNamesStore> trackNames_;
   PluginChains pluginChains_;
+  DriverManager driverManager_;
+  RouteRecoveryCoordinator routeRecovery_;
 
   AppDelegate appDelegate_;
   Lazy<AppTapEngine> appTapEngine_;

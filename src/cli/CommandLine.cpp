@@ -17,6 +17,8 @@
 #include "cli/CompletionScripts.h"
 #include "cli/CompletionSources.h"
 #include "cli/DemoCommand.h"
+#include "cli/DoctorCommand.h"
+#include "cli/DriverCommand.h"
 #include "cli/EditorCommands.h"
 #include "cli/ExitStatus.h"
 #include "cli/InputCommands.h"
@@ -25,6 +27,7 @@
 #include "cli/PluginCommands.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
+#include "cli/RoutesCommands.h"
 #include "cli/RoutingCommands.h"
 #include "cli/RunCommand.h"
 #include "cli/ServiceCommand.h"
@@ -230,7 +233,7 @@ int complete(const CLI::App& app, const std::vector<std::string>& words) {
 
 // Where --help lists each command; what is in no list here stands in one of its own.
 constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
-    {"The program", {"run", "demo", "status", "watch", "report", "devices", "quit"}},
+    {"The program", {"run", "demo", "status", "routes", "watch", "report", "devices", "quit"}},
     {"Apps",
      {"apps", "volume", "mute", "eq", "limit", "direct", "hide", "unhide", "pin", "unpin", "remove",
       "automatic"}},
@@ -239,7 +242,7 @@ constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
     {"Routing and recording",
      {"route", "output", "routing", "bus", "monitor", "record", "profile", "plugin"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
-    {"Settings and help", {"settings", "service", "login-item", "help", "completion"}},
+    {"Settings and help", {"settings", "driver", "doctor", "service", "login-item", "help", "completion"}},
 };
 
 void groupCommands(CLI::App& app) {
@@ -260,6 +263,15 @@ int showHelp(const CLI::App& app, const std::vector<std::string>& words) {
   }
   fmt::print("{}", command->help(above));
   return kExitSuccess;
+}
+
+void addDoctor(CLI::App& app, Arguments& arguments) {
+  CLI::App* doctor = app.add_subcommand(
+      "doctor",
+      "What of this machine is right for Sonmere, what is not, and what mends it; the exit status is 3 when "
+      "something could be better, 4 when something is wrong");
+  doctor->add_flag("--json", arguments.json, "Print JSON");
+  doctor->callback([&] { arguments.run = [&] { return runDoctor(arguments.json); }; });
 }
 
 void addHelp(CLI::App& app, Arguments& arguments) {
@@ -297,6 +309,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRun(app, arguments);
   addRemoteCommands(app, arguments.run);
   addRoutingCommands(app, arguments.run);
+  addRoutesCommands(app, arguments.run);
   addInputCommands(app, arguments.run);
   addMonitorCommands(app, arguments.run);
   addPluginCommands(app, arguments.run);
@@ -306,6 +319,8 @@ int parseAndRun(int argc, const char* const* argv) {
   addSettings(app, arguments);
   addLoginItem(app, arguments);
   addService(app, arguments);
+  addDriverCommands(app, arguments.run);
+  addDoctor(app, arguments);
   addHelp(app, arguments);
   addCompletion(app, arguments);
   groupCommands(app);

@@ -7,6 +7,8 @@ enum ExitStatus : int {
   kExitSuccess = 0,
   kExitFailure = 1,      // something went wrong while running
   kExitBadInput = 2,     // the arguments, or what they name, can't be used; nothing was done
+  kExitDegraded = 3,     // what was asked about works in part
+  kExitBroken = 4,       // what was asked about does not work
   kExitSignalled = 128,  // plus the signal's number: ended by it, with the files complete
 };
 

@@ -13,6 +13,7 @@
 #include "cli/OutputText.h"
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
+#include "cli/ReportArchive.h"
 #include "cli/Text.h"
 #include "cli/VolumeParams.h"
 #include "cli/WatchCommand.h"
@@ -33,6 +34,8 @@ struct RemoteArguments {
   bool idsOnly = false;
   bool removedOnly = false;
   bool isHistory = false;
+  std::optional<std::string> archive;
+  bool isFull = false;
   int count = 0;
 };
 
@@ -152,12 +155,18 @@ void RemoteBuilder::addViews() {
       [this] { return show("devices", "devices", {}, nullptr, devicesText); });
   CLI::App* report =
       add(app_, "report", "The diagnostic report: engines, and the delay of every internal buffer", [this] {
+        if (a->archive) return archiveReport(*a->archive, a->isFull, a->json);
         return RemoteCall("report").ask(
             a->isHistory ? "report.history" : "report", {}, [this](const ControlJSON& result) {
               a->json ? printJSON(result)
                       : fmt::print("{}\n", printableLines(result.value("text", std::string())));
             });
       });
+  CLI::Option* archive = report->add_option_function<std::string>(
+      "--archive", [this](const std::string& file) { a->archive = file; },
+      "Write all that helps to find a fault into a tar archive, with or without a running program");
+  archive->type_name("FILE");
+  report->add_flag("--full", a->isFull, "With names of user and machine, paths and titles")->needs(archive);
   report->add_flag("--history", a->isHistory, "Print the delays of the past instead, a JSON object a line");
   CLI::App* levels =
       add(app_, "watch", "The apps with their levels, whenever something changes, until Ctrl-C",

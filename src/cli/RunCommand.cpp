@@ -12,6 +12,7 @@
 #include "app/FileSettingsStore.h"
 #include "app/ForegroundRun.h"
 #include "app/InstanceLock.h"
+#include "app/PlatformDriver.h"
 #include "app/PlatformFolders.h"
 #include "app/PlatformLoginItem.h"
 #include "app/ServiceNotices.h"
@@ -20,6 +21,7 @@
 #include "base/LogLines.h"
 #include "base/MemoryReturn.h"
 #include "base/PrintableText.h"
+#include "base/RealtimeTimeLimit.h"
 #include "base/StopSignals.h"
 #include "cli/ExitStatus.h"
 #include "cli/RunPrinter.h"
@@ -84,6 +86,7 @@ class RunSession {
   }
 
   int run() {
+    RealtimeTimeLimit::install();
     const int status = serve();
     lock_.reset();
     return ending_ ? conclude() : status;
@@ -115,7 +118,7 @@ class RunSession {
     const bool registersLoginItem = !platform.embedded() && !request_.options.seconds &&
                                     isInstalledProgram() && !ServiceNotices::isService();
     ToneFerryApp app({runtime_, log_, settings, platform.platform(), userFolders(), createAudioFile,
-                      request_.folder, registersLoginItem});
+                      request_.folder, registersLoginItem, platform.embedded() ? nullptr : driver_.get()});
     return runOn(platform, app);
   }
 
@@ -205,6 +208,7 @@ class RunSession {
   const std::shared_ptr<LineWriter> errors_ = std::make_shared<LineWriter>(STDERR_FILENO);
   Log log_;  // written to until the runtime's threads have ended
   LiveRuntime runtime_;
+  const std::unique_ptr<DriverInstaller> driver_ = userDriver();
   std::optional<InstanceLock> lock_;
   std::unique_ptr<FileDescriptorWatcher> watcher_;
   std::optional<StopSignals> signals_;

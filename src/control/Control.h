@@ -4,6 +4,7 @@
 
 #include "control/AppControl.h"
 #include "control/DeviceControl.h"
+#include "control/DriverControl.h"
 #include "control/InputControl.h"
 #include "control/LibraryControl.h"
 #include "control/MeterControl.h"
@@ -14,6 +15,7 @@
 #include "control/ProfileControl.h"
 #include "control/RecordingControl.h"
 #include "control/ReportControl.h"
+#include "control/RoutesControl.h"
 #include "control/RoutingControl.h"
 #include "control/SettingsControl.h"
 #include "control/TopicWatch.h"
@@ -32,6 +34,8 @@ class Control {
         routing_(app),
         input_(app),
         monitor_(app),
+        routes_(app),
+        driver_(app),
         recordings_(app),
         profiles_(app),
         devices_(app),
@@ -49,6 +53,8 @@ class Control {
   RoutingControl& routing() { return routing_; }
   InputControl& input() { return input_; }
   MonitorControl& monitor() { return monitor_; }
+  RoutesControl& routes() { return routes_; }
+  DriverControl& driver() { return driver_; }
   RecordingControl& recordings() { return recordings_; }
   ProfileControl& profiles() { return profiles_; }
   DeviceControl& devices() { return devices_; }
@@ -74,6 +80,8 @@ class Control {
   RoutingControl routing_;
   InputControl input_;
   MonitorControl monitor_;
+  RoutesControl routes_;
+  DriverControl driver_;
   RecordingControl recordings_;
   ProfileControl profiles_;
   DeviceControl devices_;

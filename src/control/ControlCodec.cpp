@@ -242,6 +242,41 @@ ControlJSON encodeControl(const MonitorState& monitor) {
           {"error", orNull(monitor.error)}};
 }
 
+ControlJSON encodeControl(const DriverState& driver) {
+  return {{"status", driver.status},           {"advice", driver.advice},
+          {"installed", driver.isInstalled},   {"active", driver.isActive},
+          {"flowing", driver.isAudioFlowing},  {"sampleRate", driver.sampleRate},
+          {"sampleRates", driver.sampleRates}, {"problem", driver.problem}};
+}
+
+ControlJSON encodeControl(const RouteRow& route) {
+  return {{"id", route.id},
+          {"name", route.name},
+          {"verdict", route.verdict},
+          {"detail", route.detail},
+          {"advice", route.advice}};
+}
+
+namespace {
+
+ControlJSON encodeReset(const RoutesReset& reset) {
+  return {{"droppedStaleMembers", reset.droppedStaleMembers},
+          {"sweptAggregates", reset.sweptAggregates},
+          {"rebuiltSystemAudio", reset.rebuiltSystemAudio},
+          {"rebuiltDAWDevice", reset.rebuiltDAWDevice},
+          {"finishedAt", reset.finishedAt}};
+}
+
+}  // namespace
+
+ControlJSON encodeControl(const RoutesState& routes) {
+  return {{"routes", encodeControl(routes.routes)},
+          {"worst", routes.worst},
+          {"resetting", routes.isResetting},
+          {"lastCheck", orNull(routes.lastCheck)},
+          {"lastReset", routes.lastReset ? encodeReset(*routes.lastReset) : ControlJSON(nullptr)}};
+}
+
 ControlJSON encodeControl(const MonitorChange& change) {
   return {{"monitor", encodeControl(change.monitor)}, {"notes", change.notes}};
 }

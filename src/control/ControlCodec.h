@@ -5,6 +5,7 @@
 #include "control/AppState.h"
 #include "control/ControlMessage.h"
 #include "control/DeviceState.h"
+#include "control/DriverState.h"
 #include "control/InputState.h"
 #include "control/Meters.h"
 #include "control/MixerState.h"
@@ -14,6 +15,7 @@
 #include "control/ProgramStatus.h"
 #include "control/RecordingHealthState.h"
 #include "control/RecordingState.h"
+#include "control/RoutesState.h"
 #include "control/RoutingOverview.h"
 #include "control/WindowControl.h"
 #include "recording/library/RecordingSession.h"
@@ -40,6 +42,9 @@ ControlJSON encodeControl(const MonitorAppState& app);
 ControlJSON encodeControl(const MonitorBusState& bus);
 ControlJSON encodeControl(const MonitorState& monitor);
 ControlJSON encodeControl(const MonitorChange& change);
+ControlJSON encodeControl(const RouteRow& route);
+ControlJSON encodeControl(const DriverState& driver);
+ControlJSON encodeControl(const RoutesState& routes);
 ControlJSON encodeControl(const RecordingState& recording);
 ControlJSON encodeControl(const RecordingHealthState& health);
 ControlJSON encodeControl(const ProfileState& profile);

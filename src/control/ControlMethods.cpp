@@ -140,6 +140,7 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addRouting();
   addInput();
   addMonitor();
+  addHealth();
   addRecordings();
   addProfiles();
   addPlugins();
@@ -241,6 +242,22 @@ void ControlMethods::addRouting() {
   add(
       "bus.limiter", [](ControlParams& p) { return std::pair(p.whole("bus"), p.numberOrNull("ceilingDb")); },
       [this](const auto& v) { return answer(control_.routing().setLimiter(v.first, v.second)); });
+}
+
+void ControlMethods::addHealth() {
+  add("routes", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.routes().state()); });
+  add("routes.check", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.routes().check()); });
+  add("driver", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.driver().state()); });
+  add("driver.refresh",
+      [this]() -> Outcome<ControlJSON> { return encodeControl(control_.driver().refresh()); });
+  add(
+      "driver.rate", [](ControlParams& p) { return p.number("rate"); },
+      [this](double rate) { return answer(control_.driver().setSampleRate(rate)); });
+  addLater(
+      "routes.reset", [](ControlParams&) { return 0; },
+      [this](int, ControlPeer&, const Reply& reply) {
+        control_.routes().reset([reply](const RoutesState& routes) { reply(encodeControl(routes)); });
+      });
 }
 
 namespace {

@@ -50,6 +50,7 @@ class ControlMethods {
   void addRouting();
   void addInput();
   void addMonitor();
+  void addHealth();
   void addExtraInputs();
   void addRecordings();
   void addProfiles();

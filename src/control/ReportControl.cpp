@@ -8,6 +8,7 @@
 
 #include "app/FileSettingsStore.h"
 #include "app/ProgramVersion.h"
+#include "base/RealtimeTimeLimit.h"
 #include "control/ControlError.h"
 #include "control/RecordingControl.h"
 
@@ -81,6 +82,10 @@ std::string ReportControl::report() const {
   for (const RouteHealthEntry& route : app_.context().routes.health())
     text += fmt::format("{}: {}{}\n", route.name, verdictText(route.verdict),
                         route.detail.empty() ? "" : ", " + route.detail);
+  if (!RealtimeTimeLimit::allowsRealtime())
+    text += "Audio threads have no real-time priority: the limit of their time would end the program\n";
+  if (const int lost = RealtimeTimeLimit::lostPriorities())
+    text += fmt::format("Audio threads that lost real-time priority, working too long at once: {}\n", lost);
   for (const std::string& notice : now.recordingNotices) text += "Recording: " + notice + "\n";
   return text + "\n" + app_.latencyProbe().report();
 }

@@ -30,6 +30,10 @@ const char* name(Topic topic) {
       return "plugins";
     case Topic::monitor:
       return "monitor";
+    case Topic::routes:
+      return "routes";
+    case Topic::driver:
+      return "driver";
   }
   return "";
 }

@@ -21,12 +21,15 @@ enum class Topic {
   program,
   library,
   plugins,
-  monitor
+  monitor,
+  routes,
+  driver
 };
 
 inline constexpr std::array kTopics{Topic::apps,    Topic::mixer,     Topic::routing, Topic::effects,
                                     Topic::input,   Topic::recording, Topic::devices, Topic::settings,
-                                    Topic::program, Topic::library,   Topic::plugins, Topic::monitor};
+                                    Topic::program, Topic::library,   Topic::plugins, Topic::monitor,
+                                    Topic::routes,  Topic::driver};
 
 using TopicSet = std::set<Topic>;
 

@@ -87,6 +87,20 @@ TopicJSON monitorValue(const MonitorControl& monitor) {
   return value;
 }
 
+// When the routes were last looked at is no change of them.
+TopicJSON routesValue(const RoutesControl& routes) {
+  const ControlJSON all = encodeControl(routes.state());
+  TopicJSON value = byMember(all.at("routes"), "id", "routes");
+  value["facts"] = members(all, {"worst", "resetting", "lastReset"});
+  return value;
+}
+
+TopicJSON driverValue(const DriverControl& driver) {
+  const ControlJSON all = encodeControl(driver.state());
+  return {{"facts", members(all, {"status", "advice", "installed", "active", "flowing", "problem"})},
+          {"wishes", members(all, {"sampleRate", "sampleRates"})}};
+}
+
 TopicJSON routingValue(Control& control) {
   const RoutingOverview routing = control.routing().state();
   TopicJSON value = byMember(encodeControl(control.profiles().list()), "id", "profiles");
@@ -163,6 +177,10 @@ TopicJSON valueOf(Topic topic, Control& control) {
       return pluginsValue(control.plugins());
     case Topic::monitor:
       return monitorValue(control.monitor());
+    case Topic::routes:
+      return routesValue(control.routes());
+    case Topic::driver:
+      return driverValue(control.driver());
   }
   return TopicJSON::object();
 }

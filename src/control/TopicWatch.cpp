@@ -1,10 +1,14 @@
 #include "control/TopicWatch.h"
 
+#include <algorithm>
+
 namespace sonmere {
 
 namespace {
 // The engines follow a change of the devices within this time.
 constexpr Duration kDevicesSettle = fromMilliseconds(1500);
+// A change in one of them may be one of how a route fares.
+const TopicSet kOfRoutes{Topic::mixer, Topic::routing, Topic::input, Topic::monitor, Topic::devices};
 }  // namespace
 
 TopicWatch::~TopicWatch() {
@@ -19,6 +23,9 @@ Subscription TopicWatch::observe(std::function<void(const TopicSet&)> observer) 
 
 void TopicWatch::mark(const TopicSet& topics) {
   if (!isListening_) return;
+  // What ails an engine shows in its own topic too.
+  if (std::ranges::any_of(topics, [](Topic topic) { return kOfRoutes.contains(topic); }))
+    marked_.insert(Topic::routes);
   marked_.insert(topics.begin(), topics.end());
   if (!tell_) tell_ = app_.context().runtime.mainQueue().postAfter(Duration::zero(), [this] { tell(); });
 }
@@ -67,6 +74,14 @@ void TopicWatch::listen() {
   on(monitor.availableMonitorDevices, {Topic::monitor});
   on(monitor.monitorOutputDeviceName, {Topic::monitor});
   on(monitor.errorMessage, {Topic::monitor});
+  RouteRecoveryCoordinator& recovery = app_.routeRecovery();
+  on(recovery.routeHealth, {Topic::routes});
+  on(recovery.isResetting, {Topic::routes});
+  DriverManager& driver = app_.driverManager();
+  for (Observable<bool>* const fact : {&driver.isInstalled, &driver.isActive, &driver.isAudioFlowing})
+    on(*fact, {Topic::driver, Topic::routes});
+  on(driver.selectedSampleRate, {Topic::driver});
+  on(driver.pathWarning, {Topic::driver});
   InputPinEngine& lock = *app_.inputPinEngine();
   on(lock.isEnabled, {Topic::input});
   on(lock.pinnedDevicePresent, {Topic::input});
@@ -99,8 +114,9 @@ void TopicWatch::listenTo(AudioObjectID object, AudioProperty property, std::vec
 }
 
 void TopicWatch::listenToDevices() {
-  for (const AudioProperty property : {AudioProperty::devices, AudioProperty::defaultOutput,
-                                       AudioProperty::defaultInput, AudioProperty::serviceRestarted})
+  for (const AudioProperty property :
+       {AudioProperty::devices, AudioProperty::defaultOutput, AudioProperty::defaultInput,
+        AudioProperty::serviceRestarted, AudioProperty::serviceLost})
     listenTo(kAudioObjectSystemObject, property, listeners_, &TopicWatch::devicesChanged);
   listenToRates();
 }

@@ -69,14 +69,14 @@ void TrackNamesStore::reapply() {
 void TrackNamesStore::writeTrackNames() {
   SettingsValue::Dictionary stored;
   for (const auto& [bus, name] : *trackNames) stored[std::to_string(bus)] = name;
-  settings_.set(kTrackNamesKey, std::move(stored));
+  if (!stored.empty() || settings_.object(kTrackNamesKey)) settings_.set(kTrackNamesKey, std::move(stored));
   trackNames.update([](auto&) {});
 }
 
 void TrackNamesStore::writeClientGains() {
   SettingsValue::Dictionary stored;
   for (const auto& [client, gain] : *clientGains) stored[client] = gain;
-  settings_.set(kClientGainsKey, std::move(stored));
+  if (!stored.empty() || settings_.object(kClientGainsKey)) settings_.set(kClientGainsKey, std::move(stored));
   clientGains.update([](auto&) {});
 }
 

@@ -646,6 +646,39 @@ TEST_F(ControlMethodsTest, TheMonitorPlaysWhatIsChosenWhereItIsWanted) {
   }
 }
 
+TEST_F(ControlMethodsTest, RoutesAreJudgedWithAdviceAndMadeAnewOnDemand) {
+  auto& machine = dynamic_cast<SimulatedPlatform&>(world.platform.platform());
+  const auto row = [](const ControlJSON& routes, const char* id) {
+    for (const ControlJSON& each : routes["routes"])
+      if (each["id"] == id) return each;
+    return ControlJSON();
+  };
+  ASSERT_TRUE(call("mic.enable", R"({"enabled":true})"));
+  ASSERT_TRUE(call("mixer.enable", R"({"enabled":true})"));
+  const auto well = *call("routes");
+  EXPECT_EQ(well["worst"], "healthy") << well;
+  EXPECT_EQ(row(well, "input")["verdict"], "healthy");
+  EXPECT_EQ(row(well, "monitor")["verdict"], "inactive");
+
+  ASSERT_TRUE(call("mic.select", R"({"device":"headset"})"));
+  machine.host().unplug(SimulatedHost::kHeadsetUID);
+  wait(2);
+  const auto gone = *call("routes");
+  EXPECT_EQ(gone["worst"], "degraded") << gone;
+  EXPECT_EQ(row(gone, "input")["detail"], "Input device disconnected");
+  EXPECT_FALSE(row(gone, "input")["advice"].get<std::string>().empty());
+
+  machine.host().faults().failFrom(Operation::devices, 1, kAudioHardwareNotRunningError);
+  EXPECT_EQ((*call("routes"))["worst"], "broken");
+  machine.host().faults().clear();
+  machine.host().replug(SimulatedHost::kHeadsetUID);
+  wait(2);
+  const auto reset = *call("routes.reset");
+  EXPECT_EQ(reset["worst"], "healthy") << reset;
+  EXPECT_TRUE(reset["lastReset"].is_object());
+  EXPECT_EQ((*call("routes.check"))["worst"], "healthy");
+}
+
 TEST_F(ControlMethodsTest, TheMicrophonesSettingsAreToldAndHeld) {
   const auto chosen = *call("mic.select", R"({"device":"headset"})");
   ASSERT_EQ(chosen["input"]["devices"].size(), 2u) << "not the program's own";

@@ -136,7 +136,7 @@ bool PrivateSession::control(const std::string& action, const std::string& argum
   const bool isDone = runScript(arguments).status == 0;
   // It goes down with its server.
   if (action == "kill") manager_ = 0;
-  if (action == "restart") manager_ = runningManager();
+  if (action == "restart" || action == "bare") manager_ = runningManager();
   return isDone;
 }
 

@@ -51,7 +51,7 @@ class PrivateSession {
   std::string programLog() const;
   // Runs to the end; what it printed.
   std::string run(const std::vector<std::string>& command) const;
-  // An action of the session's script: restart, kill, freeze, thaw.
+  // An action of the session's script: restart, bare, kill, freeze, thaw.
   bool control(const std::string& action, const std::string& argument = "");
   // Whether the session manager has lived through all that was done to the session, but for what was killed
   // on purpose.

@@ -32,6 +32,7 @@ enum class AudioProperty {
   defaultSystemOutput,  // system
   processObjectList,    // system
   serviceRestarted,     // system: every object ID is void
+  serviceLost,          // system: the server has gone; its restart is told when it is back
   nominalSampleRate,    // device
   isAlive,              // device
   isRunningSomewhere,   // device

@@ -17,6 +17,8 @@ void StatusModel::take(Topic topic, const TopicJSON& value) {
     devices_.clear();
     visitInOrder(value, "devices",
                  [this](const auto&, const TopicJSON& device) { devices_.push_back(decodeDevice(device)); });
+  } else if (topic == Topic::routes) {
+    takeRoutes(value);
   } else if (topic == Topic::program) {
     program_ = tr("Sonmere %1 on %2. %3")
                    .arg(text(value, "version"), text(value, "platform"), text(value, "reason"));
@@ -34,6 +36,19 @@ void StatusModel::take(Topic topic, const TopicJSON& value) {
   }
   describe();
   emit changed();
+}
+
+void StatusModel::takeRoutes(const TopicJSON& value) {
+  routes_.clear();
+  visitInOrder(value, "routes", [this](const auto&, const TopicJSON& route) {
+    const auto text = [&](const char* name) { return memberOr<std::string>(route, name, {}); };
+    routes_.push_back({text("id"), text("name"), text("verdict"), text("detail"), text("advice")});
+  });
+  isResetting_ = memberOr<bool>(objectAt(value, "facts"), "resetting", false);
+}
+
+void StatusModel::resetRouting() {
+  link_.call("routes.reset", ControlJSON::object(), [](const Outcome<ControlJSON>&) {});
 }
 
 void StatusModel::describe() {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "control/DeviceState.h"
+#include "control/RoutesState.h"
 #include "ui/model/ServiceLink.h"
 
 namespace sonmere {
@@ -20,6 +21,10 @@ class StatusModel : public QObject {
   // The service is of another version than this window: what is to be told of it; else empty.
   const QString& versionNote() const { return versionNote_; }
   const std::vector<DeviceState>& devices() const { return devices_; }
+  const std::vector<RouteRow>& routes() const { return routes_; }
+  bool isResetting() const { return isResetting_; }
+  // Every route anew; how they fare then comes as any change does.
+  void resetRouting();
   // Ends in reportCame, with why it can't be had where it can't.
   void askForReport();
 
@@ -29,6 +34,7 @@ class StatusModel : public QObject {
 
  private:
   void take(Topic topic, const TopicJSON& value);
+  void takeRoutes(const TopicJSON& value);
   void describe();
 
   ServiceLink& link_;
@@ -37,6 +43,8 @@ class StatusModel : public QObject {
   QString versionNote_;
   std::map<Topic, QString> errors_;
   std::vector<DeviceState> devices_;
+  std::vector<RouteRow> routes_;
+  bool isResetting_ = false;
 };
 
 }  // namespace sonmere

@@ -11,11 +11,26 @@
 #include "ui/theme/Theme.h"
 
 namespace sonmere {
+namespace {
+
+// A table that is only looked at. Tab goes on to the next control; arrows move in it.
+void prepare(QTableWidget& table, const QStringList& titles, const QString& name, int widest) {
+  table.setHorizontalHeaderLabels(titles);
+  table.horizontalHeader()->setSectionResizeMode(widest, QHeaderView::Stretch);
+  table.verticalHeader()->hide();
+  table.setEditTriggers(QAbstractItemView::NoEditTriggers);
+  table.setAccessibleName(name);
+  table.setTabKeyNavigation(false);
+}
+
+}  // namespace
 
 StatusPage::StatusPage(StatusModel& model, QWidget* parent)
     : QWidget(parent),
       model_(model),
       summary_(new QLabel),
+      routes_(new QTableWidget(0, 3)),
+      reset_(new QPushButton(tr("Reset Routing"))),
       devices_(new QTableWidget(0, 4)),
       report_(new QPlainTextEdit) {
   auto* layout = new QVBoxLayout(this);
@@ -23,13 +38,10 @@ StatusPage::StatusPage(StatusModel& model, QWidget* parent)
   layout->setSpacing(kGrid);
   summary_->setWordWrap(true);
   summary_->setTextFormat(Qt::PlainText);
-  devices_->setHorizontalHeaderLabels({tr("Device"), tr("Inputs"), tr("Outputs"), tr("Rate")});
-  devices_->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
-  devices_->verticalHeader()->hide();
-  devices_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  devices_->setAccessibleName(tr("Devices"));
-  // Tab goes on to the next control; arrows move in the table.
-  devices_->setTabKeyNavigation(false);
+  prepare(*routes_, {tr("Route"), tr("Health"), tr("Detail")}, tr("Routes"), 2);
+  prepare(*devices_, {tr("Device"), tr("Inputs"), tr("Outputs"), tr("Rate")}, tr("Devices"), 0);
+  reset_->setToolTip(tr("Makes every route anew"));
+  connect(reset_, &QPushButton::clicked, &model_, &StatusModel::resetRouting);
   report_->setReadOnly(true);
   report_->setAccessibleName(tr("Diagnostic report"));
   report_->setFont(QFont(QStringLiteral("monospace")));
@@ -42,6 +54,8 @@ StatusPage::StatusPage(StatusModel& model, QWidget* parent)
   });
   connect(&model_, &StatusModel::changed, this, &StatusPage::refresh);
   layout->addWidget(summary_);
+  layout->addWidget(routes_, 1);
+  layout->addWidget(reset_, 0, Qt::AlignLeft);
   layout->addWidget(devices_, 1);
   layout->addWidget(make, 0, Qt::AlignLeft);
   layout->addWidget(report_, 2);
@@ -50,6 +64,35 @@ StatusPage::StatusPage(StatusModel& model, QWidget* parent)
 
 void StatusPage::refresh() {
   summary_->setText(model_.summary());
+  showRoutes();
+  showDevices();
+}
+
+void StatusPage::showRoutes() {
+  const auto& routes = model_.routes();
+  reset_->setEnabled(!model_.isResetting() && !routes.empty());
+  routes_->setRowCount(static_cast<int>(routes.size()));
+  for (std::size_t i = 0; i < routes.size(); ++i) {
+    const RouteRow& route = routes[i];
+    const QString advice = QString::fromStdString(route.advice);
+    const QString texts[] = {QString::fromStdString(route.name), wordFor(route.verdict),
+                             QString::fromStdString(route.detail)};
+    for (int column = 0; column < 3; ++column) {
+      auto* item = new QTableWidgetItem(texts[column]);
+      item->setToolTip(advice);
+      routes_->setItem(static_cast<int>(i), column, item);
+    }
+  }
+}
+
+QString StatusPage::wordFor(const std::string& verdict) {
+  if (verdict == "healthy") return tr("healthy");
+  if (verdict == "degraded") return tr("degraded");
+  if (verdict == "broken") return tr("broken");
+  return tr("off");
+}
+
+void StatusPage::showDevices() {
   const auto& devices = model_.devices();
   devices_->setRowCount(static_cast<int>(devices.size()));
   for (std::size_t i = 0; i < devices.size(); ++i) {

@@ -4,13 +4,14 @@
 
 class QLabel;
 class QPlainTextEdit;
+class QPushButton;
 class QTableWidget;
 
 namespace sonmere {
 
 class StatusModel;
 
-// The program at a glance, the devices, and the diagnostic report.
+// The program at a glance, how its routes fare, the devices, and the diagnostic report.
 class StatusPage : public QWidget {
   Q_OBJECT
 
@@ -19,9 +20,14 @@ class StatusPage : public QWidget {
 
  private:
   void refresh();
+  static QString wordFor(const std::string& verdict);
+  void showRoutes();
+  void showDevices();
 
   StatusModel& model_;
   QLabel* summary_;
+  QTableWidget* routes_;
+  QPushButton* reset_;
   QTableWidget* devices_;
   QPlainTextEdit* report_;
 };

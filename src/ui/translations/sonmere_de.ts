@@ -1577,6 +1577,46 @@
         <source>%1 Hz</source>
         <translation>%1 Hz</translation>
     </message>
+    <message>
+        <source>Reset Routing</source>
+        <translation>Wege zurücksetzen</translation>
+    </message>
+    <message>
+        <source>Route</source>
+        <translation>Weg</translation>
+    </message>
+    <message>
+        <source>Health</source>
+        <translation>Zustand</translation>
+    </message>
+    <message>
+        <source>Detail</source>
+        <translation>Einzelheiten</translation>
+    </message>
+    <message>
+        <source>Routes</source>
+        <translation>Wege</translation>
+    </message>
+    <message>
+        <source>Makes every route anew</source>
+        <translation>Legt jeden Weg neu an</translation>
+    </message>
+    <message>
+        <source>healthy</source>
+        <translation>gut</translation>
+    </message>
+    <message>
+        <source>degraded</source>
+        <translation>eingeschränkt</translation>
+    </message>
+    <message>
+        <source>broken</source>
+        <translation>gestört</translation>
+    </message>
+    <message>
+        <source>off</source>
+        <translation>aus</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::Timeline</name>
