@@ -136,6 +136,8 @@ void Demo::begin() {
     if (!tap || tap->isOnDevice() == app.output.deviceUID.empty()) return fail(routeFailure(app));
     if (!tap->isOnDevice()) buses.insert(*app.bus);
   }
+  setLayout();
+  if (options_.layout) buses.insert(kBridgeBus);
   if (options_.microphone) {
     buses.insert(kBridgeBus);
     for (const auto& [bus, volume] : options_.microphone->sends) {
@@ -143,15 +145,26 @@ void Demo::begin() {
       engine().setMicSend(bus, volume);
     }
   }
+  // Whose file it has only while it runs.
+  if (options_.layout) startMicrophone();
+  if (finishing_) return;
   recordings().startRecordings(std::vector(buses.begin(), buses.end()));
   if (finishing_) return;
-  for (const int bus : buses) recordedPaths_[bus] = recordings().busRecordingStatuses->at(bus).path;
+  for (const auto& [source, status] : *recordings().busRecordingStatuses)
+    recordedPaths_[source] = status.path;
   beginHearing();
-  startMicrophone();
+  if (!options_.layout) startMicrophone();
   embedded_.playAll();
   playingSince_ = runtime_.uptime();
   levels_ = runtime_.mainQueue().repeat(kLevelInterval, [this] { sampleLevels(); });
   end_ = runtime_.mainQueue().postAfter(fromSeconds(options_.seconds), [this] { finish(); });
+}
+
+// Before what follows it is switched on.
+void Demo::setLayout() {
+  if (!options_.layout) return;
+  app_->dualMonoEngine()->setLayout(*options_.layout);
+  engine().setDualMono(*app_->dualMonoEngine()->isEnabled);
 }
 
 void Demo::beginHearing() {
@@ -265,16 +278,17 @@ DemoReport::App Demo::describe(const DemoOptions::App& app) const {
   return row;
 }
 
-std::optional<DemoReport::File> Demo::measure(const std::string& path, int bus) {
-  auto file = read(path, bus);
+std::optional<DemoReport::File> Demo::measure(const std::string& path, int source) {
+  auto file = read(path, source);
   if (file) return std::move(*file);
   note(file.error().description);
   return std::nullopt;
 }
 
 // What the files hold is read back from them, not taken from the recorders' word.
-Outcome<DemoReport::File> Demo::read(const std::string& path, int bus) const {
-  DemoReport::File file{bus, path, "wav", name(options_.bitDepth), 0, engine().busSampleRate(bus), 0};
+Outcome<DemoReport::File> Demo::read(const std::string& path, int source) const {
+  const double rate = engine().busSampleRate(std::max(source, kBridgeBus));
+  DemoReport::File file{source, path, "wav", name(options_.bitDepth), 0, rate, 0};
   auto reader = openAudioFile(path);
   if (!reader && isFault(reader.error(), ReaderFault::noAudio)) return file;
   if (!reader) return std::unexpected(reader.error());
@@ -298,8 +312,8 @@ void Demo::ended() {
 
 void Demo::collect() {
   embedded_.stopAll();
-  for (const auto& [bus, path] : recordedPaths_)
-    if (auto file = measure(path, bus)) report_.files.push_back(std::move(*file));
+  for (const auto& [source, path] : recordedPaths_)
+    if (auto file = measure(path, source)) report_.files.push_back(std::move(*file));
   for (const auto& [place, recording] : heard_)
     if (auto file = measure(recording->path(), kBridgeBus))
       report_.heard.push_back({place.deviceUID, EmbeddedPlatform::nameOf(place.deviceUID), place.left + 1,

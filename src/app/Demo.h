@@ -53,6 +53,7 @@ class Demo {
   void route();
   std::string routeFailure(const DemoOptions::App& app);
   void begin();
+  void setLayout();
   void sampleLevels();
   // Keeps the first problem and ends the demo.
   void fail(const std::string& problem);
@@ -61,8 +62,8 @@ class Demo {
   void ended();
   void collect();
   Date sessionDate() const;
-  std::optional<DemoReport::File> measure(const std::string& path, int bus);
-  Outcome<DemoReport::File> read(const std::string& path, int bus) const;
+  std::optional<DemoReport::File> measure(const std::string& path, int source);
+  Outcome<DemoReport::File> read(const std::string& path, int source) const;
   DemoReport::App describe(const DemoOptions::App& app) const;
 
   AppTapEngine& engine() const { return *app_->appTapEngine(); }
@@ -79,7 +80,7 @@ class Demo {
   bool finishing_ = false;
   int ends_ = 0;
   std::string microphone_;                    // UID; empty without one
-  std::map<int, std::string> recordedPaths_;  // by bus
+  std::map<int, std::string> recordedPaths_;  // by source
   struct Heard {
     OutputWish place;
     std::unique_ptr<HeardRecording> recording;

@@ -12,6 +12,7 @@
 #include "input/MicChannelMap.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/RecordingContext.h"
+#include "recording/RecordingLayout.h"
 #include "routing/SingleAppTap.h"
 
 namespace sonmere {
@@ -49,9 +50,10 @@ struct DemoOptions {
   };
 
   std::vector<App> apps;
-  std::optional<Microphone> microphone;  // plays into the bridge, which is recorded then
-  std::vector<Plugin> plugins;           // in the order of their chains
-  std::vector<Monitored> monitored;      // with any, what the speakers play is recorded too
+  std::optional<Microphone> microphone;   // plays into the bridge, which is recorded then
+  std::vector<Plugin> plugins;            // in the order of their chains
+  std::vector<Monitored> monitored;       // with any, what the speakers play is recorded too
+  std::optional<RecordingLayout> layout;  // of a recording of the bridge, which there is then
   double seconds = 20;
   std::string folder;  // of the recordings
   RecordingBitDepth bitDepth = RecordingBitDepth::int16;

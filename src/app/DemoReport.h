@@ -19,7 +19,7 @@ struct DemoReport {
     std::int64_t underruns = 0;
   };
   struct File {
-    int bus = 0;
+    int source = 0;  // a bus, or what RecordedSource.h names
     std::string path;
     std::string format;  // "wav"
     std::string bitDepth;

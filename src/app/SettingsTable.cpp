@@ -11,6 +11,7 @@
 #include "editor/export/ExportFormat.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/RecordingFormatSetting.h"
+#include "recording/RecordingLayout.h"
 #include "recording/RecordingsFolder.h"
 
 namespace sonmere {
@@ -45,6 +46,10 @@ std::vector<Setting> forUsers() {
   return {
       choice(kRecordingFormatKey, {name(RecordingFormat::wav), name(RecordingFormat::m4a)},
              "What recordings are made as", When::nextRecording),
+      choice(kRecordingLayoutKey,
+             {name(RecordingLayout::mixed), name(RecordingLayout::dualMono),
+              name(RecordingLayout::separateTracks)},
+             "Which files a recording of the bridge makes", When::nextRecording),
       choice(
           kRecordingBitDepthKey,
           {name(RecordingBitDepth::int16), name(RecordingBitDepth::int24), name(RecordingBitDepth::float32)},
@@ -112,6 +117,7 @@ std::vector<Setting> ofCommands() {
 
 std::vector<Setting> ofTheProgram() {
   return {
+      structure("sonmere.dualmono.isEnabled", "Whether the bridge is split", ""),
       structure("editor.shortcuts", "Keys of the editors that were changed", ""),
       structure("sonmere.clientGains", "Volumes that the driver applies", ""),
       structure("sonmere.volumeMixer.dawHintSeen", "Apps that Direct was offered for", ""),

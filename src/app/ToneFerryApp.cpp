@@ -29,12 +29,21 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       micEngine_([this] { return makeMicEngine(); }),
       inputPinEngine_([this] { return std::make_shared<InputPinEngine>(context_); }),
       monitorOutput_([this] { return std::make_shared<MonitorOutput>(context_); }),
+      dualMonoEngine_([this] {
+        return std::make_shared<DualMonoEngine>(environment_.log, environment_.settings, notifications_);
+      }),
       recordingsLibrary_([this] { return std::make_shared<RecordingsLibrary>(recordingContext_); }),
       recordings_([this] { return makeRecordings(); }),
+      recordingSources_([this] { return makeRecordingSources(); }),
       performanceMonitor_(environment_.runtime, latencyProbe_) {}
 
 ToneFerryApp::~ToneFerryApp() {
   appDelegate_.wire(nullptr, nullptr, nullptr);
+  dualMonoChanges_.cancel();
+  recordingSources_.release();
+  if (appTapEngine_.isMade()) appTapEngine_.get()->setRecordingRate(nullptr);
+  // They feed from the engines that end next.
+  recordings_.release();
   if (const MicPassthroughEngine* mic = micEngine_.peek()) latencyProbe_.removeSource(*mic);
   micEngine_.release();
   inputPinEngine_.release();
@@ -43,8 +52,6 @@ ToneFerryApp::~ToneFerryApp() {
   // The mixer first: with the tap engine gone it would take the routed apps over.
   volumeMixerEngine_.release();
   if (!appTapEngine_.isMade()) return;
-  recordings_.release();
-  appTapEngine_.get()->setRecordingRate(nullptr);
   latencyProbe_.removeSource(*appTapEngine_.get());
 }
 
@@ -89,11 +96,29 @@ std::shared_ptr<MicPassthroughEngine> ToneFerryApp::makeMicEngine() {
 
 std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
   recorderFeed_ = std::make_unique<TapEngineRecorderFeed>(*appTapEngine());
+  micRecorderFeed_ = std::make_unique<MicEngineRecorderFeed>(*micEngine());
   auto recordings = std::make_shared<BusRecordings>(
-      recordingContext_, *recorderFeed_, [this] { return recordingsLibrary()->recordingsFolder(); });
+      recordingContext_, *recorderFeed_, [this] { return recordingsLibrary()->recordingsFolder(); },
+      micRecorderFeed_.get());
   appTapEngine()->setRecordingRate(
       [&recordings = *recordings](int bus) { return recordings.recordingRate(bus); });
   return recordings;
+}
+
+std::shared_ptr<RecordingSources> ToneFerryApp::makeRecordingSources() {
+  auto sources = std::make_shared<RecordingSources>(
+      recordingContext_, *recordings(), [this] { return appTapEngine()->outputs().isRunning(kBridgeBus); });
+  sources->add({"the microphone", [this] { return micEngine()->isRunning(); },
+                [this](bool on) { micEngine()->setEnabled(on); }});
+  return sources;
+}
+
+void ToneFerryApp::applyDualMono() {
+  appTapEngine()->setDualMono(*dualMonoEngine()->isEnabled);
+  dualMonoChanges_ = notifications_.observe(DualMonoEngine::kChanged, [this](const auto&) {
+    appTapEngine()->setDualMono(*dualMonoEngine()->isEnabled);
+    micEngine()->restart();
+  });
 }
 
 void ToneFerryApp::startUp() {
@@ -103,6 +128,7 @@ void ToneFerryApp::startUp() {
   driverManager_.launch();
   // The routed apps first: the mixer steps aside for them.
   appTapEngine()->start();
+  applyDualMono();
   volumeMixerEngine()->attach(appTapEngine());
   micEngine()->launch();
   inputPinEngine()->launch();

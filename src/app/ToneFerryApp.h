@@ -8,6 +8,7 @@
 #include "app/AppDelegate.h"
 #include "app/LatencyProbe.h"
 #include "app/Lazy.h"
+#include "app/MicEngineRecorderFeed.h"
 #include "app/PerformanceMonitor.h"
 #include "app/TapEngineRecorderFeed.h"
 #include "audio/effects/PluginChains.h"
@@ -18,6 +19,8 @@
 #include "input/MicPassthroughEngine.h"
 #include "mixer/VolumeMixerEngine.h"
 #include "recording/BusRecordings.h"
+#include "recording/DualMonoEngine.h"
+#include "recording/RecordingSources.h"
 #include "recording/library/RecordingsLibrary.h"
 #include "routing/AppTapEngine.h"
 #include "routing/monitor/MonitorOutput.h"
@@ -59,6 +62,9 @@ class ToneFerryApp {
   const std::shared_ptr<MonitorOutput>& monitorOutput() { return monitorOutput_.get(); }
   const std::shared_ptr<InputPinEngine>& inputPinEngine() { return inputPinEngine_.get(); }
   const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
+  const std::shared_ptr<DualMonoEngine>& dualMonoEngine() { return dualMonoEngine_.get(); }
+  // What a recording of the bridge has switched on for itself.
+  const std::shared_ptr<RecordingSources>& recordingSources() { return recordingSources_.get(); }
   LatencyProbe& latencyProbe() { return latencyProbe_; }
   const std::shared_ptr<RecordingsLibrary>& recordingsLibrary() { return recordingsLibrary_.get(); }
   const std::shared_ptr<RecordingHealth>& recordingHealth() const { return recordingContext_.health; }
@@ -79,6 +85,8 @@ class ToneFerryApp {
   std::shared_ptr<VolumeMixerEngine> makeVolumeMixerEngine();
   std::shared_ptr<MicPassthroughEngine> makeMicEngine();
   std::shared_ptr<BusRecordings> makeRecordings();
+  std::shared_ptr<RecordingSources> makeRecordingSources();
+  void applyDualMono();
   RecordingContext makeRecordingContext();
 
   const Environment environment_;
@@ -101,8 +109,12 @@ class ToneFerryApp {
   Lazy<InputPinEngine> inputPinEngine_;
   Lazy<MonitorOutput> monitorOutput_;
   std::unique_ptr<TapEngineRecorderFeed> recorderFeed_;
+  std::unique_ptr<MicEngineRecorderFeed> micRecorderFeed_;
+  Lazy<DualMonoEngine> dualMonoEngine_;
   Lazy<RecordingsLibrary> recordingsLibrary_;
   Lazy<BusRecordings> recordings_;
+  Lazy<RecordingSources> recordingSources_;
+  Subscription dualMonoChanges_;
   PerformanceMonitor performanceMonitor_;
 };
 

@@ -25,6 +25,7 @@
 #include "cli/LoginItemCommand.h"
 #include "cli/MonitorCommands.h"
 #include "cli/PluginCommands.h"
+#include "cli/RecordCommands.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
 #include "cli/RoutesCommands.h"
@@ -95,6 +96,9 @@ void addDemo(CLI::App& app, Arguments& arguments) {
           "A plug-in on the microphone, an app or a bus, with values of its controls; may be repeated")
       ->type_name("SCOPE=URI[,CONTROL=VALUE]")
       ->allow_extra_args(false);
+  demo->add_option("--record", d.layout,
+                   "Record the bridge too, with the files of a layout: mixed, dualMono or separateTracks")
+      ->type_name("mixed|dualMono|separateTracks");
   demo->add_option("--seconds", d.seconds, "How long to play (default: 20)")->type_name("N");
   demo->add_option("--out", d.folder, "Folder of the recordings (default: sonmere-demo)")->type_name("DIR");
   demo->add_option("--depth", d.depth, "Sample format: int16, int24 or float32 (default: int16)")
@@ -312,6 +316,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRoutesCommands(app, arguments.run);
   addInputCommands(app, arguments.run);
   addMonitorCommands(app, arguments.run);
+  addRecordCommands(app, arguments.run);
   addPluginCommands(app, arguments.run);
   addDemo(app, arguments);
   addRecordingsCommands(app, arguments.run);

@@ -16,6 +16,7 @@
 #include "cli/BusText.h"
 #include "cli/EqualiserText.h"
 #include "cli/OutputText.h"
+#include "cli/RecordingLayoutText.h"
 #include "control/AppMatch.h"
 #include "control/EffectLimits.h"
 #include "control/MicChannelsText.h"
@@ -319,6 +320,11 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   }
   const auto seconds = readSeconds(arguments.seconds);
   if (!seconds) return std::unexpected(seconds.error());
+  if (arguments.layout) {
+    const auto layout = readRecordingLayout("--record", *arguments.layout);
+    if (!layout) return std::unexpected(layout.error());
+    request.options.layout = *layout;
+  }
   const auto depth = readDepth(arguments.depth);
   if (!depth) return std::unexpected(depth.error());
   const auto seed = readSeed(arguments.seed);

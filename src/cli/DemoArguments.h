@@ -22,6 +22,7 @@ struct DemoArguments {
   std::vector<std::string> micSends;      // BUS=VOLUME
   std::vector<std::string> monitored;     // SCOPE[=VOLUME]
   std::vector<std::string> plugins;       // SCOPE=URI[,CONTROL=VALUE]
+  std::optional<std::string> layout;
   std::optional<std::string> seconds;
   std::optional<std::string> folder;
   std::optional<std::string> depth;

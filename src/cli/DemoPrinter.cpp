@@ -10,6 +10,7 @@
 #include "cli/JSONOutput.h"
 #include "cli/Text.h"
 #include "cli/TextTable.h"
+#include "recording/RecordedSource.h"
 
 namespace sonmere {
 
@@ -47,13 +48,14 @@ void printDemoTable(const DemoReport& report) {
     apps.add({app.id, routeOf(app), fmt::format("{:.1f} dB", app.peakLevelDb),
               fmt::format("{:.0f} %", app.volume * 100), fmt::format("{:.1f} ms", app.addedDelayMs),
               fmt::format("{}", app.underruns)});
-  TextTable files({{"bus"}, {"format"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}});
+  TextTable files({{"of"}, {"format"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}});
   const auto add = [&files](const std::string& what, const DemoReport::File& file) {
     files.add({what, file.format + " " + file.bitDepth,
                fmt::format("{:.2f} s", double(file.frames) / file.sampleRate), fmt::format("{}", file.frames),
                decibels(file.peak), file.path});
   };
-  for (const DemoReport::File& file : report.files) add(busLabel(file.bus), file);
+  for (const DemoReport::File& file : report.files)
+    add(file.source >= 0 ? busLabel(file.source) : recordedSourceName(file.source), file);
   for (const DemoReport::Heard& each : report.heard)
     add(isSpeakers(each) ? "speakers" : placeOf(each), each.file);
   fmt::print("{}\n{}\n{}\n", apps.text(), files.text(), printableLines(report.latency));
@@ -80,7 +82,10 @@ void printDemoJSON(const DemoReport& report) {
                     {"addedDelayMs", app.addedDelayMs},
                     {"underruns", app.underruns}});
   for (const DemoReport::File& file : report.files) {
-    nlohmann::ordered_json entry{{"bus", file.bus}};
+    const bool isBus = file.source >= 0;
+    nlohmann::ordered_json entry{
+        {"bus", isBus ? nlohmann::ordered_json(file.source) : nlohmann::ordered_json(nullptr)},
+        {"source", isBus ? "bus" : recordedSourceName(file.source)}};
     entry.update(encodeFile(file));
     files.push_back(std::move(entry));
   }

@@ -29,7 +29,6 @@ constexpr const char* kAppHelp = "The app: its identifier or name, or any part t
 struct RemoteArguments {
   std::string app, name;
   std::optional<std::string> value;
-  std::vector<std::string> buses;
   bool json = false;
   bool idsOnly = false;
   bool removedOnly = false;
@@ -72,7 +71,6 @@ class RemoteBuilder {
   void addMixer();
   void addRoutes();
   void addRows();
-  void addRecord();
   void addProfiles();
 
   int status() const;
@@ -84,8 +82,6 @@ class RemoteBuilder {
   int limit() const;
   int route() const;
   int output() const;
-  Outcome<std::vector<int>> buses() const;
-  int record(bool isStart) const;
   int quit() const;
 
   CLI::App& app_;
@@ -313,52 +309,6 @@ int RemoteBuilder::output() const {
   return changeApp("output", "output", {{"device", wanted}, {"left", left}, {"right", right}});
 }
 
-void RemoteBuilder::addRecord() {
-  CLI::App* group = app_.add_subcommand("record", "Record buses");
-  group->require_subcommand(1);
-  const auto addBuses = [this](CLI::App* command) {
-    command->add_option("BUS", a->buses, kBusForm)->required()->expected(-1);
-  };
-  addBuses(add(*group, "start", "Record buses into new files, which are one session",
-               [this] { return record(true); }));
-  addBuses(add(*group, "stop", "Stop the recording of buses and wait for their files",
-               [this] { return record(false); }));
-  add(*group, "list", "The recordings that run",
-      [this] { return show("record list", "recordings", {}, nullptr, recordingsText); });
-  add(*group, "health", "What went wrong with recordings in this run",
-      [this] { return show("record health", "record.health", {}, nullptr, recordingHealthText); });
-}
-
-Outcome<std::vector<int>> RemoteBuilder::buses() const {
-  std::vector<int> all;
-  for (const std::string& text : a->buses) {
-    const auto bus = readBus("BUS", text, givenTrackNames);
-    if (!bus) return std::unexpected(bus.error());
-    if (std::ranges::find(all, *bus) == all.end()) all.push_back(*bus);
-  }
-  return all;
-}
-
-int RemoteBuilder::record(bool isStart) const {
-  const RemoteCall call(isStart ? "record start" : "record stop");
-  const auto all = buses();
-  if (!all) return call.fail(all.error());
-  ControlJSON done = ControlJSON::array();
-  const auto take = [&](const ControlJSON& result) {
-    for (const ControlJSON& each : result.is_array() ? result : ControlJSON::array({result}))
-      done.push_back(each);
-  };
-  int status = kExitSuccess;
-  if (isStart)
-    status = call.ask("record.start", {{"buses", *all}}, take);
-  else
-    for (const int bus : *all) status = std::max(status, call.ask("record.stop", {{"bus", bus}}, take));
-  if (a->json && !done.empty()) printJSON({{"recordings", done}});
-  if (!a->json)
-    for (const ControlJSON& each : done) fmt::print("{}\n", printable(each.value("path", std::string())));
-  return status;
-}
-
 void RemoteBuilder::addProfiles() {
   CLI::App* group = app_.add_subcommand("profile", "Saved routings");
   group->require_subcommand(1);
@@ -397,7 +347,6 @@ void RemoteBuilder::addAll() {
   addMixer();
   addRoutes();
   addRows();
-  addRecord();
   addProfiles();
 }
 

@@ -203,11 +203,17 @@ std::string devicesText(const ControlJSON& devices) {
   return table.text();
 }
 
+// Of a bus its name, of what comes beside the buses its word.
+std::string recordedLabel(const ControlJSON& recording) {
+  const auto bus = recording.find("bus");
+  return bus != recording.end() && bus->is_number() ? busLabel(bus->get<int>()) : textOf(recording, "source");
+}
+
 std::string recordingsText(const ControlJSON& recordings) {
   if (recordings.empty()) return "Nothing is being recorded.\n";
-  TextTable table({{"bus"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}, {""}});
+  TextTable table({{"of"}, {"length", kRight}, {"frames", kRight}, {"peak", kRight}, {"file"}, {""}});
   for (const ControlJSON& recording : recordings)
-    table.add({busLabel(int(number(recording, "bus"))), fmt::format("{:.1f} s", number(recording, "seconds")),
+    table.add({recordedLabel(recording), fmt::format("{:.1f} s", number(recording, "seconds")),
                fmt::format("{:.0f}", number(recording, "frames")), peakOf(recording),
                textOf(recording, "path"), lossOf(recording)});
   return table.text();

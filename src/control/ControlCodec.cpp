@@ -6,6 +6,7 @@
 #include "base/DateText.h"
 
 #include "control/ControlParams.h"
+#include "recording/RecordedSource.h"
 
 namespace sonmere {
 
@@ -282,9 +283,16 @@ ControlJSON encodeControl(const MonitorChange& change) {
 }
 
 ControlJSON encodeControl(const RecordingState& recording) {
-  return {{"bus", recording.bus},       {"path", recording.path},      {"seconds", recording.seconds},
-          {"frames", recording.frames}, {"bytes", recording.bytes},    {"lostFrames", recording.lostFrames},
-          {"peakDb", recording.peakDb}, {"silent", recording.isSilent}};
+  const bool isBus = recording.source >= 0;
+  return {{"bus", isBus ? ControlJSON(recording.source) : ControlJSON(nullptr)},
+          {"source", isBus ? "bus" : recordedSourceName(recording.source)},
+          {"path", recording.path},
+          {"seconds", recording.seconds},
+          {"frames", recording.frames},
+          {"bytes", recording.bytes},
+          {"lostFrames", recording.lostFrames},
+          {"peakDb", recording.peakDb},
+          {"silent", recording.isSilent}};
 }
 
 ControlJSON encodeControl(const RecordingHealthState& health) {

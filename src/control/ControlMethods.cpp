@@ -5,6 +5,7 @@
 #include "control/ControlCodec.h"
 #include "control/PluginCodec.h"
 #include "control/SettingsCodec.h"
+#include "recording/RecordedSource.h"
 
 namespace sonmere {
 
@@ -63,15 +64,38 @@ auto answerLater(const ControlMethods::Reply& reply) {
 }
 
 struct StartRequest {
-  std::vector<int> buses;
+  RecordingControl::Start start;
   bool isList = false;  // so is the answer
 };
 
 StartRequest readStart(ControlParams& params) {
-  if (auto buses = params.wholesIf("buses")) return {std::move(*buses), true};
+  StartRequest request;
+  std::vector<int>& sources = request.start.sources;
+  request.start.layout = params.textIf("layout");
+  request.start.format = params.textIf("format");
+  const bool mic = params.flagOr("mic", false);
+  if (auto buses = params.wholesIf("buses")) {
+    sources = std::move(*buses);
+    request.isList = true;
+  } else if (!mic || params.has("bus")) {
+    sources.push_back(params.whole("bus"));
+    params.hasAlternative();
+  }
+  if (mic) sources.push_back(kMicSource);
+  return request;
+}
+
+struct StopRequest {
+  int source = 0;
+  bool isAll = false;
+};
+
+StopRequest readStop(ControlParams& params) {
+  if (params.flagOr("all", false)) return {0, true};
+  if (params.flagOr("mic", false)) return {kMicSource, false};
   const int bus = params.whole("bus");
   params.hasAlternative();
-  return {{bus}, false};
+  return {bus, false};
 }
 
 VolumeRequest readVolume(ControlParams& params) {
@@ -373,16 +397,25 @@ void ControlMethods::addRecordings() {
   add("recordings", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().list()); });
   add("record.health",
       [this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().health()); });
-  add("record.start", readStart, [this](const StartRequest& request) -> Outcome<ControlJSON> {
-    const auto started = control_.recordings().start(request.buses);
-    if (!started) return std::unexpected(started.error());
-    return request.isList ? encodeControl(*started) : encodeControl(started->front());
+  addLater("record.start", readStart, [this](const StartRequest& request, ControlPeer&, const Reply& reply) {
+    control_.recordings().start(
+        request.start, [reply, isList = request.isList](const Outcome<std::vector<RecordingState>>& started) {
+          if (!started) return reply(std::unexpected(started.error()));
+          reply(isList ? encodeControl(*started) : encodeControl(started->front()));
+        });
   });
-  addLater("record.stop", readBus, [this](int bus, ControlPeer&, const Reply& reply) {
-    control_.recordings().stop(bus, [bus, reply](const Outcome<std::string>& path) {
-      if (!path) return reply(std::unexpected(path.error()));
-      reply(ControlJSON{{"bus", bus}, {"path", *path}});
-    });
+  addLater("record.stop", readStop, [this](const StopRequest& request, ControlPeer&, const Reply& reply) {
+    const auto answer = [request, reply](const Outcome<std::vector<std::string>>& paths) {
+      if (!paths) return reply(std::unexpected(paths.error()));
+      ControlJSON stopped{{"paths", *paths}};
+      if (!request.isAll) {
+        stopped["bus"] = request.source >= 0 ? ControlJSON(request.source) : ControlJSON(nullptr);
+        stopped["path"] = paths->front();
+      }
+      reply(stopped);
+    };
+    request.isAll ? control_.recordings().stopAll(answer)
+                  : control_.recordings().stop(request.source, answer);
   });
 }
 

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 #include "audio/device/BusName.h"
 #include "control/ControlError.h"
+#include "recording/RecordedSource.h"
 
 namespace sonmere {
 
@@ -20,14 +22,27 @@ constexpr std::size_t kShownFailures = 20;
 
 double peakDb(float peak) { return std::max(-120.0, 20 * std::log10(double(peak))); }
 
+std::string labelOf(int source) { return source == kMicSource ? "the microphone" : busLabel(source); }
+
+Outcome<void> checkSource(int source) {
+  if (isRecordableSource(source)) return {};
+  return refuse(
+      ControlFault::badValue,
+      fmt::format("bus {} can't be recorded; those that can are 0, the bridge, and 2 to 9, Track 1 to 8",
+                  source));
+}
+
 }  // namespace
 
 std::vector<RecordingState> RecordingControl::list() const {
   std::vector<RecordingState> all;
   const Date now = app_.context().runtime.wallTime();
-  for (const auto& [bus, status] : *app_.recordings()->busRecordingStatuses)
-    all.push_back({bus, status.path, toSeconds(now - status.startedAt), status.framesWritten,
+  for (const auto& [source, status] : *app_.recordings()->busRecordingStatuses)
+    all.push_back({source, status.path, toSeconds(now - status.startedAt), status.framesWritten,
                    status.bytesWritten, status.lostFrames, peakDb(status.lastPeak), !status.everHadSignal});
+  const auto sides =
+      std::ranges::stable_partition(all, [](const RecordingState& each) { return each.source >= 0; });
+  std::ranges::reverse(sides);
   return all;
 }
 
@@ -44,47 +59,77 @@ RecordingHealthState RecordingControl::health() const {
   return health;
 }
 
-Outcome<void> RecordingControl::checkBus(int bus) {
-  if (isRoutableBus(bus)) return {};
-  return refuse(
-      ControlFault::badValue,
-      fmt::format("bus {} can't be recorded; those that can are 0, the bridge, and 2 to 9, Track 1 to 8",
-                  bus));
-}
-
-Outcome<void> RecordingControl::checkStart(int bus) const {
-  if (auto checked = checkBus(bus); !checked) return checked;
-  if (app_.recordings()->isRecording(bus))
-    return refuse(ControlFault::badValue, fmt::format("{} is being recorded already", busLabel(bus)));
-  if (!app_.appTapEngine()->outputs().isRunning(bus))
+Outcome<void> RecordingControl::checkStart(int source) const {
+  if (auto checked = checkSource(source); !checked) return checked;
+  if (app_.recordings()->isRecording(source))
+    return refuse(ControlFault::badValue, fmt::format("{} is being recorded already", labelOf(source)));
+  // The bridge is heard as a device, the microphone says itself what it lacks.
+  if (source > kBridgeBus && !app_.appTapEngine()->outputs().isRunning(source))
     return refuse(ControlFault::badValue,
-                  fmt::format("no app plays on {}; route one to it first", busLabel(bus)));
+                  fmt::format("no app plays on {}; route one to it first", busLabel(source)));
   return {};
 }
 
-Outcome<std::vector<RecordingState>> RecordingControl::start(const std::vector<int>& buses) {
-  if (buses.empty()) return refuse(ControlFault::badValue, "name a bus to record");
-  for (const int bus : buses)
-    if (auto checked = checkStart(bus); !checked) return std::unexpected(checked.error());
+Outcome<std::optional<RecordingFormat>> RecordingControl::checkRequest(const Start& request) const {
+  if (request.sources.empty()) return refuse(ControlFault::badValue, "name a bus to record");
+  for (const int source : request.sources)
+    if (auto checked = checkStart(source); !checked) return std::unexpected(checked.error());
+  if (request.layout && !recordingLayoutNamed(*request.layout))
+    return refuse(ControlFault::badValue, fmt::format("the layout \"{}\" is none of mixed, dualMono and "
+                                                      "separateTracks",
+                                                      *request.layout));
+  if (!request.format) return std::nullopt;
+  for (const auto format : {RecordingFormat::wav, RecordingFormat::m4a})
+    if (*request.format == name(format)) return format;
+  return refuse(ControlFault::badValue,
+                fmt::format("the format \"{}\" is none of wav and m4a", *request.format));
+}
+
+void RecordingControl::start(const Start& request, Started done) {
+  const auto format = checkRequest(request);
+  if (!format) return done(std::unexpected(format.error()));
+  if (request.layout) app_.dualMonoEngine()->setLayout(*recordingLayoutNamed(*request.layout));
+  auto go = [this, sources = request.sources, format = *format, done = std::move(done)] {
+    done(begin(sources, format));
+  };
+  if (std::ranges::find(request.sources, kBridgeBus) == request.sources.end()) return go();
+  app_.recordingSources()->prepare(std::move(go));
+}
+
+Outcome<std::vector<RecordingState>> RecordingControl::begin(const std::vector<int>& sources,
+                                                             std::optional<RecordingFormat> format) {
   BusRecordings& recordings = *app_.recordings();
-  recordings.startRecordings(buses);
-  if (!recordings.isRecording(buses[0])) return refuse(ControlFault::failed, *recordings.errorMessage);
+  std::set<std::string> before;
+  for (const RecordingState& each : list()) before.insert(each.path);
+  recordings.startRecordings(sources, format);
+  if (!recordings.isRecording(sources[0])) return refuse(ControlFault::failed, *recordings.errorMessage);
   auto started = list();
-  std::erase_if(started, [&](const auto& each) { return std::ranges::find(buses, each.bus) == buses.end(); });
+  std::erase_if(started, [&](const auto& each) { return before.contains(each.path); });
   return started;
 }
 
-void RecordingControl::stop(int bus, std::function<void(Outcome<std::string>)> done) {
-  if (auto checked = checkBus(bus); !checked) return done(std::unexpected(checked.error()));
-  const bool wasRecording = app_.recordings()->isRecording(bus);
-  app_.recordings()->stopRecording(bus, [bus, wasRecording,
-                                         done = std::move(done)](std::optional<std::string> path) {
-    if (path) return done(std::move(*path));
-    if (wasRecording)
-      return done(refuse(ControlFault::failed,
-                         fmt::format("the recording of {} ended, but its file was removed", busLabel(bus))));
-    done(refuse(ControlFault::notFound, fmt::format("{} is not being recorded", busLabel(bus))));
+void RecordingControl::stop(int source, Stopped done) {
+  if (auto checked = checkSource(source); !checked) return done(std::unexpected(checked.error()));
+  app_.recordings()->stopTake(source, [source, done = std::move(done)](const BusRecordings::Stopped& files) {
+    if (files.empty())
+      return done(refuse(ControlFault::notFound, fmt::format("{} is not being recorded", labelOf(source))));
+    std::vector<std::string> paths;
+    for (const auto& file : files)
+      if (file.path) paths.insert(file.source == source ? paths.begin() : paths.end(), *file.path);
+    const auto own = std::ranges::find(files, source, &BusRecordings::StoppedFile::source);
+    if (own == files.end() || !own->path)
+      return done(
+          refuse(ControlFault::failed,
+                 fmt::format("the recording of {} ended, but its file was removed", labelOf(source))));
+    done(std::move(paths));
   });
+}
+
+void RecordingControl::stopAll(Stopped done) {
+  if (!app_.recordings()->isAnyRecording())
+    return done(refuse(ControlFault::notFound, "nothing is being recorded"));
+  app_.recordings()->stopAllRecordings(
+      [done = std::move(done)](std::vector<std::string> paths) { done(std::move(paths)); });
 }
 
 }  // namespace sonmere

@@ -11,22 +11,39 @@
 
 namespace sonmere {
 
-// The recordings of the buses. Main thread.
+// The recordings of buses and of the microphone. Main thread.
 class RecordingControl {
  public:
+  struct Start {
+    std::vector<int> sources;           // as RecordedSource.h names them
+    std::optional<std::string> layout;  // chosen first, as by settings
+    std::optional<std::string> format;  // without one that of the settings
+  };
+  using Started = std::function<void(Outcome<std::vector<RecordingState>>)>;
+  // The paths of the files that a stop completed, that which was asked for first.
+  using Stopped = std::function<void(Outcome<std::vector<std::string>>)>;
+
   explicit RecordingControl(ToneFerryApp& app) : app_(app) {}
 
+  // Buses, then what comes beside them.
   std::vector<RecordingState> list() const;
   RecordingHealthState health() const;
-  // One act, whose files are one session. A bus that no app plays on is refused, since its recording would be
-  // given up as stalled, and then none begins.
-  Outcome<std::vector<RecordingState>> start(const std::vector<int>& buses);
-  // `done` is told the path of the file once it is complete; a file that is gone is an error.
-  void stop(int bus, std::function<void(Outcome<std::string>)> done);
+  // One act, whose files are one session. A Track that no app plays on is refused, since its recording would
+  // be given up as stalled, and then none begins. `done` is told all that began; later where something had to
+  // be switched on for it.
+  void start(const Start& request, Started done);
+  RecordingLayout layout() const { return *app_.dualMonoEngine()->layout; }
+  // What the bridge's recording would have switched on now.
+  std::vector<std::string> willSwitchOn() const { return app_.recordingSources()->missing(); }
+  // With what its layout brought along. A file that is gone is an error.
+  void stop(int source, Stopped done);
+  void stopAll(Stopped done);
 
  private:
-  static Outcome<void> checkBus(int bus);
-  Outcome<void> checkStart(int bus) const;
+  Outcome<void> checkStart(int source) const;
+  Outcome<std::optional<RecordingFormat>> checkRequest(const Start& request) const;
+  Outcome<std::vector<RecordingState>> begin(const std::vector<int>& sources,
+                                             std::optional<RecordingFormat> format);
 
   ToneFerryApp& app_;
 };

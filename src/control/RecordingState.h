@@ -7,7 +7,7 @@ namespace sonmere {
 
 // One running recording.
 struct RecordingState {
-  int bus = 0;
+  int source = 0;  // a bus, or what RecordedSource.h names
   std::string path;
   double seconds = 0;  // since it began
   std::int64_t frames = 0;

@@ -90,6 +90,10 @@ Outcome<void> SettingsControl::apply(const std::string& key, const SettingsValue
   }
   const auto* text = value.as<std::string>();
   if (text && key == RecordingsFolder::kPathKey) return chooseFolder(*text, notes);
+  if (text && key == kRecordingLayoutKey) {
+    app_.dualMonoEngine()->setLayout(recordingLayoutNamed(*text).value_or(RecordingLayout::mixed));
+    return {};
+  }
   settings().set(key, value);
   if (key == kRecordingFormatKey)
     app_.recordings()->defaultRecordingFormat.set(

@@ -3,6 +3,7 @@
 #include "control/ControlCodec.h"
 #include "control/PluginCodec.h"
 #include "control/SettingsCodec.h"
+#include "recording/RecordedSource.h"
 
 namespace sonmere {
 
@@ -119,9 +120,12 @@ TopicJSON routingValue(Control& control) {
 TopicJSON recordingValue(Control& control) {
   TopicJSON running = TopicJSON::object();
   for (const RecordingState& each : control.recordings().list())
-    running[std::to_string(each.bus)] = {{"path", each.path}};
-  return {{"facts",
+    running[each.source >= 0 ? std::to_string(each.source) : recordedSourceName(each.source)] = {
+        {"path", each.path}};
+  return {{"wishes", {{"layout", name(control.recordings().layout())}}},
+          {"facts",
            {{"running", running},
+            {"willSwitchOn", control.recordings().willSwitchOn()},
             {"error", encodeControl(control.reports().status()).at("recordingError")},
             {"notices", control.recordings().health().notices}}}};
 }

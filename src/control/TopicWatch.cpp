@@ -89,6 +89,8 @@ void TopicWatch::listen() {
   BusRecordings& recordings = *app_.recordings();
   on(recordings.busRecordingStatuses, {Topic::recording});
   on(recordings.errorMessage, {Topic::recording});
+  on(app_.dualMonoEngine()->layout, {Topic::recording, Topic::settings});
+  on(app_.micEngine()->isEnabled, {Topic::recording});
   on(recordings.silentRecordingNotice, {Topic::recording});
   on(recordings.fileNotice, {Topic::recording});
   on(recordings.lossNotice, {Topic::recording});

@@ -11,6 +11,9 @@ struct RenderFlags {
   RTScalar<bool> equaliserAvailable{false};    // an equaliser panel has a target
   RTScalar<bool> monitorsFollowVolume{false};  // Mix Mode ties monitors to the app's volume
 
+  // The bridge plays the microphone on the left and its apps on the right.
+  RTScalar<bool> dualMono{false};
+
   bool spectrumWanted() const noexcept { return spectrumVisible && equaliserAvailable; }
 };
 

@@ -56,6 +56,17 @@ void foldToMono(const ExtraSourceRT& source, const CapturedFrames& block, float*
   }
 }
 
+// In pieces that fit the scratch.
+void recordPlain(const ExtraSourceRT& source, const CapturedFrames& block, float* mono) noexcept {
+  for (std::int64_t done = 0; done < block.frames;) {
+    const CapturedFrames piece{block.samples + done * block.channels, block.channels,
+                               std::min(block.frames - done, kExtraScratchFrames)};
+    foldToMono(source, piece, mono);
+    source.recorder->writeMono(mono, piece.frames);
+    done += piece.frames;
+  }
+}
+
 float addPanned(const ExtraSourceRT& source, ExtraSlots& slots, const CapturedFrames& block, float* mono,
                 float* stereo) noexcept {
   foldToMono(source, block, mono);
@@ -64,6 +75,7 @@ float addPanned(const ExtraSourceRT& source, ExtraSlots& slots, const CapturedFr
     if (slots.freshSlots[slot] && slots.freshSlots[slot].exchange(false)) slots.delays[slot].fill(0);
     equaliseMono(source.eqCoefficients, slots.delays[slot], mono, block.frames);
   }
+  if (source.recorder) source.recorder->writeMono(mono, block.frames);
   float peak = 0;
   for (std::int64_t i = 0; i < block.frames; ++i) {
     peak = std::max(peak, std::abs(mono[i]));
@@ -84,16 +96,21 @@ void clipToFullScale(float* samples, std::int64_t n) noexcept SONMERE_NONBLOCKIN
   for (std::int64_t i = 0; i < n; ++i) samples[i] = std::fmin(std::fmax(samples[i], -1.0f), 1.0f);
 }
 
-void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block, float decay,
-                     float* mono, float* stereo) noexcept SONMERE_NONBLOCKING {
+void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block, double rate,
+                     float decay, float* mono, float* stereo) noexcept SONMERE_NONBLOCKING {
   for (const ExtraSourceRT& source : sources) {
     RTScalar<float>* const level = source.hasSlot() ? &slots.levels[std::size_t(source.meterSlot)] : nullptr;
+    if (source.recorder) source.recorder->noteRate(rate);
     if (source.mute) {
       if (level) *level = 0.0f;
+      // Its file goes on beside the others.
+      if (source.recorder) source.recorder->writeSilence(block.frames);
       continue;
     }
-    const float peak = block.frames > kExtraScratchFrames ? addPlain(source, block, stereo)
-                                                          : addPanned(source, slots, block, mono, stereo);
+    const bool isLong = block.frames > kExtraScratchFrames;
+    if (isLong && source.recorder) recordPlain(source, block, mono);
+    const float peak =
+        isLong ? addPlain(source, block, stereo) : addPanned(source, slots, block, mono, stereo);
     if (level) *level = std::max(peak, *level * decay);
   }
   clipToFullScale(stereo, 2 * block.frames);

@@ -2,11 +2,13 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "base/RTScalar.h"
 #include "dsp/Equaliser.h"
+#include "dsp/RecorderRing.h"
 #include "input/MicChannelMap.h"
 
 namespace sonmere {
@@ -25,6 +27,8 @@ struct ExtraSourceRT {
   bool eqEnabled = false;
   EQCoefficients eqCoefficients{};
   float panL = 1.0f, panR = 1.0f;
+  std::shared_ptr<RecorderRing> recorder =
+      nullptr;  // gets it behind equaliser and gain; of a muted one silence
 
   bool hasSlot() const noexcept { return meterSlot >= 0 && meterSlot < kExtraMeterSlots; }
 };
@@ -40,10 +44,10 @@ struct ExtraSlots {
 };
 
 // Adds every source to the stereo block, then holds it within full scale. A block beyond kExtraScratchFrames
-// is added without equaliser and pan. `decay` is a level's, `mono` has room for kExtraScratchFrames samples.
-// Render thread.
-void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block, float decay,
-                     float* mono, float* stereo) noexcept SONMERE_NONBLOCKING;
+// is added without equaliser and pan. `rate` is that of the block in Hz, `decay` a level's, `mono` has room
+// for kExtraScratchFrames samples. Render thread.
+void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block, double rate,
+                     float decay, float* mono, float* stereo) noexcept SONMERE_NONBLOCKING;
 
 // Left and right gain of a pan from -1 to +1: the near side stays at full level.
 std::pair<float, float> panGains(float pan);

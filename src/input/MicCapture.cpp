@@ -54,8 +54,8 @@ void fillStereo(MicBlock& block) noexcept {
 void addExtraSources(MicBlock& block) noexcept {
   const ExtraSources* sources = block.state.extraSources.load();
   if (!sources || sources->empty() || block.captured.channels < 2) return;
-  mixExtraSources(*sources, block.state.extraSlots, block.captured, block.decay, block.context.mono.data(),
-                  block.stereo);
+  mixExtraSources(*sources, block.state.extraSlots, block.captured, block.context.rate, block.decay,
+                  block.context.mono.data(), block.stereo);
 }
 
 float levelOf(const MicBlock& block) noexcept {
@@ -88,6 +88,14 @@ void applyVolume(MicBlock& block) noexcept {
   if (volume > 1.0f) clipToFullScale(block.stereo, block.samples());
 }
 
+// What others are sent, and no more: behind the volume.
+void feedRecorder(MicBlock& block) noexcept {
+  RecorderRing* const ring = block.state.recorder.load();
+  if (!ring) return;
+  ring->noteRate(block.context.rate);
+  ring->writeStereo(block.stereo, block.captured.frames);
+}
+
 // Of a block longer than the ring its first part is written.
 void writeRing(MicBlock& block) noexcept {
   MicSend& send = block.state.micSend;
@@ -114,6 +122,7 @@ void process(MicBlock& block) noexcept {
   feedMonitor(block);
   applyVolume(block);
   block.state.postLevel = levelOf(block);
+  feedRecorder(block);
   writeRing(block);
 }
 

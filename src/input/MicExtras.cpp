@@ -96,6 +96,14 @@ bool MicExtras::setEqualiser(const std::string& id, const AppEQSettings& setting
   return true;
 }
 
+void MicExtras::setRecorderRing(const std::string& id, std::shared_ptr<RecorderRing> ring) {
+  if (ring)
+    extraRecordersBySourceID_[id] = std::move(ring);
+  else
+    extraRecordersBySourceID_.erase(id);
+  publish();
+}
+
 float MicExtras::level(const std::string& id) const {
   const auto slot = slots_.find(id);
   return slot == slots_.end() ? 0.0f : state_->extraSlots.levels[std::size_t(slot->second)].load();
@@ -131,10 +139,12 @@ void MicExtras::publish() {
   for (const MicExtraSource& source : *extraSources) {
     const AppEQSettings equaliser = equaliserOf(source.id);
     const auto slot = slots_.find(source.id);
+    const auto recorder = extraRecordersBySourceID_.find(source.id);
     const auto [panL, panR] = panGains(source.pan);
     list->push_back({source.channel, source.channel, source.gain, source.isMuted,
                      slot == slots_.end() ? -1 : slot->second, equaliser.isEnabled,
-                     coefficients(equaliser, rate), panL, panR});
+                     coefficients(equaliser, rate), panL, panR,
+                     recorder == extraRecordersBySourceID_.end() ? nullptr : recorder->second});
   }
   state_->extraSources.publish(std::move(list), context_.rendering.retirement, kSnapshotGrace);
 }

@@ -34,6 +34,8 @@ class MicExtras {
   bool change(const MicExtraSource& source);
   bool setEqualiser(const std::string& id, const AppEQSettings& settings);
   AppEQSettings equaliserOf(const std::string& id) const;
+  // From the capture's next block on it writes the source into this ring, or into none when null.
+  void setRecorderRing(const std::string& id, std::shared_ptr<RecorderRing> ring);
   // 0 to 1 and beyond, linear; 0 for one without a meter.
   float level(const std::string& id) const;
 
@@ -48,6 +50,7 @@ class MicExtras {
   std::string deviceUID_;
   double captureRate_ = 0;
   std::map<std::string, int> slots_;  // by source
+  std::map<std::string, std::shared_ptr<RecorderRing>> extraRecordersBySourceID_;
   ScopedTask persistExtraDebounce_;
   bool isUnstored_ = false;
 };

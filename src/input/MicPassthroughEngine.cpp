@@ -168,6 +168,15 @@ void MicPassthroughEngine::setLimiter(const AppLimiterSettings& settings) {
   state_->limiterEnabled = settings.isEnabled;
 }
 
+void MicPassthroughEngine::setRecorderRing(std::shared_ptr<RecorderRing> ring) {
+  state_->recorder.publish(std::move(ring), context_.rendering.retirement, kSnapshotGrace);
+}
+
+bool MicPassthroughEngine::isStereo() const {
+  return *inputChannelMode == InputChannelMode::stereo ||
+         (*inputChannelMode == InputChannelMode::custom && customChannels->left != customChannels->right);
+}
+
 // Start.
 
 bool MicPassthroughEngine::isRefused() {

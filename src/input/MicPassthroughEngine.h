@@ -67,6 +67,8 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   MicExtras& extras() { return extras_; }
 
   void setEnabled(bool enabled);
+  // Starts what runs or is to run anew, after what it plays into was changed.
+  void restart();
   // False when there is no such input now. A microphone that runs is started anew on it.
   bool select(const std::string& uid);
   void setVolume(float volume);
@@ -84,6 +86,11 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   // Whether it is on its way to the monitor now. What is captured at another rate than the bridge's is not.
   bool isOnMonitor() const { return state_->monitor.isEnabled(); }
   int channelCount() const { return units_.channels(); }
+  // From the capture's next block on it writes what it sends into this ring, or into none when null; the ring
+  // is told the rate.
+  void setRecorderRing(std::shared_ptr<RecorderRing> ring);
+  // Whether its two sides may differ, as the channels are chosen now.
+  bool isStereo() const;
   const MicRenderState& renderState() const { return *state_; }
 
   std::vector<RingReport> latencyRings() const override;
@@ -97,7 +104,6 @@ class MicPassthroughEngine final : public LatencySource, public Route {
  private:
   void start();
   void stop();
-  void restart();
   void begin();
   void askThenStart();
   bool isRefused();

@@ -11,6 +11,7 @@
 #include "dsp/MicSend.h"
 #include "dsp/MonitorSource.h"
 #include "dsp/RTDoubles.h"
+#include "dsp/RecorderRing.h"
 #include "input/ExtraSourceMix.h"
 #include "input/MicChannelMap.h"
 #include "input/MicCounters.h"
@@ -30,6 +31,7 @@ struct MicRenderState {
   RTScalar<float> micVolume{1.0f};  // linear
   Published<const ExtraSources> extraSources;
   Published<const PluginChainSnapshot> pluginChain;
+  Published<RecorderRing> recorder;
   RTScalar<bool> eqEnabled{false};
   RTDoubles eqCoefficients{kEQCoefficientCount};
   RTScalar<bool> limiterEnabled{false};

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <filesystem>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "recording/RatedFileWriter.h"
 
 namespace sonmere {
 
@@ -15,7 +15,6 @@ constexpr std::uint32_t kTapFrames = 4096;
 constexpr Duration kRestartDebounce = fromMilliseconds(300);
 constexpr Duration kRetryDelay = fromMilliseconds(500);
 constexpr int kMostAttempts = 5;
-constexpr double kSameRateHz = 1.0;
 // As long as a drive may stand still.
 constexpr double kMostWaitingSeconds = 30;
 
@@ -23,18 +22,15 @@ Error captureError(std::int64_t code, std::string text) {
   return {BridgeCapture::kWriterName, code, std::move(text)};
 }
 
-bool isSameRate(double a, double b) { return std::abs(a - b) < kSameRateHz; }
-
 }  // namespace
 
 // What was captured on its way into the file: converted where it must be, on the file's queue.
 class BridgeCapture::Intake : public std::enable_shared_from_this<Intake> {
  public:
-  Intake(Log& log, std::shared_ptr<RecordingHealth> health, std::shared_ptr<RecorderFile> file)
-      : log_(log), health_(std::move(health)), file_(std::move(file)) {}
+  Intake(Log& log, std::shared_ptr<RecorderFile> file) : file_(file), writer_(log, std::move(file)) {}
 
   std::int64_t waiting() const { return waiting_.load(std::memory_order_relaxed); }
-  std::int64_t lost() const { return lost_.load(std::memory_order_relaxed); }
+  std::int64_t lost() const { return lost_.load(std::memory_order_relaxed) + writer_.lostFrames(); }
 
   // A block of the capture. Its worker's thread; the drive may stand still meanwhile.
   void take(const CapturedBlock& block) {
@@ -53,7 +49,7 @@ class BridgeCapture::Intake : public std::enable_shared_from_this<Intake> {
 
   // On the file's queue: the filter's rest, and no more.
   void end() {
-    flush();
+    if (!isOver_) writer_.flush();
     isOver_ = true;
   }
 
@@ -71,50 +67,14 @@ class BridgeCapture::Intake : public std::enable_shared_from_this<Intake> {
   }
 
   void write(const PCMBuffer& stereo, double rate) {
-    if (isOver_) return;
-    if (isSameRate(rate, file_->sampleRate())) {
-      flush();
-      if (!file_->write(stereo)) isOver_ = true;
-      return;
-    }
-    if (!converts(rate)) {
-      lost_ += stereo.frameLength();
-      return;
-    }
-    writeConverted(converter_->push(stereo));
+    if (!isOver_ && !writer_.write(stereo, rate)) isOver_ = true;
   }
 
-  bool converts(double rate) {
-    if (converter_ && isSameRate(converter_->fromRate(), rate)) return true;
-    flush();
-    auto made = PushedSampleConverter::make(rate, file_->audio());
-    if (made) converter_ = std::move(*made);
-    if (!made && !std::exchange(hasToldConverter_, true))
-      health_->noteWriterFailure(
-          kWriterName, file_->place().path,
-          captureError(2, fmt::format("Can't convert {:.0f} Hz to the recording's {:.0f} Hz.", rate,
-                                      file_->sampleRate())),
-          file_->framesWritten());
-    return bool(made);
-  }
-
-  void flush() {
-    if (const auto converter = std::exchange(converter_, nullptr)) writeConverted(converter->flush());
-  }
-
-  void writeConverted(const Outcome<PCMBuffer>& converted) {
-    if (!converted) return log_.error("BridgeCapture: conversion failed: " + converted.error().description);
-    if (converted->frameLength() > 0 && !file_->write(*converted)) isOver_ = true;
-  }
-
-  Log& log_;
-  const std::shared_ptr<RecordingHealth> health_;
   const std::shared_ptr<RecorderFile> file_;
   std::atomic<std::int64_t> waiting_ = 0, lost_ = 0;  // frames
   std::atomic<bool> wasOverfull_ = false;
   // On the file's queue.
-  std::unique_ptr<PushedSampleConverter> converter_;
-  bool hasToldConverter_ = false;
+  RatedFileWriter writer_;
   bool isOver_ = false;
 };
 
@@ -244,7 +204,7 @@ Outcome<std::shared_ptr<BridgeCapture>> BridgeCapture::create(const RecordingCon
       RecorderFile::create(context, {kWriterName, kWriteQueueLabel, request.format, format->sampleRate,
                                      request.name, request.folder, request.sessionDate});
   if (!file) return std::unexpected(file.error());
-  auto intake = std::make_shared<Intake>(context.log, context.health, *file);
+  auto intake = std::make_shared<Intake>(context.log, *file);
   std::shared_ptr<BridgeCapture> recorder(new BridgeCapture(context.runtime, *file, intake, capture));
   if (const auto begun = capture->begin(*format, intake); !begun) {
     recorder->stop([path = recorder->outputPath()] {

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "audio/device/Platform.h"
-#include "audio/file/PushedSampleConverter.h"
 #include "recording/Recorder.h"
 #include "recording/RecordingContext.h"
 

@@ -3,14 +3,13 @@
 #include <memory>
 #include <string>
 
-#include "recording/Recorder.h"
-#include "recording/RingDrain.h"
+#include "recording/RingRecorder.h"
 
 namespace sonmere {
 
 // Records one bus: the render path fills the ring, a task on a serial queue empties it into a file. Main
 // thread.
-class BusRecorder final : public Recorder {
+class BusRecorder final : public RingRecorder {
  public:
   struct Request {
     int busIndex = 0;
@@ -29,19 +28,13 @@ class BusRecorder final : public Recorder {
                                                       const Request& request);
 
   int busIndex() const { return busIndex_; }
-  // Fill it from one render thread at a time, and let go of it before stop().
-  const std::shared_ptr<RecorderRing>& ring() const { return drain_->ring(); }
-
-  std::int64_t framesWaiting() const override { return drain_->framesWaiting(); }
-  std::int64_t lostFrames() const override { return drain_->lostFrames(); }
-  void stop(Task done) override { drain_->stop(std::move(done)); }
 
  private:
   BusRecorder(const RecordingContext& context, int busIndex, const std::shared_ptr<RecorderFile>& file)
-      : Recorder(file), busIndex_(busIndex), drain_(RingDrain::start(context, file, kReliefQueueLabel)) {}
+      : RingRecorder(context, file, std::make_shared<RecorderRing>(), kReliefQueueLabel),
+        busIndex_(busIndex) {}
 
   const int busIndex_;
-  const std::shared_ptr<RingDrain> drain_;
 };
 
 }  // namespace sonmere

@@ -6,17 +6,14 @@
 #include <filesystem>
 #include <iterator>
 
-#include "audio/device/BusTable.h"
-#include "recording/BridgeCapture.h"
+#include "recording/RecordedSource.h"
 #include "recording/RecordingFormatSetting.h"
-#include "recording/RecordingTake.h"
 
 namespace sonmere {
 
 namespace {
 
 constexpr Duration kStatusInterval = fromMilliseconds(500);
-constexpr double kFallbackSampleRate = 48000;
 
 std::string lastComponent(const std::string& path) { return std::filesystem::path(path).filename().string(); }
 
@@ -34,13 +31,10 @@ BusRecordingStatus statusOf(int bus, const Recorder& recorder) {
 
 }  // namespace
 
-std::string BusRecordings::baseName(int bus) {
-  return bus == 0 ? "Sonmere Recording" : "Sonmere Track " + std::to_string(bus - 1);
-}
-
-BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed, Folder folder)
+BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed, Folder folder,
+                             MicRecorderFeed* mic)
     : context_(context),
-      feed_(feed),
+      maker_(context_, feed, mic),
       folder_(folder ? std::move(folder) : [own = RecordingsFolder(context)] { return own.current(); }),
       stops_(context.runtime),
       writeFailures_(
@@ -55,93 +49,137 @@ BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed
 }
 
 BusRecordings::~BusRecordings() {
-  for (const int bus : rings_) feed_.setRecorderRing(bus, nullptr);
+  for (const auto& [source, running] : running_)
+    if (running.detach) running.detach();
 }
 
-void BusRecordings::startRecordings(std::span<const int> buses, std::optional<RecordingFormat> format) {
+void BusRecordings::startRecordings(std::span<const int> sources, std::optional<RecordingFormat> format) {
   std::vector<int> wanted;
-  std::ranges::copy_if(buses, std::back_inserter(wanted),
-                       [this](int bus) { return isRoutableBus(bus) && !isRecording(bus); });
+  std::ranges::copy_if(sources, std::back_inserter(wanted),
+                       [this](int source) { return isRecordableSource(source) && !isRecording(source); });
   if (wanted.empty()) return;
-  auto recorders = makeRecorders(wanted, format.value_or(*defaultRecordingFormat));
-  if (!recorders) return reportStartFailure(recorders.error());
+  const auto folder = folder_();
+  if (!folder)
+    return reportStartFailure({"Couldn't start recording: " + folder.error().description,
+                               "Sonmere: BusRecorder init failed: " + folder.error().description});
+  auto made = maker_.make(wanted, format.value_or(*defaultRecordingFormat), *folder, isRecording(kMicSource));
+  if (!made) return reportStartFailure(made.error());
   for (auto* notice : {&fileNotice, &lossNotice})
     if (notice->get()) notice->set(std::nullopt);
-  for (auto& [bus, recorder] : *recorders) begin(bus, std::move(recorder));
+  for (const PreparedRecorder& prepared : *made) begin(prepared);
+  tellStart(*made);
 }
 
 std::optional<double> BusRecordings::recordingRate(int bus) const {
-  const auto found = rings_.find(bus);
-  if (found == rings_.end()) return std::nullopt;
-  return busRecorders_.at(bus)->sampleRate();
+  const auto found = running_.find(bus);
+  return found == running_.end() ? std::nullopt : found->second.boundRate;
 }
 
-Outcome<BusRecordings::Recorders> BusRecordings::makeRecorders(std::span<const int> buses,
-                                                               RecordingFormat format) {
-  const auto folder = folder_();
-  if (!folder) return std::unexpected(folder.error());
-  RecordingTake take(context_.runtime, *folder);
-  Recorders made;
-  for (const int bus : buses) {
-    if (made.contains(bus)) continue;
-    auto recorder = take.add(makeRecorder(bus, format, take));
-    if (!recorder) return std::unexpected(recorder.error());
-    made[bus] = std::move(*recorder);
-  }
-  return made;
+void BusRecordings::reportStartFailure(const RecorderMaker::Failure& failure) {
+  errorMessage.set(failure.message);
+  if (!failure.line.empty()) context_.log.error(failure.line);
 }
 
-Outcome<std::shared_ptr<Recorder>> BusRecordings::makeRecorder(int bus, RecordingFormat format,
-                                                               const RecordingTake& take) {
-  if (bus == kBridgeBus && context_.platform)
-    return BridgeCapture::create(context_, *context_.platform,
-                                 {format, baseName(bus), take.folder(), take.date()});
-  const double rate = feed_.busSampleRate(bus);
-  return BusRecorder::create(context_, {bus, format, rate > 0 ? rate : kFallbackSampleRate, baseName(bus),
-                                        take.folder(), take.date()});
-}
-
-void BusRecordings::reportStartFailure(const Error& error) {
-  errorMessage.set("Couldn't start recording: " + error.description);
-  context_.log.error("Sonmere: BusRecorder init failed: " + error.description);
-}
-
-void BusRecordings::begin(int bus, std::shared_ptr<Recorder> recorder) {
-  busRecorders_[bus] = recorder;
-  if (const auto* const ofBus = dynamic_cast<const BusRecorder*>(recorder.get())) {
-    rings_.insert(bus);
-    feed_.setRecorderRing(bus, ofBus->ring());
-  }
-  busRecordingStatuses.update([&](auto& rows) { rows[bus] = statusOf(bus, *recorder); });
+void BusRecordings::begin(const PreparedRecorder& prepared) {
+  running_[prepared.source] = prepared;
+  if (prepared.attach) prepared.attach();
+  busRecordingStatuses.update(
+      [&](auto& rows) { rows[prepared.source] = statusOf(prepared.source, *prepared.recorder); });
   startStatusTimer();
-  context_.log.info(
-      fmt::format("Sonmere: started recording bus {} → {}", bus, lastComponent(recorder->outputPath())));
 }
 
-void BusRecordings::stopRecording(int bus, std::function<void(std::optional<std::string>)> done) {
-  const auto found = busRecorders_.find(bus);
-  if (found == busRecorders_.end()) {
-    if (done) context_.runtime.mainQueue().post([done = std::move(done)] { done(std::nullopt); });
-    return;
+void BusRecordings::tellStart(const std::vector<PreparedRecorder>& begun) {
+  const auto nameOf = [&](int source) {
+    const auto found = std::ranges::find(begun, source, &PreparedRecorder::source);
+    return found == begun.end() ? std::string("off") : lastComponent(found->recorder->outputPath());
+  };
+  const bool isSession = std::ranges::any_of(begun, &PreparedRecorder::isSide);
+  for (const PreparedRecorder& each : begun) {
+    const std::string file = nameOf(each.source);
+    if (each.source == kBridgeBus && isSession)
+      context_.log.info(fmt::format("Sonmere: started Separate Tracks recording (master={}, mic={}, apps={})",
+                                    file, nameOf(kMicSource), nameOf(kAppsSource)));
+    else if (each.source == kBridgeBus && !each.boundRate)
+      context_.log.info("Sonmere: started bridge-capture for bus 0 → " + file);
+    else if (each.source == kMicSource && !each.isSide())
+      context_.log.info("Sonmere: started mic side-recording → " + file);
+    else if (!each.isSide())
+      context_.log.info(fmt::format("Sonmere: started recording bus {} → {}", each.source, file));
   }
-  const auto recorder = found->second;
-  if (rings_.erase(bus) > 0) feed_.setRecorderRing(bus, nullptr);
-  busRecorders_.erase(found);
-  busRecordingStatuses.update([&](auto& rows) { rows.erase(bus); });
-  stopStatusTimerIfIdle();
-  stops_.stop(recorder, [this, bus, recorder, done = std::move(done)] {
-    const std::string path = recorder->outputPath();
-    context_.log.info(fmt::format("Sonmere: stopped recording bus {} → {}", bus, lastComponent(path)));
-    if (done) done(recorder->isFileGone() ? std::nullopt : std::optional(path));
+}
+
+// What is told of one that was stopped, once its file is complete.
+void BusRecordings::tellStop(const PreparedRecorder& ended, std::size_t sides) {
+  const std::string file = lastComponent(ended.recorder->outputPath());
+  if (ended.source == kMicSource)
+    context_.log.info("Sonmere: stopped mic side-recording → " + file);
+  else if (ended.source == kBridgeBus && !ended.boundRate)
+    context_.log.info(
+        fmt::format("Sonmere: stopped bridge-capture bus 0 → {} (+{} side files)", file, sides));
+  else
+    context_.log.info(fmt::format("Sonmere: stopped recording bus {} → {}", ended.source, file));
+}
+
+std::vector<int> BusRecordings::takeOf(int source) const {
+  const auto found = running_.find(source);
+  if (found == running_.end()) return {};
+  const int lead = found->second.lead;
+  std::vector<int> all{lead};
+  for (const auto& [other, running] : running_)
+    if (running.lead == lead && other != lead) all.push_back(other);
+  return all;
+}
+
+void BusRecordings::stopRecording(int source, std::function<void(std::optional<std::string>)> done) {
+  stopTake(source, [source, done = std::move(done)](const Stopped& stopped) {
+    if (!done) return;
+    const auto own = std::ranges::find(stopped, source, &StoppedFile::source);
+    done(own == stopped.end() ? std::nullopt : own->path);
   });
 }
 
+void BusRecordings::stopTake(int source, std::function<void(const Stopped&)> done) {
+  const std::vector<int> sources = takeOf(source);
+  if (sources.empty()) {
+    if (done) context_.runtime.mainQueue().post([done = std::move(done)] { done({}); });
+    return;
+  }
+  auto stopped = std::make_shared<Stopped>();
+  const std::size_t all = sources.size();
+  for (const int each : sources)
+    stopOne(each, [this, stopped, all, done](const PreparedRecorder& ended) {
+      const auto& recorder = *ended.recorder;
+      stopped->push_back(
+          {ended.source, recorder.isFileGone() ? std::nullopt : std::optional(recorder.outputPath())});
+      if (!ended.isSide()) tellStop(ended, all - 1);
+      if (stopped->size() == all && done) done(*stopped);
+    });
+}
+
+void BusRecordings::stopOne(int source, std::function<void(const PreparedRecorder&)> done) {
+  const auto found = running_.find(source);
+  const PreparedRecorder ended = std::move(found->second);
+  if (ended.detach) ended.detach();
+  running_.erase(found);
+  busRecordingStatuses.update([&](auto& rows) { rows.erase(source); });
+  stopStatusTimerIfIdle();
+  stops_.stop(ended.recorder, [ended, done = std::move(done)] { done(ended); });
+}
+
 void BusRecordings::stopAllRecordings(std::function<void(std::vector<std::string>)> done) {
-  const Recorders all = busRecorders_;
-  for (const auto& [bus, recorder] : all) stopRecording(bus);
+  std::vector<std::shared_ptr<Recorder>> all;
+  std::vector<int> leads;
+  for (const auto& [source, running] : running_) {
+    // The sides of a session come behind its master.
+    if (source >= 0) all.push_back(running.recorder);
+    if (!running.isSide()) leads.push_back(source);
+  }
+  for (const auto& [source, running] : running_)
+    if (source < 0) all.push_back(running.recorder);
+  for (const int source : leads) stopRecording(source);
   stops_.whenNone([done = std::move(done), all] {
     std::vector<std::string> paths;
-    for (const auto& [bus, recorder] : all)
+    for (const auto& recorder : all)
       if (!recorder->isFileGone()) paths.push_back(recorder->outputPath());
     if (done) done(std::move(paths));
   });
@@ -168,15 +206,16 @@ void BusRecordings::stopStatusTimerIfIdle() {
 
 void BusRecordings::checkFiles() {
   std::vector<int> gone;
-  for (const auto& [bus, recorder] : busRecorders_) {
-    if (recorder->isFileGone()) {
-      gone.push_back(bus);
+  for (const auto& [source, running] : running_) {
+    if (running.recorder->isFileGone()) {
+      gone.push_back(source);
       continue;
     }
-    tellMove(bus, recorder->outputPath());
-    recorder->checkFile();
+    tellMove(source, running.recorder->outputPath());
+    running.recorder->checkFile();
   }
-  for (const int bus : gone) continueInNewFile(bus);
+  for (const int source : gone)
+    if (isRecording(source)) continueInNewFile(source);
 }
 
 void BusRecordings::tellMove(int bus, const std::string& path) {
@@ -187,26 +226,28 @@ void BusRecordings::tellMove(int bus, const std::string& path) {
                              lastComponent(before), path));
 }
 
-void BusRecordings::continueInNewFile(int bus) {
-  const auto recorder = busRecorders_.at(bus);
-  const std::string name = lastComponent(recorder->outputPath());
+// The files of a session stay together: all of them are succeeded.
+void BusRecordings::continueInNewFile(int source) {
+  const PreparedRecorder before = running_.at(source);
+  const RecordingFormat format = running_.at(before.lead).recorder->format();
+  const std::string name = lastComponent(before.recorder->outputPath());
   context_.log.warning(fmt::format("Sonmere: recording {} was removed", name));
-  stopRecording(bus);
-  startRecording(bus, recorder->format());
-  if (!isRecording(bus)) return;
+  stopRecording(before.lead);
+  startRecording(before.lead, format);
+  if (!isRecording(source)) return;
   fileNotice.set(
       fmt::format("\"{}\" was removed while it was being recorded. The recording goes on in "
                   "\"{}\", without what was in it.",
-                  name, lastComponent(busRecorders_.at(bus)->outputPath())));
+                  name, lastComponent(running_.at(source).recorder->outputPath())));
 }
 
 void BusRecordings::statusTick() {
   checkFiles();
   const RecordingBitDepth depth = recordingBitDepth(context_.settings);
   busRecordingStatuses.update([&](auto& rows) {
-    for (const auto& [bus, recorder] : busRecorders_) {
-      recorder->setCountedBitDepth(depth);
-      rows[bus] = statusOf(bus, *recorder);
+    for (const auto& [source, running] : running_) {
+      running.recorder->setCountedBitDepth(depth);
+      rows[source] = statusOf(source, *running.recorder);
     }
   });
   checkLosses();
@@ -216,9 +257,11 @@ void BusRecordings::statusTick() {
 
 std::vector<RecordingWatch::Active> BusRecordings::activeFiles() const {
   std::vector<RecordingWatch::Active> active;
-  for (const auto& [bus, recorder] : busRecorders_)
-    active.push_back({lastComponent(recorder->outputPath()), recorder->framesWritten(),
-                      recorder->sampleRate(), recorder->everHadSignal(), recorder->framesWaiting()});
+  for (const auto& [source, running] : running_) {
+    const Recorder& recorder = *running.recorder;
+    active.push_back({lastComponent(recorder.outputPath()), recorder.framesWritten(), recorder.sampleRate(),
+                      recorder.everHadSignal(), recorder.framesWaiting()});
+  }
   return active;
 }
 
@@ -234,10 +277,12 @@ bool BusRecordings::checkStall(const std::vector<RecordingWatch::Active>& active
 
 void BusRecordings::checkLosses() {
   std::string losses;
-  for (const auto& [bus, recorder] : busRecorders_)
-    if (const std::int64_t lost = recorder->lostFrames(); lost > 0)
+  for (const auto& [source, running] : running_) {
+    const Recorder& recorder = *running.recorder;
+    if (const std::int64_t lost = recorder.lostFrames(); lost > 0)
       losses += fmt::format("{}\"{}\" lacks {:.2f} s", losses.empty() ? "" : ", ",
-                            lastComponent(recorder->outputPath()), double(lost) / recorder->sampleRate());
+                            lastComponent(recorder.outputPath()), double(lost) / recorder.sampleRate());
+  }
   if (losses.empty()) return;
   losses += ": the audio server left out cycles, or the drive was too slow.";
   if (lossNotice.get() != losses) lossNotice.set(losses);

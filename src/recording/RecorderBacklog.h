@@ -4,6 +4,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "audio/file/PCMBuffer.h"
@@ -22,8 +23,10 @@ class RecorderBacklog {
   // `sampleRate` in Hz.
   RecorderBacklog(std::shared_ptr<RecorderRing> ring, double sampleRate);
 
-  // Fills the stereo block with the oldest frames, as many as it has room for; returns how many. They count
-  // as waiting until the next call, by when they are written.
+  // The rate in Hz of what take() gives next, where it changes there.
+  std::optional<double> takeRateChange();
+  // Fills the block, of the ring's channels, with the oldest frames, as many as it has room for and are of
+  // one rate; returns how many. They count as waiting until the next call, by when they are written.
   std::uint32_t take(PCMBuffer& block);
   // Moves what the ring holds here when the reader has left it to fill up. False once there is no room: then
   // the render overwrites what it finds.
@@ -40,14 +43,20 @@ class RecorderBacklog {
 
  private:
   std::int64_t ringSamples() const;
+  std::int64_t lostSamples() const;
+  // Samples since the ring's creation that come before the next.
+  std::int64_t position() const;
+  // Of so many samples that wait, those before the next change of the rate.
+  std::int64_t samplesOfOneRate(std::int64_t waiting) const;
   void takeFromRing(PCMBuffer& block, std::uint32_t frames);
   void takeMoved(PCMBuffer& block, std::uint32_t frames);
   void advanceRing(std::int64_t samples);
 
   const std::shared_ptr<RecorderRing> ring_;
+  const std::int64_t channels_;
   const std::int64_t maxMovedFrames_;
   mutable std::mutex mutex_;            // between readers; the render never waits for it
-  std::deque<float> moved_;             // interleaved
+  std::deque<float> moved_;             // as in the ring
   std::int64_t takenFrames_ = 0;        // by the last take
   RTScalar<std::int64_t> samplesRead_;  // out of the ring
 };

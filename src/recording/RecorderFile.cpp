@@ -28,8 +28,8 @@ float blockPeak(const PCMBuffer& buffer) {
 Outcome<std::shared_ptr<RecorderFile>> RecorderFile::create(const RecordingContext& context,
                                                             const Request& request) {
   std::string path = freeRecordingPath(request.folder, request.name, request.sessionDate, request.format);
-  const auto settings =
-      stereoFileSettings(request.format, request.sampleRate, recordingBitDepth(context.settings));
+  const auto settings = recordingFileSettings(request.format, request.sampleRate, request.channels,
+                                              recordingBitDepth(context.settings));
   auto file = context.createFile(path, settings);
   if (!file) return std::unexpected(file.error());
   return std::shared_ptr<RecorderFile>(new RecorderFile(context, request, std::move(path), std::move(*file)));
@@ -51,14 +51,13 @@ RecorderFile::RecorderFile(const RecordingContext& context, const Request& reque
 }
 
 void RecorderFile::setCountedBitDepth(RecordingBitDepth depth) {
-  bytesPerFrame_ = bytesPerFrame(request_.format, depth);
+  bytesPerFrame_ = bytesPerFrame(request_.format, request_.channels, depth);
 }
 
 bool RecorderFile::write(const PCMBuffer& block) {
   notePeak(block);
   if (const auto written = sink_->write(block); !written) {
-    log_.error(request_.writerName + ": write failed: " + written.error().description);
-    health_->noteWriterFailure(request_.writerName, path_, written.error(), framesWritten_);
+    report(written.error(), "write failed");
     return false;
   }
   framesWritten_.add(block.frameLength());
@@ -70,6 +69,11 @@ void RecorderFile::notePeak(const PCMBuffer& block) {
   const float peak = blockPeak(block);
   lastPeak_ = peak;
   if (!everHadSignal_ && peak > kSignalThreshold) everHadSignal_ = true;
+}
+
+void RecorderFile::report(const Error& error, const std::string& what) const {
+  log_.error(request_.writerName + ": " + what + ": " + error.description);
+  health_->noteWriterFailure(request_.writerName, path_, error, framesWritten_);
 }
 
 void RecorderFile::reportOverfull() const {

@@ -10,7 +10,7 @@
 
 namespace sonmere {
 
-// The file half of every recorder: a stereo file of a session, with its sink, what is counted of it, and
+// The file half of every recorder: a file of a session, with its sink, what is counted of it, and
 // whether a signal has come. Main thread, except where said.
 class RecorderFile {
  public:
@@ -18,10 +18,11 @@ class RecorderFile {
     std::string writerName;  // of the recorder, in log lines and failure records
     std::string queueLabel;  // of the queue that writes
     RecordingFormat format = RecordingFormat::wav;
-    double sampleRate = 48000;  // Hz
-    std::string name;           // in front of the stamp
-    std::string folder;         // exists
-    Date sessionDate{};         // the stamp, shared by what began together
+    double sampleRate = 48000;   // Hz
+    std::string name;            // in front of the stamp
+    std::string folder;          // exists
+    Date sessionDate{};          // the stamp, shared by what began together
+    std::uint32_t channels = 2;  // 1 or 2; 2 of an m4a
   };
 
   // Makes the file. After an error nothing is left behind.
@@ -53,6 +54,8 @@ class RecorderFile {
   Queue& queue() { return *queue_; }
   // False once the file can't go on, which is logged and reported. On `queue`.
   bool write(const PCMBuffer& block);
+  // Logs and reports what keeps audio out of the file. Threads: any.
+  void report(const Error& error, const std::string& what) const;
   // Reports that more waits for the drive than there is room for. Threads: any.
   void reportOverfull() const;
 

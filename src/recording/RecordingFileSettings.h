@@ -28,17 +28,19 @@ constexpr AudioFileSettings m4aFileSettings(double sampleRate) {
   return settings;
 }
 
-// A stereo recording. The bit depth does not apply to m4a.
-constexpr AudioFileSettings stereoFileSettings(RecordingFormat format, double sampleRate,
-                                               RecordingBitDepth depth) {
-  return format == RecordingFormat::wav ? wavFileSettings(sampleRate, 2, depth) : m4aFileSettings(sampleRate);
+// Bit depth and a single channel do not apply to m4a.
+constexpr AudioFileSettings recordingFileSettings(RecordingFormat format, double sampleRate,
+                                                  std::uint32_t channels, RecordingBitDepth depth) {
+  return format == RecordingFormat::wav ? wavFileSettings(sampleRate, channels, depth)
+                                        : m4aFileSettings(sampleRate);
 }
 
-// What a stereo frame adds to the displayed size. The size of encoded audio isn't known frame by frame: 1
-// stands in for it.
-constexpr std::int64_t bytesPerFrame(RecordingFormat format, RecordingBitDepth depth) {
+// What a frame adds to the displayed size. The size of encoded audio isn't known frame by frame: 1 stands in
+// for it.
+constexpr std::int64_t bytesPerFrame(RecordingFormat format, std::uint32_t channels,
+                                     RecordingBitDepth depth) {
   if (format == RecordingFormat::m4a) return 1;
-  return depth == RecordingBitDepth::int16 ? 4 : depth == RecordingBitDepth::int24 ? 6 : 8;
+  return channels * (depth == RecordingBitDepth::int16 ? 2 : depth == RecordingBitDepth::int24 ? 3 : 4);
 }
 
 }  // namespace sonmere

@@ -32,9 +32,10 @@ class RecordingTake {
     return recorder;
   }
 
- private:
+  // Lets go of all recorders and removes their files.
   void undo();
 
+ private:
   const std::string folder_;
   const SessionStamp stamp_;
   std::vector<std::shared_ptr<Recorder>> recorders_;

@@ -19,17 +19,21 @@ constexpr std::uint32_t kScratchFrames = 4096;
 
 std::shared_ptr<RingDrain> RingDrain::start(const RecordingContext& context,
                                             std::shared_ptr<RecorderFile> file,
+                                            std::shared_ptr<RecorderRing> ring,
                                             const std::string& reliefQueueLabel) {
-  std::shared_ptr<RingDrain> drain(new RingDrain(context, std::move(file)));
+  std::shared_ptr<RingDrain> drain(new RingDrain(context, std::move(file), ring));
   drain->begin(reliefQueueLabel);
   return drain;
 }
 
-RingDrain::RingDrain(const RecordingContext& context, std::shared_ptr<RecorderFile> file)
+RingDrain::RingDrain(const RecordingContext& context, std::shared_ptr<RecorderFile> file,
+                     const std::shared_ptr<RecorderRing>& ring)
     : runtime_(context.runtime),
       log_(context.log),
       file_(std::move(file)),
-      backlog_(ring_, file_->sampleRate()) {}
+      backlog_(ring, file_->sampleRate()),
+      writer_(context.log, file_),
+      rate_(file_->sampleRate()) {}
 
 RingDrain::~RingDrain() {
   drainTask_.cancel();
@@ -63,15 +67,25 @@ void RingDrain::drain() {
   for (;;) {
     // Before the look at the ring: what was written before the stop was asked for is then seen.
     const bool stopRequested = stopRequested_;
+    if (const auto rate = backlog_.takeRateChange()) {
+      rate_ = *rate;
+      continue;
+    }
     if (backlog_.take(*scratch_) == 0) {
       if (stopRequested) drainEnded_ = true;
       return;
     }
-    if (!file_->write(*scratch_)) {
+    if (!writer_.write(*scratch_, rate_)) {
+      hasFailed_ = true;
       drainEnded_ = true;
       return;
     }
   }
+}
+
+void RingDrain::drainLast() {
+  drain();
+  if (!hasFailed_) writer_.flush();
 }
 
 bool RingDrain::makeScratch() {
@@ -109,7 +123,7 @@ void RingDrain::end(bool inTime, Task done) {
   reliefTask_.cancel();
   logLosses(inTime);
   // The queue is serial: this ends what a drain that waits for the drive has begun.
-  file_->queue().post([self = shared_from_this()] { self->drain(); });
+  file_->queue().post([self = shared_from_this()] { self->drainLast(); });
   RecorderFile::close(file_, inTime, [self = shared_from_this(), done = std::move(done)] {
     if (done) done();
   });

@@ -5,29 +5,32 @@
 #include <optional>
 #include <string>
 
+#include "recording/RatedFileWriter.h"
 #include "recording/RecorderBacklog.h"
 #include "recording/RecorderFile.h"
 
 namespace sonmere {
 
-// Empties the ring that a render path fills into a recorder's file, every 10 ms on the file's queue. Where a
+// Empties the ring that a render path fills into a recorder's file, every 10 ms on the file's queue, and
+// converts what the ring says is of another rate. Where a
 // write waits for the drive, a second task saves what the ring holds meanwhile. Main thread, except where
 // said.
 class RingDrain : public std::enable_shared_from_this<RingDrain> {
  public:
   // Begins at once. One that is let go of without a stop ends where it is.
   static std::shared_ptr<RingDrain> start(const RecordingContext& context, std::shared_ptr<RecorderFile> file,
+                                          std::shared_ptr<RecorderRing> ring,
                                           const std::string& reliefQueueLabel);
   ~RingDrain();
-
-  // Fill it from one render thread at a time, and let go of it before stop().
-  const std::shared_ptr<RecorderRing>& ring() const { return ring_; }
 
   // Frames that wait for the drive, besides those that it is writing. Threads: any.
   std::int64_t framesWaiting() const { return backlog_.untakenFrames(); }
   // Frames that the file lacks: those that the render overwrote before they were drained, always whole rings,
-  // and those that nobody rendered because the server left cycles out. Threads: any.
-  std::int64_t lostFrames() const { return backlog_.overwrittenFrames() + backlog_.missedFrames(); }
+  // those that nobody rendered because the server left cycles out, and those that could not be converted.
+  // Threads: any.
+  std::int64_t lostFrames() const {
+    return backlog_.overwrittenFrames() + backlog_.missedFrames() + writer_.lostFrames();
+  }
 
   // Writes what is still waiting and closes the file; `done` is called on the main queue when that is over. A
   // drive that takes longer than 5 seconds, or what RecorderFile::close says more, is not waited for: the
@@ -35,11 +38,13 @@ class RingDrain : public std::enable_shared_from_this<RingDrain> {
   void stop(Task done);
 
  private:
-  RingDrain(const RecordingContext& context, std::shared_ptr<RecorderFile> file);
+  RingDrain(const RecordingContext& context, std::shared_ptr<RecorderFile> file,
+            const std::shared_ptr<RecorderRing>& ring);
 
   void begin(const std::string& reliefQueueLabel);
   // On the file's queue.
   void drain();
+  void drainLast();
   bool makeScratch();
   // On the relief queue.
   void relieve();
@@ -51,7 +56,6 @@ class RingDrain : public std::enable_shared_from_this<RingDrain> {
   Runtime& runtime_;
   Log& log_;
   const std::shared_ptr<RecorderFile> file_;
-  const std::shared_ptr<RecorderRing> ring_ = std::make_shared<RecorderRing>();
   RecorderBacklog backlog_;
   std::shared_ptr<Queue> reliefQueue_;  // null with a queued sink
   TaskToken drainTask_;
@@ -61,6 +65,9 @@ class RingDrain : public std::enable_shared_from_this<RingDrain> {
   std::atomic<bool> stopRequested_ = false;  // written by the main thread, read by the drain
 
   std::optional<PCMBuffer> scratch_;  // drain only
+  RatedFileWriter writer_;            // drain only
+  bool hasFailed_ = false;            // drain only
+  double rate_;                       // drain only: Hz, of what is taken
   bool wasOverfull_ = false;          // relief only
 };
 

@@ -478,6 +478,11 @@ void AppTapEngine::setMicSend(int bus, float gain) {
   outputs_.reconcile(bus);
 }
 
+void AppTapEngine::setDualMono(bool on) {
+  context_.flags.dualMono = on;
+  outputs_.reconcile(kBridgeBus);
+}
+
 void AppTapEngine::saveState() {
   volumeSaveDebounce_.cancel();
   for (const TappedAppInfo& row : *availableApps) state_.note(row);

@@ -110,6 +110,8 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   // Level of the mic send into a bus; above 0.001 it keeps the bus's unit running.
   // What of the microphone a bus gets, linear, 0 to 2; kept for the next start.
   void setMicSend(int bus, float gain);
+  // Whether the bridge plays the microphone on its left and the sum of its apps on its right.
+  void setDualMono(bool on);
 
   // Recording: what the render of a bus feeds, and the rate that a running file binds the bus to.
   void setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring);

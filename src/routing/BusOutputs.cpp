@@ -128,6 +128,7 @@ void BusOutputs::reportGap(int bus) {
 bool BusOutputs::isWanted(int bus) const {
   const auto& lists = core_.render->activeTapsByBus.current();
   const bool hasTaps = lists && !lists->buses[std::size_t(bus)].empty();
+  if (bus == kBridgeBus && core_.context.flags.dualMono) return true;
   return hasTaps || core_.context.micSend.gains[std::size_t(bus)] > MicSend::kAudibleGain;
 }
 

@@ -76,8 +76,9 @@ bool mixBatch(const TapList& taps, std::size_t& next, OutputAUContext& context, 
   return isLast;
 }
 
-// Adds the microphone, only when it was captured at this unit's rate.
-void addMicSend(OutputAUContext& context, float gain, float* out, std::int64_t n) noexcept {
+// Hands each sample of the microphone to `add` with its place, only when it was captured at this unit's rate.
+template <class Add>
+void addMicSend(OutputAUContext& context, float gain, std::int64_t n, Add add) noexcept {
   MicSend& send = context.state->micSend;
   if (!(gain > MicSend::kAudibleGain) || !send.active) return;
   if (!(std::abs(send.captureRate - context.sampleRate) < kSameRateHz)) return;
@@ -91,7 +92,7 @@ void addMicSend(OutputAUContext& context, float gain, float* out, std::int64_t n
   if (fill() >= blockBytes) {
     std::int64_t at = readPos / 4;
     for (std::int64_t i = 0; i < n; ++i) {
-      out[i] += send.ring[std::size_t(at)] * gain;
+      add(i, send.ring[std::size_t(at)] * gain);
       at = at + 1 == kMicRingSamples ? 0 : at + 1;
     }
     readPos = (readPos + blockBytes) % MicSend::kRingBytes;
@@ -112,7 +113,7 @@ void mixAndEqualise(const TapList& taps, OutputAUContext& context, BusMaster& ma
   for (std::size_t next = 0; next < taps.size();)
     isEqualised |=
         mixBatch(taps, next, context, out, n, isDirect && !isEqualised ? &equaliser : nullptr) && isDirect;
-  addMicSend(context, sendGain, out, n);
+  addMicSend(context, sendGain, n, [out](std::int64_t i, float sample) { out[i] += sample; });
   runPlugins(chain, out, n);
   if (!isEqualised) kernels().equalise(equaliser, out, std::size_t(n / 2));
   if (coefficients) saveDelays(equaliser, master.eqDelays);
@@ -122,6 +123,16 @@ void limitMaster(BusMaster& master, float* out, std::int64_t n) noexcept {
   if (!master.limiterEnabled) return;
   master.limiterGain =
       RenderSteps::limitOutput(out, n, master.limiterCeiling, master.limiterGain, kBusQuietThreshold);
+}
+
+// The sum to the right, and the microphone, in place of it, to the left: both in one channel.
+void splitDualMono(OutputAUContext& context, float* out, std::int64_t n) noexcept {
+  for (std::int64_t i = 0; i + 1 < n; i += 2) {
+    out[i + 1] = 0.5f * (out[i] + out[i + 1]);
+    out[i] = 0;
+  }
+  addMicSend(context, 1.0f, n,
+             [out](std::int64_t i, float sample) { out[i & ~std::int64_t(1)] += 0.5f * sample; });
 }
 
 // Recordings hold the signal after the master chain, in whole frames.
@@ -147,15 +158,17 @@ void renderBuffer(OutputAUContext& context, const BusTapLists* lists, std::uint3
   float* out = buffer.data;
   if (!isBus(context.busIndex)) return;
   const auto bus = std::size_t(context.busIndex);
-  const float sendGain = state.micSend.gains[bus];
+  const bool isSplit = context.busIndex == kBridgeBus && state.flags.dualMono;
+  const float sendGain = isSplit ? 0.0f : state.micSend.gains[bus].load();
   const bool hasTaps = lists && !lists->buses[bus].empty();
-  if ((!hasTaps && !(sendGain > MicSend::kAudibleGain)) || n > kRenderScratchSamples) return;
+  if ((!hasTaps && !isSplit && !(sendGain > MicSend::kAudibleGain)) || n > kRenderScratchSamples) return;
 
   BusMaster& master = state.masters[bus];
   const RenderClaim::Hold hold(master.claim);
   if (!hold) return;
   mixAndEqualise(hasTaps ? lists->buses[bus] : kNoTaps, context, master, sendGain, out, n);
   limitMaster(master, out, n);
+  if (isSplit) splitDualMono(context, out, n);
   feedRecorder(master, context.cycles.missedFrames(), out, n);
   feedMasterMonitor(master, state.masterRecordActive, out, n);
   if (state.flags.spectrumWanted()) master.spectrum.feed(out, n);

@@ -41,15 +41,16 @@ TEST(RecordingFileSettings, DepthComesFromTheSettingAndFallsBackTo16Bits) {
     MemorySettingsStore settings;
     if (!c.stored.isNull()) settings.set(kRecordingBitDepthKey, c.stored);
     const auto depth = recordingBitDepth(settings);
-    const auto wav = stereoFileSettings(RecordingFormat::wav, 44100, depth);
+    const auto wav = recordingFileSettings(RecordingFormat::wav, 44100, 2, depth);
     EXPECT_EQ(wav.bitDepth, c.bits);
     EXPECT_EQ(wav.isFloat, c.isFloat);
     EXPECT_EQ(wav.channels, 2u);
     EXPECT_EQ(wav.sampleRate, 44100);
-    EXPECT_EQ(bytesPerFrame(RecordingFormat::wav, depth), c.bytes);
-    EXPECT_EQ(bytesPerFrame(RecordingFormat::m4a, depth), 1);
+    EXPECT_EQ(bytesPerFrame(RecordingFormat::wav, 2, depth), c.bytes);
+    EXPECT_EQ(bytesPerFrame(RecordingFormat::wav, 1, depth), c.bytes / 2);
+    EXPECT_EQ(bytesPerFrame(RecordingFormat::m4a, 2, depth), 1);
   }
-  const auto m4a = stereoFileSettings(RecordingFormat::m4a, 48000, RecordingBitDepth::float32);
+  const auto m4a = recordingFileSettings(RecordingFormat::m4a, 48000, 2, RecordingBitDepth::float32);
   EXPECT_EQ(m4a.encoding, AudioFileSettings::Encoding::aac);
   EXPECT_EQ(m4a.bitRate, 192000);
 }

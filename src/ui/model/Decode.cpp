@@ -1,4 +1,5 @@
 #include "ui/model/Decode.h"
+#include "recording/RecordedSource.h"
 
 namespace sonmere {
 namespace {
@@ -84,7 +85,8 @@ MixerState decodeMixer(const TopicJSON& json) {
 
 RecordingState decodeRecording(const ControlJSON& json) {
   RecordingState recording;
-  recording.bus = memberOr(json, "bus", 0);
+  const auto side = recordedSourceNamed(memberOr<std::string>(json, "source", {}));
+  recording.source = side ? *side : memberOr(json, "bus", 0);
   recording.path = memberOr<std::string>(json, "path", {});
   recording.seconds = memberOr(json, "seconds", 0.0);
   recording.frames = memberOr<std::int64_t>(json, "frames", 0);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "audio/device/BusTable.h"
+#include "recording/RecordedSource.h"
 #include "ui/model/Decode.h"
 
 namespace sonmere {
@@ -31,10 +32,18 @@ void RecordingModel::takeRunning(const TopicJSON& value) {
       if (each.is_string()) notices_ << QString::fromStdString(each.get<std::string>());
     }
   }
+  layout_ = QString::fromStdString(memberOr<std::string>(objectAt(value, "wishes"), "layout", "mixed"));
+  willSwitchOn_.clear();
+  if (const auto told = facts.find("willSwitchOn"); told != facts.end() && told->is_array()) {
+    for (const TopicJSON& each : *told) {
+      if (each.is_string()) willSwitchOn_ << QString::fromStdString(each.get<std::string>());
+    }
+  }
   std::vector<RecordingState> running;
   for (const auto& [bus, recording] : objectAt(objectAt(value, "facts"), "running").items()) {
     RecordingState state;
-    state.bus = QString::fromStdString(bus).toInt();
+    const auto side = recordedSourceNamed(bus);
+    state.source = side ? *side : QString::fromStdString(bus).toInt();
     state.path = memberOr<std::string>(recording, "path", {});
     const auto known = std::ranges::find(running_, state.path, &RecordingState::path);
     running.push_back(known == running_.end() ? state : *known);
@@ -54,6 +63,13 @@ void RecordingModel::takeMeters(const ControlJSON& meters) {
   emit changed();
 }
 
+void RecordingModel::setLayout(const QString& layout) {
+  link_.call("settings.set", {{"key", "recording.layout"}, {"value", layout.toStdString()}},
+             [this](const Outcome<ControlJSON>& answer) {
+               if (!answer) emit answered(QString::fromStdString(answer.error().description), true);
+             });
+}
+
 void RecordingModel::startAgain() { start(lastBuses_.empty() ? std::set<int>{kBridgeBus} : lastBuses_); }
 
 void RecordingModel::start(const std::set<int>& buses) {
@@ -64,12 +80,11 @@ void RecordingModel::start(const std::set<int>& buses) {
 }
 
 void RecordingModel::stopAll() {
-  for (const RecordingState& recording : running_) {
-    link_.call("record.stop", {{"bus", recording.bus}}, [this](const Outcome<ControlJSON>& answer) {
-      if (!answer) return emit answered(QString::fromStdString(answer.error().description), true);
-      emit finished(QString::fromStdString(memberOr<std::string>(*answer, "path", {})));
-    });
-  }
+  link_.call("record.stop", {{"all", true}}, [this](const Outcome<ControlJSON>& answer) {
+    if (!answer) return emit answered(QString::fromStdString(answer.error().description), true);
+    for (const ControlJSON& path : answer->value("paths", ControlJSON::array()))
+      if (path.is_string()) emit finished(QString::fromStdString(path.get<std::string>()));
+  });
 }
 
 }  // namespace sonmere

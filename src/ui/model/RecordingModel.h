@@ -23,6 +23,11 @@ class RecordingModel : public QObject {
   // Where files go, and what is to be told of the recordings now.
   const QString& folder() const { return folder_; }
   const QStringList& notices() const { return notices_; }
+  // Which files a recording of the bridge makes, by its name in the settings, and what that would have
+  // switched on now.
+  const QString& layout() const { return layout_; }
+  const QStringList& willSwitchOn() const { return willSwitchOn_; }
+  void setLayout(const QString& layout);
   // As the last time; the bridge where there was none.
   void startAgain();
   void stopAll();
@@ -42,7 +47,8 @@ class RecordingModel : public QObject {
   ServiceLink& link_;
   std::vector<RecordingState> running_;
   std::set<int> lastBuses_;
-  QString folder_;
+  QString folder_, layout_;
+  QStringList willSwitchOn_;
   QStringList notices_;
 };
 

@@ -1,5 +1,7 @@
 #include "ui/pages/RecordPage.h"
 
+#include <QComboBox>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLocale>
 #include <QPushButton>
@@ -33,6 +35,8 @@ RecordPage::RecordPage(RecordingModel& model, BusesModel& buses, MonitorModel& m
       monitor_(monitor),
       button_(new QPushButton),
       time_(new QLabel),
+      layout_(new QComboBox),
+      layoutText_(new QLabel),
       room_(new QLabel),
       note_(new NoteLabel(ColourRole::text)),
       notices_(new QLabel),
@@ -57,6 +61,22 @@ RecordPage::RecordPage(RecordingModel& model, BusesModel& buses, MonitorModel& m
   notices_->setWordWrap(true);
   notices_->setTextFormat(Qt::PlainText);
   notices_->hide();
+  auto* layoutRow = new QHBoxLayout;
+  auto* layoutLabel = new QLabel(tr("Files of the &bridge:"));
+  layoutLabel->setBuddy(layout_);
+  layout_->addItem(tr("Mixed"), QStringLiteral("mixed"));
+  layout_->addItem(tr("Dual mono"), QStringLiteral("dualMono"));
+  layout_->addItem(tr("Separate tracks"), QStringLiteral("separateTracks"));
+  layoutText_->setWordWrap(true);
+  layoutText_->setTextFormat(Qt::PlainText);
+  layoutText_->setForegroundRole(QPalette::PlaceholderText);
+  layoutRow->addWidget(layoutLabel);
+  layoutRow->addWidget(layout_);
+  layoutRow->addSpacing(kGrid);
+  layoutRow->addWidget(layoutText_, 1);
+  layout->addLayout(layoutRow);
+  connect(layout_, &QComboBox::activated, this,
+          [this](int index) { model_.setLayout(layout_->itemData(index).toString()); });
   layout->addWidget(note_);
   layout->addWidget(notices_);
   buildRows();
@@ -129,12 +149,13 @@ void RecordPage::refresh() {
   button_->setText(running.empty() ? tr("Record") : tr("Stop"));
   button_->setIcon(themedIcon(running.empty() ? QStringLiteral("record") : QStringLiteral("stop"),
                               ColourRole::dangerText));
+  refreshLayout();
   double seconds = 0;
   for (const RecordingState& recording : running) seconds = std::max(seconds, recording.seconds);
   time_->setText(running.empty() ? QString() : clockText(seconds));
   room_->setText(roomText());
   for (BusRow* row : rows_) {
-    const auto found = std::ranges::find(running, row->bus(), &RecordingState::bus);
+    const auto found = std::ranges::find(running, row->bus(), &RecordingState::source);
     row->showRecording(found == running.end() ? nullptr : &*found, !running.empty());
   }
   notices_->setText(model_.notices().join(QLatin1Char('\n')));
@@ -142,6 +163,37 @@ void RecordPage::refresh() {
   QPalette colours = notices_->palette();
   colours.setColor(QPalette::WindowText, themed(ColourRole::warningText));
   notices_->setPalette(colours);
+}
+
+QString RecordPage::layoutText() const {
+  if (!model_.running().empty()) {
+    QStringList names;
+    for (const RecordingState& each : model_.running()) {
+      if (each.source < 0)
+        names << QFileInfo(QString::fromStdString(each.path))
+                     .completeBaseName()
+                     .section(QStringLiteral(" \u2014 "), 0, -2);
+    }
+    return names.isEmpty() ? QString() : tr("Beside it: %1").arg(names.join(tr(", ")));
+  }
+  const QString about =
+      model_.layout() == QLatin1String("dualMono")
+          ? tr("Records mic on Left, apps on Right in one stereo file — split in your DAW for independent "
+               "processing.")
+      : model_.layout() == QLatin1String("separateTracks")
+          ? tr("Records Master mix + Mic (mono) + Apps (stereo) as three sample-aligned files — ideal for "
+               "podcast post-production.")
+          : tr("Mixed records into one stereo file. What you get depends on which sources are on.");
+  if (model_.willSwitchOn().isEmpty()) return about;
+  return about + QLatin1Char(' ') +
+         tr("Will turn on %1 when you press Record. They'll switch back off when you stop.")
+             .arg(model_.willSwitchOn().join(tr(", ")));
+}
+
+void RecordPage::refreshLayout() {
+  layout_->setCurrentIndex(std::max(0, layout_->findData(model_.layout())));
+  layout_->setEnabled(model_.running().empty());
+  layoutText_->setText(layoutText());
 }
 
 void RecordPage::say(const QString& text, bool isRefusal) { note_->say(text, isRefusal); }

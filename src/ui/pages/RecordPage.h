@@ -3,6 +3,7 @@
 #include <QWidget>
 #include <vector>
 
+class QComboBox;
 class QLabel;
 class QPushButton;
 class QVBoxLayout;
@@ -34,12 +35,16 @@ class RecordPage : public QWidget {
   void refreshBuses();
   void say(const QString& text, bool isRefusal);
   QString roomText() const;
+  QString layoutText() const;
+  void refreshLayout();
 
   RecordingModel& model_;
   BusesModel& buses_;
   MonitorModel& monitor_;
   QPushButton* button_;
   QLabel* time_;
+  QComboBox* layout_;
+  QLabel* layoutText_;
   QLabel* room_;
   NoteLabel* note_;
   QLabel* notices_;

@@ -1,0 +1,139 @@
+#include "cli/RecordCommands.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <optional>
+
+#include "audio/device/BusTable.h"
+#include "cli/ArgumentText.h"
+#include "cli/BusText.h"
+#include "cli/ExitStatus.h"
+#include "cli/GivenTrackNames.h"
+#include "cli/JSONOutput.h"
+#include "cli/RecordingLayoutText.h"
+#include "cli/RemoteCall.h"
+#include "cli/RemotePrinter.h"
+#include "cli/Text.h"
+
+namespace sonmere {
+
+namespace {
+
+struct Arguments {
+  std::vector<std::string> sources;
+  std::optional<std::string> layout, format;
+  bool json = false;
+};
+
+using Given = std::shared_ptr<Arguments>;
+
+struct Sources {
+  std::vector<int> buses;
+  bool mic = false;
+};
+
+Outcome<Sources> readSources(const Given& a) {
+  Sources all;
+  for (const std::string& text : a->sources) {
+    if (text == "mic") {
+      all.mic = true;
+      continue;
+    }
+    const auto bus = readBus("BUS", text, givenTrackNames);
+    if (!bus) return std::unexpected(bus.error());
+    if (std::ranges::find(all.buses, *bus) == all.buses.end()) all.buses.push_back(*bus);
+  }
+  if (all.buses.empty() && !all.mic) all.buses.push_back(kBridgeBus);
+  return all;
+}
+
+void print(const Given& a, const ControlJSON& done) {
+  if (a->json) {
+    if (!done.empty()) printJSON({{"recordings", done}});
+    return;
+  }
+  for (const ControlJSON& each : done) {
+    const ControlJSON paths = each.value("paths", ControlJSON::array({each.value("path", std::string())}));
+    for (const ControlJSON& path : paths) fmt::print("{}\n", printable(path.get<std::string>()));
+  }
+}
+
+int start(const Given& a) {
+  const RemoteCall call("record start");
+  const auto sources = readSources(a);
+  if (!sources) return call.fail(sources.error());
+  ControlJSON params{{"buses", sources->buses}, {"mic", sources->mic}};
+  if (a->layout) {
+    const auto layout = readRecordingLayout("--layout", *a->layout);
+    if (!layout) return call.fail(layout.error());
+    params["layout"] = name(*layout);
+  }
+  if (a->format) {
+    if (*a->format != "wav" && *a->format != "m4a")
+      return call.fail(
+          badArgument(fmt::format("--format: \"{}\" is no format of recordings; use wav or m4a", *a->format))
+              .error());
+    params["format"] = *a->format;
+  }
+  return call.ask("record.start", params, [&](const ControlJSON& started) { print(a, started); });
+}
+
+int stop(const Given& a) {
+  const RemoteCall call("record stop");
+  ControlJSON done = ControlJSON::array();
+  const auto take = [&](const ControlJSON& result) { done.push_back(result); };
+  int status = kExitSuccess;
+  if (a->sources.empty()) {
+    status = call.ask("record.stop", {{"all", true}}, take);
+  } else {
+    const auto sources = readSources(a);
+    if (!sources) return call.fail(sources.error());
+    if (sources->mic) status = call.ask("record.stop", {{"mic", true}}, take);
+    for (const int bus : sources->buses)
+      status = std::max(status, call.ask("record.stop", {{"bus", bus}}, take));
+  }
+  print(a, done);
+  return status;
+}
+
+int show(const Given& a, const char* command, const char* method, std::string (*text)(const ControlJSON&)) {
+  return RemoteCall(command).ask(method, {}, [&](const ControlJSON& result) {
+    a->json ? printJSON(result.is_array() ? ControlJSON{{"recordings", result}} : result)
+            : fmt::print("{}", text(result));
+  });
+}
+
+}  // namespace
+
+void addRecordCommands(CLI::App& app, std::function<int()>& run) {
+  const auto a = std::make_shared<Arguments>();
+  CLI::App* record = app.add_subcommand("record", "Record buses and the microphone");
+  record->require_subcommand(1);
+  const auto add = [&](const char* name, const char* help, std::function<int(const Given&)> work) {
+    CLI::App* command = record->add_subcommand(name, help);
+    command->add_flag("--json", a->json, "Print one JSON object");
+    command->callback([&run, a, work = std::move(work)] { run = [a, work] { return work(a); }; });
+    return command;
+  };
+  CLI::App* starting = add("start", "Record buses into new files, which are one session", start);
+  starting->add_option("BUS", a->sources, std::string(kBusForm) + ", or mic (default: bridge)")->expected(-1);
+  starting
+      ->add_option("--layout", a->layout,
+                   "The files of the bridge's recording: mixed (one), dualMono (the microphone left, the "
+                   "apps right) or separateTracks (one each); kept for the next")
+      ->type_name("mixed|dualMono|separateTracks");
+  starting->add_option("--format", a->format, "wav or m4a (default: as in the settings)")
+      ->type_name("wav|m4a");
+  add("stop", "Stop recordings, all of them without BUS, and wait for their files", stop)
+      ->add_option("BUS", a->sources, std::string(kBusForm) + ", or mic")
+      ->expected(-1);
+  add("list", "The recordings that run", [](const Given& given) {
+    return show(given, "record list", "recordings", recordingsText);
+  })->alias("status");
+  add("health", "What went wrong with recordings in this run",
+      [](const Given& given) { return show(given, "record health", "record.health", recordingHealthText); });
+}
+
+}  // namespace sonmere

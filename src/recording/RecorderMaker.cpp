@@ -1,0 +1,170 @@
+#include "recording/RecorderMaker.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "audio/device/CoreAudioUtils.h"
+#include "audio/engine/Rates.h"
+#include "recording/AppsTapRecorder.h"
+#include "recording/BridgeCapture.h"
+#include "recording/RecordedSource.h"
+
+namespace sonmere {
+
+namespace {
+
+// What a file's name of an input can hold of its label.
+std::string inputName(std::string label, std::size_t number) {
+  std::ranges::replace_if(
+      label, [](char c) { return c == '/' || c == ':'; }, '-');
+  constexpr const char* kSpace = " \t\r\n";
+  std::ranges::replace_if(
+      label, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+  const auto from = label.find_first_not_of(kSpace);
+  label = from == label.npos ? "" : label.substr(from, label.find_last_not_of(kSpace) - from + 1);
+  constexpr std::size_t kLongest = 120;  // bytes; a file's name holds 255
+  if (label.size() > kLongest) {
+    label.resize(kLongest);
+    while (!label.empty() && (static_cast<unsigned char>(label.back()) & 0xC0) == 0x80) label.pop_back();
+    if (!label.empty() && static_cast<unsigned char>(label.back()) >= 0xC0) label.pop_back();
+  }
+  return "Sonmere Mic \u2014 " + (label.empty() ? "Input " + std::to_string(number) : label);
+}
+
+RecorderMaker::Failure cantStart(const char* what, const Error& error) {
+  return {"Couldn't start recording: " + error.description,
+          fmt::format("Sonmere: {} init failed: {}", what, error.description)};
+}
+
+}  // namespace
+
+// What is being made.
+struct RecorderMaker::Take {
+  RecordingTake files;
+  const RecordingFormat format;
+  const bool micIsRecorded;
+  std::vector<PreparedRecorder> made;
+
+  bool contains(int source) const {
+    return std::ranges::find(made, source, &PreparedRecorder::source) != made.end();
+  }
+};
+
+std::string RecorderMaker::baseName(int source) {
+  if (source == kMicSource) return "Sonmere Mic";
+  return source == kBridgeBus ? "Sonmere Recording" : "Sonmere Track " + std::to_string(source - 1);
+}
+
+RecorderMaker::Made RecorderMaker::make(std::span<const int> sources, RecordingFormat format,
+                                        const std::string& folder, bool micIsRecorded) const {
+  Take take{{context_.runtime, folder}, format, micIsRecorded, {}};
+  // The bridge first: where its layout is a session, the microphone belongs to that.
+  std::vector<int> ordered(sources.begin(), sources.end());
+  std::ranges::stable_partition(ordered, [](int source) { return source == kBridgeBus; });
+  for (const int source : ordered)
+    if (!take.contains(source))
+      if (auto failure = makeSource(take, source)) return std::unexpected(std::move(*failure));
+  return std::move(take.made);
+}
+
+std::optional<RecorderMaker::Failure> RecorderMaker::makeSource(Take& take, int source) const {
+  if (source == kMicSource) return makeMic(take, kMicSource);
+  if (source != kBridgeBus || !context_.platform) return makeBus(take, source);
+  const bool isSession = recordingLayout(context_.settings) == RecordingLayout::separateTracks &&
+                         context_.platform->hardware().supportsProcessTaps();
+  return isSession ? makeSession(take) : makeBridge(take, baseName(kBridgeBus), "BridgeCapture");
+}
+
+std::optional<RecorderMaker::Failure> RecorderMaker::makeBus(Take& take, int bus) const {
+  const double rate = feed_.busSampleRate(bus);
+  auto made =
+      take.files.add(BusRecorder::create(context_, {bus, take.format, rate > 0 ? rate : kFallbackRate,
+                                                    baseName(bus), take.files.folder(), take.files.date()}));
+  if (!made) return cantStart("BusRecorder", made.error());
+  const auto recorder = *made;
+  take.made.push_back({bus, recorder, bus,
+                       [this, bus, ring = recorder->ring()] { feed_.setRecorderRing(bus, ring); },
+                       [this, bus] { feed_.setRecorderRing(bus, nullptr); }, recorder->sampleRate()});
+  return std::nullopt;
+}
+
+std::optional<RecorderMaker::Failure> RecorderMaker::makeBridge(Take& take, const std::string& name,
+                                                                const char* log) const {
+  auto made = take.files.add(BridgeCapture::create(
+      context_, *context_.platform, {take.format, name, take.files.folder(), take.files.date()}));
+  if (!made) return cantStart(log, made.error());
+  take.made.push_back({kBridgeBus, *made, kBridgeBus, nullptr, nullptr, std::nullopt});
+  return std::nullopt;
+}
+
+// In this order: without its master there is no session, without an input or the apps there is.
+std::optional<RecorderMaker::Failure> RecorderMaker::makeSession(Take& take) const {
+  if (auto failure = makeBridge(take, "Sonmere Master", "Separate Tracks")) return failure;
+  if (mic_ && mic_->isRunning()) {
+    if (auto failure = makeMic(take, kBridgeBus)) return failure;
+    makeInputs(take);
+  }
+  makeApps(take);
+  return std::nullopt;
+}
+
+double RecorderMaker::fileRate() const {
+  if (context_.platform) {
+    AudioHardware& hardware = context_.platform->hardware();
+    if (const auto bridge = CoreAudioUtils::deviceForBus(hardware, kBridgeBus))
+      if (const auto rate = CoreAudioUtils::nominalRate(hardware, *bridge); rate && *rate > 0) return *rate;
+  }
+  return mic_ && mic_->captureRate() > 0 ? mic_->captureRate() : kFallbackRate;
+}
+
+std::optional<RecorderMaker::Failure> RecorderMaker::makeMic(Take& take, int lead) const {
+  const bool isOfSession = lead != kMicSource;
+  const auto refuse = [&](std::string message) {
+    take.files.undo();
+    return Failure{std::move(message), ""};
+  };
+  if (!mic_ || !mic_->isRunning()) return refuse("Turn on Mic Passthrough first to record your mic.");
+  if (take.micIsRecorded)
+    return refuse(isOfSession ? "Mic is already being recorded via Per-App Routing. Stop that first."
+                              : "Mic is already being recorded by another session. Stop that first.");
+  auto made = take.files.add(MicSideRecorder::create(
+      context_, {baseName(kMicSource), take.files.date(), fileRate(), mic_->captureRate(),
+                 mic_->isStereo() ? 2 : 1, take.files.folder()}));
+  if (!made && isOfSession) return cantStart("Separate Tracks", made.error());
+  if (!made)
+    return Failure{"Couldn't start mic recording: " + made.error().description,
+                   "Sonmere: MicSideRecorder init failed: " + made.error().description};
+  take.made.push_back({kMicSource, *made, lead,
+                       [mic = mic_, ring = (*made)->ring()] { mic->setRecorderRing(ring); },
+                       [mic = mic_] { mic->setRecorderRing(nullptr); }, std::nullopt});
+  return std::nullopt;
+}
+
+void RecorderMaker::makeInputs(Take& take) const {
+  std::size_t number = 0;
+  for (const auto& [id, label] : mic_->inputs()) {
+    const std::string name = inputName(label, ++number);
+    auto made = MicSideRecorder::create(
+        context_, {name, take.files.date(), fileRate(), mic_->captureRate(), 1, take.files.folder()});
+    if (!made) {
+      context_.log.error(
+          fmt::format("Sonmere: extra-input recorder skipped ({}): {}", name, made.error().description));
+      continue;
+    }
+    const auto recorder = *take.files.add(std::move(made));
+    take.made.push_back({kFirstInputSource - int(number) + 1, recorder, kBridgeBus,
+                         [mic = mic_, id, ring = recorder->ring()] { mic->setInputRing(id, ring); },
+                         [mic = mic_, id] { mic->setInputRing(id, nullptr); }, std::nullopt});
+  }
+}
+
+void RecorderMaker::makeApps(Take& take) const {
+  auto made = AppsTapRecorder::create(context_, *context_.platform,
+                                      {"Sonmere Apps", take.files.date(), fileRate(), take.files.folder()});
+  if (!made) return context_.log.error("Sonmere: AppsTapRecorder skipped: " + made.error().description);
+  take.made.push_back(
+      {kAppsSource, *take.files.add(std::move(made)), kBridgeBus, nullptr, nullptr, std::nullopt});
+}
+
+}  // namespace sonmere

@@ -1,0 +1,307 @@
+// The layouts of a recording of the bridge: which files there are, what is in each, what happens to a session
+// whose parts can't all be had, and that its files lie on one line.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "RecordingWorld.h"
+#include "app/MicEngineRecorderFeed.h"
+#include "audio/file/AudioFileReader.h"
+#include "recording/DualMonoEngine.h"
+#include "recording/RecordedSource.h"
+#include "recording/RecordingFileName.h"
+#include "recording/RecordingSources.h"
+#include "simulated/Signals.h"
+
+namespace sonmere {
+namespace {
+
+constexpr const char* kBridgeUID = "ToneFerry_UID";
+constexpr const char* kInterfaceUID = "Interface";
+
+struct File {
+  std::string name, stamp;
+  std::uint32_t channels = 0;
+  double rate = 0;
+  std::vector<float> samples;
+
+  std::vector<float> left() const { return channelOf(samples, 0, channels); }
+  std::vector<float> right() const { return channelOf(samples, 1, channels); }
+  double seconds() const { return double(samples.size()) / channels / rate; }
+};
+
+File readFile(const std::string& path) {
+  File file;
+  const std::string name = std::filesystem::path(path).filename();
+  const auto parts = parseRecordingName(name);
+  EXPECT_TRUE(parts) << name;
+  if (parts) file.name = parts->name, file.stamp = parts->stamp;
+  const auto reader = openAudioFile(path);
+  if (!reader) return file;
+  file.channels = (*reader)->format().channels;
+  file.rate = (*reader)->format().sampleRate;
+  std::vector<float> block(std::size_t(4096) * file.channels);
+  while (const std::uint32_t frames = (*reader)->read(block.data(), 4096).value_or(0))
+    file.samples.insert(file.samples.end(), block.begin(),
+                        block.begin() + std::ptrdiff_t(frames) * file.channels);
+  return file;
+}
+
+struct LayoutWorld : RecordingWorld {
+  explicit LayoutWorld(std::uint64_t seed = 1) : RecordingWorld(seed) {
+    host().permissions().set(Permission::microphone, PermissionStatus::authorized);
+    startAll();
+    mic = std::make_unique<MicPassthroughEngine>(context);
+    mic->launch();
+    micFeed = std::make_unique<MicEngineRecorderFeed>(*mic);
+    recordings.reset();
+    recordings = std::make_unique<BusRecordings>(
+        RecordingContext{
+            runtime, log, settings, notifications, context.folders,
+            RecordingHealth::create(runtime, log, notifications, context.folders.applicationSupport),
+            std::make_shared<FlushDeadline>(), createAudioFile, &platform},
+        *feed, nullptr, micFeed.get());
+    choose(RecordingLayout::separateTracks);
+  }
+  ~LayoutWorld() { recordings.reset(); }
+
+  void choose(RecordingLayout layout) { settings.set(kRecordingLayoutKey, std::string(name(layout))); }
+  // An interface with four inputs, on which the mic runs.
+  void startMic(SampleSourceFactory signal) {
+    SimulatedDeviceDescription device;
+    device.uid = device.name = kInterfaceUID;
+    device.inputChannels = 4;
+    device.outputChannels = 0;
+    device.inputSignal = std::move(signal);
+    host().plug(device);
+    settle();
+    EXPECT_TRUE(mic->select(kInterfaceUID));
+    mic->setChannelMode(InputChannelMode::input1);
+    mic->setEnabled(true);
+    EXPECT_TRUE(mic->isRunning()) << mic->errorMessage->value_or("");
+  }
+  SimulatedApp play(const std::string& id, std::unique_ptr<SampleSource> source) {
+    SimulatedApp app = launch(id);
+    app.play(std::move(source));
+    settle();
+    return app;
+  }
+  // By its name without "Sonmere ".
+  std::map<std::string, File> stop() {
+    std::map<std::string, File> files;
+    for (const std::string& path : stopRecordings()) {
+      File file = readFile(path);
+      files[std::string(recordingDisplayName(file.name))] = file;
+    }
+    return files;
+  }
+  std::size_t filesInFolder() const {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+      count += entry.path().extension() == ".wav";
+    return count;
+  }
+
+  std::unique_ptr<MicPassthroughEngine> mic;
+  std::unique_ptr<MicEngineRecorderFeed> micFeed;
+};
+
+std::vector<float> middleOf(const std::vector<float>& signal) {
+  return {signal.begin() + 24000, signal.end() - 24000};
+}
+
+TEST(Layouts, SeparateTracksAreOneSessionWithEachSourceInAFileOfItsOwn) {
+  LayoutWorld world;
+  world.startMic([] { return SampleSources::tone(220, 0.1f); });
+  world.mic->extras().add(" Git/ar: 1 ", 1);
+  const std::string second = world.mic->extras().add("", 3);
+  const auto app = world.play("org.music", SampleSources::tone(1000, 0.3f));
+  world.recordings->startRecording(kBridgeBus);
+  ASSERT_EQ(*world.recordings->errorMessage, "");
+  EXPECT_EQ(world.recordings->busRecordingStatuses->size(), 5u);
+  world.recordings->startRecording(kMicSource);
+  EXPECT_EQ(world.recordings->busRecordingStatuses->size(), 5u) << "the microphone is in the session";
+  world.wait(2);
+  MicExtraSource muted = world.mic->extras().extraSources->back();
+  muted.isMuted = true;
+  world.mic->extras().change(muted);
+  world.wait(1);
+  auto files = world.stop();
+
+  ASSERT_EQ(files.size(), 5u);
+  for (const char* name : {"Master", "Mic", "Apps", "Mic \u2014 Git-ar- 1", "Mic \u2014 Input 2"}) {
+    ASSERT_TRUE(files.contains(name)) << name;
+    EXPECT_EQ(files[name].stamp, files["Master"].stamp);
+    EXPECT_EQ(files[name].rate, 48000);
+    EXPECT_NEAR(files[name].seconds(), 3, 0.1) << name;
+  }
+  EXPECT_EQ(files["Mic"].channels, 1u);
+  EXPECT_EQ(files["Apps"].channels, 2u);
+  EXPECT_LT(residueDb(middleOf(files["Apps"].left()), 0, 1000, 48000), -80) << "the app, and no microphone";
+  // The additional inputs are in what others hear of the microphone, each alone in its own file.
+  EXPECT_LT(residueDb(middleOf(files["Mic"].left()), 0, 220, 48000), -10);
+  EXPECT_LT(residueDb(middleOf(files["Mic \u2014 Git-ar- 1"].left()), 0, 220, 48000), -80);
+  const auto ended = files["Mic \u2014 Input 2"].left();
+  EXPECT_GT(*std::max_element(ended.begin(), ended.begin() + 48000), 0.09f);
+  EXPECT_EQ(*std::max_element(ended.end() - 24000, ended.end()), 0) << "muted, and as long as the others";
+  EXPECT_EQ(world.host().counts().captures, 0u);
+  EXPECT_EQ(world.host().counts().taps, 0u);
+}
+
+TEST(Layouts, ASessionGoesOnWithoutWhatIsNotThereAndIsRefusedWithoutItsMic) {
+  LayoutWorld world;
+  // Neither microphone nor apps.
+  world.recordings->startRecording(kBridgeBus);
+  world.wait(1);
+  EXPECT_TRUE(
+      world.logged("Sonmere: AppsTapRecorder skipped: No audible processes found to record. Start "
+                   "playing audio in an app, then try again."));
+  EXPECT_EQ(world.stop().size(), 1u);
+
+  world.recordings->startRecording(kMicSource);
+  EXPECT_EQ(*world.recordings->errorMessage, "Turn on Mic Passthrough first to record your mic.");
+  world.startMic([] { return SampleSources::tone(220, 0.1f); });
+  world.recordings->startRecording(kMicSource);
+  EXPECT_EQ(world.recordings->busRecordingStatuses->size(), 1u);
+  const std::size_t before = world.filesInFolder();
+  world.recordings->startRecording(kBridgeBus);
+  EXPECT_EQ(*world.recordings->errorMessage,
+            "Mic is already being recorded via Per-App Routing. Stop that first.");
+  world.wait(1);
+  EXPECT_EQ(world.filesInFolder(), before);
+  EXPECT_EQ(world.host().counts().captures, 0u);
+  EXPECT_TRUE(world.recordings->isRecording(kMicSource));
+
+  // What the microphone stops for ends its own recording alone.
+  std::optional<std::string> path;
+  world.recordings->stopRecording(kMicSource, [&](auto stopped) { path = stopped; });
+  world.wait(1);
+  ASSERT_TRUE(path);
+  EXPECT_EQ(readFile(*path).name, "Sonmere Mic");
+  EXPECT_TRUE(world.logged("Sonmere: stopped mic side-recording → " +
+                           std::filesystem::path(*path).filename().string()));
+}
+
+// Whatever fails while a session begins or ends, it is there or it is not: nothing half-made, nothing left.
+TEST(Layouts, EveryFailureOfAPartLeavesAWholeSessionOrNone) {
+  const Operation operations[] = {Operation::captureSetCurrentDevice,
+                                  Operation::captureInstallTap,
+                                  Operation::captureStart,
+                                  Operation::processObjects,
+                                  Operation::createProcessTap,
+                                  Operation::tapUID,
+                                  Operation::createAggregateDevice,
+                                  Operation::createIOProc,
+                                  Operation::startDevice,
+                                  Operation::nominalSampleRate,
+                                  Operation::deviceForUID,
+                                  Operation::setNominalSampleRate,
+                                  Operation::stopDevice,
+                                  Operation::destroyIOProc,
+                                  Operation::destroyAggregateDevice,
+                                  Operation::destroyProcessTap};
+  LayoutWorld world;
+  world.startMic([] { return SampleSources::tone(220, 0.1f); });
+  const auto app = world.play("org.music", SampleSources::tone(1000, 0.3f));
+  int whole = 0, without = 0, none = 0;
+  for (const Operation operation : operations)
+    for (std::uint64_t n = 1; n <= 3; ++n) {
+      const std::size_t before = world.filesInFolder();
+      world.host().faults().clear();
+      world.host().faults().failNth(operation, n, -50);
+      world.recordings->startRecording(kBridgeBus);
+      const bool begun = world.recordings->isRecording(kBridgeBus);
+      EXPECT_EQ(begun, world.recordings->isRecording(kMicSource)) << operationName(operation);
+      world.wait(0.5);
+      const auto files = world.stop();
+      world.wait(0.5);
+      EXPECT_EQ(world.filesInFolder() - before, files.size()) << operationName(operation) << " " << n;
+      for (const auto& [name, file] : files)
+        EXPECT_GT(file.seconds(), 0.4) << name << " " << operationName(operation) << " " << n;
+      (files.size() == 3 ? whole : files.size() == 2 ? without : none) += 1;
+      EXPECT_TRUE(files.size() == 3 || files.size() == 2 || files.empty()) << files.size();
+      EXPECT_EQ(world.host().counts().captures, 0u);
+    }
+  world.host().faults().clear();
+  EXPECT_GT(whole, 5);
+  EXPECT_GE(without, 4) << "the apps' tap";
+  EXPECT_GE(none, 3) << "the capture of the bridge";
+}
+
+TEST(Layouts, DualMonoSplitsTheBridgeForEveryoneWhoHearsIt) {
+  LayoutWorld world;
+  DualMonoEngine dualMono(world.log, world.settings, world.notifications);
+  const Subscription changes = world.notifications.observe(DualMonoEngine::kChanged, [&](const auto&) {
+    world.engine->setDualMono(*dualMono.isEnabled);
+    world.mic->restart();
+  });
+  world.startMic([] { return SampleSources::tone(220, 0.1f); });
+  const auto app = world.play("org.music", SampleSources::tone(1000, 0.3f));
+  ASSERT_TRUE(world.engine->setBus("org.music", kBridgeBus) && world.engine->setRouted("org.music", true));
+  dualMono.setLayout(RecordingLayout::dualMono);
+  EXPECT_TRUE(world.settings.boolValue("sonmere.dualmono.isEnabled"));
+  world.wait(1);
+  world.recordings->startRecording(kBridgeBus);
+  world.wait(2);
+  auto files = world.stop();
+  ASSERT_EQ(files.size(), 1u);
+  ASSERT_TRUE(files.contains("Recording"));
+  EXPECT_LT(residueDb(middleOf(files["Recording"].left()), 0, 220, 48000), -60) << "the microphone alone";
+  EXPECT_LT(residueDb(middleOf(files["Recording"].right()), 0, 1000, 48000), -60) << "the app alone";
+
+  dualMono.setLayout(RecordingLayout::mixed);
+  EXPECT_FALSE(world.settings.boolValue("sonmere.dualmono.isEnabled"));
+  world.wait(1);
+  world.recordings->startRecording(kBridgeBus);
+  world.wait(2);
+  files = world.stop();
+  EXPECT_LT(residueDb(middleOf(files["Recording"].right()), 0, 1000, 48000), -5);
+  EXPECT_GT(residueDb(middleOf(files["Recording"].right()), 0, 1000, 48000), -20) << "both on both sides";
+}
+
+TEST(Layouts, WhatALayoutNeedsIsSwitchedOnForTheTakeAndOffAgain) {
+  LayoutWorld world;
+  SimulatedDeviceDescription device;
+  device.uid = device.name = kInterfaceUID;
+  device.inputChannels = 2;
+  device.outputChannels = 0;
+  world.host().plug(device);
+  world.settle();
+  world.mic->select(kInterfaceUID);
+  bool isFed = false;
+  RecordingContext context{world.runtime,         world.log, world.settings, world.notifications,
+                           world.context.folders, nullptr,   nullptr,        nullptr};
+  RecordingSources sources(context, *world.recordings, [&] { return isFed; });
+  sources.add({"the microphone", [&] { return world.mic->isRunning(); },
+               [&](bool on) { world.mic->setEnabled(on); }});
+  world.choose(RecordingLayout::mixed);
+  isFed = true;
+  EXPECT_TRUE(sources.missing().empty()) << "something plays there";
+  isFed = false;
+  EXPECT_EQ(sources.missing(), std::vector<std::string>{"the microphone"});
+
+  world.choose(RecordingLayout::separateTracks);
+  const auto start = [&] { world.recordings->startRecording(kBridgeBus); };
+  sources.prepare(start);
+  EXPECT_TRUE(world.mic->isRunning());
+  EXPECT_FALSE(world.recordings->isRecording(kBridgeBus)) << "not before it has come up";
+  world.wait(1);
+  EXPECT_TRUE(world.recordings->isRecording(kMicSource));
+  // The session goes on in other files: it stays on.
+  std::filesystem::remove(world.recordings->busRecordingStatuses->at(kBridgeBus).path);
+  world.wait(2);
+  EXPECT_TRUE(world.mic->isRunning());
+  EXPECT_TRUE(world.recordings->isRecording(kMicSource)) << "all of the session goes on";
+  world.stop();
+  world.wait(0.1);
+  EXPECT_FALSE(world.mic->isRunning());
+
+  world.host().faults().failNth(Operation::captureStart, 1, -50);
+  sources.prepare(start);
+  world.wait(1);
+  EXPECT_FALSE(world.recordings->isRecording(kBridgeBus));
+  EXPECT_FALSE(world.mic->isRunning()) << "for a take that did not begin";
+}
+
+}  // namespace
+}  // namespace sonmere
