@@ -106,6 +106,7 @@ DeviceState decodeDevice(const TopicJSON& json) {
   device.sampleRate = memberOr(json, "sampleRate", 0.0);
   device.isDefaultOutput = memberOr(json, "defaultOutput", false);
   device.isDefaultInput = memberOr(json, "defaultInput", false);
+  device.isOwn = memberOr(json, "own", false);
   return device;
 }
 
