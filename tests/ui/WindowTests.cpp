@@ -10,6 +10,7 @@
 #include <QMenu>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTranslator>
@@ -126,6 +127,33 @@ QString clipped(const QWidget& widget) {
   const auto* box = qobject_cast<const QComboBox*>(&widget);
   if (box && box->width() < box->minimumSizeHint().width()) return box->currentText();
   return {};
+}
+
+TEST_F(WindowTest, TheRoutesAreShownAsTheyFareAndCanBeReset) {
+  make();
+  ControlJSON routes = {{"order", {"input"}}, {"facts", {{"worst", "degraded"}, {"resetting", false}}}};
+  routes["routes"]["input"] = {{"id", "input"},
+                               {"name", "Microphone"},
+                               {"verdict", "degraded"},
+                               {"detail", "Input device disconnected"},
+                               {"advice", "connect it again"}};
+  service.tell("routes", routes);
+  const auto tables = window->findChildren<QTableWidget*>();
+  const auto table = std::ranges::find(tables, QStringLiteral("Routes"), &QWidget::accessibleName);
+  ASSERT_NE(table, tables.end());
+  ASSERT_TRUE(waits([&] { return (*table)->rowCount() == 1; }));
+  EXPECT_EQ((*table)->item(0, 1)->text(), QStringLiteral("degraded"));
+  EXPECT_EQ((*table)->item(0, 2)->toolTip(), QStringLiteral("connect it again"));
+  const auto buttons = window->findChildren<QAbstractButton*>();
+  const auto reset = std::ranges::find(buttons, QStringLiteral("Reset Routing"), &QAbstractButton::text);
+  ASSERT_NE(reset, buttons.end());
+  (*reset)->click();
+  EXPECT_TRUE(waits([this] {
+    return std::ranges::any_of(service.requests,
+                               [](const auto& request) { return request["method"] == "routes.reset"; });
+  }));
+  service.tell("routes", {{"facts", {{"resetting", true}}}});
+  EXPECT_TRUE(waits([&] { return !(*reset)->isEnabled(); }));
 }
 
 TEST_F(WindowTest, NoTextIsClippedOnAnyPageInEitherLanguage) {
