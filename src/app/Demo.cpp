@@ -138,6 +138,7 @@ void Demo::begin() {
   }
   setLayout();
   if (options_.layout) buses.insert(kBridgeBus);
+  if (options_.hasSystemAudio) buses.insert(kBridgeBus);
   if (options_.microphone) {
     buses.insert(kBridgeBus);
     for (const auto& [bus, volume] : options_.microphone->sends) {
@@ -169,16 +170,29 @@ void Demo::setLayout() {
 
 void Demo::beginHearing() {
   const Date session = sessionDate();
-  if (!options_.monitored.empty()) {
-    startMonitor();
+  startSystem();
+  if (!options_.monitored.empty()) startMonitor();
+  if (!options_.monitored.empty() || options_.hasSystemAudio || options_.isMixed)
     record({EmbeddedPlatform::outputs().front().uid}, session);
-  }
   for (const DemoOptions::App& app : options_.apps)
     if (app.bus && !app.output.deviceUID.empty()) record(app.output, session);
 }
 
+void Demo::startSystem() {
+  if (!options_.monitored.empty() || options_.isMixed) app_->monitorOutput()->launch();
+  if (options_.hasSystemAudio) {
+    app_->systemAudioEngine()->launch();
+    app_->systemAudioEngine()->select(EmbeddedPlatform::outputs().front().uid);
+    app_->systemAudioEngine()->setEnabled(true);
+    if (const auto& message = *app_->systemAudioEngine()->errorMessage) fail("system audio: " + *message);
+  }
+  if (!options_.isMixed) return;
+  app_->launchMixMode();
+  app_->mixModeEngine()->setIncludeSystemAudio(true);
+  app_->mixModeEngine()->setEnabled(true);
+}
+
 void Demo::startMonitor() {
-  app_->monitorOutput()->launch();
   RoutingMonitors& monitors = engine().monitors();
   for (const auto& [scope, volume] : options_.monitored) {
     if (scope.kind == PluginScope::Kind::mic) {

@@ -45,6 +45,7 @@ class Demo {
   // Switches on what is to be heard, and records what the devices play it on.
   void beginHearing();
   void startMonitor();
+  void startSystem();
   // One pair of a device once.
   void record(const OutputWish& place, Date session);
   void addPlugins(std::size_t next);

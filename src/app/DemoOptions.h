@@ -54,6 +54,10 @@ struct DemoOptions {
   std::vector<Plugin> plugins;            // in the order of their chains
   std::vector<Monitored> monitored;       // with any, what the speakers play is recorded too
   std::optional<RecordingLayout> layout;  // of a recording of the bridge, which there is then
+  // The whole system, one of both: what is not routed reaches speakers and bridge, which is recorded then; or
+  // Mix Mode, which plays on the speakers. These are recorded with either.
+  bool hasSystemAudio = false;
+  bool isMixed = false;
   double seconds = 20;
   std::string folder;  // of the recordings
   RecordingBitDepth bitDepth = RecordingBitDepth::int16;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/LoginItemRule.h"
+#include "app/ProgramVersion.h"
 
 namespace sonmere {
 
@@ -29,6 +30,11 @@ ToneFerryApp::ToneFerryApp(Environment environment)
       micEngine_([this] { return makeMicEngine(); }),
       inputPinEngine_([this] { return std::make_shared<InputPinEngine>(context_); }),
       monitorOutput_([this] { return std::make_shared<MonitorOutput>(context_); }),
+      loopbacks_([this] { return makeLoopbacks(); }),
+      combinedInputEngine_([this] { return std::make_shared<CombinedInputEngine>(context_); }),
+      dawAggregateEngine_([this] { return std::make_shared<DAWAggregateEngine>(context_); }),
+      systemAudioEngine_([this] { return makeSystemAudioEngine(); }),
+      mixModeEngine_([this] { return std::make_shared<MixModeEngine>(context_); }),
       dualMonoEngine_([this] {
         return std::make_shared<DualMonoEngine>(environment_.log, environment_.settings, notifications_);
       }),
@@ -45,7 +51,15 @@ ToneFerryApp::~ToneFerryApp() {
   // They feed from the engines that end next.
   recordings_.release();
   if (const MicPassthroughEngine* mic = micEngine_.peek()) latencyProbe_.removeSource(*mic);
+  loopbackReasons_.clear();
+  loopbacks_.release();
+  mixModeReasons_.clear();
+  mixModeEngine_.release();
+  // Before whatever plays on the default output: that is the user's again.
+  systemAudioEngine_.release();
   micEngine_.release();
+  combinedInputEngine_.release();
+  dawAggregateEngine_.release();
   inputPinEngine_.release();
   monitorOutput_.release();
   if (const VolumeMixerEngine* mixer = volumeMixerEngine_.peek()) latencyProbe_.removeSource(*mixer);
@@ -94,6 +108,56 @@ std::shared_ptr<MicPassthroughEngine> ToneFerryApp::makeMicEngine() {
   return engine;
 }
 
+std::shared_ptr<BusLoopbackMonitorPool> ToneFerryApp::makeLoopbacks() {
+  auto pool = std::make_shared<BusLoopbackMonitorPool>(context_);
+  AppTapEngine& engine = *appTapEngine();
+  RoutingMonitors& monitors = engine.monitors();
+  pool->isBusBusyRenderingBySonmere = [&engine](int track) {
+    return engine.outputs().isRunning(busOfTrack(track));
+  };
+  pool->wanted = [this, &monitors](int track) -> std::optional<float> {
+    const int bus = busOfTrack(track);
+    if (monitors.isMasterMonitored(bus)) return monitors.masterGains.get()[std::size_t(bus)];
+    return mixModeEngine()->trackWish(track);
+  };
+  const auto look = [&pool = *pool](const auto&) { pool.update(); };
+  loopbackReasons_.push_back(monitors.masterMonitorEnabledForBus.observe(look));
+  loopbackReasons_.push_back(monitors.masterGains.observe(look));
+  loopbackReasons_.push_back(context_.monitors.isOn.observe(look));
+  loopbackReasons_.push_back(engine.outputs().changes.observe(look));
+  return pool;
+}
+
+std::shared_ptr<SystemAudioEngine> ToneFerryApp::makeSystemAudioEngine() {
+  auto engine = std::make_shared<SystemAudioEngine>(context_, kProgramVersion);
+  engine->takeMicPeak = [this]() -> std::optional<float> {
+    if (!micEngine()->isRunning()) return std::nullopt;
+    return micEngine()->takeHeldPeak();
+  };
+  return engine;
+}
+
+// What the mixer plays is heard from it.
+std::vector<AudioObjectID> ToneFerryApp::mixedProcesses() {
+  std::vector<AudioObjectID> processes;
+  for (const auto& [bundleID, tap] : volumeMixerEngine()->activeTaps())
+    processes.insert(processes.end(), tap->audioObjectIDs.begin(), tap->audioObjectIDs.end());
+  return processes;
+}
+
+void ToneFerryApp::launchMixMode() {
+  RoutingMixMode& routing = appTapEngine()->mixMode();
+  routing.capturedElsewhere = [this] { return mixedProcesses(); };
+  mixModeReasons_.push_back(
+      context_.notifications.observe(MixModeEngine::kChanged, [this, &routing](const NotificationInfo&) {
+        routing.apply(mixModeEngine()->wish());
+        loopbacks_.get()->update();
+      }));
+  mixModeReasons_.push_back(
+      volumeMixerEngine()->heardBundleIDs.observe([&routing](const auto&) { routing.update(); }));
+  mixModeEngine()->launch();
+}
+
 std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
   recorderFeed_ = std::make_unique<TapEngineRecorderFeed>(*appTapEngine());
   micRecorderFeed_ = std::make_unique<MicEngineRecorderFeed>(*micEngine());
@@ -133,6 +197,11 @@ void ToneFerryApp::startUp() {
   micEngine()->launch();
   inputPinEngine()->launch();
   monitorOutput()->launch();
+  loopbacks_.get()->start();
+  combinedInputEngine()->launch();
+  dawAggregateEngine()->launch();
+  systemAudioEngine()->launch();
+  launchMixMode();
   routeRecovery_.attach({&micEngine()->isEnabled, &volumeMixerEngine()->isEnabled, &context_.monitors.isOn});
   routeRecovery_.revalidateSoon();
   performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->heardBundleIDs);

@@ -23,8 +23,13 @@
 #include "recording/RecordingSources.h"
 #include "recording/library/RecordingsLibrary.h"
 #include "routing/AppTapEngine.h"
+#include "routing/monitor/BusLoopbackMonitorPool.h"
 #include "routing/monitor/MonitorOutput.h"
+#include "system/CombinedInputEngine.h"
+#include "system/DAWAggregateEngine.h"
+#include "system/MixModeEngine.h"
 #include "system/RouteRecoveryCoordinator.h"
+#include "system/SystemAudioEngine.h"
 
 namespace sonmere {
 
@@ -54,6 +59,9 @@ class ToneFerryApp {
 
   // The step that ties the engines to one another; once.
   void startUp();
+  // Mix Mode is followed from now on, by the routing and by the Tracks that other programs feed. Once; a part
+  // of `startUp`.
+  void launchMixMode();
 
   AppDelegate& appDelegate() { return appDelegate_; }
   const std::shared_ptr<AppTapEngine>& appTapEngine() { return appTapEngine_.get(); }
@@ -61,6 +69,10 @@ class ToneFerryApp {
   const std::shared_ptr<MicPassthroughEngine>& micEngine() { return micEngine_.get(); }
   const std::shared_ptr<MonitorOutput>& monitorOutput() { return monitorOutput_.get(); }
   const std::shared_ptr<InputPinEngine>& inputPinEngine() { return inputPinEngine_.get(); }
+  const std::shared_ptr<SystemAudioEngine>& systemAudioEngine() { return systemAudioEngine_.get(); }
+  const std::shared_ptr<MixModeEngine>& mixModeEngine() { return mixModeEngine_.get(); }
+  const std::shared_ptr<DAWAggregateEngine>& dawAggregateEngine() { return dawAggregateEngine_.get(); }
+  const std::shared_ptr<CombinedInputEngine>& combinedInputEngine() { return combinedInputEngine_.get(); }
   const std::shared_ptr<BusRecordings>& recordings() { return recordings_.get(); }
   const std::shared_ptr<DualMonoEngine>& dualMonoEngine() { return dualMonoEngine_.get(); }
   // What a recording of the bridge has switched on for itself.
@@ -84,6 +96,9 @@ class ToneFerryApp {
   std::shared_ptr<AppTapEngine> makeAppTapEngine();
   std::shared_ptr<VolumeMixerEngine> makeVolumeMixerEngine();
   std::shared_ptr<MicPassthroughEngine> makeMicEngine();
+  std::shared_ptr<BusLoopbackMonitorPool> makeLoopbacks();
+  std::shared_ptr<SystemAudioEngine> makeSystemAudioEngine();
+  std::vector<AudioObjectID> mixedProcesses();
   std::shared_ptr<BusRecordings> makeRecordings();
   std::shared_ptr<RecordingSources> makeRecordingSources();
   void applyDualMono();
@@ -108,6 +123,13 @@ class ToneFerryApp {
   Lazy<MicPassthroughEngine> micEngine_;
   Lazy<InputPinEngine> inputPinEngine_;
   Lazy<MonitorOutput> monitorOutput_;
+  Lazy<BusLoopbackMonitorPool> loopbacks_;
+  std::vector<Subscription> loopbackReasons_;
+  Lazy<CombinedInputEngine> combinedInputEngine_;
+  Lazy<DAWAggregateEngine> dawAggregateEngine_;
+  Lazy<SystemAudioEngine> systemAudioEngine_;
+  Lazy<MixModeEngine> mixModeEngine_;
+  std::vector<Subscription> mixModeReasons_;
   std::unique_ptr<TapEngineRecorderFeed> recorderFeed_;
   std::unique_ptr<MicEngineRecorderFeed> micRecorderFeed_;
   Lazy<DualMonoEngine> dualMonoEngine_;

@@ -33,6 +33,7 @@
 #include "cli/RunCommand.h"
 #include "cli/ServiceCommand.h"
 #include "cli/SettingsCommand.h"
+#include "cli/SystemCommands.h"
 #include "cli/Tell.h"
 #include "cli/UsageError.h"
 
@@ -91,6 +92,9 @@ void addDemo(CLI::App& app, Arguments& arguments) {
                    "Hear an app, a bus or the microphone, and record what the speakers play; may be repeated")
       ->type_name("SCOPE[=VOLUME]")
       ->allow_extra_args(false);
+  demo->add_flag("--system", d.hasSystemAudio,
+                 "Lead what is not routed to the speakers and the bridge, and record both");
+  demo->add_flag("--mix", d.isMixed, "Mix Mode with all that plays, recorded as the speakers play it");
   demo->add_option(
           "--plugin", d.plugins,
           "A plug-in on the microphone, an app or a bus, with values of its controls; may be repeated")
@@ -245,6 +249,7 @@ constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
     {"Microphone", {"mic", "input", "input-lock"}},
     {"Routing and recording",
      {"route", "output", "routing", "bus", "monitor", "record", "profile", "plugin"}},
+    {"The whole system", {"system", "mix", "daw", "combine"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
     {"Settings and help", {"settings", "driver", "doctor", "service", "login-item", "help", "completion"}},
 };
@@ -317,6 +322,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addInputCommands(app, arguments.run);
   addMonitorCommands(app, arguments.run);
   addRecordCommands(app, arguments.run);
+  addSystemCommands(app, arguments.run);
   addPluginCommands(app, arguments.run);
   addDemo(app, arguments);
   addRecordingsCommands(app, arguments.run);

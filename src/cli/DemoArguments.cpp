@@ -329,6 +329,10 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   if (!depth) return std::unexpected(depth.error());
   const auto seed = readSeed(arguments.seed);
   if (!seed) return std::unexpected(seed.error());
+  if (arguments.hasSystemAudio && arguments.isMixed)
+    return badArgument("--system and --mix: both would capture everything that plays; give one of them");
+  request.options.hasSystemAudio = arguments.hasSystemAudio;
+  request.options.isMixed = arguments.isMixed;
   request.options.seconds = *seconds;
   request.options.bitDepth = *depth;
   auto folder = readFolder("--out", arguments.folder.value_or(kDefaultFolder));

@@ -27,6 +27,8 @@ struct DemoArguments {
   std::optional<std::string> folder;
   std::optional<std::string> depth;
   std::optional<std::string> seed;
+  bool hasSystemAudio = false;
+  bool isMixed = false;
   bool live = false;
   bool json = false;
 };

@@ -3,12 +3,14 @@
 #include <functional>
 
 #include "control/AppControl.h"
+#include "control/DAWControl.h"
 #include "control/DeviceControl.h"
 #include "control/DriverControl.h"
 #include "control/InputControl.h"
 #include "control/LibraryControl.h"
 #include "control/MeterControl.h"
 #include "control/Meters.h"
+#include "control/MixControl.h"
 #include "control/MixerControl.h"
 #include "control/MonitorControl.h"
 #include "control/PluginControl.h"
@@ -18,6 +20,7 @@
 #include "control/RoutesControl.h"
 #include "control/RoutingControl.h"
 #include "control/SettingsControl.h"
+#include "control/SystemAudioControl.h"
 #include "control/TopicWatch.h"
 #include "control/WindowControl.h"
 
@@ -44,6 +47,9 @@ class Control {
         window_(app),
         looks_(app),
         plugins_(app),
+        daw_(app),
+        system_(app),
+        mix_(app),
         changes_(app),
         reports_(app, platform),
         quit_(std::move(quit)) {}
@@ -61,6 +67,9 @@ class Control {
   SettingsControl& settings() { return settings_; }
   LibraryControl& library() { return library_; }
   PluginControl& plugins() { return plugins_; }
+  DAWControl& daw() { return daw_; }
+  SystemAudioControl& system() { return system_; }
+  MixControl& mix() { return mix_; }
   ReportControl& reports() { return reports_; }
   WindowControl& window() { return window_; }
   // Who looks at meters.
@@ -90,6 +99,9 @@ class Control {
   WindowControl window_;
   MeterControl looks_;
   PluginControl plugins_;
+  DAWControl daw_;
+  SystemAudioControl system_;
+  MixControl mix_;
   TopicWatch changes_;
   ReportControl reports_;
   std::function<void()> quit_;

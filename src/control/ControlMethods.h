@@ -51,6 +51,9 @@ class ControlMethods {
   void addInput();
   void addMonitor();
   void addHealth();
+  void addDAW();
+  void addSystem();
+  void addMix();
   void addExtraInputs();
   void addRecordings();
   void addProfiles();

@@ -51,7 +51,7 @@ MonitorState MonitorControl::state() const {
     if (isRoutableBus(bus))
       state.buses.push_back({bus, busName(bus),
                              engine().monitors().masterMonitorEnabledForBus.get()[std::size_t(bus)],
-                             engine().monitors().masterGain(bus)});
+                             engine().monitors().masterGains.get()[std::size_t(bus)]});
   state.hearsMicrophone = *mic().hearMic;
   state.isMicrophoneHeard = state.isRunning && mic().isOnMonitor();
   state.microphoneVolume = *mic().monitorVolume;
@@ -141,7 +141,8 @@ Outcome<MonitorChange> MonitorControl::setBusVolume(int bus, VolumeRequest reque
   if (!std::isfinite(request.value)) return noNumber();
   std::vector<std::string> notes;
   engine().monitors().setMasterGain(
-      bus, heldVolume(request.from(engine().monitors().masterGain(bus)), kMaxBusVolume, notes));
+      bus, heldVolume(request.from(engine().monitors().masterGains.get()[std::size_t(bus)]), kMaxBusVolume,
+                      notes));
   return change(true, std::move(notes));
 }
 

@@ -34,6 +34,12 @@ const char* name(Topic topic) {
       return "routes";
     case Topic::driver:
       return "driver";
+    case Topic::daw:
+      return "daw";
+    case Topic::system:
+      return "system";
+    case Topic::mix:
+      return "mix";
   }
   return "";
 }

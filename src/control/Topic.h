@@ -23,13 +23,16 @@ enum class Topic {
   plugins,
   monitor,
   routes,
-  driver
+  driver,
+  daw,
+  system,
+  mix
 };
 
-inline constexpr std::array kTopics{Topic::apps,    Topic::mixer,     Topic::routing, Topic::effects,
-                                    Topic::input,   Topic::recording, Topic::devices, Topic::settings,
-                                    Topic::program, Topic::library,   Topic::plugins, Topic::monitor,
-                                    Topic::routes,  Topic::driver};
+inline constexpr std::array kTopics{
+    Topic::apps,    Topic::mixer,    Topic::routing, Topic::effects, Topic::input,   Topic::recording,
+    Topic::devices, Topic::settings, Topic::program, Topic::library, Topic::plugins, Topic::monitor,
+    Topic::routes,  Topic::driver,   Topic::daw,     Topic::system,  Topic::mix};
 
 using TopicSet = std::set<Topic>;
 

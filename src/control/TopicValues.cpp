@@ -3,6 +3,7 @@
 #include "control/ControlCodec.h"
 #include "control/PluginCodec.h"
 #include "control/SettingsCodec.h"
+#include "control/SystemCodec.h"
 #include "recording/RecordedSource.h"
 
 namespace sonmere {
@@ -102,6 +103,31 @@ TopicJSON driverValue(const DriverControl& driver) {
           {"wishes", members(all, {"sampleRate", "sampleRates"})}};
 }
 
+TopicJSON dawValue(const DAWControl& daw) {
+  const ControlJSON all = encodeControl(daw.state());
+  TopicJSON value = {{"facts", members(all, {"present", "name", "inputs", "outputs", "error"})},
+                     {"wishes", members(all, {"enabled"})}};
+  if (all.at("combined").is_object()) value["combined"] = TopicJSON(all.at("combined"));
+  return value;
+}
+
+TopicJSON systemValue(const SystemAudioControl& system) {
+  const ControlJSON all = encodeControl(system.state());
+  TopicJSON value = byMember(all.at("devices"), "id", "devices");
+  value["facts"] = members(all, {"whole", "endedByUpdate", "error"});
+  value["wishes"] = members(all, {"enabled", "following", "output"});
+  return value;
+}
+
+TopicJSON mixValue(const MixControl& mix) {
+  const ControlJSON all = encodeControl(mix.state());
+  TopicJSON value = byMember(all.at("apps"), "id", "apps");
+  value["tracks"] = byMember(all.at("tracks"), "track", "tracks").at("tracks");
+  value["facts"] = members(all, {"forbidden", "heals"});
+  value["wishes"] = members(all, {"enabled", "catchAll", "audition", "hearsTracks"});
+  return value;
+}
+
 TopicJSON routingValue(Control& control) {
   const RoutingOverview routing = control.routing().state();
   TopicJSON value = byMember(encodeControl(control.profiles().list()), "id", "profiles");
@@ -185,6 +211,12 @@ TopicJSON valueOf(Topic topic, Control& control) {
       return routesValue(control.routes());
     case Topic::driver:
       return driverValue(control.driver());
+    case Topic::daw:
+      return dawValue(control.daw());
+    case Topic::system:
+      return systemValue(control.system());
+    case Topic::mix:
+      return mixValue(control.mix());
   }
   return TopicJSON::object();
 }

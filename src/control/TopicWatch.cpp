@@ -37,7 +37,7 @@ void TopicWatch::tell() {
 
 void TopicWatch::listen() {
   AppTapEngine& routing = *app_.appTapEngine();
-  on(routing.availableApps, {Topic::apps, Topic::routing, Topic::effects, Topic::monitor});
+  on(routing.availableApps, {Topic::apps, Topic::routing, Topic::effects, Topic::monitor, Topic::mix});
   on(routing.errorMessage(), {Topic::routing});
   on(routing.hiddenBundleIDs(), {Topic::apps});
   on(routing.boostAllowed, {Topic::mixer, Topic::settings});
@@ -67,6 +67,7 @@ void TopicWatch::listen() {
   on(mic.monitorVolume, {Topic::monitor});
   on(routing.monitors().monitorEnabledBundleIDs, {Topic::monitor});
   on(routing.monitors().masterMonitorEnabledForBus, {Topic::monitor});
+  on(routing.monitors().masterGains, {Topic::monitor});
   on(app_.context().monitors.isOn, {Topic::monitor});
   on(app_.context().monitors.enabledCount, {Topic::monitor});
   MonitorOutput& monitor = *app_.monitorOutput();
@@ -82,6 +83,7 @@ void TopicWatch::listen() {
     on(*fact, {Topic::driver, Topic::routes});
   on(driver.selectedSampleRate, {Topic::driver});
   on(driver.pathWarning, {Topic::driver});
+  listenToSystem();
   InputPinEngine& lock = *app_.inputPinEngine();
   on(lock.isEnabled, {Topic::input});
   on(lock.pinnedDevicePresent, {Topic::input});
@@ -103,6 +105,32 @@ void TopicWatch::listen() {
   on(app_.pluginChains().pluginChainRevision, {Topic::plugins});
   on(app_.pluginChains().errorMessage, {Topic::plugins});
   listenToDevices();
+}
+
+void TopicWatch::listenToSystem() {
+  DAWAggregateEngine& daw = *app_.dawAggregateEngine();
+  on(daw.isEnabled, {Topic::daw});
+  on(daw.aggregateDeviceID, {Topic::daw});
+  on(daw.errorMessage, {Topic::daw});
+  CombinedInputEngine& combined = *app_.combinedInputEngine();
+  on(combined.wish, {Topic::daw});
+  on(combined.device, {Topic::daw});
+  on(combined.errorMessage, {Topic::daw});
+  SystemAudioEngine& system = *app_.systemAudioEngine();
+  on(system.isEnabled, {Topic::system});
+  on(system.availableOutputDevices, {Topic::system});
+  on(system.selectedOutput, {Topic::system});
+  on(system.followSystemDefault, {Topic::system});
+  on(system.errorMessage, {Topic::system});
+  MixModeEngine& mix = *app_.mixModeEngine();
+  on(mix.isEnabled, {Topic::mix});
+  on(mix.includeSystemAudio, {Topic::mix});
+  on(mix.systemAudioVolume, {Topic::mix});
+  on(mix.previewStreamMix, {Topic::mix});
+  on(mix.hearDAWTracks, {Topic::mix});
+  on(mix.dawTrackVolumes, {Topic::mix});
+  on(mix.dawTrackMuted, {Topic::mix});
+  on(app_.appTapEngine()->mixMode().watchdog().healCount, {Topic::mix});
 }
 
 void TopicWatch::listenTo(AudioObjectID object, AudioProperty property, std::vector<ListenerID>& listeners,
@@ -133,7 +161,7 @@ void TopicWatch::listenToRates() {
 
 void TopicWatch::devicesChanged() {
   listenToRates();
-  const TopicSet concerned{Topic::devices, Topic::mixer, Topic::routing};
+  const TopicSet concerned{Topic::devices, Topic::mixer, Topic::routing, Topic::daw, Topic::system};
   mark(concerned);
   settled_ =
       app_.context().runtime.mainQueue().postAfter(kDevicesSettle, [this, concerned] { mark(concerned); });

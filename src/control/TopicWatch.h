@@ -29,6 +29,7 @@ class TopicWatch {
   void on(Observable<Value>& value, TopicSet topics) {
     observers_.push_back(value.observe([this, topics = std::move(topics)](const Value&) { mark(topics); }));
   }
+  void listenToSystem();
   void listenToDevices();
   void listenToRates();
   void listenTo(AudioObjectID object, AudioProperty property, std::vector<ListenerID>& listeners,

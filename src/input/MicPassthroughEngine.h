@@ -92,6 +92,8 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   // Whether its two sides may differ, as the channels are chosen now.
   bool isStereo() const;
   const MicRenderState& renderState() const { return *state_; }
+  // The highest level before its effects since this was asked last, 0 to 1 on the meters' scale.
+  float takeHeldPeak() { return state_->peakHold.exchange(0.0f); }
 
   std::vector<RingReport> latencyRings() const override;
 

@@ -4,8 +4,6 @@
 
 #include <utility>
 
-#include "dsp/VectorMath.h"
-
 namespace sonmere {
 
 namespace {
@@ -14,60 +12,27 @@ constexpr Duration kNextLook = fromMilliseconds(2500);
 constexpr int kMostHeals = 2;
 // The microphone hears something that must be on the bridge too, on the meters' scale.
 constexpr float kClearlyHeard = 0.12f;
-// Less than the smallest step of 16 bits.
-constexpr float kFlat = 1e-5f;
 }  // namespace
 
 MicRouteCheck::MicRouteCheck(EngineContext& context, std::shared_ptr<MicRenderState> state)
-    : context_(context), state_(std::move(state)) {}
-
-MicRouteCheck::~MicRouteCheck() { unlisten(); }
-
-OSStatus MicRouteCheck::hear(void* heard, const AudioTimeStamp&, AudioBufferList input,
-                             AudioBufferList) noexcept SONMERE_NONBLOCKING {
-  const RealtimeScope scope;
-  for (const AudioBuffer& buffer : input)
-    if (buffer.data && maxMagnitude(buffer.data, buffer.byteSize / sizeof(float)) > kFlat)
-      static_cast<Heard*>(heard)->anything = true;
-  return noErr;
-}
-
-void MicRouteCheck::listen(AudioDeviceID bridge) {
-  AudioHardware& hardware = context_.hardware();
-  const auto procedure = hardware.createIOProc(bridge, &MicRouteCheck::hear, &heard_);
-  if (!procedure) return;
-  bridge_ = bridge;
-  procedure_ = *procedure;
-  if (hardware.startDevice(bridge, *procedure) != noErr) unlisten();
-}
-
-void MicRouteCheck::unlisten() {
-  if (procedure_ == 0) return;
-  AudioHardware& hardware = context_.hardware();
-  hardware.stopDevice(bridge_, procedure_);
-  hardware.destroyIOProc(bridge_, procedure_);
-  procedure_ = 0;
-}
+    : context_(context), state_(std::move(state)), ear_(context.hardware()) {}
 
 void MicRouteCheck::begin(AudioDeviceID bridge) {
-  unlisten();
-  heard_.anything = false;
   state_->peakHold = 0.0f;
-  listen(bridge);
-  if (procedure_ == 0) return;  // a bridge that can't be listened to proves nothing
+  if (!ear_.listen(bridge)) return;  // one that can't be listened to proves nothing
   verify_ = context_.runtime.mainQueue().postAfter(kFirstLook, [this] { look(); });
 }
 
 void MicRouteCheck::end() {
   verify_.cancel();
-  unlisten();
+  ear_.stop();
 }
 
 void MicRouteCheck::look() {
-  if (heard_.anything) {
+  if (ear_.hasHeard()) {
     context_.log.info("verify: mic route OK — bridge is receiving audio");
     healAttempts_ = 0;
-    return unlisten();
+    return ear_.stop();
   }
   const float peak = state_->peakHold.exchange(0.0f);
   // With the volume at nothing a flat bridge is right.
@@ -78,7 +43,7 @@ void MicRouteCheck::look() {
 }
 
 void MicRouteCheck::giveUpOrHeal() {
-  unlisten();
+  ear_.stop();
   if (healAttempts_ >= kMostHeals) {
     context_.log.warning(
         fmt::format("verify: bridge flat with mic running — still wedged after {} heals, giving up",

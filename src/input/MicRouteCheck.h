@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "audio/engine/EngineContext.h"
-#include "base/RTScalar.h"
+#include "audio/engine/InputEar.h"
 #include "base/TaskToken.h"
 #include "input/MicRenderState.h"
 
@@ -14,7 +14,6 @@ namespace sonmere {
 class MicRouteCheck {
  public:
   MicRouteCheck(EngineContext& context, std::shared_ptr<MicRenderState> state);
-  ~MicRouteCheck();
 
   // Told when the route is to be stopped and started.
   std::function<void()> heal;
@@ -25,23 +24,12 @@ class MicRouteCheck {
   int healAttempts() const { return healAttempts_; }
 
  private:
-  void listen(AudioDeviceID bridge);
-  void unlisten();
   void look();
   void giveUpOrHeal();
 
-  // What the bridge's listener writes.
-  struct Heard {
-    RTScalar<bool> anything{false};
-  };
-  static OSStatus hear(void* heard, const AudioTimeStamp&, AudioBufferList input,
-                       AudioBufferList) noexcept SONMERE_NONBLOCKING;
-
   EngineContext& context_;
   const std::shared_ptr<MicRenderState> state_;
-  Heard heard_;
-  AudioDeviceID bridge_ = kAudioObjectUnknown;
-  IOProcID procedure_ = 0;
+  InputEar ear_;
   ScopedTask verify_;
   int healAttempts_ = 0;
 };

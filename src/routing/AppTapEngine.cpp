@@ -46,6 +46,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
       deviceOutputs_(core_, taps_),
       chains_(core_, outputs_),
       monitors_(core_, taps_),
+      mixMode_(core_, taps_, monitors_),
       discovery_(context) {
   boostAllowed.silently() = context.flags.boostAllowed;
   outputs_.didStart = [this](int bus) {
@@ -58,6 +59,7 @@ AppTapEngine::AppTapEngine(EngineContext& context)
     reconcileLevelTimer();
     chains_.update();
     monitors_.update();
+    mixMode_.update();
   };
   taps_.tapLost = [this](const SingleAppTap& tap) { revertRoute(tap.bundleID, tap.pid); };
   discovery_.refresh = [this] { refreshApps(); };
@@ -68,6 +70,7 @@ AppTapEngine::~AppTapEngine() {
   flushPendingSaves();
   taps_.tapsDidChange = nullptr;
   deviceOutputs_.close();
+  mixMode_.close();
   chains_.close();
   monitors_.close();
   core_.render->engineAlive = false;
@@ -503,6 +506,7 @@ void AppTapEngine::flushPendingSaves() {
 void AppTapEngine::serverLost() {
   outputs_.dropAll();
   deviceOutputs_.forget();
+  mixMode_.serverLost();
   discovery_.forgetObjects();
 }
 
@@ -514,6 +518,7 @@ void AppTapEngine::revalidate(RevalidationReason reason) {
     taps_.recheckTaps();
   }
   deviceOutputs_.reconcileDevices();
+  mixMode_.update();
   publishRows();
 }
 

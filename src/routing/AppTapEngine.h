@@ -17,6 +17,7 @@
 #include "routing/RoutingChains.h"
 #include "routing/RoutingCore.h"
 #include "routing/RoutingEffects.h"
+#include "routing/RoutingMixMode.h"
 #include "routing/RoutingMonitors.h"
 #include "routing/RoutingProfiles.h"
 #include "routing/RoutingState.h"
@@ -99,6 +100,9 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   // Which apps and buses are heard on the monitor.
   RoutingMonitors& monitors() { return monitors_; }
 
+  // Everything routed on the monitor, and what nobody captures.
+  RoutingMixMode& mixMode() { return mixMode_; }
+
   // Taps and units.
   const std::map<std::string, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
   std::shared_ptr<SingleAppTap> tapOf(const std::string& bundleID) const;
@@ -167,6 +171,7 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   DeviceOutputs deviceOutputs_;
   RoutingChains chains_;
   RoutingMonitors monitors_;
+  RoutingMixMode mixMode_;
   AppDiscovery discovery_;
 
   bool isRefreshing_ = false;

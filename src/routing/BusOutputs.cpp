@@ -102,6 +102,7 @@ void BusOutputs::start(int bus) {
   // What gathered in the rings meanwhile would stay as delay. Asked only now: the old unit could take it.
   for (const auto& [bundleID, tap] : core_.activeTaps)
     if (clampBus(tap->busIndex) == bus) tap->ring.requests.trim = true;
+  changes.set(*changes + 1);
 }
 
 void BusOutputs::stop(int bus) {
@@ -109,6 +110,7 @@ void BusOutputs::stop(int bus) {
   noteInterruption(bus);
   runner(bus).stop();
   core_.log().info(fmt::format("Sonmere: Output AudioUnit stopped on bus {}", bus));
+  changes.set(*changes + 1);
 }
 
 void BusOutputs::noteInterruption(int bus) {

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "audio/engine/OutputRunner.h"
+#include "base/Observable.h"
 #include "routing/BusRender.h"
 #include "routing/RoutingCore.h"
 
@@ -21,6 +22,9 @@ class BusOutputs {
   std::function<std::optional<double>(int bus)> recordingRate;
   // Told when a unit has started, so that the taps of its bus take its rate.
   std::function<void(int bus)> didStart;
+
+  // Counts the starts and stops of units.
+  Observable<int> changes{0};
 
   // Starts the unit unless it runs; a failure shows in errorMessage and leaves the bus without a unit.
   void start(int bus);

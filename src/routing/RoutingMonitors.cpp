@@ -8,6 +8,7 @@ RoutingMonitors::RoutingMonitors(RoutingCore& core, TapLifecycle& taps) : core_(
   taps_.isMonitored = [this](const std::string& bundleID) {
     return isOn() && monitorEnabledBundleIDs->contains(bundleID);
   };
+  masterGains.silently().fill(1);
   switch_ = core_.context.monitors.isOn.observe([this](bool) { applyAll(); });
   std::vector<std::shared_ptr<MonitorSource>> buses;
   for (BusMaster& each : core_.render->masters) buses.emplace_back(core_.render, &each.monitor);
@@ -27,7 +28,10 @@ bool RoutingMonitors::setMasterMonitored(int bus, bool monitored) {
 }
 
 void RoutingMonitors::setMasterGain(int bus, float gain) {
-  if (isBus(bus)) master(bus).monitor.gain = std::clamp(gain, 0.0f, 1.0f);
+  if (!isBus(bus)) return;
+  const float held = std::clamp(gain, 0.0f, 1.0f);
+  master(bus).monitor.gain = held;
+  masterGains.update([&](auto& all) { all[std::size_t(bus)] = held; });
 }
 
 // Heard on the monitor before it falls silent on its own output.
@@ -40,7 +44,7 @@ bool RoutingMonitors::applyTo(const std::string& bundleID) {
 }
 
 bool RoutingMonitors::applyToBus(int bus) {
-  master(bus).monitor.setEnabled(isOn() && masterMonitorEnabledForBus.get()[std::size_t(bus)]);
+  master(bus).monitor.setEnabled(isMasterMonitored(bus));
   core_.context.monitors.noteSwitched();
   std::vector<std::string> concerned;
   for (const auto& [bundleID, tap] : core_.activeTaps)

@@ -19,14 +19,18 @@ class RoutingMonitors {
   // Wishes: of an app also while it is not routed, and all of them while the monitor is off.
   Observable<std::set<std::string>> monitorEnabledBundleIDs;
   Observable<std::array<bool, kBusCount>> masterMonitorEnabledForBus;
+  // How loud the monitor plays each bus, linear, 0 to 1.
+  Observable<std::array<float, kBusCount>> masterGains;
 
   // False when the app's tap had to be made anew and could not be.
   bool setMonitored(const std::string& bundleID, bool monitored);
   // False when a tap of the bus was lost. A bus outside 0 to 9 is ignored.
   bool setMasterMonitored(int bus, bool monitored);
-  // How loud the monitor plays a bus, linear, 0 to 1.
   void setMasterGain(int bus, float gain);
-  float masterGain(int bus) const { return master(bus).monitor.gain; }
+  // Whether a bus is to be heard now.
+  bool isMasterMonitored(int bus) const {
+    return isBus(bus) && isOn() && masterMonitorEnabledForBus.get()[std::size_t(bus)];
+  }
 
   // Taps are others, or on other buses.
   void update();

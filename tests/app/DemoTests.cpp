@@ -97,6 +97,30 @@ TEST_F(DemoTest, AppsOnDevicesOfTheirOwnAreRecordedAsTheDevicesPlayThem) {
   EXPECT_NEAR(double(report->heard[0].file.frames), 3 * 48000, 2000);
 }
 
+// Routed or not, each app reaches the speakers once, at its level.
+TEST_F(DemoTest, SystemAudioAndMixModeAreRecordedAsTheSpeakersPlayThem) {
+  const auto run = [this](std::optional<int> bus, bool hasSystemAudio, bool isMixed) {
+    options.bitDepth = RecordingBitDepth::float32;
+    options.seconds = 3;
+    options.apps[0].bus = bus;
+    options.hasSystemAudio = hasSystemAudio;
+    options.isMixed = isMixed;
+    report.reset();
+    prepare();
+    runtime.advance(10 * kSecond);
+    EXPECT_TRUE(report && !report->problem) << (report ? report->problem.value_or("") : "");
+    EXPECT_EQ(report->heard.size(), 1u);
+    return report->heard.empty() ? 0.0f : report->heard[0].file.peak;
+  };
+  const float system = run(std::nullopt, true, false);
+  EXPECT_GT(system, 0.1f);
+  ASSERT_EQ(report->files.size(), 1u);
+  EXPECT_NEAR(report->files[0].peak, system, 0.1f) << "the bridge, on a clock of its own";
+  EXPECT_NEAR(run(std::nullopt, false, true), system, 1e-3f) << "caught";
+  EXPECT_NEAR(run(2, false, true), system, 1e-3f) << "routed";
+  EXPECT_NEAR(report->files.at(0).peak, system, 1e-3f);
+}
+
 // The app's gain and its bus's are both heard in the file; what can't be had ends the demo before it plays.
 TEST_F(DemoTest, PluginsAreHeardInTheRecordings) {
   const auto peak = [this](std::vector<DemoOptions::Plugin> plugins) {

@@ -150,6 +150,7 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
                                              {"eq", "music", "hp:80"},
                                              {"eq", "music"},
                                              {"limit", "music", "-3"},
+                                             {"output", "music", "headset"},
                                              {"route", "music", "track1"},
                                              {"pin", "music"}})
     expectForm("app", change);
@@ -180,6 +181,23 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
                                              {"monitor", "off"},
                                              {"monitor", "status"}})
     expectForm("monitor", command);
+  expectForm("system", {"system", "on"});
+  expectForm("system", {"system", "output", "headset"});
+  expectForm("system", {"system", "off"});
+  expectForm("mix", {"mix", "on"});
+  expectForm("mix", {"mix", "catch-all", "50%"});
+  expectForm("mix", {"mix", "hear", "music", "-6dB"});
+  expectForm("mix", {"daw", "track", "3", "mute"});
+  expectForm("mix", {"mix", "off"});
+  expectForm("daw", {"daw", "on"});
+  expectForm("daw", {"combine", "headset", "built-in mic", "--name", "Both"});
+  expectForm("daw", {"combine", "--off"});
+  expectForm("daw", {"daw", "off"});
+  expectError("badInput", 2, {"combine", "headset"});
+  expectError("badInput", 2, {"combine", "headset", "headset"});
+  expectError("badInput", 2, {"combine", "headset", "built-in mic", "--name", "USB Headset"});
+  expectError("badInput", 2, {"daw", "track", "9", "50%"});
+  expectError("notFound", 2, {"system", "output", "nowhere"});
   expectError("notFound", 2, {"monitor", "device", "nowhere"});
   expectError("badInput", 2, {"monitor", "bus", "1", "on"});
   for (const std::vector<std::string>& command :

@@ -8,6 +8,7 @@
 
 #include "app/SettingsTable.h"
 #include "base/VirtualRuntime.h"
+#include "platform/simulated/SampleSources.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "recording/RecordingBitDepth.h"
 #include "support/AppWorld.h"
@@ -134,6 +135,31 @@ TEST_F(ControlMethodsTest, AnAppIsPutOnADeviceOfItsOwnAndTakenBackByItsRoute) {
         R"({"app":"music","device":"headset","left":0})", R"({"app":"music","device":"headset","right":65})"})
     EXPECT_FALSE(call("output", refused)) << refused;
   EXPECT_EQ((*call("app", R"({"app":"music"})"))["output"], nullptr) << "nothing came of that";
+}
+
+TEST_F(ControlMethodsTest, SystemAudioAndMixModeEndEachOtherAndSayWhatIsKeptForLater) {
+  ASSERT_TRUE(call("route", R"({"app":"music","bus":4})"));
+  ASSERT_TRUE(call("monitor.select", R"({"device":"headset"})"));
+  ASSERT_TRUE(call("system.select", R"({"device":"speak"})"));
+  EXPECT_EQ((*call("system.enable", R"({"enabled":true})"))["system"]["whole"], true);
+  const auto mixed = *call("mix.enable", R"({"enabled":true})");
+  EXPECT_EQ(mixed["notes"].dump(), R"(["system audio is off: both would capture everything that plays"])");
+  EXPECT_EQ(mixed["mix"]["apps"].dump(),
+            R"([{"id":"org.music","name":"Music","hear":1.0,"stream":1.0,"linked":true}])");
+  EXPECT_EQ((*call("monitor"))["running"], true);
+  EXPECT_EQ((*call("mix.hear", R"({"app":"music","volume":0.5})"))["mix"]["apps"][0]["hear"], 0.5);
+  EXPECT_EQ((*call("mix.trackVolume", R"({"track":3,"volume":0.5})"))["notes"].dump(),
+            R"(["kept for later: Mix Mode does not hear Tracks that other programs feed"])");
+  EXPECT_EQ((*call("system.enable", R"({"enabled":true})"))["notes"].dump(),
+            R"(["Mix Mode is off: both would capture everything that plays"])");
+  EXPECT_EQ((*call("mix.catchAll", R"({"enabled":true})"))["notes"].dump(),
+            R"(["kept for later: Mix Mode is off"])");
+  EXPECT_EQ((*call("system.enable", R"({"enabled":false})"))["system"]["enabled"], false);
+  EXPECT_EQ((*call("daw.enable", R"({"enabled":true})"))["daw"]["outputs"], 16);
+  const auto combined = (*call("combine", R"({"devices":["headset","built-in mic"]})"))["daw"]["combined"];
+  EXPECT_EQ(std::pair(combined["name"], combined["members"][1]["first"]),
+            std::pair(ControlJSON("Sonmere Combined Input"), ControlJSON(2)));
+  EXPECT_EQ(code("combine", R"({"devices":["headset","headset"]})"), kInvalidParams);
 }
 
 TEST_F(ControlMethodsTest, ATrackCanBeGivenANameThatMeansNothingElse) {
@@ -677,6 +703,37 @@ TEST_F(ControlMethodsTest, RoutesAreJudgedWithAdviceAndMadeAnewOnDemand) {
   EXPECT_EQ(reset["worst"], "healthy") << reset;
   EXPECT_TRUE(reset["lastReset"].is_object());
   EXPECT_EQ((*call("routes.check"))["worst"], "healthy");
+}
+
+// Another program plays into a Track: it is read back, until apps are routed there as well.
+TEST_F(ControlMethodsTest, ATrackThatAnotherProgramFeedsIsHeardOnTheMonitor) {
+  auto& machine = dynamic_cast<SimulatedPlatform&>(world.platform.platform());
+  SimulatedAppDescription description;
+  description.bundleID = "org.studio";
+  description.name = "Studio";
+  SimulatedApp studio = machine.host().launchApp(description);
+  studio.setDevice("ToneFerry_UID_Track_3");
+  studio.play(SampleSources::tone(300, 0.5f));
+  ASSERT_TRUE(call("monitor.select", R"({"device":"headset"})"));
+  ASSERT_TRUE(call("monitor.bus", R"({"bus":4,"enabled":true})"));
+  const auto ear = machine.host().hear(SimulatedHost::kHeadsetUID);
+  const auto peak = [&] {
+    wait(0.5);
+    ear->takePeak();
+    wait(0.5);
+    return ear->takePeak();
+  };
+  EXPECT_NEAR(peak(), 0.5f, 0.01f);
+  ASSERT_TRUE(call("monitor.busVolume", R"({"bus":4,"volume":0.5})"));
+  EXPECT_NEAR(peak(), 0.25f, 0.01f);
+  const auto units = machine.host().counts().units;
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":4})"));
+  wait(0.1);
+  EXPECT_EQ(machine.host().counts().units, units) << "the bus's unit in place of the loopback's";
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":null})"));
+  EXPECT_NEAR(peak(), 0.25f, 0.01f);
+  ASSERT_TRUE(call("monitor.enable", R"({"enabled":false})"));
+  EXPECT_EQ(peak(), 0.0f);
 }
 
 TEST_F(ControlMethodsTest, TheMicrophonesSettingsAreToldAndHeld) {

@@ -18,6 +18,8 @@ inline constexpr std::array<std::string_view, kBusCount> kBusUIDs = {
     "ToneFerry_UID_Track_7", "ToneFerry_UID_Track_8"};
 
 constexpr bool isBus(int bus) { return bus >= 0 && bus < kBusCount; }
+// Tracks count from 1.
+constexpr int busOfTrack(int track) { return track + kFirstTrackBus - 1; }
 // Apps route to the bridge or a Track, never to the mic bus.
 constexpr bool isRoutableBus(int bus) { return isBus(bus) && bus != kMicBus; }
 constexpr int clampBus(int bus) { return bus < 0 ? 0 : bus >= kBusCount ? kBusCount - 1 : bus; }

@@ -13,7 +13,7 @@
 namespace sonmere {
 
 // Whose sound a monitor may hear, in the order in which it is summed.
-enum class MonitorPlace { taps, buses, microphone };
+enum class MonitorPlace { taps, buses, tracks, microphone, systemAudio };
 
 // What a monitor's render sums, in this order; replaced as a whole.
 struct MonitorList {
@@ -50,7 +50,7 @@ class MonitorSources {
 
  private:
   RenderRetirement& retirement_;
-  std::array<std::vector<std::shared_ptr<MonitorSource>>, 3> places_;
+  std::array<std::vector<std::shared_ptr<MonitorSource>>, 5> places_;
   const std::shared_ptr<MonitorMix> mix_ = std::make_shared<MonitorMix>();
 };
 

@@ -5,11 +5,13 @@ namespace sonmere {
 namespace {
 
 constexpr SettleTimes kSettling{.aggregate = fromMilliseconds(100),
+                                .publicAggregate = fromMilliseconds(150),
                                 .aggregateRate = fromMilliseconds(50),
                                 .change = fromMilliseconds(150),
                                 .restart = std::chrono::seconds(2),
                                 .wake = std::chrono::seconds(1)};
 constexpr SettleTimes kSettled{.aggregate = {},
+                               .publicAggregate = {},
                                .aggregateRate = {},
                                .change = {},
                                .restart = fromMilliseconds(50),

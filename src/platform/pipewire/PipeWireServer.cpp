@@ -172,12 +172,13 @@ void PipeWireServer::protectDefault() {
 
 void PipeWireServer::ready() {
   defaultsWatch_.update();
-  const bool isRestart = std::exchange(wasReady_, true);
-  if (!isRestart) return;
-  log_.warning(fmt::format("Sonmere: the audio server is back after {:.1f} s",
-                           lostAt_ ? toSeconds(runtime_.uptime() - *lostAt_) : 0.0));
-  lostAt_.reset();
-  notify(AudioProperty::serviceRestarted);
+  if (std::exchange(wasReady_, true)) {
+    log_.warning(fmt::format("Sonmere: the audio server is back after {:.1f} s",
+                             lostAt_ ? toSeconds(runtime_.uptime() - *lostAt_) : 0.0));
+    lostAt_.reset();
+    notify(AudioProperty::serviceRestarted);
+  }
+  // Whoever asked before was answered that nothing runs, and hears of it now.
   notify(AudioProperty::devices);
   notify(AudioProperty::processObjectList);
 }

@@ -20,6 +20,13 @@ constexpr const char* kDefaultChanged = "system default output changed (follow m
 constexpr const char* kDeviceChanged = "bound device changed rate/liveness/data source";
 constexpr const char* kBridgeChanged = "bridge sample rate changed";
 
+// The user's own of the devices that the system's sound goes to.
+std::optional<AudioDeviceID> pairedOutput(AudioHardware& hardware, AudioDeviceID multiOutput) {
+  for (const std::string& uid : hardware.fullSubDeviceList(multiOutput).value_or(std::vector<std::string>{}))
+    if (!CoreAudioUtils::isOwnDeviceUID(uid)) return CoreAudioUtils::deviceForUID(hardware, uid);
+  return std::nullopt;
+}
+
 }  // namespace
 
 MonitorOutput::MonitorOutput(EngineContext& context)
@@ -60,7 +67,9 @@ std::optional<AudioDeviceID> MonitorOutput::wantedDevice() const {
   if (!isFollowing()) return CoreAudioUtils::deviceForUID(hardware, chosenUID_);
   const auto device = CoreAudioUtils::defaultOutput(hardware);
   const auto uid = device ? CoreAudioUtils::deviceUID(hardware, *device) : std::nullopt;
-  if (!uid || CoreAudioUtils::isOwnDeviceUID(*uid)) return std::nullopt;
+  if (!uid) return std::nullopt;
+  if (uid->starts_with(kMultiOutputUID)) return pairedOutput(hardware, *device);
+  if (CoreAudioUtils::isOwnDeviceUID(*uid)) return std::nullopt;
   return device;
 }
 

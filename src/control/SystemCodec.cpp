@@ -1,0 +1,96 @@
+#include "control/SystemCodec.h"
+
+#include <charconv>
+
+namespace sonmere {
+
+namespace {
+
+ControlJSON orNull(const std::optional<std::string>& text) {
+  return text ? ControlJSON(*text) : ControlJSON(nullptr);
+}
+
+// The double of the fewest digits that mean the same float.
+double shortest(float value) {
+  char text[32];
+  double number = value;
+  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+  std::from_chars(text, end, number);
+  return number;
+}
+
+ControlJSON combinedOf(const DAWState::Combined& combined) {
+  ControlJSON members = ControlJSON::array();
+  for (const auto& each : combined.members)
+    members.push_back(
+        {{"id", each.id}, {"name", each.name}, {"channels", each.channels}, {"first", each.first}});
+  return {{"device", combined.device},
+          {"name", combined.name},
+          {"present", combined.isPresent},
+          {"members", members},
+          {"error", orNull(combined.error)}};
+}
+
+}  // namespace
+
+ControlJSON encodeControl(const DAWState& daw) {
+  return {{"enabled", daw.isEnabled},
+          {"present", daw.isPresent},
+          {"device", daw.device},
+          {"name", daw.name},
+          {"inputs", daw.inputs},
+          {"outputs", daw.outputs},
+          {"error", orNull(daw.error)},
+          {"combined", daw.combined ? combinedOf(*daw.combined) : ControlJSON(nullptr)}};
+}
+
+ControlJSON encodeControl(const DAWChange& change) {
+  return {{"daw", encodeControl(change.daw)}, {"notes", change.notes}};
+}
+
+ControlJSON encodeControl(const SystemAudioState& system) {
+  ControlJSON devices = ControlJSON::array();
+  for (const auto& each : system.devices)
+    devices.push_back({{"id", each.id}, {"name", each.name}, {"chosen", each.isChosen}});
+  return {{"enabled", system.isEnabled},
+          {"following", system.isFollowing},
+          {"whole", system.isWhole},
+          {"output", system.output},
+          {"outputName", system.outputName},
+          {"devices", devices},
+          {"endedByUpdate", system.wasEndedByUpdate},
+          {"error", orNull(system.error)}};
+}
+
+ControlJSON encodeControl(const SystemAudioChange& change) {
+  return {{"system", encodeControl(change.system)}, {"notes", change.notes}};
+}
+
+ControlJSON encodeControl(const MixState& mix) {
+  ControlJSON tracks = ControlJSON::array(), apps = ControlJSON::array();
+  for (const auto& each : mix.tracks)
+    tracks.push_back({{"track", each.track}, {"volume", shortest(each.volume)}, {"muted", each.isMuted}});
+  for (const auto& each : mix.apps)
+    apps.push_back({{"id", each.id},
+                    {"name", each.name},
+                    {"hear", shortest(each.hear)},
+                    {"stream", shortest(each.stream)},
+                    {"linked", each.isLinked}});
+  return {{"enabled", mix.isEnabled},
+          {"forbidden", mix.isForbidden},
+          {"catchAll",
+           {{"enabled", mix.includesCatchAll},
+            {"running", mix.isCatchAllRunning},
+            {"volume", shortest(mix.catchAllVolume)}}},
+          {"audition", mix.isAuditioning},
+          {"hearsTracks", mix.hearsTracks},
+          {"tracks", tracks},
+          {"apps", apps},
+          {"heals", mix.heals}};
+}
+
+ControlJSON encodeControl(const MixChange& change) {
+  return {{"mix", encodeControl(change.mix)}, {"notes", change.notes}};
+}
+
+}  // namespace sonmere
