@@ -51,11 +51,19 @@ void printText(const std::string& path, const FileFacts& facts) {
   printRow("length", fmt::format("{} ({} frames)", lengthText(facts.seconds(), 3), facts.frames()));
   printRow("size", fmt::format("{} ({} bytes)", sizeText(facts.bytes), facts.bytes));
   for (const auto& [name, value] : facts.details.tags) printRow(name, printable(value));
+  for (const AudioFileMark& mark : facts.details.marks)
+    printRow("mark",
+             lengthText(double(mark.frame) / facts.format.sampleRate, 3) + "  " + printable(mark.text));
 }
 
 OutputJSON factsJSON(const std::string& path, const FileFacts& facts) {
   OutputJSON tags = OutputJSON::object();
   for (const auto& [name, value] : facts.details.tags) tags[name] = value;
+  OutputJSON marks = OutputJSON::array();
+  for (const AudioFileMark& mark : facts.details.marks)
+    marks.push_back({{"frame", mark.frame},
+                     {"seconds", double(mark.frame) / facts.format.sampleRate},
+                     {"text", mark.text}});
   const auto orNull = [](auto value) { return value > 0 ? OutputJSON(value) : OutputJSON(nullptr); };
   return {{"file", path},
           {"format", facts.container},
@@ -68,7 +76,8 @@ OutputJSON factsJSON(const std::string& path, const FileFacts& facts) {
           {"frames", facts.frames()},
           {"seconds", facts.seconds()},
           {"bytes", facts.bytes},
-          {"tags", tags}};
+          {"tags", tags},
+          {"marks", marks}};
 }
 
 // Tells about one file after the other.

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "audio/device/BusTable.h"
+#include "base/LengthText.h"
 #include "cli/ArgumentText.h"
 #include "cli/BusText.h"
 #include "cli/ExitStatus.h"
@@ -16,6 +17,7 @@
 #include "cli/RemoteCall.h"
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
+#include "jobs/RecordingJobs.h"
 
 namespace sonmere {
 
@@ -23,7 +25,8 @@ namespace {
 
 struct Arguments {
   std::vector<std::string> sources;
-  std::optional<std::string> layout, format;
+  std::optional<std::string> layout, format, newName;
+  std::string text;
   bool json = false;
 };
 
@@ -80,6 +83,27 @@ int start(const Given& a) {
   return call.ask("record.start", params, [&](const ControlJSON& started) { print(a, started); });
 }
 
+// Of what was stopped first; what a layout brought along keeps its name.
+int rename(const RemoteCall& call, const std::string& newName, ControlJSON& done) {
+  if (done.empty() || done[0].value("paths", ControlJSON::array()).empty()) return kExitFailure;
+  Log log;
+  const auto renamed = renameWithEdits(done[0]["paths"][0].get<std::string>(), newName, true, log);
+  if (!renamed)
+    return call.tell(kExitFailure, "the recording is complete, but " + renamed.error().description);
+  done[0]["paths"][0] = *renamed;
+  if (done[0].contains("path")) done[0]["path"] = *renamed;
+  return kExitSuccess;
+}
+
+int mark(const Given& a) {
+  return RemoteCall("record mark").ask("record.mark", {{"text", a->text}}, [&](const ControlJSON& result) {
+    if (a->json) return printJSON(result);
+    for (const ControlJSON& each : result.at("marks"))
+      fmt::print("{}  {}\n", lengthText(each.value("seconds", 0.0), 3),
+                 printable(each.value("path", std::string())));
+  });
+}
+
 int stop(const Given& a) {
   const RemoteCall call("record stop");
   ControlJSON done = ControlJSON::array();
@@ -94,6 +118,7 @@ int stop(const Given& a) {
     for (const int bus : sources->buses)
       status = std::max(status, call.ask("record.stop", {{"bus", bus}}, take));
   }
+  if (a->newName && !done.empty()) status = std::max(status, rename(call, *a->newName, done));
   print(a, done);
   return status;
 }
@@ -126,9 +151,13 @@ void addRecordCommands(CLI::App& app, std::function<int()>& run) {
       ->type_name("mixed|dualMono|separateTracks");
   starting->add_option("--format", a->format, "wav or m4a (default: as in the settings)")
       ->type_name("wav|m4a");
-  add("stop", "Stop recordings, all of them without BUS, and wait for their files", stop)
-      ->add_option("BUS", a->sources, std::string(kBusForm) + ", or mic")
-      ->expected(-1);
+  CLI::App* stopping =
+      add("stop", "Stop recordings, all of them without BUS, and wait for their files", stop);
+  stopping->add_option("BUS", a->sources, std::string(kBusForm) + ", or mic")->expected(-1);
+  stopping->add_option("--name", a->newName, "Another name for the first file, in front of its stamp")
+      ->type_name("NAME");
+  add("mark", "Mark what is heard now in all files that are being recorded", mark)
+      ->add_option("TEXT", a->text, "What the mark says");
   add("list", "The recordings that run", [](const Given& given) {
     return show(given, "record list", "recordings", recordingsText);
   })->alias("status");

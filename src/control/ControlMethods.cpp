@@ -459,6 +459,16 @@ void ControlMethods::addRecordings() {
           reply(isList ? encodeControl(*started) : encodeControl(started->front()));
         });
   });
+  add(
+      "record.mark", [](ControlParams& p) { return p.textIf("text").value_or(""); },
+      [this](const std::string& text) -> Outcome<ControlJSON> {
+        const auto marks = control_.recordings().mark(text);
+        if (!marks) return std::unexpected(marks.error());
+        ControlJSON all = ControlJSON::array();
+        for (const auto& mark : *marks)
+          all.push_back({{"path", mark.path}, {"frame", mark.frame}, {"seconds", mark.seconds}});
+        return ControlJSON{{"marks", all}};
+      });
   addLater("record.stop", readStop, [this](const StopRequest& request, ControlPeer&, const Reply& reply) {
     const auto answer = [request, reply](const Outcome<std::vector<std::string>>& paths) {
       if (!paths) return reply(std::unexpected(paths.error()));

@@ -19,6 +19,7 @@ std::unexpected<Error> refuse(ControlFault fault, std::string text) {
 }
 
 constexpr std::size_t kShownFailures = 20;
+constexpr std::size_t kLongestMark = 200;  // bytes
 
 double peakDb(float peak) { return std::max(-120.0, 20 * std::log10(double(peak))); }
 
@@ -123,6 +124,17 @@ void RecordingControl::stop(int source, Stopped done) {
                  fmt::format("the recording of {} ended, but its file was removed", labelOf(source))));
     done(std::move(paths));
   });
+}
+
+Outcome<std::vector<BusRecordings::Mark>> RecordingControl::mark(const std::string& text) {
+  if (text.size() > kLongestMark)
+    return refuse(ControlFault::badValue,
+                  fmt::format("the text of a mark has {} bytes; use at most {}", text.size(), kLongestMark));
+  if (std::ranges::any_of(text, [](char c) { return static_cast<unsigned char>(c) < ' '; }))
+    return refuse(ControlFault::badValue, "the text of a mark has a control character; use one line");
+  if (!app_.recordings()->isAnyRecording())
+    return refuse(ControlFault::notFound, "nothing is being recorded, so there is nothing to mark");
+  return app_.recordings()->mark(text);
 }
 
 void RecordingControl::stopAll(Stopped done) {

@@ -38,6 +38,8 @@ class RecordingControl {
   // With what its layout brought along. A file that is gone is an error.
   void stop(int source, Stopped done);
   void stopAll(Stopped done);
+  // Marks what is heard now in all files that are being recorded.
+  Outcome<std::vector<BusRecordings::Mark>> mark(const std::string& text);
 
  private:
   Outcome<void> checkStart(int source) const;

@@ -8,6 +8,7 @@
 #include "base/RTScalar.h"
 #include "dsp/RateChanges.h"
 #include "dsp/Ring.h"
+#include "dsp/StartLine.h"
 
 namespace sonmere {
 
@@ -23,6 +24,7 @@ struct RecorderRing {
   RTPosition written;                   // samples since creation, published after writePos
   RTScalar<std::int64_t> missedFrames;  // of cycles that the server left out between writes
   RateChanges rates;                    // none: all is at the rate of the file
+  StartGate start;                      // the render's; its line is set before there is one
 
   // Render thread. Frames that were due between the last write and the next, and that nobody rendered.
   void noteMissed(std::int64_t frames) noexcept SONMERE_NONBLOCKING {

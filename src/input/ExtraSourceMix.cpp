@@ -56,9 +56,18 @@ void foldToMono(const ExtraSourceRT& source, const CapturedFrames& block, float*
   }
 }
 
+// Tells its recorder of the block; how many of its frames are not for the file.
+std::int64_t beforeRecorded(const ExtraSourceRT& source, const CapturedFrames& block,
+                            const BlockClock& clock) noexcept {
+  if (!source.recorder) return 0;
+  source.recorder->noteRate(clock.rate);
+  return source.recorder->start.framesBefore(clock.hostTime, clock.rate, block.frames);
+}
+
 // In pieces that fit the scratch.
-void recordPlain(const ExtraSourceRT& source, const CapturedFrames& block, float* mono) noexcept {
-  for (std::int64_t done = 0; done < block.frames;) {
+void recordPlain(const ExtraSourceRT& source, const CapturedFrames& block, std::int64_t before,
+                 float* mono) noexcept {
+  for (std::int64_t done = before; done < block.frames;) {
     const CapturedFrames piece{block.samples + done * block.channels, block.channels,
                                std::min(block.frames - done, kExtraScratchFrames)};
     foldToMono(source, piece, mono);
@@ -67,15 +76,15 @@ void recordPlain(const ExtraSourceRT& source, const CapturedFrames& block, float
   }
 }
 
-float addPanned(const ExtraSourceRT& source, ExtraSlots& slots, const CapturedFrames& block, float* mono,
-                float* stereo) noexcept {
+float addPanned(const ExtraSourceRT& source, ExtraSlots& slots, const CapturedFrames& block,
+                std::int64_t before, float* mono, float* stereo) noexcept {
   foldToMono(source, block, mono);
   if (source.eqEnabled && source.hasSlot()) {
     const auto slot = std::size_t(source.meterSlot);
     if (slots.freshSlots[slot] && slots.freshSlots[slot].exchange(false)) slots.delays[slot].fill(0);
     equaliseMono(source.eqCoefficients, slots.delays[slot], mono, block.frames);
   }
-  if (source.recorder) source.recorder->writeMono(mono, block.frames);
+  if (source.recorder) source.recorder->writeMono(mono + before, block.frames - before);
   float peak = 0;
   for (std::int64_t i = 0; i < block.frames; ++i) {
     peak = std::max(peak, std::abs(mono[i]));
@@ -96,21 +105,22 @@ void clipToFullScale(float* samples, std::int64_t n) noexcept SONMERE_NONBLOCKIN
   for (std::int64_t i = 0; i < n; ++i) samples[i] = std::fmin(std::fmax(samples[i], -1.0f), 1.0f);
 }
 
-void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block, double rate,
-                     float decay, float* mono, float* stereo) noexcept SONMERE_NONBLOCKING {
+void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block,
+                     const BlockClock& clock, float decay, float* mono,
+                     float* stereo) noexcept SONMERE_NONBLOCKING {
   for (const ExtraSourceRT& source : sources) {
     RTScalar<float>* const level = source.hasSlot() ? &slots.levels[std::size_t(source.meterSlot)] : nullptr;
-    if (source.recorder) source.recorder->noteRate(rate);
+    const std::int64_t before = beforeRecorded(source, block, clock);
     if (source.mute) {
       if (level) *level = 0.0f;
       // Its file goes on beside the others.
-      if (source.recorder) source.recorder->writeSilence(block.frames);
+      if (source.recorder) source.recorder->writeSilence(block.frames - before);
       continue;
     }
     const bool isLong = block.frames > kExtraScratchFrames;
-    if (isLong && source.recorder) recordPlain(source, block, mono);
+    if (isLong && source.recorder) recordPlain(source, block, before, mono);
     const float peak =
-        isLong ? addPlain(source, block, stereo) : addPanned(source, slots, block, mono, stereo);
+        isLong ? addPlain(source, block, stereo) : addPanned(source, slots, block, before, mono, stereo);
     if (level) *level = std::max(peak, *level * decay);
   }
   clipToFullScale(stereo, 2 * block.frames);

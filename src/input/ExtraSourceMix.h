@@ -35,6 +35,12 @@ struct ExtraSourceRT {
 
 using ExtraSources = std::vector<ExtraSourceRT>;
 
+// What a recorder is told of a block.
+struct BlockClock {
+  double rate = 0;             // Hz
+  std::uint64_t hostTime = 0;  // ns, of its first frame
+};
+
 // What outlives a list of sources, by slot. One instance a mic; the capture writes.
 struct ExtraSlots {
   std::array<RTScalar<float>, kExtraMeterSlots> levels{};  // the main thread clears those that no source has
@@ -44,10 +50,11 @@ struct ExtraSlots {
 };
 
 // Adds every source to the stereo block, then holds it within full scale. A block beyond kExtraScratchFrames
-// is added without equaliser and pan. `rate` is that of the block in Hz, `decay` a level's, `mono` has room
+// is added without equaliser and pan. `decay` a level's, `mono` has room
 // for kExtraScratchFrames samples. Render thread.
-void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block, double rate,
-                     float decay, float* mono, float* stereo) noexcept SONMERE_NONBLOCKING;
+void mixExtraSources(const ExtraSources& sources, ExtraSlots& slots, const CapturedFrames& block,
+                     const BlockClock& clock, float decay, float* mono,
+                     float* stereo) noexcept SONMERE_NONBLOCKING;
 
 // Left and right gain of a pan from -1 to +1: the near side stays at full level.
 std::pair<float, float> panGains(float pan);

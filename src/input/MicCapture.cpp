@@ -54,8 +54,8 @@ void fillStereo(MicBlock& block) noexcept {
 void addExtraSources(MicBlock& block) noexcept {
   const ExtraSources* sources = block.state.extraSources.load();
   if (!sources || sources->empty() || block.captured.channels < 2) return;
-  mixExtraSources(*sources, block.state.extraSlots, block.captured, block.context.rate, block.decay,
-                  block.context.mono.data(), block.stereo);
+  mixExtraSources(*sources, block.state.extraSlots, block.captured, {block.context.rate, block.hostTime},
+                  block.decay, block.context.mono.data(), block.stereo);
 }
 
 float levelOf(const MicBlock& block) noexcept {
@@ -93,7 +93,9 @@ void feedRecorder(MicBlock& block) noexcept {
   RecorderRing* const ring = block.state.recorder.load();
   if (!ring) return;
   ring->noteRate(block.context.rate);
-  ring->writeStereo(block.stereo, block.captured.frames);
+  const std::int64_t frames = block.captured.frames;
+  const std::int64_t before = ring->start.framesBefore(block.hostTime, block.context.rate, frames);
+  ring->writeStereo(block.stereo + 2 * before, frames - before);
 }
 
 // Of a block longer than the ring its first part is written.

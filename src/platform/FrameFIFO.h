@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -24,6 +25,27 @@ class FrameFIFO {
     return std::uint32_t(write_.loadAcquire() - read_.loadRelaxed());
   }
 
+  // Writer. The same for frames of which the first is of this time, ns on the server's host clock.
+  std::uint32_t write(const float* frames, std::uint32_t count, std::uint64_t hostTime) noexcept {
+    const std::int64_t stamps = stampsWritten_.loadRelaxed();
+    if (stamps - stampsRead_.loadAcquire() < std::int64_t(stamps_.size())) {
+      stamps_[std::size_t(stamps) % stamps_.size()] = {write_.loadRelaxed(), hostTime};
+      stampsWritten_.storeRelease(stamps + 1);
+    }
+    return write(frames, count);
+  }
+  // Reader. The time of the next frame that is read, at this rate in Hz; 0 when nobody told.
+  std::uint64_t nextHostTime(double rate) noexcept {
+    const std::int64_t position = read_.loadRelaxed();
+    for (std::int64_t i = stampsRead_.loadRelaxed(); i < stampsWritten_.loadAcquire(); ++i) {
+      const Stamp& stamp = stamps_[std::size_t(i) % stamps_.size()];
+      if (stamp.position > position) break;
+      last_ = stamp;
+      stampsRead_.storeRelease(i + 1);
+    }
+    if (last_.hostTime == 0) return 0;
+    return last_.hostTime + std::uint64_t(double(position - last_.position) / rate * 1e9);
+  }
   // Writer. Returns the frames that fitted.
   std::uint32_t write(const float* frames, std::uint32_t count) noexcept {
     const std::int64_t position = write_.loadRelaxed();
@@ -64,6 +86,14 @@ class FrameFIFO {
   std::vector<float> samples_;
   RTPosition write_;
   RTPosition read_;
+
+  struct Stamp {
+    std::int64_t position = 0;
+    std::uint64_t hostTime = 0;
+  };
+  std::array<Stamp, 512> stamps_{};
+  RTPosition stampsWritten_, stampsRead_;
+  Stamp last_;  // the reader's
 };
 
 }  // namespace sonmere

@@ -119,15 +119,17 @@ class AppsTapRecorder::Tap {
   PropertyListener rateListener_;
 };
 
-OSStatus AppsTapRecorder::Tap::procedure(void* clientData, const AudioTimeStamp&, AudioBufferList input,
+OSStatus AppsTapRecorder::Tap::procedure(void* clientData, const AudioTimeStamp& now, AudioBufferList input,
                                          AudioBufferList output) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
   Tap& tap = *static_cast<Tap*>(clientData);
   constexpr std::uint32_t kMostBytes = std::uint32_t(kRecorderRingSamples) * 4;
   const AudioBuffer* const buffer = firstFilled(input);
   if (buffer && buffer->byteSize <= kMostBytes) {
+    const std::int64_t frames = buffer->byteSize / 8;
+    const std::int64_t before = tap.ring_->start.framesBefore(now.hostTime, tap.rate_, frames);
     tap.ring_->noteRate(tap.rate_);
-    tap.ring_->write(buffer->data, std::int64_t(buffer->byteSize / 8) * 2);
+    tap.ring_->writeStereo(buffer->data + 2 * before, frames - before);
   }
   silence(output);
   return noErr;
@@ -141,6 +143,7 @@ Outcome<std::shared_ptr<AppsTapRecorder>> AppsTapRecorder::create(const Recordin
     return std::unexpected(
         tapError(-1, "No audible processes found to record. Start playing audio in an app, then try again."));
   auto tap = std::make_unique<Tap>(context.runtime, platform.hardware());
+  tap->ring()->start.line = request.startLine;
   if (const auto started = tap->start(std::move(processes.leftOut), request.rate); !started)
     return std::unexpected(started.error());
   const auto file =

@@ -14,10 +14,11 @@ namespace sonmere {
 class AppsTapRecorder final : public RingRecorder {
  public:
   struct Request {
-    std::string name;     // in front of the stamp
-    Date sessionDate{};   // the stamp, shared by what began together
-    double rate = 48000;  // Hz, of the file
-    std::string folder;   // exists
+    std::string name;                                      // in front of the stamp
+    Date sessionDate{};                                    // the stamp, shared by what began together
+    double rate = 48000;                                   // Hz, of the file
+    std::string folder;                                    // exists
+    std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
   };
   static constexpr const char* kWriterName = "AppsTapRecorder";
   static constexpr const char* kQueueLabel = "sonmere.appstaprecorder.drain";

@@ -27,13 +27,21 @@ Error captureError(std::int64_t code, std::string text) {
 // What was captured on its way into the file: converted where it must be, on the file's queue.
 class BridgeCapture::Intake : public std::enable_shared_from_this<Intake> {
  public:
-  Intake(Log& log, std::shared_ptr<RecorderFile> file) : file_(file), writer_(log, std::move(file)) {}
+  Intake(Log& log, std::shared_ptr<RecorderFile> file, std::shared_ptr<const StartLine> startLine)
+      : file_(file), writer_(log, std::move(file)) {
+    start_.line = std::move(startLine);
+  }
 
   std::int64_t waiting() const { return waiting_.load(std::memory_order_relaxed); }
   std::int64_t lost() const { return lost_.load(std::memory_order_relaxed) + writer_.lostFrames(); }
 
   // A block of the capture. Its worker's thread; the drive may stand still meanwhile.
-  void take(const CapturedBlock& block) {
+  void take(CapturedBlock block) {
+    const auto before =
+        std::uint32_t(start_.framesBefore(block.hostTime, block.format.sampleRate, block.frames));
+    block.frames -= before;
+    block.samples += std::size_t(before) * block.format.channels;
+    if (block.frames == 0) return;
     if (waiting() > std::int64_t(kMostWaitingSeconds * block.format.sampleRate)) {
       lost_ += block.frames;
       if (!wasOverfull_.exchange(true)) file_->reportOverfull();
@@ -73,6 +81,7 @@ class BridgeCapture::Intake : public std::enable_shared_from_this<Intake> {
   const std::shared_ptr<RecorderFile> file_;
   std::atomic<std::int64_t> waiting_ = 0, lost_ = 0;  // frames
   std::atomic<bool> wasOverfull_ = false;
+  StartGate start_;  // the worker's
   // On the file's queue.
   RatedFileWriter writer_;
   bool isOver_ = false;
@@ -204,7 +213,7 @@ Outcome<std::shared_ptr<BridgeCapture>> BridgeCapture::create(const RecordingCon
       RecorderFile::create(context, {kWriterName, kWriteQueueLabel, request.format, format->sampleRate,
                                      request.name, request.folder, request.sessionDate});
   if (!file) return std::unexpected(file.error());
-  auto intake = std::make_shared<Intake>(context.log, *file);
+  auto intake = std::make_shared<Intake>(context.log, *file, request.startLine);
   std::shared_ptr<BridgeCapture> recorder(new BridgeCapture(context.runtime, *file, intake, capture));
   if (const auto begun = capture->begin(*format, intake); !begun) {
     recorder->stop([path = recorder->outputPath()] {

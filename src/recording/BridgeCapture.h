@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "audio/device/Platform.h"
+#include "dsp/StartLine.h"
 #include "recording/Recorder.h"
 #include "recording/RecordingContext.h"
 
@@ -18,9 +19,10 @@ class BridgeCapture final : public Recorder {
  public:
   struct Request {
     RecordingFormat format = RecordingFormat::wav;
-    std::string name;    // in front of the stamp
-    std::string folder;  // exists
-    Date sessionDate{};  // the stamp, shared by what began together
+    std::string name;                                      // in front of the stamp
+    std::string folder;                                    // exists
+    Date sessionDate{};                                    // the stamp, shared by what began together
+    std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
   };
   static constexpr const char* kWriterName = "BridgeCapture";
   static constexpr const char* kEngineQueueLabel = "sonmere.bridgecapture.engine";

@@ -8,7 +8,9 @@ Outcome<std::shared_ptr<BusRecorder>> BusRecorder::create(const RecordingContext
       RecorderFile::create(context, {kWriterName, kQueueLabel, request.format, request.sampleRate,
                                      request.name, request.folder, request.sessionDate});
   if (!file) return std::unexpected(file.error());
-  return std::shared_ptr<BusRecorder>(new BusRecorder(context, request.busIndex, *file));
+  auto ring = std::make_shared<RecorderRing>();
+  ring->start.line = request.startLine;
+  return std::shared_ptr<BusRecorder>(new BusRecorder(context, request.busIndex, *file, std::move(ring)));
 }
 
 }  // namespace sonmere

@@ -14,10 +14,11 @@ class BusRecorder final : public RingRecorder {
   struct Request {
     int busIndex = 0;
     RecordingFormat format = RecordingFormat::wav;
-    double sampleRate = 48000;  // Hz
-    std::string name;           // in front of the stamp
-    std::string folder;         // exists
-    Date sessionDate{};         // the stamp, shared by what began together
+    double sampleRate = 48000;                             // Hz
+    std::string name;                                      // in front of the stamp
+    std::string folder;                                    // exists
+    Date sessionDate{};                                    // the stamp, shared by what began together
+    std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
   };
   static constexpr const char* kWriterName = "BusRecorder";
   static constexpr const char* kQueueLabel = "sonmere.busrecorder.drain";
@@ -30,9 +31,9 @@ class BusRecorder final : public RingRecorder {
   int busIndex() const { return busIndex_; }
 
  private:
-  BusRecorder(const RecordingContext& context, int busIndex, const std::shared_ptr<RecorderFile>& file)
-      : RingRecorder(context, file, std::make_shared<RecorderRing>(), kReliefQueueLabel),
-        busIndex_(busIndex) {}
+  BusRecorder(const RecordingContext& context, int busIndex, const std::shared_ptr<RecorderFile>& file,
+              std::shared_ptr<RecorderRing> ring)
+      : RingRecorder(context, file, std::move(ring), kReliefQueueLabel), busIndex_(busIndex) {}
 
   const int busIndex_;
 };

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
 
@@ -14,6 +15,8 @@ namespace sonmere {
 namespace {
 
 constexpr Duration kStatusInterval = fromMilliseconds(500);
+// Of the devices that there are: 2048 frames at 44.1 kHz.
+constexpr Duration kLongestCycle = fromMilliseconds(50);
 
 std::string lastComponent(const std::string& path) { return std::filesystem::path(path).filename().string(); }
 
@@ -67,7 +70,19 @@ void BusRecordings::startRecordings(std::span<const int> sources, std::optional<
   for (auto* notice : {&fileNotice, &lossNotice})
     if (notice->get()) notice->set(std::nullopt);
   for (const PreparedRecorder& prepared : *made) begin(prepared);
+  drawStartLine(*made);
   tellStart(*made);
+}
+
+// Where captures of their own stand beside one another, it lies behind the cycles that are under way: each
+// has then heard what comes right before.
+void BusRecordings::drawStartLine(const std::vector<PreparedRecorder>& begun) {
+  const auto& line = begun.front().startLine;
+  if (!line) return;
+  const bool hasCapture = std::ranges::any_of(begun, [](const auto& each) { return !each.boundRate; });
+  const Duration ahead = begun.size() > 1 && hasCapture ? kLongestCycle : Duration::zero();
+  const std::uint64_t now = context_.platform->hardware().hostTime();
+  line->hostTime = std::max<std::uint64_t>(now + std::uint64_t(ahead.count()), 1);  // the first instant is 0
 }
 
 std::optional<double> BusRecordings::recordingRate(int bus) const {
@@ -183,6 +198,18 @@ void BusRecordings::stopAllRecordings(std::function<void(std::vector<std::string
       if (!recorder->isFileGone()) paths.push_back(recorder->outputPath());
     if (done) done(std::move(paths));
   });
+}
+
+std::vector<BusRecordings::Mark> BusRecordings::mark(const std::string& text) {
+  std::vector<Mark> marks;
+  for (const auto& [source, running] : running_) {
+    const Recorder& lead = *running_.at(running.lead).recorder;
+    const double seconds = double(lead.framesWritten() + lead.framesWaiting()) / lead.sampleRate();
+    const auto frame = std::int64_t(std::llround(seconds * running.recorder->sampleRate()));
+    running.recorder->mark(frame, text);
+    marks.push_back({running.recorder->outputPath(), frame, seconds});
+  }
+  return marks;
 }
 
 void BusRecordings::handleRecordingFailure(const std::string& reason) {

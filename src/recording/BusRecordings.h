@@ -55,6 +55,15 @@ class BusRecordings {
   // Stops everything because a file can't go on; all files are kept. Ignored while another such stop runs.
   void handleRecordingFailure(const std::string& reason);
 
+  struct Mark {
+    std::string path;
+    std::int64_t frame = 0;
+    double seconds = 0;  // into the file
+  };
+  // Marks what comes now in every file that is being recorded; those of one take at one time. Nothing where
+  // nothing is recorded.
+  std::vector<Mark> mark(const std::string& text);
+
   bool isAnyRecording() const { return !running_.empty(); }
   bool isRecording(int source) const { return running_.contains(source); }
   // The rate that the bus's render is bound to by its running file, in Hz; nothing without one.
@@ -76,6 +85,7 @@ class BusRecordings {
  private:
   void begin(const PreparedRecorder& prepared);
   void reportStartFailure(const RecorderMaker::Failure& failure);
+  void drawStartLine(const std::vector<PreparedRecorder>& begun);
   void tellStart(const std::vector<PreparedRecorder>& begun);
   void tellStop(const PreparedRecorder& ended, std::size_t sides);
   // A source with what begins and ends with it, its lead first; nothing where it isn't recorded.

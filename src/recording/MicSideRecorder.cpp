@@ -11,6 +11,7 @@ Outcome<std::shared_ptr<MicSideRecorder>> MicSideRecorder::create(const Recordin
   if (!file) return std::unexpected(file.error());
   auto ring = std::make_shared<RecorderRing>(channels);
   ring->noteRate(request.sourceRate);
+  ring->start.line = request.startLine;
   return std::shared_ptr<MicSideRecorder>(new MicSideRecorder(context, *file, std::move(ring)));
 }
 

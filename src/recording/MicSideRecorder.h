@@ -18,6 +18,7 @@ class MicSideRecorder final : public RingRecorder {
     double sourceRate = 48000;  // Hz, of what comes first; that of the file when not above zero
     int channels = 1;           // from two on the file is stereo
     std::string folder;         // exists
+    std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
   };
   static constexpr const char* kWriterName = "MicSideRecorder";
   static constexpr const char* kQueueLabel = "sonmere.micsiderecorder.drain";

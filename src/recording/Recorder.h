@@ -25,6 +25,8 @@ class Recorder {
   void checkFile() { file_->check(); }
   void setCountedBitDepth(RecordingBitDepth depth) { file_->setCountedBitDepth(depth); }
 
+  void mark(std::int64_t frame, const std::string& text) { file_->mark(frame, text); }
+
   // Counters. Threads: any.
   std::int64_t bytesWritten() const { return file_->bytesWritten(); }
   std::int64_t framesWritten() const { return file_->framesWritten(); }

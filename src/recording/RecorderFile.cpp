@@ -44,6 +44,7 @@ RecorderFile::RecorderFile(const RecordingContext& context, const Request& reque
       path_(std::move(path)),
       startedAt_(context.runtime.wallTime()),
       audio_(file->processingFormat()),
+      writer_(file),
       sink_(AudioFileSink::create(context, std::move(file), request.writerName,
                                   areDifferentFolders(request.folder, context.folders.defaultRecordings))),
       queue_(runtime_.serialQueue(request.queueLabel)) {
@@ -52,6 +53,10 @@ RecorderFile::RecorderFile(const RecordingContext& context, const Request& reque
 
 void RecorderFile::setCountedBitDepth(RecordingBitDepth depth) {
   bytesPerFrame_ = bytesPerFrame(request_.format, request_.channels, depth);
+}
+
+void RecorderFile::mark(std::int64_t frame, const std::string& text) {
+  if (const auto writer = writer_.lock()) writer->addMark({frame, text});
 }
 
 bool RecorderFile::write(const PCMBuffer& block) {

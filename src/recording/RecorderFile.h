@@ -50,6 +50,9 @@ class RecorderFile {
   // A change of the setting during a recording changes what bytesWritten counts, not the file.
   void setCountedBitDepth(RecordingBitDepth depth);
 
+  // Marks a frame of the file; it stands there once the file is complete, where its format holds marks.
+  void mark(std::int64_t frame, const std::string& text);
+
   // The serial queue on which all is written. Threads: any.
   Queue& queue() { return *queue_; }
   // False once the file can't go on, which is logged and reported. On `queue`.
@@ -78,6 +81,7 @@ class RecorderFile {
   const std::string path_;
   const Date startedAt_;
   const PCMFormat audio_;
+  const std::weak_ptr<AudioFileWriter> writer_;  // the sink closes it
   const std::shared_ptr<AudioFileSink> sink_;
   const std::shared_ptr<Queue> queue_;
 

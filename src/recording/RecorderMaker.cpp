@@ -45,6 +45,7 @@ struct RecorderMaker::Take {
   const RecordingFormat format;
   const bool micIsRecorded;
   std::vector<PreparedRecorder> made;
+  std::shared_ptr<StartLine> startLine = nullptr;
 
   bool contains(int source) const {
     return std::ranges::find(made, source, &PreparedRecorder::source) != made.end();
@@ -59,12 +60,15 @@ std::string RecorderMaker::baseName(int source) {
 RecorderMaker::Made RecorderMaker::make(std::span<const int> sources, RecordingFormat format,
                                         const std::string& folder, bool micIsRecorded) const {
   Take take{{context_.runtime, folder}, format, micIsRecorded, {}};
+  // Its clock is the server's.
+  if (context_.platform) take.startLine = std::make_shared<StartLine>();
   // The bridge first: where its layout is a session, the microphone belongs to that.
   std::vector<int> ordered(sources.begin(), sources.end());
   std::ranges::stable_partition(ordered, [](int source) { return source == kBridgeBus; });
   for (const int source : ordered)
     if (!take.contains(source))
       if (auto failure = makeSource(take, source)) return std::unexpected(std::move(*failure));
+  for (PreparedRecorder& each : take.made) each.startLine = take.startLine;
   return std::move(take.made);
 }
 
@@ -78,9 +82,9 @@ std::optional<RecorderMaker::Failure> RecorderMaker::makeSource(Take& take, int 
 
 std::optional<RecorderMaker::Failure> RecorderMaker::makeBus(Take& take, int bus) const {
   const double rate = feed_.busSampleRate(bus);
-  auto made =
-      take.files.add(BusRecorder::create(context_, {bus, take.format, rate > 0 ? rate : kFallbackRate,
-                                                    baseName(bus), take.files.folder(), take.files.date()}));
+  auto made = take.files.add(
+      BusRecorder::create(context_, {bus, take.format, rate > 0 ? rate : kFallbackRate, baseName(bus),
+                                     take.files.folder(), take.files.date(), take.startLine}));
   if (!made) return cantStart("BusRecorder", made.error());
   const auto recorder = *made;
   take.made.push_back({bus, recorder, bus,
@@ -91,8 +95,9 @@ std::optional<RecorderMaker::Failure> RecorderMaker::makeBus(Take& take, int bus
 
 std::optional<RecorderMaker::Failure> RecorderMaker::makeBridge(Take& take, const std::string& name,
                                                                 const char* log) const {
-  auto made = take.files.add(BridgeCapture::create(
-      context_, *context_.platform, {take.format, name, take.files.folder(), take.files.date()}));
+  auto made = take.files.add(
+      BridgeCapture::create(context_, *context_.platform,
+                            {take.format, name, take.files.folder(), take.files.date(), take.startLine}));
   if (!made) return cantStart(log, made.error());
   take.made.push_back({kBridgeBus, *made, kBridgeBus, nullptr, nullptr, std::nullopt});
   return std::nullopt;
@@ -130,7 +135,7 @@ std::optional<RecorderMaker::Failure> RecorderMaker::makeMic(Take& take, int lea
                               : "Mic is already being recorded by another session. Stop that first.");
   auto made = take.files.add(MicSideRecorder::create(
       context_, {baseName(kMicSource), take.files.date(), fileRate(), mic_->captureRate(),
-                 mic_->isStereo() ? 2 : 1, take.files.folder()}));
+                 mic_->isStereo() ? 2 : 1, take.files.folder(), take.startLine}));
   if (!made && isOfSession) return cantStart("Separate Tracks", made.error());
   if (!made)
     return Failure{"Couldn't start mic recording: " + made.error().description,
@@ -145,8 +150,8 @@ void RecorderMaker::makeInputs(Take& take) const {
   std::size_t number = 0;
   for (const auto& [id, label] : mic_->inputs()) {
     const std::string name = inputName(label, ++number);
-    auto made = MicSideRecorder::create(
-        context_, {name, take.files.date(), fileRate(), mic_->captureRate(), 1, take.files.folder()});
+    auto made = MicSideRecorder::create(context_, {name, take.files.date(), fileRate(), mic_->captureRate(),
+                                                   1, take.files.folder(), take.startLine});
     if (!made) {
       context_.log.error(
           fmt::format("Sonmere: extra-input recorder skipped ({}): {}", name, made.error().description));
@@ -160,8 +165,9 @@ void RecorderMaker::makeInputs(Take& take) const {
 }
 
 void RecorderMaker::makeApps(Take& take) const {
-  auto made = AppsTapRecorder::create(context_, *context_.platform,
-                                      {"Sonmere Apps", take.files.date(), fileRate(), take.files.folder()});
+  auto made = AppsTapRecorder::create(
+      context_, *context_.platform,
+      {"Sonmere Apps", take.files.date(), fileRate(), take.files.folder(), take.startLine});
   if (!made) return context_.log.error("Sonmere: AppsTapRecorder skipped: " + made.error().description);
   take.made.push_back(
       {kAppsSource, *take.files.add(std::move(made)), kBridgeBus, nullptr, nullptr, std::nullopt});

@@ -27,6 +27,8 @@ struct PreparedRecorder {
   Task attach, detach;
   // Hz, to which the render that feeds it is bound.
   std::optional<double> boundRate;
+  // Where its file begins; null: with what comes first.
+  std::shared_ptr<StartLine> startLine = nullptr;
 
   bool isSide() const { return lead != source; }
 };

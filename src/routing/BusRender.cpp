@@ -136,12 +136,15 @@ void splitDualMono(OutputAUContext& context, float* out, std::int64_t n) noexcep
 }
 
 // Recordings hold the signal after the master chain, in whole frames.
-void feedRecorder(BusMaster& master, std::int64_t missedFrames, const float* out, std::int64_t n) noexcept {
-  const std::int64_t whole = n & 0x3FFE;
+void feedRecorder(BusMaster& master, const OutputAUContext& context, const float* out,
+                  std::int64_t n) noexcept {
+  const std::int64_t whole = n & 0x3FFE, missedFrames = context.cycles.missedFrames();
   RecorderRing* const ring = master.recorder.load();
   if (!ring || whole == 0) return;
   if (missedFrames > 0) ring->noteMissed(missedFrames);
-  ring->write(out, whole);
+  const std::int64_t before =
+      2 * ring->start.framesBefore(context.lastRenderHostTime, context.sampleRate, whole / 2);
+  if (before < whole) ring->write(out + before, whole - before);
 }
 
 void feedMasterMonitor(BusMaster& master, bool masterRecordActive, const float* out,
@@ -169,7 +172,7 @@ void renderBuffer(OutputAUContext& context, const BusTapLists* lists, std::uint3
   mixAndEqualise(hasTaps ? lists->buses[bus] : kNoTaps, context, master, sendGain, out, n);
   limitMaster(master, out, n);
   if (isSplit) splitDualMono(context, out, n);
-  feedRecorder(master, context.cycles.missedFrames(), out, n);
+  feedRecorder(master, context, out, n);
   feedMasterMonitor(master, state.masterRecordActive, out, n);
   if (state.flags.spectrumWanted()) master.spectrum.feed(out, n);
 }

@@ -10,10 +10,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <random>
 
 #include "FileSupport.h"
 #include "WriterSupport.h"
+#include "audio/file/AudioFileReader.h"
 #include "audio/file/WavHeader.h"
 #include "support/TemporaryFolder.h"
 
@@ -335,6 +337,39 @@ TEST(FileWavWriter, GrowsPastFourGibibytesInPlace) {
   ASSERT_TRUE(writer->close());
   check("RF64");
   std::filesystem::remove(path);
+}
+
+// Any other program finds them behind the samples, which stay as they are; of a mark that nobody could jump
+// to nothing is left.
+TEST(WavWriter, MarksStandBehindTheSamples) {
+  TemporaryFolder folder;
+  for (const std::uint32_t channels : {1u, 2u}) {
+    const std::string path = (folder / ("marks" + std::to_string(channels) + ".wav")).string();
+    const auto made = createAudioFile(path, pcm(24, false, channels));
+    ASSERT_TRUE(made);
+    PCMBuffer block((*made)->processingFormat(), 101);  // an odd number of bytes in one channel
+    block.setFrameLength(101);
+    std::fill_n(block.channel(0), 101, 0.25f);
+    ASSERT_TRUE((*made)->write(block));
+    for (const auto& mark :
+         {AudioFileMark{90, "Zwei — 2"}, {7, "odd"}, {8, "even"}, {50, ""}, {101, "gone"}, {-1, "gone"}})
+      (*made)->addMark(mark);
+    ASSERT_TRUE((*made)->close());
+    const Seen seen = see(path);
+    EXPECT_EQ(seen.info.frames, 101);
+    EXPECT_EQ(seen.integers.front(), seen.integers[100 * channels]);
+    const auto reader = openAudioFile(path);
+    ASSERT_TRUE(reader);
+    const std::vector<AudioFileMark> expected{{7, "odd"}, {8, "even"}, {50, ""}, {90, "Zwei — 2"}};
+    EXPECT_EQ((*reader)->details().marks, expected);
+    // The chunks fill the file to its end, as its size says.
+    std::ifstream file(path, std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    std::uint32_t riff = 0;
+    std::memcpy(&riff, bytes.data() + 4, 4);
+    EXPECT_EQ(riff + 8, bytes.size());
+    EXPECT_EQ(bytes.size() % 2, 0u);
+  }
 }
 
 }  // namespace

@@ -209,6 +209,7 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("report", {"report"});
   expectForm("recordings", {"record", "start", "drums"});
   expectForm("recordings", {"record", "list"});
+  expectForm("marks", {"record", "mark", "the chorus"});
   expectForm("levels", {"watch", "--count", "1"});
   expectForm("recordings", {"record", "stop", "drums"});
   expectForm("recording-health", {"record", "health"});

@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "app/SettingsTable.h"
+#include "audio/file/AudioFileReader.h"
 #include "base/VirtualRuntime.h"
 #include "platform/simulated/SampleSources.h"
 #include "platform/simulated/SimulatedPlatform.h"
@@ -543,6 +544,35 @@ TEST_F(ControlMethodsTest, BusesThatAreStartedTogetherAreOneSessionOrNone) {
   const auto stopped = call("record.stop", R"({"bus":3})");
   ASSERT_FALSE(stopped);
   EXPECT_TRUE(stopped.error().description.ends_with("its file was removed")) << stopped.error().description;
+}
+
+TEST_F(ControlMethodsTest, AMarkStandsInEveryFileOfATake) {
+  EXPECT_EQ(code("record.mark", R"({"text":"none"})"), kAppNotFound);
+  const auto begun = call("record.start", R"({"buses":[0],"layout":"separateTracks"})");
+  ASSERT_TRUE(begun) << begun.error().description;
+  ASSERT_GE(begun->size(), 2u);
+  EXPECT_EQ(begun->back()["source"], "apps");
+  EXPECT_TRUE(begun->back()["bus"].is_null());
+  wait(2);
+  EXPECT_EQ(code("record.mark", R"({"text":"two\nlines"})"), kInvalidParams);
+  EXPECT_EQ(code("record.mark", fmt::format(R"({{"text":"{}"}})", std::string(201, 'x'))), kInvalidParams);
+  const auto marked = call("record.mark", R"({"text":"chorus"})");
+  ASSERT_TRUE(marked) << marked.error().description;
+  wait(1);
+  const auto stopped = call("record.stop", R"({"bus":0})");
+  ASSERT_TRUE(stopped) << stopped.error().description;
+  ASSERT_EQ((*stopped)["paths"].size(), begun->size());
+  for (const auto& path : (*stopped)["paths"]) {
+    const auto reader = openAudioFile(path.get<std::string>());
+    ASSERT_TRUE(reader);
+    ASSERT_EQ((*reader)->details().marks.size(), 1u);
+    EXPECT_EQ((*reader)->details().marks[0].text, "chorus");
+    EXPECT_NEAR(double((*reader)->details().marks[0].frame), 2 * 48000, 9600);
+  }
+  EXPECT_EQ(code("record.start", R"({"bus":0,"layout":"quad"})"), kInvalidParams);
+  EXPECT_EQ(code("record.start", R"({"bus":0,"format":"flac"})"), kInvalidParams);
+  EXPECT_EQ(code("record.start", R"({"mic":true})"), kRequestFailed);
+  EXPECT_EQ(code("record.stop", R"({"all":true})"), kAppNotFound);
 }
 
 TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {

@@ -14,6 +14,7 @@ struct CapturedBlock {
   AudioStreamFormat format;
   std::uint32_t frames = 0;
   const float* samples = nullptr;
+  std::uint64_t hostTime = 0;  // ns on the server's host clock, of the first frame; 0: unknown
 };
 
 // Captures the input side of one device and hands blocks to a worker, where they may be written to a file.

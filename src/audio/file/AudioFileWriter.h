@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "audio/file/AudioFileMark.h"
 #include "audio/file/AudioFileSettings.h"
 #include "audio/file/FilePlace.h"
 #include "audio/file/PCMBuffer.h"
@@ -22,6 +23,9 @@ class AudioFileWriter {
   virtual const std::string& path() const = 0;
   // Appends the buffer's frames. A short write is an error that names the file and the system's reason.
   virtual Outcome<void> write(const PCMBuffer& buffer) = 0;
+  // Marks a frame, written already or not; it stands in the file once that is closed. A format that holds no
+  // marks leaves it out. Threads: any.
+  virtual void addMark(const AudioFileMark&) {}
   // Asks the file system. Once closed, where the file was made.
   virtual FilePlace place() const { return {FilePlace::Kind::there, path()}; }
   // Completes the header and closes; further writes fail. Also done by the destructor, which can't report.

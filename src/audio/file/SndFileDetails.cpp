@@ -1,5 +1,7 @@
 #include "audio/file/SndFileDetails.h"
 
+#include <algorithm>
+
 namespace sonmere {
 
 namespace {
@@ -62,6 +64,22 @@ AudioFileDetails layoutOf(int format) {
   return details;
 }
 
+// As many as the library hands out at once.
+using Cues = SF_CUES_VAR(1024);
+
+std::vector<AudioFileMark> marksOf(SNDFILE* sound) {
+  const auto cues = std::make_unique<Cues>();
+  if (sf_command(sound, SFC_GET_CUE, cues.get(), int(sizeof(Cues))) != SF_TRUE) return {};
+  std::vector<AudioFileMark> marks;
+  for (std::uint32_t i = 0; i < std::min<std::uint32_t>(cues->cue_count, 1024); ++i) {
+    const auto& cue = cues->cue_points[i];
+    const std::string_view name(cue.name, sizeof cue.name);
+    marks.push_back({std::int64_t(cue.sample_offset), std::string(name.substr(0, name.find('\0')))});
+  }
+  std::ranges::stable_sort(marks, {}, &AudioFileMark::frame);
+  return marks;
+}
+
 }  // namespace
 
 AudioFileDetails sndFileDetails(SNDFILE* sound, int format) {
@@ -76,6 +94,7 @@ AudioFileDetails sndFileDetails(SNDFILE* sound, int format) {
                                   {"copyright", SF_STR_COPYRIGHT},
                                   {"software", SF_STR_SOFTWARE}})
     if (const char* text = sf_get_string(sound, key); text && *text) details.tags.emplace_back(name, text);
+  details.marks = marksOf(sound);
   return details;
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "audio/file/SampleEncoder.h"
+#include "audio/file/WavMarks.h"
 #include "audio/file/WriterError.h"
 
 namespace sonmere {
@@ -44,7 +45,26 @@ Outcome<void> WavFileWriter::write(const PCMBuffer& buffer) {
   return writeHeader();
 }
 
-Outcome<void> WavFileWriter::writeHeader() { return file_.writeAt(wavHeader(settings_, frames_), 0); }
+Outcome<void> WavFileWriter::writeHeader() {
+  return file_.writeAt(wavHeader(settings_, frames_, markBytes_), 0);
+}
+
+void WavFileWriter::addMark(const AudioFileMark& mark) {
+  const std::lock_guard lock(marksMutex_);
+  marks_.push_back(mark);
+}
+
+Outcome<void> WavFileWriter::writeMarks() {
+  const std::lock_guard lock(marksMutex_);
+  const auto chunks = wavMarkChunks(marks_, frames_);
+  const std::uint64_t at = endOfData() + endOfData() % 2;
+  auto written = file_.writeAt(chunks, at);
+  if (!written)
+    (void)file_.truncate(at);
+  else
+    markBytes_ = chunks.size();
+  return written;
+}
 
 Outcome<void> WavFileWriter::close() {
   if (!file_.isOpen()) return {};
@@ -57,7 +77,8 @@ Outcome<void> WavFileWriter::complete() {
   const std::uint8_t pad = 0;
   Outcome<void> completed;
   if (endOfData() % 2 != 0) completed = file_.writeAt({&pad, 1}, endOfData());
-  if (completed) completed = writeHeader();
+  if (completed) completed = writeMarks();
+  if (auto header = writeHeader(); completed) completed = header;
   // Where there is no room for more, what is there is stored all the same.
   auto synced = file_.sync();
   if (!completed) return completed;
@@ -65,8 +86,8 @@ Outcome<void> WavFileWriter::complete() {
 }
 
 Outcome<void> WavFileWriter::verify() const {
-  if (auto sized = file_.checkSize(endOfData() + endOfData() % 2); !sized) return sized;
-  const auto header = wavHeader(settings_, frames_);
+  if (auto sized = file_.checkSize(endOfData() + endOfData() % 2 + markBytes_); !sized) return sized;
+  const auto header = wavHeader(settings_, frames_, markBytes_);
   const auto found = file_.readAt(header.size(), 0);
   if (!found) return std::unexpected(found.error());
   if (*found == header) return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <vector>
 
 #include "audio/file/AudioFileWriter.h"
@@ -22,6 +23,7 @@ class WavFileWriter final : public AudioFileWriter {
   const PCMFormat& processingFormat() const override { return format_; }
   const std::string& path() const override { return file_.path(); }
   Outcome<void> write(const PCMBuffer& buffer) override;
+  void addMark(const AudioFileMark& mark) override;
   FilePlace place() const override { return file_.place(); }
   Outcome<void> close() override;
 
@@ -30,6 +32,8 @@ class WavFileWriter final : public AudioFileWriter {
 
   Outcome<void> writeHeader();
   Outcome<void> complete();
+  // Nothing is left of them where they find no room.
+  Outcome<void> writeMarks();
   Outcome<void> verify() const;
   std::uint64_t endOfData() const { return kWavHeaderBytes + frames_ * bytesPerFrame_; }
 
@@ -39,6 +43,10 @@ class WavFileWriter final : public AudioFileWriter {
   const std::uint32_t bytesPerFrame_;
   std::uint64_t frames_ = 0;
   std::vector<std::uint8_t> encoded_;
+  std::uint64_t markBytes_ = 0;  // behind the samples
+
+  std::mutex marksMutex_;
+  std::vector<AudioFileMark> marks_;
 };
 
 }  // namespace sonmere

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "audio/file/LittleEndianBytes.h"
+
 namespace sonmere {
 
 namespace {
@@ -10,23 +12,6 @@ constexpr std::uint64_t kMax32 = 0xFFFFFFFF;
 constexpr std::uint32_t kDs64Bytes = 28;
 constexpr std::uint16_t kTagPCM = 1;
 constexpr std::uint16_t kTagFloat = 3;
-
-class LittleEndianBytes {
- public:
-  void tag(const char* fourCharacters) { bytes_.insert(bytes_.end(), fourCharacters, fourCharacters + 4); }
-  void u16(std::uint64_t value) { put(value, 2); }
-  void u32(std::uint64_t value) { put(value, 4); }
-  void u64(std::uint64_t value) { put(value, 8); }
-  void zeros(std::size_t count) { bytes_.insert(bytes_.end(), count, 0); }
-  std::vector<std::uint8_t> take() { return std::move(bytes_); }
-
- private:
-  void put(std::uint64_t value, int count) {
-    for (int i = 0; i < count; ++i) bytes_.push_back(std::uint8_t(value >> (8 * i)));
-  }
-
-  std::vector<std::uint8_t> bytes_;
-};
 
 void putDs64(LittleEndianBytes& out, std::uint64_t riffBytes, std::uint64_t dataBytes, std::uint64_t frames) {
   out.u64(riffBytes);
@@ -57,11 +42,12 @@ std::uint32_t wavBytesPerFrame(const AudioFileSettings& settings) {
   return settings.channels * std::uint32_t(settings.bitDepth / 8);
 }
 
-std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames) {
+std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames,
+                                    std::uint64_t bytesBehind) {
   const std::uint64_t dataBytes = frames * wavBytesPerFrame(settings);
   const std::uint64_t factBytes = settings.isFloat ? 12 : 0;
   const std::uint64_t usedBytes = 12 + (8 + kDs64Bytes) + (8 + fmtBytes(settings)) + factBytes + 8;
-  const std::uint64_t riffBytes = kWavHeaderBytes - 8 + dataBytes + dataBytes % 2;
+  const std::uint64_t riffBytes = kWavHeaderBytes - 8 + dataBytes + dataBytes % 2 + bytesBehind;
   const bool large = riffBytes > kMax32;
 
   LittleEndianBytes out;

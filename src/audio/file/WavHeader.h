@@ -17,7 +17,10 @@ inline constexpr std::uint32_t kWavHeaderBytes = 128;
 //
 // Once the RIFF size no longer fits into 32 bits the file is RF64: JUNK becomes ds64 with the sizes in 64
 // bits, and the 32-bit fields are all ones (EBU Tech 3306).
-std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames);
+//
+// `bytesBehind` are those of chunks behind the samples.
+std::vector<std::uint8_t> wavHeader(const AudioFileSettings& settings, std::uint64_t frames,
+                                    std::uint64_t bytesBehind = 0);
 
 // Bytes that one frame takes in the file.
 std::uint32_t wavBytesPerFrame(const AudioFileSettings& settings);

@@ -198,7 +198,8 @@ OSStatus PipeWireCaptureEngine::arrived(void* refcon, const AudioTimeStamp& time
   AudioBuffer buffer{feed->channels, frames * feed->channels * std::uint32_t(sizeof(float)),
                      feed->block.data()};
   if (const OSStatus status = feed->unit->render(time, frames, {&buffer, 1}); status != noErr) return status;
-  feed->fifo->write(feed->block.data(), buffer.byteSize / (feed->channels * std::uint32_t(sizeof(float))));
+  feed->fifo->write(feed->block.data(), buffer.byteSize / (feed->channels * std::uint32_t(sizeof(float))),
+                    time.hostTime);
   return noErr;
 }
 
@@ -211,9 +212,10 @@ void PipeWireCaptureEngine::Delivery::forget() {
 void PipeWireCaptureEngine::Delivery::drain() {
   const std::lock_guard lock(mutex);
   while (block && fifo) {
+    const std::uint64_t hostTime = fifo->nextHostTime(format.sampleRate);
     const std::uint32_t frames = fifo->read(scratch.data(), bufferFrames);
     if (frames == 0) return;
-    block({format, frames, scratch.data()});
+    block({format, frames, scratch.data(), hostTime});
   }
 }
 

@@ -241,8 +241,8 @@ void PlanBuilder::addInputClients(SimulatedEndpoint& endpoint, Plan& plan) {
   }
   for (const auto& capture : graph_.captures) {
     if (capture->device != endpoint.id || !capture->isStarted || !capture->fifo) continue;
-    plan.steps.push_back([fifo = capture->fifo, input = plan.inputBlock,
-                          frames = plan.frames](const AudioTimeStamp&) { fifo->write(input, frames); });
+    plan.steps.push_back([fifo = capture->fifo, input = plan.inputBlock, frames = plan.frames](
+                             const AudioTimeStamp& now) { fifo->write(input, frames, now.hostTime); });
   }
   addRecorders(endpoint, plan, true);
 }

@@ -144,9 +144,10 @@ Subscription SimulatedCaptureEngine::observeConfigurationChange(Queue& queue,
 void SimulatedCaptureEngine::Delivery::drain() {
   const std::lock_guard lock(mutex);
   while (block && fifo) {
+    const std::uint64_t hostTime = fifo->nextHostTime(format.sampleRate);
     const std::uint32_t frames = fifo->read(scratch.data(), bufferFrames);
     if (frames == 0) return;
-    block({format, frames, scratch.data()});
+    block({format, frames, scratch.data(), hostTime});
   }
 }
 
