@@ -10,6 +10,7 @@ install(TARGETS sonmere_ffmpeg LIBRARY DESTINATION lib/sonmere/modules COMPONENT
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/resources/demo ${CMAKE_SOURCE_DIR}/resources/driver DESTINATION ${shared}
         COMPONENT sonmere)
 install(FILES ${packaging}/sonmere.service DESTINATION lib/systemd/user COMPONENT sonmere)
+install(FILES ${packaging}/com.sonmere.Sonmere1.service DESTINATION share/dbus-1/services COMPONENT sonmere)
 install(FILES ${CMAKE_BINARY_DIR}/sonmere.bash DESTINATION share/bash-completion/completions RENAME sonmere
         COMPONENT sonmere)
 install(FILES ${CMAKE_BINARY_DIR}/_sonmere DESTINATION share/zsh/vendor-completions COMPONENT sonmere)

@@ -77,6 +77,7 @@ std::vector<Setting> forUsers() {
       flag("sonmere.boostAllowed", true, "Volumes above 100 %"),
       flag("sonmere.perapp.globalEnabled", true, "Routing as a whole"),
       flag("sonmere.eqSpectrumVisible", false, "The spectrum behind equalisers"),
+      flag("sonmere.notifications", true, "Notifications of finished recordings and of failures"),
       flag("sonmere.showWindowOnLaunch", true, "A window at the start", When::nextStart),
       flag(LatencyProbe::kEveryTickKey, false, "Delays in the log at every look, not after changes only"),
   };

@@ -28,6 +28,7 @@
 #include "cli/Tell.h"
 #include "cli/UserLibrary.h"
 #include "control/ControlServer.h"
+#include "control/desktop/DesktopPresence.h"
 #include "recording/library/InotifyFolderWatch.h"
 
 namespace sonmere {
@@ -145,6 +146,7 @@ class RunSession {
       if (!started) return tell(kExitFailure, started.error().description);
       server = std::move(*started);
     }
+    const DesktopPresence desktop(runtime_, log_, *watcher_, control, request_.hasControl);
     const LibraryUpkeep upkeep(*app.recordingsLibrary(), *watcher_, [this](const auto& text) { say(text); });
     ServiceNotices notices(runtime_);
     app.appDelegate().applicationDidFinishLaunching(request_.isAtLogin, nullptr);
