@@ -89,10 +89,9 @@ TEST(SystemAudio, TheTracksAreOneDeviceThatProgramsSee) {
   daw.launch();
   daw.setEnabled(true);
   ASSERT_TRUE(*daw.aggregateDeviceID) << daw.errorMessage->value_or("");
-  const std::string ports = world.session.run({"pw-link", "-io"});
   for (const char* port :
        {"Sonmere_DAWMultiTrack_v1:playback_AUX15", "Sonmere_DAWMultiTrack_v1:capture_AUX15"})
-    EXPECT_TRUE(ports.contains(port)) << port << "\n" << ports;
+    EXPECT_TRUE(world.until([&] { return world.session.run({"pw-link", "-io"}).contains(port); })) << port;
   daw.setEnabled(false);
   EXPECT_TRUE(world.until([&] {
     return !world.session.run({"pw-link", "-io"}).contains("Sonmere_DAWMultiTrack_v1");

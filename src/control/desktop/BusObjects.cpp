@@ -21,6 +21,17 @@ Values byKey(const List& list, const char* member) {
   return values;
 }
 
+// By bus, or by what else is recorded: "mic".
+Values recordings(Control& control) {
+  Values values;
+  for (const RecordingState& each : control.recordings().list()) {
+    ControlJSON value = encodeControl(each);
+    const std::string key = each.source >= 0 ? std::to_string(each.source) : std::string(value.at("source"));
+    values.emplace(key, std::move(value));
+  }
+  return values;
+}
+
 Values program(Control& control) {
   ControlJSON value = encodeControl(control.reports().status());
   value["recording"] = !control.recordings().list().empty();
@@ -51,7 +62,9 @@ const std::vector<BusKind>& busKinds() {
         {"MasterVolume", "d", "masterVolume", "mixer.master", "volume"},
         {"OutputDevice", "s", "outputDevice"}},
        {},
-       [](Control& control) { return Values{{"", encodeControl(control.mixer().state())}}; }},
+       [](Control& control) {
+         return Values{{"", encodeControl(control.mixer().state())}};
+       }},
       {"/com/sonmere/Sonmere1/input",
        "com.sonmere.Sonmere1.Input",
        {Topic::input},
@@ -61,7 +74,9 @@ const std::vector<BusKind>& busKinds() {
         {"Volume", "d", "volume", "mic.volume", "volume"},
         {"Running", "b", "running"}},
        {{"Select", "s", {"device"}, "mic.select"}},
-       [](Control& control) { return Values{{"", encodeControl(control.input().state())}}; }},
+       [](Control& control) {
+         return Values{{"", encodeControl(control.input().state())}};
+       }},
       {"/com/sonmere/Sonmere1/apps",
        "com.sonmere.Sonmere1.App",
        {Topic::apps},
@@ -95,9 +110,9 @@ const std::vector<BusKind>& busKinds() {
        {Topic::recording},
        "bus",
        true,
-       {{"Bus", "i", "bus"}, {"Path", "s", "path"}},
+       {{"Bus", "i", "bus"}, {"Source", "s", "source"}, {"Path", "s", "path"}},
        {{"Stop", "", {}, "record.stop", ControlJSON::object(), "path"}},
-       [](Control& control) { return byKey(control.recordings().list(), "bus"); }},
+       recordings},
   };
   return kKinds;
 }

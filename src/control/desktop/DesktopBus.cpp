@@ -34,10 +34,18 @@ const BusProperty* propertyNamed(const BusKind& kind, std::string_view name) {
   return found == kind.properties.end() ? nullptr : &*found;
 }
 
+// No element of a path begins with a digit.
+constexpr std::string_view kBusWord = "bus";
+
+bool isNumber(std::string_view key) {
+  return !key.empty() && key.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
 std::string pathOf(const BusKind& kind, const std::string& key) {
   if (!kind.key) return kind.path;
+  const std::string word = kind.isKeyNumber && isNumber(key) ? std::string(kBusWord) + key : key;
   char* path = nullptr;
-  if (sd_bus_path_encode(kind.path, key.c_str(), &path) < 0) return {};
+  if (sd_bus_path_encode(kind.path, word.c_str(), &path) < 0) return {};
   return Text(path).get();
 }
 
@@ -46,11 +54,21 @@ std::optional<std::string> keyOf(const BusKind& kind, const char* path) {
   if (!kind.key) return std::string_view(path) == kind.path ? std::optional(std::string()) : std::nullopt;
   char* key = nullptr;
   if (sd_bus_path_decode(path, kind.path, &key) <= 0) return std::nullopt;
-  return std::string(Text(key).get());
+  std::string word = Text(key).get();
+  if (kind.isKeyNumber && word.starts_with(kBusWord) && isNumber(word.substr(kBusWord.size())))
+    word.erase(0, kBusWord.size());
+  return word;
 }
 
+// What has no number is called by its word, as `"mic": true`.
 void nameObject(const BusKind& kind, const std::string& key, ControlJSON& params) {
-  if (kind.key) params[kind.key] = kind.isKeyNumber ? ControlJSON::parse(key, nullptr, false) : ControlJSON(key);
+  if (!kind.key) return;
+  if (!kind.isKeyNumber)
+    params[kind.key] = key;
+  else if (isNumber(key))
+    params[kind.key] = ControlJSON::parse(key);
+  else
+    params[key] = true;
 }
 
 }  // namespace
@@ -112,8 +130,8 @@ struct DesktopBus::Handlers {
   static int act(sd_bus_message* message, void* data, sd_bus_error*) {
     auto* publication = static_cast<Publication*>(data);
     const BusKind& kind = publication->kind;
-    const auto act = std::ranges::find(kind.acts, std::string_view(sd_bus_message_get_member(message)),
-                                       &BusAct::name);
+    const auto act =
+        std::ranges::find(kind.acts, std::string_view(sd_bus_message_get_member(message)), &BusAct::name);
     const auto key = keyOf(kind, sd_bus_message_get_path(message));
     if (act == kind.acts.end() || !key) return -ENOENT;
     ControlJSON params = act->always;
@@ -143,7 +161,8 @@ struct DesktopBus::Handlers {
 void DesktopBus::run(const std::string& method, const ControlJSON& params, const Message& message,
                      const char* result) {
   BusPeer peer;
-  const auto reply = [this, message, result, alive = std::weak_ptr(alive_)](const Outcome<ControlJSON>& answer) {
+  const auto reply = [this, message, result,
+                      alive = std::weak_ptr(alive_)](const Outcome<ControlJSON>& answer) {
     if (alive.expired() || !bus_.get()) return;
     if (!answer)
       sd_bus_reply_method_errorf(message.get(), kErrorName, "%s", answer.error().description.c_str());
@@ -151,7 +170,10 @@ void DesktopBus::run(const std::string& method, const ControlJSON& params, const
       sd_bus_reply_method_return(message.get(), nullptr);
     else
       sd_bus_reply_method_return(
-          message.get(), "s", (*result ? answer->value(result, std::string()) : answer->dump(-1, ' ', false, ControlJSON::error_handler_t::replace)).c_str());
+          message.get(), "s",
+          (*result ? answer->value(result, std::string())
+                   : answer->dump(-1, ' ', false, ControlJSON::error_handler_t::replace))
+              .c_str());
     bus_.sent();
   };
   if (!methods_.call(method, params, peer, reply))
@@ -167,17 +189,27 @@ DesktopBus::DesktopBus(SessionBus& bus, Log& log, Control& control)
 
 DesktopBus::~DesktopBus() = default;
 
+template <class Add>
+void DesktopBus::keep(Add add) {
+  sd_bus_slot* slot = nullptr;
+  if (const int status = add(&slot); status < 0)
+    log_.warning(fmt::format("Sonmere: not on the session bus: {}", std::strerror(-status)));
+  else
+    slots_.emplace_back(slot, sd_bus_slot_unref);
+}
+
 void DesktopBus::publish() {
   sd_bus* const bus = bus_.get();
   sd_bus_add_object_manager(bus, nullptr, kBusRoot);
-  for (const BusKind& kind : busKinds()) publish(publications_.emplace_back(Publication{*this, kind, {}, {}}));
+  for (const BusKind& kind : busKinds())
+    publish(publications_.emplace_back(Publication{*this, kind, {}, {}}));
   const auto named = [](sd_bus_message* answer, void* data, sd_bus_error*) {
     if (sd_bus_message_is_method_error(answer, nullptr))
       static_cast<DesktopBus*>(data)->log_.info(
           fmt::format("Sonmere: another program has the name {} on the session bus", kBusName));
     return 0;
   };
-  sd_bus_request_name_async(bus, nullptr, kBusName, 0, named, this);
+  keep([&](sd_bus_slot** slot) { return sd_bus_request_name_async(bus, slot, kBusName, 0, named, this); });
   bus_.sent();
 }
 
@@ -201,11 +233,17 @@ void DesktopBus::publish(Publication& publication) {
     table.push_back(SD_BUS_METHOD("Call", "ss", "s", Handlers::call, SD_BUS_VTABLE_UNPRIVILEGED));
   table.push_back(SD_BUS_VTABLE_END);
   if (kind.key) {
-    sd_bus_add_fallback_vtable(bus, nullptr, kind.path, kind.interface, table.data(), Handlers::find,
-                               &publication);
-    sd_bus_add_node_enumerator(bus, nullptr, kind.path, Handlers::list, &publication);
+    keep([&](sd_bus_slot** slot) {
+      return sd_bus_add_fallback_vtable(bus, slot, kind.path, kind.interface, table.data(), Handlers::find,
+                                        &publication);
+    });
+    keep([&](sd_bus_slot** slot) {
+      return sd_bus_add_node_enumerator(bus, slot, kind.path, Handlers::list, &publication);
+    });
   } else {
-    sd_bus_add_object_vtable(bus, nullptr, kind.path, kind.interface, table.data(), &publication);
+    keep([&](sd_bus_slot** slot) {
+      return sd_bus_add_object_vtable(bus, slot, kind.path, kind.interface, table.data(), &publication);
+    });
   }
   publication.told = kind.values(control_);
 }

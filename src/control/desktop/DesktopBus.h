@@ -12,6 +12,7 @@
 #include "control/desktop/SessionBus.h"
 
 struct sd_bus_message;
+struct sd_bus_slot;
 
 namespace sonmere {
 
@@ -30,6 +31,8 @@ class DesktopBus {
 
   void publish();
   void publish(Publication& publication);
+  template <class Add>
+  void keep(Add add);
   void run(const std::string& method, const ControlJSON& params,
            const std::shared_ptr<sd_bus_message>& message, const char* result);
   void changed(const TopicSet& topics);
@@ -40,6 +43,8 @@ class DesktopBus {
   Control& control_;
   ControlMethods methods_;
   std::list<Publication> publications_;
+  // The bus reads the tables of the publications until these have gone.
+  std::vector<std::shared_ptr<sd_bus_slot>> slots_;
   Subscription changes_;
   // Tells answers that come later whether this object is still there.
   std::shared_ptr<char> alive_ = std::make_shared<char>();

@@ -115,8 +115,8 @@ void DesktopNotifier::send(const Notice& notice) {
   sd_bus_message* message = nullptr;
   int status = sd_bus_message_new_method_call(bus_.get(), &message, kService, kObject, kService, "Notify");
   if (status >= 0)
-    status = sd_bus_message_append(message, "susss", "Sonmere", 0u, "sonmere", notice.title.c_str(),
-                                   text.c_str());
+    status =
+        sd_bus_message_append(message, "susss", "Sonmere", 0u, "sonmere", notice.title.c_str(), text.c_str());
   if (status >= 0)
     status = notice.file.empty() ? sd_bus_message_append(message, "as", 0)
                                  : sd_bus_message_append(message, "as", 2, kShow, "Show the File");
@@ -124,8 +124,7 @@ void DesktopNotifier::send(const Notice& notice) {
     status = sd_bus_message_append(message, "a{sv}i", 2, "urgency", "y",
                                    int(notice.isFailure ? kCritical : kNormal), "desktop-entry", "s",
                                    "com.sonmere.Sonmere", -1);
-  if (status >= 0)
-    status = sd_bus_call_async(bus_.get(), nullptr, message, Handlers::sent, &sent_.back(), 0);
+  if (status >= 0) status = sd_bus_call_async(bus_.get(), nullptr, message, Handlers::sent, &sent_.back(), 0);
   sd_bus_message_unref(message);
   if (status < 0) sent_.pop_back();
   bus_.sent();

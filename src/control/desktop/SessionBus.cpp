@@ -27,7 +27,8 @@ Outcome<std::unique_ptr<SessionBus>> SessionBus::open(Runtime& runtime, Log& log
   if (const int status = sd_bus_open_user_with_description(&bus, "sonmere"); status < 0)
     return std::unexpected(failure("there is no session bus", status));
   std::unique_ptr<SessionBus> opened(new SessionBus(runtime, log, watcher, bus));
-  const auto added = watcher.add(opened->descriptor_, {.read = true}, [self = opened.get()] { self->pump(); });
+  const auto added =
+      watcher.add(opened->descriptor_, {.read = true}, [self = opened.get()] { self->pump(); });
   if (!added) return std::unexpected(added.error());
   opened->sent();
   return opened;
