@@ -1456,6 +1456,42 @@
         <source>Stop</source>
         <translation>Anhalten</translation>
     </message>
+    <message>
+        <source>Files of the &amp;bridge:</source>
+        <translation>Dateien der &amp;Bridge:</translation>
+    </message>
+    <message>
+        <source>Mixed</source>
+        <translation>Gemischt</translation>
+    </message>
+    <message>
+        <source>Dual mono</source>
+        <translation>Dual-Mono</translation>
+    </message>
+    <message>
+        <source>Separate tracks</source>
+        <translation>Getrennte Spuren</translation>
+    </message>
+    <message>
+        <source>Beside it: %1</source>
+        <translation>Daneben: %1</translation>
+    </message>
+    <message>
+        <source>Records mic on Left, apps on Right in one stereo file — split in your DAW for independent processing.</source>
+        <translation>Nimmt das Mikrofon links und die Apps rechts in einer Stereodatei auf – in der DAW zu trennen und einzeln zu bearbeiten.</translation>
+    </message>
+    <message>
+        <source>Records Master mix + Mic (mono) + Apps (stereo) as three sample-aligned files — ideal for podcast post-production.</source>
+        <translation>Nimmt Gesamtmischung, Mikrofon (mono) und Apps (stereo) als drei auf das Sample genau gleichlaufende Dateien auf – gut für die Nachbearbeitung von Podcasts.</translation>
+    </message>
+    <message>
+        <source>Mixed records into one stereo file. What you get depends on which sources are on.</source>
+        <translation>Gemischt nimmt in eine Stereodatei auf. Was darin ist, hängt davon ab, welche Quellen an sind.</translation>
+    </message>
+    <message>
+        <source>Will turn on %1 when you press Record. They&apos;ll switch back off when you stop.</source>
+        <translation>Schaltet %1 ein, wenn Sie aufnehmen, und beim Stoppen wieder aus.</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::RouteButton</name>
