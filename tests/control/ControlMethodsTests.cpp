@@ -146,7 +146,7 @@ TEST_F(ControlMethodsTest, SystemAudioAndMixModeEndEachOtherAndSayWhatIsKeptForL
   const auto mixed = *call("mix.enable", R"({"enabled":true})");
   EXPECT_EQ(mixed["notes"].dump(), R"(["system audio is off: both would capture everything that plays"])");
   EXPECT_EQ(mixed["mix"]["apps"].dump(),
-            R"([{"id":"org.music","name":"Music","hear":1.0,"stream":1.0,"linked":true}])");
+            R"([{"id":"org.music","name":"org.music","hear":1.0,"stream":1.0,"linked":true}])");
   EXPECT_EQ((*call("monitor"))["running"], true);
   EXPECT_EQ((*call("mix.hear", R"({"app":"music","volume":0.5})"))["mix"]["apps"][0]["hear"], 0.5);
   EXPECT_EQ((*call("mix.trackVolume", R"({"track":3,"volume":0.5})"))["notes"].dump(),
