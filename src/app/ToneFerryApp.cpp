@@ -174,6 +174,10 @@ std::shared_ptr<RecordingSources> ToneFerryApp::makeRecordingSources() {
       recordingContext_, *recordings(), [this] { return appTapEngine()->outputs().isRunning(kBridgeBus); });
   sources->add({"the microphone", [this] { return micEngine()->isRunning(); },
                 [this](bool on) { micEngine()->setEnabled(on); }});
+  // Mix Mode leads the programs there itself, and would end.
+  sources->add({"system audio",
+                [this] { return *systemAudioEngine()->isEnabled || *mixModeEngine()->isEnabled; },
+                [this](bool on) { systemAudioEngine()->setEnabled(on); }, true});
   return sources;
 }
 

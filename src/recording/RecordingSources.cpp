@@ -24,10 +24,11 @@ RecordingSources::RecordingSources(const RecordingContext& context, BusRecording
 // All, where the layout tells them apart; else all where none plays.
 std::vector<const RecordingSources::Source*> RecordingSources::lacking() const {
   std::vector<const Source*> off;
+  const RecordingLayout layout = recordingLayout(context_.settings);
   for (const Source& source : sources_)
-    if (!source.isOn()) off.push_back(&source);
-  const bool isMixed = recordingLayout(context_.settings) == RecordingLayout::mixed;
-  if (isMixed && (off.size() < sources_.size() || bridgeIsFed_())) off.clear();
+    if (!source.isOn() && !(layout == RecordingLayout::dualMono && source.fillsBothChannels))
+      off.push_back(&source);
+  if (layout == RecordingLayout::mixed && (off.size() < sources_.size() || bridgeIsFed_())) off.clear();
   return off;
 }
 

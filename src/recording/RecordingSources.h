@@ -20,6 +20,8 @@ class RecordingSources {
     std::string name;  // as a user knows it
     std::function<bool()> isOn;
     std::function<void(bool on)> set;
+    // Comes on both channels of the bridge: no use for a layout that keeps these apart.
+    bool fillsBothChannels = false;
   };
 
   // `bridgeIsFed` says whether something plays on the bridge anyway. The recordings outlive this.

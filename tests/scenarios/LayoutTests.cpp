@@ -275,16 +275,20 @@ TEST(Layouts, WhatALayoutNeedsIsSwitchedOnForTheTakeAndOffAgain) {
   RecordingSources sources(context, *world.recordings, [&] { return isFed; });
   sources.add({"the microphone", [&] { return world.mic->isRunning(); },
                [&](bool on) { world.mic->setEnabled(on); }});
+  bool isSystemOn = false;
+  sources.add({"system audio", [&] { return isSystemOn; }, [&](bool on) { isSystemOn = on; }, true});
+  world.choose(RecordingLayout::dualMono);
+  EXPECT_EQ(sources.missing(), std::vector<std::string>{"the microphone"}) << "the other fills both sides";
   world.choose(RecordingLayout::mixed);
   isFed = true;
   EXPECT_TRUE(sources.missing().empty()) << "something plays there";
   isFed = false;
-  EXPECT_EQ(sources.missing(), std::vector<std::string>{"the microphone"});
+  EXPECT_EQ(sources.missing(), (std::vector<std::string>{"the microphone", "system audio"}));
 
   world.choose(RecordingLayout::separateTracks);
   const auto start = [&] { world.recordings->startRecording(kBridgeBus); };
   sources.prepare(start);
-  EXPECT_TRUE(world.mic->isRunning());
+  EXPECT_TRUE(world.mic->isRunning() && isSystemOn);
   EXPECT_FALSE(world.recordings->isRecording(kBridgeBus)) << "not before it has come up";
   world.wait(1);
   EXPECT_TRUE(world.recordings->isRecording(kMicSource));
@@ -295,7 +299,7 @@ TEST(Layouts, WhatALayoutNeedsIsSwitchedOnForTheTakeAndOffAgain) {
   EXPECT_TRUE(world.recordings->isRecording(kMicSource)) << "all of the session goes on";
   world.stop();
   world.wait(0.1);
-  EXPECT_FALSE(world.mic->isRunning());
+  EXPECT_FALSE(world.mic->isRunning() || isSystemOn);
 
   world.host().faults().failNth(Operation::captureStart, 1, -50);
   sources.prepare(start);
