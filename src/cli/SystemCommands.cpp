@@ -100,15 +100,20 @@ int dawTrack(const Given& a) {
   return mix(a, "mix.track", params);
 }
 
-void addDAW(CLI::App& app, std::function<int()>& run, const Given& a) {
-  CLI::App* group = app.add_subcommand("daw", "The eight Tracks as one device of sixteen channels");
-  group->require_subcommand(1);
-  const auto add = [&](const char* name, const char* help, std::function<int()> work) {
-    CLI::App* command = group->add_subcommand(name, help);
+// Adds a command of the group: its name, its help, and what it does.
+auto adderTo(CLI::App& group, std::function<int()>& run, const Given& a) {
+  return [&group, &run, a](const char* name, const char* help, std::function<int()> work) {
+    CLI::App* command = group.add_subcommand(name, help);
     command->add_flag("--json", a->json, "Print JSON");
     command->callback([&run, work = std::move(work)] { run = work; });
     return command;
   };
+}
+
+void addDAW(CLI::App& app, std::function<int()>& run, const Given& a) {
+  CLI::App* group = app.add_subcommand("daw", "The eight Tracks as one device of sixteen channels");
+  group->require_subcommand(1);
+  const auto add = adderTo(*group, run, a);
   add("status", "Whether it is there", [a] { return daw(a, "daw"); });
   add("on", "Make it, for every program to play into and record from", [a] {
     return daw(a, "daw.enable", {{"enabled", true}});
@@ -127,12 +132,7 @@ void addSystem(CLI::App& app, std::function<int()>& run, const Given& a) {
   CLI::App* group =
       app.add_subcommand("system", "What the system plays, on an output and in the bridge at once");
   group->require_subcommand(1);
-  const auto add = [&](const char* name, const char* help, std::function<int()> work) {
-    CLI::App* command = group->add_subcommand(name, help);
-    command->add_flag("--json", a->json, "Print JSON");
-    command->callback([&run, work = std::move(work)] { run = work; });
-    return command;
-  };
+  const auto add = adderTo(*group, run, a);
   add("status", "Whether it is on, and where", [a] { return system(a, "system"); });
   add("on", "A device of both becomes the default output; ends Mix Mode", [a] {
     return system(a, "system.enable", {{"enabled", true}});
@@ -155,12 +155,7 @@ void addMix(CLI::App& app, std::function<int()>& run, const Given& a) {
   CLI::App* group =
       app.add_subcommand("mix", "Mix Mode: hear on the monitor what a recording or a stream gets");
   group->require_subcommand(1);
-  const auto add = [&](const char* name, const char* help, std::function<int()> work) {
-    CLI::App* command = group->add_subcommand(name, help);
-    command->add_flag("--json", a->json, "Print JSON");
-    command->callback([&run, work = std::move(work)] { run = work; });
-    return command;
-  };
+  const auto add = adderTo(*group, run, a);
   const auto addApp = [a](CLI::App* command, const char* name, const char* help) {
     command->add_option("ID", a->first, "The app: its identifier or name, or any part that fits no other")
         ->required();

@@ -1,30 +1,15 @@
 #include "control/ControlCodec.h"
 
-#include <charconv>
 #include <cmath>
 
 #include "base/DateText.h"
-
+#include "control/CodecValues.h"
 #include "control/ControlParams.h"
 #include "recording/RecordedSource.h"
 
 namespace sonmere {
 
 namespace {
-
-// The double of the fewest digits that mean the same float.
-double shortest(float value) {
-  char text[32];
-  double number = value;
-  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-  std::from_chars(text, end, number);
-  return number;
-}
-
-template <class T>
-ControlJSON orNull(const std::optional<T>& value) {
-  return value ? ControlJSON(*value) : ControlJSON(nullptr);
-}
 
 ControlJSON metersOf(const InputMeters& input) {
   ControlJSON channels = ControlJSON::array(), extras = ControlJSON::object();

@@ -1,23 +1,10 @@
 #include "control/SystemCodec.h"
 
-#include <charconv>
+#include "control/CodecValues.h"
 
 namespace sonmere {
 
 namespace {
-
-ControlJSON orNull(const std::optional<std::string>& text) {
-  return text ? ControlJSON(*text) : ControlJSON(nullptr);
-}
-
-// The double of the fewest digits that mean the same float.
-double shortest(float value) {
-  char text[32];
-  double number = value;
-  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
-  std::from_chars(text, end, number);
-  return number;
-}
 
 ControlJSON combinedOf(const DAWState::Combined& combined) {
   ControlJSON members = ControlJSON::array();
