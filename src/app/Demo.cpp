@@ -211,8 +211,8 @@ void Demo::startMonitor() {
 // That of the buses' recordings, if there are any.
 Date Demo::sessionDate() const {
   if (recordedPaths_.empty()) return runtime_.wallTime();
-  const auto parts =
-      parseRecordingName(std::filesystem::path(recordedPaths_.begin()->second).filename().string());
+  const std::string name = std::filesystem::path(recordedPaths_.begin()->second).filename();
+  const auto parts = parseRecordingName(name);
   return parts ? dateOfStamp(parts->stamp).value_or(runtime_.wallTime()) : runtime_.wallTime();
 }
 
