@@ -206,7 +206,9 @@ void ToneFerryApp::startUp() {
   dawAggregateEngine()->launch();
   systemAudioEngine()->launch();
   launchMixMode();
-  routeRecovery_.attach({&micEngine()->isEnabled, &volumeMixerEngine()->isEnabled, &context_.monitors.isOn});
+  routeRecovery_.attach({&systemAudioEngine()->isEnabled, &dawAggregateEngine()->isEnabled,
+                         &mixModeEngine()->isEnabled, &micEngine()->isEnabled,
+                         &volumeMixerEngine()->isEnabled, &context_.monitors.isOn});
   routeRecovery_.revalidateSoon();
   performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->heardBundleIDs);
 }

@@ -128,13 +128,26 @@ void DAWAggregateEngine::reset(ResetRoutingResult& result) {
 }
 
 RouteHealthEntry DAWAggregateEngine::health() const {
-  RouteHealthEntry entry{"daw", "Multi-Track Device", RouteHealthVerdict::healthy,
-                         errorMessage->value_or("")};
-  if (!*isEnabled)
-    entry.verdict = RouteHealthVerdict::inactive;
-  else if (!*aggregateDeviceID)
-    entry.verdict = RouteHealthVerdict::broken;
-  return entry;
+  const auto entry = [](RouteHealthVerdict verdict, std::string detail) {
+    return RouteHealthEntry{"daw", "DAW Device", verdict, std::move(detail)};
+  };
+  if (!*isEnabled) return entry(RouteHealthVerdict::inactive, "");
+  if (!present(context_.hardware()))
+    return entry(RouteHealthVerdict::broken,
+                 errorMessage->value_or("Multi-track device missing — restoring"));
+  int resolving = 0;
+  for (int bus = kFirstTrackBus; bus < kBusCount; ++bus)
+    if (CoreAudioUtils::deviceForBus(context_.hardware(), bus)) ++resolving;
+  const bool isWhole = resolving == kBusCount - kFirstTrackBus;
+  return entry(isWhole ? RouteHealthVerdict::healthy : RouteHealthVerdict::degraded,
+               fmt::format("{} tracks{}", resolving, isWhole ? "" : " resolving"));
+}
+
+// Tells what it found, before that is mended.
+RouteHealthEntry DAWAggregateEngine::check(RevalidationReason) {
+  const RouteHealthEntry found = health();
+  recoverIfNeeded();
+  return found;
 }
 
 }  // namespace sonmere

@@ -35,6 +35,7 @@ class DAWAggregateEngine final : public Route {
   void serverLost() override;
   void revalidate(RevalidationReason reason) override;
   RouteHealthEntry health() const override;
+  RouteHealthEntry check(RevalidationReason reason) override;
   void reset(ResetRoutingResult& result) override;
 
  private:

@@ -14,6 +14,7 @@ constexpr Duration kReconnectDelay = fromMilliseconds(300);
 constexpr Duration kSwitchGap = fromMilliseconds(600);  // off, and on again
 constexpr Duration kRebuildSettle = fromMilliseconds(700), kRebuildEnd = fromMilliseconds(300);
 constexpr Duration kReplaceSettle = fromMilliseconds(300), kCreateSettle = fromMilliseconds(150);
+constexpr Duration kPassVerifyDelay = fromMilliseconds(2000);
 constexpr int kMostStructuralRebuilds = 2;
 constexpr const char* kMixModeKey = "sonmere.mixMode.isEnabled";
 constexpr const char* kMixModeDisabledKey = "sonmere.mixMode.disabled";
@@ -504,16 +505,32 @@ void SystemAudioEngine::reset(ResetRoutingResult& result) {
 }
 
 RouteHealthEntry SystemAudioEngine::health() const {
-  RouteHealthEntry entry{"systemAudio", "System Audio", RouteHealthVerdict::healthy,
-                         errorMessage->value_or("")};
   const SAPRouteReport report = sapRouteReport();
-  if (!report.enabled)
-    entry.verdict = *errorMessage ? RouteHealthVerdict::broken : RouteHealthVerdict::inactive;
-  else if (!report.aggregateExists || !report.bridgeInAggregate || !report.pairedOutputResolves)
-    entry.verdict = RouteHealthVerdict::broken;
-  else if (!report.aggregateIsDefaultOutput)
-    entry.verdict = RouteHealthVerdict::degraded;
-  return entry;
+  const auto entry = [](RouteHealthVerdict verdict, std::string detail) {
+    return RouteHealthEntry{"systemAudio", "System Audio", verdict, std::move(detail)};
+  };
+  if (!report.enabled) return entry(RouteHealthVerdict::inactive, errorMessage->value_or(""));
+  if (!report.aggregateExists) return entry(RouteHealthVerdict::broken, "Output device missing — rebuilding");
+  if (!report.bridgeInAggregate)
+    return entry(RouteHealthVerdict::broken, "Bridge dropped from output — rebuilding");
+  const std::string name = report.pairedOutputName.value_or("device");
+  if (!report.pairedOutputResolves) return entry(RouteHealthVerdict::degraded, name + " disconnected");
+  return entry(RouteHealthVerdict::healthy, "Output " + name);
+}
+
+RouteHealthEntry SystemAudioEngine::check(RevalidationReason reason) {
+  const RouteHealthEntry found = health();
+  const SAPRouteReport report = sapRouteReport();
+  if (!report.enabled) return found;
+  if (!report.aggregateExists) {
+    structuralRebuild(fmt::format("aggregate missing on {}", reasonText(reason)));
+  } else if (!report.bridgeInAggregate) {
+    structuralRebuild(fmt::format("bridge member missing on {}", reasonText(reason)));
+  } else if (report.pairedOutputResolves) {
+    listenToBridge();
+    scheduleVerify(kPassVerifyDelay);
+  }
+  return found;
 }
 
 }  // namespace sonmere

@@ -67,8 +67,6 @@ class SystemAudioEngine final : public Route {
     bool aggregateIsDefaultOutput = false;
   };
   SAPRouteReport sapRouteReport() const;
-  // Off and on again, once or twice between two starts of the program.
-  void structuralRebuild(const std::string& reason);
   struct ResetReport {
     std::vector<std::string> staleMembers;  // UIDs
     int sweptAggregates = 0;
@@ -79,6 +77,9 @@ class SystemAudioEngine final : public Route {
   void serverLost() override;
   void revalidate(RevalidationReason reason) override;
   RouteHealthEntry health() const override;
+  // A device that is missing, or that the bridge has dropped out of, is made anew; one that stands is
+  // listened to.
+  RouteHealthEntry check(RevalidationReason reason) override;
   void reset(ResetRoutingResult& result) override;
 
  private:
@@ -119,6 +120,8 @@ class SystemAudioEngine final : public Route {
   void scheduleVerify(Duration delay);
   void verify();
   void heal(const std::string& reason);
+  // Off and on again, twice at most between two starts of the program or two resets by the user.
+  void structuralRebuild(const std::string& reason);
   void switchOffAndOn();
   std::optional<AudioDeviceID> presentMultiOutput() const;
   bool isMixModeOn() const;

@@ -50,9 +50,11 @@ TEST_F(AggregateEngineTest, TheTracksAreOneDeviceThatOutlivesTheProgramWhileItIs
                    std::to_string(**daw->aggregateDeviceID) + ")"),
             1);
   world.host().restartService();
-  EXPECT_FALSE(*daw->aggregateDeviceID && daw->health().verdict == RouteHealthVerdict::broken);
   world.wait(3);
-  EXPECT_EQ(daw->health().verdict, RouteHealthVerdict::healthy);
+  EXPECT_EQ(daw->health().detail, "8 tracks");
+  ASSERT_EQ(hardware().destroyAggregateDevice(**daw->aggregateDeviceID), noErr) << "by another program";
+  EXPECT_EQ(daw->check(RevalidationReason::wake).detail, "Multi-track device missing — restoring");
+  EXPECT_EQ(daw->health().verdict, RouteHealthVerdict::healthy) << "a pass has made it anew";
   EXPECT_EQ(idOf(kDAWDeviceUID), *daw->aggregateDeviceID);
   daw->setEnabled(false);
   EXPECT_EQ(aggregates(), 0u);

@@ -32,6 +32,11 @@ struct SystemAudioTest : testing::Test {
   bool isDefaultOurs() { return defaultUID().starts_with(kMultiOutputUID); }
   std::size_t aggregates() { return host().counts().aggregates; }
   std::string error() { return engine->errorMessage->value_or(""); }
+  // Some other program takes it away, and nobody has been told so yet.
+  void loseDevice() {
+    AudioHardware& hardware = world->context.hardware();
+    if (isDefaultOurs()) hardware.destroyAggregateDevice(hardware.deviceForUID(defaultUID()).value());
+  }
   int logged(const std::string& part) {
     return int(std::ranges::count_if(world->lines, [&](const auto& line) { return line.contains(part); }));
   }
@@ -136,7 +141,10 @@ TEST_F(SystemAudioTest, TheDefaultIsOursOnlyWhileItIsAskedForWhateverHappens) {
        {false, false, false},
        {kSpeakers, kSpeakers, kSpeakers}},
       {"the route is rebuilt",
-       [&] { engine->structuralRebuild("test"); },
+       [&] {
+         loseDevice();
+         engine->check(RevalidationReason::wake);
+       },
        {false, true, true},
        {kSpeakers, kSpeakers, kSpeakers}},
       {"the user resets it",
@@ -165,6 +173,32 @@ TEST_F(SystemAudioTest, TheDefaultIsOursOnlyWhileItIsAskedForWhateverHappens) {
       EXPECT_FALSE(isDefaultOurs());
     }
   }
+}
+
+// A pass tells what it found, and asks for it again; what goes on breaking it leaves to the user.
+TEST_F(SystemAudioTest, APassMakesTheMissingDeviceAnewTwiceAndListensToOneThatStands) {
+  begin();
+  EXPECT_EQ(engine->check(RevalidationReason::wake).verdict, RouteHealthVerdict::inactive);
+  ASSERT_TRUE(engine->setEnabled(true));
+  world->wait(3);
+  for (int round = 1; round <= 2; ++round) {
+    loseDevice();
+    const RouteHealthEntry found = engine->check(RevalidationReason::deviceChange);
+    EXPECT_EQ(found.verdict, RouteHealthVerdict::broken);
+    EXPECT_EQ(found.detail, "Output device missing — rebuilding");
+    world->wait(3);
+    expectSound(true);
+    EXPECT_EQ(logged("structural rebuild: aggregate missing on deviceChange — rebuilding (" +
+                     std::to_string(round) + "/2)"),
+              1);
+  }
+  const int verified = logged("verify: ");
+  EXPECT_EQ(engine->check(RevalidationReason::deviceChange).detail, "Output Built-in Speakers");
+  world->wait(2.1);
+  EXPECT_EQ(logged("verify: "), verified + 1);
+  loseDevice();
+  engine->check(RevalidationReason::deviceChange);
+  EXPECT_EQ(logged("budget exhausted (2), leaving route for manual reset"), 1);
 }
 
 TEST_F(SystemAudioTest, ChoosingOurDeviceInTheSystemTurnsItOnWithoutANewOne) {
