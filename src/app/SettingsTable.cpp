@@ -21,6 +21,7 @@ namespace {
 using Setting = SettingDescription;
 using Kind = Setting::Kind;
 using When = Setting::Effect;
+using Matter = Setting::Matter;
 
 std::vector<std::string> exportFormats() {
   std::vector<std::string> names;
@@ -37,9 +38,19 @@ Setting choice(std::string key, std::vector<std::string> choices, std::string me
   return {std::move(key), Kind::choice, std::move(meaning), fallback, effect, 0, 0, std::move(choices), {}};
 }
 
-Setting structure(std::string key, std::string meaning, std::string changedBy) {
-  return {std::move(key),      Kind::structure, std::move(meaning), {}, When::nextStart, 0, 0, {},
-          std::move(changedBy)};
+Setting structure(std::string key, std::string meaning, std::string changedBy,
+                  Matter matter = Matter::taste) {
+  return {std::move(key),       Kind::structure, std::move(meaning), {}, When::nextStart, 0, 0, {},
+          std::move(changedBy), matter};
+}
+
+Setting route(std::string key, std::string meaning, std::string changedBy) {
+  return structure(std::move(key), std::move(meaning), std::move(changedBy), Matter::route);
+}
+
+// What the program keeps for itself.
+Setting fact(std::string key, std::string meaning) {
+  return structure(std::move(key), std::move(meaning), "", Matter::machine);
 }
 
 std::vector<Setting> forUsers() {
@@ -94,48 +105,44 @@ std::vector<Setting> ofCommands() {
       structure("sonmere.masterLimiterSettings.*", "Limiters of buses", "sonmere bus"),
       structure("sonmere.pluginChain.*", "Plug-ins on apps, buses and the microphone", "sonmere plugin"),
       structure("sonmere.pluginChainTrusted.*", "Plug-ins that run inside the program",
-                "sonmere plugin trust"),
-      structure("sonmere.pluginTrials", "What came of trying plug-ins", ""),
+                "sonmere plugin trust", Matter::trust),
+      fact("sonmere.pluginTrials", "What came of trying plug-ins"),
       structure("sonmere.hiddenApps", "Hidden apps", "sonmere hide and unhide"),
       structure("sonmere.removedApps", "Apps off the list", "sonmere remove and unhide"),
       structure("sonmere.pinnedApps", "Apps that stay in the list", "sonmere pin and unpin"),
       structure("sonmere.callAudio.visibilityOverride", "Whether the row of calls is shown",
                 "sonmere hide and unhide"),
       structure("sonmere.micPassthrough.*", "The microphone: device, channels, volume", "sonmere mic"),
-      structure("sonmere.mic.sends", "What of the microphone the Tracks get", "sonmere mic send"),
+      route("sonmere.mic.sends", "What of the microphone the Tracks get", "sonmere mic send"),
       structure("sonmere.mic.extraSources.*", "Additional inputs of each device", "sonmere input"),
-      structure("sonmere.dawAggregate.isEnabled", "Whether the Tracks are one device", "sonmere daw"),
-      structure("sonmere.combinedInput.devices", "Inputs that are one device", "sonmere combine"),
-      structure("sonmere.combinedInput.name", "What that device is called", "sonmere combine"),
-      structure("systemAudio_isEnabled", "Whether what the system plays reaches the bridge",
-                "sonmere system"),
-      structure("systemAudio_followSystemDefault", "Whether it follows the default output", "sonmere system"),
-      structure("selectedOutputDeviceUID", "The output that system audio is paired with", "sonmere system"),
-      structure("systemAudio_originalOutputDeviceID", "The default output before system audio", ""),
-      structure("systemAudio_multiOutputDeviceID", "The device that system audio has made", ""),
-      structure("systemAudio_lastSeenAppVersion", "The version that ran last", ""),
-      structure("sonmere.sap.restoreAfterUpdate", "Whether system audio comes back after an update", ""),
-      structure("sonmere.sap.disabledByUpdateNotice", "Whether an update has ended system audio", ""),
-      structure("sonmere.mixMode.toggleCounter", "How often Mix Mode was switched on", ""),
+      route("sonmere.dawAggregate.isEnabled", "Whether the Tracks are one device", "sonmere daw"),
+      route("sonmere.combinedInput.devices", "Inputs that are one device", "sonmere combine"),
+      route("sonmere.combinedInput.name", "What that device is called", "sonmere combine"),
+      route("systemAudio_isEnabled", "Whether what the system plays reaches the bridge", "sonmere system"),
+      route("systemAudio_followSystemDefault", "Whether it follows the default output", "sonmere system"),
+      route("selectedOutputDeviceUID", "The output that system audio is paired with", "sonmere system"),
+      fact("systemAudio_originalOutputDeviceID", "The default output before system audio"),
+      fact("systemAudio_multiOutputDeviceID", "The device that system audio has made"),
+      fact("systemAudio_lastSeenAppVersion", "The version that ran last"),
+      fact("sonmere.sap.restoreAfterUpdate", "Whether system audio comes back after an update"),
+      fact("sonmere.sap.disabledByUpdateNotice", "Whether an update has ended system audio"),
+      fact("sonmere.mixMode.toggleCounter", "How often Mix Mode was switched on"),
       flag("sonmere.mixMode.disabled", false, "Forbids Mix Mode"),
-      structure("sonmere.mixMode.isEnabled", "Mix Mode", "sonmere mix"),
-      structure("sonmere.mixMode.includeSystemAudio", "Whether Mix Mode hears what is not routed",
-                "sonmere mix"),
-      structure("sonmere.mixMode.systemAudioVolume", "How loud Mix Mode plays that", "sonmere mix"),
-      structure("sonmere.mixMode.hearDAWTracks", "Whether Mix Mode hears Tracks that others feed",
-                "sonmere mix"),
-      structure("sonmere.mixMode.dawTrackVolumes", "How loud Mix Mode plays each of them",
-                "sonmere daw track"),
-      structure("sonmere.mixMode.dawTrackMuted", "Which of them Mix Mode does not play", "sonmere daw track"),
-      structure("sonmere.mixMode.hearMic.enabled", "Whether you hear your microphone", "sonmere monitor mic"),
-      structure("sonmere.mixMode.monitorVolume", "How loud you hear your microphone", "sonmere monitor mic"),
-      structure("sonmere.monitor.*", "The device that the monitor plays on", "sonmere monitor device"),
-      structure("sonmere.inputPin*", "The device that is kept as the default input", "sonmere input-lock"),
+      route("sonmere.mixMode.isEnabled", "Mix Mode", "sonmere mix"),
+      route("sonmere.mixMode.includeSystemAudio", "Whether Mix Mode hears what is not routed", "sonmere mix"),
+      route("sonmere.mixMode.systemAudioVolume", "How loud Mix Mode plays that", "sonmere mix"),
+      route("sonmere.mixMode.hearDAWTracks", "Whether Mix Mode hears Tracks that others feed", "sonmere mix"),
+      route("sonmere.mixMode.dawTrackVolumes", "How loud Mix Mode plays each of them", "sonmere daw track"),
+      route("sonmere.mixMode.dawTrackMuted", "Which of them Mix Mode does not play", "sonmere daw track"),
+      route("sonmere.mixMode.hearMic.enabled", "Whether you hear your microphone", "sonmere monitor mic"),
+      route("sonmere.mixMode.monitorVolume", "How loud you hear your microphone", "sonmere monitor mic"),
+      route("sonmere.monitor.*", "The device that the monitor plays on", "sonmere monitor device"),
+      route("sonmere.inputPin*", "The device that is kept as the default input", "sonmere input-lock"),
       structure("sonmere.trackNames", "Names of the Tracks", "sonmere bus"),
       structure("launchAtLogin", "Whether the program started at log-in when it last looked",
-                "sonmere login-item"),
+                "sonmere login-item", Matter::machine),
       structure("sonmere.perapp.profiles", "Saved routings", "sonmere profile"),
-      structure("sonmere.perapp.*", "Routes, with their volumes and mutes", "sonmere route, volume and mute"),
+      route("sonmere.perapp.*", "Routes, with their volumes and mutes", "sonmere route, volume and mute"),
   };
 }
 
@@ -145,11 +152,11 @@ std::vector<Setting> ofTheProgram() {
       structure("editor.shortcuts", "Keys of the editors that were changed", ""),
       structure("sonmere.clientGains", "Volumes that the driver applies", ""),
       structure("sonmere.volumeMixer.dawHintSeen", "Apps that Direct was offered for", ""),
-      structure("sonmere.hasCompletedFirstLaunch", "Whether there was a first start", ""),
-      structure("sonmere.cleanSlateMigration.v5", "Whether old rows were taken over", ""),
-      structure("sonmere.pending28Note", "A note that waits to be shown", ""),
-      structure("sonmere.welcome.*", "Notes that were shown", ""),
-      structure("didAutoRegisterLoginItem", "Whether the start at log-in was set up", ""),
+      fact("sonmere.hasCompletedFirstLaunch", "Whether there was a first start"),
+      fact("sonmere.cleanSlateMigration.v5", "Whether old rows were taken over"),
+      fact("sonmere.pending28Note", "A note that waits to be shown"),
+      fact("sonmere.welcome.*", "Notes that were shown"),
+      fact("didAutoRegisterLoginItem", "Whether the start at log-in was set up"),
   };
 }
 

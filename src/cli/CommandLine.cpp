@@ -23,6 +23,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/InputCommands.h"
 #include "cli/LoginItemCommand.h"
+#include "cli/MaintenanceCommands.h"
 #include "cli/MonitorCommands.h"
 #include "cli/PluginCommands.h"
 #include "cli/RecordCommands.h"
@@ -197,6 +198,7 @@ void addSettings(CLI::App& app, Arguments& arguments) {
       "list", "Print the settings with their values, what they take and what they mean");
   list->add_flag("--json", arguments.json, "Print one JSON object");
   list->callback([&arguments] { arguments.run = [&arguments] { return runSettingsList(arguments.json); }; });
+  addSettingsTransfer(*settings, arguments.run);
 }
 
 void addCompletion(CLI::App& app, Arguments& arguments) {
@@ -251,7 +253,8 @@ constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
      {"route", "output", "routing", "bus", "monitor", "record", "profile", "plugin"}},
     {"The whole system", {"system", "mix", "daw", "combine"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
-    {"Settings and help", {"settings", "driver", "doctor", "service", "login-item", "help", "completion"}},
+    {"Settings and help",
+     {"settings", "reset", "driver", "doctor", "service", "login-item", "uninstall", "help", "completion"}},
 };
 
 void groupCommands(CLI::App& app) {
@@ -328,6 +331,7 @@ int parseAndRun(int argc, const char* const* argv) {
   addRecordingsCommands(app, arguments.run);
   addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
+  addMaintenance(app, arguments.run);
   addLoginItem(app, arguments);
   addService(app, arguments);
   addDriverCommands(app, arguments.run);

@@ -4,7 +4,10 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <optional>
 
@@ -16,6 +19,7 @@
 #include "app/PlatformFolders.h"
 #include "app/PlatformLoginItem.h"
 #include "app/ServiceNotices.h"
+#include "app/SettingsReplacement.h"
 #include "base/LineWriter.h"
 #include "base/LiveRuntime.h"
 #include "base/LogLines.h"
@@ -39,7 +43,17 @@ namespace {
 constexpr Duration kLastTurns = fromMilliseconds(300);
 constexpr Duration kLastTurn = fromMilliseconds(5);
 
+constexpr const char* kOwnProgram = "/proc/self/exe";
+
 int tell(int status, const std::string& text) { return sonmere::tell("run", status, text); }
+
+// As this process was started.
+std::vector<std::string> ownArguments() {
+  std::ifstream file("/proc/self/cmdline", std::ios::binary);
+  std::vector<std::string> words;
+  for (std::string word; std::getline(file, word, '\0');) words.push_back(word);
+  return words;
+}
 
 // A writer without a reader, of standard output or of a socket, is told so by its write. Not ignored, which
 // programs that are started would inherit.
@@ -90,6 +104,7 @@ class RunSession {
     RealtimeTimeLimit::install();
     const int status = serve();
     lock_.reset();
+    if (isToStartAnew_ && ending_) return startAnew();
     return ending_ ? conclude() : status;
   }
 
@@ -108,6 +123,7 @@ class RunSession {
     lock_ = std::move(*lock);
     if (folder.note) say(*folder.note);
     const PlatformChoice platform(runtime_, log_, platformWish());
+    takeUpReplacement(log_, defaultSettingsPath(), runtime_.wallTime());
     FileSettingsStore stored(runtime_, log_, defaultSettingsPath());
     if (const auto& error = stored.loadError()) return tell(kExitFailure, error->description);
     // What is tried out on an invented machine says nothing about the real one.
@@ -139,7 +155,12 @@ class RunSession {
     signals_.emplace();
     if (const auto told = signals_->tell(*watcher_, [&](int) { run.quit(); }); !told)
       return tell(kExitFailure, told.error().description);
-    Control control(app, platform, [&] { run.quit(); });
+    const auto restart = [&] {
+      isToStartAnew_ = true;
+      run.quit();
+    };
+    Control control(
+        app, platform, [&] { run.quit(); }, restart);
     std::unique_ptr<ControlServer> server;
     if (request_.hasControl) {
       auto started = startServer(control);
@@ -152,7 +173,8 @@ class RunSession {
     app.appDelegate().applicationDidFinishLaunching(request_.isAtLogin, nullptr);
     notices.ready();
     RunReport report = play(run, platform);
-    notices.stopping();
+    // A service that says it ends may not go on.
+    if (!isToStartAnew_) notices.stopping();
     std::string text = request_.json ? runJSONText(platform, report) : runTableText(report);
     ending_ = {std::move(report), std::move(text)};
     letFilesEnd(app);
@@ -195,6 +217,22 @@ class RunSession {
     return ending_->report.errors.empty() ? kExitSuccess : kExitFailure;
   }
 
+  // The same process again, so that whoever started it has the one that it knows.
+  int startAnew() {
+    if (signals_->received() != 0) return conclude();
+    signals_.reset();
+    output_.flush(LineWriter::kLastWait);
+    errors_->flush(LineWriter::kLastWait);
+    const auto words = ownArguments();
+    std::vector<char*> pointers;
+    for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
+    pointers.push_back(nullptr);
+    std::error_code ignored;
+    execv(std::filesystem::read_symlink(kOwnProgram, ignored).c_str(), pointers.data());
+    execv(kOwnProgram, pointers.data());  // its file was replaced meanwhile
+    return tell(kExitFailure, posixError(errno, "start anew").description);
+  }
+
   // Tearing down would wait for a write that hangs for as long as the drive likes.
   void letFilesEnd(const ToneFerryApp& app) {
     const Duration limit = runtime_.uptime() + kLastTurns;
@@ -215,6 +253,7 @@ class RunSession {
   std::unique_ptr<FileDescriptorWatcher> watcher_;
   std::optional<StopSignals> signals_;
   std::optional<Ending> ending_;
+  bool isToStartAnew_ = false;
 };
 
 // What the run itself will find in the settings.

@@ -8,6 +8,7 @@
 #include "control/DriverControl.h"
 #include "control/InputControl.h"
 #include "control/LibraryControl.h"
+#include "control/MaintenanceControl.h"
 #include "control/MeterControl.h"
 #include "control/Meters.h"
 #include "control/MixControl.h"
@@ -30,8 +31,10 @@ namespace sonmere {
 // out, topic by topic. Main thread; the application outlives it.
 class Control {
  public:
-  // `quit` asks for the program's end.
-  Control(ToneFerryApp& app, const PlatformChoice& platform, std::function<void()> quit)
+  // `quit` asks for the program's end, `restart` for that and its next start.
+  Control(
+      ToneFerryApp& app, const PlatformChoice& platform, std::function<void()> quit,
+      std::function<void()> restart = [] {})
       : apps_(app),
         mixer_(app),
         routing_(app),
@@ -52,6 +55,7 @@ class Control {
         mix_(app),
         changes_(app),
         reports_(app, platform),
+        maintenance_(app, std::move(restart)),
         quit_(std::move(quit)) {}
 
   AppControl& apps() { return apps_; }
@@ -71,6 +75,7 @@ class Control {
   SystemAudioControl& system() { return system_; }
   MixControl& mix() { return mix_; }
   ReportControl& reports() { return reports_; }
+  MaintenanceControl& maintenance() { return maintenance_; }
   WindowControl& window() { return window_; }
   // Who looks at meters.
   MeterControl& looks() { return looks_; }
@@ -104,6 +109,7 @@ class Control {
   MixControl mix_;
   TopicWatch changes_;
   ReportControl reports_;
+  MaintenanceControl maintenance_;
   std::function<void()> quit_;
 };
 

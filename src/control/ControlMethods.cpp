@@ -174,6 +174,7 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addPlugins();
   addPluginActs();
   addSettings();
+  addMaintenance();
   addSubscriptions();
 }
 
@@ -565,6 +566,30 @@ void ControlMethods::addSettings() {
       });
   add("settings.reset", readKey,
       [this](const std::string& key) { return answer(control_.settings().reset(key)); });
+}
+
+void ControlMethods::addMaintenance() {
+  add("settings.export", [this]() -> Outcome<ControlJSON> {
+    return ControlJSON{{"text", control_.maintenance().exportSettings()}};
+  });
+  add(
+      "settings.import", [](ControlParams& p) { return p.text("text"); },
+      [this](const std::string& text) -> Outcome<ControlJSON> {
+        const auto notes = control_.maintenance().importSettings(text);
+        if (!notes) return std::unexpected(notes.error());
+        return ControlJSON{{"notes", *notes}};
+      });
+  add(
+      "reset", [](ControlParams& p) { return p.text("part"); },
+      [this](const std::string& name) -> Outcome<ControlJSON> {
+        const auto part = settingsPartNamed(name);
+        if (!part)
+          return std::unexpected(
+              controlError(ControlFault::badValue, "\"part\" must be routes, settings or all"));
+        const auto done = control_.maintenance().reset(*part);
+        if (!done) return std::unexpected(done.error());
+        return ControlJSON::object();
+      });
 }
 
 void ControlMethods::addSubscriptions() {

@@ -60,6 +60,7 @@ class ControlMethods {
   void addPlugins();
   void addPluginActs();
   void addSettings();
+  void addMaintenance();
   void addSubscriptions();
 
   Control& control_;

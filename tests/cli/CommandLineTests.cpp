@@ -164,7 +164,7 @@ TEST_F(CommandLineTest, BadInputIsOneLineAndStatus2AndLeavesNothing) {
       {{"mixer", "maybe"}, "maybe"},
       {{"completion", "tcsh"}, "tcsh"},
       {{"nonsense"}, "nonsense"},
-      {{"settings"}, "say what to do: get, set, reset, list"},
+      {{"settings"}, "say what to do: get, set, reset, list, export, import"},
   };
   for (const auto& [arguments, named] : cases) {
     const auto result = run(arguments);
@@ -200,6 +200,64 @@ TEST_F(CommandLineTest, SettingsAreReadChangedAndListed) {
   EXPECT_EQ(gone.status, 1);
   EXPECT_TRUE(isOneLine(gone.err));
   unsetenv("SONMERE_SETTINGS");
+}
+
+// All of a file or nothing; what was before can be had back; what is true of one machine alone stays there.
+TEST_F(CommandLineTest, SettingsGoToAnotherMachineAndAreTakenBack) {
+  const std::string settings = path("settings.json"), file = path("mine.json"), bad = path("bad.json");
+  setenv("SONMERE_SETTINGS", settings.c_str(), 1);
+  std::ofstream(settings) << R"({"sonmere.boostAllowed":false,"didAutoRegisterLoginItem":true,"odd":1,)"
+                          << R"("sonmere.pluginChainTrusted.mic":true,"sonmere.perapp.buses":{"a":2}})";
+  ASSERT_EQ(run({"settings", "export", file.c_str()}).status, 0);
+  const auto exported = nlohmann::json::parse(std::ifstream(file));
+  EXPECT_EQ(exported["settings"].dump(), R"({"sonmere.boostAllowed":false,"sonmere.perapp.buses":{"a":2}})");
+  for (
+      const char* text :
+      {"", "[]", R"({"format":"other"})", R"({"format":"sonmere-settings","version":9,"settings":{}})",
+       R"({"sonmere.boostAllowed":false,"sonmere.volumeMixer.masterVolume":99})",
+       R"({"sonmere.boostAllowed":true,"sonmere.pluginChain.mic":{"$data":"e30K"},"sonmere.outputEQ":{"$data":"e3s="}})"}) {
+    std::ofstream(bad) << text;
+    EXPECT_EQ(run({"settings", "import", bad.c_str()}).status, 2) << text;
+  }
+  EXPECT_EQ(run({"settings", "get", "sonmere.boostAllowed"}).out, "false\n") << "nothing of them was taken";
+  std::ofstream(bad) << R"({"format":"sonmere-settings","version":1,"settings":{"recording.format":"m4a",)"
+                     << R"("sonmere.pluginChainTrusted.app":true,"later":1,"launchAtLogin":true}})";
+  const auto imported = run({"settings", "import", bad.c_str()});
+  EXPECT_EQ(imported.status, 0) << imported.err;
+  EXPECT_NE(imported.err.find("does not know it: later\n"), std::string::npos);
+  const auto now = nlohmann::json::parse(std::ifstream(settings));
+  EXPECT_EQ(now.dump(), R"({"didAutoRegisterLoginItem":true,"odd":1,"recording.format":"m4a",)"
+                        R"("sonmere.pluginChainTrusted.mic":true})");
+  EXPECT_EQ(run({"reset", "--all"}).status, 0);
+  EXPECT_EQ(nlohmann::json::parse(std::ifstream(settings)).dump(), "{}");
+  std::vector<std::string> backups;
+  for (const auto& entry : std::filesystem::directory_iterator(path("")))
+    if (entry.path().string().contains(".backup-")) backups.push_back(entry.path());
+  std::ranges::sort(backups);
+  ASSERT_EQ(backups.size(), 2u);
+  EXPECT_EQ(run({"settings", "import", backups[0].c_str()}).status, 0);
+  EXPECT_EQ(run({"settings", "get", "sonmere.boostAllowed"}).out, "false\n");
+  unsetenv("SONMERE_SETTINGS");
+}
+
+TEST_F(CommandLineTest, WhatTheProgramHasLeftIsShownAndRemovedButForRecordings) {
+  const std::string takes = path("XDG_STATE_HOME/sonmere/takes"),
+                    service = path("XDG_CONFIG_HOME/systemd/user");
+  std::filesystem::create_directories(takes);
+  std::filesystem::create_directories(path("XDG_CONFIG_HOME/sonmere"));
+  std::ofstream(takes + "/a.wav") << "audio";
+  std::ofstream(path("XDG_CONFIG_HOME/sonmere/settings.json.backup-1")) << "{}";
+  ASSERT_EQ(run({"settings", "set", "sonmere.recordingsFolderPath", takes.c_str()}).status, 0);
+  ASSERT_EQ(run({"login-item", "on"}).status, 0);
+  EXPECT_EQ(run({"uninstall"}).status, 2) << "not without being meant";
+  const auto shown = run({"uninstall", "--dry-run"}).out;
+  for (const char* what : {"settings.json.backup-1", "autostart", "stays: recordings are in it"})
+    EXPECT_NE(shown.find(what), std::string::npos) << shown;
+  EXPECT_TRUE(std::filesystem::exists(path("XDG_CONFIG_HOME/sonmere/settings.json")));
+  EXPECT_EQ(run({"uninstall", "--yes"}).status, 0);
+  EXPECT_FALSE(std::filesystem::exists(path("XDG_CONFIG_HOME/sonmere")));
+  EXPECT_TRUE(std::filesystem::is_empty(path("XDG_CONFIG_HOME/autostart")));
+  EXPECT_TRUE(std::filesystem::exists(takes + "/a.wav"));
 }
 
 TEST_F(CommandLineTest, ADamagedSettingsFileIsSetAsideWithOneWarning) {

@@ -127,6 +127,8 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("paths", {"recordings", "restore", "20", "--folder", takes});
   expectForm("recordings-folder", {"recordings", "folder"});
   expectForm("settings", {"settings", "list"});
+  expectForm("reset", {"reset", "--routes"});
+  expectForm("uninstall", {"uninstall", "--dry-run"});
   expectForm("login-item", {"login-item", "status"});
   expectForm("service", {"service", "status"});
   expectForm("driver", {"driver", "status"}, {4});

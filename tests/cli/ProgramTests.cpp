@@ -107,6 +107,14 @@ struct ProgramTest : testing::Test {
     return status;
   }
 
+  // What it prints, on either output.
+  static std::string textOf(std::vector<std::string> arguments, int expected = 0) {
+    Program program(std::move(arguments));
+    const std::string text = Program::readAll(program.out) + Program::readAll(program.err);
+    EXPECT_EQ(program.wait(), W_EXITCODE(expected, 0)) << text;
+    return text;
+  }
+
   TemporaryFolder folder;
   const std::vector<std::string> run{"run", "--platform", "simulated", "--demo-apps"};
 };
@@ -196,6 +204,36 @@ TEST_F(ProgramTest, ARunOnTheInventedMachineLeavesTheSettingsAsTheyAre) {
   EXPECT_EQ(statusOf({"settings", "set", "sonmere.boostAllowed", "off"}), 0);
   EXPECT_EQ(statusOf({"quit"}), 0);
   EXPECT_TRUE(readWholeFile(path("settings.json"))->contains("boostAllowed")) << "what was asked for is kept";
+}
+
+// What the engines hold in memory comes from the file and goes back there, so they have to be made anew.
+TEST_F(ProgramTest, SettingsAreTakenAwayAndBackWhileItRunsAndRecordingsAreNot) {
+  Program program(run + std::vector<std::string>{"--out", path("out")});
+  ASSERT_TRUE(isReady(program));
+  for (const std::vector<std::string>& change :
+       {std::vector<std::string>{"route", "music", "2"}, {"boost", "off"}, {"pin", "music"}})
+    EXPECT_EQ(statusOf(change), 0) << change[0];
+  EXPECT_EQ(statusOf({"settings", "export", path("mine.json")}), 0);
+  EXPECT_EQ(textOf({"settings", "export", path("mine.json")}, 2).find("exists") == std::string::npos, false);
+  EXPECT_EQ(statusOf({"settings", "import", path("mine.json")}), 0);
+  EXPECT_EQ(textOf({"settings", "get", "sonmere.boostAllowed"}), "false\n")
+      << "it has started anew with them";
+  EXPECT_FALSE(program.hasEnded()) << "as the same process";
+  EXPECT_EQ(statusOf({"reset", "--routes"}), 0);
+  const std::string after = textOf({"settings", "export", "-"});
+  EXPECT_FALSE(after.contains("sonmere.perapp.buses")) << after;
+  EXPECT_TRUE(after.contains("pinnedApps")) << "only where sound goes";
+  EXPECT_EQ(statusOf({"route", "music", "2"}), 0);
+  EXPECT_EQ(statusOf({"record", "start", "2"}), 0);
+  EXPECT_TRUE(textOf({"reset", "--all"}, 1).contains("a recording runs"));
+  EXPECT_EQ(statusOf({"record", "stop", "2"}), 0);
+  EXPECT_EQ(statusOf({"reset", "--all"}), 0);
+  EXPECT_FALSE(readWholeFile(path("settings.json"))->contains("pinnedApps"));
+  EXPECT_EQ(statusOf({"uninstall", "--yes"}), 0);
+  EXPECT_TRUE(program.hasEnded());
+  EXPECT_FALSE(std::filesystem::is_empty(path("out")));
+  EXPECT_FALSE(std::filesystem::exists(path("settings.json")));
+  EXPECT_TRUE(textOf({"uninstall", "--dry-run"}).contains("nothing of Sonmere"));
 }
 
 // Nothing is set up in silence out of a build tree; what the user asks for holds.
