@@ -159,6 +159,11 @@ TEST(LiveRuntime, GlobalQueueRunsWhatIsBlockedSideBySide) {
       ++done;
     });
   EXPECT_TRUE(eventually(runtime, [&] { return done == kTasks; }));
+  // Threads that have become idle are woken.
+  for (int i = 1; i <= 200; ++i) {
+    runtime.globalQueue().post([&] { ++done; });
+    ASSERT_TRUE(runtime.waitUntil([&] { return done == kTasks + i; }, std::chrono::seconds(10))) << i;
+  }
 }
 
 TEST(LiveRuntime, TimersKeepTimeOrderAndCancel) {

@@ -30,6 +30,13 @@ TEST(Limiter, HoldsTheCeilingFromTheFirstSampleWhileTheGainFalls) {
   EXPECT_NEAR((after5ms - 0.594f) / (1 - 0.594f), std::exp(-1.0), 1e-3);
 }
 
+TEST(Limiter, ItsTimesAreTheSameAtAnyRate) {
+  EXPECT_EQ(limiterRates(48000).attack, kAttack);
+  EXPECT_EQ(limiterRates(48000).release, kRelease);
+  EXPECT_NEAR(std::pow(limiterRates(96000).attack, 2), kAttack, 1e-6);
+  EXPECT_NEAR(std::pow(limiterRates(96000).release, 2), kRelease, 1e-6);
+}
+
 TEST(Limiter, APeakAtTheCeilingIsLeftAlone) {
   std::vector<float> block = {0.5f, -0.5f, 0.25f, 0.5f};
   const auto before = block;

@@ -57,7 +57,7 @@ TEST(Spectrum, SilenceAndWhatTheRateDoesNotHaveAreAtTheFloor) {
     silence.fill(kSpectrumFloorDb);
     return silence;
   }());
-  const Spectrum low = ofSine(3000, 16000, 1);
+  const Spectrum low = ofSine(6000, 16000, 1);
   EXPECT_EQ(low[bandOf(10000)], kSpectrumFloorDb);
 }
 

@@ -100,6 +100,7 @@ TEST_F(VolumeMixerEngineTest, TheObjectsAreMadeAsNamed) {
       fmt::format("Volume Mixer output rate: {:f} Hz (device id={})", 48000.0, mixer().boundOutputDevice())));
   EXPECT_TRUE(
       world->logged("Rate OK for music: capture 48000.000000 Hz == output 48000.000000 Hz (no change)"));
+  EXPECT_FALSE(world->logged("Failed to build tap for music"));
 }
 
 // Each step of a creation fails: what was made before is destroyed in reverse, the app sounds on by itself,
@@ -149,6 +150,7 @@ TEST_F(VolumeMixerEngineTest, AServerWithoutTapsIsToldAndSilencesNobody) {
   begin({.supportsProcessTaps = false});
   EXPECT_EQ(world->mixerError(), "Volume Mixer requires macOS 14.2 or later.");
   EXPECT_TRUE(mixer().activeTaps().empty());
+  EXPECT_TRUE(world->logged("Failed to build tap for music"));
   EXPECT_NEAR(heard(), 0.25f, 0.001f);
 
   // Whoever observes the message may answer at once.
@@ -214,6 +216,9 @@ TEST_F(VolumeMixerEngineTest, TheMixerStepsAsideAndComesBack) {
   world->engine->setRouted("music", true);
   EXPECT_EQ(music.tapCount(), 1u);
   expectLeftAlone(Control::routed);
+  mixer().setEnabled(false);
+  EXPECT_EQ(mixer().controlOf("music"), Control::none);
+  mixer().setEnabled(true);
   world->engine->setRouted("music", false);
   expectBack();
   world->engine->hide("music");

@@ -28,6 +28,12 @@ class VolumeMixerRecoveryTest : public testing::Test {
   void expectMixedOn(DeviceRecorder& recorder) { EXPECT_NEAR(heard(recorder), 0.125f, 0.002f); }
   void expectDirectOn(DeviceRecorder& recorder) { EXPECT_NEAR(heard(recorder), 0.25f, 0.002f); }
 
+  std::ptrdiff_t restarts() const {
+    return std::ranges::count_if(world->lines, [](const std::string& line) {
+      return line.starts_with("Volume Mixer output has not rendered for ");
+    });
+  }
+
   std::unique_ptr<MixerWorld> world;
   SimulatedApp music;
   std::shared_ptr<DeviceRecorder> speakers, headset;
@@ -64,9 +70,10 @@ TEST_F(VolumeMixerRecoveryTest, AChangedRateReachesOutputAndTaps) {
   EXPECT_EQ(world->tap("music")->ring.writer.overflows, overflows);
   EXPECT_LT(world->tap("music")->ring.reader().lastBacklog, 9600);
 
-  // A tap made at a rate other than the output's.
+  // Another output's rate, and a tap made at a rate other than the output's.
   world->host().setDefault(DefaultDevice::output, SimulatedHost::kHeadsetUID);
   world->wait(1);
+  EXPECT_EQ(world->platform.hardware().nominalSampleRate(aggregate), 48000.0);
   auto game = world->launch("game");
   game.setDevice(SimulatedHost::kSpeakersUID);
   game.play(SampleSources::tone(440, 0.1f));
@@ -170,6 +177,7 @@ TEST_F(VolumeMixerRecoveryTest, SleepAndWakeWhilePlaying) {
   world->host().sleep();
   world->wait(30);
   EXPECT_EQ(world->host().counts().units, 1u) << "nothing is rebuilt in a sleeping machine";
+  EXPECT_EQ(restarts(), 0) << "nor missed";
   world->host().wake();
   world->wait(2);
   expectMixedOn(*speakers);
@@ -207,11 +215,6 @@ TEST_F(VolumeMixerRecoveryTest, ARestartOfTheServerGivesEveryAppItsTapAgain) {
 // A unit that stops rendering without any word is made anew, at growing distances while that does not help.
 TEST_F(VolumeMixerRecoveryTest, AnOutputThatStopsRenderingIsRestarted) {
   begin({.reportsPowerEvents = false});
-  const auto restarts = [&] {
-    return std::ranges::count_if(world->lines, [](const std::string& line) {
-      return line.starts_with("Volume Mixer output has not rendered for ");
-    });
-  };
   world->wait(30);
   EXPECT_EQ(restarts(), 0);
   world->host().sleep();  // told to nobody: the devices just stop

@@ -90,7 +90,8 @@ TEST_F(VolumeMixerRenderTest, TheWholeChainEqualsPlainLoopsBitForBit) {
   const AppEQSettings bright{.isEnabled = true, .highPassFreq = 90, .paraFreq = 3000, .paraGain = 7};
   const AppEQSettings dark{.isEnabled = true, .lowPassFreq = 5000, .paraFreq = 150, .paraGain = -5};
   std::vector<ReferenceTap> plain = {
-      {bright, {}, 3.0f}, {{}, {true, -6}, 0.4f}, {bright, {true, -3}, 1.5f}, {dark, {true, -2}, 0.0f}, {}};
+      {bright, {}, 3.0f}, {{}, {true, -6}, 0.4f}, {bright, {true, -3}, 1.5f}, {dark, {true, -2}, 0.0f}, {},
+      {bright, {}, 1.1f}};
   for (const ReferenceTap& app : plain) {
     const auto tap = addTap();
     tap->apply(app.equaliser);

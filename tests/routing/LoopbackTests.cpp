@@ -19,7 +19,7 @@ struct LoopbackTest : testing::Test {
     studio.play(SampleSources::tone(300, 0.5f));
     monitor.launch();
     pool.isBusBusyRenderingBySonmere = [this](int track) { return track == busyTrack; };
-    pool.wanted = [this](int track) { return track == 2 ? gain : std::nullopt; };
+    pool.wanted = [this](int track) { return track == wantedTrack ? gain : std::nullopt; };
   }
   float peak(double seconds = 0.5) {
     const auto ear = world.host().hear(SimulatedHost::kSpeakersUID);
@@ -33,7 +33,7 @@ struct LoopbackTest : testing::Test {
   RoutingWorld world;
   SimulatedApp studio;
   std::optional<float> gain;
-  int busyTrack = 0;
+  int busyTrack = 0, wantedTrack = 2;
   MonitorOutput monitor{world.context};
   BusLoopbackMonitorPool pool{world.context};
 };
@@ -52,8 +52,14 @@ TEST_F(LoopbackTest, ATrackThatOthersFeedIsHeardWhileItIsWantedAndNotRenderedHer
   busyTrack = 0;
   pool.update();
   EXPECT_NEAR(peak(), 0.25f, 0.001f);
+  for (const int each : {1, 8}) {
+    wantedTrack = each;
+    pool.update();
+    EXPECT_EQ(pool.health().verdict, RouteHealthVerdict::healthy) << each;
+  }
   gain.reset();
   pool.update();
+  EXPECT_EQ(pool.health().verdict, RouteHealthVerdict::inactive);
   world.wait(1);
   EXPECT_FALSE(*monitor.monitorRunning);
   EXPECT_EQ(units(), 0u);

@@ -79,8 +79,12 @@ TEST_F(MixModeTest, EachAppIsHeardOnceOnTheMonitorAtItsLevelAndAsBeforeWhenItIsO
 TEST_F(MixModeTest, WhatIsRoutedMeanwhileMovesFromTheCatchAllToItsOwnMonitorAndBack) {
   mix().apply({.isEnabled = true, .includesSystemAudio = true});
   const auto excluded = [this] {
-    for (const TapDescription& tap : world.host().tapDescriptions())
-      if (tap.exclusive) return tap.processes.size();
+    for (const TapDescription& tap : world.host().tapDescriptions()) {
+      if (!tap.exclusive) continue;
+      EXPECT_EQ(tap.name, "Sonmere Mix Mode System Catch-All");
+      EXPECT_TRUE(tap.isPrivate && tap.mute == TapMute::muted);
+      return tap.processes.size();
+    }
     return std::size_t(0);
   };
   EXPECT_EQ(excluded(), 2u) << "the routed app and this program";

@@ -158,6 +158,9 @@ TEST_F(TapLifecycleTest, ATapIsPrivateAndSaysWhoseItIs) {
   EXPECT_TRUE(aggregates[0].isPrivate);
   EXPECT_TRUE(aggregates[0].subDevices.empty());
   EXPECT_EQ(aggregates[0].tapUIDs.size(), 1u);
+  EXPECT_TRUE(std::ranges::none_of(world->host().ledger(), [](const CallRecord& call) {
+    return call.operation == Operation::setNominalSampleRate;
+  })) << "it has the rate of the bus already";
 }
 
 // Each reason alone silences the app's own output.
