@@ -49,6 +49,7 @@ struct ForegroundRunTest : testing::Test {
     ASSERT_TRUE(run->prepare());
     run->start({[this] { isWaiting = true; }, [this] { readyAt = world.runtime.uptime(); },
                 [this](const RunReport& itsReport) {
+                  EXPECT_FALSE(report) << "once";
                   report = itsReport;
                   doneAt = world.runtime.uptime();
                 }});

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "audio/device/ListenerTable.h"
 #include "base/VirtualRuntime.h"
 #include "platform/simulated/SimulatedPlatform.h"
 
@@ -105,6 +106,38 @@ TEST_F(DeviceTest, BuiltInDevicesAreKnownByUIDOrDataSource) {
   plug("Dock", kDataSourceHeadphones);
   EXPECT_TRUE(isBuiltInSpeaker(hardware, device("Laptop")));
   EXPECT_FALSE(isBuiltInSpeaker(hardware, device("Dock")));
+}
+
+TEST(ListenerTable, TellsThoseOfTheObjectThePropertyAndTheScope) {
+  VirtualRuntime runtime{1};
+  ListenerTable table;
+  std::string told;
+  const auto add = [&](const char* name, AudioObjectID object, AudioProperty property, AudioScope scope) {
+    return table.add(object, property, scope, runtime.mainQueue(), [&told, name] { told += name; });
+  };
+  using enum AudioProperty;
+  const ListenerID any = add("g", 7, dataSource, AudioScope::global);
+  add("i", 7, dataSource, AudioScope::input);
+  add("o", 7, dataSource, AudioScope::output);
+  add("r", 7, nominalSampleRate, AudioScope::global);
+  add("x", 8, dataSource, AudioScope::global);
+  const auto toldBy = [&](AudioObjectID object, AudioProperty property, AudioScope scope) {
+    told.clear();
+    table.notify(object, property, scope);
+    EXPECT_EQ(told, "") << "on its queue";
+    runtime.advance(Duration(1));
+    std::ranges::sort(told);
+    return told;
+  };
+  EXPECT_EQ(toldBy(7, dataSource, AudioScope::output), "go");
+  EXPECT_EQ(toldBy(7, dataSource, AudioScope::input), "gi");
+  EXPECT_EQ(toldBy(7, dataSource, AudioScope::global), "gio");
+  EXPECT_EQ(toldBy(7, nominalSampleRate, AudioScope::global), "r");
+  EXPECT_TRUE(table.remove(any));
+  EXPECT_FALSE(table.remove(any));
+  table.removeObject(8);
+  EXPECT_EQ(toldBy(7, dataSource, AudioScope::input), "i");
+  EXPECT_EQ(toldBy(8, dataSource, AudioScope::global), "");
 }
 
 TEST_F(DeviceTest, DefaultsAreSetTogetherAndFailuresAreTold) {

@@ -65,7 +65,7 @@ struct ControlMethodsTest : testing::Test {
 TEST_F(ControlMethodsTest, AVolumeIsThatOfTheRouteForARoutedAppElseThatOfTheMixer) {
   AppTapEngine& engine = *world.app->appTapEngine();
   VolumeMixerEngine& mixer = *world.app->volumeMixerEngine();
-  ASSERT_TRUE(call("route", R"({"app":"music","bus":2})"));
+  EXPECT_EQ((*call("route", R"({"app":"music","bus":2})"))["notes"].dump(), "[]") << "it plays";
   EXPECT_EQ((*call("volume", R"({"app":"music","volume":0.5})"))["app"]["volume"], 0.5);
   EXPECT_EQ(engine.tapOf("org.music")->volume.load(), 0.5f);
   EXPECT_EQ(mixer.appState("org.music").volume, 1.0f);
@@ -151,6 +151,11 @@ TEST_F(ControlMethodsTest, SystemAudioAndMixModeEndEachOtherAndSayWhatIsKeptForL
   EXPECT_EQ((*call("mix.hear", R"({"app":"music","volume":0.5})"))["mix"]["apps"][0]["hear"], 0.5);
   EXPECT_EQ((*call("mix.trackVolume", R"({"track":3,"volume":0.5})"))["notes"].dump(),
             R"(["kept for later: Mix Mode does not hear Tracks that other programs feed"])");
+  const auto tracks = (*call("mix.track", R"({"track":3,"muted":true})"))["mix"]["tracks"];
+  EXPECT_EQ(tracks[2].dump(), R"({"track":3,"volume":0.5,"muted":true})");
+  EXPECT_EQ(tracks[3].dump(), R"({"track":4,"volume":1.0,"muted":false})");
+  for (const char* refused : {R"({"track":0,"muted":true})", R"({"track":9,"muted":true})"})
+    EXPECT_EQ(code("mix.track", refused), kInvalidParams) << refused;
   EXPECT_EQ((*call("system.enable", R"({"enabled":true})"))["notes"].dump(),
             R"(["Mix Mode is off: both would capture everything that plays"])");
   EXPECT_EQ((*call("mix.catchAll", R"({"enabled":true})"))["notes"].dump(),
@@ -475,6 +480,9 @@ TEST_F(ControlMethodsTest, SubscriptionsAreTheCallersOwn) {
   EXPECT_EQ(peer.interval, fromMilliseconds(100));
   ASSERT_TRUE(call("watch", R"({"rate":2})"));
   EXPECT_EQ(peer.interval, fromMilliseconds(500));
+  EXPECT_EQ(code("watch", R"({"rate":60})") + code("watch", R"({"rate":0.1})"), 0);
+  EXPECT_EQ(code("watch", R"({"rate":60.1})"), kInvalidParams);
+  EXPECT_EQ(code("watch", R"({"rate":0.09})"), kInvalidParams);
   ASSERT_TRUE(call("watch", R"({"spectrum":"talk"})"));
   EXPECT_EQ(peer.spectrum, "org.talk");
   ASSERT_TRUE(call("watch", R"({"spectrum":"bus 3"})"));

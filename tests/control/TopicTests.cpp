@@ -177,6 +177,89 @@ TEST_F(TopicTest, TheRateOfADeviceAndTheNameOfATrackAreToldByThemselves) {
   EXPECT_EQ(client.values["routing"]["wishes"]["names"].dump(), R"({"3":"Drums"})");
 }
 
+// Where no client acted either: each value has somebody who tells of its change.
+TEST_F(TopicTest, WhateverChangesByItselfIsToldInItsTopic) {
+  ToneFerryApp& app = *world.app;
+  AppTapEngine& routing = *app.appTapEngine();
+  VolumeMixerEngine& mixer = *app.volumeMixerEngine();
+  MicPassthroughEngine& mic = *app.micEngine();
+  MonitorOutput& monitor = *app.monitorOutput();
+  MixModeEngine& mix = *app.mixModeEngine();
+  SystemAudioEngine& system = *app.systemAudioEngine();
+  BusRecordings& recordings = *app.recordings();
+  RecordingsLibrary& library = *app.recordingsLibrary();
+  const AppEQSettings bright{.isEnabled = true, .paraGain = 3};
+  const auto final = SettingForm::final;
+  const std::vector<std::pair<std::set<std::string>, std::function<void()>>> acts = {
+      {{"apps", "routing"}, [&] { routing.setRouted("org.talk", true); }},
+      {{"routing"}, [&] { routing.saveProfile("evening"); }},
+      {{"mixer", "settings"}, [&] { routing.setBoostAllowed(false); }},
+      {{"effects"}, [&] { routing.effects().setAppEqualiser("org.talk", bright, final); }},
+      {{"effects"},
+       [&] {
+         routing.effects().setAppLimiter("org.talk", {true, -6}, final);
+       }},
+      {{"effects"}, [&] { routing.effects().setMasterEqualiser(3, bright, final); }},
+      {{"effects"},
+       [&] {
+         routing.effects().setMasterLimiter(3, {true, -6}, final);
+       }},
+      {{"apps", "mixer", "settings", "routes"}, [&] { mixer.setEnabled(true); }},
+      {{"apps"}, [&] { mixer.setVolume("org.beat", 0.5f); }},
+      {{"apps"}, [&] { mixer.setDirect("org.music", true); }},
+      {{"mixer", "settings"}, [&] { mixer.setMasterVolume(0.5f); }},
+      {{"mixer"}, [&] { mixer.setOutputEqualiser(bright); }},
+      {{"mixer"}, [&] { mixer.errorMessage.set("lost"); }},
+      {{"input", "settings"}, [&] { mic.setEnabled(true); }},
+      {{"input"}, [&] { mic.setVolume(0.5f); }},
+      {{"input"}, [&] { mic.errorMessage.set("lost"); }},
+      {{"input"}, [&] { mic.newlyAvailableInput.set(mic.devices().availableMics->back()); }},
+      {{"monitor"}, [&] { mic.setHearMic(true); }},
+      {{"monitor"}, [&] { mic.setMonitorVolume(0.5f); }},
+      {{"monitor"}, [&] { routing.monitors().setMonitored("org.talk", true); }},
+      {{"monitor"}, [&] { routing.monitors().setMasterMonitored(3, true); }},
+      {{"monitor"}, [&] { routing.monitors().setMasterGain(3, 0.5f); }},
+      {{"monitor"}, [&] { monitor.select("USBHeadset"); }},
+      {{"monitor"}, [&] { monitor.errorMessage.set("lost"); }},
+      {{"monitor"}, [&] { app.context().monitors.isOn.set(false); }},
+      {{"routes"}, [&] { app.routeRecovery().isResetting.set(true); }},
+      {{"driver"}, [&] { app.driverManager().selectedSampleRate.set(96000); }},
+      {{"driver"}, [&] { app.driverManager().pathWarning.set("elsewhere"); }},
+      {{"driver"}, [&] { app.driverManager().isInstalled.set(false); }},
+      {{"daw"}, [&] { app.dawAggregateEngine()->setEnabled(true); }},
+      {{"daw"}, [&] { app.dawAggregateEngine()->errorMessage.set("lost"); }},
+      {{"mix"}, [&] { mix.setEnabled(true); }},
+      {{"mix"}, [&] { mix.setIncludeSystemAudio(true); }},
+      {{"mix"}, [&] { mix.setSystemAudioVolume(0.5f); }},
+      {{"mix"}, [&] { mix.setPreviewStreamMix(true); }},
+      {{"mix"}, [&] { mix.setHearDAWTracks(true); }},
+      {{"mix"}, [&] { mix.setDAWTrackVolume(2, 0.5f); }},
+      {{"mix"}, [&] { mix.setDAWTrackMuted(2, true); }},
+      {{"system"}, [&] { system.errorMessage.set("lost"); }},
+      {{"system"}, [&] { system.followSystemDefault.set(!*system.followSystemDefault); }},
+      {{"recording", "settings"}, [&] { app.dualMonoEngine()->setLayout(RecordingLayout::dualMono); }},
+      {{"recording"}, [&] { recordings.startRecording(3); }},
+      {{"recording"}, [&] { recordings.errorMessage.set("lost"); }},
+      {{"recording"}, [&] { recordings.fileNotice.set("it has moved"); }},
+      {{"recording"}, [&] { recordings.lossNotice.set("frames are missing"); }},
+      {{"settings"}, [&] { recordings.defaultRecordingFormat.set(RecordingFormat::m4a); }},
+      {{"library"}, [&] { library.folderUnavailable.set(true); }},
+      {{"library"}, [&] { library.isScanning.set(!*library.isScanning); }},
+      {{"plugins"}, [&] { app.pluginChains().errorMessage.set("lost"); }}};
+  for (std::size_t i = 0; i < acts.size(); ++i) {
+    wait(3);  // what the change before brought about is over
+    Follower& client = connect(allTopics());
+    acts[i].second();
+    wait(0.05);
+    std::set<std::string> told;
+    for (const ControlJSON& message : client.read())
+      if (message.value("method", "") == "changed") told.insert(message["params"]["topic"]);
+    for (const std::string& topic : acts[i].first)
+      EXPECT_TRUE(told.contains(topic)) << topic << ", change " << i;
+    clients.clear();
+  }
+}
+
 TEST_F(TopicTest, ASlowReaderIsToldTheNewestAndNoMoreThanThat) {
   Follower &slow = connect({"apps"}), &actor = connect();
   std::size_t most = 0;

@@ -225,6 +225,27 @@ TEST_F(EditorEdits, ASavedFileHasTheDepthOfItsSource) {
   EXPECT_EQ(savedAs(SF_FORMAT_PCM_16), SF_FORMAT_PCM_16);
 }
 
+TEST_F(EditorEdits, WhatWasChangedAndNotSavedIsKnown) {
+  const auto engine = openTone();
+  EXPECT_FALSE(engine->hasUnsavedEdits());
+  engine->setTrimStart(100);
+  EXPECT_TRUE(engine->hasUnsavedEdits());
+  EXPECT_TRUE(engine->saveTrimmed((folder / "out.wav").string(), {}));
+  EXPECT_TRUE(engine->hasUnsavedEdits()) << "until it is done";
+  wait(0.1);
+  EXPECT_FALSE(engine->hasUnsavedEdits());
+  engine->setFadeIn(50);
+  EXPECT_TRUE(engine->hasUnsavedEdits());
+  EXPECT_TRUE(engine->saveTrimmed((folder / "second.wav").string(), {}));
+  engine->cancelSave();
+  wait(0.1);
+  EXPECT_TRUE(engine->hasUnsavedEdits());
+  engine->setFadeIn(0);
+  EXPECT_FALSE(engine->hasUnsavedEdits()) << "as it was saved";
+  engine->setTrimStart(0);
+  EXPECT_FALSE(engine->hasUnsavedEdits()) << "as the file is";
+}
+
 TEST_F(EditorEdits, ASaveThatFailsOrIsCancelledLeavesWhatWasThere) {
   const auto engine = openTone();
   const std::string there = makeFile("there.wav", 10);

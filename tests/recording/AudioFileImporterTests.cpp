@@ -227,6 +227,7 @@ TEST(ImportFileName, IsOneThatTheLibraryFindsAndNeverAPath) {
   for (const std::string nothing : {"/a/..", "/a/...wav", "/a/ .mp3", "", "/a/"})
     EXPECT_EQ(importBaseName(nothing), "imported-audio") << nothing;
   EXPECT_EQ(importBaseName("/a/..\\..\\x.wav"), "\\..\\x");
+  EXPECT_EQ(importBaseName("/a/ x y  .wav"), "x y");
   EXPECT_EQ(importBaseName("/a/x\ny\x7f\xff\xc3.wav"), "x-y---");
   EXPECT_EQ(importBaseName("/a/Ärger \xed\xa0\x80 \U0001F600.wav"), "Ärger --- \U0001F600");
   std::string longName;

@@ -7,6 +7,7 @@
 
 #include "RecordingBench.h"
 #include "base/VirtualRuntime.h"
+#include "recording/RecordedSource.h"
 #include "recording/RecordingFileName.h"
 #include "recording/RecordingFileSettings.h"
 #include "recording/RecordingsFolder.h"
@@ -53,6 +54,14 @@ TEST(RecordingFileSettings, DepthComesFromTheSettingAndFallsBackTo16Bits) {
   const auto m4a = recordingFileSettings(RecordingFormat::m4a, 48000, 2, RecordingBitDepth::float32);
   EXPECT_EQ(m4a.encoding, AudioFileSettings::Encoding::aac);
   EXPECT_EQ(m4a.bitRate, 192000);
+}
+
+TEST(RecordedSource, TheirNamesReadBackAndNothingElseDoes) {
+  EXPECT_EQ(recordedSourceName(kFirstInputSource), "input 1");
+  for (const int source : {kMicSource, kAppsSource, kFirstInputSource, kFirstInputSource - 11})
+    EXPECT_EQ(recordedSourceNamed(recordedSourceName(source)), source);
+  for (const char* nothing : {"", "mics", "input", "input 0", "input -1", "input 1x", "input x", "Input 1"})
+    EXPECT_FALSE(recordedSourceNamed(nothing)) << nothing;
 }
 
 TEST(RecordingFileName, StampIsLocalTimeAndATakenNameGetsANumberBeforeIt) {

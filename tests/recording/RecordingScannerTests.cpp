@@ -74,16 +74,18 @@ TEST_F(RecordingScannerTest, GroupsByStampAndSortsSessionsByTimeAndFilesByName) 
        {"Sonmere Track 10 \u2014 2026-01-01 10-00-00.wav", "Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav",
         "Mic \u2014 Desk \u2014 2026-01-01 10-00-00.wav", "Sonmere Recording \u2014 2026-01-02 09-00-00.m4a",
         "Old \u2014 2025-12-31 23-59-59.wav", "Odd \u2014 2026-13-45 99-99-99.wav", "Sonmere Track 3.wav",
-        "Loud \u2014 2026-01-01 10-00-00.WAV", ".sonmere-edits.json"})
+        "Loud \u2014 2026-01-01 10-00-00.WAV", "Mic \u2014 2026-01-01 10-00-00.wav",
+        "MIC 02 \u2014 2026-01-01 10-00-00.wav", "mic 1 \u2014 2026-01-01 10-00-00.wav",
+        ".sonmere-edits.json"})
     put(name, second);
   const RecordingScan result = scan();
   ASSERT_EQ(result.sessions.size(), 4u);
   const auto stamps = {"2026-01-02 09-00-00", "2026-01-01 10-00-00", "2025-12-31 23-59-59",
                        "2026-13-45 99-99-99"};
   EXPECT_TRUE(std::ranges::equal(result.sessions, stamps, {}, &RecordingSession::timestampString));
-  const auto names = {"Mic \u2014 Desk", "Track 2", "Track 10"};
+  const auto names = {"Mic", "mic 1", "MIC 02", "Mic \u2014 Desk", "Track 2", "Track 10"};
   EXPECT_TRUE(std::ranges::equal(result.sessions[1].files, names, {}, &RecordingFile::displayName));
-  const RecordingFile& file = result.sessions[1].files[1];
+  const RecordingFile& file = result.sessions[1].files[4];
   EXPECT_EQ(file.url, path("Sonmere Track 2 \u2014 2026-01-01 10-00-00.wav"));
   EXPECT_EQ(file.fileSize, second.size());
   EXPECT_DOUBLE_EQ(file.durationSeconds, 1);
