@@ -1,9 +1,13 @@
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "audio/file/AudioFileWriter.h"
 #include "cli/CommandLine.h"
@@ -33,6 +37,11 @@ class JSONOutputTest : public testing::Test {
     setenv("SONMERE_SETTINGS", path("settings.json").c_str(), 1);
     setenv("LV2_PATH", path("plug-ins").c_str(), 1);
     setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1);
+    // No service manager of the user's is asked.
+    fs::create_directory(path("bin"));
+    std::ofstream(path("bin/systemctl")) << "#!/bin/sh\n";
+    fs::permissions(path("bin/systemctl"), fs::perms::owner_all);
+    setenv("PATH", (path("bin") + ":" + getenv("PATH")).c_str(), 1);
     fs::create_directory(path("takes"));
     makeFile("Sonmere Track 1 — 2026-01-31 20-15-00.wav");
   }
@@ -61,9 +70,38 @@ class JSONOutputTest : public testing::Test {
     if (value.is_discarded()) return "no JSON: " + text;
     return JSONSchema(SONMERE_SOURCE_DIR "/docs/json/" + schema + ".schema.json").check(value);
   }
+  // What the program offers where the last of these words is to be completed.
+  std::vector<std::string> candidates(std::vector<std::string> words) {
+    words.insert(words.begin(), "__complete");
+    std::istringstream lines(run(words).out);
+    std::vector<std::string> found;
+    std::string line;
+    for (std::getline(lines, line); std::getline(lines, line);)
+      found.push_back(line.substr(0, line.find('\t')));
+    return found;
+  }
+  // The commands below that take --json and were not run with it.
+  std::string unchecked(const std::vector<std::string>& path = {}) {
+    std::string missing;
+    std::vector<std::string> below{"help"};
+    below.insert(below.end(), path.begin(), path.end());
+    below.emplace_back();
+    for (const std::string& name : candidates(below)) {
+      std::vector<std::string> command = path, option = path;
+      command.push_back(name);
+      option.insert(option.end(), {name, "--json"});
+      const std::string words = fmt::format("{} ", fmt::join(command, " "));
+      const bool wasRun =
+          std::ranges::any_of(run_, [&](const std::string& each) { return each.starts_with(words); });
+      if (!wasRun && !candidates(option).empty()) missing += words + "\n";
+      missing += unchecked(command);
+    }
+    return missing;
+  }
   void expectForm(const std::string& schema, std::vector<std::string> words,
                   const std::set<int>& statuses = {0}) {
     words.push_back("--json");
+    run_.push_back(fmt::format("{}", fmt::join(words, " ")));
     const Run result = run(words);
     EXPECT_TRUE(statuses.contains(result.status)) << words[0] << ": " << result.status << result.err;
     EXPECT_EQ(mismatch(schema, result.out), "") << words[0] << "\n" << result.out;
@@ -71,6 +109,7 @@ class JSONOutputTest : public testing::Test {
   }
   void expectError(const std::string& code, int status, std::vector<std::string> words) {
     words.push_back("--json");
+    run_.push_back(fmt::format("{}", fmt::join(words, " ")));
     const Run result = run(words);
     EXPECT_EQ(result.status, status) << words[0];
     EXPECT_EQ(result.out, "");
@@ -105,6 +144,7 @@ class JSONOutputTest : public testing::Test {
 
   TemporaryFolder folder;
   std::set<std::string> checked_;
+  std::vector<std::string> run_;
   pid_t child_ = 0;
   int pipe_ = -1;
 };
@@ -120,9 +160,11 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("session-export",
              {"session", "export", "2026-01-31", "--folder", takes, "--out", path("c.wav")});
   expectForm("recordings-list", {"recordings", "--folder", takes});
+  expectForm("recordings-list", {"recordings", "list", "--folder", takes});
   expectForm("recordings-list", {"recordings", "scan", "--folder", takes});
   expectForm("recordings-repair", {"recordings", "repair", "--folder", takes});
   expectForm("path", {"recordings", "import", file, "--folder", takes});
+  expectForm("path", {"recordings", "rename", "latest", "Talk", "--folder", takes});
   expectForm("paths", {"recordings", "delete", file, "1", "--folder", takes});
   expectForm("paths", {"recordings", "restore", "20", "--folder", takes});
   expectForm("recordings-folder", {"recordings", "folder"});
@@ -130,7 +172,8 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("reset", {"reset", "--routes"});
   expectForm("uninstall", {"uninstall", "--dry-run"});
   expectForm("login-item", {"login-item", "status"});
-  expectForm("service", {"service", "status"});
+  for (const char* change : {"on", "off"}) expectForm("login-item", {"login-item", change});
+  for (const char* act : {"enable", "status", "disable"}) expectForm("service", {"service", act});
   expectForm("driver", {"driver", "status"}, {4});
   expectForm("driver-remove", {"driver", "remove"});
   expectForm("doctor", {"doctor"}, {3, 4});
@@ -154,8 +197,15 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
                                              {"limit", "music", "-3"},
                                              {"output", "music", "headset"},
                                              {"route", "music", "track1"},
-                                             {"pin", "music"}})
+                                             {"pin", "music"},
+                                             {"unpin", "music"},
+                                             {"direct", "speech", "on"},
+                                             {"hide", "speech"},
+                                             {"unhide", "speech"},
+                                             {"remove", "beat"},
+                                             {"unhide", "beat"}})
     expectForm("app", change);
+  expectError("badInput", 2, {"automatic", "music"});
   for (const char* command : {"mixer", "master", "output-eq", "boost"}) expectForm("mixer", {command});
   expectForm("routing", {"routing"});
   expectForm("routing", {"bus"});
@@ -165,9 +215,17 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   for (const std::vector<std::string>& command :
        std::vector<std::vector<std::string>>{{"mic", "on"},
                                              {"mic", "status"},
+                                             {"mic", "select", "headset"},
+                                             {"mic", "volume", "50%"},
+                                             {"mic", "channels", "1"},
+                                             {"mic", "eq", "hp:80"},
+                                             {"mic", "limit", "-3"},
                                              {"mic", "send", "track2", "50%"},
                                              {"input", "add", "1"},
                                              {"input", "list"},
+                                             {"input", "set", "1", "--volume", "50%"},
+                                             {"input", "remove", "1"},
+                                             {"mic", "off"},
                                              {"input-lock", "headset"},
                                              {"input-lock"}})
     expectForm("input", command);
@@ -181,20 +239,29 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
                                              {"monitor", "device", "headset"},
                                              {"monitor", "device", "default"},
                                              {"monitor", "off"},
+                                             {"monitor", "on"},
                                              {"monitor", "status"}})
     expectForm("monitor", command);
   expectForm("system", {"system", "on"});
   expectForm("system", {"system", "output", "headset"});
-  expectForm("system", {"system", "off"});
+  for (const char* act : {"status", "reset", "off"}) expectForm("system", {"system", act});
+  expectForm("system", {"system", "follow", "on"});
   expectForm("mix", {"mix", "on"});
   expectForm("mix", {"mix", "catch-all", "50%"});
   expectForm("mix", {"mix", "hear", "music", "-6dB"});
   expectForm("mix", {"daw", "track", "3", "mute"});
-  expectForm("mix", {"mix", "off"});
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"mix", "stream", "music", "50%"},
+                                             {"mix", "link", "music", "off"},
+                                             {"mix", "audition", "on"},
+                                             {"mix", "tracks", "on"},
+                                             {"mix", "status"},
+                                             {"mix", "off"}})
+    expectForm("mix", command);
   expectForm("daw", {"daw", "on"});
   expectForm("daw", {"combine", "headset", "built-in mic", "--name", "Both"});
   expectForm("daw", {"combine", "--off"});
-  expectForm("daw", {"daw", "off"});
+  for (const char* act : {"status", "reset", "off"}) expectForm("daw", {"daw", act});
   expectError("badInput", 2, {"combine", "headset"});
   expectError("badInput", 2, {"combine", "headset", "headset"});
   expectError("badInput", 2, {"combine", "headset", "built-in mic", "--name", "USB Headset"});
@@ -215,6 +282,7 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("levels", {"watch", "--count", "1"});
   expectForm("recordings", {"record", "stop", "drums"});
   expectForm("recording-health", {"record", "health"});
+  expectForm("plugins", {"plugin", "list"});
   expectForm("plugins", {"plugin", "search", "gain", "simulation"});
   expectForm("plugin", {"plugin", "info", "urn:sonmere:gain"});
   expectForm("plugin-chain", {"plugin", "add", "app:music", "urn:sonmere:gain"});
@@ -235,6 +303,8 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectError("failed", 1, {"plugin", "add", "app:music", "urn:nobody"});
   expectForm("profile", {"profile", "save", "A"});
   expectForm("profiles", {"profile", "list"});
+  expectForm("profile", {"profile", "apply", "A"});
+  expectForm("profile", {"profile", "delete", "A"});
   expectError("notFound", 2, {"volume", "nobody"});
   expectError("ambiguous", 2, {"volume", "e", "50%"});
   const Run held = run({"volume", "music", "900%", "--json"});
@@ -242,6 +312,8 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   checked_.insert("note");
   expectForm("quit", {"quit"});
   stop();
+  EXPECT_EQ(unchecked(), "recordings play \nsettings import \ndriver install \ndriver repair \n")
+      << "all but these, which play, start the program anew or ask for rights, have a case here";
   for (const auto& entry : fs::directory_iterator(SONMERE_SOURCE_DIR "/docs/json")) {
     const std::string name = entry.path().filename();
     const auto end = name.find(".schema.json");
