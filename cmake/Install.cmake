@@ -9,6 +9,17 @@ install(TARGETS sonmere-effects sonmere-tap-guard RUNTIME DESTINATION ${helpers}
 install(TARGETS sonmere_ffmpeg LIBRARY DESTINATION lib/sonmere/modules COMPONENT sonmere)
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/resources/demo ${CMAKE_SOURCE_DIR}/resources/driver DESTINATION ${shared}
         COMPONENT sonmere)
+# What only the packager knows: where newer versions are told (a full path or an https address of a small JSON file
+# with version, url and notes), and whom users write to. Without them there is neither.
+foreach(what update-feed feedback-address)
+  string(TOUPPER "SONMERE_${what}" variable)
+  string(REPLACE - _ variable ${variable})
+  set(${variable} "" CACHE STRING "What the package says as ${what}")
+  if(NOT "${${variable}}" STREQUAL "")
+    file(WRITE ${CMAKE_BINARY_DIR}/packager/${what} "${${variable}}\n")
+    install(FILES ${CMAKE_BINARY_DIR}/packager/${what} DESTINATION ${shared} COMPONENT sonmere)
+  endif()
+endforeach()
 install(FILES ${packaging}/sonmere.service DESTINATION lib/systemd/user COMPONENT sonmere)
 install(FILES ${packaging}/com.sonmere.Sonmere1.service DESTINATION share/dbus-1/services COMPONENT sonmere)
 install(FILES ${CMAKE_BINARY_DIR}/sonmere.bash DESTINATION share/bash-completion/completions RENAME sonmere
@@ -30,7 +41,16 @@ function(install_compressed file component destination)
     COMPONENT ${component})
   install(FILES ${result} DESTINATION ${destination} RENAME ${name}.gz COMPONENT ${component})
 endfunction()
-install_compressed(${CMAKE_BINARY_DIR}/sonmere.1 sonmere share/man/man1)
+# One page for the program and one for each command, as many as the build has written.
+install(CODE "file(GLOB pages ${CMAKE_BINARY_DIR}/man/*.1)
+  file(REMOVE_RECURSE ${CMAKE_BINARY_DIR}/compressed/man)
+  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/compressed/man)
+  foreach(page IN LISTS pages)
+    get_filename_component(name \${page} NAME)
+    execute_process(COMMAND ${GZIP} -9nc \${page} OUTPUT_FILE ${CMAKE_BINARY_DIR}/compressed/man/\${name}.gz
+                    COMMAND_ERROR_IS_FATAL ANY)
+  endforeach()" COMPONENT sonmere)
+install(DIRECTORY ${CMAKE_BINARY_DIR}/compressed/man/ DESTINATION share/man/man1 COMPONENT sonmere)
 # The system's own form has one entry a version; what changed stands in CHANGELOG.md.
 configure_file(${packaging}/changelog.in ${CMAKE_BINARY_DIR}/changelog @ONLY)
 install_compressed(${CMAKE_BINARY_DIR}/changelog sonmere share/doc/sonmere)

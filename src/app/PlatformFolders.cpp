@@ -30,6 +30,7 @@ const char* text(Owner owner) {
 Folders userFolders() { return DesktopFolders::ofUser().engineFolders(); }
 
 std::string userSettingsFile() { return DesktopFolders::ofUser().settingsFile; }
+std::string userPresetsFolder() { return DesktopFolders::ofUser().data + "/sonmere/presets"; }
 std::string userTrash() { return DesktopFolders::ofUser().data + "/Trash"; }
 
 ControlFolder chooseControlFolder() {

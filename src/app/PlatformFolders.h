@@ -10,6 +10,8 @@ namespace sonmere {
 // Where this user's files are. Threads: any.
 Folders userFolders();
 std::string userSettingsFile();
+// The user's presets.
+std::string userPresetsFolder();
 // The user's trash.
 std::string userTrash();
 

@@ -91,6 +91,8 @@ const char* name(Kind kind) {
       return "devices";
     case Kind::settings:
       return "settings";
+    case Kind::presets:
+      return "presets";
     case Kind::state:
       return "state";
     case Kind::cache:
@@ -111,6 +113,8 @@ const char* meaning(Kind kind) {
       return "the virtual devices";
     case Kind::settings:
       return "settings and their backups";
+    case Kind::presets:
+      return "presets of equalisers and routings";
     case Kind::state:
       return "histories, health records, states of plug-ins";
     case Kind::cache:
@@ -131,6 +135,7 @@ std::vector<Footprint> footprints(const std::vector<std::string>& recordings) {
   if (driver.state != DriverOnDisk::State::absent)
     all.push_back({Kind::devices, {driver.place}, driver.problem.value_or("")});
   addPaths(all, Kind::settings, settingsFiles(folders.settingsFile), recordings);
+  addPaths(all, Kind::presets, {folders.data + "/sonmere"}, recordings);
   addPaths(all, Kind::state, {folders.state + "/sonmere"}, recordings);
   addPaths(all, Kind::cache, {folders.cache + "/sonmere"}, recordings);
   addPaths(all, Kind::runtime, {userControlFolder()}, recordings);

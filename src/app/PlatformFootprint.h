@@ -9,7 +9,7 @@ namespace sonmere {
 
 // One thing that the program has left in the user's world.
 struct Footprint {
-  enum class Kind { service, loginItem, devices, settings, state, cache, runtime };
+  enum class Kind { service, loginItem, devices, settings, presets, state, cache, runtime };
   Kind kind = Kind::settings;
   std::vector<std::string> paths;
   std::string kept;  // why it is not removed; empty: it is

@@ -11,7 +11,9 @@
 #include <exception>
 #include <functional>
 
+#include "base/AtomicFile.h"
 #include "base/Error.h"
+#include "cli/CareCommands.h"
 #include "cli/CommandTree.h"
 #include "cli/Completion.h"
 #include "cli/CompletionScripts.h"
@@ -26,11 +28,13 @@
 #include "cli/MaintenanceCommands.h"
 #include "cli/MonitorCommands.h"
 #include "cli/PluginCommands.h"
+#include "cli/PresetCommands.h"
 #include "cli/RecordCommands.h"
 #include "cli/RecordingsCommands.h"
 #include "cli/RemoteCommands.h"
 #include "cli/RoutesCommands.h"
 #include "cli/RoutingCommands.h"
+#include "cli/RuleCommands.h"
 #include "cli/RunCommand.h"
 #include "cli/ServiceCommand.h"
 #include "cli/SettingsCommand.h"
@@ -50,7 +54,7 @@ struct Arguments {
   DemoArguments demo;
   RunArguments foreground;
   bool verbose = false;
-  std::string key, value, shell;
+  std::string key, value, shell, folder;
   std::vector<std::string> words;
   SettingsForm form;
   bool json = false;
@@ -201,6 +205,30 @@ void addSettings(CLI::App& app, Arguments& arguments) {
   addSettingsTransfer(*settings, arguments.run);
 }
 
+// Those of the parser, as the packages install them.
+int writeManuals(const CommandTree& tree, const std::string& folder) {
+  auto written = writeFileAtomically(folder + "/sonmere.1", manualPage(tree, kVersion), 0644);
+  for (const CommandTree& command : tree.commands)
+    if (written)
+      written = writeFileAtomically(fmt::format("{}/sonmere-{}.1", folder, command.name),
+                                    commandManualPage(tree, command, kVersion), 0644);
+  return written ? int(kExitSuccess) : tell("man", kExitFailure, written.error().description);
+}
+
+int printManual(const CLI::App& app, const Arguments& arguments) {
+  const CommandTree tree = commandTree(app);
+  if (!arguments.folder.empty()) return writeManuals(tree, arguments.folder);
+  if (arguments.words.empty()) {
+    fmt::print("{}", manualPage(tree, kVersion));
+    return kExitSuccess;
+  }
+  const auto named = std::ranges::find(tree.commands, arguments.words[0], &CommandTree::name);
+  if (named == tree.commands.end())
+    return tell("man", kExitBadInput, fmt::format("there is no command \"{}\"", arguments.words[0]));
+  fmt::print("{}", commandManualPage(tree, *named, kVersion));
+  return kExitSuccess;
+}
+
 void addCompletion(CLI::App& app, Arguments& arguments) {
   CLI::App* completion =
       app.add_subcommand("completion", "Print a script that completes commands in a shell");
@@ -213,13 +241,10 @@ void addCompletion(CLI::App& app, Arguments& arguments) {
       return int(kExitSuccess);
     };
   });
-  CLI::App* manual = app.add_subcommand("man", "Print the manual page")->group("");
-  manual->callback([&app, &arguments] {
-    arguments.run = [&app] {
-      fmt::print("{}", manualPage(commandTree(app), kVersion));
-      return int(kExitSuccess);
-    };
-  });
+  CLI::App* pages = app.add_subcommand("man", "Print a manual page")->group("");
+  pages->add_option("COMMAND", arguments.words, "That of a command");
+  pages->add_option("--all", arguments.folder, "Write all pages into a folder instead")->type_name("DIR");
+  pages->callback([&app, &arguments] { arguments.run = [&] { return printManual(app, arguments); }; });
 }
 
 int fail(const std::string& text) { return tell("", kExitFailure, text); }
@@ -250,11 +275,12 @@ constexpr std::pair<const char*, std::array<std::string_view, 13>> kGroups[] = {
     {"Per-app volume", {"mixer", "master", "output-eq", "boost"}},
     {"Microphone", {"mic", "input", "input-lock"}},
     {"Routing and recording",
-     {"route", "output", "routing", "bus", "monitor", "record", "profile", "plugin"}},
+     {"route", "output", "routing", "bus", "monitor", "record", "profile", "preset", "rule", "plugin"}},
     {"The whole system", {"system", "mix", "daw", "combine"}},
     {"Recordings and audio files", {"recordings", "session", "info", "waveform", "edit"}},
     {"Settings and help",
-     {"settings", "reset", "driver", "doctor", "service", "login-item", "uninstall", "help", "completion"}},
+     {"settings", "reset", "driver", "doctor", "service", "login-item", "uninstall", "update", "usage",
+      "feedback", "help", "completion"}},
 };
 
 void groupCommands(CLI::App& app) {
@@ -327,11 +353,14 @@ int parseAndRun(int argc, const char* const* argv) {
   addRecordCommands(app, arguments.run);
   addSystemCommands(app, arguments.run);
   addPluginCommands(app, arguments.run);
+  addPresetCommands(app, arguments.run);
+  addRuleCommands(app, arguments.run);
   addDemo(app, arguments);
   addRecordingsCommands(app, arguments.run);
   addEditorCommands(app, arguments.run);
   addSettings(app, arguments);
   addMaintenance(app, arguments.run);
+  addCareCommands(app, arguments.run);
   addLoginItem(app, arguments);
   addService(app, arguments);
   addDriverCommands(app, arguments.run);

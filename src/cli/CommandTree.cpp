@@ -24,7 +24,8 @@ CommandTree::Option describe(const CLI::Option& option) {
 }  // namespace
 
 CommandTree commandTree(const CLI::App& app) {
-  CommandTree tree{app.get_name(), app.get_description(), {}, {}, app.get_require_subcommand_min() > 0};
+  CommandTree tree{app.get_name(), app.get_description(), {}, {}, app.get_require_subcommand_min() > 0,
+                   app.get_group()};
   for (const CLI::Option* option : app.get_options()) tree.options.push_back(describe(*option));
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
     if (!command->get_group().empty()) tree.commands.push_back(commandTree(*command));

@@ -27,6 +27,7 @@ struct CommandTree {
   std::vector<Option> options;
   std::vector<CommandTree> commands;
   bool needsCommand = false;  // one of its commands has to be named
+  std::string group;          // where --help lists it
 };
 
 CommandTree commandTree(const CLI::App& app);
@@ -34,7 +35,9 @@ CommandTree commandTree(const CLI::App& app);
 // "sonmere record start BUS", where `path` is all but what the command takes.
 std::string usageText(const CommandTree& command, const std::string& path);
 
-// A page for man. Ends with a line end.
+// The page for man of the program, and of one of its commands ("sonmere-record"). Each ends with a line end.
 std::string manualPage(const CommandTree& tree, const std::string& version);
+std::string commandManualPage(const CommandTree& tree, const CommandTree& command,
+                              const std::string& version);
 
 }  // namespace sonmere

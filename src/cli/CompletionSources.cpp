@@ -11,6 +11,7 @@
 #include "audio/device/BusTable.h"
 #include "cli/GivenTrackNames.h"
 #include "cli/PluginPrinter.h"
+#include "cli/PresetFiles.h"
 #include "cli/ScopeText.h"
 #include "cli/UserLibrary.h"
 #include "control/ControlClient.h"
@@ -129,6 +130,32 @@ Candidates presetsOf(const CompletionGiven& words) {
   return all;
 }
 
+Candidates presets() {
+  Candidates all;
+  for (const std::string& name : presetNames()) all.push_back({name, ""});
+  return all;
+}
+
+Candidates rules() {
+  Candidates all;
+  for (const ControlJSON& each : listOf({{"all", answerTo("rules")}}, "all"))
+    all.push_back({std::to_string(each.value("rule", 0)), textOf(each, "does")});
+  return all;
+}
+
+Candidates reasons() {
+  Candidates all{{"mic=on", "the microphone is on"}};
+  for (auto& app : ask("apps", "id", "name")) all.push_back({"app=" + app.word, app.help});
+  for (auto& device : ask("devices", "name", "name")) all.push_back({"device=" + device.word, ""});
+  return all;
+}
+
+Candidates acts() {
+  Candidates all;
+  for (auto& profile : ask("profiles", "name", "name")) all.push_back({"profile apply " + profile.word, ""});
+  return all;
+}
+
 Candidates volumes() {
   return {{"0%", "silence"},      {"50%", ""},       {"100%", "as it is"},
           {"-6dB", "about half"}, {"+5%", "louder"}, {"-5%", "more quietly"}};
@@ -183,7 +210,10 @@ Candidates completionSource(const std::string& kind, const CompletionGiven& give
   if (kind == "PLUGIN") return pluginsOf(given);
   if (kind == "CONTROL") return controlsOf(given);
   if (kind == "SETTING") return settingsOf(given);
-  if (kind == "PRESET") return presetsOf(given);
+  if (kind == "PRESET") return given.contains("PLUGIN") ? presetsOf(given) : presets();
+  if (kind == "RULE") return rules();
+  if (kind == "REASON") return reasons();
+  if (kind == "ACT") return acts();
   if (kind == "VOLUME") return volumes();
   if (kind == "KEY") return settingsKeys();
   if (kind == "STAMP") return stamps();

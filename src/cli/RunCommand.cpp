@@ -20,6 +20,7 @@
 #include "app/PlatformLoginItem.h"
 #include "app/ServiceNotices.h"
 #include "app/SettingsReplacement.h"
+#include "app/UpdateWatch.h"
 #include "base/LineWriter.h"
 #include "base/LiveRuntime.h"
 #include "base/LogLines.h"
@@ -168,6 +169,11 @@ class RunSession {
       server = std::move(*started);
     }
     const DesktopPresence desktop(runtime_, log_, *watcher_, control, request_.hasControl);
+    UpdateWatch updates(runtime_, log_, app.context().settings,
+                        [feed = updateFeed()] { return fetchUpdate(feed); });
+    const Subscription news = updates.offer.observe([&desktop](const auto& offer) {
+      if (offer) desktop.tell("Sonmere " + offer->version + " is there", offer->notes + "\n" + offer->url);
+    });
     const LibraryUpkeep upkeep(*app.recordingsLibrary(), *watcher_, [this](const auto& text) { say(text); });
     ServiceNotices notices(runtime_);
     app.appDelegate().applicationDidFinishLaunching(request_.isAtLogin, nullptr);

@@ -20,9 +20,11 @@
 #include "control/ReportControl.h"
 #include "control/RoutesControl.h"
 #include "control/RoutingControl.h"
+#include "control/RuleKeeper.h"
 #include "control/SettingsControl.h"
 #include "control/SystemAudioControl.h"
 #include "control/TopicWatch.h"
+#include "control/UsageCounts.h"
 #include "control/WindowControl.h"
 
 namespace sonmere {
@@ -56,7 +58,9 @@ class Control {
         changes_(app),
         reports_(app, platform),
         maintenance_(app, std::move(restart)),
-        quit_(std::move(quit)) {}
+        usage_(app.context().runtime, app.context().settings, app.context().folders.applicationSupport),
+        quit_(std::move(quit)),
+        rules_(app, changes_) {}
 
   AppControl& apps() { return apps_; }
   MixerControl& mixer() { return mixer_; }
@@ -75,6 +79,8 @@ class Control {
   SystemAudioControl& system() { return system_; }
   MixControl& mix() { return mix_; }
   ReportControl& reports() { return reports_; }
+  UsageCounts& usage() { return usage_; }
+  RuleKeeper& rules() { return rules_; }
   MaintenanceControl& maintenance() { return maintenance_; }
   WindowControl& window() { return window_; }
   // Who looks at meters.
@@ -110,7 +116,9 @@ class Control {
   TopicWatch changes_;
   ReportControl reports_;
   MaintenanceControl maintenance_;
+  UsageCounts usage_;
   std::function<void()> quit_;
+  RuleKeeper rules_;
 };
 
 }  // namespace sonmere

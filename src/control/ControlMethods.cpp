@@ -4,6 +4,7 @@
 
 #include "control/ControlCodec.h"
 #include "control/PluginCodec.h"
+#include "control/RuleCodec.h"
 #include "control/SettingsCodec.h"
 #include "control/SystemCodec.h"
 #include "recording/RecordedSource.h"
@@ -175,6 +176,8 @@ ControlMethods::ControlMethods(Control& control) : control_(control) {
   addPluginActs();
   addSettings();
   addMaintenance();
+  addRules();
+  addUsage();
   addSubscriptions();
 }
 
@@ -491,6 +494,21 @@ void ControlMethods::addProfiles() {
       [this](const std::string& name) { return answer(control_.profiles().save(name)); });
   add("profile.apply", readName,
       [this](const std::string& name) { return answer(control_.profiles().apply(name)); });
+  add("routing.apps", [this]() -> Outcome<ControlJSON> {
+    return ControlJSON{{"apps", encodeRouting(control_.profiles().present())}};
+  });
+  add("profile.get", readName, [this](const std::string& name) -> Outcome<ControlJSON> {
+    const auto apps = control_.profiles().entries(name);
+    if (!apps) return std::unexpected(apps.error());
+    return ControlJSON{{"name", name}, {"apps", encodeRouting(*apps)}};
+  });
+  add(
+      "profile.put", [](ControlParams& p) { return std::pair(p.text("name"), p.any("apps")); },
+      [this](const auto& v) -> Outcome<ControlJSON> {
+        auto apps = decodeRouting(v.second);
+        if (!apps) return std::unexpected(apps.error());
+        return answer(control_.profiles().put(v.first, std::move(*apps)));
+      });
   add("profile.delete", readName,
       [this](const std::string& name) { return answer(control_.profiles().remove(name)); });
 }
@@ -592,6 +610,41 @@ void ControlMethods::addMaintenance() {
       });
 }
 
+void ControlMethods::addRules() {
+  add("rules", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.rules().list()); });
+  add(
+      "rule.add", [](ControlParams& p) { return std::pair(p.object("when"), p.object("act")); },
+      [this](const auto& v) -> Outcome<ControlJSON> {
+        const auto rule = decodeRule(v.first, v.second);
+        if (!rule) return std::unexpected(rule.error());
+        return answer(control_.rules().add(*rule));
+      });
+  const auto readRule = [](ControlParams& p) { return p.whole("rule"); };
+  add("rule.remove", readRule, [this](int rule) { return answer(control_.rules().remove(rule)); });
+  add(
+      "rule.enable", [](ControlParams& p) { return std::pair(p.whole("rule"), p.flag("enabled")); },
+      [this](const auto& v) { return answer(control_.rules().setEnabled(v.first, v.second)); });
+}
+
+ControlJSON ControlMethods::usage() const {
+  const UsageCounts& usage = control_.usage();
+  return {{"on", usage.isOn()}, {"since", usage.since()}, {"file", usage.file()}, {"counts", usage.counts()}};
+}
+
+void ControlMethods::addUsage() {
+  add("usage", [this]() -> Outcome<ControlJSON> { return usage(); });
+  add("usage.enable", readFlag("enabled"), [this](bool on) -> Outcome<ControlJSON> {
+    control_.usage().setOn(on);
+    if (on == control_.usage().isOn()) return usage();
+    return std::unexpected(controlError(ControlFault::badValue,
+                                        fmt::format("the setting {} forbids it", UsageCounts::kOptOutKey)));
+  });
+  add("usage.clear", [this]() -> Outcome<ControlJSON> {
+    control_.usage().clear();
+    return usage();
+  });
+}
+
 void ControlMethods::addSubscriptions() {
   const auto readTopics = [](ControlParams& p) { return p.texts("topics"); };
   addLater("subscribe", readTopics, [](const auto& names, ControlPeer& peer, const Reply& reply) {
@@ -638,6 +691,7 @@ bool ControlMethods::call(const std::string& name, const ControlJSON& params, Co
                           Reply reply) {
   const auto found = methods_.find(name);
   if (found == methods_.end()) return false;
+  control_.usage().count(name);
   found->second.run({params, peer, std::move(reply)});
   // Whoever asked for it, everyone hears what came of it.
   control_.changes().markAll();

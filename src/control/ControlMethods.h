@@ -61,6 +61,9 @@ class ControlMethods {
   void addPluginActs();
   void addSettings();
   void addMaintenance();
+  void addRules();
+  void addUsage();
+  ControlJSON usage() const;
   void addSubscriptions();
 
   Control& control_;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "audio/device/BusTable.h"
 #include "base/PrintableText.h"
 #include "control/ControlError.h"
 
@@ -55,6 +56,25 @@ Outcome<ProfileState> ProfileControl::save(const std::string& name) {
         controlError(ControlFault::badValue, fmt::format("there is a profile \"{}\" already", name)));
   if (const auto saved = app_.appTapEngine()->saveProfile(name)) return describe(*saved);
   return std::unexpected(controlError(ControlFault::badValue, "the profile's name is empty"));
+}
+
+Outcome<ProfileState> ProfileControl::put(const std::string& name, std::vector<AppProfileEntry> apps) {
+  if (const auto checked = checkName(name); !checked) return std::unexpected(checked.error());
+  for (const AppProfileEntry& each : apps)
+    if (each.bundleID.empty() || !isRoutableBus(each.busIndex) || !(each.volume >= 0 && each.volume <= 4))
+      return std::unexpected(controlError(ControlFault::badValue,
+                                          fmt::format("the route of \"{}\" can't be used", each.bundleID)));
+  if (const auto old = find(name)) app_.appTapEngine()->deleteProfile(old->id);
+  if (const auto saved = app_.appTapEngine()->addProfile(name, std::move(apps))) return describe(*saved);
+  return std::unexpected(controlError(ControlFault::badValue, "the profile's name is empty"));
+}
+
+Outcome<std::vector<AppProfileEntry>> ProfileControl::entries(const std::string& name) const {
+  const auto found = find(name);
+  if (!found) return std::unexpected(found.error());
+  for (const RoutingProfile& profile : *app_.appTapEngine()->profiles())
+    if (profile.id == found->id) return profile.apps;
+  return std::vector<AppProfileEntry>{};
 }
 
 Outcome<ProfileState> ProfileControl::apply(const std::string& name) {

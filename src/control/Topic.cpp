@@ -40,6 +40,8 @@ const char* name(Topic topic) {
       return "system";
     case Topic::mix:
       return "mix";
+    case Topic::rules:
+      return "rules";
   }
   return "";
 }

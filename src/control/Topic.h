@@ -26,13 +26,14 @@ enum class Topic {
   driver,
   daw,
   system,
-  mix
+  mix,
+  rules
 };
 
 inline constexpr std::array kTopics{
     Topic::apps,    Topic::mixer,    Topic::routing, Topic::effects, Topic::input,   Topic::recording,
     Topic::devices, Topic::settings, Topic::program, Topic::library, Topic::plugins, Topic::monitor,
-    Topic::routes,  Topic::driver,   Topic::daw,     Topic::system,  Topic::mix};
+    Topic::routes,  Topic::driver,   Topic::daw,     Topic::system,  Topic::mix,     Topic::rules};
 
 using TopicSet = std::set<Topic>;
 

@@ -2,6 +2,7 @@
 
 #include "control/ControlCodec.h"
 #include "control/PluginCodec.h"
+#include "control/RuleCodec.h"
 #include "control/SettingsCodec.h"
 #include "control/SystemCodec.h"
 #include "recording/RecordedSource.h"
@@ -217,6 +218,8 @@ TopicJSON valueOf(Topic topic, Control& control) {
       return systemValue(control.system());
     case Topic::mix:
       return mixValue(control.mix());
+    case Topic::rules:
+      return byMember(encodeControl(control.rules().list()), "rule", "rules");
   }
   return TopicJSON::object();
 }

@@ -338,20 +338,26 @@ void AppTapEngine::setGlobalEnabled(bool enabled) {
   publishRows();
 }
 
-std::optional<RoutingProfile> AppTapEngine::saveProfile(const std::string& name) {
+std::vector<AppProfileEntry> AppTapEngine::routedApps() {
   saveState();
   std::vector<AppProfileEntry> apps;
   for (const std::string& bundleID : state_.intended()) apps.push_back(state_.entry(bundleID));
-  return profiles_.save(name, std::move(apps));
+  return apps;
+}
+
+std::optional<RoutingProfile> AppTapEngine::saveProfile(const std::string& name) {
+  return profiles_.save(name, routedApps());
 }
 
 bool AppTapEngine::applyProfile(const std::string& id) {
   const RoutingProfile* found = profiles_.find(id);
-  if (!found) return false;
-  const RoutingProfile profile = *found;
+  return found && applyRouting(std::vector(found->apps));
+}
+
+bool AppTapEngine::applyRouting(const std::vector<AppProfileEntry>& apps) {
   saveState();
   for (const std::string& bundleID : std::set(state_.intended())) state_.setIntended(bundleID, false);
-  for (AppProfileEntry entry : profile.apps) {
+  for (AppProfileEntry entry : apps) {
     entry.volume = clampAppVolume(entry.volume, context_.flags.boostAllowed);
     state_.adopt(entry);
     if (TappedAppInfo* row = findRow(entry.bundleID)) state_.restore(*row);

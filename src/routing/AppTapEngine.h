@@ -85,8 +85,16 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   Observable<std::vector<RoutingProfile>>& profiles() { return profiles_.profiles; }
   // Nothing for an empty name.
   std::optional<RoutingProfile> saveProfile(const std::string& name);
+  // The same with a routing that comes from elsewhere.
+  std::optional<RoutingProfile> addProfile(const std::string& name, std::vector<AppProfileEntry> apps) {
+    return profiles_.save(name, std::move(apps));
+  }
   // False when there is no such profile, or an app that runs could not be routed.
   bool applyProfile(const std::string& id);
+  // What a profile would take now.
+  std::vector<AppProfileEntry> routedApps();
+  // As a profile of these apps. False when an app that runs could not be routed.
+  bool applyRouting(const std::vector<AppProfileEntry>& apps);
   bool deleteProfile(const std::string& id) { return profiles_.remove(id); }
 
   // Writes what a volume drag has changed and not yet saved.

@@ -9,9 +9,12 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <set>
+#include <sstream>
 
 #include "audio/file/AudioFileReader.h"
 #include "audio/file/AudioFileWriter.h"
@@ -25,7 +28,8 @@ namespace {
 class CommandLineTest : public testing::Test {
  protected:
   CommandLineTest() {
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"}) {
+    for (const char* name :
+         {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"}) {
       std::filesystem::create_directory(path(name));
       setenv(name, path(name).c_str(), 1);
     }
@@ -258,6 +262,32 @@ TEST_F(CommandLineTest, WhatTheProgramHasLeftIsShownAndRemovedButForRecordings) 
   EXPECT_FALSE(std::filesystem::exists(path("XDG_CONFIG_HOME/sonmere")));
   EXPECT_TRUE(std::filesystem::is_empty(path("XDG_CONFIG_HOME/autostart")));
   EXPECT_TRUE(std::filesystem::exists(takes + "/a.wav"));
+}
+
+TEST_F(CommandLineTest, PresetsOfOthersAreReadCheckedAndKept) {
+  const std::string text = path("room.txt"), bad = path("bad.json");
+  std::ofstream(text) << "Preamp: -3 dB\nFilter 1: ON PK Fc 100 Hz Gain -2 dB Q 1\n";
+  const auto imported = run({"preset", "import", text.c_str(), "Room"});
+  EXPECT_EQ(imported.status, 0) << imported.err;
+  EXPECT_TRUE(imported.out.starts_with("Room: bell:100:-2:1\n")) << imported.out;
+  EXPECT_EQ(imported.err, "sonmere preset import: the preamp of -3 dB is left out: the volume does that\n");
+  EXPECT_EQ(run({"preset", "import", text.c_str(), "Room"}).status, 2) << "it exists";
+  EXPECT_NE(run({"preset", "list"}).out.find("Room"), std::string::npos);
+  for (const char* damaged :
+       {"{}", "no filter", R"({"format":"sonmere-preset","version":2})",
+        R"({"format":"sonmere-preset","version":1,"kind":"equaliser","equaliser":{"bellDb":"loud"}})",
+        R"({"format":"sonmere-preset","version":1,"kind":"routing","apps":[{"app":"a","bus":99}]})"}) {
+    std::ofstream(bad) << damaged;
+    const auto shown = run({"preset", "show", bad.c_str()});
+    EXPECT_EQ(shown.status, 2) << damaged;
+    EXPECT_NE(shown.err.find("bad.json can't be used: "), std::string::npos) << shown.err;
+  }
+  EXPECT_EQ(run({"preset", "load", "Nowhere", "mic"}).err,
+            "sonmere preset load: there is no preset \"Nowhere\"\n");
+  EXPECT_NE(run({"rule", "add", "--when", "moon=full", "--do", "mute a on"}).err.find("use app=ID"),
+            std::string::npos);
+  EXPECT_NE(run({"rule", "add", "--when", "mic=on", "--do", "volume \"My App\" 30"}).err.find("30%"),
+            std::string::npos);
 }
 
 TEST_F(CommandLineTest, ADamagedSettingsFileIsSetAsideWithOneWarning) {
@@ -502,7 +532,45 @@ TEST_F(CommandLineTest, CompletionAndManualKnowEveryCommand) {
   EXPECT_NE(manual.find("recording.bitDepth"), std::string::npos) << "the table of settings";
   EXPECT_NE(manual.find("\n.B track1 to track8, \\(dqTrack 1\\(dq\n"), std::string::npos);
   EXPECT_TRUE(manual.starts_with(".TH SONMERE 1"));
-  EXPECT_NE(manual.find(".SS sonmere record start [BUS"), std::string::npos);
+  const std::string record = run({"man", "record"}).out;
+  EXPECT_NE(record.find(".SS sonmere record start [BUS"), std::string::npos);
+  EXPECT_NE(record.find(".B sonmere record mark Chorus\n"), std::string::npos);
+  EXPECT_NE(record.find(".BR sonmere\\-profile (1)"), std::string::npos) << "what it is listed with";
+}
+
+// What the manual shows is what the parser takes, and every command is shown.
+TEST_F(CommandLineTest, TheManualsExamplesCanBeTyped) {
+  ASSERT_EQ(run({"man", "--all", path("").c_str()}).status, 0);
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(path(""));
+  int pages = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(path(""))) {
+    if (entry.path().extension() != ".1") continue;
+    ++pages;
+    std::ifstream file(entry.path());
+    const std::string page(std::istreambuf_iterator<char>(file), {});
+    const auto examples = page.find(".SH EXAMPLES\n");
+    ASSERT_NE(examples, std::string::npos) << entry.path();
+    std::istringstream lines(page.substr(examples, page.find(".SH", examples + 4) - examples));
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.starts_with(".B sonmere ")) continue;
+      for (const auto& [from, to] : {std::pair{"\\-", "-"}, {"\\(dq", "\""}})
+        for (auto at = line.find(from); at != std::string::npos; at = line.find(from))
+          line.replace(at, std::string_view(from).size(), to);
+      std::vector<std::string> words;
+      std::istringstream text(line.substr(11));
+      for (std::string each; text >> std::quoted(each);) words.push_back(each);
+      // These would do it.
+      if (words.empty() ||
+          std::set<std::string>{"run", "demo", "service", "driver", "feedback"}.contains(words[0]))
+        continue;
+      std::vector<const char*> arguments;
+      for (const std::string& each : words) arguments.push_back(each.c_str());
+      EXPECT_EQ(run(arguments).err.find("see sonmere help"), std::string::npos) << line;
+    }
+  }
+  std::filesystem::current_path(before);
+  EXPECT_GT(pages, 45);
 }
 
 TEST_F(CommandLineTest, HelpAndVersionGoToStandardOutput) {

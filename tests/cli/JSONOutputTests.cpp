@@ -7,6 +7,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 #include "audio/file/AudioFileWriter.h"
@@ -117,6 +118,16 @@ class JSONOutputTest : public testing::Test {
     EXPECT_EQ(nlohmann::json::parse(result.err, nullptr, false)["error"]["code"], code) << result.err;
     checked_.insert("error");
   }
+  // As a packager would add it.
+  void withResource(const std::string& name, const std::string& text, const std::function<void()>& work) {
+    fs::create_directory(path("resources"));
+    std::ofstream(path("resources/" + name)) << text;
+    std::ofstream(path("feed.json"))
+        << R"({"version":"99.1","url":"https://example.invalid","notes":"More"})";
+    setenv("SONMERE_RESOURCES", path("resources").c_str(), 1);
+    work();
+    setenv("SONMERE_RESOURCES", SONMERE_SOURCE_DIR "/resources", 1);
+  }
   // The program in a process of its own, until `stop`.
   void start() {
     int output[2];
@@ -171,6 +182,7 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("settings", {"settings", "list"});
   expectForm("reset", {"reset", "--routes"});
   expectForm("uninstall", {"uninstall", "--dry-run"});
+  withResource("update-feed", path("feed.json") + "\n", [&] { expectForm("update", {"update", "check"}); });
   expectForm("login-item", {"login-item", "status"});
   for (const char* change : {"on", "off"}) expectForm("login-item", {"login-item", change});
   for (const char* act : {"enable", "status", "disable"}) expectForm("service", {"service", act});
@@ -207,6 +219,19 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
     expectForm("app", change);
   expectError("badInput", 2, {"automatic", "music"});
   for (const char* command : {"mixer", "master", "output-eq", "boost"}) expectForm("mixer", {command});
+  expectForm("preset", {"preset", "save", "app:music", "Voice"});
+  expectForm("preset", {"preset", "save", "routing", "Here"});
+  expectForm("preset", {"preset", "load", "Here"});
+  expectForm("presets", {"preset", "list"});
+  expectForm("preset", {"preset", "show", "Voice"});
+  expectForm("preset", {"preset", "import", path("XDG_DATA_HOME/sonmere/presets/Voice.json"), "Other"});
+  expectForm("rule", {"rule", "add", "--when", "mic=on", "--do", "profile apply Here"});
+  expectForm("rules", {"rule", "list"});
+  expectForm("rule", {"rule", "enable", "1", "off"});
+  expectForm("rule", {"rule", "remove", "1"});
+  expectError("notFound", 2, {"rule", "remove", "1"});
+  expectForm("usage", {"usage", "on"});
+  expectForm("usage", {"usage"});
   expectForm("routing", {"routing"});
   expectForm("routing", {"bus"});
   expectForm("bus", {"bus", "track1", "name", "Drums"});

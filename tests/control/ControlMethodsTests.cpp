@@ -345,6 +345,28 @@ TEST_F(ControlMethodsTest, ASettingThatCantBeIsRefusedWithWhatCanAndStoredWhenTh
   EXPECT_FALSE(world.settings.object("foo"));
 }
 
+// Off until it is wanted, on this machine, and nothing of what was asked.
+TEST_F(ControlMethodsTest, UsageIsCountedForItsUserAloneAndNeverAgainstAnOptOut) {
+  ASSERT_TRUE(call("mute", R"({"app":"music","muted":true})"));
+  EXPECT_TRUE((*call("usage"))["counts"].empty());
+  ASSERT_TRUE(call("usage.enable", R"({"enabled":true})"));
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(call("mute", R"({"app":"music","muted":true})"));
+  wait(11);
+  const auto usage = *call("usage");
+  EXPECT_EQ(usage["counts"]["mute"], 3);
+  std::ifstream file{std::string(usage["file"])};
+  const std::string kept(std::istreambuf_iterator<char>(file), {});
+  EXPECT_NE(kept.find("\"mute\": 3"), std::string::npos) << kept;
+  EXPECT_EQ(kept.find("music"), std::string::npos);
+  world.settings.set("sonmere.analyticsOptOut", true);
+  ASSERT_TRUE(call("mute", R"({"app":"music","muted":true})"));
+  EXPECT_EQ((*call("usage"))["counts"]["mute"], 3);
+  EXPECT_EQ(code("usage.enable", R"({"enabled":true})"), kInvalidParams);
+  ASSERT_TRUE(call("usage.clear"));
+  wait(1);
+  EXPECT_FALSE(std::filesystem::exists(std::string(usage["file"])));
+}
+
 // What an engine holds in memory it would store again.
 TEST_F(ControlMethodsTest, AStructureIsNotResetUnderItsOwner) {
   ASSERT_TRUE(call("pin", R"({"app":"music"})"));

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -44,14 +46,18 @@ class Beside {
 
 struct DesktopBusTest : testing::Test {
   void SetUp() override {
-    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
+    for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"})
+      setenv(name, ("unix:path=" + socket).c_str(), 1);
     ASSERT_TRUE(until([&] { return access(socket.c_str(), F_OK) == 0; }));
     world.launch("org.music");
     world.app->startUp();
     world.platform.embedded()->playAll();
     presence.emplace(world.runtime, world.log, *watcher, control, true);
   }
-  ~DesktopBusTest() override { unsetenv("DBUS_SESSION_BUS_ADDRESS"); }
+  ~DesktopBusTest() override {
+    unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+  }
   // Another program asks, while this one goes on; what it printed.
   std::string run(const std::string& command) {
     std::string printed;
@@ -137,8 +143,8 @@ TEST_F(DesktopBusTest, OtherProgramsReadChangeAndFollowIt) {
   EXPECT_TRUE(property("/apps/org_2emusic", ".App", "Nonsense").contains("nknown"));
 }
 
-// What a desktop offers to programs: notifications, of which somebody presses every button, and a file
-// manager.
+// What a desktop offers to programs: notifications, of which somebody presses every button, a file manager,
+// and who decides on sleep.
 class FakeDesktop {
  public:
   FakeDesktop() {
@@ -149,12 +155,18 @@ class FakeDesktop {
     static const sd_bus_vtable kFiles[] = {
         SD_BUS_VTABLE_START(0), SD_BUS_METHOD("ShowItems", "ass", "", show, SD_BUS_VTABLE_UNPRIVILEGED),
         SD_BUS_VTABLE_END};
+    static const sd_bus_vtable kLogin[] = {
+        SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Inhibit", "ssss", "h", inhibit, SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_VTABLE_END};
     sd_bus_open_user(&bus_);
+    sd_bus_add_object_vtable(bus_, nullptr, "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+                             kLogin, this);
     sd_bus_add_object_vtable(bus_, nullptr, "/org/freedesktop/Notifications", "org.freedesktop.Notifications",
                              kNotifications, this);
     sd_bus_add_object_vtable(bus_, nullptr, "/org/freedesktop/FileManager1", "org.freedesktop.FileManager1",
                              kFiles, this);
-    for (const char* name : {"org.freedesktop.Notifications", "org.freedesktop.FileManager1"})
+    for (const char* name :
+         {"org.freedesktop.Notifications", "org.freedesktop.FileManager1", "org.freedesktop.login1"})
       sd_bus_request_name(bus_, name, 0);
     thread_ = std::thread([this] {
       while (!hasEnded_) {
@@ -170,6 +182,11 @@ class FakeDesktop {
     sd_bus_flush_close_unref(bus_);
   }
   std::vector<std::string> told() const { return (std::lock_guard(mutex_), told_); }
+  // Somebody has asked for it, and has the other end open.
+  bool mayNotSleep() const {
+    pollfd end{awake_, 0, 0};
+    return awake_ >= 0 && poll(&end, 1, 0) >= 0 && (end.revents & POLLHUP) == 0;
+  }
 
  private:
   void note(std::string text) {
@@ -189,6 +206,16 @@ class FakeDesktop {
                          "org.freedesktop.Notifications", "ActionInvoked", "us", 7, button);
     return 1;
   }
+  static int inhibit(sd_bus_message* message, void* data, sd_bus_error*) {
+    const char *what = nullptr, *who = nullptr, *why = nullptr, *mode = nullptr;
+    sd_bus_message_read(message, "ssss", &what, &who, &why, &mode);
+    int ends[2];
+    if (std::string_view(mode) != "block" || pipe2(ends, O_CLOEXEC) != 0) return -EINVAL;
+    static_cast<FakeDesktop*>(data)->awake_ = ends[0];
+    const int status = sd_bus_reply_method_return(message, "h", ends[1]);
+    close(ends[1]);
+    return status;
+  }
   static int show(sd_bus_message* message, void* data, sd_bus_error*) {
     const char* uri = nullptr;
     sd_bus_message_enter_container(message, 'a', "s");
@@ -199,12 +226,13 @@ class FakeDesktop {
 
   sd_bus* bus_ = nullptr;
   std::atomic<bool> hasEnded_{false};
+  std::atomic<int> awake_{-1};
   mutable std::mutex mutex_;
   std::vector<std::string> told_;
   std::thread thread_;
 };
 
-TEST_F(DesktopBusTest, AFinishedRecordingIsToldWithAButtonThatShowsItUnlessTheUserWantsNone) {
+TEST_F(DesktopBusTest, ARecordingHoldsOffSleepAndItsEndIsToldWithAButtonUnlessTheUserWantsNone) {
   const FakeDesktop desktop;
   const auto record = [&] {
     std::string path;
@@ -214,8 +242,10 @@ TEST_F(DesktopBusTest, AFinishedRecordingIsToldWithAButtonThatShowsItUnlessTheUs
     });
     EXPECT_TRUE(until([&] { return !path.empty(); }));
     EXPECT_EQ(property("", "", "Recording"), "b true\n");
+    EXPECT_TRUE(until([&] { return desktop.mayNotSleep(); }));
     control.recordings().stop(2, [&](const auto&) { isDone = true; });
     EXPECT_TRUE(until([&] { return isDone; }));
+    EXPECT_TRUE(until([&] { return !desktop.mayNotSleep(); }));
     return path;
   };
   ASSERT_TRUE(control.apps().route("org.music", 2));

@@ -109,6 +109,10 @@ void DesktopNotifier::look() {
   if (error.is_string() && error != old.value("error", TopicJSON())) send({"Recording", error, true, ""});
 }
 
+void DesktopNotifier::tell(const std::string& title, const std::string& text) {
+  if (bus_.get() && isWanted()) send({title, text, false, ""});
+}
+
 void DesktopNotifier::send(const Notice& notice) {
   sent_.push_back({*this, notice.file});
   const std::string text = withoutMarkup(notice.text);

@@ -20,6 +20,9 @@ class DesktopNotifier {
 
   DesktopNotifier(SessionBus& bus, Log& log, Control& control);
 
+  // A notice of something else, where the user wants notices.
+  void tell(const std::string& title, const std::string& text);
+
  private:
   struct Notice {
     std::string title, text;

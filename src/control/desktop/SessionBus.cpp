@@ -22,10 +22,13 @@ Error failure(const char* what, int status) {
 void SessionBus::Close::operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
 
 Outcome<std::unique_ptr<SessionBus>> SessionBus::open(Runtime& runtime, Log& log,
-                                                      FileDescriptorWatcher& watcher) {
+                                                      FileDescriptorWatcher& watcher, Which which) {
   sd_bus* bus = nullptr;
-  if (const int status = sd_bus_open_user_with_description(&bus, "sonmere"); status < 0)
-    return std::unexpected(failure("there is no session bus", status));
+  const bool isSystem = which == Which::system;
+  const int status = isSystem ? sd_bus_open_system_with_description(&bus, "sonmere")
+                              : sd_bus_open_user_with_description(&bus, "sonmere");
+  if (status < 0)
+    return std::unexpected(failure(isSystem ? "there is no system bus" : "there is no session bus", status));
   std::unique_ptr<SessionBus> opened(new SessionBus(runtime, log, watcher, bus));
   const auto added =
       watcher.add(opened->descriptor_, {.read = true}, [self = opened.get()] { self->pump(); });
@@ -62,7 +65,7 @@ void SessionBus::arm() {
 }
 
 void SessionBus::lose(int status) {
-  log_.warning(fmt::format("Sonmere: the session bus has gone ({}); the desktop can't reach the program",
+  log_.warning(fmt::format("Sonmere: a message bus has gone ({}); the desktop can't reach the program by it",
                            std::strerror(-status)));
   watcher_.remove(descriptor_);
   late_.cancel();

@@ -10,13 +10,14 @@ struct sd_bus;
 
 namespace sonmere {
 
-// A connection to the message bus of the user's session, driven by the main queue. It sleeps while nothing
-// comes. Main thread; all that it is given outlives it.
+// A connection to the message bus of the user's session, or of the system, driven by the main queue. It
+// sleeps while nothing comes. Main thread; all that it is given outlives it.
 class SessionBus {
  public:
   // The error says that there is no bus here, which is no fault: a machine without a desktop has none.
-  static Outcome<std::unique_ptr<SessionBus>> open(Runtime& runtime, Log& log,
-                                                   FileDescriptorWatcher& watcher);
+  enum class Which { session, system };
+  static Outcome<std::unique_ptr<SessionBus>> open(Runtime& runtime, Log& log, FileDescriptorWatcher& watcher,
+                                                   Which which = Which::session);
   ~SessionBus();
 
   // Null once the bus has gone, for good.
