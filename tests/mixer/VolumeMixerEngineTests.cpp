@@ -86,6 +86,9 @@ TEST_F(VolumeMixerEngineTest, EveryAppIsHeardOnceThroughItsTapAtItsVolume) {
   EXPECT_FALSE(music.isSilenced());
   EXPECT_NEAR(heard(), 0.25f, 0.001f);
   EXPECT_EQ(counts().taps + counts().aggregates + counts().ioProcs + counts().units, 0u);
+  world->launch("late").play(SampleSources::samples({0.5f, 0.5f}, true));
+  world->wait(0.05);
+  EXPECT_GT(speakers->takePeak(), 0.6f) << "nobody holds back an app that comes now";
 }
 
 TEST_F(VolumeMixerEngineTest, TheObjectsAreMadeAsNamed) {

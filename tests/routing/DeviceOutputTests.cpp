@@ -75,6 +75,8 @@ TEST_F(AppOutputRenderTest, TooLittleIsSilenceAMutedAppIsEmptiedAndTheVolumeIsPl
   write(28);
   tap->volume = 3.0f;
   EXPECT_EQ(render(64).back(), 127 * 3.0f) << "nothing limits it";
+  write(100);
+  EXPECT_EQ(render(64), std::vector<float>(128, 0.0f)) << "and not the block before";
   write(128);
   EXPECT_EQ(render(5000), std::vector<float>(10000, 0.0f)) << "longer than what it works on";
   tap->isMuted = true;
