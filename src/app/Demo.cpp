@@ -285,7 +285,7 @@ DemoReport::App Demo::describe(const DemoOptions::App& app) const {
   const auto tap = engine().tapOf(app.id);
   if (!tap) return row;
   row.bus = tap->busIndex;
-  if (const auto* renderer = engine().deviceOutputs().rendererOf(app.id)) row.output = renderer->deviceName();
+  row.output = engine().outputDeviceName(app.id).value_or(row.output);
   const RingReport ring = ringReport(app.id, tap->ring, engine().sampleRateOf(*tap));
   row.addedDelayMs = ring.backlogMs;
   row.underruns = ring.underruns;

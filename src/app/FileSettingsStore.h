@@ -20,7 +20,7 @@ std::filesystem::path defaultSettingsPath();
 
 // Settings in one JSON file. It is read once, here; later writes of other processes are kept in the file but
 // not seen. Writes reach the file soon after, on a queue of their own, together with what came shortly after
-// them; a write that fails is told once in the log and tried again. Threads: main, but `object` and `keys`
+// them; a write that fails is told once in the log and tried again. Main thread, but `object` and `keys`
 // may be called from any.
 class FileSettingsStore final : public SettingsStore {
  public:

@@ -178,7 +178,7 @@ void ForegroundRun::applyRoute(const std::string& id, const RunOptions::Route& r
 void ForegroundRun::startRecordings() {
   std::vector<int> ready;
   std::erase_if(pendingRecordings_, [&](int bus) {
-    if (!app_.appTapEngine()->outputs().isRunning(bus)) return false;
+    if (!app_.appTapEngine()->isBusRunning(bus)) return false;
     ready.push_back(bus);
     return true;
   });

@@ -8,6 +8,6 @@ namespace sonmere {
 
 // Notes whether the program starts with the session, and registers it once in the life of the settings,
 // whether that works or not. Main thread.
-void applyLoginItemRule(LoginItem& loginItem, SettingsStore& settings, Log& log);
+void applyLoginItemRule(LoginItem& loginItem, std::string_view why, SettingsStore& settings, Log& log);
 
 }  // namespace sonmere

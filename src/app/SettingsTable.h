@@ -9,7 +9,7 @@
 
 namespace sonmere {
 
-// Every key that the program reads, those for users first. Any thread.
+// Every key that the program reads, those for users first. Threads: any.
 const std::vector<SettingDescription>& settingsTable();
 // Nothing for a key that the program does not know.
 const SettingDescription* describeSetting(std::string_view key);

@@ -112,9 +112,7 @@ std::shared_ptr<BusLoopbackMonitorPool> ToneFerryApp::makeLoopbacks() {
   auto pool = std::make_shared<BusLoopbackMonitorPool>(context_);
   AppTapEngine& engine = *appTapEngine();
   RoutingMonitors& monitors = engine.monitors();
-  pool->isBusBusyRenderingBySonmere = [&engine](int track) {
-    return engine.outputs().isRunning(busOfTrack(track));
-  };
+  pool->isBusBusyRenderingBySonmere = [&engine](int track) { return engine.isBusRunning(busOfTrack(track)); };
   pool->wanted = [this, &monitors](int track) -> std::optional<float> {
     const int bus = busOfTrack(track);
     if (monitors.isMasterMonitored(bus)) return monitors.masterGains.get()[std::size_t(bus)];
@@ -124,7 +122,7 @@ std::shared_ptr<BusLoopbackMonitorPool> ToneFerryApp::makeLoopbacks() {
   loopbackReasons_.push_back(monitors.masterMonitorEnabledForBus.observe(look));
   loopbackReasons_.push_back(monitors.masterGains.observe(look));
   loopbackReasons_.push_back(context_.monitors.isOn.observe(look));
-  loopbackReasons_.push_back(engine.outputs().changes.observe(look));
+  loopbackReasons_.push_back(engine.busChanges().observe(look));
   return pool;
 }
 
@@ -171,7 +169,7 @@ std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
 
 std::shared_ptr<RecordingSources> ToneFerryApp::makeRecordingSources() {
   auto sources = std::make_shared<RecordingSources>(
-      recordingContext_, *recordings(), [this] { return appTapEngine()->outputs().isRunning(kBridgeBus); });
+      recordingContext_, *recordings(), [this] { return appTapEngine()->isBusRunning(kBridgeBus); });
   sources->add({"the microphone", [this] { return micEngine()->isRunning(); },
                 [this](bool on) { micEngine()->setEnabled(on); }});
   // Mix Mode leads the programs there itself, and would end.
@@ -192,7 +190,8 @@ void ToneFerryApp::applyDualMono() {
 void ToneFerryApp::startUp() {
   appDelegate_.wire(appTapEngine(), recordings(), flushDeadline());
   if (environment_.registersLoginItem)
-    applyLoginItemRule(environment_.platform.loginItem(), environment_.settings, environment_.log);
+    applyLoginItemRule(environment_.platform.loginItem(), environment_.platform.words().whyLoginItem,
+                       environment_.settings, environment_.log);
   driverManager_.launch();
   // The routed apps first: the mixer steps aside for them.
   appTapEngine()->start();

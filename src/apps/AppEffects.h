@@ -29,10 +29,10 @@ class AppEffects {
   virtual ~AppEffects() = default;
 
   // By bundle identifier.
-  Observable<std::map<std::string, AppEQSettings>> eqSettings;
-  Observable<std::map<std::string, AppLimiterSettings>> appLimiterSettings;
+  OwnedObservable<std::map<std::string, AppEQSettings>, AppEffects> eqSettings;
+  OwnedObservable<std::map<std::string, AppLimiterSettings>, AppEffects> appLimiterSettings;
   // The latest live change, for whoever else renders the app.
-  Observable<AppEffectPreview> preview;
+  OwnedObservable<AppEffectPreview, AppEffects> preview;
 
   AppEQSettings equaliserOf(const std::string& bundleID) const;
   AppLimiterSettings limiterOf(const std::string& bundleID) const;

@@ -17,12 +17,12 @@ class AppSource {
  public:
   virtual ~AppSource() = default;
 
-  virtual Observable<std::vector<TappedAppInfo>>& rows() = 0;
+  virtual const Observable<std::vector<TappedAppInfo>>& rows() = 0;
   virtual const RowSets& rowSets() const = 0;
-  virtual Observable<std::set<std::string>>& hiddenBundleIDs() = 0;
+  virtual const Observable<std::set<std::string>>& hiddenBundleIDs() = 0;
   virtual AppEffects& effects() = 0;
   // Volumes above 100 %.
-  virtual Observable<bool>& boostPermission() = 0;
+  virtual const Observable<bool>& boostPermission() = 0;
   // Whether the app plays by a route of its own now.
   virtual bool isRouted(const std::string& bundleID) const = 0;
 };

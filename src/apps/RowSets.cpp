@@ -1,6 +1,7 @@
 #include "apps/RowSets.h"
 
 #include "apps/FamilyRules.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -57,51 +58,70 @@ void RowSets::publishHidden() {
     hidden.insert(call);
   else
     hidden.erase(call);
-  if (hidden != hidden_.get()) hidden_.set(std::move(hidden));
+  hidden_.setIfChanged(std::move(hidden));
+}
+
+void RowSets::tellChange() {
+  if (didChange) didChange();
 }
 
 void RowSets::hide(const std::string& bundleID) {
+  assertMain();
   if (bundleID == FamilyRules::kCallAudioKey)
     settings_.set(kCallOverrideKey, "hidden");
   else if (userHidden_.insert(bundleID).second)
     saveHidden();
   publishHidden();
+  tellChange();
 }
 
 void RowSets::unhide(const std::string& bundleID) {
+  assertMain();
   if (bundleID == FamilyRules::kCallAudioKey)
     settings_.set(kCallOverrideKey, "visible");
   else if (userHidden_.erase(bundleID) > 0)
     saveHidden();
   publishHidden();
+  tellChange();
 }
 
 void RowSets::removeCallAudioOverride() {
+  assertMain();
   settings_.remove(kCallOverrideKey);
   publishHidden();
+  tellChange();
 }
 
 void RowSets::applyCallState(bool isCallActive) {
+  assertMain();
   isCallActive_ = isCallActive;
   publishHidden();
 }
 
 void RowSets::remove(const std::string& bundleID) {
+  assertMain();
   if (removed_.insert(bundleID).second) settings_.setStringSet(kRemovedKey, removed_);
+  tellChange();
 }
 
 void RowSets::restore(const std::string& bundleID) {
+  assertMain();
   if (removed_.erase(bundleID) > 0) settings_.setStringSet(kRemovedKey, removed_);
+  tellChange();
 }
 
 void RowSets::pin(const std::string& bundleID) {
+  assertMain();
   // The call audio row manages itself.
   if (bundleID == FamilyRules::kCallAudioKey) return;
   if (pinned_.insert(bundleID).second) settings_.setStringSet(kPinnedKey, pinned_);
+  tellChange();
 }
 
 void RowSets::unpin(const std::string& bundleID) {
+  assertMain();
   if (pinned_.erase(bundleID) > 0) settings_.setStringSet(kPinnedKey, pinned_);
+  tellChange();
 }
 
 }  // namespace sonmere

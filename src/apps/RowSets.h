@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <set>
 #include <string>
 
@@ -18,7 +19,10 @@ class RowSets {
   const std::set<std::string>& hiddenBundleIDs() const { return hidden_.get(); }
   const std::set<std::string>& removedBundleIDs() const { return removed_; }
   const std::set<std::string>& pinnedBundleIDs() const { return pinned_; }
-  Observable<std::set<std::string>>& hidden() { return hidden_; }
+  const Observable<std::set<std::string>>& hidden() { return hidden_; }
+
+  // Told after each of the edits below.
+  std::function<void()> didChange;
 
   // Each edits its set and saves it. Hiding or showing the call audio row sets the user's override instead.
   void hide(const std::string& bundleID);
@@ -37,10 +41,11 @@ class RowSets {
   void migrate();
   void saveHidden();
   void publishHidden();
+  void tellChange();
 
   SettingsStore& settings_;
   std::set<std::string> userHidden_;  // what the user chose, as stored
-  Observable<std::set<std::string>> hidden_;
+  OwnedObservable<std::set<std::string>, RowSets> hidden_;
   std::set<std::string> removed_;
   std::set<std::string> pinned_;
   bool isCallActive_ = false;

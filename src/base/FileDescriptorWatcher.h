@@ -14,8 +14,8 @@ namespace sonmere {
 
 // Waits for file descriptors on one thread that sleeps until something happens, and tells it on a serial
 // queue: a handler runs while its descriptor can be read or written, one call at a time, and the thread does
-// not look at that descriptor again before the handler has returned. Threads: the queue's, and the creator
-// before the queue runs. The queue outlives the watcher.
+// not look at that descriptor again before the handler has returned. Threads: one at a time, that of
+// the queue once it runs. The queue outlives the watcher.
 class FileDescriptorWatcher {
  public:
   // What to wait for. An end or error of the other side is always told.

@@ -33,13 +33,11 @@ class Subscription {
   std::shared_ptr<std::atomic<bool>> active_;
 };
 
-// A published value. Observers run synchronously after each store, in the order of subscription.
-// Main thread only.
+// A published value, as everybody sees it. Observers run synchronously after each store, in the order of
+// subscription. Main thread only.
 template <class T>
 class Observable {
  public:
-  Observable() = default;
-  explicit Observable(T value) : value_(std::move(value)) {}
   Observable(const Observable&) = delete;
   Observable& operator=(const Observable&) = delete;
 
@@ -47,36 +45,18 @@ class Observable {
   const T& operator*() const { return value_; }
   const T* operator->() const { return &value_; }
 
-  void set(T value) {
-    assertMain();
-    value_ = std::move(value);
-    notify();
-  }
-  // Changes the value in place and publishes it once.
-  template <class Change>
-  void update(Change&& change) {
-    assertMain();
-    change(value_);
-    notify();
-  }
-  // Changes the value without telling the observers; for values that change many times a second.
-  T& silently() {
-    assertMain();
-    return value_;
-  }
-
-  [[nodiscard]] Subscription observe(std::function<void(const T&)> observer) {
+  [[nodiscard]] Subscription observe(std::function<void(const T&)> observer) const {
     assertMain();
     auto active = std::make_shared<std::atomic<bool>>(true);
     observers_.push_back({active, std::make_shared<std::function<void(const T&)>>(std::move(observer))});
     return Subscription(active);
   }
 
- private:
-  struct Entry {
-    std::shared_ptr<std::atomic<bool>> active;
-    std::shared_ptr<std::function<void(const T&)>> call;
-  };
+ protected:
+  Observable() = default;
+  explicit Observable(T value) : value_(std::move(value)) {}
+  ~Observable() = default;
+
   void notify() {
     std::erase_if(observers_, [](const Entry& e) { return !*e.active; });
     const auto copy = observers_;
@@ -85,7 +65,47 @@ class Observable {
   }
 
   T value_{};
-  std::vector<Entry> observers_;
+
+ private:
+  struct Entry {
+    std::shared_ptr<std::atomic<bool>> active;
+    std::shared_ptr<std::function<void(const T&)>> call;
+  };
+
+  mutable std::vector<Entry> observers_;
+};
+
+// What its owner alone can set.
+template <class T, class Owner>
+class OwnedObservable final : public Observable<T> {
+ public:
+  OwnedObservable() = default;
+  explicit OwnedObservable(T value) : Observable<T>(std::move(value)) {}
+
+ private:
+  friend Owner;
+
+  void set(T value) {
+    assertMain();
+    this->value_ = std::move(value);
+    this->notify();
+  }
+  // Publishes only what is new.
+  void setIfChanged(T value) {
+    if (value != this->value_) set(std::move(value));
+  }
+  // Changes the value in place and publishes it once.
+  template <class Change>
+  void update(Change&& change) {
+    assertMain();
+    change(this->value_);
+    this->notify();
+  }
+  // Changes the value without telling the observers; for values that change many times a second.
+  T& silently() {
+    assertMain();
+    return this->value_;
+  }
 };
 
 }  // namespace sonmere

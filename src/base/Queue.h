@@ -11,8 +11,7 @@ namespace sonmere {
 using Task = std::function<void()>;
 
 // Runs tasks. A serial queue (the main queue is one) runs them one at a time, in the order they were posted;
-// the global queue may run several at once. Threads: every operation may be called from any thread but a
-// render thread.
+// the global queue may run several at once. Threads: any but a render thread.
 class Queue {
  public:
   virtual ~Queue() = default;

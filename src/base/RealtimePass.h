@@ -7,7 +7,7 @@
 namespace sonmere {
 
 // Stands around the one thing that a render callback may do although a RealtimeScope forbids it. Whoever
-// watches the scopes knows each by its kind, and lets pass that and nothing else. Render threads.
+// watches the scopes knows each by its kind, and lets pass that and nothing else. Render thread.
 class RealtimePass {
  public:
   enum class Kind {

@@ -6,7 +6,7 @@ namespace sonmere {
 
 // Keeps two render threads off the same state while it passes from one to the other (a tap that moves to
 // another bus, a unit replaced by its successor). Whoever finds it taken leaves the state alone for this
-// block: nobody ever waits. Render threads.
+// block: nobody ever waits. Render thread.
 class RenderClaim {
  public:
   class Hold {

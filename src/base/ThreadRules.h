@@ -33,7 +33,7 @@ class ThreadRules {
  public:
   using Handler = void (*)(const char* rule, const std::source_location& where) noexcept;
 
-  // Any thread; nullptr for none. Returns the handler before.
+  // Threads: any; nullptr for none. Returns the handler before.
   static Handler install(Handler handler) noexcept;
   static void broken(const char* rule, const std::source_location& where) noexcept;
 };

@@ -9,11 +9,12 @@
 #include <filesystem>
 
 #include "cli/Text.h"
+#include "control/VolumeText.h"
 
 namespace sonmere {
 
 std::unexpected<Error> badArgument(std::string text) {
-  return std::unexpected(Error{"Arguments", 2, std::move(text)});
+  return std::unexpected(Error{kArgumentErrorDomain, 2, std::move(text)});
 }
 
 std::vector<std::string> splitText(const std::string& text, char separator) {

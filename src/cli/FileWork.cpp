@@ -10,6 +10,7 @@
 #include "cli/ArgumentText.h"
 #include "cli/ExitStatus.h"
 #include "cli/Tell.h"
+#include "control/VolumeText.h"
 #include "editor/export/ExportDestination.h"
 #include "editor/export/MP3EncoderError.h"
 #include "jobs/JobError.h"
@@ -24,7 +25,7 @@ constexpr std::array kOtherExtensions = {".aif", ".aiff", ".aifc", ".caf",  ".og
 
 // Nothing was done then.
 bool isBadInput(const Error& error) {
-  return error.domain == "Arguments" || error.domain == kJobRequestDomain ||
+  return error.domain == kArgumentErrorDomain || error.domain == kJobRequestDomain ||
          (error.domain == kExportDestinationDomain && error.code != kExportOvertaken) ||
          (error.domain == kMP3EncoderErrorDomain &&
           error.code == std::int64_t(MP3EncoderError::unsupportedFormat));

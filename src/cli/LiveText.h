@@ -5,7 +5,8 @@
 
 namespace sonmere {
 
-// Text that is drawn again and again in its place on a terminal, whose size may change meanwhile. One thread.
+// Text that is drawn again and again in its place on a terminal, whose size may change meanwhile. Threads:
+// one at a time.
 class LiveText {
  public:
   // What takes the cursor back to where the last text began, takes that off the screen and draws this one:

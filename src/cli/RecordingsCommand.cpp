@@ -16,6 +16,7 @@
 #include "cli/RunningProgram.h"
 #include "cli/Text.h"
 #include "cli/UserLibrary.h"
+#include "control/VolumeText.h"
 #include "jobs/ImportJob.h"
 #include "jobs/RecordingJobs.h"
 #include "recording/import/ImportFileName.h"
@@ -232,7 +233,8 @@ int runRecordingsRestore(const RecordingsArguments& arguments) {
   if (!place) return work.fail(place.error());
   const RecordingTrash trash(userTrash());
   const auto found = trashedRecordings(place->folder, arguments.file, trash);
-  if (found.empty()) return work.fail({"Arguments", 1, "no such recording of this folder is in the trash"});
+  if (found.empty())
+    return work.fail({kArgumentErrorDomain, 1, "no such recording of this folder is in the trash"});
   std::vector<std::string> restored;
   int status = kExitSuccess;
   for (const RecordingTrash::Entry& entry : found) {

@@ -4,13 +4,14 @@
 #include "cli/CommandHints.h"
 #include "cli/ExitStatus.h"
 #include "cli/Tell.h"
+#include "control/VolumeText.h"
 
 namespace sonmere {
 
 namespace {
 
 bool isBadInput(const Error& error) {
-  if (error.domain == "Arguments") return true;
+  if (error.domain == kArgumentErrorDomain) return true;
   if (error.domain != ControlClient::kAnswerDomain) return false;
   return error.code == kInvalidParams || error.code == kAppNotFound || error.code == kAppAmbiguous ||
          error.code == kMethodNotFound;

@@ -74,7 +74,7 @@ std::optional<AppOutputState> AppControl::outputOf(const TappedAppInfo& row) con
   const DeviceFacts* device = app_.context().devices.withUID(*row.outputDeviceUID);
   return AppOutputState{*row.outputDeviceUID, device ? device->name : *row.outputDeviceUID,
                         row.outputLeftChannel + 1, row.outputRightChannel + 1,
-                        engine().deviceOutputs().rendererOf(row.bundleID) != nullptr};
+                        engine().outputDeviceName(row.bundleID).has_value()};
 }
 
 AppState AppControl::describe(const TappedAppInfo& row) const {
@@ -140,7 +140,7 @@ std::map<std::string, AppMeters> AppControl::meters() const {
 }
 
 bool AppControl::isAnyMetered() const {
-  return !engine().activeTaps().empty() || !mixer().activeTaps().empty();
+  return !engine().routedBundleIDs().empty() || !mixer().activeTaps().empty();
 }
 
 // Of an app that may have lost its row.
@@ -318,23 +318,23 @@ Outcome<AppChange> AppControl::setRow(const std::string& app, Row change) {
                                         "only the row of calls shows and hides itself; use hide or unhide"));
   switch (change) {
     case Row::hide:
-      engine().hide(*id);
+      engine().visibility().hide(*id);
       break;
     case Row::unhide:
-      engine().restore(*id);
-      engine().unhide(*id);
+      engine().visibility().restore(*id);
+      engine().visibility().unhide(*id);
       break;
     case Row::pin:
-      engine().pin(*id);
+      engine().visibility().pin(*id);
       break;
     case Row::unpin:
-      engine().unpin(*id);
+      engine().visibility().unpin(*id);
       break;
     case Row::remove:
-      engine().remove(*id);
+      engine().visibility().remove(*id);
       break;
     case Row::automatic:
-      engine().removeCallAudioOverride();
+      engine().visibility().removeCallAudioOverride();
       break;
   }
   return AppChange{describe(*id), {}};

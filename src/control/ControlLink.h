@@ -16,7 +16,7 @@ namespace sonmere {
 // A client of the control service that never blocks, for programs with a loop of their own: the loop calls
 // process() when descriptor() can be read (and written, while wantsWrite()), and every now and then while
 // isConnected() is false. It keeps the topics as they are there, from what it is told of their changes, and
-// when the service is back after an end, subscribes anew. One thread.
+// when the service is back after an end, subscribes anew. Threads: one at a time.
 class ControlLink {
  public:
   struct Handlers {

@@ -2,8 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "control/ControlCodec.h"
-#include "control/PluginCodec.h"
+#include "control/ControlMethodReaders.h"
 #include "control/RuleCodec.h"
 #include "control/SettingsCodec.h"
 #include "control/SystemCodec.h"
@@ -12,58 +11,6 @@
 namespace sonmere {
 
 namespace {
-
-// The value, or the error, as it is answered.
-template <class T>
-Outcome<ControlJSON> answer(const Outcome<T>& outcome) {
-  if (!outcome) return std::unexpected(outcome.error());
-  return encodeControl(*outcome);
-}
-
-template <class T>
-struct ForApp {
-  std::string app;
-  T value;
-};
-
-// The app, and what `read` reads.
-template <class Read>
-auto forApp(Read read) {
-  return [read](ControlParams& params) {
-    std::string app = params.text("app");
-    return ForApp<decltype(read(params))>{std::move(app), read(params)};
-  };
-}
-
-auto readApp = [](ControlParams& params) { return params.text("app"); };
-auto readName = [](ControlParams& params) { return params.text("name"); };
-auto readBus = [](ControlParams& params) { return params.whole("bus"); };
-auto readEqualiser = [](ControlParams& params) { return params.object("equaliser"); };
-
-auto readFlag(const char* name) {
-  return [name](ControlParams& params) { return params.flag(name); };
-}
-
-// A scope of plug-ins, one of its plug-ins, and what `read` reads.
-template <class T>
-struct ForPlugin {
-  std::string scope, plugin;
-  T value;
-};
-
-template <class Read>
-auto forPlugin(Read read) {
-  return [read](ControlParams& params) {
-    std::string scope = params.text("scope"), plugin = params.text("plugin");
-    return ForPlugin<decltype(read(params))>{std::move(scope), std::move(plugin), read(params)};
-  };
-}
-
-// Answers when it has come.
-template <class T>
-auto answerLater(const ControlMethods::Reply& reply) {
-  return [reply](const Outcome<T>& outcome) { reply(answer(outcome)); };
-}
 
 struct StartRequest {
   RecordingControl::Start start;
@@ -100,15 +47,6 @@ StopRequest readStop(ControlParams& params) {
   return {bus, false};
 }
 
-VolumeRequest readVolume(ControlParams& params) {
-  using Kind = VolumeRequest::Kind;
-  if (const auto step = params.numberIf("step")) return {float(*step), Kind::step};
-  if (const auto step = params.numberIf("stepDb")) return {float(*step), Kind::decibelStep};
-  const double volume = params.number("volume");
-  params.hasAlternative();
-  return {float(volume), Kind::level};
-}
-
 SwitchRequest readMute(ControlParams& params) {
   if (params.flagOr("toggle", false)) return SwitchRequest::toggle;
   const bool muted = params.flag("muted");
@@ -132,32 +70,6 @@ Outcome<TopicSet> topicsOf(const std::vector<std::string>& names) {
 }
 
 }  // namespace
-
-template <class Read, class Run>
-void ControlMethods::addLater(const std::string& name, Read read, Run run) {
-  const ControlJSON none = ControlJSON::object();
-  ControlParams blank(none);
-  read(blank);
-  const auto work = [read, run](const Call& call) {
-    ControlParams params(call.params);
-    const auto values = read(params);
-    if (const auto finished = params.finish(); !finished)
-      return call.reply(std::unexpected(finished.error()));
-    run(values, call.peer, call.reply);
-  };
-  methods_[name] = {work, blank.asked()};
-}
-
-template <class Read, class Run>
-void ControlMethods::add(const std::string& name, Read read, Run run) {
-  addLater(name, read, [run](const auto& values, ControlPeer&, const Reply& reply) { reply(run(values)); });
-}
-
-template <class Run>
-void ControlMethods::add(const std::string& name, Run run) {
-  add(
-      name, [](ControlParams&) { return 0; }, [run](int) { return run(); });
-}
 
 ControlMethods::ControlMethods(Control& control) : control_(control) {
   addPrograms();
@@ -292,166 +204,6 @@ void ControlMethods::addHealth() {
       });
 }
 
-namespace {
-
-struct ExtraRequest {
-  std::string input;
-  InputControl::ExtraEdit edit;
-};
-
-// What is left out stays.
-InputControl::ExtraEdit readExtraEdit(ControlParams& p) {
-  InputControl::ExtraEdit edit;
-  edit.name = p.textIf("name");
-  edit.channel = p.wholeIf("channel");
-  if (const auto volume = p.numberIf("volume")) edit.volume = float(*volume);
-  if (const auto pan = p.numberIf("pan")) edit.pan = float(*pan);
-  edit.isMuted = p.flagIf("muted");
-  return edit;
-}
-
-}  // namespace
-
-void ControlMethods::addInput() {
-  add("input", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.input().state()); });
-  add("mic.enable", readFlag("enabled"), [this](bool on) { return answer(control_.input().setEnabled(on)); });
-  add(
-      "mic.select", [](ControlParams& p) { return p.text("device"); },
-      [this](const std::string& device) { return answer(control_.input().select(device)); });
-  add("mic.volume", readVolume,
-      [this](VolumeRequest request) { return answer(control_.input().setVolume(request)); });
-  add(
-      "mic.channels", [](ControlParams& p) { return p.text("channels"); },
-      [this](const std::string& channels) { return answer(control_.input().setChannels(channels)); });
-  add("mic.equaliser", readEqualiser, [this](const ControlJSON& object) -> Outcome<ControlJSON> {
-    const auto settings = decodeEqualiser(object);
-    if (!settings) return std::unexpected(settings.error());
-    return answer(control_.input().setEqualiser(*settings));
-  });
-  add(
-      "mic.limiter", [](ControlParams& p) { return p.numberOrNull("ceilingDb"); },
-      [this](const std::optional<double>& ceiling) { return answer(control_.input().setLimiter(ceiling)); });
-  add(
-      "mic.send", [](ControlParams& p) { return std::pair(p.whole("bus"), p.numberOrNull("volume")); },
-      [this](const auto& v) {
-        return answer(
-            control_.input().setSend(v.first, v.second ? std::optional(float(*v.second)) : std::nullopt));
-      });
-  addExtraInputs();
-  add("inputLock.enable", readFlag("enabled"),
-      [this](bool on) { return answer(control_.input().setLock(on)); });
-  add(
-      "inputLock.select", [](ControlParams& p) { return p.text("device"); },
-      [this](const std::string& device) { return answer(control_.input().lockTo(device)); });
-}
-
-void ControlMethods::addExtraInputs() {
-  add("input.add", readExtraEdit,
-      [this](const auto& edit) { return answer(control_.input().addExtra(edit)); });
-  add(
-      "input.set",
-      [](ControlParams& p) {
-        std::string input = p.text("input");
-        return ExtraRequest{std::move(input), readExtraEdit(p)};
-      },
-      [this](const ExtraRequest& request) {
-        return answer(control_.input().changeExtra(request.input, request.edit));
-      });
-  add(
-      "input.equaliser", [](ControlParams& p) { return std::pair(p.text("input"), p.object("equaliser")); },
-      [this](const auto& v) -> Outcome<ControlJSON> {
-        const auto settings = decodeEqualiser(v.second);
-        if (!settings) return std::unexpected(settings.error());
-        InputControl::ExtraEdit edit;
-        edit.equaliser = *settings;
-        return answer(control_.input().changeExtra(v.first, edit));
-      });
-  add(
-      "input.remove", [](ControlParams& p) { return p.text("input"); },
-      [this](const std::string& input) { return answer(control_.input().removeExtra(input)); });
-}
-
-void ControlMethods::addMonitor() {
-  add("monitor", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.monitor().state()); });
-  add("monitor.enable", readFlag("enabled"),
-      [this](bool on) { return answer(control_.monitor().setEnabled(on)); });
-  add(
-      "monitor.select", [](ControlParams& p) { return p.text("device"); },
-      [this](const std::string& device) { return answer(control_.monitor().select(device)); });
-  add("monitor.follow", [this] { return answer(control_.monitor().followDefault()); });
-  add("monitor.app", forApp(readFlag("enabled")),
-      [this](const auto& v) { return answer(control_.monitor().setApp(v.app, v.value)); });
-  add("monitor.appVolume", forApp(readVolume),
-      [this](const auto& v) { return answer(control_.monitor().setAppVolume(v.app, v.value)); });
-  add("monitor.link", forApp(readFlag("linked")),
-      [this](const auto& v) { return answer(control_.monitor().setLinked(v.app, v.value)); });
-  add(
-      "monitor.bus", [](ControlParams& p) { return std::pair(p.whole("bus"), p.flag("enabled")); },
-      [this](const auto& v) { return answer(control_.monitor().setBus(v.first, v.second)); });
-  add(
-      "monitor.busVolume",
-      [](ControlParams& p) {
-        const int bus = p.whole("bus");
-        return std::pair(bus, readVolume(p));
-      },
-      [this](const auto& v) { return answer(control_.monitor().setBusVolume(v.first, v.second)); });
-  add("monitor.mic", readFlag("enabled"),
-      [this](bool on) { return answer(control_.monitor().setMicrophone(on)); });
-  add("monitor.micVolume", readVolume,
-      [this](VolumeRequest request) { return answer(control_.monitor().setMicrophoneVolume(request)); });
-}
-
-void ControlMethods::addDAW() {
-  add("daw", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.daw().state()); });
-  add("daw.enable", readFlag("enabled"), [this](bool on) { return answer(control_.daw().setEnabled(on)); });
-  add("daw.reset", [this] { return answer(control_.daw().reset()); });
-  add(
-      "combine", [](ControlParams& p) { return std::pair(p.texts("devices"), p.textIf("name")); },
-      [this](const auto& v) { return answer(control_.daw().combine(v.first, v.second)); });
-  add("combine.off", [this] { return answer(control_.daw().separate()); });
-}
-
-void ControlMethods::addSystem() {
-  add("system", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.system().state()); });
-  add("system.enable", readFlag("enabled"),
-      [this](bool on) { return answer(control_.system().setEnabled(on)); });
-  add(
-      "system.select", [](ControlParams& p) { return p.text("device"); },
-      [this](const std::string& device) { return answer(control_.system().select(device)); });
-  add("system.follow", readFlag("following"),
-      [this](bool on) { return answer(control_.system().setFollowing(on)); });
-  add("system.reset", [this] { return answer(control_.system().reset()); });
-}
-
-void ControlMethods::addMix() {
-  add("mix", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.mix().state()); });
-  add("mix.enable", readFlag("enabled"), [this](bool on) { return answer(control_.mix().setEnabled(on)); });
-  add("mix.hear", forApp(readVolume),
-      [this](const auto& v) { return answer(control_.mix().setHear(v.app, v.value)); });
-  add("mix.stream", forApp(readVolume),
-      [this](const auto& v) { return answer(control_.mix().setStream(v.app, v.value)); });
-  add("mix.link", forApp(readFlag("linked")),
-      [this](const auto& v) { return answer(control_.mix().setLinked(v.app, v.value)); });
-  add("mix.catchAll", readFlag("enabled"),
-      [this](bool on) { return answer(control_.mix().setCatchAll(on)); });
-  add("mix.catchAllVolume", readVolume,
-      [this](VolumeRequest request) { return answer(control_.mix().setCatchAllVolume(request)); });
-  add("mix.audition", readFlag("enabled"),
-      [this](bool on) { return answer(control_.mix().setAudition(on)); });
-  add("mix.tracks", readFlag("enabled"),
-      [this](bool on) { return answer(control_.mix().setHearsTracks(on)); });
-  add(
-      "mix.track", [](ControlParams& p) { return std::pair(p.whole("track"), p.flag("muted")); },
-      [this](const auto& v) { return answer(control_.mix().setTrackMuted(v.first, v.second)); });
-  add(
-      "mix.trackVolume",
-      [](ControlParams& p) {
-        const int track = p.whole("track");
-        return std::pair(track, readVolume(p));
-      },
-      [this](const auto& v) { return answer(control_.mix().setTrackVolume(v.first, v.second)); });
-}
-
 void ControlMethods::addRecordings() {
   add("recordings", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().list()); });
   add("record.health",
@@ -511,57 +263,6 @@ void ControlMethods::addProfiles() {
       });
   add("profile.delete", readName,
       [this](const std::string& name) { return answer(control_.profiles().remove(name)); });
-}
-
-void ControlMethods::addPlugins() {
-  add("plugins", [this]() -> Outcome<ControlJSON> { return encodeControl(control_.plugins().overview()); });
-  addLater(
-      "plugins.available", [](ControlParams& p) { return p.textIf("search").value_or(""); },
-      [this](const std::string& search, ControlPeer&, const Reply& reply) {
-        control_.plugins().available(search, answerLater<std::vector<PluginOffer>>(reply));
-      });
-  addLater(
-      "plugin.info",
-      [](ControlParams& p) { return std::pair(p.text("plugin"), p.textIf("scope").value_or("")); },
-      [this](const auto& v, ControlPeer&, const Reply& reply) {
-        control_.plugins().info(v.first, v.second, answerLater<PluginInfo>(reply));
-      });
-  add(
-      "plugin.chain", [](ControlParams& p) { return p.text("scope"); },
-      [this](const std::string& scope) { return answer(control_.plugins().chain(scope)); });
-  add(
-      "plugin.trust", [](ControlParams& p) { return std::pair(p.text("scope"), p.flag("trusted")); },
-      [this](const auto& v) { return answer(control_.plugins().setTrusted(v.first, v.second)); });
-  const auto readPath = [](ControlParams& p) { return std::pair(p.text("scope"), p.text("path")); };
-  addLater("plugin.save", readPath, [this](const auto& v, ControlPeer&, const Reply& reply) {
-    control_.plugins().save(v.first, v.second, answerLater<PluginChainState>(reply));
-  });
-  add("plugin.load", readPath,
-      [this](const auto& v) { return answer(control_.plugins().load(v.first, v.second)); });
-}
-
-void ControlMethods::addPluginActs() {
-  const auto none = [](ControlParams&) { return 0; };
-  addLater("plugin.add", forPlugin([](ControlParams& p) { return p.wholeIf("position"); }),
-           [this](const auto& v, ControlPeer&, const Reply& reply) {
-             control_.plugins().add(v.scope, v.plugin, v.value, answerLater<PluginChainState>(reply));
-           });
-  add("plugin.remove", forPlugin(none),
-      [this](const auto& v) { return answer(control_.plugins().remove(v.scope, v.plugin)); });
-  add("plugin.move", forPlugin([](ControlParams& p) { return p.whole("position"); }),
-      [this](const auto& v) { return answer(control_.plugins().move(v.scope, v.plugin, v.value)); });
-  add("plugin.bypass", forPlugin(readFlag("bypassed")),
-      [this](const auto& v) { return answer(control_.plugins().setBypassed(v.scope, v.plugin, v.value)); });
-  addLater("plugin.set",
-           forPlugin([](ControlParams& p) { return std::pair(p.text("control"), p.text("value")); }),
-           [this](const auto& v, ControlPeer&, const Reply& reply) {
-             control_.plugins().setControl(v.scope, v.plugin, v.value.first, v.value.second,
-                                           answerLater<PluginChainState>(reply));
-           });
-  addLater("plugin.preset", forPlugin([](ControlParams& p) { return p.text("preset"); }),
-           [this](const auto& v, ControlPeer&, const Reply& reply) {
-             control_.plugins().setPreset(v.scope, v.plugin, v.value, answerLater<PluginChainState>(reply));
-           });
 }
 
 void ControlMethods::addSettings() {

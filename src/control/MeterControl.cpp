@@ -45,9 +45,8 @@ std::optional<Spectrum> MeterControl::read(const std::string& of) const {
   AppTapEngine& engine = *app_.appTapEngine();
   if (of.starts_with(kBusPrefix)) {
     const int bus = std::atoi(of.c_str() + std::string_view(kBusPrefix).size());
-    if (!isRoutableBus(bus) || !engine.outputs().isRunning(bus)) return std::nullopt;
-    return sonmere::spectrumOf(engine.renderState().masters[std::size_t(bus)].spectrum,
-                               engine.busSampleRate(bus));
+    if (!isRoutableBus(bus) || !engine.isBusRunning(bus)) return std::nullopt;
+    return sonmere::spectrumOf(engine.busSpectrum(bus), engine.busSampleRate(bus));
   }
   if (const auto tap = engine.tapOf(of))
     return sonmere::spectrumOf(tap->spectrum, engine.busSampleRate(tap->busIndex));

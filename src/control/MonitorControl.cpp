@@ -75,7 +75,7 @@ Outcome<std::string> MonitorControl::find(const std::string& app) const {
 }
 
 Outcome<MonitorChange> MonitorControl::setEnabled(bool enabled) {
-  if (enabled != *app_.context().monitors.isOn) app_.context().monitors.isOn.set(enabled);
+  app_.context().monitors.setOn(enabled);
   return change(true);
 }
 

@@ -65,7 +65,7 @@ Outcome<void> RecordingControl::checkStart(int source) const {
   if (app_.recordings()->isRecording(source))
     return refuse(ControlFault::badValue, fmt::format("{} is being recorded already", labelOf(source)));
   // The bridge is heard as a device, the microphone says itself what it lacks.
-  if (source > kBridgeBus && !app_.appTapEngine()->outputs().isRunning(source))
+  if (source > kBridgeBus && !app_.appTapEngine()->isBusRunning(source))
     return refuse(ControlFault::badValue,
                   fmt::format("no app plays on {}; route one to it first", busLabel(source)));
   return {};

@@ -55,10 +55,10 @@ ProgramStatus ReportControl::status() const {
   status.apps = int(engine.availableApps->size());
   status.runningApps = int(std::ranges::count_if(
       *engine.availableApps, [](const TappedAppInfo& row) { return !row.audioObjectIDs.empty(); }));
-  status.routedApps = int(engine.activeTaps().size());
+  status.routedApps = int(engine.routedBundleIDs().size());
   status.mixedApps = int(mixer.activeTaps().size());
   for (int bus = 0; bus < kBusCount; ++bus)
-    if (app_.appTapEngine()->outputs().isRunning(bus)) status.runningBuses.push_back(bus);
+    if (app_.appTapEngine()->isBusRunning(bus)) status.runningBuses.push_back(bus);
   status.recordings = int(app_.recordings()->busRecordingStatuses->size());
   status.routingError = *app_.appTapEngine()->errorMessage();
   status.mixerError = *mixer.errorMessage;

@@ -59,13 +59,12 @@ BusState RoutingControl::describe(int bus) const {
   const auto& names = *app_.trackNames().trackNames;
   if (const auto found = names.find(bus); found != names.end()) state.givenName = found->second;
   state.isRecording = app_.recordings()->isRecording(bus);
-  state.isRunning = engine().outputs().isRunning(bus);
-  for (const auto& [bundleID, tap] : engine().activeTaps())
-    if (tap->busIndex == bus && !tap->isOnDevice()) state.apps.push_back(bundleID);
+  state.isRunning = engine().isBusRunning(bus);
+  state.apps = engine().appsOn(bus);
   state.equaliser = engine().effects().masterEQSettings.get()[at];
   state.limiter = engine().effects().masterLimiterSettings.get()[at];
   if (state.limiter.isEnabled && state.isRunning)
-    state.gainReductionDb = gainReductionDb(engine().renderState().masters[at].limiterGain);
+    state.gainReductionDb = gainReductionDb(engine().busLimiterGain(bus));
   return state;
 }
 

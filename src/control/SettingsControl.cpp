@@ -96,7 +96,7 @@ Outcome<void> SettingsControl::apply(const std::string& key, const SettingsValue
   }
   settings().set(key, value);
   if (key == kRecordingFormatKey)
-    app_.recordings()->defaultRecordingFormat.set(
+    app_.recordings()->setDefaultRecordingFormat(
         storedRecordingFormat(settings()).value_or(RecordingFormat::wav));
   return {};
 }

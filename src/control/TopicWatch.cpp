@@ -79,7 +79,7 @@ void TopicWatch::listen() {
   on(recovery.routeHealth, {Topic::routes});
   on(recovery.isResetting, {Topic::routes});
   DriverManager& driver = app_.driverManager();
-  for (Observable<bool>* const fact : {&driver.isInstalled, &driver.isActive, &driver.isAudioFlowing})
+  for (const Observable<bool>* const fact : {&driver.isInstalled, &driver.isActive, &driver.isAudioFlowing})
     on(*fact, {Topic::driver, Topic::routes});
   on(driver.selectedSampleRate, {Topic::driver});
   on(driver.pathWarning, {Topic::driver});

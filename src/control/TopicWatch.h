@@ -26,7 +26,7 @@ class TopicWatch {
  private:
   void listen();
   template <class Value>
-  void on(Observable<Value>& value, TopicSet topics) {
+  void on(const Observable<Value>& value, TopicSet topics) {
     observers_.push_back(value.observe([this, topics = std::move(topics)](const Value&) { mark(topics); }));
   }
   void listenToSystem();
@@ -44,7 +44,7 @@ class TopicWatch {
   std::vector<Subscription> observers_;
   std::vector<ListenerID> listeners_;
   std::vector<ListenerID> rateListeners_;  // of the devices that there are
-  Observable<TopicSet> told_;
+  OwnedObservable<TopicSet, TopicWatch> told_;
   ScopedTask tell_;
   ScopedTask settled_;
   std::shared_ptr<char> alive_ = std::make_shared<char>();

@@ -16,7 +16,7 @@ namespace {
 using Kind = VolumeText::Kind;
 
 std::unexpected<Error> badArgument(std::string text) {
-  return std::unexpected(Error{"Arguments", 2, std::move(text)});
+  return std::unexpected(Error{kArgumentErrorDomain, 2, std::move(text)});
 }
 
 // What is beyond these is held all the same, and stays a number that a float can hold.

@@ -7,6 +7,9 @@
 
 namespace sonmere {
 
+// Of the errors that tell of words that nobody can read.
+inline constexpr const char* kArgumentErrorDomain = "Arguments";
+
 // How a volume is written, in every command and in the window alike. A level is a gain ("0.5", 0 to 4), a
 // percentage ("50%"), or decibels from 100 % ("-6dB", "+3dB"). A step from the present level has its sign
 // before a percentage

@@ -7,6 +7,7 @@
 
 #include "audio/device/BusTable.h"
 #include "audio/device/CoreAudioUtils.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -24,11 +25,6 @@ bool isPickable(double rate) {
 }
 bool isSame(double a, double b) { return std::abs(a - b) <= kSameRate; }
 
-template <class Value>
-void publish(Observable<Value>& value, Value now) {
-  if (*value != now) value.set(std::move(now));
-}
-
 }  // namespace
 
 DriverManager::DriverManager(EngineContext& context, DriverInstaller* installer)
@@ -40,20 +36,22 @@ DriverManager::DriverManager(EngineContext& context, DriverInstaller* installer)
 DriverManager::~DriverManager() = default;
 
 void DriverManager::launch() {
+  assertMain();
   registration_ = context_.routes.add(*this);
   devices_ = context_.devices.devices().observe([this](const auto&) { refreshStatus(); });
   refreshStatus();
 }
 
 void DriverManager::refreshStatus() {
+  assertMain();
   lookAtDisk();
   lookAtBridge();
 }
 
 void DriverManager::lookAtDisk() {
   if (installer_) disk_ = installer_->look();
-  publish(isInstalled, installer_ ? disk_.state >= DriverOnDisk::State::old : *isActive);
-  publish(pathWarning, disk_.problem);
+  isInstalled.setIfChanged(installer_ ? disk_.state >= DriverOnDisk::State::old : *isActive);
+  pathWarning.setIfChanged(disk_.problem);
 }
 
 void DriverManager::lookAtBridge() {
@@ -61,8 +59,8 @@ void DriverManager::lookAtBridge() {
   if (!bridge) {
     running_.stop();
     deviceID_.reset();
-    publish(isActive, false);
-    return publish(isAudioFlowing, false);
+    isActive.setIfChanged(false);
+    return isAudioFlowing.setIfChanged(false);
   }
   if (deviceID_ != bridge) follow(*bridge);
   if (!*isActive) {
@@ -70,7 +68,7 @@ void DriverManager::lookAtBridge() {
     if (!installer_) isInstalled.set(true);
     restoreRate(*bridge);
   }
-  publish(isAudioFlowing, context_.hardware().isRunningSomewhere(*bridge).value_or(false));
+  isAudioFlowing.setIfChanged(context_.hardware().isRunningSomewhere(*bridge).value_or(false));
   lookAtRate(*bridge);
 }
 
@@ -82,10 +80,11 @@ void DriverManager::follow(AudioDeviceID bridge) {
 }
 
 void DriverManager::serverLost() {
+  assertMain();
   running_.stop();
   deviceID_.reset();
-  publish(isActive, false);
-  publish(isAudioFlowing, false);
+  isActive.setIfChanged(false);
+  isAudioFlowing.setIfChanged(false);
 }
 
 // What was picked comes back with the driver, unless somebody is using it at another rate.
@@ -94,7 +93,7 @@ void DriverManager::restoreRate(AudioDeviceID bridge) {
   const auto rate = CoreAudioUtils::nominalRate(context_.hardware(), bridge);
   if (!isPickable(saved) || !rate || isSame(saved, *rate) || !mayRestore(bridge, saved)) return;
   context_.log.info(fmt::format("restoring saved rate {:f} Hz (bridge at {:f} Hz)", saved, *rate));
-  publish(selectedSampleRate, saved);
+  selectedSampleRate.setIfChanged(saved);
   apply(saved);
 }
 
@@ -133,8 +132,9 @@ void DriverManager::lookAtRate(AudioDeviceID bridge) {
 }
 
 bool DriverManager::setSampleRate(double rate) {
+  assertMain();
   if (!isPickable(rate)) return false;
-  publish(selectedSampleRate, rate);
+  selectedSampleRate.setIfChanged(rate);
   context_.settings.set(kRateKey, rate);
   apply(rate);
   return true;

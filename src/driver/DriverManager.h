@@ -24,11 +24,12 @@ class DriverManager final : public Route {
   // Begins to follow the server.
   void launch();
 
-  Observable<bool> isInstalled{false};
-  Observable<bool> isActive{false};        // the server has the bridge
-  Observable<bool> isAudioFlowing{false};  // anybody plays into the bridge or records from it
-  Observable<double> selectedSampleRate{48000.0};
-  Observable<std::optional<std::string>> pathWarning;
+  OwnedObservable<bool, DriverManager> isInstalled{false};
+  OwnedObservable<bool, DriverManager> isActive{false};  // the server has the bridge
+  OwnedObservable<bool, DriverManager> isAudioFlowing{
+      false};  // anybody plays into the bridge or records from it
+  OwnedObservable<double, DriverManager> selectedSampleRate{48000.0};
+  OwnedObservable<std::optional<std::string>, DriverManager> pathWarning;
 
   // Anew from disk and server.
   void refreshStatus();

@@ -17,9 +17,9 @@ class TrackNamesStore final : public ClientGains {
   explicit TrackNamesStore(SettingsStore& settings);
 
   // By bus, 2 to 9; a Track without an entry keeps its own name.
-  Observable<std::map<int, std::string>> trackNames;
+  OwnedObservable<std::map<int, std::string>, TrackNamesStore> trackNames;
   // Linear, by bundle identifier; a client without an entry plays as it is.
-  Observable<std::map<std::string, float>> clientGains;
+  OwnedObservable<std::map<std::string, float>, TrackNamesStore> clientGains;
 
   // An empty name takes the entry away. False for a bus that is no Track.
   bool setTrackName(int bus, const std::string& name);

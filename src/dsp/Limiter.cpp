@@ -24,11 +24,11 @@ bool isLimiterAtRest(float peak, float ceiling, float gain) noexcept SONMERE_NON
 
 namespace {
 
-float limitTo(float peak, float* buffer, std::size_t frames, float ceiling, float gain,
+float limitTo(float peak, std::span<float> stereo, float ceiling, float gain,
               const LimiterRates& rates) noexcept {
   if (isLimiterAtRest(peak, ceiling, gain)) return gain;
   LimiterLane lane = limiterLane(peak, ceiling, gain, rates);
-  kernels().limit(lane, buffer, frames);
+  kernels().limit(lane, stereo.data(), stereo.size() / 2);
   return lane.gain;
 }
 
@@ -40,19 +40,19 @@ LimiterRates limiterRates(double sampleRate) {
 
 float limiterCeiling(double ceilingDb) { return float(std::pow(10.0, ceilingDb / 20)); }
 
-float limit(float* buffer, std::size_t samples, std::size_t frames, float ceiling, float gain,
+float limit(std::span<float> stereo, float ceiling, float gain,
             const LimiterRates& rates) noexcept SONMERE_NONBLOCKING {
-  if (samples < 2) return gain;
-  return limitTo(maxMagnitude(buffer, samples), buffer, frames, ceiling, gain, rates);
+  if (stereo.size() < 2) return gain;
+  return limitTo(maxMagnitude(stereo.data(), stereo.size()), stereo, ceiling, gain, rates);
 }
 
-float limitUnlessSilent(float* buffer, std::size_t samples, std::size_t frames, float ceiling, float gain,
-                        float quietThreshold, const LimiterRates& rates) noexcept SONMERE_NONBLOCKING {
-  if (samples < 2) return gain;
-  const float peak = maxMagnitude(buffer, samples);
-  if (peak != 0) return limitTo(peak, buffer, frames, ceiling, gain, rates);
+float limitUnlessSilent(std::span<float> stereo, float ceiling, float gain, float quietThreshold,
+                        const LimiterRates& rates) noexcept SONMERE_NONBLOCKING {
+  if (stereo.size() < 2) return gain;
+  const float peak = maxMagnitude(stereo.data(), stereo.size());
+  if (peak != 0) return limitTo(peak, stereo, ceiling, gain, rates);
   if (std::abs(gain - 1.0f) > quietThreshold)
-    return (gain - 1.0f) * std::pow(rates.release, float(frames)) + 1.0f;
+    return (gain - 1.0f) * std::pow(rates.release, float(stereo.size() / 2)) + 1.0f;
   return gain;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 #include "base/RealtimeScope.h"
 #include "dsp/kernels/Kernels.h"
@@ -32,15 +33,15 @@ LimiterLane limiterLane(float peak, float ceiling, float gain,
 // Whether that would neither move the gain nor change a sample.
 bool isLimiterAtRest(float peak, float ceiling, float gain) noexcept SONMERE_NONBLOCKING;
 
-// Limits `samples` samples (of `frames` stereo frames) in place, and returns the new gain. The target is
+// Limits frames of interleaved stereo in place, and returns the new gain. The target is
 // fixed for the block by its peak, there is no look-ahead; the clamp at the end guarantees the ceiling.
 // A sample that is not a number makes the target 1 and comes out as the negative ceiling. Render thread.
-float limit(float* buffer, std::size_t samples, std::size_t frames, float ceiling, float gain,
+float limit(std::span<float> stereo, float ceiling, float gain,
             const LimiterRates& rates) noexcept SONMERE_NONBLOCKING;
 
 // The form of bus masters and of the volume path's output: a block whose peak is exactly 0 only lets the gain
 // recover, when it is farther than `quietThreshold` from 1. Render thread.
-float limitUnlessSilent(float* buffer, std::size_t samples, std::size_t frames, float ceiling, float gain,
-                        float quietThreshold, const LimiterRates& rates) noexcept SONMERE_NONBLOCKING;
+float limitUnlessSilent(std::span<float> stereo, float ceiling, float gain, float quietThreshold,
+                        const LimiterRates& rates) noexcept SONMERE_NONBLOCKING;
 
 }  // namespace sonmere

@@ -21,7 +21,7 @@ class MonitorSource {
     isEnabled_ = isWanted;
   }
 
-  // Any thread.
+  // Threads: any.
   bool isEnabled() const noexcept SONMERE_NONBLOCKING { return isEnabled_; }
   // Linear: how loud the monitor plays it, beside what its writer has done to it. The main thread writes.
   RTScalar<float> gain{1.0f};

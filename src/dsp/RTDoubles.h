@@ -13,7 +13,7 @@ namespace sonmere {
 // changes it in place, element by element: a block of audio may see some values old and some new.
 class RTDoubles {
  public:
-  // Zero-filled. Control thread.
+  // Zero-filled. Main thread.
   explicit RTDoubles(std::size_t count);
 
   std::size_t count() const noexcept { return count_; }
@@ -23,7 +23,7 @@ class RTDoubles {
   void set(std::size_t index, double value) noexcept {
     storage_[index].store(value, std::memory_order_relaxed);
   }
-  // Copies min(list count, count) elements. Control thread.
+  // Copies min(list count, count) elements. Main thread.
   void copy(std::span<const double> values) noexcept;
   void zeroFill() noexcept;
   // How often these two were done: who sees a count before copying out sees all of that change.

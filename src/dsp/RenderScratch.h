@@ -17,7 +17,7 @@ constexpr std::int64_t kSideSamples = 4096;
 // A block of samples for each tap that a render works on at once, and room for all of them side by side.
 class RenderScratch {
  public:
-  // Touches all of its memory. Control thread.
+  // Touches all of its memory. Main thread.
   RenderScratch() : samples_(new (kAlignment) float[kSize]()) {}
 
   // The block at `index` below kMaxLanes when blocks have n samples. They begin on cache lines of their own,

@@ -8,7 +8,7 @@
 namespace sonmere {
 
 // The steps at the end of a chain, in place on n samples of interleaved stereo. One arithmetic for all paths.
-// Render threads.
+// Render thread.
 namespace RenderSteps {
 
 // The three equaliser sections, if they are on.
@@ -21,8 +21,7 @@ void equalise(bool enabled, const Coefficients& coefficients, RTDoubles& delays,
 // The limiter at the end of a chain, which lets its gain recover through silence. Returns the new gain.
 inline float limitOutput(float* buffer, std::int64_t n, float ceiling, float gain,
                          float quietThreshold) noexcept SONMERE_NONBLOCKING {
-  return limitUnlessSilent(buffer, std::size_t(n), std::size_t(n / 2), ceiling, gain, quietThreshold,
-                           kLimiterRates48k);
+  return limitUnlessSilent({buffer, std::size_t(n)}, ceiling, gain, quietThreshold, kLimiterRates48k);
 }
 
 }  // namespace RenderSteps

@@ -11,7 +11,7 @@ namespace sonmere {
 // Single-writer, single-reader rings of float32 samples, without any object around them: the owner holds the
 // block and the two positions, which count samples (not frames) from 0 up to the capacity. The writer never
 // refuses and never looks at the reader; a reader that falls a whole ring behind is lapped, and a ring that
-// full reads as empty. Render threads.
+// full reads as empty. Render thread.
 
 // Capacities in samples.
 constexpr std::int64_t kTapRingSamples = 48000;        // taps, monitors: 0.5 s of stereo at 48 kHz

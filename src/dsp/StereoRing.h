@@ -168,11 +168,11 @@ class StereoRing {
   // Of a ring that is recorded as well as heard.
   Reader& secondReader() noexcept { return readers_[1]; }
 
-  // For the first reader. Any thread.
+  // For the first reader. Threads: any.
   std::int64_t available() const noexcept SONMERE_NONBLOCKING { return availableTo(readers_[0]); }
   // Lost because the writer lapped the first reader. Exact while neither runs.
   std::int64_t lapped() const { return writer.written - reader().read - reader().skipped - available(); }
-  // The oldest sample is at 0 of the first lap. Any thread, for looks.
+  // The oldest sample is at 0 of the first lap. Threads: any, for looks.
   const float* data() const noexcept { return samples_.get(); }
 
  private:

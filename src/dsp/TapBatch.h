@@ -8,7 +8,7 @@
 namespace sonmere {
 
 // Some taps of a render, side by side on their way through the steps of one block. The steps are to be called
-// in the order below. Render threads.
+// in the order below. Render thread.
 class TapBatch {
  public:
   TapBatch(RenderScratch& scratch, std::int64_t n) noexcept : scratch_(scratch), n_(n) {}

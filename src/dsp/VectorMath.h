@@ -7,7 +7,7 @@
 
 namespace sonmere {
 
-// Vector operations over n float32 samples. Render threads.
+// Vector operations over n float32 samples. Render thread.
 
 // buffer *= gain
 inline void scale(float* buffer, float gain, std::size_t n) noexcept SONMERE_NONBLOCKING {

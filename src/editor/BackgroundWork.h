@@ -24,8 +24,8 @@ class BackgroundWork {
   ~BackgroundWork() { cancel(); }
 
   // To be observed.
-  Observable<bool> isRunning{false};
-  Observable<double> progress{0};  // 0 to 1
+  OwnedObservable<bool, BackgroundWork> isRunning{false};
+  OwnedObservable<double, BackgroundWork> progress{0};  // 0 to 1
 
   // Only while none runs. `done` is told once isRunning has fallen.
   void start(Work work, Done done);

@@ -4,6 +4,8 @@
 #include <filesystem>
 
 #include "audio/file/StreamResampler.h"
+#include "base/ThreadRules.h"
+#include "editor/export/ExportDestination.h"
 #include "editor/export/SessionExporter.h"
 #include "editor/export/SourceBitDepth.h"
 #include "editor/export/TrackLevel.h"
@@ -20,7 +22,7 @@ constexpr const char* kBusyText = "A save is under way. Wait for its end or canc
 
 // A destination that can't be used has a reason of its own, and the disk is not it.
 std::string saveErrorText(const Error& error) {
-  return error.domain == "ExportDestination" ? error.description : kSaveFailedText;
+  return error.domain == kExportDestinationDomain ? error.description : kSaveFailedText;
 }
 
 }  // namespace
@@ -114,30 +116,37 @@ void EditorEngine::setRange(const TrimRange& range) {
 }
 
 void EditorEngine::setTrimStart(std::int64_t frame, SettingForm form) {
+  assertMain();
   edit(Field::trimStart, form, [&](const TrimRange& range) { return TrimEdit::withStart(range, frame); });
 }
 
 void EditorEngine::setTrimEnd(std::int64_t frame, SettingForm form) {
+  assertMain();
   edit(Field::trimEnd, form, [&](const TrimRange& range) { return TrimEdit::withEnd(range, frame); });
 }
 
 void EditorEngine::setFadeIn(std::int64_t frames, SettingForm form) {
+  assertMain();
   edit(Field::fadeIn, form, [&](const TrimRange& range) { return TrimEdit::withFadeIn(range, frames); });
 }
 
 void EditorEngine::setFadeOut(std::int64_t frames, SettingForm form) {
+  assertMain();
   edit(Field::fadeOut, form, [&](const TrimRange& range) { return TrimEdit::withFadeOut(range, frames); });
 }
 
 void EditorEngine::setGainDecibels(double decibels, SettingForm form) {
+  assertMain();
   setGainLinear(TrimEdit::gainOfDecibels(decibels), form);
 }
 
 void EditorEngine::setGainLinear(double gain, SettingForm form) {
+  assertMain();
   edit(Field::gain, form, [&](const TrimRange& range) { return TrimEdit::withGain(range, gain); });
 }
 
 bool EditorEngine::normalize() {
+  assertMain();
   const auto found = *envelope;
   if (!*trimRange || !found) return false;
   setGainLinear(double(TrimEdit::normalizingGain(**trimRange, *found)));
@@ -145,6 +154,7 @@ bool EditorEngine::normalize() {
 }
 
 bool EditorEngine::normalizeLoudness(double targetLUFS, Normalized done) {
+  assertMain();
   auto input = track();
   if (!input || *isNormalizing()) return false;
   const TrimRange range = input->range;
@@ -177,16 +187,19 @@ void EditorEngine::measured(const TrimRange& range, const Outcome<Loudness>& lou
 }
 
 void EditorEngine::undo() {
+  assertMain();
   gesture_.reset();
   if (const auto range = history_.undo()) setRange(*range);
 }
 
 void EditorEngine::redo() {
+  assertMain();
   gesture_.reset();
   if (const auto range = history_.redo()) setRange(*range);
 }
 
 void EditorEngine::restore(const TrimRange& range) {
+  assertMain();
   if (!*trimRange) return;
   gesture_.reset();
   const TrimRange held = TrimEdit::held(range, (*trimRange)->totalFrames, format_.sampleRate);
@@ -206,6 +219,7 @@ std::string EditorEngine::suggestedPath(const ExportFormat& format) const {
 }
 
 bool EditorEngine::saveTrimmed(const std::string& to, const ExportFormat& format) {
+  assertMain();
   const auto input = track();
   if (!input || *isSaving()) {
     saveError.set(input ? kBusyText : kNoRangeText);
@@ -237,6 +251,7 @@ void EditorEngine::saved(const TrimRange& range, const Outcome<void>& result) {
 // Keys.
 
 bool EditorEngine::perform(EditorShortcutAction action) {
+  assertMain();
   const std::int64_t playhead = *playheadFrame();
   if (const auto seconds = nudgeSeconds(action)) {
     seek(playhead + std::int64_t(*seconds * format_.sampleRate));

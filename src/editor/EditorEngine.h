@@ -41,11 +41,11 @@ class EditorEngine {
   std::string fileName() const;
 
   // To be observed; changed by the operations below only.
-  Observable<std::shared_ptr<const WaveformEnvelope>>
+  OwnedObservable<std::shared_ptr<const WaveformEnvelope>, EditorEngine>
       envelope;  // null until the file has been looked through
   // Nothing only where neither the file's header nor an envelope has told the length yet.
-  Observable<std::optional<TrimRange>> trimRange;
-  Observable<std::optional<std::string>> saveError;
+  OwnedObservable<std::optional<TrimRange>, EditorEngine> trimRange;
+  OwnedObservable<std::optional<std::string>, EditorEngine> saveError;
 
   // Reads the file through, beside the main thread, from the opening on; gives the envelope when it is done.
   // Shows what the viewport does.
@@ -53,10 +53,10 @@ class EditorEngine {
 
   // Playing. See EditorTransport.
   const Observable<bool>& isPlaying() const { return transport_.isPlaying; }
-  Observable<bool>& isPlaying() { return transport_.isPlaying; }
+  const Observable<bool>& isPlaying() { return transport_.isPlaying; }
   const Observable<bool>& loopEnabled() const { return transport_.loopEnabled; }
   const Observable<std::int64_t>& playheadFrame() const { return transport_.playheadFrame; }
-  Observable<std::int64_t>& playheadFrame() { return transport_.playheadFrame; }
+  const Observable<std::int64_t>& playheadFrame() { return transport_.playheadFrame; }
   const EditorTransport& transport() const { return transport_; }
   void play() { transport_.play(); }
   void pause() { transport_.pause(); }
@@ -104,8 +104,8 @@ class EditorEngine {
   bool saveTrimmed(const std::string& to, const ExportFormat& format);
   void cancelSave() { export_.cancel(); }
   const Observable<bool>& isSaving() const { return export_.isRunning; }
-  Observable<bool>& isSaving() { return export_.isRunning; }
-  Observable<double>& saveProgress() { return export_.progress; }
+  const Observable<bool>& isSaving() { return export_.isRunning; }
+  const Observable<double>& saveProgress() { return export_.progress; }
   // The edit is in no file that was saved since the editor was opened.
   bool hasUnsavedEdits() const;
   // "{name} (Trimmed)", with the extension of the format, in the file's folder.

@@ -197,9 +197,7 @@ void EditorTransport::tick() {
   if (scheduled_) movePlayhead(frameByClock());
 }
 
-void EditorTransport::movePlayhead(std::int64_t frame) {
-  if (frame != *playheadFrame) playheadFrame.set(frame);
-}
+void EditorTransport::movePlayhead(std::int64_t frame) { playheadFrame.setIfChanged(frame); }
 
 std::int64_t EditorTransport::frameByClock() const {
   const double elapsed = toSeconds(context_.runtime.uptime() - playbackStartTimestamp_);

@@ -34,9 +34,9 @@ class EditorTransport {
   ~EditorTransport();
 
   // To be observed; changed by the operations below only.
-  Observable<bool> isPlaying{false};
-  Observable<bool> loopEnabled{false};
-  Observable<std::int64_t> playheadFrame{0};
+  OwnedObservable<bool, EditorTransport> isPlaying{false};
+  OwnedObservable<bool, EditorTransport> loopEnabled{false};
+  OwnedObservable<std::int64_t, EditorTransport> playheadFrame{0};
 
   // From the playhead, or from the span's start when it is outside. Without loop the playing stops at the
   // span's end, where the playhead stays; the next play begins at the start. A track that can't be read is

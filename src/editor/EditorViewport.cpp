@@ -15,8 +15,8 @@ void EditorViewport::show(std::int64_t start, std::int64_t end) {
   const std::int64_t shortest = std::min(kMinimumLength, totalFrames_);
   const std::int64_t frames = std::clamp(end - start, shortest, totalFrames_);
   const std::int64_t from = std::clamp<std::int64_t>(start, 0, totalFrames_ - frames);
-  if (from != *viewStart) viewStart.set(from);
-  if (from + frames != *viewEnd) viewEnd.set(from + frames);
+  viewStart.setIfChanged(from);
+  viewEnd.setIfChanged(from + frames);
 }
 
 void EditorViewport::reveal(std::int64_t frame) {

@@ -16,8 +16,8 @@ class EditorViewport {
   static constexpr std::int64_t kMinimumLength = 64;
 
   // Frames, the end exclusive.
-  Observable<std::int64_t> viewStart{0};
-  Observable<std::int64_t> viewEnd{0};
+  OwnedObservable<std::int64_t, EditorViewport> viewStart{0};
+  OwnedObservable<std::int64_t, EditorViewport> viewEnd{0};
 
   std::int64_t length() const { return *viewEnd - *viewStart; }
   std::int64_t totalFrames() const { return totalFrames_; }

@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "audio/file/AudioFileReader.h"
+#include "base/ThreadRules.h"
 #include "recording/import/AudioFileImporter.h"
 
 namespace sonmere {
@@ -52,6 +53,7 @@ MultiTrackEditorEngine::~MultiTrackEditorEngine() { close(); }
 // The session.
 
 void MultiTrackEditorEngine::open(RecordingSession session) {
+  assertMain();
   close();
   session_ = std::move(session);
   opened_ = std::make_shared<MultiTrackEditorEngine*>(this);
@@ -101,6 +103,7 @@ void MultiTrackEditorEngine::openFiles(const std::optional<PersistedSessionEdits
 }
 
 void MultiTrackEditorEngine::close() {
+  assertMain();
   opened_.reset();
   importing_.cancel();
   if (*importCount != 0) importCount.set(0);
@@ -152,7 +155,7 @@ void MultiTrackEditorEngine::setTracks(std::vector<std::shared_ptr<EditorEngine>
     }));
   }
   trackEngines.set(std::move(tracks));
-  if (added != *userAddedTracks) userAddedTracks.set(std::move(added));
+  userAddedTracks.setIfChanged(std::move(added));
   viewport_.setTotalFrames(totalFrames());
 }
 
@@ -180,6 +183,7 @@ bool MultiTrackEditorEngine::isOfSession(const AudioFileReader& file, const std:
 }
 
 void MultiTrackEditorEngine::addTrack(const std::string& path, Added done) {
+  assertMain();
   const auto inFlight =
       std::ranges::count_if(imports_, [](const auto& import) { return import.second.empty(); });
   if (std::ssize(*trackEngines) + inFlight >= maxTracks)
@@ -258,15 +262,17 @@ bool MultiTrackEditorEngine::isAudible(const std::string& url) const {
 }
 
 void MultiTrackEditorEngine::setSoloed(const std::string& url, bool soloed) {
+  assertMain();
   setFlag(soloedTracks, SessionEdit::Kind::solo, url, soloed);
 }
 
 void MultiTrackEditorEngine::setMuted(const std::string& url, bool muted) {
+  assertMain();
   setFlag(mutedTracks, SessionEdit::Kind::mute, url, muted);
 }
 
-void MultiTrackEditorEngine::setFlag(Observable<std::set<std::string>>& tracks, SessionEdit::Kind kind,
-                                     const std::string& url, bool isSet) {
+void MultiTrackEditorEngine::setFlag(TrackSet& tracks, SessionEdit::Kind kind, const std::string& url,
+                                     bool isSet) {
   if (!track(url) || tracks->contains(url) == isSet) return;
   const SessionEditState before = state();
   tracks.update([&](auto& urls) {
@@ -296,10 +302,12 @@ void MultiTrackEditorEngine::trackEdited(const std::string& url, const EditorEng
 }
 
 void MultiTrackEditorEngine::undo() {
+  assertMain();
   if (const auto state = history_.undo()) applyState(*state);
 }
 
 void MultiTrackEditorEngine::redo() {
+  assertMain();
   if (const auto state = history_.redo()) applyState(*state);
 }
 
@@ -309,8 +317,8 @@ void MultiTrackEditorEngine::applyState(const SessionEditState& state) {
   if (tracks != *trackEngines) setTracks(std::move(tracks));
   for (const SessionEditState::Track& track : state.tracks)
     if (track.range) track.engine->restore(*track.range);
-  if (state.soloed != *soloedTracks) soloedTracks.set(state.soloed);
-  if (state.muted != *mutedTracks) mutedTracks.set(state.muted);
+  soloedTracks.setIfChanged(state.soloed);
+  mutedTracks.setIfChanged(state.muted);
   edited();
 }
 

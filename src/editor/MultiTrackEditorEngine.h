@@ -38,18 +38,19 @@ class MultiTrackEditorEngine {
   const std::optional<RecordingSession>& session() const { return session_; }
 
   // To be observed; changed by the operations below only.
-  Observable<std::vector<std::shared_ptr<EditorEngine>>> trackEngines;
-  Observable<std::set<std::string>> userAddedTracks;
-  Observable<std::set<std::string>> soloedTracks;
-  Observable<std::set<std::string>> mutedTracks;
-  Observable<std::optional<std::string>> saveError;
+  OwnedObservable<std::vector<std::shared_ptr<EditorEngine>>, MultiTrackEditorEngine> trackEngines;
+  using TrackSet = OwnedObservable<std::set<std::string>, MultiTrackEditorEngine>;  // paths
+  TrackSet userAddedTracks;
+  TrackSet soloedTracks;
+  TrackSet mutedTracks;
+  OwnedObservable<std::optional<std::string>, MultiTrackEditorEngine> saveError;
 
   // What the library shows for a file of the session; "Track {n}" for an added one.
   std::string trackName(const std::string& url) const;
   EditorEngine* track(const std::string& url) const;
 
   // Imports under way.
-  Observable<int> importCount{0};
+  OwnedObservable<int, MultiTrackEditorEngine> importCount{0};
   // Adds a file; one that is not a WAV of the session's rate in the session's folder becomes one there first,
   // in the background. `done` is told on the main thread, unless the session was closed meanwhile.
   using Added = std::function<void(const std::expected<std::string, AddTrackError>& url)>;
@@ -69,9 +70,9 @@ class MultiTrackEditorEngine {
   // Playing. See EditorTransport.
   double sampleRate() const;  // of the timeline, Hz
   std::int64_t totalFrames() const;
-  Observable<bool>& isPlaying() { return transport_->isPlaying; }
+  const Observable<bool>& isPlaying() { return transport_->isPlaying; }
   const Observable<bool>& loopEnabled() const { return transport_->loopEnabled; }
-  Observable<std::int64_t>& playheadFrame() { return transport_->playheadFrame; }
+  const Observable<std::int64_t>& playheadFrame() { return transport_->playheadFrame; }
   const EditorTransport& transport() const { return *transport_; }
   void play();
   void pause() { transport_->pause(); }
@@ -87,8 +88,8 @@ class MultiTrackEditorEngine {
   // "Render the whole session as a single mixed-down WAV", of the tracks that are heard.
   bool exportMix(const std::string& to, const ExportFormat& format = {});
   void cancelExport() { export_.cancel(); }
-  Observable<bool>& isSaving() { return export_.isRunning; }
-  Observable<double>& saveProgress() { return export_.progress; }
+  const Observable<bool>& isSaving() { return export_.isRunning; }
+  const Observable<double>& saveProgress() { return export_.progress; }
 
   EditorViewport& viewport() { return viewport_; }
   // Returns whether it was used: trims belong to a track and are not.
@@ -113,8 +114,7 @@ class MultiTrackEditorEngine {
   SessionEditState state() const;
   void applyState(const SessionEditState& state);
   void trackEdited(const std::string& url, const EditorEngine::Edit& edit);
-  void setFlag(Observable<std::set<std::string>>& tracks, SessionEdit::Kind kind, const std::string& url,
-               bool isSet);
+  void setFlag(TrackSet& tracks, SessionEdit::Kind kind, const std::string& url, bool isSet);
   void edited();
 
   // The sidecar.

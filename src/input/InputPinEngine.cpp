@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "base/ThreadRules.h"
 #include "input/MicDevices.h"
 
 namespace sonmere {
@@ -36,6 +37,7 @@ void InputPinEngine::listen(AudioProperty property, bool refreshesList, Duration
 }
 
 void InputPinEngine::launch() {
+  assertMain();
   refreshInputs();
   listen(AudioProperty::defaultInput, false, kDefaultChangeDelay, "default input changed");
   listen(AudioProperty::devices, true, kDeviceListDelay, "device list changed");
@@ -50,12 +52,14 @@ void InputPinEngine::refreshInputs() {
 }
 
 void InputPinEngine::setEnabled(bool enabled) {
+  assertMain();
   isEnabled.set(enabled);
   context_.settings.set(kEnabledKey, enabled);
   schedule(Duration::zero(), "lock enabled");
 }
 
 void InputPinEngine::select(const MicDevice& device) {
+  assertMain();
   pinnedUID.set(device.uid);
   pinnedName.set(device.name);
   setOrRemove(context_.settings, kDeviceUIDKey, device.uid);

@@ -27,12 +27,14 @@ class InputPinEngine {
   // Follows the default input and the devices from now on, and looks a second later. Once.
   void launch();
 
-  Observable<bool> isEnabled{false};
-  Observable<std::optional<std::string>> pinnedUID;
-  Observable<std::optional<std::string>> pinnedName;  // as it was called when it was chosen
-  Observable<bool> pinnedDevicePresent{false};
-  Observable<std::vector<MicDevice>> availableInputs;  // without the program's own devices
-  Observable<int> sessionRestoreCount{0};
+  OwnedObservable<bool, InputPinEngine> isEnabled{false};
+  OwnedObservable<std::optional<std::string>, InputPinEngine> pinnedUID;
+  OwnedObservable<std::optional<std::string>, InputPinEngine>
+      pinnedName;  // as it was called when it was chosen
+  OwnedObservable<bool, InputPinEngine> pinnedDevicePresent{false};
+  OwnedObservable<std::vector<MicDevice>, InputPinEngine>
+      availableInputs;  // without the program's own devices
+  OwnedObservable<int, InputPinEngine> sessionRestoreCount{0};
 
   void setEnabled(bool enabled);
   void select(const MicDevice& device);

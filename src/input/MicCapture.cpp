@@ -70,9 +70,8 @@ void runEffects(MicBlock& block) noexcept {
   if (state.eqEnabled)
     applyEqualiser(state.eqCoefficients, state.eqDelays, std::size_t(block.captured.frames), block.stereo);
   if (state.limiterEnabled)
-    state.limiterGain =
-        limit(block.stereo, std::size_t(block.samples()), std::size_t(block.captured.frames),
-              state.limiterCeiling, state.limiterGain, {state.limiterAttack, state.limiterRelease});
+    state.limiterGain = limit({block.stereo, std::size_t(block.samples())}, state.limiterCeiling,
+                              state.limiterGain, {state.limiterAttack, state.limiterRelease});
 }
 
 // Before the volume: the user's own ear does not follow that slider.

@@ -21,8 +21,8 @@ class MicDevices {
   // The inputs that a user may choose: without the program's own devices.
   static std::vector<MicDevice> list(AudioHardware& hardware);
 
-  Observable<std::vector<MicDevice>> availableMics;  // without the program's own devices
-  Observable<std::optional<AudioDeviceID>> selectedMicID;
+  OwnedObservable<std::vector<MicDevice>, MicDevices> availableMics;  // without the program's own devices
+  OwnedObservable<std::optional<AudioDeviceID>, MicDevices> selectedMicID;
 
   // What the user chose, also while it is gone; empty before any choice.
   const std::string& savedUID() const { return savedUID_; }

@@ -20,7 +20,7 @@ class MicExtras {
   // Stores what has not been stored yet.
   ~MicExtras();
 
-  Observable<std::vector<MicExtraSource>> extraSources;
+  OwnedObservable<std::vector<MicExtraSource>, MicExtras> extraSources;
 
   // Loads the sources of this device in place of those there are.
   void load(const std::string& deviceUID);

@@ -7,6 +7,7 @@
 
 #include "audio/device/CoreAudioUtils.h"
 #include "audio/engine/Rates.h"
+#include "base/ThreadRules.h"
 #include "dsp/EffectSettingsCodec.h"
 
 namespace sonmere {
@@ -78,6 +79,7 @@ void MicPassthroughEngine::listen(PropertyListener& listener, AudioObjectID obje
 }
 
 void MicPassthroughEngine::launch() {
+  assertMain();
   isLaunched_ = true;
   context_.monitors.offer(MonitorPlace::microphone,
                           {std::shared_ptr<MonitorSource>(state_, &state_->monitor)});
@@ -91,6 +93,7 @@ void MicPassthroughEngine::launch() {
 // What the user asks for.
 
 void MicPassthroughEngine::setEnabled(bool enabled) {
+  assertMain();
   isWanted_ = enabled;
   context_.settings.set(kEnabledKey, enabled);
   didRetryStart_ = false;
@@ -101,6 +104,7 @@ void MicPassthroughEngine::setEnabled(bool enabled) {
 }
 
 bool MicPassthroughEngine::select(const std::string& uid) {
+  assertMain();
   const auto before = devices_.selected();
   if (!devices_.select(uid)) return false;
   newlyAvailableInput.set(std::nullopt);
@@ -111,6 +115,7 @@ bool MicPassthroughEngine::select(const std::string& uid) {
 }
 
 void MicPassthroughEngine::setVolume(float volume) {
+  assertMain();
   if (!std::isfinite(volume)) return;
   micVolume.set(std::clamp(volume, 0.0f, kMaxVolume));
   state_->micVolume = *micVolume;
@@ -118,12 +123,14 @@ void MicPassthroughEngine::setVolume(float volume) {
 }
 
 void MicPassthroughEngine::setHearMic(bool hear) {
+  assertMain();
   hearMic.set(hear);
   context_.settings.set(kHearMicKey, hear);
   switchMonitor();
 }
 
 void MicPassthroughEngine::setMonitorVolume(float volume) {
+  assertMain();
   if (!std::isfinite(volume)) return;
   monitorVolume.set(std::clamp(volume, 0.0f, kMaxVolume));
   state_->monitorVolume = *monitorVolume;
@@ -137,12 +144,14 @@ void MicPassthroughEngine::switchMonitor() {
 }
 
 void MicPassthroughEngine::setChannelMode(InputChannelMode mode) {
+  assertMain();
   inputChannelMode.set(mode);
   state_->mode = std::uint8_t(mode);
   context_.settings.set(kModeKey, std::int64_t(mode));
 }
 
 void MicPassthroughEngine::setCustomChannels(ChannelPair channels) {
+  assertMain();
   customChannels.set(channels);
   state_->customLeft = channels.left;
   state_->customRight = channels.right;
@@ -151,6 +160,7 @@ void MicPassthroughEngine::setCustomChannels(ChannelPair channels) {
 }
 
 void MicPassthroughEngine::setEqualiser(const AppEQSettings& settings) {
+  assertMain();
   if (std::string json = encodeJSON(settings); decodeJSON<AppEQSettings>(json))
     context_.settings.set(kEQKey, SettingsData{std::move(json)});
   eqSettings.set(settings);
@@ -160,6 +170,7 @@ void MicPassthroughEngine::setEqualiser(const AppEQSettings& settings) {
 }
 
 void MicPassthroughEngine::setLimiter(const AppLimiterSettings& settings) {
+  assertMain();
   if (std::string json = encodeJSON(settings); decodeJSON<AppLimiterSettings>(json))
     context_.settings.set(kLimiterKey, SettingsData{std::move(json)});
   limiterSettings.set(settings);
@@ -169,6 +180,7 @@ void MicPassthroughEngine::setLimiter(const AppLimiterSettings& settings) {
 }
 
 void MicPassthroughEngine::setRecorderRing(std::shared_ptr<RecorderRing> ring) {
+  assertMain();
   state_->recorder.publish(std::move(ring), context_.rendering.retirement, kSnapshotGrace);
 }
 
@@ -182,12 +194,10 @@ bool MicPassthroughEngine::isStereo() const {
 bool MicPassthroughEngine::isRefused() {
   switch (context_.platform.permissions().status(Permission::microphone)) {
     case PermissionStatus::denied:
-      switchOff(
-          "Microphone access denied. Open System Settings → Privacy & Security → Microphone and enable "
-          "Sonmere.");
+      switchOff(std::string(context_.platform.words().microphoneDenied));
       return true;
     case PermissionStatus::restricted:
-      switchOff("Microphone access is restricted by a system policy (parental controls or MDM).");
+      switchOff(std::string(context_.platform.words().microphoneRestricted));
       return true;
     default:
       return false;
@@ -371,6 +381,7 @@ void MicPassthroughEngine::abortForRate(const MicRateForce::Aborted& rates) {
 // Stop.
 
 void MicPassthroughEngine::stop() {
+  assertMain();
   for (ScopedTask* const task : {&retry_, &convertedCaptureCheck_}) task->cancel();
   routeCheck_.end();
   inputRateListener_.stop();
@@ -387,6 +398,7 @@ void MicPassthroughEngine::stop() {
 }
 
 void MicPassthroughEngine::restart() {
+  assertMain();
   stop();
   if (isWanted_) begin();
 }
@@ -405,6 +417,7 @@ void MicPassthroughEngine::inputRateChanged() { revalidate(RevalidationReason::d
 
 // After a sleep a unit may run that nobody hears.
 void MicPassthroughEngine::revalidate(RevalidationReason reason) {
+  assertMain();
   const auto before = uidsOf(*devices_.availableMics);
   const bool isAnother = devices_.refresh();
   noteNewInputs(before);
@@ -415,6 +428,7 @@ void MicPassthroughEngine::revalidate(RevalidationReason reason) {
 }
 
 RouteHealthEntry MicPassthroughEngine::check(RevalidationReason) {
+  assertMain();
   revalidate(RevalidationReason::deviceChange);
   return health();
 }

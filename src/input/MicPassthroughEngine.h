@@ -47,21 +47,21 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   void launch();
 
   // Whether it runs or is about to; the user's wish where nothing hinders it.
-  Observable<bool> isEnabled{false};
+  OwnedObservable<bool, MicPassthroughEngine> isEnabled{false};
   // The wish itself: it is kept while there is no microphone, no bridge or no permission, and met when they
   // come.
   bool isWanted() const { return isWanted_; }
-  Observable<std::optional<std::string>> errorMessage;
-  Observable<float> micVolume{1.0f};  // linear, 0 to kMaxVolume
+  OwnedObservable<std::optional<std::string>, MicPassthroughEngine> errorMessage;
+  OwnedObservable<float, MicPassthroughEngine> micVolume{1.0f};  // linear, 0 to kMaxVolume
   // Whether the user wants to hear the microphone on the monitor, and how loud; linear, 0 to kMaxVolume.
-  Observable<bool> hearMic{false};
-  Observable<float> monitorVolume{1.0f};
-  Observable<InputChannelMode> inputChannelMode{InputChannelMode::automatic};
-  Observable<ChannelPair> customChannels{ChannelPair{0, 1}};
-  Observable<AppEQSettings> eqSettings;
-  Observable<AppLimiterSettings> limiterSettings;
+  OwnedObservable<bool, MicPassthroughEngine> hearMic{false};
+  OwnedObservable<float, MicPassthroughEngine> monitorVolume{1.0f};
+  OwnedObservable<InputChannelMode, MicPassthroughEngine> inputChannelMode{InputChannelMode::automatic};
+  OwnedObservable<ChannelPair, MicPassthroughEngine> customChannels{ChannelPair{0, 1}};
+  OwnedObservable<AppEQSettings, MicPassthroughEngine> eqSettings;
+  OwnedObservable<AppLimiterSettings, MicPassthroughEngine> limiterSettings;
   // An input that came up and is not in use, until another does or it goes.
-  Observable<std::optional<AudioDevice>> newlyAvailableInput;
+  OwnedObservable<std::optional<AudioDevice>, MicPassthroughEngine> newlyAvailableInput;
 
   MicDevices& devices() { return devices_; }
   MicExtras& extras() { return extras_; }

@@ -32,9 +32,8 @@ bool MicRateForce::reaches(AudioDeviceID device, double rate) {
 }
 
 bool MicRateForce::force(AudioDeviceID input, double rate, double original) {
-  context_.log.info(fmt::format(
-      "ToneFerry: forcing mic rate {:.0f} Hz → {:.0f} Hz to bypass macOS 26.4.x SR converter regression",
-      original, rate));
+  context_.log.info(fmt::format("ToneFerry: forcing mic rate {:.0f} Hz → {:.0f} Hz {}", original, rate,
+                                context_.platform.words().whyRateIsForced));
   forced_ = Forced{input, original};
   context_.hardware().setNominalSampleRate(input, rate);
   if (reaches(input, rate)) return true;

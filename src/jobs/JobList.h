@@ -33,7 +33,7 @@ class JobList {
   JobList& operator=(const JobList&) = delete;
 
   // In the order of `add`. Set as often as ten times a second while something runs.
-  Observable<std::vector<JobState>> jobs;
+  OwnedObservable<std::vector<JobState>, JobList> jobs;
 
   JobID add(std::string title, Work work, Ended ended = nullptr);
   // One that waits ends at once, one that runs as soon as it notices, with nothing half done.

@@ -24,7 +24,8 @@ struct SessionExportRequest {
   std::optional<Normalising> normalising = {};
 };
 
-// An export in two steps, so that what will be clipped can be told before the long one. Threads: as a job.
+// An export in two steps, so that what will be clipped can be told before the long one. Threads: any that may
+// wait.
 class SessionExport {
  public:
   SessionExport(OpenSession open, SessionExportRequest request, const JobContext& context)

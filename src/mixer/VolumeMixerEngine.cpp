@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "base/ThreadRules.h"
 #include "dsp/Boost.h"
 #include "mixer/DAWHint.h"
 #include "mixer/MixerRows.h"
@@ -53,6 +54,7 @@ VolumeMixerEngine::~VolumeMixerEngine() {
 }
 
 void VolumeMixerEngine::attach(const std::shared_ptr<AppSource>& source) {
+  assertMain();
   source_ = source;
   wasAttached_ = true;
   availableAppsCancellable_ = source->rows().observe([this](const auto&) { syncTaps(); });
@@ -78,6 +80,7 @@ void VolumeMixerEngine::restoreEnabled() {
 // On and off.
 
 bool VolumeMixerEngine::setEnabled(bool enabled) {
+  assertMain();
   // Before the server answers: a wish for attach().
   if (!wasAttached_) {
     store_.setEnabled(enabled);
@@ -120,12 +123,13 @@ void VolumeMixerEngine::publishHeard() {
   std::set<std::string> heard;
   for (const auto& [bundleID, tap] : taps_.active)
     if (!tap->isMuted) heard.insert(bundleID);
-  if (heard != *heardBundleIDs) heardBundleIDs.set(std::move(heard));
+  heardBundleIDs.setIfChanged(std::move(heard));
 }
 
 // Which apps get a tap.
 
 void VolumeMixerEngine::syncTaps() {
+  assertMain();
   // An observer of what happens below asked: once more, when this is over.
   mustSyncAgain_ = isSyncing_;
   if (isSyncing_) return;
@@ -226,6 +230,7 @@ VolumeMixerAppState VolumeMixerEngine::appState(const std::string& bundleID) con
 }
 
 void VolumeMixerEngine::setVolume(const std::string& bundleID, float volume) {
+  assertMain();
   const float clamped = clampAppVolume(volume, store_.boostAllowed());
   if (const auto found = taps_.active.find(bundleID); found != taps_.active.end())
     found->second->volume = clamped;
@@ -235,6 +240,7 @@ void VolumeMixerEngine::setVolume(const std::string& bundleID, float volume) {
 }
 
 void VolumeMixerEngine::setMuted(const std::string& bundleID, bool muted) {
+  assertMain();
   if (const auto found = taps_.active.find(bundleID); found != taps_.active.end()) {
     if (!muted) found->second->ring.requests.startLive = true;
     found->second->isMuted = muted;
@@ -246,6 +252,7 @@ void VolumeMixerEngine::setMuted(const std::string& bundleID, bool muted) {
 }
 
 void VolumeMixerEngine::setMasterVolume(float volume) {
+  assertMain();
   const float clamped = clampMasterVolume(volume, store_.boostAllowed());
   if (clamped == *masterVolume) return;
   output_.setMasterVolume(clamped);
@@ -254,6 +261,7 @@ void VolumeMixerEngine::setMasterVolume(float volume) {
 }
 
 void VolumeMixerEngine::clampVolumesToLimit() {
+  assertMain();
   const bool boostAllowed = store_.boostAllowed();
   setMasterVolume(*masterVolume);
   auto states = *appsState;
@@ -276,6 +284,7 @@ void VolumeMixerEngine::pushClientGains() {
 }
 
 void VolumeMixerEngine::setOutputEqualiser(const AppEQSettings& settings, SettingForm form) {
+  assertMain();
   output_.setEqualiser(settings);
   if (form == SettingForm::live) return;
   store_.setOutputEQ(settings);
@@ -285,6 +294,7 @@ void VolumeMixerEngine::setOutputEqualiser(const AppEQSettings& settings, Settin
 // Direct.
 
 bool VolumeMixerEngine::setDirect(const std::string& bundleID, bool direct) {
+  assertMain();
   if (!MixerRows::canBeDirect(bundleID)) return false;
   if (direct == directBundleIDs->contains(bundleID)) return true;
   auto wanted = *directBundleIDs;
@@ -300,6 +310,7 @@ bool VolumeMixerEngine::shouldOfferDirect(const std::string& bundleID) const {
 }
 
 void VolumeMixerEngine::markDAWHintSeen(const std::string& bundleID) {
+  assertMain();
   if (dawHintSeen->contains(bundleID)) return;
   auto seen = *dawHintSeen;
   seen.insert(bundleID);
@@ -322,6 +333,7 @@ void VolumeMixerEngine::saveAppsStateSoon() {
 }
 
 void VolumeMixerEngine::flushPendingSaves() {
+  assertMain();
   if (persistDebounce_) saveAppsState();
 }
 

@@ -50,15 +50,16 @@ class VolumeMixerEngine final : public LatencySource, public Route {
   void attach(const std::shared_ptr<AppSource>& source);
 
   // To be observed; changed by the operations below only.
-  Observable<bool> isEnabled{false};
-  Observable<std::map<std::string, VolumeMixerAppState>> appsState;  // by bundle identifier
-  Observable<float> masterVolume{1.0f};                              // linear
-  Observable<std::optional<std::string>> errorMessage;
-  Observable<std::set<std::string>> directBundleIDs;
-  Observable<std::set<std::string>> dawHintSeen;
-  Observable<AppEQSettings> outputEQSettings;
+  OwnedObservable<bool, VolumeMixerEngine> isEnabled{false};
+  OwnedObservable<std::map<std::string, VolumeMixerAppState>, VolumeMixerEngine>
+      appsState;                                                 // by bundle identifier
+  OwnedObservable<float, VolumeMixerEngine> masterVolume{1.0f};  // linear
+  OwnedObservable<std::optional<std::string>, VolumeMixerEngine> errorMessage;
+  OwnedObservable<std::set<std::string>, VolumeMixerEngine> directBundleIDs;
+  OwnedObservable<std::set<std::string>, VolumeMixerEngine> dawHintSeen;
+  OwnedObservable<AppEQSettings, VolumeMixerEngine> outputEQSettings;
   // Apps that are heard through the mixer now: tapped, and not muted. Told once the taps are as it says.
-  Observable<std::set<std::string>> heardBundleIDs;
+  OwnedObservable<std::set<std::string>, VolumeMixerEngine> heardBundleIDs;
 
   // False when the output could not be built; errorMessage tells why, and the mixer is off.
   bool setEnabled(bool enabled);

@@ -25,7 +25,7 @@ bool VolumeMixerEngine::buildOutput() {
 }
 
 void VolumeMixerEngine::tell(const std::optional<std::string>& message) {
-  if (message != *errorMessage) errorMessage.set(message);
+  errorMessage.setIfChanged(message);
 }
 
 void VolumeMixerEngine::rebuildOutputSoon(Duration delay) {

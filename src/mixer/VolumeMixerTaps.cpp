@@ -42,7 +42,7 @@ bool VolumeMixerTaps::build(const std::shared_ptr<VolumeMixerTap>& tap, const st
   AudioHardware& hardware = context_.hardware();
   Runtime& runtime = context_.runtime;
   if (!hardware.supportsProcessTaps()) {
-    if (fail) fail("Volume Mixer requires macOS 14.2 or later.");
+    if (fail) fail(fmt::format("Volume Mixer requires {}.", context_.platform.words().tapsNeed));
     return false;
   }
   TapAggregatePlan plan;

@@ -34,7 +34,7 @@ class AudioFileSink : public std::enable_shared_from_this<AudioFileSink> {
   Outcome<void> write(const PCMBuffer& buffer);
 
   // Blocks until all that was written before has reached the file, or the timeout or the flush deadline has
-  // passed; in that case the writing goes on in the background. Any thread but a render thread.
+  // passed; in that case the writing goes on in the background. Threads: any but a render thread.
   void flush(Duration timeout);
   // The same without blocking; calls `done` on the main queue with whether all was written. Main thread.
   void flushAsync(Duration timeout, std::function<void(bool inTime)> done);

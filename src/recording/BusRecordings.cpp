@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <iterator>
 
+#include "base/ThreadRules.h"
 #include "recording/RecordedSource.h"
 #include "recording/RecordingFormatSetting.h"
 
@@ -46,9 +47,12 @@ BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed
             if (reason != info.end()) handleRecordingFailure(reason->second);
           })) {
   defaultRecordingFormat.set(storedRecordingFormat(context_.settings).value_or(RecordingFormat::wav));
-  formatChanges_ = defaultRecordingFormat.observe([this](RecordingFormat format) {
-    context_.settings.set(kRecordingFormatKey, std::string(name(format)));
-  });
+}
+
+void BusRecordings::setDefaultRecordingFormat(RecordingFormat format) {
+  assertMain();
+  context_.settings.set(kRecordingFormatKey, std::string(name(format)));
+  defaultRecordingFormat.set(format);
 }
 
 BusRecordings::~BusRecordings() {
@@ -57,6 +61,7 @@ BusRecordings::~BusRecordings() {
 }
 
 void BusRecordings::startRecordings(std::span<const int> sources, std::optional<RecordingFormat> format) {
+  assertMain();
   std::vector<int> wanted;
   std::ranges::copy_if(sources, std::back_inserter(wanted),
                        [this](int source) { return isRecordableSource(source) && !isRecording(source); });
@@ -146,6 +151,7 @@ std::vector<int> BusRecordings::takeOf(int source) const {
 }
 
 void BusRecordings::stopRecording(int source, std::function<void(std::optional<std::string>)> done) {
+  assertMain();
   stopTake(source, [source, done = std::move(done)](const Stopped& stopped) {
     if (!done) return;
     const auto own = std::ranges::find(stopped, source, &StoppedFile::source);
@@ -154,6 +160,7 @@ void BusRecordings::stopRecording(int source, std::function<void(std::optional<s
 }
 
 void BusRecordings::stopTake(int source, std::function<void(const Stopped&)> done) {
+  assertMain();
   const std::vector<int> sources = takeOf(source);
   if (sources.empty()) {
     if (done) context_.runtime.mainQueue().post([done = std::move(done)] { done({}); });
@@ -182,6 +189,7 @@ void BusRecordings::stopOne(int source, std::function<void(const PreparedRecorde
 }
 
 void BusRecordings::stopAllRecordings(std::function<void(std::vector<std::string>)> done) {
+  assertMain();
   std::vector<std::shared_ptr<Recorder>> all;
   std::vector<int> leads;
   for (const auto& [source, running] : running_) {
@@ -201,6 +209,7 @@ void BusRecordings::stopAllRecordings(std::function<void(std::vector<std::string
 }
 
 std::vector<BusRecordings::Mark> BusRecordings::mark(const std::string& text) {
+  assertMain();
   std::vector<Mark> marks;
   for (const auto& [source, running] : running_) {
     const Recorder& lead = *running_.at(running.lead).recorder;
@@ -213,6 +222,7 @@ std::vector<BusRecordings::Mark> BusRecordings::mark(const std::string& text) {
 }
 
 void BusRecordings::handleRecordingFailure(const std::string& reason) {
+  assertMain();
   if (std::exchange(handlingWriteFailure_, true)) return;
   errorMessage.set("Recording stopped: " + reason);
   context_.log.error("Sonmere: recording auto-stopped — " + reason);

@@ -72,15 +72,16 @@ class BusRecordings {
   bool isAnyStopping() const { return stops_.isAny(); }
 
   // By what is recorded.
-  Observable<std::map<int, BusRecordingStatus>> busRecordingStatuses;
-  Observable<std::string> errorMessage;
-  Observable<std::optional<std::string>> silentRecordingNotice;
+  OwnedObservable<std::map<int, BusRecordingStatus>, BusRecordings> busRecordingStatuses;
+  OwnedObservable<std::string, BusRecordings> errorMessage;
+  OwnedObservable<std::optional<std::string>, BusRecordings> silentRecordingNotice;
   // What became of a file while it was recorded, until the next start.
-  Observable<std::optional<std::string>> fileNotice;
+  OwnedObservable<std::optional<std::string>, BusRecordings> fileNotice;
   // What the files lack that are being recorded, until the next start.
-  Observable<std::optional<std::string>> lossNotice;
+  OwnedObservable<std::optional<std::string>, BusRecordings> lossNotice;
   // Used when a start asks for no format; kept in the settings.
-  Observable<RecordingFormat> defaultRecordingFormat{RecordingFormat::wav};
+  OwnedObservable<RecordingFormat, BusRecordings> defaultRecordingFormat{RecordingFormat::wav};
+  void setDefaultRecordingFormat(RecordingFormat format);
 
  private:
   void begin(const PreparedRecorder& prepared);
@@ -113,7 +114,6 @@ class BusRecordings {
   RecordingWatch watch_;
   ScopedTask statusTimer_;
   Subscription writeFailures_;
-  Subscription formatChanges_;
 };
 
 }  // namespace sonmere

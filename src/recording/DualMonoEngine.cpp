@@ -1,5 +1,7 @@
 #include "recording/DualMonoEngine.h"
 
+#include "base/ThreadRules.h"
+
 namespace sonmere {
 
 DualMonoEngine::DualMonoEngine(Log& log, SettingsStore& settings, NotificationCenter& notifications)
@@ -15,6 +17,7 @@ DualMonoEngine::DualMonoEngine(Log& log, SettingsStore& settings, NotificationCe
 }
 
 void DualMonoEngine::setLayout(RecordingLayout wanted) {
+  assertMain();
   settings_.set(kRecordingLayoutKey, std::string(name(wanted)));
   if (*layout != wanted) layout.set(wanted);
   setEnabled(wanted == RecordingLayout::dualMono);

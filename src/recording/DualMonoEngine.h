@@ -19,8 +19,8 @@ class DualMonoEngine {
 
   DualMonoEngine(Log& log, SettingsStore& settings, NotificationCenter& notifications);
 
-  Observable<bool> isEnabled{false};
-  Observable<RecordingLayout> layout{RecordingLayout::mixed};
+  OwnedObservable<bool, DualMonoEngine> isEnabled{false};
+  OwnedObservable<RecordingLayout, DualMonoEngine> layout{RecordingLayout::mixed};
 
   void setLayout(RecordingLayout wanted);
 

@@ -25,9 +25,9 @@ class RecordingsFolder {
     return context_.onlyFolder ? *context_.onlyFolder : context_.folders.defaultRecordings;
   }
   // Which folder is in force when this one is chosen, or none. Makes nothing but the file of the write test,
-  // in a folder that is there. Any thread.
+  // in a folder that is there. Threads: any.
   RecordingsFolderState state(const std::optional<std::string>& chosenFolder) const;
-  // Makes a file in the folder and takes it away again. Any thread.
+  // Makes a file in the folder and takes it away again. Threads: any.
   Outcome<void> writeTest(const std::string& folder) const;
 
  private:

@@ -9,7 +9,7 @@ namespace sonmere {
 
 // The stamp of a session that begins: the files of one act of recording or importing bear it, and no others.
 // Until this object goes nobody else takes a stamp in that folder, so it is kept until the session's first
-// file is there. Threads: one at a time; any but a render thread.
+// file is there. Threads: one at a time, never a render thread.
 class SessionStamp {
  public:
   // The first second from `now` on that no recording in the folder bears. Another program that takes one is

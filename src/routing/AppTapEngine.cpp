@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "apps/FamilyRules.h"
+#include "base/ThreadRules.h"
 #include "dsp/Boost.h"
 
 namespace sonmere {
@@ -17,10 +18,6 @@ constexpr Duration kVolumeSaveDelay = fromMilliseconds(500);
 constexpr Duration kLevelInterval = fromMilliseconds(33);
 constexpr const char* kMicSendsKey = "sonmere.mic.sends";
 constexpr double kMaxMicSend = 2;
-
-bool sameObjects(const std::vector<AudioObjectID>& a, const std::vector<AudioObjectID>& b) {
-  return std::set(a.begin(), a.end()) == std::set(b.begin(), b.end());
-}
 
 void addMonitorRow(std::vector<RingReport>& rows, std::string id, const MonitorSource& monitor, double rate) {
   if (monitor.isEnabled() && monitor.ring()) rows.push_back(ringReport(std::move(id), *monitor.ring(), rate));
@@ -61,8 +58,12 @@ AppTapEngine::AppTapEngine(EngineContext& context)
     monitors_.update();
     mixMode_.update();
   };
-  taps_.tapLost = [this](const SingleAppTap& tap) { revertRoute(tap.bundleID, tap.pid); };
+  taps_.tapLost = [this](const SingleAppTap& tap) {
+    revertRoute(tap.bundleID, tap.pid);
+    retryRoutesSoon();
+  };
   discovery_.refresh = [this] { refreshApps(); };
+  rowSets_.didChange = [this] { refreshApps(); };
   discovery_.callStateChanged = [this](bool isActive) { rowSets_.applyCallState(isActive); };
 }
 
@@ -97,6 +98,7 @@ void AppTapEngine::loadMicSends() {
 }
 
 void AppTapEngine::start() {
+  assertMain();
   expectRoutes();
   discovery_.installListeners();
   if (const OSStatus status = context_.devices.start(); status != noErr)
@@ -118,155 +120,24 @@ TappedAppInfo* AppTapEngine::findRow(const std::string& bundleID) {
   return const_cast<TappedAppInfo*>(row(bundleID));
 }
 
-// Families that were there keep their row's values; new ones take what is saved; one that is pinned or to be
-// routed keeps its row while its app does not run. Rows stay where they were, new ones come last.
-std::vector<TappedAppInfo> AppTapEngine::mergeRows(const std::vector<PendingAppFamily>& families) {
-  std::vector<TappedAppInfo> rows;
-  const auto add = [&](const std::string& bundleID, const PendingAppFamily* family) {
-    TappedAppInfo row;
-    if (const TappedAppInfo* old = this->row(bundleID)) {
-      row = *old;
-    } else {
-      row.bundleID = bundleID;
-      row.name = FamilyRules::familyName(bundleID);
-      state_.restore(row);
-    }
-    row.id = family ? family->id : 0;
-    row.audioObjectIDs = family ? family->audioObjectIDs : std::vector<AudioObjectID>{};
-    if (family) {
-      row.name = family->name;
-      row.icon = family->icon;
-    }
-    rows.push_back(std::move(row));
-  };
-  const auto familyOf = [&](const std::string& bundleID) {
-    const auto found = std::ranges::find(families, bundleID, &PendingAppFamily::bundleID);
-    return found == families.end() ? nullptr : &*found;
-  };
-  const auto isPinned = [&](const std::string& id) { return rowSets_.pinnedBundleIDs().contains(id); };
-  const auto isShown = [&](const std::string& id) {
-    return isPinned(id) || !rowSets_.removedBundleIDs().contains(id);
-  };
-
-  for (const TappedAppInfo& old : *availableApps) {
-    const PendingAppFamily* family = familyOf(old.bundleID);
-    const bool isKept = family || isPinned(old.bundleID) || state_.isIntended(old.bundleID);
-    if (isKept && isShown(old.bundleID)) add(old.bundleID, family);
-  }
-  for (const PendingAppFamily& family : families)
-    if (!row(family.bundleID) && isShown(family.bundleID)) add(family.bundleID, &family);
-  // Rows of apps that have not run since the program started.
-  const auto addAll = [&](const std::set<std::string>& bundleIDs) {
-    for (const std::string& bundleID : bundleIDs)
-      if (isShown(bundleID) && std::ranges::find(rows, bundleID, &TappedAppInfo::bundleID) == rows.end())
-        add(bundleID, nullptr);
-  };
-  addAll(rowSets_.pinnedBundleIDs());
-  addAll(state_.intended());
-  return rows;
-}
-
-void AppTapEngine::refreshApps() {
-  // An observer of what happens below asked: once more, when this is over.
-  if (isRefreshing_) return scheduleRefresh();
-  isRefreshing_ = true;
-  readRows();
-  isRefreshing_ = false;
-}
-
-void AppTapEngine::readRows() {
-  const auto families = discovery_.readFamilies();
-  if (!families) return;
-  auto rows = mergeRows(*families);
-  stopVanished(rows);
-  for (TappedAppInfo& next : rows) {
-    const TappedAppInfo* old = row(next.bundleID);
-    updateRoute(next, !next.audioObjectIDs.empty() && (!old || old->audioObjectIDs.empty()));
-  }
-  outputs_.retryMissing();
-  endFailures(rows);
-  // Last, so that whoever observes the rows finds the taps as the rows say.
-  availableApps.set(std::move(rows));
-}
-
-// What could not be done for an app is over with its wish, and with the app.
-void AppTapEngine::endFailures(const std::vector<TappedAppInfo>& rows) {
-  std::set<std::string> wishes;
-  for (const TappedAppInfo& row : rows)
-    if (!row.audioObjectIDs.empty() && state_.isIntended(row.bundleID))
-      wishes.insert(RoutingFailures::ofApp(row.bundleID));
-  core_.failures.endWhere(
-      [&](const std::string& about) { return about.starts_with("app ") && !wishes.contains(about); });
-}
-
-void AppTapEngine::stopVanished(const std::vector<TappedAppInfo>& rows) {
-  std::vector<std::string> gone;
-  for (const auto& [bundleID, tap] : core_.activeTaps)
-    if (std::ranges::find(rows, bundleID, &TappedAppInfo::bundleID) == rows.end()) gone.push_back(bundleID);
-  for (const std::string& bundleID : gone) taps_.stopTap(bundleID);
-}
-
-void AppTapEngine::updateRoute(TappedAppInfo& row, bool justAppeared) {
-  const auto tap = tapOf(row.bundleID);
-  if (tap) {
-    if (tap->pid == row.id && sameObjects(tap->audioObjectIDs, row.audioObjectIDs)) return;
-    if (!row.audioObjectIDs.empty())
-      context_.log.info(fmt::format("Sonmere: {} family changed (was {} procs, now {}) — rebuilding tap",
-                                    row.bundleID, tap->audioObjectIDs.size(), row.audioObjectIDs.size()));
-    taps_.stopTap(tap->bundleID);
-    row.level = 0;
-    row.isEnabled = !row.audioObjectIDs.empty() && taps_.startTap(row);
-    if (!row.audioObjectIDs.empty() && !row.isEnabled)
-      context_.log.error(fmt::format("tap rebuild failed for {} after family change — reverted to not-routed",
-                                     row.bundleID));
-    return;
-  }
-  row.isEnabled = false;
-  if (!justAppeared || !state_.isGlobalEnabled() || !state_.isIntended(row.bundleID)) return;
-  row.isEnabled = taps_.startTap(row);
-  if (!row.isEnabled)
-    context_.log.error(fmt::format("arm-on-appearance failed for {} — reverted to not-routed", row.bundleID));
-}
-
-void AppTapEngine::hide(const std::string& bundleID) {
-  rowSets_.hide(bundleID);
-  refreshApps();
-}
-
-void AppTapEngine::unhide(const std::string& bundleID) {
-  rowSets_.unhide(bundleID);
-  refreshApps();
-}
-
-void AppTapEngine::remove(const std::string& bundleID) {
-  rowSets_.remove(bundleID);
-  refreshApps();
-}
-
-void AppTapEngine::restore(const std::string& bundleID) {
-  rowSets_.restore(bundleID);
-  refreshApps();
-}
-
-void AppTapEngine::pin(const std::string& bundleID) {
-  rowSets_.pin(bundleID);
-  refreshApps();
-}
-
-void AppTapEngine::unpin(const std::string& bundleID) {
-  rowSets_.unpin(bundleID);
-  refreshApps();
-}
-
-void AppTapEngine::removeCallAudioOverride() {
-  rowSets_.removeCallAudioOverride();
-  refreshApps();
-}
-
 // Routing.
 
-std::shared_ptr<SingleAppTap> AppTapEngine::tapOf(const std::string& bundleID) const {
-  return core_.tapOf(bundleID);
+std::vector<std::string> AppTapEngine::routedBundleIDs() const {
+  std::vector<std::string> apps;
+  for (const auto& [bundleID, tap] : core_.activeTaps) apps.push_back(bundleID);
+  return apps;
+}
+
+std::vector<std::string> AppTapEngine::appsOn(int bus) const {
+  std::vector<std::string> apps;
+  for (const auto& [bundleID, tap] : core_.activeTaps)
+    if (tap->busIndex == bus && !tap->isOnDevice()) apps.push_back(bundleID);
+  return apps;
+}
+
+std::optional<std::string> AppTapEngine::outputDeviceName(const std::string& bundleID) const {
+  const AppOutputRenderer* const renderer = deviceOutputs_.rendererOf(bundleID);
+  return renderer ? std::optional(renderer->deviceName()) : std::nullopt;
 }
 
 void AppTapEngine::publishRows() {
@@ -292,13 +163,14 @@ void AppTapEngine::expectRoutes() {
 }
 
 bool AppTapEngine::setRouted(const std::string& bundleID, bool routed) {
+  assertMain();
   if (!findRow(bundleID)) return false;
   state_.setIntended(bundleID, routed);
   saveState();
   if (!routed) core_.failures.end(RoutingFailures::ofApp(bundleID));
   const bool isDone = reconcileRoute(bundleID);
   // A row that only its wish has kept goes.
-  if (!routed && !tapOf(bundleID)) scheduleRefresh();
+  if (!routed && !core_.tapOf(bundleID)) scheduleRefresh();
   if (isDone) publishRows();
   return isDone;
 }
@@ -308,7 +180,7 @@ bool AppTapEngine::reconcileRoute(const std::string& bundleID) {
   if (!row) return true;
   const bool isRunning = !row->audioObjectIDs.empty();
   const bool isWanted = state_.isGlobalEnabled() && state_.isIntended(bundleID);
-  const auto tap = tapOf(bundleID);
+  const auto tap = core_.tapOf(bundleID);
   if (isWanted && isRunning && !tap) {
     const TappedAppInfo app = *row;
     if (!taps_.startTap(app)) {
@@ -319,7 +191,7 @@ bool AppTapEngine::reconcileRoute(const std::string& bundleID) {
   if (tap && !isWanted) taps_.stopTap(tap->bundleID);
   // Looked up again: whoever observed a message may have changed the rows.
   if (TappedAppInfo* now = findRow(bundleID)) {
-    now->isEnabled = tapOf(bundleID) != nullptr;
+    now->isEnabled = core_.tapOf(bundleID) != nullptr;
     if (!now->isEnabled) now->level = 0;
   }
   return true;
@@ -331,6 +203,7 @@ bool AppTapEngine::isRouteWaiting(const std::string& bundleID) const {
 }
 
 void AppTapEngine::setGlobalEnabled(bool enabled) {
+  assertMain();
   if (enabled == state_.isGlobalEnabled()) return;
   state_.setGlobalEnabled(enabled);
   saveState();
@@ -339,6 +212,7 @@ void AppTapEngine::setGlobalEnabled(bool enabled) {
 }
 
 std::vector<AppProfileEntry> AppTapEngine::routedApps() {
+  assertMain();
   saveState();
   std::vector<AppProfileEntry> apps;
   for (const std::string& bundleID : state_.intended()) apps.push_back(state_.entry(bundleID));
@@ -350,11 +224,13 @@ std::optional<RoutingProfile> AppTapEngine::saveProfile(const std::string& name)
 }
 
 bool AppTapEngine::applyProfile(const std::string& id) {
+  assertMain();
   const RoutingProfile* found = profiles_.find(id);
   return found && applyRouting(std::vector(found->apps));
 }
 
 bool AppTapEngine::applyRouting(const std::vector<AppProfileEntry>& apps) {
+  assertMain();
   saveState();
   for (const std::string& bundleID : std::set(state_.intended())) state_.setIntended(bundleID, false);
   for (AppProfileEntry entry : apps) {
@@ -373,7 +249,7 @@ bool AppTapEngine::applyRouting(const std::vector<AppProfileEntry>& apps) {
 }
 
 bool AppTapEngine::applyRowToTap(const std::string& bundleID) {
-  const auto tap = tapOf(bundleID);
+  const auto tap = core_.tapOf(bundleID);
   const TappedAppInfo* row = findRow(bundleID);
   if (!tap || !row) return true;
   applyVolumes(*row);
@@ -383,12 +259,13 @@ bool AppTapEngine::applyRowToTap(const std::string& bundleID) {
 }
 
 bool AppTapEngine::setBus(const std::string& bundleID, int bus) {
+  assertMain();
   TappedAppInfo* row = findRow(bundleID);
   if (!row || !isRoutableBus(bus)) return false;
   row->busIndex = bus;
   saveState();
   bool isRendered = true;
-  if (const auto tap = tapOf(bundleID)) {
+  if (const auto tap = core_.tapOf(bundleID)) {
     taps_.moveTap(tap->bundleID, bus);
     isRendered = taps_.applyMuteRule(tap->bundleID);
   }
@@ -397,6 +274,7 @@ bool AppTapEngine::setBus(const std::string& bundleID, int bus) {
 }
 
 bool AppTapEngine::setOutput(const std::string& bundleID, const OutputWish& wish) {
+  assertMain();
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   row->outputDeviceUID = wish.deviceUID.empty() ? std::nullopt : std::optional(wish.deviceUID);
@@ -409,6 +287,7 @@ bool AppTapEngine::setOutput(const std::string& bundleID, const OutputWish& wish
 }
 
 bool AppTapEngine::setVolume(const std::string& bundleID, float volume) {
+  assertMain();
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   row->volume = clampAppVolume(volume, context_.flags.boostAllowed);
@@ -420,19 +299,20 @@ bool AppTapEngine::setVolume(const std::string& bundleID, float volume) {
 }
 
 void AppTapEngine::applyVolumes(const TappedAppInfo& row) {
-  const auto tap = tapOf(row.bundleID);
+  const auto tap = core_.tapOf(row.bundleID);
   if (!tap) return;
   tap->volume = row.volume;
   tap->monitorVolume = row.monitorVolume;
 }
 
 bool AppTapEngine::setMuted(const std::string& bundleID, bool muted) {
+  assertMain();
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   row->isMuted = muted;
   saveState();
   bool isRendered = true;
-  if (const auto tap = tapOf(bundleID)) {
+  if (const auto tap = core_.tapOf(bundleID)) {
     tap->isMuted = muted;
     isRendered = taps_.applyMuteRule(tap->bundleID);
   }
@@ -441,6 +321,7 @@ bool AppTapEngine::setMuted(const std::string& bundleID, bool muted) {
 }
 
 bool AppTapEngine::setMonitorVolume(const std::string& bundleID, float volume) {
+  assertMain();
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   row->monitorVolume = clampAppVolume(volume, context_.flags.boostAllowed);
@@ -451,11 +332,12 @@ bool AppTapEngine::setMonitorVolume(const std::string& bundleID, float volume) {
 }
 
 bool AppTapEngine::setMonitorLinked(const std::string& bundleID, bool linked) {
+  assertMain();
   TappedAppInfo* row = findRow(bundleID);
   if (!row) return false;
   row->monitorLinked = linked;
   if (linked) row->monitorVolume = row->volume;
-  if (const auto tap = tapOf(bundleID)) tap->levelFollowsVolume = linked;
+  if (const auto tap = core_.tapOf(bundleID)) tap->levelFollowsVolume = linked;
   applyVolumes(*row);
   saveState();
   publishRows();
@@ -463,6 +345,7 @@ bool AppTapEngine::setMonitorLinked(const std::string& bundleID, bool linked) {
 }
 
 void AppTapEngine::setBoostAllowed(bool allowed) {
+  assertMain();
   context_.settings.set(kBoostAllowedKey, allowed);
   context_.flags.boostAllowed = allowed;
   for (TappedAppInfo& row : availableApps.silently()) {
@@ -477,6 +360,7 @@ void AppTapEngine::setBoostAllowed(bool allowed) {
 }
 
 void AppTapEngine::setMicSend(int bus, float gain) {
+  assertMain();
   if (!isBus(bus)) return;
   context_.micSend.gains[std::size_t(bus)] = gain;
   SettingsValue::Dictionary sends;
@@ -488,6 +372,7 @@ void AppTapEngine::setMicSend(int bus, float gain) {
 }
 
 void AppTapEngine::setDualMono(bool on) {
+  assertMain();
   context_.flags.dualMono = on;
   outputs_.reconcile(kBridgeBus);
 }
@@ -504,12 +389,14 @@ void AppTapEngine::saveVolumeSoon() {
 }
 
 void AppTapEngine::flushPendingSaves() {
+  assertMain();
   if (volumeSaveDebounce_) saveState();
 }
 
 // Devices and recovery.
 
 void AppTapEngine::serverLost() {
+  assertMain();
   outputs_.dropAll();
   deviceOutputs_.forget();
   mixMode_.serverLost();
@@ -517,11 +404,14 @@ void AppTapEngine::serverLost() {
 }
 
 void AppTapEngine::revalidate(RevalidationReason reason) {
+  assertMain();
   outputs_.reconcileDevices();
   if (reason == RevalidationReason::wake || reason == RevalidationReason::manual) deviceOutputs_.restart();
   if (reason != RevalidationReason::deviceChange) {
     refreshApps();
     taps_.recheckTaps();
+    failedRetries_ = 0;
+    retryRoutes();
   }
   deviceOutputs_.reconcileDevices();
   mixMode_.update();
@@ -529,6 +419,7 @@ void AppTapEngine::revalidate(RevalidationReason reason) {
 }
 
 RouteHealthEntry AppTapEngine::check(RevalidationReason) {
+  assertMain();
   taps_.recheckTaps();
   return health();
 }
@@ -550,6 +441,7 @@ RouteHealthEntry AppTapEngine::health() const {
 // Recording.
 
 void AppTapEngine::setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) {
+  assertMain();
   if (!isBus(bus)) return;
   const bool isRecorded = ring != nullptr;
   core_.render->masters[std::size_t(bus)].recorder.publish(std::move(ring), core_.retirement, kSnapshotGrace);
@@ -561,6 +453,14 @@ void AppTapEngine::setRecorderRing(int bus, std::shared_ptr<RecorderRing> ring) 
 
 double AppTapEngine::busSampleRate(int bus) const { return outputs_.rateOrDefault(bus); }
 
+float AppTapEngine::busLimiterGain(int bus) const {
+  return core_.render->masters[std::size_t(bus)].limiterGain;
+}
+
+const SpectrumRing& AppTapEngine::busSpectrum(int bus) const {
+  return core_.render->masters[std::size_t(bus)].spectrum;
+}
+
 double AppTapEngine::sampleRateOf(const SingleAppTap& tap) const {
   const AppOutputRenderer* const renderer = deviceOutputs_.rendererOf(tap.bundleID);
   return renderer ? renderer->sampleRate() : busSampleRate(tap.busIndex);
@@ -569,6 +469,7 @@ double AppTapEngine::sampleRateOf(const SingleAppTap& tap) const {
 // Meters.
 
 void AppTapEngine::setMetersVisible(bool visible) {
+  assertMain();
   metersVisible_ = visible;
   reconcileLevelTimer();
 }
@@ -584,7 +485,7 @@ void AppTapEngine::reconcileLevelTimer() {
 
 void AppTapEngine::copyLevels() {
   for (TappedAppInfo& row : availableApps.silently())
-    if (const auto tap = tapOf(row.bundleID)) row.level = tap->level;
+    if (const auto tap = core_.tapOf(row.bundleID)) row.level = tap->level;
 }
 
 std::vector<RingReport> AppTapEngine::latencyRings() const {

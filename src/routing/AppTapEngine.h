@@ -39,24 +39,18 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   void start();
 
   // Rows, one per app family.
-  Observable<std::vector<TappedAppInfo>> availableApps;
-  Observable<std::optional<std::string>>& errorMessage() { return core_.failures.shown; }
+  OwnedObservable<std::vector<TappedAppInfo>, AppTapEngine> availableApps;
+  const Observable<std::optional<std::string>>& errorMessage() { return core_.failures.shown; }
   const TappedAppInfo* row(const std::string& bundleID) const;
   void refreshApps();
   void scheduleRefresh() { discovery_.scheduleRefresh(); }
 
-  Observable<std::vector<TappedAppInfo>>& rows() override { return availableApps; }
+  const Observable<std::vector<TappedAppInfo>>& rows() override { return availableApps; }
 
-  // Visibility of rows.
+  // Which rows are shown; a change reads the apps anew.
+  RowSets& visibility() { return rowSets_; }
   const RowSets& rowSets() const override { return rowSets_; }
-  Observable<std::set<std::string>>& hiddenBundleIDs() override { return rowSets_.hidden(); }
-  void hide(const std::string& bundleID);
-  void unhide(const std::string& bundleID);
-  void remove(const std::string& bundleID);
-  void restore(const std::string& bundleID);
-  void pin(const std::string& bundleID);
-  void unpin(const std::string& bundleID);
-  void removeCallAudioOverride();
+  const Observable<std::set<std::string>>& hiddenBundleIDs() override { return rowSets_.hidden(); }
 
   // Routing of one app. Each answers false when nothing came of it: the app has no row, the bus is none that
   // apps route to, or the tap could not be made. The wish of an app that does not run is kept for its return.
@@ -72,8 +66,8 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   bool setMonitorLinked(const std::string& bundleID, bool linked);
   // Volumes above 100 %. Turning it off lowers what is above and saves it.
   void setBoostAllowed(bool allowed);
-  Observable<bool> boostAllowed{true};
-  Observable<bool>& boostPermission() override { return boostAllowed; }
+  OwnedObservable<bool, AppTapEngine> boostAllowed{true};
+  const Observable<bool>& boostPermission() override { return boostAllowed; }
   // Routing as a whole. Off stops every tap and keeps every wish; on arms the wished-for apps that run.
   bool isGlobalEnabled() const { return state_.isGlobalEnabled(); }
   // The apps that are routed whenever they run and routing is on.
@@ -82,7 +76,7 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
 
   // Named routings. A profile takes the routed apps, running or not; applying it restores the whole routing:
   // apps that it does not name are un-routed, named ones that do not run are wished for.
-  Observable<std::vector<RoutingProfile>>& profiles() { return profiles_.profiles; }
+  const Observable<std::vector<RoutingProfile>>& profiles() { return profiles_.profiles; }
   // Nothing for an empty name.
   std::optional<RoutingProfile> saveProfile(const std::string& name);
   // The same with a routing that comes from elsewhere.
@@ -111,14 +105,22 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   // Everything routed on the monitor, and what nobody captures.
   RoutingMixMode& mixMode() { return mixMode_; }
 
-  // Taps and units.
-  const std::map<std::string, std::shared_ptr<SingleAppTap>>& activeTaps() const { return core_.activeTaps; }
-  std::shared_ptr<SingleAppTap> tapOf(const std::string& bundleID) const;
+  // What runs now. The tap of an app is null while it is not routed.
+  std::shared_ptr<const SingleAppTap> tapOf(const std::string& bundleID) const {
+    return core_.tapOf(bundleID);
+  }
   bool isRouted(const std::string& bundleID) const override { return tapOf(bundleID) != nullptr; }
-  TapLifecycle& taps() { return taps_; }
-  BusOutputs& outputs() { return outputs_; }
-  const DeviceOutputs& deviceOutputs() const { return deviceOutputs_; }
-  BusRenderState& renderState() { return *core_.render; }
+  std::vector<std::string> routedBundleIDs() const;
+  // The apps that play into the bus.
+  std::vector<std::string> appsOn(int bus) const;
+  // Of the device of its own that the app plays on; nothing while it plays into its bus.
+  std::optional<std::string> outputDeviceName(const std::string& bundleID) const;
+  bool isBusRunning(int bus) const { return outputs_.isRunning(bus); }
+  // Counts the starts and stops of buses.
+  const Observable<int>& busChanges() const { return outputs_.changes; }
+  // What the limiter of a bus does to its sound now, linear.
+  float busLimiterGain(int bus) const;
+  const SpectrumRing& busSpectrum(int bus) const;
   // Level of the mic send into a bus; above 0.001 it keeps the bus's unit running.
   // What of the microphone a bus gets, linear, 0 to 2; kept for the next start.
   void setMicSend(int bus, float gain);
@@ -147,6 +149,9 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   RouteHealthEntry health() const override;
 
  private:
+  // The engine's own tests look at what it is made of.
+  friend struct RoutingInsides;
+
   void loadMicSends();
   TappedAppInfo* findRow(const std::string& bundleID);
   std::vector<TappedAppInfo> mergeRows(const std::vector<PendingAppFamily>& families);
@@ -156,6 +161,9 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   // A tap could not be made: the row shows it, the intent stays.
   void revertRoute(const std::string& bundleID, ProcessID pid);
   void applyVolumes(const TappedAppInfo& row);
+  // The wished-for apps that run without a tap, since none could be made when they appeared or changed.
+  void retryRoutes();
+  void retryRoutesSoon();
   // A row's tap started or stopped as the row's app is wished for now. False when a tap could not be made.
   bool reconcileRoute(const std::string& bundleID);
   // Values into the running tap. False when it was lost on the way.
@@ -185,6 +193,8 @@ class AppTapEngine final : public AppSource, public LatencySource, public Route 
   bool isRefreshing_ = false;
   std::array<ScopedTask, kBusCount> rateChecks_;
   ScopedTask volumeSaveDebounce_;
+  ScopedTask routeRetry_;
+  int failedRetries_ = 0;
   ScopedTask levelTimer_;
   bool metersVisible_ = false;
   RouteKeeper::Registration registration_;

@@ -24,7 +24,7 @@ class BusOutputs {
   std::function<void(int bus)> didStart;
 
   // Counts the starts and stops of units.
-  Observable<int> changes{0};
+  OwnedObservable<int, BusOutputs> changes{0};
 
   // Starts the unit unless it runs; a failure shows in errorMessage and leaves the bus without a unit.
   void start(int bus);

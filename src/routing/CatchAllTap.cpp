@@ -75,7 +75,8 @@ void CatchAllTap::report(const TapAggregateFailure& failure) const {
 
 void CatchAllTap::create() {
   if (!core_.hardware().supportsProcessTaps())
-    return core_.log().warning("Sonmere Mix Mode: catch-all needs macOS 14.2 or later — skipping");
+    return core_.log().warning(fmt::format("Sonmere Mix Mode: catch-all needs {} — skipping",
+                                           core_.context.platform.words().tapsNeed));
   state_->source.setEnabled(true);
   const auto made = buildTapAggregate(core_.hardware(), core_.runtime(), plan());
   objects_ = made.value_or(TapAggregate{});

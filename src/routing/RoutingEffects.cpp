@@ -2,6 +2,7 @@
 
 #include "apps/FamilyRules.h"
 #include "apps/StoredEffect.h"
+#include "base/ThreadRules.h"
 #include "dsp/Limiter.h"
 
 namespace sonmere {
@@ -31,16 +32,19 @@ RoutingEffects::RoutingEffects(RoutingCore& core) : AppEffects(core.context.sett
 }
 
 void RoutingEffects::setActiveEqualiser(const std::string& bundleID) {
+  assertMain();
   activeEQBundleID_ = bundleID;
   core_.context.flags.equaliserAvailable = !bundleID.empty();
 }
 
 void RoutingEffects::setSpectrumVisible(bool visible) {
+  assertMain();
   core_.context.settings.set(kSpectrumVisibleKey, visible);
   core_.context.flags.spectrumVisible = visible;
 }
 
 void RoutingEffects::load(SingleAppTap& tap) {
+  assertMain();
   tap.apply(equaliserOf(tap.bundleID));
   tap.apply(limiterOf(tap.bundleID));
 }
@@ -53,6 +57,7 @@ void RoutingEffects::applyMasterEqualiser(int bus, const AppEQSettings& settings
 }
 
 void RoutingEffects::setMasterEqualiser(int bus, const AppEQSettings& settings, SettingForm form) {
+  assertMain();
   if (!isBus(bus)) return;
   if (form == SettingForm::final) storeEffect(core_.context.settings, masterEQKey(bus), settings);
   applyMasterEqualiser(bus, settings);
@@ -67,6 +72,7 @@ void RoutingEffects::applyMasterLimiter(int bus, const MasterLimiterSettings& se
 }
 
 void RoutingEffects::setMasterLimiter(int bus, const MasterLimiterSettings& settings, SettingForm form) {
+  assertMain();
   if (!isBus(bus)) return;
   if (form == SettingForm::final)
     storeEffect(core_.context.settings, kMasterLimiterPrefix + std::to_string(bus), settings);

@@ -18,8 +18,8 @@ class RoutingEffects final : public AppEffects {
   explicit RoutingEffects(RoutingCore& core);
 
   // By bus.
-  Observable<std::array<AppEQSettings, kBusCount>> masterEQSettings;
-  Observable<std::array<MasterLimiterSettings, kBusCount>> masterLimiterSettings;
+  OwnedObservable<std::array<AppEQSettings, kBusCount>, RoutingEffects> masterEQSettings;
+  OwnedObservable<std::array<MasterLimiterSettings, kBusCount>, RoutingEffects> masterLimiterSettings;
 
   // The app whose equaliser panel is open, empty for none: spectra are fed only for an open panel, and only
   // while they are shown.

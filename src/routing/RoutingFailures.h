@@ -14,7 +14,7 @@ namespace sonmere {
 // thread.
 class RoutingFailures {
  public:
-  Observable<std::optional<std::string>> shown;
+  OwnedObservable<std::optional<std::string>, RoutingFailures> shown;
 
   static std::string ofApp(const std::string& bundleID) { return "app " + bundleID; }
   static std::string ofBus(int bus) { return "bus " + std::to_string(bus); }

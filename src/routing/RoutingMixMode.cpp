@@ -18,7 +18,7 @@ void RoutingMixMode::apply(const MixModeWish& wish) {
   catchAll_.setVolume(wish.systemAudioVolume);
   if (wish.isEnabled && !wasEnabled) {
     // What is heard nowhere else must be heard here.
-    if (!*core_.context.monitors.isOn) core_.context.monitors.isOn.set(true);
+    core_.context.monitors.setOn(true);
     watchdog_.start();
   }
   if (wasEnabled && !wish.isEnabled) {

@@ -1,5 +1,7 @@
 #include "routing/RoutingMonitors.h"
 
+#include "base/ThreadRules.h"
+
 #include <algorithm>
 
 namespace sonmere {
@@ -16,18 +18,21 @@ RoutingMonitors::RoutingMonitors(RoutingCore& core, TapLifecycle& taps) : core_(
 }
 
 bool RoutingMonitors::setMonitored(const std::string& bundleID, bool monitored) {
+  assertMain();
   monitorEnabledBundleIDs.update(
       [&](auto& all) { monitored ? (void)all.insert(bundleID) : (void)all.erase(bundleID); });
   return applyTo(bundleID);
 }
 
 bool RoutingMonitors::setMasterMonitored(int bus, bool monitored) {
+  assertMain();
   if (!isBus(bus)) return true;
   masterMonitorEnabledForBus.update([&](auto& all) { all[std::size_t(bus)] = monitored; });
   return applyToBus(bus);
 }
 
 void RoutingMonitors::setMasterGain(int bus, float gain) {
+  assertMain();
   if (!isBus(bus)) return;
   const float held = std::clamp(gain, 0.0f, 1.0f);
   master(bus).monitor.gain = held;
@@ -61,6 +66,7 @@ void RoutingMonitors::applyAll() {
 
 // By bus, and in the order in which each is mixed.
 void RoutingMonitors::update() {
+  assertMain();
   std::vector<std::shared_ptr<MonitorSource>> sources;
   if (const auto& lists = core_.render->activeTapsByBus.current())
     for (const auto& taps : lists->buses)
@@ -69,6 +75,7 @@ void RoutingMonitors::update() {
 }
 
 void RoutingMonitors::close() {
+  assertMain();
   switch_.cancel();
   core_.context.monitors.offer(MonitorPlace::taps, {});
   core_.context.monitors.offer(MonitorPlace::buses, {});

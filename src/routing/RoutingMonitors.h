@@ -17,10 +17,10 @@ class RoutingMonitors {
   RoutingMonitors(RoutingCore& core, TapLifecycle& taps);
 
   // Wishes: of an app also while it is not routed, and all of them while the monitor is off.
-  Observable<std::set<std::string>> monitorEnabledBundleIDs;
-  Observable<std::array<bool, kBusCount>> masterMonitorEnabledForBus;
+  OwnedObservable<std::set<std::string>, RoutingMonitors> monitorEnabledBundleIDs;
+  OwnedObservable<std::array<bool, kBusCount>, RoutingMonitors> masterMonitorEnabledForBus;
   // How loud the monitor plays each bus, linear, 0 to 1.
-  Observable<std::array<float, kBusCount>> masterGains;
+  OwnedObservable<std::array<float, kBusCount>, RoutingMonitors> masterGains;
 
   // False when the app's tap had to be made anew and could not be.
   bool setMonitored(const std::string& bundleID, bool monitored);

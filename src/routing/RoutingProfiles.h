@@ -21,7 +21,7 @@ class RoutingProfiles {
   // A list that can't be read counts as empty and is overwritten by the next change.
   RoutingProfiles(SettingsStore& settings, Runtime& runtime);
 
-  Observable<std::vector<RoutingProfile>> profiles;
+  OwnedObservable<std::vector<RoutingProfile>, RoutingProfiles> profiles;
 
   // Nothing for an empty name.
   std::optional<RoutingProfile> save(const std::string& name, std::vector<AppProfileEntry> apps);

@@ -27,9 +27,9 @@ class TapHealthWatchdog {
   TapHealthWatchdog(RoutingCore& core, TapLifecycle& taps, CatchAllTap& catchAll)
       : core_(core), taps_(taps), catchAll_(catchAll) {}
 
-  Observable<int> healCount{0};  // since launch
-  Observable<std::optional<Date>> lastHealAt;
-  Observable<std::vector<Heal>> recentHeals;  // the newest last, ten at most
+  OwnedObservable<int, TapHealthWatchdog> healCount{0};  // since launch
+  OwnedObservable<std::optional<Date>, TapHealthWatchdog> lastHealAt;
+  OwnedObservable<std::vector<Heal>, TapHealthWatchdog> recentHeals;  // the newest last, ten at most
 
   // Counts from nothing.
   void start();

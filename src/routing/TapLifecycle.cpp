@@ -12,14 +12,6 @@ namespace sonmere {
 
 namespace {
 
-std::string permissionMessage(PermissionStatus status) {
-  if (status == PermissionStatus::restricted)
-    return "Screen Recording access is restricted by a system policy.";
-  return "Screen Recording access denied. Open System Settings → Privacy & Security → Screen Recording and "
-         "enable "
-         "Sonmere. (Used to capture per-app audio — no video is recorded.)";
-}
-
 // Of the capture of an app that plays on a device of its own.
 constexpr std::uint32_t kDeviceTapFrames = 128;
 
@@ -38,7 +30,8 @@ TapLifecycle::~TapLifecycle() {
 
 bool TapLifecycle::checkPlatform(const std::string& bundleID) {
   if (core_.hardware().supportsProcessTaps()) return true;
-  core_.fail(RoutingFailures::ofApp(bundleID), "Per-app routing requires macOS 14.2 or later.");
+  core_.fail(RoutingFailures::ofApp(bundleID),
+             fmt::format("Per-app routing requires {}.", core_.context.platform.words().tapsNeed));
   return false;
 }
 
@@ -70,13 +63,13 @@ void TapLifecycle::reportFailure(const SingleAppTap& tap, const TapAggregateFail
   const OSStatus status = failure.status;
   switch (failure.step) {
     case TapAggregateStep::createTap: {
-      const PermissionStatus permission =
-          core_.context.platform.permissions().status(Permission::audioCapture);
-      const bool refused =
-          permission == PermissionStatus::denied || permission == PermissionStatus::restricted;
+      Platform& platform = core_.context.platform;
+      const PermissionStatus permission = platform.permissions().status(Permission::audioCapture);
       return tell(fmt::format("Sonmere: Failed to create process tap for {}: {}", tap.bundleID, status),
-                  refused ? permissionMessage(permission)
-                          : fmt::format("Failed to tap {}: error {}", tap.bundleID, status));
+                  permission == PermissionStatus::denied ? std::string(platform.words().captureDenied)
+                  : permission == PermissionStatus::restricted
+                      ? std::string(platform.words().captureRestricted)
+                      : fmt::format("Failed to tap {}: error {}", tap.bundleID, status));
     }
     case TapAggregateStep::readTapUID:
       return tell(fmt::format("Sonmere: Failed to get tap UID after retries: {}", status),

@@ -6,6 +6,7 @@
 
 #include "audio/device/CoreAudioUtils.h"
 #include "audio/engine/SettleTimes.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -21,11 +22,13 @@ CombinedInputEngine::CombinedInputEngine(EngineContext& context) : context_(cont
 }
 
 void CombinedInputEngine::launch() {
+  assertMain();
   registration_ = context_.routes.add(*this);
   if (!wish->devices.empty()) make();
 }
 
 bool CombinedInputEngine::create(const Wish& wanted) {
+  assertMain();
   if (wanted.devices.size() < kLeastDevices) {
     errorMessage.set(kTooFew);
     return false;
@@ -36,6 +39,7 @@ bool CombinedInputEngine::create(const Wish& wanted) {
 }
 
 void CombinedInputEngine::remove() {
+  assertMain();
   wish.set({});
   store();
   if (destroyPresent()) errorMessage.set(std::nullopt);
@@ -82,9 +86,13 @@ bool CombinedInputEngine::make() {
   return true;
 }
 
-void CombinedInputEngine::serverLost() { device.set(std::nullopt); }
+void CombinedInputEngine::serverLost() {
+  assertMain();
+  device.set(std::nullopt);
+}
 
 void CombinedInputEngine::revalidate(RevalidationReason) {
+  assertMain();
   if (wish->devices.empty()) return;
   const auto there = CoreAudioUtils::deviceForUID(context_.hardware(), kCombinedInputUID);
   if (there != *device) device.set(there);

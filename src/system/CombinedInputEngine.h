@@ -30,10 +30,10 @@ class CombinedInputEngine final : public Route {
 
     bool operator==(const Wish&) const = default;
   };
-  Observable<Wish> wish;
-  Observable<std::optional<AudioDeviceID>> device;  // while it is there
+  OwnedObservable<Wish, CombinedInputEngine> wish;
+  OwnedObservable<std::optional<AudioDeviceID>, CombinedInputEngine> device;  // while it is there
   // Why it is not there though it should be.
-  Observable<std::optional<std::string>> errorMessage;
+  OwnedObservable<std::optional<std::string>, CombinedInputEngine> errorMessage;
 
   // In place of what was combined before. The wish is kept also where the device can't be made; false then.
   bool create(const Wish& wanted);

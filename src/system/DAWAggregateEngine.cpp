@@ -4,6 +4,7 @@
 
 #include "audio/device/CoreAudioUtils.h"
 #include "audio/engine/SettleTimes.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -26,6 +27,7 @@ DAWAggregateEngine::DAWAggregateEngine(EngineContext& context) : context_(contex
 }
 
 void DAWAggregateEngine::launch() {
+  assertMain();
   registration_ = context_.routes.add(*this);
   if (!*isEnabled) return;
   if (const auto left = present(context_.hardware())) destroy(*left);
@@ -33,6 +35,7 @@ void DAWAggregateEngine::launch() {
 }
 
 void DAWAggregateEngine::setEnabled(bool enabled) {
+  assertMain();
   if (enabled != *isEnabled) {
     context_.settings.set(kEnabledKey, enabled);
     isEnabled.set(enabled);
@@ -43,6 +46,7 @@ void DAWAggregateEngine::setEnabled(bool enabled) {
 }
 
 void DAWAggregateEngine::ensure() {
+  assertMain();
   const auto there = present(context_.hardware());
   there ? publish(there) : create();
 }
@@ -98,6 +102,7 @@ void DAWAggregateEngine::recoverIfNeeded() {
 }
 
 void DAWAggregateEngine::manualReset() {
+  assertMain();
   const auto there = present(context_.hardware());
   if (*isEnabled) {
     context_.log.info("Sonmere DAWAggregate: manual reset — destroying and recreating");
@@ -118,11 +123,18 @@ void DAWAggregateEngine::publish(std::optional<AudioDeviceID> device) {
   if (device != *aggregateDeviceID) aggregateDeviceID.set(device);
 }
 
-void DAWAggregateEngine::serverLost() { publish(std::nullopt); }
+void DAWAggregateEngine::serverLost() {
+  assertMain();
+  publish(std::nullopt);
+}
 
-void DAWAggregateEngine::revalidate(RevalidationReason) { recoverIfNeeded(); }
+void DAWAggregateEngine::revalidate(RevalidationReason) {
+  assertMain();
+  recoverIfNeeded();
+}
 
 void DAWAggregateEngine::reset(ResetRoutingResult& result) {
+  assertMain();
   manualReset();
   result.rebuiltDAWDevice = aggregateDeviceID->has_value();
 }
@@ -145,6 +157,7 @@ RouteHealthEntry DAWAggregateEngine::health() const {
 
 // Tells what it found, before that is mended.
 RouteHealthEntry DAWAggregateEngine::check(RevalidationReason) {
+  assertMain();
   const RouteHealthEntry found = health();
   recoverIfNeeded();
   return found;

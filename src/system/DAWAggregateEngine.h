@@ -22,9 +22,9 @@ class DAWAggregateEngine final : public Route {
   void launch();
 
   // The wish; it stays also where the device can't be made.
-  Observable<bool> isEnabled{false};
-  Observable<std::optional<AudioDeviceID>> aggregateDeviceID;
-  Observable<std::optional<std::string>> errorMessage;
+  OwnedObservable<bool, DAWAggregateEngine> isEnabled{false};
+  OwnedObservable<std::optional<AudioDeviceID>, DAWAggregateEngine> aggregateDeviceID;
+  OwnedObservable<std::optional<std::string>, DAWAggregateEngine> errorMessage;
 
   void setEnabled(bool enabled);
   // Makes the device unless it is there.

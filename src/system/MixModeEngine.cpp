@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/ThreadRules.h"
 #include "system/SystemAudioEngine.h"
 
 namespace sonmere {
@@ -60,12 +61,14 @@ MixModeEngine::MixModeEngine(EngineContext& context) : context_(context) {
 }
 
 void MixModeEngine::launch() {
+  assertMain();
   systemAudio_ = context_.notifications.observe(SystemAudioEngine::kChanged,
                                                 [this](const NotificationInfo&) { systemAudioChanged(); });
   post();
 }
 
 bool MixModeEngine::setEnabled(bool enabled) {
+  assertMain();
   if (enabled && isKillSwitchActive()) {
     context_.log.warning(fmt::format(
         "Sonmere Mix Mode: refusing to enable — runtime kill switch is set (defaults key {})", kDisabledKey));
@@ -89,7 +92,7 @@ void MixModeEngine::systemAudioChanged() {
 }
 
 template <class T>
-void MixModeEngine::change(Observable<T>& value, T wanted, const char* key) {
+void MixModeEngine::change(OwnedObservable<T, MixModeEngine>& value, T wanted, const char* key) {
   if (wanted == *value) return;
   value.set(wanted);
   if (key) context_.settings.set(key, wanted);
@@ -97,18 +100,27 @@ void MixModeEngine::change(Observable<T>& value, T wanted, const char* key) {
 }
 
 void MixModeEngine::setIncludeSystemAudio(bool includes) {
+  assertMain();
   change(includeSystemAudio, includes, kIncludeKey);
 }
 
 void MixModeEngine::setSystemAudioVolume(float volume) {
+  assertMain();
   change(systemAudioVolume, held(volume), kVolumeKey);
 }
 
-void MixModeEngine::setPreviewStreamMix(bool previews) { change(previewStreamMix, previews, nullptr); }
+void MixModeEngine::setPreviewStreamMix(bool previews) {
+  assertMain();
+  change(previewStreamMix, previews, nullptr);
+}
 
-void MixModeEngine::setHearDAWTracks(bool hears) { change(hearDAWTracks, hears, kHearTracksKey); }
+void MixModeEngine::setHearDAWTracks(bool hears) {
+  assertMain();
+  change(hearDAWTracks, hears, kHearTracksKey);
+}
 
 void MixModeEngine::setDAWTrackVolume(int track, float volume) {
+  assertMain();
   if (track < 1 || track > kTracks) return;
   dawTrackVolumes.update([&](auto& all) { all[std::size_t(track - 1)] = held(volume); });
   context_.settings.set(kTrackVolumesKey, arrayOf(*dawTrackVolumes));
@@ -116,6 +128,7 @@ void MixModeEngine::setDAWTrackVolume(int track, float volume) {
 }
 
 void MixModeEngine::setDAWTrackMuted(int track, bool muted) {
+  assertMain();
   if (track < 1 || track > kTracks) return;
   dawTrackMuted.update([&](auto& all) { all[std::size_t(track - 1)] = muted; });
   context_.settings.set(kTrackMutedKey, arrayOf(*dawTrackMuted));

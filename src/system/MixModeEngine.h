@@ -24,13 +24,13 @@ class MixModeEngine {
   // Posts what was saved, and follows the passthrough. Once.
   void launch();
 
-  Observable<bool> isEnabled{false};
-  Observable<bool> includeSystemAudio{false};
-  Observable<float> systemAudioVolume{1};    // linear, 0 to 1
-  Observable<bool> previewStreamMix{false};  // never from an earlier run
-  Observable<bool> hearDAWTracks{false};
-  Observable<std::array<float, kTracks>> dawTrackVolumes;  // linear, 0 to 1
-  Observable<std::array<bool, kTracks>> dawTrackMuted;
+  OwnedObservable<bool, MixModeEngine> isEnabled{false};
+  OwnedObservable<bool, MixModeEngine> includeSystemAudio{false};
+  OwnedObservable<float, MixModeEngine> systemAudioVolume{1};    // linear, 0 to 1
+  OwnedObservable<bool, MixModeEngine> previewStreamMix{false};  // never from an earlier run
+  OwnedObservable<bool, MixModeEngine> hearDAWTracks{false};
+  OwnedObservable<std::array<float, kTracks>, MixModeEngine> dawTrackVolumes;  // linear, 0 to 1
+  OwnedObservable<std::array<bool, kTracks>, MixModeEngine> dawTrackMuted;
 
   // False when the kill switch in the settings forbids it.
   bool setEnabled(bool enabled);
@@ -50,7 +50,7 @@ class MixModeEngine {
 
  private:
   template <class T>
-  void change(Observable<T>& value, T wanted, const char* key);
+  void change(OwnedObservable<T, MixModeEngine>& value, T wanted, const char* key);
   void post() { context_.notifications.post(kChanged); }
   void systemAudioChanged();
 

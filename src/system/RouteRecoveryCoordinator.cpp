@@ -1,5 +1,7 @@
 #include "system/RouteRecoveryCoordinator.h"
 
+#include "base/ThreadRules.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -38,15 +40,16 @@ std::string summaryOf(const std::vector<RouteHealthEntry>& entries) {
 
 }  // namespace
 
-void RouteRecoveryCoordinator::attach(const std::vector<Observable<bool>*>& toggles) {
+void RouteRecoveryCoordinator::attach(const std::vector<const Observable<bool>*>& toggles) {
+  assertMain();
   events_ = context_.routes.observe([this](RouteKeeper::Event event) { happened(event); });
   context_.log.info("sleep/wake observers registered");
   context_.log.info("service-restart listener registered");
-  for (Observable<bool>* toggle : toggles) observeToggle(*toggle);
+  for (const Observable<bool>* toggle : toggles) observeToggle(*toggle);
 }
 
 // What is set to what it was is no change.
-void RouteRecoveryCoordinator::observeToggle(Observable<bool>& toggle) {
+void RouteRecoveryCoordinator::observeToggle(const Observable<bool>& toggle) {
   toggleObservations_.push_back(toggle.observe([this, last = *toggle](bool isOn) mutable {
     if (std::exchange(last, isOn) == isOn) return;
     passIn(toggleDebounceTask_, kAfterToggle, RevalidationReason::deviceChange);
@@ -83,6 +86,7 @@ void RouteRecoveryCoordinator::didWake() {
 }
 
 void RouteRecoveryCoordinator::revalidateSoon() {
+  assertMain();
   passIn(startTask_, kAfterStart, RevalidationReason::deviceChange);
 }
 
@@ -91,6 +95,7 @@ void RouteRecoveryCoordinator::passIn(ScopedTask& task, Duration delay, Revalida
 }
 
 void RouteRecoveryCoordinator::revalidate(RevalidationReason reason) {
+  assertMain();
   if (isSuspendedForSleep_) return;
   if (*isRevalidating)
     return context_.log.info(
@@ -107,6 +112,7 @@ void RouteRecoveryCoordinator::revalidate(RevalidationReason reason) {
 }
 
 void RouteRecoveryCoordinator::resetRouting(std::function<void(const ResetRoutingResult&)> done) {
+  assertMain();
   resetReplies_.push_back(std::move(done));
   if (*isResetting) return;
   isResetting.set(true);

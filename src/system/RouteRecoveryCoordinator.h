@@ -20,15 +20,15 @@ class RouteRecoveryCoordinator {
       : context_(context), trackNames_(trackNames) {}
 
   // As the latest pass found them.
-  Observable<std::vector<RouteHealthEntry>> routeHealth;
-  Observable<bool> isRevalidating{false};
-  Observable<std::optional<Date>> lastRevalidation;
-  Observable<bool> isResetting{false};
-  Observable<std::optional<ResetRoutingResult>> lastResetResult;
+  OwnedObservable<std::vector<RouteHealthEntry>, RouteRecoveryCoordinator> routeHealth;
+  OwnedObservable<bool, RouteRecoveryCoordinator> isRevalidating{false};
+  OwnedObservable<std::optional<Date>, RouteRecoveryCoordinator> lastRevalidation;
+  OwnedObservable<bool, RouteRecoveryCoordinator> isResetting{false};
+  OwnedObservable<std::optional<ResetRoutingResult>, RouteRecoveryCoordinator> lastResetResult;
 
   // Follows sleep and wake, the server and its devices from now on, and the switches of routes, which outlive
   // the coordinator.
-  void attach(const std::vector<Observable<bool>*>& toggles);
+  void attach(const std::vector<const Observable<bool>*>& toggles);
   // A pass some time from now, when whoever starts has started.
   void revalidateSoon();
   // One pass. While another runs, or the machine sleeps, there is none.
@@ -44,7 +44,7 @@ class RouteRecoveryCoordinator {
   void willSleep();
   void didWake();
   void passIn(ScopedTask& task, Duration delay, RevalidationReason reason);
-  void observeToggle(Observable<bool>& toggle);
+  void observeToggle(const Observable<bool>& toggle);
   void finishReset();
 
   EngineContext& context_;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "audio/device/CoreAudioUtils.h"
+#include "base/ThreadRules.h"
 
 namespace sonmere {
 
@@ -38,6 +39,7 @@ SystemAudioEngine::~SystemAudioEngine() {
 }
 
 void SystemAudioEngine::launch() {
+  assertMain();
   checkForUpdate();
   refreshDevices();
   reconnect_ = context_.runtime.mainQueue().postAfter(kReconnectDelay, [this] { reconnect(); });
@@ -136,6 +138,7 @@ void SystemAudioEngine::reconnect() {
 // Switching.
 
 bool SystemAudioEngine::setEnabled(bool enabled) {
+  assertMain();
   switchOn_.cancel();
   // A wish that waits for its device or its moment ends too.
   if (!enabled && !*isEnabled) context_.settings.set(kEnabledKey, false);
@@ -263,6 +266,7 @@ void SystemAudioEngine::destroyMultiOutput() {
 // Pairing.
 
 bool SystemAudioEngine::select(const std::string& uid) {
+  assertMain();
   refreshDevices();
   const OutputCandidate* found = candidate(uid);
   if (!found) return false;
@@ -278,6 +282,7 @@ void SystemAudioEngine::setSelection(const OutputCandidate& output) {
 }
 
 void SystemAudioEngine::setFollowing(bool follows) {
+  assertMain();
   if (follows == *followSystemDefault) return;
   followSystemDefault.set(follows);
   context_.settings.set(kFollowSystemDefaultKey, follows);
@@ -427,6 +432,7 @@ void SystemAudioEngine::switchOffAndOn() {
 }
 
 SystemAudioEngine::ResetReport SystemAudioEngine::manualReset() {
+  assertMain();
   ResetReport report;
   report.wasEnabled = *isEnabled;
   if (*isEnabled) {
@@ -475,6 +481,7 @@ SystemAudioEngine::SAPRouteReport SystemAudioEngine::sapRouteReport() const {
 
 // What the restarted server makes the default is nobody's choice.
 void SystemAudioEngine::serverLost() {
+  assertMain();
   rebuildEnd_.cancel();
   isReconfiguring_ = true;
   verify_.cancel();
@@ -484,6 +491,7 @@ void SystemAudioEngine::serverLost() {
 }
 
 void SystemAudioEngine::revalidate(RevalidationReason reason) {
+  assertMain();
   if (reason == RevalidationReason::deviceChange) return;
   if (reason == RevalidationReason::serviceRestart) {
     isReconfiguring_ = false;
@@ -497,6 +505,7 @@ void SystemAudioEngine::revalidate(RevalidationReason reason) {
 }
 
 void SystemAudioEngine::reset(ResetRoutingResult& result) {
+  assertMain();
   const ResetReport report = manualReset();
   result.droppedStaleMembers.insert(result.droppedStaleMembers.end(), report.staleMembers.begin(),
                                     report.staleMembers.end());
@@ -519,6 +528,7 @@ RouteHealthEntry SystemAudioEngine::health() const {
 }
 
 RouteHealthEntry SystemAudioEngine::check(RevalidationReason reason) {
+  assertMain();
   const RouteHealthEntry found = health();
   const SAPRouteReport report = sapRouteReport();
   if (!report.enabled) return found;

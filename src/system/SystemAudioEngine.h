@@ -42,12 +42,12 @@ class SystemAudioEngine final : public Route {
   // Comes back to what was on, a little later; after an update once the server has settled. Once.
   void launch();
 
-  Observable<bool> isEnabled{false};
-  Observable<std::vector<OutputCandidate>> availableOutputDevices;
+  OwnedObservable<bool, SystemAudioEngine> isEnabled{false};
+  OwnedObservable<std::vector<OutputCandidate>, SystemAudioEngine> availableOutputDevices;
   // The output that is paired with the bridge; nothing while there is none.
-  Observable<std::optional<OutputCandidate>> selectedOutput;
-  Observable<bool> followSystemDefault{false};
-  Observable<std::optional<std::string>> errorMessage;
+  OwnedObservable<std::optional<OutputCandidate>, SystemAudioEngine> selectedOutput;
+  OwnedObservable<bool, SystemAudioEngine> followSystemDefault{false};
+  OwnedObservable<std::optional<std::string>, SystemAudioEngine> errorMessage;
 
   // False when it could not be: errorMessage says why.
   bool setEnabled(bool enabled);

@@ -110,10 +110,10 @@ TEST_F(AppDelegateTest, TheLoginItemIsRegisteredOnceWhetherThatWorksOrNot) {
     MemorySettingsStore store;
     FakeLoginItem item;
     item.works = works;
-    applyLoginItemRule(item, store, log);
+    applyLoginItemRule(item, "why", store, log);
     EXPECT_EQ(store.boolValue("launchAtLogin"), works);
     item.enabled = false;  // the user took it away
-    applyLoginItemRule(item, store, log);
+    applyLoginItemRule(item, "why", store, log);
     EXPECT_EQ(item.registrations, 1);
     EXPECT_FALSE(store.boolValue("launchAtLogin"));
     EXPECT_TRUE(store.boolValue("didAutoRegisterLoginItem"));
@@ -121,7 +121,7 @@ TEST_F(AppDelegateTest, TheLoginItemIsRegisteredOnceWhetherThatWorksOrNot) {
   MemorySettingsStore store;
   FakeLoginItem enabled;
   enabled.enabled = true;
-  applyLoginItemRule(enabled, store, log);
+  applyLoginItemRule(enabled, "why", store, log);
   EXPECT_EQ(enabled.registrations, 0);
   EXPECT_TRUE(store.boolValue("launchAtLogin"));
   EXPECT_FALSE(store.boolValue("didAutoRegisterLoginItem"));

@@ -119,10 +119,10 @@ TEST_F(EngineSettingsTest, AFileIsReadAndWrittenBackAsItWas) {
     mixer.setVolume("org.beat", isBack ? 3.0f : 1.0f);
     mixer.setMasterVolume(isBack ? 1.5f : 1.0f);
     mixer.setDirect("org.beat", !isBack);
-    isBack ? engine.restore("org.beat") : engine.remove("org.beat");
-    isBack ? engine.unhide("org.beat") : engine.hide("org.beat");
-    isBack ? engine.unpin("org.music") : engine.pin("org.music");
-    isBack ? engine.pin("org.beat") : engine.unpin("org.beat");
+    isBack ? engine.visibility().restore("org.beat") : engine.visibility().remove("org.beat");
+    isBack ? engine.visibility().unhide("org.beat") : engine.visibility().hide("org.beat");
+    isBack ? engine.visibility().unpin("org.music") : engine.visibility().pin("org.music");
+    isBack ? engine.visibility().pin("org.beat") : engine.visibility().unpin("org.beat");
     world.runtime.advance(fromSeconds(1));
   };
   there(false);

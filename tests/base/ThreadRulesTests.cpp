@@ -27,7 +27,12 @@ class ThreadRulesTest : public ::testing::Test {
     return brokenRules - before;
   }
 
-  Observable<int> value_{0};
+  void setValue(int value) { value_.set(value); }
+  void addToValue() {
+    value_.update([](int& value) { ++value; });
+  }
+
+  OwnedObservable<int, ThreadRulesTest> value_{0};
   NotificationCenter center_;
   Log log_;
 
@@ -39,7 +44,7 @@ class ThreadRulesTest : public ::testing::Test {
 TEST_F(ThreadRulesTest, VirtualQueuesAndDevicesAreNotTheMainThread) {
   VirtualRuntime runtime(1);
   const auto serial = runtime.serialQueue("work");
-  const auto set = [this] { return brokenBy([this] { value_.set(1); }); };
+  const auto set = [this] { return brokenBy([this] { setValue(1); }); };
   int onMain = -1, onSerial = -1, inCycle = -1, afterSleep = -1;
   runtime.mainQueue().post([&] {
     onMain = set();
@@ -67,7 +72,7 @@ TEST_F(ThreadRulesTest, LiveQueuesAndThreadsAreNotTheMainThread) {
     runtime.globalQueue().post([&] {
       onGlobal = brokenBy([this] { const auto end = value_.observe([](int) {}); });
       runtime.mainQueue().post([&] {
-        onMain = brokenBy([this] { value_.update([](int& value) { ++value; }); });
+        onMain = brokenBy([this] { addToValue(); });
         runtime.stop();
       });
     });

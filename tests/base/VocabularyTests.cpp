@@ -43,17 +43,24 @@ TEST(NotificationCenter, ObserversMayEndAndBeginObservationsMeanwhile) {
 }
 
 TEST(Observable, PublishesEachStoreUntilTheSubscriptionEnds) {
-  Observable<int> value(1);
+  struct Owner {
+    void set(int number) { value.set(number); }
+    void add(int number) {
+      value.update([&](int& v) { v += number; });
+    }
+    void setSilently(int number) { value.silently() = number; }
+    OwnedObservable<int, Owner> value{1};
+  } owner;
   std::vector<int> seen;
   {
-    const auto subscription = value.observe([&](int v) { seen.push_back(v); });
-    value.set(2);
-    value.update([](int& v) { v += 5; });
-    value.silently() = 9;
+    const auto subscription = owner.value.observe([&](int v) { seen.push_back(v); });
+    owner.set(2);
+    owner.add(5);
+    owner.setSilently(9);
   }
-  value.set(10);
+  owner.set(10);
   EXPECT_EQ(seen, (std::vector{2, 7}));
-  EXPECT_EQ(*value, 10);
+  EXPECT_EQ(*owner.value, 10);
 }
 
 TEST(ScopedTask, CancelsWithItsOwner) {

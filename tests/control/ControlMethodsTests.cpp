@@ -13,6 +13,7 @@
 #include "platform/simulated/SimulatedPlatform.h"
 #include "recording/RecordingBitDepth.h"
 #include "support/AppWorld.h"
+#include "support/RoutingInsides.h"
 
 namespace sonmere {
 namespace {
@@ -634,7 +635,7 @@ TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {
   ASSERT_TRUE(call("profile.apply", R"({"name":"EVENING"})"));
   EXPECT_EQ(app("beat")["bus"], 4);
   EXPECT_EQ(app("beat")["leftOutMs"], 0);
-  world.app->appTapEngine()->tapOf("org.beat")->noteInterruption(4800);
+  RoutingInsides(*world.app->appTapEngine()).activeTaps.at("org.beat")->noteInterruption(4800);
   EXPECT_EQ(app("beat")["leftOutMs"], 100);
   ASSERT_TRUE(call("profile.delete", R"({"name":"Evening"})"));
   EXPECT_TRUE(call("profiles")->empty());

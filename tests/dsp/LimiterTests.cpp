@@ -20,13 +20,13 @@ constexpr float kAttack = kLimiterRates48k.attack, kRelease = kLimiterRates48k.r
 
 TEST(Limiter, HoldsTheCeilingFromTheFirstSampleWhileTheGainFalls) {
   std::vector<float> block(2 * 4096, 1.5f);
-  const float gain = limit(block.data(), block.size(), 4096, 0.891f, 1.0f, kLimiterRates48k);
+  const float gain = limit(block, 0.891f, 1.0f, kLimiterRates48k);
   EXPECT_EQ(reference::peakOf(block.data(), block.size()), 0.891f);
   EXPECT_EQ(block.front(), 0.891f);
   EXPECT_NEAR(gain, 0.594f, 1e-4);
   // 5 ms after the start about 1/e of the way is left.
   std::vector<float> first(2 * 240, 1.5f);
-  const float after5ms = limit(first.data(), first.size(), 240, 0.891f, 1.0f, kLimiterRates48k);
+  const float after5ms = limit(first, 0.891f, 1.0f, kLimiterRates48k);
   EXPECT_NEAR((after5ms - 0.594f) / (1 - 0.594f), std::exp(-1.0), 1e-3);
 }
 
@@ -40,10 +40,10 @@ TEST(Limiter, ItsTimesAreTheSameAtAnyRate) {
 TEST(Limiter, APeakAtTheCeilingIsLeftAlone) {
   std::vector<float> block = {0.5f, -0.5f, 0.25f, 0.5f};
   const auto before = block;
-  EXPECT_EQ(limit(block.data(), 4, 2, 0.5f, 1.0f, kLimiterRates48k), 1.0f);
+  EXPECT_EQ(limit(block, 0.5f, 1.0f, kLimiterRates48k), 1.0f);
   EXPECT_EQ(block, before);
   float one = 9;
-  EXPECT_EQ(limit(&one, 1, 0, 0.5f, 0.7f, kLimiterRates48k), 0.7f);
+  EXPECT_EQ(limit({&one, 1}, 0.5f, 0.7f, kLimiterRates48k), 0.7f);
   EXPECT_EQ(one, 9);
 }
 
@@ -51,22 +51,20 @@ TEST(Limiter, SilenceRecoversTheGainAsSoundWould) {
   std::vector<float> silence(2 * 512, 0.0f);
   float loop = 0.5f, leap = 0.5f;
   for (int block = 0; block < 20; ++block) {
-    loop = limit(silence.data(), silence.size(), 512, 1, loop, kLimiterRates48k);
-    leap =
-        limitUnlessSilent(silence.data(), silence.size(), 512, 1, leap, kBusQuietThreshold, kLimiterRates48k);
+    loop = limit(silence, 1, loop, kLimiterRates48k);
+    leap = limitUnlessSilent(silence, 1, leap, kBusQuietThreshold, kLimiterRates48k);
   }
   EXPECT_NEAR(loop, leap, 1e-4);
   EXPECT_EQ(reference::peakOf(silence.data(), silence.size()), 0);
   // Near enough to 1 it stays where it is.
-  EXPECT_EQ(limitUnlessSilent(silence.data(), 1024, 512, 1, 0.99995f, kBusQuietThreshold, kLimiterRates48k),
-            0.99995f);
+  EXPECT_EQ(limitUnlessSilent(silence, 1, 0.99995f, kBusQuietThreshold, kLimiterRates48k), 0.99995f);
 }
 
 // Not even a silent block lets one through.
 TEST(Limiter, NothingThatIsNoNumberComesOut) {
   std::vector<float> block(64, 0.0f);
   block[5] = std::numeric_limits<float>::quiet_NaN();
-  EXPECT_EQ(limitUnlessSilent(block.data(), 64, 32, 0.5f, 1.0f, kBusQuietThreshold, kLimiterRates48k), 1.0f);
+  EXPECT_EQ(limitUnlessSilent(block, 0.5f, 1.0f, kBusQuietThreshold, kLimiterRates48k), 1.0f);
   EXPECT_EQ(block[5], -0.5f);
   EXPECT_EQ(reference::peakOf(block.data(), 64), 0.5f);
 }
@@ -87,7 +85,7 @@ TEST(Limiter, EqualsThePlainLoopBitForBit) {
     expectedGain = reference::limit(expected.data(), frames, 0.8f, expectedGain, kAttack, kRelease);
     {
       const RealtimeScope scope;
-      gain = limit(actual.data(), actual.size(), frames, 0.8f, gain, kLimiterRates48k);
+      gain = limit(actual, 0.8f, gain, kLimiterRates48k);
     }
     ASSERT_EQ(std::bit_cast<std::uint32_t>(gain), std::bit_cast<std::uint32_t>(expectedGain))
         << "round " << round;

@@ -10,6 +10,7 @@
 #include "mixer/MixerRows.h"
 #include "support/MixerWorld.h"
 #include "support/RealtimeGuard.h"
+#include "support/RoutingInsides.h"
 
 namespace sonmere {
 namespace {
@@ -158,7 +159,6 @@ TEST_F(VolumeMixerEngineTest, AServerWithoutTapsIsToldAndSilencesNobody) {
 
   // Whoever observes the message may answer at once.
   mixer().setEnabled(false);
-  mixer().errorMessage.set(std::nullopt);
   const auto answer = mixer().errorMessage.observe([&](const auto& text) {
     if (text) mixer().setEnabled(false);
   });
@@ -224,9 +224,9 @@ TEST_F(VolumeMixerEngineTest, TheMixerStepsAsideAndComesBack) {
   mixer().setEnabled(true);
   world->engine->setRouted("music", false);
   expectBack();
-  world->engine->hide("music");
+  world->engine->visibility().hide("music");
   expectLeftAlone(Control::hidden);
-  world->engine->unhide("music");
+  world->engine->visibility().unhide("music");
   expectBack();
   EXPECT_TRUE(mixer().setDirect("music", true));
   expectLeftAlone(Control::direct);
@@ -257,8 +257,8 @@ TEST_F(VolumeMixerEngineTest, ChangingPathsDoublesNothingAndLosesLittle) {
                                                         [&] { world->engine->setRouted("music", false); },
                                                         [&] { mixer().setDirect("music", true); },
                                                         [&] { mixer().setDirect("music", false); },
-                                                        [&] { world->engine->hide("music"); },
-                                                        [&] { world->engine->unhide("music"); },
+                                                        [&] { world->engine->visibility().hide("music"); },
+                                                        [&] { world->engine->visibility().unhide("music"); },
                                                         [&] { mixer().setEnabled(false); },
                                                         [&] { mixer().setEnabled(true); },
                                                         [&] {
@@ -321,12 +321,12 @@ TEST_F(VolumeMixerEngineTest, AChangedFamilyGetsANewTapAndAnOrderDoesNot) {
   EXPECT_EQ(second->audioObjectIDs.size(), 2u);
   EXPECT_EQ(helper.tapCount(), 1u);
 
-  world->engine->availableApps.update([](auto& rows) {
-    for (auto& row : rows) std::ranges::reverse(row.audioObjectIDs);
+  RoutingInsides(*world->engine).change("music", [](TappedAppInfo& row) {
+    std::ranges::reverse(row.audioObjectIDs);
   });
   EXPECT_EQ(world->tap("music"), second);
 
-  world->engine->pin("music");
+  world->engine->visibility().pin("music");
   helper.quit();
   music.quit();
   world->settle();
@@ -341,9 +341,9 @@ TEST_F(VolumeMixerEngineTest, AChangedFamilyGetsANewTapAndAnOrderDoesNot) {
   EXPECT_NEAR(heard(), 0.25f, 0.001f);
 
   // A row that goes takes its tap along.
-  world->engine->unpin("music");
+  world->engine->visibility().unpin("music");
   game.quit();
-  world->engine->remove("music");
+  world->engine->visibility().remove("music");
   world->settle();
   EXPECT_TRUE(mixer().activeTaps().empty());
   EXPECT_EQ(counts().taps, 0u);

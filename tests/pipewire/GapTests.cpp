@@ -10,6 +10,7 @@
 
 #include "PipeWireWorld.h"
 #include "platform/pipewire/StreamClock.h"
+#include "support/RoutingInsides.h"
 
 namespace sonmere {
 
@@ -139,7 +140,7 @@ TEST_P(Gaps, OfARouteAreThoseOfAPlainLink) {
     beside += linked;
     through += now;
     isWhole = now.gaps == 0;
-    ASSERT_TRUE(world.until([&] { return world.engine->activeTaps().empty(); }));
+    ASSERT_TRUE(world.until([&] { return RoutingInsides(*world.engine).activeTaps.empty(); }));
   }
   EXPECT_TRUE(isWhole || through.gaps <= 2 * beside.gaps)
       << "a plain link: " << beside << "; the route: " << through;

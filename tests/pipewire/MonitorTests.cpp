@@ -85,9 +85,9 @@ TEST(DeviceOutput, AnAppIsHeardUnchangedOnItsDeviceAloneAndAfterARestartOfTheSer
   ASSERT_TRUE(world.session.control("restart"));
   const KnownSignal again(60, 7);
   ASSERT_TRUE(world.play(again));
-  EXPECT_TRUE(world.isHeardOn("fake.speaker2", again));
+  EXPECT_TRUE(world.isHeardOn("fake.speaker2", again)) << world.told();
   ASSERT_TRUE(world.engine->setOutput("pw-play", {}));
-  ASSERT_TRUE(world.until([&] { return world.engine->outputs().isRunning(kTrack1); }));
+  ASSERT_TRUE(world.until([&] { return world.engine->isBusRunning(kTrack1); })) << world.told();
   ASSERT_TRUE(world.until([&] {
     return world.outputsOf("pw-play") == std::vector<std::string>{"fake.speaker"};
   })) << "by itself again";

@@ -6,6 +6,7 @@
 
 #include "KnownSignal.h"
 #include "PipeWireWorld.h"
+#include "support/RoutingInsides.h"
 
 namespace sonmere {
 
@@ -71,7 +72,7 @@ TEST_P(RoutedApp, ArrivesInTheTrackUnchanged) {
           << recorder << ": " << match.length << " samples arrived";
     }
     program.end();
-    ASSERT_TRUE(world.until([&] { return world.engine->activeTaps().empty(); }));
+    ASSERT_TRUE(world.until([&] { return RoutingInsides(*world.engine).activeTaps.empty(); }));
     native.end();
     pulse.end();
     native = world.session.launch(

@@ -9,6 +9,7 @@
 
 #include "PipeWireWorld.h"
 #include "platform/pipewire/PipeWireLoop.h"
+#include "support/RoutingInsides.h"
 
 namespace sonmere {
 
@@ -198,8 +199,8 @@ TEST(ServerStory, AnAppThatComesBackIsRoutedAgain) {
   auto program = world.session.launch(play);
   ASSERT_TRUE(world.route("paplay", kTrack1));
   program.end();
-  ASSERT_TRUE(world.until([&] { return world.engine->activeTaps().empty(); }));
-  EXPECT_TRUE(world.until([&] { return !world.engine->outputs().isRunning(kTrack1); }));
+  ASSERT_TRUE(world.until([&] { return RoutingInsides(*world.engine).activeTaps.empty(); }));
+  EXPECT_TRUE(world.until([&] { return !world.engine->isBusRunning(kTrack1); }));
   program = world.session.launch(play);
   EXPECT_TRUE(world.until([&] {
     const auto tap = world.engine->tapOf("paplay");
@@ -216,10 +217,10 @@ TEST(ServerStory, AProgramThatAsksToStayIsLeftAlone) {
   auto program = world.session.launch(
       {"pw-play", "-P", "{ node.dont-reconnect=true }", world.session.file("signal.wav")});
   ASSERT_TRUE(world.route("pw-play", kTrack1));
-  const auto tap = world.engine->tapOf("pw-play");
+  const auto tap = RoutingInsides(*world.engine).tap("pw-play");
   ASSERT_TRUE(world.until([&] { return tap->callbackCount > 3; })) << "a capture needs no move";
   tap->monitor.setEnabled(true);
-  EXPECT_FALSE(world.engine->taps().rebuildTap(tap->bundleID, true));
+  EXPECT_FALSE(RoutingInsides(*world.engine).taps.rebuildTap(tap->bundleID, true));
   EXPECT_TRUE(world.logged("asks the audio server to leave it where it is"));
   EXPECT_EQ(world.outputsOf("pw-play"), std::vector<std::string>{"fake.speaker"});
 }

@@ -188,7 +188,7 @@ TEST_F(BusRecordingsTest, DefaultFormatIsKeptInTheSettings) {
   EXPECT_EQ(file(0).settings.encoding, AudioFileSettings::Encoding::aac);
   EXPECT_EQ(std::filesystem::path(file(0).path()).extension(), ".m4a");
 
-  recordings->defaultRecordingFormat.set(RecordingFormat::wav);
+  recordings->setDefaultRecordingFormat(RecordingFormat::wav);
   EXPECT_EQ(bench.settings.string("recording.format"), "wav");
   recordings->startRecording(3);
   EXPECT_EQ(std::filesystem::path(file(1).path()).extension(), ".wav");

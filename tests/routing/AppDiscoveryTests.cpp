@@ -103,7 +103,7 @@ TEST_F(AppDiscoveryTest, AnUnreadableListLeavesTheRows) {
 TEST_F(AppDiscoveryTest, PinnedRowsStayWithoutTheirAppAndRoutesReturnWithIt) {
   auto music = world.launch("music");
   world.startEngine();
-  world.engine->pin("music");
+  world.engine->visibility().pin("music");
   world.engine->setBus("music", 4);
   ASSERT_TRUE(world.engine->setRouted("music", true));
   music.quit();
@@ -117,12 +117,12 @@ TEST_F(AppDiscoveryTest, PinnedRowsStayWithoutTheirAppAndRoutesReturnWithIt) {
   EXPECT_TRUE(world.row("music").isEnabled);
   EXPECT_EQ(world.engine->tapOf("music")->busIndex, 4);
 
-  world.engine->remove("music");
+  world.engine->visibility().remove("music");
   EXPECT_EQ(rows(), IDs{"music"}) << "a pin outweighs a removal";
-  world.engine->unpin("music");
+  world.engine->visibility().unpin("music");
   EXPECT_TRUE(rows().empty());
   EXPECT_EQ(world.host().counts().taps, 0u) << "a removed row leaves no tap";
-  world.engine->restore("music");
+  world.engine->visibility().restore("music");
   EXPECT_EQ(rows(), IDs{"music"});
 }
 
@@ -170,6 +170,20 @@ TEST_F(AppDiscoveryTest, ANewHelperRebuildsTheTapAndKeepsItsValues) {
   world.settle();
   EXPECT_TRUE(world.logged("tap rebuild failed for music after family change — reverted to not-routed"));
   EXPECT_FALSE(world.row("music").isEnabled);
+  world.wait(1.1);
+  EXPECT_TRUE(world.row("music").isEnabled) << "what is still wished for is tried again";
+
+  world.host().faults().failFrom(Operation::createIOProc, 1, -50);
+  daemon("music.helper");
+  world.wait(60);
+  EXPECT_EQ(std::ranges::count_if(
+                world.lines, [](const auto& line) { return line.contains("startTap failed for music"); }),
+            5)
+      << "for half a minute";
+  world.host().faults().clear();
+  world.host().restartService();
+  world.wait(3);
+  EXPECT_TRUE(world.row("music").isEnabled) << "and when the server is back";
 }
 
 TEST_F(AppDiscoveryTest, TheCallRowFollowsCallsUntilTheUserSaysOtherwise) {
@@ -183,15 +197,15 @@ TEST_F(AppDiscoveryTest, TheCallRowFollowsCallsUntilTheUserSaysOtherwise) {
   EXPECT_TRUE(isHidden());
   call.play(SampleSources::tone(300, 0.1f));
   EXPECT_FALSE(isHidden());
-  world.engine->hide("com.apple.avconferenced");
+  world.engine->visibility().hide("com.apple.avconferenced");
   EXPECT_TRUE(isHidden());
   EXPECT_EQ(world.settings.string("sonmere.callAudio.visibilityOverride"), "hidden");
-  world.engine->unhide("com.apple.avconferenced");
+  world.engine->visibility().unhide("com.apple.avconferenced");
   call.stop();
   EXPECT_FALSE(isHidden());
-  world.engine->removeCallAudioOverride();
+  world.engine->visibility().removeCallAudioOverride();
   EXPECT_TRUE(isHidden());
-  world.engine->pin("com.apple.avconferenced");
+  world.engine->visibility().pin("com.apple.avconferenced");
   EXPECT_TRUE(world.engine->rowSets().pinnedBundleIDs().empty()) << "this row manages itself";
 }
 

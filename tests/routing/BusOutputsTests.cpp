@@ -5,6 +5,7 @@
 
 #include "dsp/EffectSettingsCodec.h"
 #include "dsp/Limiter.h"
+#include "support/RoutingInsides.h"
 #include "support/RoutingWorld.h"
 
 namespace sonmere {
@@ -37,10 +38,10 @@ TEST_F(BusOutputsTest, EachFailureOfAStartIsToldAndLeavesNoUnit) {
     world->host().faults().failNth(operation, 1, -50);
     EXPECT_TRUE(world->engine->setRouted("music", true)) << "the tap itself runs";
     EXPECT_EQ(world->error(), message);
-    EXPECT_FALSE(world->engine->outputs().isRunning(3));
+    EXPECT_FALSE(world->engine->isBusRunning(3));
     EXPECT_EQ(world->host().counts().units, 0u);
-    world->engine->outputs().start(3);
-    EXPECT_TRUE(world->engine->outputs().isRunning(3));
+    RoutingInsides(*world->engine).outputs.start(3);
+    EXPECT_TRUE(world->engine->isBusRunning(3));
   }
   begin({.hasOutputComponent = false});
   world->engine->setRouted("music", true);
@@ -50,7 +51,7 @@ TEST_F(BusOutputsTest, EachFailureOfAStartIsToldAndLeavesNoUnit) {
 
 TEST_F(BusOutputsTest, TheUnitRunsWhileItsBusHasATapOrASend) {
   begin();
-  const auto& outputs = world->engine->outputs();
+  const auto& outputs = RoutingInsides(*world->engine).outputs;
   world->engine->setRouted("music", true);
   EXPECT_TRUE(world->logged("Sonmere: Output AudioUnit started on bus 3"));
   world->engine->setMicSend(3, 0.5f);
@@ -79,7 +80,7 @@ TEST_F(BusOutputsTest, SendsSurviveARelaunchAndDamagedOnesDoNot) {
     return gains;
   };
   EXPECT_EQ(relaunch(), (std::map<int, float>{{3, 0.5f}, {4, 2}}));
-  EXPECT_TRUE(world->engine->outputs().isRunning(3));
+  EXPECT_TRUE(world->engine->isBusRunning(3));
   world->settings.set(
       "sonmere.mic.sends",
       SettingsValue::Dictionary{
@@ -95,32 +96,32 @@ TEST_F(BusOutputsTest, WithoutTheDriverTheBusIsMissedAndComesBackWithIt) {
   EXPECT_EQ(world->error(), "Sonmere Tone Ferry device 3 not found.");
   world->host().installDriver();
   world->settle();
-  EXPECT_TRUE(world->engine->outputs().isRunning(3));
+  EXPECT_TRUE(world->engine->isBusRunning(3));
   world->host().removeDriver();
   world->settle();
-  EXPECT_FALSE(world->engine->outputs().isRunning(3));
+  EXPECT_FALSE(world->engine->isBusRunning(3));
   // The bridge as the Tracks.
   world->host().installDriver();
   world->engine->setBus("music", kBridgeBus);
   world->settle();
-  EXPECT_TRUE(world->engine->outputs().isRunning(kBridgeBus));
+  EXPECT_TRUE(world->engine->isBusRunning(kBridgeBus));
   world->host().removeDriver();
   world->settle();
-  EXPECT_FALSE(world->engine->outputs().isRunning(kBridgeBus));
+  EXPECT_FALSE(world->engine->isBusRunning(kBridgeBus));
 }
 
 TEST_F(BusOutputsTest, AChangeOfTheBridgesRateRestartsTheUnitAndCutsTheBacklog) {
   begin();
   music.play(SampleSources::tone(440, 0.5f));
   world->engine->setRouted("music", true);
-  EXPECT_EQ(world->engine->outputs().sampleRate(3), 48000);
-  const auto tap = world->engine->tapOf("music");
+  EXPECT_EQ(RoutingInsides(*world->engine).outputs.sampleRate(3), 48000);
+  const auto tap = RoutingInsides(*world->engine).tap("music");
   world->wait(0.2);
   const float noise[4000] = {};
   tap->ring.writer.write(noise, 4000);
   ASSERT_TRUE(world->host().setNominalRate("ToneFerry_UID", 44100));
   world->wait(0.5);
-  EXPECT_EQ(world->engine->outputs().sampleRate(3), 44100);
+  EXPECT_EQ(RoutingInsides(*world->engine).outputs.sampleRate(3), 44100);
   EXPECT_EQ(world->platform.hardware().nominalSampleRate(tap->objects.aggDeviceID), 44100);
   EXPECT_LT(tap->ring.available(), 4000);
   EXPECT_GT(tap->ring.reader().skipped, 0);
@@ -130,11 +131,11 @@ TEST_F(BusOutputsTest, AChangeOfTheBridgesRateRestartsTheUnitAndCutsTheBacklog) 
   world->engine->setRecordingRate([](int) { return std::optional(44100.0); });
   world->host().setNominalRate("ToneFerry_UID", 96000);
   world->wait(0.5);
-  EXPECT_EQ(world->engine->outputs().sampleRate(3), 44100) << "a running file holds the rate";
+  EXPECT_EQ(RoutingInsides(*world->engine).outputs.sampleRate(3), 44100) << "a running file holds the rate";
   world->engine->setRecordingRate([](int) { return std::optional<double>(); });
   world->engine->setRecorderRing(3, nullptr);
   world->wait(0.1);
-  EXPECT_EQ(world->engine->outputs().sampleRate(3), 96000) << "until it ends";
+  EXPECT_EQ(RoutingInsides(*world->engine).outputs.sampleRate(3), 96000) << "until it ends";
 }
 
 TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
@@ -145,7 +146,7 @@ TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
   effects.setMasterLimiter(3, {true, -6}, SettingForm::live);
   EXPECT_FALSE(world->settings.object("sonmere.appEQSettings.music"));
   EXPECT_FALSE(world->settings.object("sonmere.masterLimiterSettings.3"));
-  EXPECT_TRUE(world->engine->renderState().masters[3].limiterEnabled);
+  EXPECT_TRUE(RoutingInsides(*world->engine).render.masters[3].limiterEnabled);
   effects.setAppEqualiser("music", equaliser, SettingForm::final);
   effects.setAppLimiter("music", {true, -6}, SettingForm::final);
   effects.setMasterEqualiser(3, equaliser, SettingForm::final);
@@ -164,14 +165,15 @@ TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
   world->startEngine();
   world->engine->setRouted("music", true);
   world->engine->setRouted("radio", true);
-  const auto music2 = world->engine->tapOf("music"), radio = world->engine->tapOf("radio");
+  const auto music2 = RoutingInsides(*world->engine).tap("music"),
+             radio = RoutingInsides(*world->engine).tap("radio");
   ASSERT_TRUE(music2 && radio);
   EXPECT_TRUE(music2->eqEnabled);
   EXPECT_EQ(music2->eqCoefficients[5], coefficients48k(equaliser)[5]);
   EXPECT_EQ(music2->limiterCeiling, limiterCeiling(-6));
   EXPECT_FALSE(radio->limiterEnabled) << "what can't be read is the default";
-  EXPECT_TRUE(world->engine->renderState().masters[3].eqEnabled);
-  EXPECT_TRUE(world->engine->renderState().masters[3].limiterEnabled);
+  EXPECT_TRUE(RoutingInsides(*world->engine).render.masters[3].eqEnabled);
+  EXPECT_TRUE(RoutingInsides(*world->engine).render.masters[3].limiterEnabled);
 
   music2->limiterGain = 0.5f;
   world->engine->effects().setAppLimiter("music", {true, -3}, SettingForm::live);
@@ -184,7 +186,7 @@ TEST_F(BusOutputsTest, EffectsAreStoredByTheFinalFormAndLoadedByNewTaps) {
 TEST_F(BusOutputsTest, TheLiveFormOfAMastersEffectsIsHeardAndTheFinalOneKept) {
   begin();
   auto& effects = world->engine->effects();
-  BusMaster& master = world->engine->renderState().masters[3];
+  BusMaster& master = RoutingInsides(*world->engine).render.masters[3];
   const AppEQSettings equaliser{.isEnabled = true, .paraGain = 5};
   int told = 0;
   const auto equalisers = effects.masterEQSettings.observe([&](const auto&) { ++told; });
@@ -205,7 +207,7 @@ TEST_F(BusOutputsTest, TheLiveFormOfAMastersEffectsIsHeardAndTheFinalOneKept) {
     EXPECT_EQ(world->settings.data("sonmere.appEQSettings.__master__3").has_value(), isFinal);
     EXPECT_EQ(world->settings.data("sonmere.masterLimiterSettings.3").has_value(), isFinal);
   }
-  EXPECT_FALSE(world->engine->renderState().masters[4].eqEnabled);
+  EXPECT_FALSE(RoutingInsides(*world->engine).render.masters[4].eqEnabled);
 }
 
 TEST_F(BusOutputsTest, SpectraAreFedForAnOpenPanelWhileTheyAreShown) {
@@ -227,19 +229,19 @@ TEST_F(BusOutputsTest, UnitsAskForTheFormatOfTheirBusAndItsDevice) {
   begin();
   world->host().setNominalRate("ToneFerry_UID", 96000);
   world->engine->setRouted("music", true);
-  EXPECT_EQ(world->engine->outputs().sampleRate(3), 96000) << "the bridge is the rate master";
-  EXPECT_EQ(world->engine->outputs().rateOrDefault(7), 96000);
+  EXPECT_EQ(RoutingInsides(*world->engine).outputs.sampleRate(3), 96000) << "the bridge is the rate master";
+  EXPECT_EQ(RoutingInsides(*world->engine).outputs.rateOrDefault(7), 96000);
   world->host().unplug("ToneFerry_UID");
   world->settle();
-  EXPECT_EQ(world->engine->outputs().rateOrDefault(7), 48000) << "without it";
+  EXPECT_EQ(RoutingInsides(*world->engine).outputs.rateOrDefault(7), 48000) << "without it";
 }
 
 TEST_F(BusOutputsTest, TheLatencyRowsFollowTheTaps) {
   begin();
   music.play(SampleSources::tone(440, 0.5f));
   world->engine->setRouted("music", true);
-  world->engine->tapOf("music")->monitor.setEnabled(true);
-  world->engine->renderState().masters[3].monitor.setEnabled(true);
+  RoutingInsides(*world->engine).activeTaps.at("music")->monitor.setEnabled(true);
+  RoutingInsides(*world->engine).render.masters[3].monitor.setEnabled(true);
   world->wait(0.3);
   const auto rows = world->engine->latencyRings();
   ASSERT_EQ(rows.size(), 3u);

@@ -173,7 +173,7 @@ TEST_F(DeviceOutputTest, AnAppIsHeardOnItsPairOfItsDeviceAndNowhereElse) {
   EXPECT_EQ(peaksOn(kInterfaceUID), at(4, 5));
   EXPECT_TRUE(music.isSilenced());
   EXPECT_EQ(peaksOn("ToneFerry_UID_Track_2"), std::vector<float>(2, 0.0f));
-  EXPECT_FALSE(world->engine->outputs().isRunning(3));
+  EXPECT_FALSE(world->engine->isBusRunning(3));
   EXPECT_LE(world->engine->tapOf("music")->ring.reader().lastBacklog, 2 * 512 + 256 + 2 * 128);
   ASSERT_TRUE(choose(7, 2));
   EXPECT_TRUE(choose(7, 2)) << "as it is";

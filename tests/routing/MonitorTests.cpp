@@ -205,10 +205,10 @@ TEST_F(MonitorTest, AWishOutlivesItsRouteAndTheMonitorAsAWhole) {
   EXPECT_FALSE(*monitor->monitorRunning);
   world->engine->setRouted("music", true);
   EXPECT_TRUE(*monitor->monitorRunning);
-  world->context.monitors.isOn.set(false);
+  world->context.monitors.setOn(false);
   EXPECT_FALSE(*monitor->monitorRunning);
   EXPECT_FALSE(music.isSilenced()) << "nobody would hear it";
-  world->context.monitors.isOn.set(true);
+  world->context.monitors.setOn(true);
   EXPECT_TRUE(*monitor->monitorRunning);
   EXPECT_TRUE(music.isSilenced());
 }

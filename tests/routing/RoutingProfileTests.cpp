@@ -51,8 +51,8 @@ TEST_F(RoutingProfileTest, AProfileRestoresTheWholeRouting) {
   EXPECT_TRUE(music.isSilenced());
   EXPECT_EQ(world.row("music").busIndex, 3);
   EXPECT_EQ(world.row("music").volume, 0.5f);
-  EXPECT_TRUE(engine().outputs().isRunning(3));
-  EXPECT_FALSE(engine().outputs().isRunning(2));
+  EXPECT_TRUE(engine().isBusRunning(3));
+  EXPECT_FALSE(engine().isBusRunning(2));
 
   relaunch();
   EXPECT_TRUE(isRouted("music"));

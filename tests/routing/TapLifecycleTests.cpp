@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "support/RealtimeGuard.h"
+#include "support/RoutingInsides.h"
 #include "support/RoutingWorld.h"
 
 namespace sonmere {
@@ -168,9 +169,9 @@ TEST_F(TapLifecycleTest, AnyOfFiveReasonsMutesATap) {
   begin();
   world->engine->setBus("music", 4);
   ASSERT_TRUE(world->engine->setRouted("music", true));
-  TapLifecycle& taps = world->engine->taps();
-  SingleAppTap& tap = *world->engine->tapOf("music");
-  BusMaster& master = world->engine->renderState().masters[4];
+  TapLifecycle& taps = RoutingInsides(*world->engine).taps;
+  SingleAppTap& tap = *RoutingInsides(*world->engine).tap("music");
+  BusMaster& master = RoutingInsides(*world->engine).render.masters[4];
   const std::vector<std::pair<const char*, std::function<void(bool)>>> reasons = {
       {"muted", [&](bool on) { tap.isMuted = on; }},
       {"its bus is monitored", [&](bool on) { master.monitor.setEnabled(on); }},
@@ -184,7 +185,7 @@ TEST_F(TapLifecycleTest, AnyOfFiveReasonsMutesATap) {
     set(false);
     EXPECT_FALSE(taps.wantsMutedTap(tap)) << name;
   }
-  world->engine->renderState().masters[5].monitor.setEnabled(true);
+  RoutingInsides(*world->engine).render.masters[5].monitor.setEnabled(true);
   EXPECT_FALSE(taps.wantsMutedTap(tap)) << "another bus";
   master.monitor.setEnabled(true);
   EXPECT_TRUE(taps.applyMuteRule("music"));
@@ -200,7 +201,7 @@ TEST_F(TapLifecycleTest, SavedBusesThatCannotBeRoutedToBecomeTheBridge) {
     world->settings.set("sonmere.perapp.outputDevices", SettingsValue::Dictionary{{"music", "gone"}});
     music = world->launch("music");
     world->startEngine();
-    const auto tap = world->engine->tapOf("music");
+    const auto tap = RoutingInsides(*world->engine).tap("music");
     ASSERT_TRUE(tap) << "armed on appearance";
     EXPECT_EQ(tap->busIndex, 0);
     EXPECT_EQ(tap->volume, 4.0f);
@@ -224,7 +225,7 @@ TEST_F(TapLifecycleTest, MutingSilencesTheAppAndTheBusAndUnmutingBringsBothBack)
   };
   EXPECT_GT(heard(speakers), 0.4f) << "an unmuted tap leaves the app on its output";
   EXPECT_GT(heard(track), 0.4f);
-  const auto tap = world->engine->tapOf("music");
+  const auto tap = RoutingInsides(*world->engine).tap("music");
   world->engine->setMuted("music", true);
   EXPECT_EQ(heard(speakers), 0);
   EXPECT_EQ(heard(track), 0);
@@ -232,7 +233,7 @@ TEST_F(TapLifecycleTest, MutingSilencesTheAppAndTheBusAndUnmutingBringsBothBack)
   world->engine->setMuted("music", false);
   EXPECT_GT(heard(speakers), 0.4f);
   EXPECT_GT(heard(track), 0.4f);
-  EXPECT_EQ(world->engine->tapOf("music"), tap) << "rebuilt on the same object";
+  EXPECT_EQ(RoutingInsides(*world->engine).tap("music"), tap) << "rebuilt on the same object";
 }
 
 TEST_F(TapLifecycleTest, AFailedRebuildStopsTheTap) {
@@ -241,7 +242,7 @@ TEST_F(TapLifecycleTest, AFailedRebuildStopsTheTap) {
   world->host().faults().failFrom(Operation::startDevice, 1, -50);
   EXPECT_FALSE(world->engine->setMuted("music", true));
   EXPECT_FALSE(world->row("music").isEnabled);
-  EXPECT_TRUE(world->engine->activeTaps().empty());
+  EXPECT_TRUE(RoutingInsides(*world->engine).activeTaps.empty());
   EXPECT_EQ(counts().taps, 0u);
   EXPECT_FALSE(music.isSilenced());
 }
@@ -254,10 +255,10 @@ TEST_F(TapLifecycleTest, TwoFamiliesOfOneProcessAreBothTapped) {
   TappedAppInfo second = world->row("sounds");
   second.id = world->row("music").id;
   ASSERT_TRUE(world->engine->setRouted("music", true));
-  ASSERT_TRUE(world->engine->taps().startTap(second));
+  ASSERT_TRUE(RoutingInsides(*world->engine).taps.startTap(second));
   EXPECT_EQ(music.tapCount(), 1u);
   EXPECT_EQ(sounds.tapCount(), 1u);
-  ASSERT_TRUE(world->engine->tapOf("sounds"));
+  ASSERT_TRUE(RoutingInsides(*world->engine).tap("sounds"));
   EXPECT_TRUE(world->engine->setMuted("music", true)) << "each on its own";
   EXPECT_TRUE(world->engine->setRouted("music", false));
   EXPECT_EQ(counts().taps, 1u);
@@ -267,15 +268,15 @@ TEST_F(TapLifecycleTest, TwoFamiliesOfOneProcessAreBothTapped) {
 TEST_F(TapLifecycleTest, AHealedTapKeepsItsObjectAndALostOneItsRowTellsIt) {
   begin();
   ASSERT_TRUE(world->engine->setRouted("music", true));
-  const auto tap = world->engine->tapOf("music");
+  const auto tap = RoutingInsides(*world->engine).tap("music");
   const auto before = tap->objects.tapObjectID;
-  world->engine->taps().healTap("music");
+  RoutingInsides(*world->engine).taps.healTap("music");
   EXPECT_TRUE(world->logged("Sonmere: Healing tap PID " + std::to_string(music.pid()) +
                             " (suspected zero-buffer drift)"));
-  EXPECT_EQ(world->engine->tapOf("music"), tap);
+  EXPECT_EQ(RoutingInsides(*world->engine).tap("music"), tap);
   EXPECT_NE(tap->objects.tapObjectID, before);
   world->host().faults().failNth(Operation::createAggregateDevice, 1, -50);
-  world->engine->taps().healTap("music");
+  RoutingInsides(*world->engine).taps.healTap("music");
   EXPECT_FALSE(world->row("music").isEnabled);
   EXPECT_TRUE(world->logged("startTap failed for music (pid " + std::to_string(music.pid()) +
                             ") — reverted to not-routed"));
@@ -323,7 +324,7 @@ TEST_F(TapLifecycleTest, AStoppedTapLivesUntilTheGraceIsOver) {
   begin();
   ASSERT_TRUE(world->engine->setRouted("music", true));
   world->wait(0.5);
-  const std::weak_ptr tap = world->engine->tapOf("music");
+  const std::weak_ptr tap = RoutingInsides(*world->engine).tap("music");
   world->engine->setRouted("music", false);
   EXPECT_EQ(counts().taps, 0u);
   world->wait(1.99);
@@ -342,13 +343,13 @@ TEST_F(TapLifecycleTest, AMoveOfBusTakesTheSoundAlongAndStopsTheEmptyBus) {
   // Into a bus that runs already, with a backlog that its unit would not cut by itself.
   world->engine->setMicSend(9, 0.5f);
   world->wait(0.1);
-  const auto tap = world->engine->tapOf("music");
+  const auto tap = RoutingInsides(*world->engine).tap("music");
   const float late[4000] = {};
   tap->ring.writer.write(late, 4000);
   EXPECT_TRUE(world->engine->setBus("music", 9));
   EXPECT_FALSE(world->engine->setBus("music", 1));
   EXPECT_FALSE(world->engine->setBus("music", 10));
-  EXPECT_FALSE(world->engine->outputs().isRunning(2));
+  EXPECT_FALSE(world->engine->isBusRunning(2));
   const auto track8 = world->host().readInput("ToneFerry_UID_Track_8");
   world->wait(0.3);
   EXPECT_GT(track8->takePeak(), 0.4f);
@@ -452,7 +453,7 @@ TEST_F(TapLifecycleTest, BoostIsTakenFromAllWhenItIsNotAllowedAndStaysTaken) {
   world->wait(1);
   EXPECT_EQ(world->settings.dictionary("sonmere.perapp.volumes")->at("music"), SettingsValue(4.0));
   world->engine->setBoostAllowed(false);
-  EXPECT_EQ(world->engine->tapOf("music")->volume, 1.0f);
+  EXPECT_EQ(RoutingInsides(*world->engine).tap("music")->volume, 1.0f);
   world->engine->setBoostAllowed(true);
   EXPECT_EQ(world->row("music").volume, 1);
   EXPECT_EQ(world->settings.dictionary("sonmere.perapp.volumes")->at("music"), SettingsValue(1.0));

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "support/MixerWorld.h"
+#include "support/RoutingInsides.h"
 
 namespace sonmere {
 namespace {
@@ -46,7 +47,7 @@ struct BacklogStory : testing::Test {
     }
     EXPECT_GT(tap->ring.reader().reads, reads);
     EXPECT_GT(mixerTap->ring.reader().reads, mixerReads);
-    EXPECT_LE(routed, quantumAt(*world->engine->outputs().sampleRate(3)) + kTrimReserveSamples);
+    EXPECT_LE(routed, quantumAt(*RoutingInsides(*world->engine).outputs.sampleRate(3)) + kTrimReserveSamples);
     EXPECT_LE(mixed, quantumAt(world->mixer->outputSampleRate()) + kTrimReserveSamples);
   }
   // Samples that come at once where the longest cycle of any device carries blocks of another rate.

@@ -14,6 +14,7 @@
 #include "platform/simulated/SimulatedPlatform.h"
 #include "recording/BusRecordings.h"
 #include "support/RealtimeGuard.h"
+#include "support/RoutingInsides.h"
 #include "support/TemporaryFolder.h"
 
 namespace sonmere {
@@ -60,7 +61,7 @@ class LiveStory {
   // Sound passed from one device thread to another.
   void checkSound() {
     std::int64_t read = 0;
-    for (const auto& [pid, tap] : engine_->activeTaps()) read += tap->ring.reader().read;
+    for (const auto& [pid, tap] : RoutingInsides(*engine_).activeTaps) read += tap->ring.reader().read;
     EXPECT_GT(read + readBefore_, 0);
     EXPECT_GT(mixed_, 0);
   }

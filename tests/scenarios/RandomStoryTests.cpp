@@ -11,6 +11,7 @@
 #include "mixer/VolumeMixerEngine.h"
 #include "scenarios/RecordingWorld.h"
 #include "support/RealtimeGuard.h"
+#include "support/RoutingInsides.h"
 
 namespace sonmere {
 namespace {
@@ -162,13 +163,13 @@ class Story {
   void changeVisibility(const std::string& app) {
     switch (below(4)) {
       case 0:
-        return world_.engine->hide(app);
+        return world_.engine->visibility().hide(app);
       case 1:
-        return world_.engine->unhide(app);
+        return world_.engine->visibility().unhide(app);
       case 2:
-        return world_.engine->remove(app);
+        return world_.engine->visibility().remove(app);
       case 3:
-        return world_.engine->restore(app);
+        return world_.engine->visibility().restore(app);
     }
   }
   void shapeOutput() {
@@ -211,7 +212,7 @@ class Story {
   void checkAlways() {
     for (const auto& row : *world_.engine->availableApps)
       EXPECT_EQ(row.isEnabled, world_.engine->tapOf(row.bundleID) != nullptr) << row.bundleID;
-    for (const auto& [pid, tap] : world_.engine->activeTaps()) expectNothingLost(*tap);
+    for (const auto& [pid, tap] : RoutingInsides(*world_.engine).activeTaps) expectNothingLost(*tap);
     for (const auto& [bundleID, tap] : mixer_->activeTaps()) expectNothingLost(*tap);
     EXPECT_TRUE(mixer_->activeTaps().empty() || mixer_->boundOutputDevice() != kAudioObjectUnknown)
         << "apps are held and nothing plays them";
@@ -259,16 +260,16 @@ class Story {
     checkSoundArrives();
     for (const auto& [bundleID, tap] : mixer_->activeTaps())
       EXPECT_TRUE(world_.engine->row(bundleID)) << bundleID << " is held without a row";
-    EXPECT_EQ(world_.engine->activeTaps().size(), routed);
+    EXPECT_EQ(RoutingInsides(*world_.engine).activeTaps.size(), routed);
     const std::size_t captured = routed + mixer_->activeTaps().size();
     const auto counts = world_.host().counts();
     EXPECT_EQ(counts.taps, captured);
     EXPECT_EQ(counts.aggregates, captured);
     EXPECT_EQ(counts.runningIOProcs, captured);
     std::set<int> buses;
-    for (const auto& [pid, tap] : world_.engine->activeTaps()) buses.insert(tap->busIndex);
+    for (const auto& [pid, tap] : RoutingInsides(*world_.engine).activeTaps) buses.insert(tap->busIndex);
     for (int bus = 0; bus < kBusCount; ++bus)
-      EXPECT_TRUE(buses.contains(bus) || !world_.engine->outputs().isRunning(bus)) << "bus " << bus;
+      EXPECT_TRUE(buses.contains(bus) || !world_.engine->isBusRunning(bus)) << "bus " << bus;
   }
 
   // The mixer holds all that play and that nobody else wants.
@@ -291,7 +292,7 @@ class Story {
   void checkSoundArrives() {
     std::map<std::string, std::int64_t> before;
     const auto forEachTap = [&](const auto& look) {
-      for (const auto& [pid, tap] : world_.engine->activeTaps()) look(*tap);
+      for (const auto& [pid, tap] : RoutingInsides(*world_.engine).activeTaps) look(*tap);
       for (const auto& [bundleID, tap] : mixer_->activeTaps()) look(*tap);
     };
     forEachTap([&](const auto& tap) { before[tap.bundleID] = tap.ring.reader().read; });
@@ -304,7 +305,7 @@ class Story {
 
   void tearDown() {
     std::vector<std::weak_ptr<void>> taps;
-    for (const auto& [pid, tap] : world_.engine->activeTaps()) taps.push_back(tap);
+    for (const auto& [pid, tap] : RoutingInsides(*world_.engine).activeTaps) taps.push_back(tap);
     for (const auto& [bundleID, tap] : mixer_->activeTaps()) taps.push_back(tap);
     const auto rings = recorderRings();
     world_.stopRecordings();
@@ -327,7 +328,7 @@ class Story {
   std::map<std::string, std::shared_ptr<RecorderRing>> recorderRings() {
     std::map<std::string, std::shared_ptr<RecorderRing>> rings;
     for (const auto& [bus, status] : *world_.recordings->busRecordingStatuses)
-      rings[status.path] = world_.engine->renderState().masters[std::size_t(bus)].recorder.current();
+      rings[status.path] = RoutingInsides(*world_.engine).render.masters[std::size_t(bus)].recorder.current();
     return rings;
   }
 

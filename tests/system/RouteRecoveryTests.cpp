@@ -30,7 +30,7 @@ struct RouteRecoveryTest : testing::Test {
     log.addSink([this](LogLevel, const std::string& line) { lines.push_back(line); });
     host.plugStandardMachine();
     host.installDriver();
-    coordinator.attach({&toggle});
+    coordinator.attach({&toggle.value});
     advance(5);
     route.checks.clear();
     route.revalidations.clear();
@@ -51,7 +51,10 @@ struct RouteRecoveryTest : testing::Test {
   SimulatedHost& host = platform.host();
   EngineContext context{runtime, log, settings, notifications, platform, flags, *micSend, {}};
   TrackNamesStore trackNames{settings};
-  Observable<bool> toggle{false};
+  struct Toggle {
+    void set(bool on) { value.set(on); }
+    OwnedObservable<bool, Toggle> value{false};
+  } toggle;
   PlainRoute route{"input", RouteHealthVerdict::healthy};
   RouteKeeper::Registration registration = context.routes.add(route);
   RouteRecoveryCoordinator coordinator{context, trackNames};

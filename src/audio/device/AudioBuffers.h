@@ -7,7 +7,7 @@
 
 namespace sonmere {
 
-// What every callback does with its buffer lists. Render threads.
+// What every callback does with its buffer lists. Render thread.
 
 // The first buffer that holds anything; null for none.
 inline const AudioBuffer* firstFilled(AudioBufferList buffers) noexcept SONMERE_NONBLOCKING {

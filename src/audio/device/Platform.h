@@ -6,6 +6,7 @@
 #include "audio/device/CaptureEngine.h"
 #include "audio/device/LoginItem.h"
 #include "audio/device/Permissions.h"
+#include "audio/device/PlatformWords.h"
 #include "audio/device/PowerEvents.h"
 #include "audio/device/PrivilegedCommand.h"
 #include "audio/device/RunningApplications.h"
@@ -21,6 +22,7 @@ class Platform {
   virtual AudioHardware& hardware() = 0;
   virtual RunningApplications& applications() = 0;
   virtual Permissions& permissions() = 0;
+  virtual const PlatformWords& words() const = 0;
   virtual LoginItem& loginItem() = 0;
   virtual PrivilegedCommand& privilegedCommand() = 0;
   virtual PowerEvents& powerEvents() = 0;

@@ -22,7 +22,7 @@ class Effect {
   // frames.
   virtual OSStatus render(double sampleTime, std::uint32_t frames, const float* const input[2],
                           float* const output[2]) noexcept SONMERE_NONBLOCKING = 0;
-  // Seconds, as of the last block. Any thread.
+  // Seconds, as of the last block. Threads: any.
   virtual double latency() const noexcept = 0;
   // The effect's whole state, as it is given back to EffectsHost; empty for one without.
   virtual Outcome<std::string> fullState() const = 0;

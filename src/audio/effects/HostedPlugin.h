@@ -28,7 +28,7 @@ struct HostedPlugin {
   HostedPlugin(AvailableEffect what, std::shared_ptr<Effect> made, double rate)
       : effect(std::move(what)), instance(std::move(made)), sampleRate(rate) {}
 
-  // Shown only; no path compensates it. Any thread.
+  // Shown only; no path compensates it. Threads: any.
   int latencyFrames() const noexcept { return int(instance->latency() * sampleRate); }
 };
 

@@ -32,13 +32,13 @@ class IsolatedChain final : public Effect {
   double latency() const noexcept override;
   Outcome<std::string> fullState() const override { return std::string(); }
 
-  // The delay of the way alone, in frames. Any thread.
+  // The delay of the way alone, in frames. Threads: any.
   std::int64_t delayFrames() const noexcept { return delay_.load(); }
   // Main thread.
   void setSampleRate(double sampleRate) noexcept { sampleRate_ = sampleRate; }
-  // Blocks that were not complete. Any thread.
+  // Blocks that were not complete. Threads: any.
   std::int64_t lateBlocks() const noexcept { return lateBlocks_.load(); }
-  // What the chain was handed and has answered, modulo 2^32. Any thread.
+  // What the chain was handed and has answered, modulo 2^32. Threads: any.
   std::uint32_t handed() const noexcept { return handed_.load(); }
   std::uint32_t answered() const noexcept { return link_->memory().answered.load(std::memory_order_acquire); }
 

@@ -1,5 +1,7 @@
 #include "audio/effects/PluginChains.h"
 
+#include "base/ThreadRules.h"
+
 #include <fmt/format.h>
 
 namespace sonmere {
@@ -21,6 +23,7 @@ PluginChains::PluginChains(Runtime& runtime, Log& log, SettingsStore& settings, 
 }
 
 PluginChain& PluginChains::chain(const PluginScope& scope) {
+  assertMain();
   auto& found = chains_[scope];
   if (!found) found = std::make_unique<PluginChain>(context_, scope);
   return *found;
@@ -34,6 +37,7 @@ std::vector<const PluginChain*> PluginChains::chains() const {
 }
 
 void PluginChains::setPlaces(const std::string& owner, Places places) {
+  assertMain();
   Places& before = places_[owner];
   for (const auto& [scope, place] : before)
     if (!places.contains(scope)) chain(scope).setPlace(std::nullopt);
@@ -44,6 +48,7 @@ void PluginChains::setPlaces(const std::string& owner, Places places) {
 
 void PluginChains::add(const PluginScope& scope, const std::string& id, std::optional<std::size_t> position,
                        Added done) {
+  assertMain();
   intake_.admit(id, [this, scope, position, done = std::move(done),
                      alive = std::weak_ptr(alive_)](const Outcome<EffectDetails>& details) {
     if (alive.expired()) return;

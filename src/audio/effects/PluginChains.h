@@ -34,9 +34,9 @@ class PluginChains {
   void add(const PluginScope& scope, const std::string& id, std::optional<std::size_t> position, Added done);
 
   // Goes up with every change of a chain.
-  Observable<int> pluginChainRevision{0};
+  OwnedObservable<int, PluginChains> pluginChainRevision{0};
   // The last thing that the user is to know of, until a chain is changed by them.
-  Observable<std::optional<std::string>> errorMessage;
+  OwnedObservable<std::optional<std::string>, PluginChains> errorMessage;
 
  private:
   EffectIntake intake_;

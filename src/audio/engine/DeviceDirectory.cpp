@@ -31,7 +31,7 @@ void DeviceDirectory::stop() {
   devices_.silently().clear();
 }
 
-Observable<std::vector<DeviceFacts>>& DeviceDirectory::devices() {
+const Observable<std::vector<DeviceFacts>>& DeviceDirectory::devices() {
   start();
   return devices_;
 }

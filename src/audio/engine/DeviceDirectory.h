@@ -40,9 +40,9 @@ class DeviceDirectory {
   void stop();
 
   // In the server's order. Told after each change of the list or of a rate.
-  Observable<std::vector<DeviceFacts>>& devices();
+  const Observable<std::vector<DeviceFacts>>& devices();
   // Counts the changes of the list; told after the devices.
-  Observable<int>& listChanges() { return listChanges_; }
+  const Observable<int>& listChanges() { return listChanges_; }
   // Null for none.
   const DeviceFacts* withUID(std::string_view uid);
   // The channel's name, or its number; channels count from 1. Kept until the list changes.
@@ -66,8 +66,8 @@ class DeviceDirectory {
   AudioHardware& hardware_;
   Queue& queue_;
   std::map<AudioDeviceID, Known> known_;
-  Observable<std::vector<DeviceFacts>> devices_;
-  Observable<int> listChanges_{0};
+  OwnedObservable<std::vector<DeviceFacts>, DeviceDirectory> devices_;
+  OwnedObservable<int, DeviceDirectory> listChanges_{0};
   std::map<std::string, std::string> channelNames_;  // by device, scope and channel
   PropertyListener list_;
 };

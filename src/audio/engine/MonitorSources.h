@@ -40,9 +40,12 @@ class MonitorSources {
 
   // Whether there is a monitor to be heard by: while it is off, owners keep their sources off and what the
   // user wishes for later.
-  Observable<bool> isOn{true};
+  OwnedObservable<bool, MonitorSources> isOn{true};
+  void setOn(bool on) {
+    if (on != *isOn) isOn.set(on);
+  }
   // How many sources are on.
-  Observable<int> enabledCount{0};
+  OwnedObservable<int, MonitorSources> enabledCount{0};
 
   const std::shared_ptr<MonitorMix>& mix() const { return mix_; }
   // The next block of each begins with what is written from then on.

@@ -68,7 +68,7 @@ class RouteKeeper {
   std::vector<Route*> routes_;
   bool isFollowing_ = false;
   bool isAsleep_ = false;
-  Observable<Event> event_{Event::listChange};
+  OwnedObservable<Event, RouteKeeper> event_{Event::listChange};
   PropertyListener defaultOutput_, restart_;
   Duration readyAt_{0};  // uptime; nothing is looked at before
   ScopedTask listenAgain_, afterChange_, afterRestart_, afterWake_;

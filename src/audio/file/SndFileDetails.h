@@ -6,7 +6,7 @@
 
 namespace sonmere {
 
-// Of an open file of libsndfile, whose `format` this is. Threads: that which reads it.
+// Of an open file of libsndfile, whose `format` this is. Threads: one at a time.
 AudioFileDetails sndFileDetails(SNDFILE* sound, int format);
 
 }  // namespace sonmere

@@ -13,7 +13,7 @@ constexpr std::size_t kMaxLanes = 8;
 
 // The inner loops of the renders, written once and compiled for each instruction set. All sets give the same
 // bits as the plain loops; only which of several NaNs comes out is the processor's choice. Blocks are
-// interleaved stereo; `frames` are stereo frames, `n` samples. Render threads.
+// interleaved stereo; `frames` are stereo frames, `n` samples. Render thread.
 struct Kernels {
   const char* target;  // "avx512", "avx2", "sse2", "neon", "plain"
 
@@ -42,7 +42,7 @@ struct Kernels {
                           std::size_t frames) noexcept;
 };
 
-// Those of the best instruction set that this processor has, unless others were chosen. Any thread.
+// Those of the best instruction set that this processor has, unless others were chosen. Threads: any.
 const Kernels& kernels() noexcept;
 
 // All that can run here, the best first, the plain loops last.

@@ -27,7 +27,7 @@ struct PeakKernels {
 
 inline constexpr std::size_t kPeakSlackBytes = 64;
 
-// Those of the best instruction set that this processor has. Any thread.
+// Those of the best instruction set that this processor has. Threads: any.
 const PeakKernels& peakKernels() noexcept;
 // All that can run here, the best first, the plain loops last.
 std::span<const PeakKernels* const> availablePeakKernels();

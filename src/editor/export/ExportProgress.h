@@ -10,8 +10,8 @@
 
 namespace sonmere {
 
-// How far an export is, and the way to end it early. Threads: `begin`, `advance`, `note` and `notePeak`
-// belong to the worker, the rest is for any.
+// How far an export is, and the way to end it early. Threads: one at a time for `begin`, `advance`,
+// `note` and `notePeak`, any for the rest.
 class ExportProgress {
  public:
   explicit ExportProgress(const Runtime& runtime) : runtime_(runtime) {}

@@ -13,7 +13,7 @@ unsigned loudnessPieces();
 
 // Measures a range of a file in pieces, each on a queue of its own, and blocks until all are done. The result
 // is that of one go to 0.01 LU. A range that is too short, that fades, or that has more than two channels is
-// measured in one. Any thread but a render thread.
+// measured in one. Threads: any but a render thread.
 Outcome<Loudness> measureFileLoudness(Runtime& runtime, const MixTrackInput& input, ExportProgress& progress,
                                       unsigned pieces = loudnessPieces());
 

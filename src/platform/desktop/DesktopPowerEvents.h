@@ -9,8 +9,8 @@
 namespace sonmere {
 
 // Sleep and wake as logind reports them. Before the machine sleeps the observers run to their end; logind
-// waits for that, but no longer than its InhibitDelayMaxSec. One thread, asleep until something comes.
-// Without a system bus or logind nothing is reported, and the log says so once. Main thread.
+// waits for that, but no longer than its InhibitDelayMaxSec. A thread of its own sleeps until something
+// comes. Without a system bus or logind nothing is reported, and the log says so once. Main thread.
 class DesktopPowerEvents final : public PowerEvents {
  public:
   DesktopPowerEvents(Runtime& runtime, Log& log);

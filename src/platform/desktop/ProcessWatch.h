@@ -10,7 +10,7 @@
 
 namespace sonmere {
 
-// Tells when processes end, whoever their parent is. One thread, asleep until one does. Threads: any.
+// Tells when processes end, whoever their parent is. A thread of its own sleeps until one does. Threads: any.
 class ProcessWatch {
  public:
   // `ended` is called once for each process, on the watch's own thread.

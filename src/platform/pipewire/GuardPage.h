@@ -11,7 +11,7 @@ struct GuardPage {
   // More than a server takes streams.
   static constexpr std::size_t kTaps = 4096;
 
-  // Callbacks of muted taps that have run to their end. Audio thread.
+  // Callbacks of muted taps that have run to their end. Render thread.
   std::atomic<std::uint64_t> beats;
   // Written by the guard: that it has begun to look. One that ends before that is not started again.
   std::atomic<std::uint32_t> hasLooked;

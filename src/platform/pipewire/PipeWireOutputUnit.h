@@ -63,7 +63,7 @@ class PipeWireOutputUnit final : public OutputUnit, private ServerDependent {
   void* inputRefcon_ = nullptr;
   std::unique_ptr<CycleStream> output_, input_;
 
-  // Audio thread.
+  // Render thread.
   std::vector<float> scratch_;
   const CycleStream::Cycle* arrived_ = nullptr;
 };

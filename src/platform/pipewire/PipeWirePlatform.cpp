@@ -19,6 +19,22 @@ constexpr Duration kProbeTimeout = std::chrono::seconds(2);
 
 }  // namespace
 
+namespace {
+
+constexpr PlatformWords kWords{
+    .tapsNeed = "PipeWire",
+    .captureDenied =
+        "The desktop does not let Sonmere capture other programs. Allow it in its privacy settings.",
+    .captureRestricted = "The desktop's policy does not let Sonmere capture other programs.",
+    .microphoneDenied =
+        "Microphone access denied. Allow Sonmere the microphone in the privacy settings of the desktop.",
+    .microphoneRestricted = "Microphone access is restricted by a policy of the desktop.",
+    .whyRateIsForced = "to spare the sound a conversion",
+    .whyLoginItem = "it is there from the log-in on",
+};
+
+}  // namespace
+
 struct PipeWirePlatform::Parts {
   Parts(Runtime& itsRuntime, Log& log, const PipeWireOptions& options)
       : runtime(itsRuntime),
@@ -60,6 +76,7 @@ bool PipeWirePlatform::waitUntilReady(Duration timeout) { return parts_->server.
 AudioHardware& PipeWirePlatform::hardware() { return parts_->hardware; }
 RunningApplications& PipeWirePlatform::applications() { return parts_->applications; }
 Permissions& PipeWirePlatform::permissions() { return parts_->permissions; }
+const PlatformWords& PipeWirePlatform::words() const { return kWords; }
 LoginItem& PipeWirePlatform::loginItem() { return parts_->loginItem; }
 PrivilegedCommand& PipeWirePlatform::privilegedCommand() { return parts_->privileges; }
 PowerEvents& PipeWirePlatform::powerEvents() { return parts_->power; }

@@ -25,6 +25,7 @@ class PipeWirePlatform final : public Platform {
   AudioHardware& hardware() override;
   RunningApplications& applications() override;
   Permissions& permissions() override;
+  const PlatformWords& words() const override;
   LoginItem& loginItem() override;
   PrivilegedCommand& privilegedCommand() override;
   PowerEvents& powerEvents() override;

@@ -17,7 +17,7 @@ struct MissedCycles {
 class StreamClock {
  public:
   // A cycle begins. `seconds` is the server's clock, `frames` the length of the cycle at the stream's rate.
-  // Returns the stream's time in frames, with those that are missing. Audio thread.
+  // Returns the stream's time in frames, with those that are missing. Render thread.
   double begin(double seconds, std::uint32_t frames, double rate) noexcept SONMERE_NONBLOCKING;
   // The stream was paused: the clock went on without it. Threads: any.
   void pause() noexcept { isPaused_.store(true, std::memory_order_relaxed); }
@@ -29,7 +29,7 @@ class StreamClock {
  private:
   std::atomic<bool> isPaused_{true};
   std::atomic<std::uint64_t> times_{0}, frames_{0};
-  // Audio thread.
+  // Render thread.
   double lastSeconds_ = 0, sampleTime_ = 0;
   std::uint32_t lastFrames_ = 0;
 };

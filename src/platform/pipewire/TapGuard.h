@@ -31,7 +31,7 @@ class TapGuard {
   void remove(std::uint32_t serial);
   // The server has gone, and all moves with it.
   void clear();
-  // A muted tap's callback has run to its end. Audio thread.
+  // A muted tap's callback has run to its end. Render thread.
   void beat() noexcept SONMERE_NONBLOCKING {
     if (page_) page_->beats.fetch_add(1, std::memory_order_relaxed);
   }

@@ -22,7 +22,7 @@ struct TapMixdown {
   // channels are among them, they are the sound as it was played.
   static std::vector<std::string> wanted(const std::vector<std::string>& ports,
                                          const std::vector<std::string>& own);
-  // Folds a cycle of such a stream to stereo, in its place. Audio thread.
+  // Folds a cycle of such a stream to stereo, in its place. Render thread.
   static CycleStream::Cycle fold(const CycleStream::Cycle& cycle) noexcept SONMERE_NONBLOCKING;
 };
 

@@ -40,7 +40,7 @@ class SimulatedEffect final : public Effect {
   EffectValues values() const override;
   bool setControl(const std::string& symbol, float value) override;
 
-  // How many there are, for invariants. Any thread.
+  // How many there are, for invariants. Threads: any.
   static int living() noexcept;
 
  private:

@@ -5,6 +5,24 @@
 
 namespace sonmere {
 
+namespace {
+
+constexpr PlatformWords kWords{
+    .tapsNeed = "macOS 14.2 or later",
+    .captureDenied =
+        "Screen Recording access denied. Open System Settings → Privacy & Security → Screen Recording and "
+        "enable Sonmere. (Used to capture per-app audio — no video is recorded.)",
+    .captureRestricted = "Screen Recording access is restricted by a system policy.",
+    .microphoneDenied =
+        "Microphone access denied. Open System Settings → Privacy & Security → Microphone and enable "
+        "Sonmere.",
+    .microphoneRestricted = "Microphone access is restricted by a system policy (parental controls or MDM).",
+    .whyRateIsForced = "to bypass macOS 26.4.x SR converter regression",
+    .whyLoginItem = "required on macOS 15+ for mic capture to work",
+};
+
+}  // namespace
+
 struct SimulatedPlatform::Parts {
   Parts(Runtime& runtime, Log& log, const SimulatedOptions& options)
       : world(std::make_shared<SimulatedWorld>(runtime, log, options)),
@@ -35,6 +53,7 @@ SimulatedPlatform::~SimulatedPlatform() = default;
 AudioHardware& SimulatedPlatform::hardware() { return parts_->hardware; }
 RunningApplications& SimulatedPlatform::applications() { return parts_->applications; }
 Permissions& SimulatedPlatform::permissions() { return parts_->permissions; }
+const PlatformWords& SimulatedPlatform::words() const { return kWords; }
 LoginItem& SimulatedPlatform::loginItem() { return parts_->loginItem; }
 PrivilegedCommand& SimulatedPlatform::privilegedCommand() { return parts_->privileges; }
 PowerEvents& SimulatedPlatform::powerEvents() { return parts_->power; }

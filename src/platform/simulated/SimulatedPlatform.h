@@ -22,6 +22,7 @@ class SimulatedPlatform final : public Platform {
   AudioHardware& hardware() override;
   RunningApplications& applications() override;
   Permissions& permissions() override;
+  const PlatformWords& words() const override;
   LoginItem& loginItem() override;
   PrivilegedCommand& privilegedCommand() override;
   PowerEvents& powerEvents() override;

@@ -15,7 +15,7 @@ namespace sonmere {
 
 // Makes a track of any audio file that can be read: a WAV at the session's rate, in its folder, with its
 // stamp in the name. Mono stays mono, two channels stay two, more are mixed down (StereoDownmix). The source
-// is only read. Threads: a worker; imports may run side by side.
+// is only read. Threads: any that may wait; imports may run side by side.
 class AudioFileImporter {
  public:
   struct Request {

@@ -20,7 +20,7 @@ namespace sonmere {
 // Looks through a folder for recordings and mends the interrupted ones. A recording is an ordinary file whose
 // name has the form of RecordingFileName.h, or a symbolic link to an ordinary file; what is reached through a
 // link is listed and never written to. The folder may be renamed, vanish or fill up meanwhile, and several
-// programs may scan at once. Threads: one at a time; any but a render thread.
+// programs may scan at once. Threads: one at a time, never a render thread.
 class RecordingScanner {
  public:
   explicit RecordingScanner(Log& log) : log_(log) {}

@@ -1,5 +1,7 @@
 #include "recording/library/RecordingsLibrary.h"
 
+#include "base/ThreadRules.h"
+
 #include <cerrno>
 #include <filesystem>
 
@@ -13,11 +15,6 @@ namespace fs = std::filesystem;
 constexpr Duration kBurst = fromMilliseconds(500);
 // A drive that is mounted again tells nobody.
 constexpr Duration kPollInterval = std::chrono::seconds(5);
-
-template <class T>
-void assignIfChanged(Observable<T>& observable, T value) {
-  if (observable.get() != value) observable.set(std::move(value));
-}
 
 bool isAbsent(const Error& error) { return error.code == ENOENT || error.code == ENOTDIR; }
 
@@ -47,6 +44,7 @@ RecordingsLibrary::RecordingsLibrary(const RecordingContext& context)
 RecordingsLibrary::~RecordingsLibrary() { *cancelled_ = true; }
 
 Outcome<std::string> RecordingsLibrary::recordingsFolder() {
+  assertMain();
   auto folder = folder_->current();
   const auto chosen = chosenFolder();
   const std::string inUse = folder.value_or(defaultFolder());
@@ -57,6 +55,7 @@ Outcome<std::string> RecordingsLibrary::recordingsFolder() {
 }
 
 RecordingsLibrary::Choice RecordingsLibrary::chooseFolder(const std::string& folder) {
+  assertMain();
   std::error_code ignored;
   const bool isThere = fs::exists(fs::status(folder, ignored));
   const bool isUsable = isFolderUsable(folder) && (!isThere || writeTest(folder));
@@ -67,11 +66,15 @@ RecordingsLibrary::Choice RecordingsLibrary::chooseFolder(const std::string& fol
 }
 
 void RecordingsLibrary::useDefaultFolder() {
+  assertMain();
   context_.settings.remove(RecordingsFolder::kPathKey);
   context_.notifications.post(kFolderChanged);
 }
 
-void RecordingsLibrary::scan() { beginScan(true); }
+void RecordingsLibrary::scan() {
+  assertMain();
+  beginScan(true);
+}
 
 void RecordingsLibrary::beginScan(bool retriesRepairs) {
   if (*isScanning) {
@@ -100,7 +103,7 @@ void RecordingsLibrary::publish(Result result) {
   publishFolder(result.folder);
   if (result.scan.error)
     context_.log.warning("Sonmere: recordings can't be listed: " + result.scan.error->description);
-  assignIfChanged(sessions, std::move(result.scan.sessions));
+  sessions.setIfChanged(std::move(result.scan.sessions));
   isScanning.set(false);
   if (alive.expired()) return;
   if (isWatching_) watchFolderInUse();
@@ -111,11 +114,12 @@ void RecordingsLibrary::publish(Result result) {
 }
 
 void RecordingsLibrary::publishFolder(const RecordingsFolderState& state) {
-  assignIfChanged(folderInUse, state.inUse);
-  assignIfChanged(folderUnavailable, state.isUnavailable);
+  folderInUse.setIfChanged(state.inUse);
+  folderUnavailable.setIfChanged(state.isUnavailable);
 }
 
 void RecordingsLibrary::startWatching(std::unique_ptr<FolderWatch> watch) {
+  assertMain();
   stopWatching();
   isWatching_ = true;
   watch_ = std::move(watch);
@@ -123,6 +127,7 @@ void RecordingsLibrary::startWatching(std::unique_ptr<FolderWatch> watch) {
 }
 
 void RecordingsLibrary::stopWatching() {
+  assertMain();
   isWatching_ = false;
   watch_ = nullptr;
   watchedFolder_.clear();

@@ -47,10 +47,10 @@ class RecordingsLibrary {
   void startWatching(std::unique_ptr<FolderWatch> watch);
   void stopWatching();
 
-  Observable<std::vector<RecordingSession>> sessions;
-  Observable<bool> isScanning{false};
-  Observable<bool> folderUnavailable{false};
-  Observable<std::string> folderInUse;
+  OwnedObservable<std::vector<RecordingSession>, RecordingsLibrary> sessions;
+  OwnedObservable<bool, RecordingsLibrary> isScanning{false};
+  OwnedObservable<bool, RecordingsLibrary> folderUnavailable{false};
+  OwnedObservable<std::string, RecordingsLibrary> folderInUse;
 
  private:
   struct Result {

@@ -9,7 +9,7 @@
 namespace sonmere {
 
 // A folder held open, with the names of recordings in it at the moment of opening. Files are then reached
-// through the folder itself, whatever becomes of its path. Threads: one at a time; any but a render thread.
+// through the folder itself, whatever becomes of its path. Threads: one at a time, never a render thread.
 struct RecordingsListing {
   struct Entry {
     std::string name;

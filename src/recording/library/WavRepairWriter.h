@@ -11,7 +11,7 @@
 
 namespace sonmere {
 
-// The mending of one WAV file, on its way to the disk. Threads: one at a time; any but a render thread.
+// The mending of one WAV file, on its way to the disk. Threads: one at a time, never a render thread.
 class WavRepairWriter {
  public:
   // Writes into the file `name` of the folder if it is still the one that was `seen` and still interrupted.

@@ -1,5 +1,7 @@
 #include "routing/monitor/BusLoopbackMonitorPool.h"
 
+#include "base/ThreadRules.h"
+
 namespace sonmere {
 
 BusLoopbackMonitorPool::BusLoopbackMonitorPool(EngineContext& context) : context_(context) {}
@@ -9,6 +11,7 @@ BusLoopbackMonitorPool::~BusLoopbackMonitorPool() {
 }
 
 void BusLoopbackMonitorPool::start() {
+  assertMain();
   isRunning_ = true;
   std::vector<std::shared_ptr<MonitorSource>> sources;
   for (int track = 1; track <= kTracks; ++track) {
@@ -22,6 +25,7 @@ void BusLoopbackMonitorPool::start() {
 }
 
 void BusLoopbackMonitorPool::update() {
+  assertMain();
   if (!isRunning_) return;
   for (int track = 1; track <= kTracks; ++track) {
     BusLoopbackMonitor& monitor = *monitors_[std::size_t(track - 1)];
@@ -31,10 +35,12 @@ void BusLoopbackMonitorPool::update() {
 }
 
 void BusLoopbackMonitorPool::serverLost() {
+  assertMain();
   for (const auto& each : monitors_) each->forget();
 }
 
 void BusLoopbackMonitorPool::revalidate(RevalidationReason) {
+  assertMain();
   for (const auto& each : monitors_) each->nudge();
 }
 

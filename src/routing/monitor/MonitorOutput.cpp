@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "audio/engine/Rates.h"
+#include "base/ThreadRules.h"
 #include "routing/monitor/MonitorRender.h"
 
 namespace sonmere {
@@ -80,6 +81,7 @@ double MonitorOutput::bridgeRate() const {
 }
 
 void MonitorOutput::launch() {
+  assertMain();
   registration_ = context_.routes.add(*this);
   monitorDefaultListener_.listen(context_.hardware(), kAudioObjectSystemObject, AudioProperty::defaultOutput,
                                  context_.runtime.mainQueue(), [this] {
@@ -93,6 +95,7 @@ void MonitorOutput::launch() {
 // The user's choice.
 
 bool MonitorOutput::select(const std::string& uid) {
+  assertMain();
   readDevices();
   const auto found = std::ranges::find(*availableMonitorDevices, uid, &CoreAudioUtils::OutputDevice::uid);
   if (found == availableMonitorDevices->end()) return false;
@@ -100,7 +103,10 @@ bool MonitorOutput::select(const std::string& uid) {
   return true;
 }
 
-void MonitorOutput::followDefault() { choose("", kSystemDefault); }
+void MonitorOutput::followDefault() {
+  assertMain();
+  choose("", kSystemDefault);
+}
 
 void MonitorOutput::choose(const std::string& uid, const std::string& name) {
   const bool isSame = uid == chosenUID_;
@@ -125,8 +131,8 @@ void MonitorOutput::readDevices() {
     devices.push_back({each.id, each.name, each.uid});
     if (each.uid == chosenUID_) chosen = each.id;
   }
-  if (devices != *availableMonitorDevices) availableMonitorDevices.set(std::move(devices));
-  if (chosen != *monitorOutputDeviceID) monitorOutputDeviceID.set(chosen);
+  availableMonitorDevices.setIfChanged(std::move(devices));
+  monitorOutputDeviceID.setIfChanged(chosen);
 }
 
 // The unit.
@@ -221,15 +227,20 @@ void MonitorOutput::scheduleRebuild(const char* reason) {
   });
 }
 
-void MonitorOutput::serverLost() { stop(); }
+void MonitorOutput::serverLost() {
+  assertMain();
+  stop();
+}
 
 void MonitorOutput::suspend() {
+  assertMain();
   rebuild_.cancel();
   watchdog_.pause();
 }
 
 // After a sleep a unit may run that nobody hears.
 void MonitorOutput::revalidate(RevalidationReason reason) {
+  assertMain();
   readDevices();
   if (!isWanted()) return;
   if (reason == RevalidationReason::wake || reason == RevalidationReason::manual) return restart();
@@ -240,6 +251,7 @@ void MonitorOutput::revalidate(RevalidationReason reason) {
 }
 
 RouteHealthEntry MonitorOutput::check(RevalidationReason) {
+  assertMain();
   revalidate(RevalidationReason::deviceChange);
   return health();
 }

@@ -26,14 +26,14 @@ class MonitorOutput final : public Route {
   // Follows devices and sources from now on. Once.
   void launch();
 
-  Observable<bool> monitorRunning{false};
+  OwnedObservable<bool, MonitorOutput> monitorRunning{false};
   // What can be chosen: outputs that are none of the program's own.
-  Observable<std::vector<CoreAudioUtils::OutputDevice>> availableMonitorDevices;
+  OwnedObservable<std::vector<CoreAudioUtils::OutputDevice>, MonitorOutput> availableMonitorDevices;
   // The chosen device; with none chosen the default output is followed.
-  Observable<std::optional<AudioDeviceID>> monitorOutputDeviceID;
-  Observable<std::string> monitorOutputDeviceName{kSystemDefault};
+  OwnedObservable<std::optional<AudioDeviceID>, MonitorOutput> monitorOutputDeviceID;
+  OwnedObservable<std::string, MonitorOutput> monitorOutputDeviceName{kSystemDefault};
   // Why it does not run though it should.
-  Observable<std::optional<std::string>> errorMessage;
+  OwnedObservable<std::optional<std::string>, MonitorOutput> errorMessage;
 
   // False when there is no such device. The choice is kept, also while the device is away; then the monitor
   // is silent, for what was meant for headphones must not come out of loudspeakers.

@@ -8,7 +8,7 @@
 namespace sonmere {
 
 // The extremes of a file over any range of frames, quickly however long the range is: above the file's own
-// bins lie levels of ever wider ones. All channels together. Threads: made on any, then only read.
+// bins lie levels of ever wider ones. All channels together. Threads: any, once it is made.
 class WavePyramid {
  public:
   explicit WavePyramid(std::shared_ptr<const WaveformEnvelope> envelope);

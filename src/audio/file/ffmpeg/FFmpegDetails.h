@@ -7,7 +7,7 @@ struct AVStream;
 
 namespace sonmere {
 
-// Of an open file, and of the stream of it that is read. Threads: that which reads it.
+// Of an open file, and of the stream of it that is read. Threads: one at a time.
 AudioFileDetails ffmpegDetails(const AVFormatContext& file, const AVStream& stream);
 
 }  // namespace sonmere
