@@ -84,6 +84,8 @@ class OwnedObservable final : public Observable<T> {
 
  private:
   friend Owner;
+  // Tests tell what an owner would.
+  friend struct ObservableOwner;
 
   void set(T value) {
     assertMain();

@@ -7,6 +7,7 @@
 #include "base/VirtualRuntime.h"
 #include "control/ControlSession.h"
 #include "support/AppWorld.h"
+#include "support/ObservableOwner.h"
 
 namespace sonmere {
 namespace {
@@ -209,25 +210,26 @@ TEST_F(TopicTest, WhateverChangesByItselfIsToldInItsTopic) {
       {{"apps"}, [&] { mixer.setDirect("org.music", true); }},
       {{"mixer", "settings"}, [&] { mixer.setMasterVolume(0.5f); }},
       {{"mixer"}, [&] { mixer.setOutputEqualiser(bright); }},
-      {{"mixer"}, [&] { mixer.errorMessage.set("lost"); }},
+      {{"mixer"}, [&] { ObservableOwner::set(mixer.errorMessage, "lost"); }},
       {{"input", "settings"}, [&] { mic.setEnabled(true); }},
       {{"input"}, [&] { mic.setVolume(0.5f); }},
-      {{"input"}, [&] { mic.errorMessage.set("lost"); }},
-      {{"input"}, [&] { mic.newlyAvailableInput.set(mic.devices().availableMics->back()); }},
+      {{"input"}, [&] { ObservableOwner::set(mic.errorMessage, "lost"); }},
+      {{"input"},
+       [&] { ObservableOwner::set(mic.newlyAvailableInput, mic.devices().availableMics->back()); }},
       {{"monitor"}, [&] { mic.setHearMic(true); }},
       {{"monitor"}, [&] { mic.setMonitorVolume(0.5f); }},
       {{"monitor"}, [&] { routing.monitors().setMonitored("org.talk", true); }},
       {{"monitor"}, [&] { routing.monitors().setMasterMonitored(3, true); }},
       {{"monitor"}, [&] { routing.monitors().setMasterGain(3, 0.5f); }},
       {{"monitor"}, [&] { monitor.select("USBHeadset"); }},
-      {{"monitor"}, [&] { monitor.errorMessage.set("lost"); }},
-      {{"monitor"}, [&] { app.context().monitors.isOn.set(false); }},
-      {{"routes"}, [&] { app.routeRecovery().isResetting.set(true); }},
-      {{"driver"}, [&] { app.driverManager().selectedSampleRate.set(96000); }},
-      {{"driver"}, [&] { app.driverManager().pathWarning.set("elsewhere"); }},
-      {{"driver"}, [&] { app.driverManager().isInstalled.set(false); }},
+      {{"monitor"}, [&] { ObservableOwner::set(monitor.errorMessage, "lost"); }},
+      {{"monitor"}, [&] { app.context().monitors.setOn(false); }},
+      {{"routes"}, [&] { ObservableOwner::set(app.routeRecovery().isResetting, true); }},
+      {{"driver"}, [&] { ObservableOwner::set(app.driverManager().selectedSampleRate, 96000); }},
+      {{"driver"}, [&] { ObservableOwner::set(app.driverManager().pathWarning, "elsewhere"); }},
+      {{"driver"}, [&] { ObservableOwner::set(app.driverManager().isInstalled, false); }},
       {{"daw"}, [&] { app.dawAggregateEngine()->setEnabled(true); }},
-      {{"daw"}, [&] { app.dawAggregateEngine()->errorMessage.set("lost"); }},
+      {{"daw"}, [&] { ObservableOwner::set(app.dawAggregateEngine()->errorMessage, "lost"); }},
       {{"mix"}, [&] { mix.setEnabled(true); }},
       {{"mix"}, [&] { mix.setIncludeSystemAudio(true); }},
       {{"mix"}, [&] { mix.setSystemAudioVolume(0.5f); }},
@@ -235,17 +237,17 @@ TEST_F(TopicTest, WhateverChangesByItselfIsToldInItsTopic) {
       {{"mix"}, [&] { mix.setHearDAWTracks(true); }},
       {{"mix"}, [&] { mix.setDAWTrackVolume(2, 0.5f); }},
       {{"mix"}, [&] { mix.setDAWTrackMuted(2, true); }},
-      {{"system"}, [&] { system.errorMessage.set("lost"); }},
-      {{"system"}, [&] { system.followSystemDefault.set(!*system.followSystemDefault); }},
+      {{"system"}, [&] { ObservableOwner::set(system.errorMessage, "lost"); }},
+      {{"system"}, [&] { ObservableOwner::set(system.followSystemDefault, !*system.followSystemDefault); }},
       {{"recording", "settings"}, [&] { app.dualMonoEngine()->setLayout(RecordingLayout::dualMono); }},
       {{"recording"}, [&] { recordings.startRecording(3); }},
-      {{"recording"}, [&] { recordings.errorMessage.set("lost"); }},
-      {{"recording"}, [&] { recordings.fileNotice.set("it has moved"); }},
-      {{"recording"}, [&] { recordings.lossNotice.set("frames are missing"); }},
-      {{"settings"}, [&] { recordings.defaultRecordingFormat.set(RecordingFormat::m4a); }},
-      {{"library"}, [&] { library.folderUnavailable.set(true); }},
-      {{"library"}, [&] { library.isScanning.set(!*library.isScanning); }},
-      {{"plugins"}, [&] { app.pluginChains().errorMessage.set("lost"); }}};
+      {{"recording"}, [&] { ObservableOwner::set(recordings.errorMessage, "lost"); }},
+      {{"recording"}, [&] { ObservableOwner::set(recordings.fileNotice, "it has moved"); }},
+      {{"recording"}, [&] { ObservableOwner::set(recordings.lossNotice, "frames are missing"); }},
+      {{"settings"}, [&] { recordings.setDefaultRecordingFormat(RecordingFormat::m4a); }},
+      {{"library"}, [&] { ObservableOwner::set(library.folderUnavailable, true); }},
+      {{"library"}, [&] { ObservableOwner::set(library.isScanning, !*library.isScanning); }},
+      {{"plugins"}, [&] { ObservableOwner::set(app.pluginChains().errorMessage, "lost"); }}};
   for (std::size_t i = 0; i < acts.size(); ++i) {
     wait(3);  // what the change before brought about is over
     Follower& client = connect(allTopics());

@@ -139,11 +139,6 @@ TEST(DesktopPowerEvents, WithoutABusNothingIsReportedAndTheLogSaysSoOnce) {
   EXPECT_FALSE(events.isAvailable());
   ASSERT_EQ(told.lines.size(), 1u);
   EXPECT_EQ(told.lines[0].rfind("Sleep and wake are not reported: no system bus", 0), 0u) << told.lines[0];
-  bool isOver = false;
-  const auto end = events.observeWillTerminate([&] { isOver = true, runtime.stop(); });
-  events.postWillTerminate();
-  runtime.run();
-  EXPECT_TRUE(isOver);
 }
 
 TEST(DesktopPowerEvents, SleepWaitsForTheObserversAndWakeIsReported) {

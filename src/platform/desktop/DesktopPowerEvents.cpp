@@ -198,6 +198,5 @@ Subscription DesktopPowerEvents::observeDidWake(std::function<void()> observer) 
 Subscription DesktopPowerEvents::observeWillTerminate(std::function<void()> observer) {
   return observers_->willTerminate.add(std::move(observer));
 }
-void DesktopPowerEvents::postWillTerminate() { observers_->willTerminate.post(); }
 
 }  // namespace sonmere

@@ -20,11 +20,8 @@ class DesktopPowerEvents final : public PowerEvents {
   [[nodiscard]] Subscription observeWillSleep(std::function<void()> observer) override;
   [[nodiscard]] Subscription observeDidWake(std::function<void()> observer) override;
   // The machine is to shut down; logind waits for the program's end, as long as it does. The end of a
-  // session alone shows as a signal to the program, which calls postWillTerminate().
+  // session alone is a signal to the program, which ends as it does by any other.
   [[nodiscard]] Subscription observeWillTerminate(std::function<void()> observer) override;
-
-  // Tells the observers, each by a task of the main queue.
-  void postWillTerminate();
 
  private:
   struct Observers;
