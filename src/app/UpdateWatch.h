@@ -29,7 +29,7 @@ class UpdateWatch {
   UpdateWatch(Runtime& runtime, Log& log, SettingsStore& settings, Fetch fetch);
 
   // A version that is newer than this program and was not dismissed.
-  Observable<std::optional<UpdateOffer>> offer;
+  OwnedObservable<std::optional<UpdateOffer>, UpdateWatch> offer;
 
  private:
   void look();
