@@ -151,7 +151,7 @@ class ChainPair {
 
   void finishMaster(EqualiserLane& master) {
     saveDelays(master, masterDelays_);
-    masterGain_ = limitUnlessSilent(out_.data(), kSamples, kFrames, 2 * ceiling_, masterGain_,
+    masterGain_ = limitUnlessSilent(out_, 2 * ceiling_, masterGain_,
                                     kBusQuietThreshold, kLimiterRates48k);
   }
   void copyIn(std::size_t block, std::size_t tap, float* target) const {
@@ -256,7 +256,7 @@ class BusBeside {
     batch.equaliseAndBoost();
     batch.limitAndMix(alone_.data(), &master);
     saveDelays(master, delays_);
-    gain_ = limitUnlessSilent(alone_.data(), kSamples, kFrames, 0.9f, gain_, kBusQuietThreshold,
+    gain_ = limitUnlessSilent(alone_, 0.9f, gain_, kBusQuietThreshold,
                               kLimiterRates48k);
     const std::int64_t time = elapsedTime() - begin;
     if (std::memcmp(alone_.data(), out_.data(), sizeof out_) != 0)
