@@ -31,6 +31,9 @@ std::string iso8601Text(Date date) {
   return formatted(fields, "%Y-%m-%dT%H:%M:%SZ");
 }
 
+// Whole years that a Date can count, in nanoseconds of 64 bits.
+constexpr int kFirstYear = 1678, kLastYear = 2261;
+
 std::optional<Date> dateFromISO8601(std::string_view text) {
   const std::string copy(text);
   int year = 0;
@@ -40,7 +43,9 @@ std::optional<Date> dateFromISO8601(std::string_view text) {
                                        &minute, &second, &end) != 6)
     return std::nullopt;
   const auto date = std::chrono::year(year) / int(month) / int(day);
-  if (end != 20 || !date.ok() || hour > 23 || minute > 59 || second > 60) return std::nullopt;
+  if (end != 20 || year < kFirstYear || year > kLastYear || !date.ok() || hour > 23 || minute > 59 ||
+      second > 60)
+    return std::nullopt;
   return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
          std::chrono::seconds(second);
 }
