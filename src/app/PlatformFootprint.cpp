@@ -24,7 +24,13 @@ bool isThere(const fs::path& path) {
   return fs::exists(fs::symlink_status(path, ignored));
 }
 
-// The settings file and what lies beside it under its name: backups, what was set aside, what waits.
+// What the program itself calls a file beside the settings: the rest is somebody else's, whatever its name.
+bool isBesideSettings(std::string_view ending) {
+  return ending.empty() || ending == ".lock" || ending == ".next" || ending == ".bad" ||
+         ending.starts_with(".bad.") || ending.starts_with(".backup-");
+}
+
+// The settings file and what lies beside it: backups, what was set aside, what waits.
 std::vector<std::string> settingsFiles(const fs::path& settings) {
   std::vector<std::string> found;
   std::error_code ignored;
@@ -32,7 +38,8 @@ std::vector<std::string> settingsFiles(const fs::path& settings) {
   for (fs::directory_iterator entry(settings.parent_path(), ignored), end; entry != end;
        entry.increment(ignored)) {
     const std::string name = entry->path().filename().string();
-    if (name == own || name.starts_with(own + ".")) found.push_back(entry->path().string());
+    if (name.starts_with(own) && isBesideSettings(name.substr(own.size())))
+      found.push_back(entry->path().string());
   }
   std::ranges::sort(found);
   return found;

@@ -254,7 +254,11 @@ TEST_F(CommandLineTest, WhatTheProgramHasLeftIsShownAndRemovedButForRecordings) 
   ASSERT_EQ(run({"settings", "set", "sonmere.recordingsFolderPath", takes.c_str()}).status, 0);
   ASSERT_EQ(run({"login-item", "on"}).status, 0);
   EXPECT_EQ(run({"uninstall"}).status, 2) << "not without being meant";
+  const std::string notes = path("XDG_CONFIG_HOME/sonmere/settings.json.notes");
+  std::ofstream(notes) << "the user's";
   const auto shown = run({"uninstall", "--dry-run"}).out;
+  EXPECT_EQ(shown.find(notes), std::string::npos) << "not the program's";
+  std::filesystem::remove(notes);
   for (const char* what : {"settings.json.backup-1", "autostart", "stays: recordings are in it"})
     EXPECT_NE(shown.find(what), std::string::npos) << shown;
   EXPECT_TRUE(std::filesystem::exists(path("XDG_CONFIG_HOME/sonmere/settings.json")));
