@@ -148,6 +148,30 @@ struct EditorViewTest : testing::Test {
   Workbench bench{Workbench::demoPlace(std::filesystem::path(folder.filePath("bench").toStdString()))};
 };
 
+// Two fingers hold the playhead where it is, and without it in view what lies between them.
+TEST_F(EditorViewTest, APinchZoomsAroundThePlayhead) {
+  auto view = shown(file());
+  Timeline& line = view->timeline();
+  EditorViewport& shownPart = view->project().viewport();
+  const auto gesture = [&](Qt::NativeGestureType type, double value) {
+    const QPointF at(line.width() * 0.75, 40);
+    QNativeGestureEvent event(type, QPointingDevice::primaryPointingDevice(), 2, at, at, at, value, {});
+    QApplication::sendEvent(&line, &event);
+  };
+  const auto whole = shownPart.length();
+  gesture(Qt::BeginNativeGesture, 0);
+  gesture(Qt::ZoomNativeGesture, 1);
+  gesture(Qt::ZoomNativeGesture, 1);
+  EXPECT_EQ(shownPart.length(), whole / 4);
+  EXPECT_EQ(*shownPart.viewStart, 0) << "the playhead is at the beginning";
+  gesture(Qt::EndNativeGesture, 0);
+  shownPart.show(whole / 2, whole);
+  gesture(Qt::ZoomNativeGesture, 1);
+  EXPECT_EQ(shownPart.length(), whole / 4);
+  EXPECT_NEAR(double(*shownPart.viewStart), double(whole) * (0.875 - 0.75 / 4), 1000);
+  gesture(Qt::EndNativeGesture, 0);
+}
+
 TEST_F(EditorViewTest, HandlesTrimFadeAndSetTheGainEachAsOneStep) {
   auto view = shown(file());
   Timeline& line = view->timeline();

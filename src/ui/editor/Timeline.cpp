@@ -210,9 +210,25 @@ void Timeline::wheelEvent(QWheelEvent* event) {
 
 bool Timeline::event(QEvent* event) {
   if (event->type() != QEvent::NativeGesture) return QWidget::event(event);
-  auto* gesture = static_cast<QNativeGestureEvent*>(event);
-  if (gesture->gestureType() != Qt::ZoomNativeGesture) return QWidget::event(event);
-  zoomAround(gesture->position().x(), 1 / (1 + gesture->value()));
+  return pinch(*static_cast<QNativeGestureEvent*>(event)) || QWidget::event(event);
+}
+
+// Some platforms tell of no beginning. The event's value is what the distance has grown by since the last.
+bool Timeline::pinch(const QNativeGestureEvent& gesture) {
+  EditorViewport& view = project_.viewport();
+  const Qt::NativeGestureType type = gesture.gestureType();
+  if (type == Qt::EndNativeGesture) {
+    view.pinchEnded();
+    pinchScale_.reset();
+    return true;
+  }
+  if (type != Qt::BeginNativeGesture && type != Qt::ZoomNativeGesture) return false;
+  if (!pinchScale_ || type == Qt::BeginNativeGesture) {
+    pinchScale_ = 1;
+    view.pinchBegan(project_.playhead(), scale().frameAt(gesture.position().x()));
+  }
+  if (type == Qt::ZoomNativeGesture)
+    view.pinchChanged(*pinchScale_ *= 1 + gesture.value(), project_.playhead());
   return true;
 }
 

@@ -8,6 +8,8 @@
 #include "base/SettingForm.h"
 #include "ui/editor/TimelineScale.h"
 
+class QNativeGestureEvent;
+
 namespace sonmere {
 
 class EditedProject;
@@ -62,6 +64,7 @@ class Timeline : public QWidget {
   void drag(QPointF place, SettingForm form);
   std::int64_t snapped(std::int64_t frame) const;
   void zoomAround(double x, double factor);
+  bool pinch(const QNativeGestureEvent& gesture);
   void paintRuler(QPainter& painter, const TimelineScale& scale) const;
   void paintLane(QPainter& painter, const TimelineScale& scale, std::size_t track);
   void paintWave(QPainter& painter, const TimelineScale& scale, std::size_t track, const QRectF& lane);
@@ -72,6 +75,7 @@ class Timeline : public QWidget {
   std::vector<std::unique_ptr<LaneWave>> waves_;
   std::size_t chosen_ = 0;
   Hold held_;
+  std::optional<double> pinchScale_;  // while fingers are on the pad
 };
 
 }  // namespace sonmere
