@@ -9,10 +9,12 @@
 #include "base/NearestText.h"
 #include "dsp/Boost.h"
 #include "editor/export/ExportFormat.h"
+#include "recording/Preroll.h"
 #include "recording/RecordingBitDepth.h"
 #include "recording/RecordingFormatSetting.h"
 #include "recording/RecordingLayout.h"
 #include "recording/RecordingsFolder.h"
+#include "recording/TakeBounds.h"
 
 namespace sonmere {
 
@@ -36,6 +38,11 @@ Setting flag(std::string key, bool fallback, std::string meaning, When effect = 
 Setting choice(std::string key, std::vector<std::string> choices, std::string meaning, When effect) {
   const SettingsValue fallback = choices.front();
   return {std::move(key), Kind::choice, std::move(meaning), fallback, effect, 0, 0, std::move(choices), {}};
+}
+
+// From 0 on.
+Setting number(std::string key, double fallback, double highest, std::string meaning, When effect) {
+  return {std::move(key), Kind::number, std::move(meaning), fallback, effect, 0, highest, {}, {}};
 }
 
 Setting structure(std::string key, std::string meaning, std::string changedBy,
@@ -74,6 +81,15 @@ std::vector<Setting> forUsers() {
        0,
        {},
        {}},
+      number(
+          kPrerollKey, 0, kLongestPreroll,
+          "Seconds of what could be recorded that are kept in memory, so that a recording begins before it "
+          "was asked for; 0: none",
+          When::now),
+      number(kStopFreeKey, kDefaultStopFreeMegabytes, 1e6,
+             "Megabytes left on the drive at which recordings end; 0: when it is full", When::now),
+      number(kWarnFreeKey, kDefaultWarnFreeMegabytes, 1e6,
+             "Megabytes left on the drive below which a recording says so; 0: never", When::now),
       choice(kExportFormatKey, exportFormats(), "What edits and mixes are saved as", When::nextExport),
       flag("sonmere.volumeMixer.isEnabled", false, "The per-app volume"),
       {"sonmere.volumeMixer.masterVolume",

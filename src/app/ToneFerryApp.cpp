@@ -4,6 +4,8 @@
 
 #include "app/LoginItemRule.h"
 #include "app/ProgramVersion.h"
+#include "audio/device/CoreAudioUtils.h"
+#include "recording/RecordedSource.h"
 
 namespace sonmere {
 
@@ -167,6 +169,20 @@ std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
   return recordings;
 }
 
+// What a recording could be asked for of now, and is not under way.
+std::vector<int> ToneFerryApp::recordableSources() {
+  std::vector<int> sources;
+  const bool isSession = *dualMonoEngine()->layout == RecordingLayout::separateTracks;
+  if (CoreAudioUtils::deviceForBus(environment_.platform.hardware(), kBridgeBus))
+    sources.push_back(kBridgeBus);
+  for (int bus = 0; bus < kBusCount; ++bus)
+    if (bus != kBridgeBus && isRoutableBus(bus) && appTapEngine()->outputs().isRunning(bus))
+      sources.push_back(bus);
+  if (!isSession && micEngine()->isRunning()) sources.push_back(kMicSource);
+  std::erase_if(sources, [this](int source) { return recordings()->isRecording(source); });
+  return sources;
+}
+
 std::shared_ptr<RecordingSources> ToneFerryApp::makeRecordingSources() {
   auto sources = std::make_shared<RecordingSources>(
       recordingContext_, *recordings(), [this] { return appTapEngine()->isBusRunning(kBridgeBus); });
@@ -209,6 +225,7 @@ void ToneFerryApp::startUp() {
                          &mixModeEngine()->isEnabled, &micEngine()->isEnabled,
                          &volumeMixerEngine()->isEnabled, &context_.monitors.isOn});
   routeRecovery_.revalidateSoon();
+  recordings()->preroll().start([this] { return recordableSources(); });
   performanceMonitor_.start(appTapEngine()->availableApps, volumeMixerEngine()->heardBundleIDs);
 }
 

@@ -101,6 +101,7 @@ class ToneFerryApp {
   std::vector<AudioObjectID> mixedProcesses();
   std::shared_ptr<BusRecordings> makeRecordings();
   std::shared_ptr<RecordingSources> makeRecordingSources();
+  std::vector<int> recordableSources();
   void applyDualMono();
   RecordingContext makeRecordingContext();
 

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "app/PlatformChoice.h"
-#include "audio/file/AudioFileReader.h"
 #include "audio/file/StreamResampler.h"
 #include "audio/playback/PlaybackEngine.h"
 #include "base/LiveRuntime.h"
@@ -13,6 +12,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/FileWork.h"
 #include "cli/Text.h"
+#include "recording/RecordingReader.h"
 
 namespace sonmere {
 
@@ -34,7 +34,7 @@ class Playing {
 
   // The exit status.
   int play(const std::string& path) {
-    const auto probe = openAudioFile(path);
+    const auto probe = openRecording(path);
     if (!probe) return work_.badInput(probe.error());
     if (const auto started = engine_.start(); !started) return work_.fail(started.error());
     status_.reset();
@@ -50,7 +50,7 @@ class Playing {
   void begin(const std::string& path) {
     PlaybackEngine::Request request;
     request.tracks.push_back([path](const PCMFormat& wanted) -> Outcome<std::unique_ptr<AudioFileReader>> {
-      auto reader = openAudioFile(path);
+      auto reader = openRecording(path);
       if (!reader) return reader;
       return resampled(std::move(*reader), wanted);
     });

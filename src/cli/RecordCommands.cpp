@@ -8,6 +8,7 @@
 
 #include "audio/device/BusTable.h"
 #include "base/LengthText.h"
+#include "cli/AmountText.h"
 #include "cli/ArgumentText.h"
 #include "cli/BusText.h"
 #include "cli/ExitStatus.h"
@@ -18,6 +19,8 @@
 #include "cli/RemotePrinter.h"
 #include "cli/Text.h"
 #include "jobs/RecordingJobs.h"
+#include "recording/RecordingBitDepth.h"
+#include "recording/library/RecordingRename.h"
 
 namespace sonmere {
 
@@ -25,7 +28,9 @@ namespace {
 
 struct Arguments {
   std::vector<std::string> sources;
-  std::optional<std::string> layout, format, newName;
+  std::optional<std::string> layout, format, depth, folder, newName;
+  std::optional<std::string> longest, largest, part, preroll;
+  std::string length;
   std::string text;
   bool json = false;
 };
@@ -63,6 +68,51 @@ void print(const Given& a, const ControlJSON& done) {
   }
 }
 
+Outcome<void> readForm(const Given& a, ControlJSON& params) {
+  if (a->format) {
+    if (*a->format != "wav" && *a->format != "m4a")
+      return badArgument(
+          fmt::format("--format: \"{}\" is no format of recordings; use wav or m4a", *a->format));
+    params["format"] = *a->format;
+  }
+  if (a->depth) {
+    if (std::ranges::find(kRecordingBitDepths, *a->depth, [](auto depth) {
+          return std::string(name(depth));
+        }) == std::end(kRecordingBitDepths))
+      return badArgument(fmt::format("--depth: \"{}\" is no depth; use int16, int24 or float32", *a->depth));
+    params["depth"] = *a->depth;
+  }
+  if (!a->folder) return {};
+  const auto folder = readFolder("--folder", *a->folder);
+  if (!folder) return std::unexpected(folder.error());
+  params["folder"] = *folder;
+  return {};
+}
+
+Outcome<void> readBounds(const Given& a, ControlJSON& params) {
+  struct Bound {
+    const char* option;
+    const std::optional<std::string>& given;
+    Outcome<double> (*read)(const std::string&, const std::string&);
+    const char* member;
+    double least;
+    const char* leastText;
+  };
+  for (const Bound& bound : {Bound{"--max", a->longest, readDuration, "maxSeconds", 1, "a second"},
+                             {"--max-size", a->largest, readSize, "maxBytes", 1e6, "1 MB"},
+                             {"--split", a->part, readDuration, "partSeconds", 1, "a second"},
+                             {"--preroll", a->preroll, readDuration, "prerollSeconds", 0, "0"}}) {
+    if (!bound.given) continue;
+    const auto amount = bound.read(bound.option, *bound.given);
+    if (!amount) return std::unexpected(amount.error());
+    if (*amount < bound.least)
+      return badArgument(fmt::format("{}: \"{}\" is too little; use {} or more", bound.option, *bound.given,
+                                     bound.leastText));
+    params[bound.member] = *amount;
+  }
+  return {};
+}
+
 int start(const Given& a) {
   const RemoteCall call("record start");
   const auto sources = readSources(a);
@@ -73,13 +123,8 @@ int start(const Given& a) {
     if (!layout) return call.fail(layout.error());
     params["layout"] = name(*layout);
   }
-  if (a->format) {
-    if (*a->format != "wav" && *a->format != "m4a")
-      return call.fail(
-          badArgument(fmt::format("--format: \"{}\" is no format of recordings; use wav or m4a", *a->format))
-              .error());
-    params["format"] = *a->format;
-  }
+  if (const auto read = readForm(a, params); !read) return call.fail(read.error());
+  if (const auto read = readBounds(a, params); !read) return call.fail(read.error());
   return call.ask("record.start", params, [&](const ControlJSON& started) { print(a, started); });
 }
 
@@ -93,6 +138,32 @@ int rename(const RemoteCall& call, const std::string& newName, ControlJSON& done
   done[0]["paths"][0] = *renamed;
   if (done[0].contains("path")) done[0]["path"] = *renamed;
   return kExitSuccess;
+}
+
+int saveLast(const Given& a) {
+  const RemoteCall call("record save-last");
+  const auto seconds = readDuration("LENGTH", a->length);
+  if (!seconds) return call.fail(seconds.error());
+  ControlJSON params{{"seconds", *seconds}};
+  if (const auto read = readForm(a, params); !read) return call.fail(read.error());
+  return call.ask("record.saveLast", params, [&](const ControlJSON& saved) {
+    if (a->json) return printJSON(saved);
+    for (const ControlJSON& path : saved.at("paths")) fmt::print("{}\n", printable(path.get<std::string>()));
+  });
+}
+
+// What runs, and what is kept of what was just heard.
+int status(const Given& a) {
+  const RemoteCall call("record list");
+  return call.with([&](ControlClient& client) {
+    const auto running = client.call("recordings");
+    if (!running) return call.fail(running.error());
+    const auto preroll = client.call("record.preroll");
+    if (!preroll) return call.fail(preroll.error());
+    a->json ? printJSON({{"recordings", *running}, {"preroll", *preroll}})
+            : fmt::print("{}{}", recordingsText(*running), prerollText(*preroll));
+    return int(kExitSuccess);
+  });
 }
 
 int mark(const Given& a) {
@@ -109,6 +180,10 @@ int stop(const Given& a) {
   ControlJSON done = ControlJSON::array();
   const auto take = [&](const ControlJSON& result) { done.push_back(result); };
   int status = kExitSuccess;
+  // Before anything is stopped.
+  if (a->newName)
+    if (const auto checked = checkRecordingName(*a->newName); !checked)
+      return call.fail(badArgument("--name: " + checked.error().description).error());
   if (a->sources.empty()) {
     status = call.ask("record.stop", {{"all", true}}, take);
   } else {
@@ -151,6 +226,35 @@ void addRecordCommands(CLI::App& app, std::function<int()>& run) {
       ->type_name("mixed|dualMono|separateTracks");
   starting->add_option("--format", a->format, "wav or m4a (default: as in the settings)")
       ->type_name("wav|m4a");
+  starting->add_option("--depth", a->depth, "Samples of a WAV (default: as in the settings)")
+      ->type_name("int16|int24|float32");
+  starting
+      ->add_option("--folder", a->folder,
+                   "Where the files go, made where missing (default: as in the settings)")
+      ->type_name("DIR");
+  starting->add_option("--max", a->longest, "Ends by itself at this length: 2h, 90m, 1h30m")
+      ->type_name("LENGTH");
+  starting
+      ->add_option("--max-size", a->largest, "Ends by itself once all its files have this size: 2G, 500MB")
+      ->type_name("SIZE");
+  starting
+      ->add_option(
+          "--preroll", a->preroll,
+          "Begins so much earlier, with what was kept of it (default: all that is kept, record.preroll)")
+      ->type_name("LENGTH");
+  starting
+      ->add_option("--split", a->part,
+                   "Goes on in a new file each time this is full: 30m. No sample is lost between two, and "
+                   "they are one recording")
+      ->type_name("LENGTH");
+  CLI::App* saving = add("save-last", "Save the last seconds of what is kept, without a recording", saveLast);
+  saving->add_option("LENGTH", a->length, "How much: 60, 90s, 5m; at most what record.preroll keeps")
+      ->required();
+  saving->add_option("--format", a->format, "wav or m4a (default: as in the settings)")->type_name("wav|m4a");
+  saving->add_option("--depth", a->depth, "Samples of a WAV (default: as in the settings)")
+      ->type_name("int16|int24|float32");
+  saving->add_option("--folder", a->folder, "Where the files go (default: as in the settings)")
+      ->type_name("DIR");
   CLI::App* stopping =
       add("stop", "Stop recordings, all of them without BUS, and wait for their files", stop);
   stopping->add_option("BUS", a->sources, std::string(kBusForm) + ", or mic")->expected(-1);
@@ -158,9 +262,7 @@ void addRecordCommands(CLI::App& app, std::function<int()>& run) {
       ->type_name("NAME");
   add("mark", "Mark what is heard now in all files that are being recorded", mark)
       ->add_option("TEXT", a->text, "What the mark says");
-  add("list", "The recordings that run", [](const Given& given) {
-    return show(given, "record list", "recordings", recordingsText);
-  })->alias("status");
+  add("list", "The recordings that run, and what is kept of what was just heard", status)->alias("status");
   add("health", "What went wrong with recordings in this run",
       [](const Given& given) { return show(given, "record health", "record.health", recordingHealthText); });
 }

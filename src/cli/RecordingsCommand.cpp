@@ -238,7 +238,7 @@ int runRecordingsRestore(const RecordingsArguments& arguments) {
   std::vector<std::string> restored;
   int status = kExitSuccess;
   for (const RecordingTrash::Entry& entry : found) {
-    if (const auto back = trash.restore(entry); !back) {
+    if (const auto back = restoreFromTrash(entry, place->folder, trash); !back) {
       status = work.fail(back.error());
       break;
     }

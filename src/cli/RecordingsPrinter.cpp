@@ -29,22 +29,33 @@ std::string counted(std::size_t count, const char* one) {
   return fmt::format("{} {}{}", count, one, count == 1 ? "" : "s");
 }
 
+// "3 marks, 2 parts"
+std::string extrasOf(const RecordingFile& file) {
+  std::string out = file.marks.empty() ? "" : counted(file.marks.size(), "mark");
+  if (!file.parts.empty()) out += (out.empty() ? "" : ", ") + counted(file.parts.size() + 1, "part");
+  return out;
+}
+
 std::size_t fileCount(const RecordingScan& scan) {
   std::size_t count = 0;
   for (const RecordingSession& session : scan.sessions) count += session.files.size();
   return count;
 }
 
+JSON fileJSON(const RecordingFile& file) {
+  JSON marks = JSON::array();
+  for (const auto& mark : file.marks) marks.push_back({{"seconds", mark.seconds}, {"text", mark.text}});
+  return {{"name", file.displayName},    {"path", file.url},
+          {"format", name(file.format)}, {"seconds", file.durationSeconds},
+          {"bytes", file.fileSize},      {"marks", std::move(marks)},
+          {"parts", file.parts}};
+}
+
 JSON sessionsJSON(const RecordingScan& scan) {
   JSON sessions = JSON::array();
   for (const RecordingSession& session : scan.sessions) {
     JSON files = JSON::array();
-    for (const RecordingFile& file : session.files)
-      files.push_back({{"name", file.displayName},
-                       {"path", file.url},
-                       {"format", name(file.format)},
-                       {"seconds", file.durationSeconds},
-                       {"bytes", file.fileSize}});
+    for (const RecordingFile& file : session.files) files.push_back(fileJSON(file));
     const bool isDate = session.timestamp != Date::min();
     sessions.push_back({{"stamp", session.timestampString},
                         {"date", isDate ? JSON(iso8601Text(session.timestamp)) : JSON(nullptr)},
@@ -71,8 +82,14 @@ void addRepairs(JSON& all, const RecordingScan& scan) {
 std::string sessionsText(const std::string& folder, const RecordingScan& scan) {
   if (scan.sessions.empty()) return fmt::format("There are no recordings in {}.\n", printable(folder));
   constexpr auto kRight = TextTable::Align::right;
-  TextTable table(
-      {{"no.", kRight}, {"session"}, {"name"}, {"format"}, {"length", kRight}, {"size", kRight}, {"file"}});
+  TextTable table({{"no.", kRight},
+                   {"session"},
+                   {"name"},
+                   {"format"},
+                   {"length", kRight},
+                   {"size", kRight},
+                   {"file"},
+                   {""}});
   std::size_t number = 0;
   for (const RecordingSession& session : scan.sessions) {
     ++number;
@@ -81,7 +98,7 @@ std::string sessionsText(const std::string& folder, const RecordingScan& scan) {
       const bool isAlone = session.files.size() == 1;
       table.add({isAlone ? fmt::format("{}", number) : fmt::format("{}.{}", number, i + 1),
                  i == 0 ? session.timestampString : "", file.displayName, name(file.format), lengthOf(file),
-                 sizeText(file.fileSize), fileName(file)});
+                 sizeText(file.fileSize), fileName(file), extrasOf(file)});
     }
   }
   return table.text();

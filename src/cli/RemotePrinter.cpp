@@ -219,6 +219,23 @@ std::string recordingsText(const ControlJSON& recordings) {
   return table.text();
 }
 
+std::string prerollText(const ControlJSON& preroll) {
+  std::string out;
+  ControlJSON names = ControlJSON::array();
+  for (const ControlJSON& source : preroll.value("sources", ControlJSON::array())) {
+    const std::string text = source.get<std::string>();
+    const bool isBus = text.find_first_not_of("0123456789") == text.npos;
+    names.push_back(isBus ? busLabel(std::stoi(text)) : text);
+  }
+  if (!names.empty())
+    out = fmt::format("Pre-roll: the last {:.0f} s of {} are kept, of {:.0f} s ({} of memory).\n",
+                      number(preroll, "keptSeconds"), joined(names), number(preroll, "seconds"),
+                      sizeText(std::uint64_t(number(preroll, "bytes"))));
+  if (preroll.contains("refusal") && preroll["refusal"].is_string())
+    out += "Pre-roll: " + printable(preroll["refusal"].get<std::string>()) + "\n";
+  return out;
+}
+
 std::string recordingHealthText(const ControlJSON& health) {
   std::string out;
   for (const ControlJSON& notice : health.value("notices", ControlJSON::array()))

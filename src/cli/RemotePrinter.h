@@ -21,6 +21,7 @@ std::string outputEqualiserText(const ControlJSON& mixer);
 std::string sectionsText(const ControlJSON& equaliser);
 std::string devicesText(const ControlJSON& devices);
 std::string recordingsText(const ControlJSON& recordings);
+std::string prerollText(const ControlJSON& preroll);
 std::string recordingHealthText(const ControlJSON& health);
 std::string profilesText(const ControlJSON& profiles);
 // The apps with a bar for the level, as many lines as there are apps plus one; for a terminal of so many

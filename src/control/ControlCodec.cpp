@@ -94,12 +94,17 @@ ControlJSON encodeControl(const WindowLaunch& launch) {
 
 ControlJSON encodeControl(const RecordingSession& session) {
   ControlJSON files = ControlJSON::array();
-  for (const RecordingFile& file : session.files)
+  for (const RecordingFile& file : session.files) {
+    ControlJSON marks = ControlJSON::array();
+    for (const auto& mark : file.marks) marks.push_back({{"seconds", mark.seconds}, {"text", mark.text}});
     files.push_back({{"path", file.url},
                      {"name", file.displayName},
                      {"format", name(file.format)},
                      {"seconds", file.durationSeconds},
-                     {"bytes", file.fileSize}});
+                     {"bytes", file.fileSize},
+                     {"marks", std::move(marks)},
+                     {"parts", file.parts}});
+  }
   return {{"stamp", session.timestampString}, {"files", files}};
 }
 
@@ -277,7 +282,19 @@ ControlJSON encodeControl(const RecordingState& recording) {
           {"bytes", recording.bytes},
           {"lostFrames", recording.lostFrames},
           {"peakDb", recording.peakDb},
-          {"silent", recording.isSilent}};
+          {"silent", recording.isSilent},
+          {"part", recording.part}};
+}
+
+ControlJSON encodeControl(const PrerollState& preroll) {
+  ControlJSON sources = ControlJSON::array();
+  for (const int source : preroll.sources)
+    sources.push_back(source >= 0 ? std::to_string(source) : recordedSourceName(source));
+  return {{"seconds", preroll.seconds},
+          {"keptSeconds", preroll.keptSeconds},
+          {"bytes", preroll.bytes},
+          {"sources", sources},
+          {"refusal", preroll.refusal.empty() ? ControlJSON(nullptr) : ControlJSON(preroll.refusal)}};
 }
 
 ControlJSON encodeControl(const RecordingHealthState& health) {

@@ -46,6 +46,7 @@ ControlJSON encodeControl(const RouteRow& route);
 ControlJSON encodeControl(const DriverState& driver);
 ControlJSON encodeControl(const RoutesState& routes);
 ControlJSON encodeControl(const RecordingState& recording);
+ControlJSON encodeControl(const PrerollState& preroll);
 ControlJSON encodeControl(const RecordingHealthState& health);
 ControlJSON encodeControl(const ProfileState& profile);
 ControlJSON encodeControl(const DeviceState& device);

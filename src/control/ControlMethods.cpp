@@ -22,6 +22,12 @@ StartRequest readStart(ControlParams& params) {
   std::vector<int>& sources = request.start.sources;
   request.start.layout = params.textIf("layout");
   request.start.format = params.textIf("format");
+  request.start.depth = params.textIf("depth");
+  request.start.folder = params.textIf("folder");
+  request.start.mostSeconds = params.numberIf("maxSeconds");
+  request.start.mostBytes = params.numberIf("maxBytes");
+  request.start.partSeconds = params.numberIf("partSeconds");
+  request.start.prerollSeconds = params.numberIf("prerollSeconds");
   const bool mic = params.flagOr("mic", false);
   if (auto buses = params.wholesIf("buses")) {
     sources = std::move(*buses);
@@ -31,6 +37,19 @@ StartRequest readStart(ControlParams& params) {
     params.hasAlternative();
   }
   if (mic) sources.push_back(kMicSource);
+  return request;
+}
+
+struct SaveRequest {
+  double seconds = 0;
+  RecordingControl::Start start;
+};
+
+SaveRequest readSave(ControlParams& params) {
+  SaveRequest request{params.number("seconds"), {}};
+  request.start.format = params.textIf("format");
+  request.start.depth = params.textIf("depth");
+  request.start.folder = params.textIf("folder");
   return request;
 }
 
@@ -225,6 +244,14 @@ void ControlMethods::addRecordings() {
           all.push_back({{"path", mark.path}, {"frame", mark.frame}, {"seconds", mark.seconds}});
         return ControlJSON{{"marks", all}};
       });
+  add("record.preroll",
+      [this]() -> Outcome<ControlJSON> { return encodeControl(control_.recordings().preroll()); });
+  addLater("record.saveLast", readSave, [this](const SaveRequest& request, ControlPeer&, const Reply& reply) {
+    control_.recordings().saveLast(request.seconds, request.start, [reply](const auto& paths) {
+      if (!paths) return reply(std::unexpected(paths.error()));
+      reply(ControlJSON{{"paths", *paths}});
+    });
+  });
   addLater("record.stop", readStop, [this](const StopRequest& request, ControlPeer&, const Reply& reply) {
     const auto answer = [request, reply](const Outcome<std::vector<std::string>>& paths) {
       if (!paths) return reply(std::unexpected(paths.error()));

@@ -15,9 +15,14 @@ namespace sonmere {
 class RecordingControl {
  public:
   struct Start {
-    std::vector<int> sources;           // as RecordedSource.h names them
-    std::optional<std::string> layout;  // chosen first, as by settings
-    std::optional<std::string> format;  // without one that of the settings
+    std::vector<int> sources;                      // as RecordedSource.h names them
+    std::optional<std::string> layout;             // chosen first, as by settings
+    std::optional<std::string> format;             // without one that of the settings
+    std::optional<std::string> depth;              // the same
+    std::optional<std::string> folder;             // a full path; without one that of the settings
+    std::optional<double> mostSeconds, mostBytes;  // at which it ends by itself
+    std::optional<double> prerollSeconds;          // of what was heard before; without, what is kept
+    std::optional<double> partSeconds;             // a file's length before the next one takes over
   };
   using Started = std::function<void(Outcome<std::vector<RecordingState>>)>;
   // The paths of the files that a stop completed, that which was asked for first.
@@ -38,14 +43,17 @@ class RecordingControl {
   // With what its layout brought along. A file that is gone is an error.
   void stop(int source, Stopped done);
   void stopAll(Stopped done);
+  PrerollState preroll() const { return *app_.recordings()->preroll().state; }
+  // The last seconds of what is kept into files, of which only folder, format and depth count.
+  void saveLast(double seconds, const Start& request, Stopped done);
   // Marks what is heard now in all files that are being recorded.
   Outcome<std::vector<BusRecordings::Mark>> mark(const std::string& text);
 
  private:
   Outcome<void> checkStart(int source) const;
-  Outcome<std::optional<RecordingFormat>> checkRequest(const Start& request) const;
-  Outcome<std::vector<RecordingState>> begin(const std::vector<int>& sources,
-                                             std::optional<RecordingFormat> format);
+  Outcome<void> checkPreroll(double seconds) const;
+  Outcome<TakeRequest> checkRequest(const Start& request) const;
+  Outcome<std::vector<RecordingState>> begin(const std::vector<int>& sources, const TakeRequest& request);
 
   ToneFerryApp& app_;
 };

@@ -15,6 +15,7 @@ struct RecordingState {
   std::int64_t lostFrames = 0;  // that the file lacks: overwritten, or never rendered
   double peakDb = -120;         // of the latest block, dB below full scale; held to -120
   bool isSilent = true;         // no signal since it began
+  int part = 1;                 // of a recording in parts, the one that is written
 };
 
 }  // namespace sonmere

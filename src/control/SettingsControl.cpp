@@ -6,6 +6,7 @@
 #include "control/ControlError.h"
 #include "control/MixerControl.h"
 #include "control/RoutingControl.h"
+#include "recording/Preroll.h"
 #include "recording/RecordingFormatSetting.h"
 #include "recording/RecordingsFolderState.h"
 
@@ -95,6 +96,11 @@ Outcome<void> SettingsControl::apply(const std::string& key, const SettingsValue
     return {};
   }
   settings().set(key, value);
+  if (key == kPrerollKey) {
+    app_.recordings()->preroll().settingChanged();
+    if (const auto& refusal = app_.recordings()->preroll().state->refusal; !refusal.empty())
+      notes.push_back(refusal);
+  }
   if (key == kRecordingFormatKey)
     app_.recordings()->setDefaultRecordingFormat(
         storedRecordingFormat(settings()).value_or(RecordingFormat::wav));

@@ -153,6 +153,7 @@ TopicJSON recordingValue(Control& control) {
           {"facts",
            {{"running", running},
             {"willSwitchOn", control.recordings().willSwitchOn()},
+            {"preroll", encodeControl(control.recordings().preroll())},
             {"error", encodeControl(control.reports().status()).at("recordingError")},
             {"notices", control.recordings().health().notices}}}};
 }

@@ -96,6 +96,9 @@ void TopicWatch::listen() {
   on(recordings.silentRecordingNotice, {Topic::recording});
   on(recordings.fileNotice, {Topic::recording});
   on(recordings.lossNotice, {Topic::recording});
+  on(recordings.endNotice, {Topic::recording});
+  on(recordings.preroll().state, {Topic::recording});
+  on(recordings.spaceNotice, {Topic::recording});
   on(recordings.defaultRecordingFormat, {Topic::recording, Topic::settings});
   RecordingsLibrary& library = *app_.recordingsLibrary();
   on(library.sessions, {Topic::library});

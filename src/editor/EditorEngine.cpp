@@ -9,6 +9,7 @@
 #include "editor/export/SessionExporter.h"
 #include "editor/export/SourceBitDepth.h"
 #include "editor/export/TrackLevel.h"
+#include "recording/RecordingReader.h"
 
 namespace sonmere {
 
@@ -28,10 +29,12 @@ std::string saveErrorText(const Error& error) {
 }  // namespace
 
 Outcome<std::shared_ptr<EditorEngine>> EditorEngine::open(EngineContext& context, const std::string& url) {
-  auto file = openAudioFile(url);
+  auto file = openRecording(url);
   if (!file) return std::unexpected(file.error());
-  return std::shared_ptr<EditorEngine>(
+  std::shared_ptr<EditorEngine> engine(
       new EditorEngine(context, url, (*file)->format(), (*file)->frameCount()));
+  engine->marks_ = (*file)->details().marks;
+  return engine;
 }
 
 EditorEngine::EditorEngine(EngineContext& context, std::string url, const PCMFormat& format,

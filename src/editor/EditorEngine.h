@@ -39,6 +39,8 @@ class EditorEngine {
   const std::string& url() const { return url_; }
   const PCMFormat& format() const { return format_; }
   std::string fileName() const;
+  // Of the file, in their order.
+  const std::vector<AudioFileMark>& marks() const { return marks_; }
 
   // To be observed; changed by the operations below only.
   OwnedObservable<std::shared_ptr<const WaveformEnvelope>, EditorEngine>
@@ -139,6 +141,7 @@ class EditorEngine {
   EngineContext& context_;
   const std::string url_;
   const PCMFormat format_;
+  std::vector<AudioFileMark> marks_;
   EditorTransport transport_;
   EditorViewport viewport_;
   WaveformView waveform_;

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <regex>
 
-#include "audio/file/AudioFileReader.h"
 #include "base/ThreadRules.h"
+#include "recording/RecordingReader.h"
 #include "recording/import/AudioFileImporter.h"
 
 namespace sonmere {
@@ -190,7 +190,7 @@ void MultiTrackEditorEngine::addTrack(const std::string& path, Added done) {
     return done(std::unexpected(AddTrackError::atCap(maxTracks)));
   if (isPresent(path)) return done(std::unexpected(AddTrackError::duplicate()));
   if (!keeper_) return done(std::unexpected(AddTrackError::importFailed("open a session first")));
-  const auto file = openAudioFile(path);
+  const auto file = openRecording(path);
   if (!file) return done(std::unexpected(AddTrackError::decodeFailed()));
   if (isOfSession(**file, path)) return joinTrack(canonicalPath(path), done);
   importTrack(path, std::move(done));

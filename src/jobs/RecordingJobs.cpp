@@ -6,6 +6,7 @@
 #include "editor/sidecar/SessionEditsSidecar.h"
 #include "jobs/JobError.h"
 #include "recording/RecordingFileName.h"
+#include "recording/RecordingReader.h"
 #include "recording/library/RecordingRename.h"
 #include "recording/library/RecordingScanner.h"
 
@@ -20,6 +21,15 @@ bool isMeant(const RecordingTrash::Entry& entry, const std::string& text) {
   const auto parts = parseRecordingName(name);
   return parts && (name.starts_with(text) || parts->stamp.starts_with(text) ||
                    recordingDisplayName(parts->name) == text);
+}
+
+bool isPartOf(const std::string& path, const std::string& whole) {
+  const std::string name = fs::path(path).filename().string(),
+                    wholeName = fs::path(whole).filename().string();
+  const auto parts = parseRecordingName(name), wholeParts = parseRecordingName(wholeName);
+  const auto part = parts ? parseRecordingPart(parts->name) : std::nullopt;
+  return part && wholeParts && part->name == wholeParts->name && parts->stamp == wholeParts->stamp &&
+         parts->format == wholeParts->format;
 }
 
 }  // namespace
@@ -53,9 +63,23 @@ Outcome<void> checkRecording(const std::string& path) {
 
 Outcome<std::string> moveToTrash(const std::string& path, const RecordingTrash& trash, Date now) {
   if (auto checked = checkRecording(path); !checked) return std::unexpected(checked.error());
+  const auto parts = laterRecordingParts(path);
   auto put = trash.put(path, now);
   if (!put && put.error().code == ENOENT) return badRequest(put.error().description);
+  if (!put) return put;
+  for (const std::string& part : parts)
+    if (auto also = trash.put(part, now); !also) return also;
   return put;
+}
+
+Outcome<void> restoreFromTrash(const RecordingTrash::Entry& entry, const std::string& folder,
+                               const RecordingTrash& trash) {
+  auto restored = trash.restore(entry);
+  if (!restored) return restored;
+  for (const RecordingTrash::Entry& other : trash.entriesOf(folder))
+    if (other.deleted == entry.deleted && isPartOf(other.origin, entry.origin))
+      if (restored = trash.restore(other); !restored) return restored;
+  return {};
 }
 
 std::vector<RecordingTrash::Entry> trashedRecordings(const std::string& folder, const std::string& text,

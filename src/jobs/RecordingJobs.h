@@ -22,7 +22,11 @@ Outcome<std::string> renameWithEdits(const std::string& path, const std::string&
 // Whether the name is that of a recording; nothing else is deleted.
 Outcome<void> checkRecording(const std::string& path);
 // Moves a recording to the trash; returns where it is then. Its edits stay, for the day it is restored.
+// All parts of it go.
 Outcome<std::string> moveToTrash(const std::string& path, const RecordingTrash& trash, Date now);
+// Moves what was in this folder back there, with the parts that went with it.
+Outcome<void> restoreFromTrash(const RecordingTrash::Entry& entry, const std::string& folder,
+                               const RecordingTrash& trash);
 // Recordings of this folder that are in the trash, the latest first: those whose name or stamp begins with
 // `text`, or is called so; an empty one means the latest alone.
 std::vector<RecordingTrash::Entry> trashedRecordings(const std::string& folder, const std::string& text,

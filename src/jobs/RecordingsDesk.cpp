@@ -26,7 +26,8 @@ Outcome<std::string> restoreFrom(const RecordingTrash& trash, const std::string&
   const auto entries = trash.entriesOf(folder);
   const auto found = std::ranges::find(entries, path, &RecordingTrash::Entry::path);
   if (found == entries.end()) return badRequest(nameOf(path) + " is no longer in the trash");
-  if (auto restored = trash.restore(*found); !restored) return std::unexpected(restored.error());
+  if (auto restored = restoreFromTrash(*found, folder, trash); !restored)
+    return std::unexpected(restored.error());
   return found->origin;
 }
 

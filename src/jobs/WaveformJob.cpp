@@ -12,6 +12,7 @@
 #include "editor/waveform/WaveformSVG.h"
 #include "editor/waveform/WaveformSamples.h"
 #include "jobs/JobError.h"
+#include "recording/RecordingReader.h"
 
 namespace sonmere {
 
@@ -93,8 +94,10 @@ Outcome<WaveformResult> drawWaveform(const WaveformRequest& request, const JobCo
   auto envelope = readPeaks(request.file, context.progress);
   if (!envelope) return std::unexpected(envelope.error());
   WaveformResult result{*view, std::move(*envelope)};
-  const auto layout = layOutView(result, request);
+  auto layout = layOutView(result, request);
   if (!layout) return badRequest(layout.error().description);
+  if (const auto reader = openRecording(request.file))
+    placeMarks(*layout, (*reader)->details().marks, result.view.startFrame, result.view.endFrame);
   if (auto written = writePictures(*layout, request); !written) return std::unexpected(written.error());
   return result;
 }

@@ -146,12 +146,14 @@ Outcome<std::shared_ptr<AppsTapRecorder>> AppsTapRecorder::create(const Recordin
   tap->ring()->start.line = request.startLine;
   if (const auto started = tap->start(std::move(processes.leftOut), request.rate); !started)
     return std::unexpected(started.error());
-  const auto file =
-      RecorderFile::create(context, {kWriterName, kQueueLabel, RecordingFormat::wav, request.rate,
-                                     request.name, request.folder, request.sessionDate});
+  const auto file = RecorderFile::create(
+      context, {kWriterName, kQueueLabel, RecordingFormat::wav, request.rate, request.name, request.folder,
+                request.sessionDate, 2, request.options, true});
   if (!file) return std::unexpected(file.error());
   return std::shared_ptr<AppsTapRecorder>(new AppsTapRecorder(context, *file, std::move(tap)));
 }
+
+bool AppsTapRecorder::isAnyAudible(Platform& platform) { return look(platform).hasAudible; }
 
 AppsTapRecorder::AppsTapRecorder(const RecordingContext& context, const std::shared_ptr<RecorderFile>& file,
                                  std::unique_ptr<Tap> tap)

@@ -19,6 +19,7 @@ class AppsTapRecorder final : public RingRecorder {
     double rate = 48000;                                   // Hz, of the file
     std::string folder;                                    // exists
     std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
+    TakeFileOptions options = {};
   };
   static constexpr const char* kWriterName = "AppsTapRecorder";
   static constexpr const char* kQueueLabel = "sonmere.appstaprecorder.drain";
@@ -28,6 +29,8 @@ class AppsTapRecorder final : public RingRecorder {
   // plays. Blocks for the settling time. The platform outlives the recorder.
   static Outcome<std::shared_ptr<AppsTapRecorder>> create(const RecordingContext& context, Platform& platform,
                                                           const Request& request);
+  // Whether there is a program that could be heard.
+  static bool isAnyAudible(Platform& platform);
   // Ends where it is, unless it was stopped.
   ~AppsTapRecorder() override;
 

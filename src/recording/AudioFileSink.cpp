@@ -172,14 +172,26 @@ void AudioFileSink::checkPlace(Queue& writerQueue) {
 // A file that is gone stays gone, whatever comes to bear its number.
 void AudioFileSink::lookAtPlace() {
   FilePlace found = file_->place();
+  FileSpace space = file_->space();
   const std::lock_guard lock(mutex_);
   isLookingAtPlace_ = false;
+  if (!isClosed_) space_ = std::move(space);
   if (!isClosed_ && place_.kind != FilePlace::Kind::gone) place_ = std::move(found);
 }
 
 FilePlace AudioFileSink::place() const {
   const std::lock_guard lock(mutex_);
   return place_;
+}
+
+void AudioFileSink::setPath(std::string path) {
+  const std::lock_guard lock(mutex_);
+  place_ = {FilePlace::Kind::there, std::move(path)};
+}
+
+FileSpace AudioFileSink::space() const {
+  const std::lock_guard lock(mutex_);
+  return space_;
 }
 
 void AudioFileSink::closeFile(std::int64_t atFrame) {

@@ -44,6 +44,9 @@ class AudioFileSink : public std::enable_shared_from_this<AudioFileSink> {
   void checkPlace(Queue& writerQueue);
   // What the last look, or the close, has found. Threads: any.
   FilePlace place() const;
+  FileSpace space() const;
+  // Where it is from now on, as of its beginning. Main thread.
+  void setPath(std::string path);
 
   // Closes the file, after all queued writes, on the sink's own queue or, for a direct sink, on
   // `writerQueue`, the one that calls write. A failure is logged and reported, with `atFrame` for a direct
@@ -85,6 +88,7 @@ class AudioFileSink : public std::enable_shared_from_this<AudioFileSink> {
   std::int64_t pendingFrames_ = 0;
   bool drainScheduled_ = false;
   FilePlace place_;
+  FileSpace space_;
   bool isLookingAtPlace_ = false;
   bool isClosed_ = false;
   // The first failure: what later queued writes return. For either kind of sink it keeps a failing close,

@@ -211,7 +211,7 @@ Outcome<std::shared_ptr<BridgeCapture>> BridgeCapture::create(const RecordingCon
   if (!format) return std::unexpected(format.error());
   auto file =
       RecorderFile::create(context, {kWriterName, kWriteQueueLabel, request.format, format->sampleRate,
-                                     request.name, request.folder, request.sessionDate});
+                                     request.name, request.folder, request.sessionDate, 2, request.options});
   if (!file) return std::unexpected(file.error());
   auto intake = std::make_shared<Intake>(context.log, *file, request.startLine);
   std::shared_ptr<BridgeCapture> recorder(new BridgeCapture(context.runtime, *file, intake, capture));

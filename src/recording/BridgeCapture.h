@@ -23,6 +23,7 @@ class BridgeCapture final : public Recorder {
     std::string folder;                                    // exists
     Date sessionDate{};                                    // the stamp, shared by what began together
     std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
+    TakeFileOptions options = {};
   };
   static constexpr const char* kWriterName = "BridgeCapture";
   static constexpr const char* kEngineQueueLabel = "sonmere.bridgecapture.engine";

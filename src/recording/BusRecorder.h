@@ -19,6 +19,7 @@ class BusRecorder final : public RingRecorder {
     std::string folder;                                    // exists
     Date sessionDate{};                                    // the stamp, shared by what began together
     std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
+    TakeFileOptions options = {};
   };
   static constexpr const char* kWriterName = "BusRecorder";
   static constexpr const char* kQueueLabel = "sonmere.busrecorder.drain";

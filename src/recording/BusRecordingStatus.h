@@ -19,6 +19,7 @@ struct BusRecordingStatus {
   std::int64_t lostFrames = 0;  // that the file lacks: overwritten, or never rendered
   float lastPeak = 0;           // of the latest block, linear
   bool everHadSignal = false;
+  int part = 1;  // of a recording in parts, the one that is written
 
   bool operator==(const BusRecordingStatus&) const = default;
 };

@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <iterator>
+#include <set>
 
 #include "base/ThreadRules.h"
 #include "recording/RecordedSource.h"
@@ -16,10 +18,15 @@ namespace sonmere {
 namespace {
 
 constexpr Duration kStatusInterval = fromMilliseconds(500);
-// Of the devices that there are: 2048 frames at 44.1 kHz.
-constexpr Duration kLongestCycle = fromMilliseconds(50);
 
 std::string lastComponent(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+
+// Of its parts; without what is gone.
+std::vector<std::string> pathsOf(const Recorder& recorder) {
+  std::vector<std::string> paths = recorder.space().earlierParts;
+  if (!recorder.isFileGone()) paths.push_back(recorder.outputPath());
+  return paths;
+}
 
 BusRecordingStatus statusOf(int bus, const Recorder& recorder) {
   return {bus,
@@ -30,7 +37,8 @@ BusRecordingStatus statusOf(int bus, const Recorder& recorder) {
           recorder.framesWritten(),
           recorder.lostFrames(),
           recorder.lastPeak(),
-          recorder.everHadSignal()};
+          recorder.everHadSignal(),
+          int(recorder.space().earlierParts.size()) + 1};
 }
 
 }  // namespace
@@ -39,6 +47,7 @@ BusRecordings::BusRecordings(const RecordingContext& context, RecorderFeed& feed
                              MicRecorderFeed* mic)
     : context_(context),
       maker_(context_, feed, mic),
+      preroll_(context_, feed, mic),
       folder_(folder ? std::move(folder) : [own = RecordingsFolder(context)] { return own.current(); }),
       stops_(context.runtime),
       writeFailures_(
@@ -60,34 +69,77 @@ BusRecordings::~BusRecordings() {
     if (running.detach) running.detach();
 }
 
-void BusRecordings::startRecordings(std::span<const int> sources, std::optional<RecordingFormat> format) {
+Outcome<std::string> BusRecordings::folderFor(const TakeRequest& request) const {
+  auto folder = request.folder ? RecordingsFolder(context_).usable(*request.folder) : folder_();
+  if (!folder) return folder;
+  if (auto lack = lackOfSpace(*folder, freeSpaceBounds(context_.settings)))
+    return std::unexpected(Error{kPOSIXErrorDomain, ENOSPC, std::move(*lack)});
+  return folder;
+}
+
+void BusRecordings::startRecordings(std::span<const int> sources, const TakeRequest& request) {
   assertMain();
   std::vector<int> wanted;
   std::ranges::copy_if(sources, std::back_inserter(wanted),
                        [this](int source) { return isRecordableSource(source) && !isRecording(source); });
   if (wanted.empty()) return;
-  const auto folder = folder_();
+  const auto folder = folderFor(request);
   if (!folder)
     return reportStartFailure({"Couldn't start recording: " + folder.error().description,
                                "Sonmere: BusRecorder init failed: " + folder.error().description});
-  auto made = maker_.make(wanted, format.value_or(*defaultRecordingFormat), *folder, isRecording(kMicSource));
-  if (!made) return reportStartFailure(made.error());
-  for (auto* notice : {&fileNotice, &lossNotice})
+  RecordingTake take(context_.runtime, *folder);
+  const RecordingFormat format = request.format.value_or(*defaultRecordingFormat);
+  const TakeFileOptions options{request.depth, request.mostSeconds, request.partSeconds};
+  auto begun = begin(take, wanted, format, options, request.prerollSeconds);
+  if (!begun) return reportStartFailure(begun.error());
+  for (auto* notice : {&fileNotice, &lossNotice, &endNotice})
     if (notice->get()) notice->set(std::nullopt);
-  for (const PreparedRecorder& prepared : *made) begin(prepared);
-  drawStartLine(*made);
-  tellStart(*made);
+  const auto act = std::make_shared<const TakeRequest>(request);
+  for (PreparedRecorder& each : *begun) {
+    each.request = act;
+    show(each);
+  }
+  tellStart(*begun);
 }
 
-// Where captures of their own stand beside one another, it lies behind the cycles that are under way: each
-// has then heard what comes right before.
-void BusRecordings::drawStartLine(const std::vector<PreparedRecorder>& begun) {
-  const auto& line = begun.front().startLine;
-  if (!line) return;
-  const bool hasCapture = std::ranges::any_of(begun, [](const auto& each) { return !each.boundRate; });
-  const Duration ahead = begun.size() > 1 && hasCapture ? kLongestCycle : Duration::zero();
-  const std::uint64_t now = context_.platform->hardware().hostTime();
-  line->hostTime = std::max<std::uint64_t>(now + std::uint64_t(ahead.count()), 1);  // the first instant is 0
+// What is kept of these sources begins in the past, the others now.
+RecorderMaker::Made BusRecordings::begin(RecordingTake& take, std::vector<int> wanted, RecordingFormat format,
+                                         const TakeFileOptions& options,
+                                         std::optional<double> prerollSeconds) {
+  auto kept = preroll_.take(wanted);
+  const double keptSeconds = preroll_.state->seconds;
+  auto opened = preroll_.open(take, kept, {take.folder(), take.date(), format, options});
+  if (!opened) {
+    preroll_.giveBack(std::move(kept));
+    return std::unexpected(RecorderMaker::Failure{"Couldn't start recording: " + opened.error().description,
+                                                  "Sonmere: pre-roll failed: " + opened.error().description});
+  }
+  std::erase_if(wanted, [&](int source) {
+    return std::ranges::find(kept, source, &PreparedRecorder::source) != kept.end();
+  });
+  const bool micIsKept = std::ranges::find(kept, kMicSource, &PreparedRecorder::source) != kept.end();
+  std::vector<PreparedRecorder> all;
+  if (!wanted.empty()) {
+    // All end at one instant.
+    const double earlier = std::min(prerollSeconds.value_or(keptSeconds), keptSeconds);
+    TakeFileOptions later = options;
+    if (later.mostSeconds > 0 && !kept.empty())
+      later.mostSeconds = std::max(later.mostSeconds - earlier, 0.01);
+    auto made = maker_.make(take, wanted, format, later, micIsKept || isRecording(kMicSource));
+    if (!made) {
+      take.undo();
+      preroll_.giveBack(std::move(kept));
+      return made;
+    }
+    all = std::move(*made);
+    for (const PreparedRecorder& each : all)
+      if (each.attach) each.attach();
+    const Date date = drawStartLine(context_, all);
+    for (const PreparedRecorder& each : all) each.recorder->setBegin(date);
+  }
+  preroll_.begin(kept, *opened, {take.folder(), take.date(), format, options}, prerollSeconds);
+  std::ranges::move(kept, std::back_inserter(all));
+  return all;
 }
 
 std::optional<double> BusRecordings::recordingRate(int bus) const {
@@ -95,14 +147,20 @@ std::optional<double> BusRecordings::recordingRate(int bus) const {
   return found == running_.end() ? std::nullopt : found->second.boundRate;
 }
 
+void BusRecordings::saveLast(double seconds, const TakeRequest& request, Preroll::Saved done) {
+  const auto folder = folderFor(request);
+  if (!folder) return done(std::unexpected(folder.error()));
+  preroll_.save(seconds, *folder, request.format.value_or(*defaultRecordingFormat), request.depth,
+                std::move(done));
+}
+
 void BusRecordings::reportStartFailure(const RecorderMaker::Failure& failure) {
   errorMessage.set(failure.message);
   if (!failure.line.empty()) context_.log.error(failure.line);
 }
 
-void BusRecordings::begin(const PreparedRecorder& prepared) {
+void BusRecordings::show(const PreparedRecorder& prepared) {
   running_[prepared.source] = prepared;
-  if (prepared.attach) prepared.attach();
   busRecordingStatuses.update(
       [&](auto& rows) { rows[prepared.source] = statusOf(prepared.source, *prepared.recorder); });
   startStatusTimer();
@@ -155,7 +213,7 @@ void BusRecordings::stopRecording(int source, std::function<void(std::optional<s
   stopTake(source, [source, done = std::move(done)](const Stopped& stopped) {
     if (!done) return;
     const auto own = std::ranges::find(stopped, source, &StoppedFile::source);
-    done(own == stopped.end() ? std::nullopt : own->path);
+    done(own == stopped.end() || own->paths.empty() ? std::nullopt : std::optional(own->paths.front()));
   });
 }
 
@@ -171,8 +229,7 @@ void BusRecordings::stopTake(int source, std::function<void(const Stopped&)> don
   for (const int each : sources)
     stopOne(each, [this, stopped, all, done](const PreparedRecorder& ended) {
       const auto& recorder = *ended.recorder;
-      stopped->push_back(
-          {ended.source, recorder.isFileGone() ? std::nullopt : std::optional(recorder.outputPath())});
+      stopped->push_back({ended.source, pathsOf(recorder)});
       if (!ended.isSide()) tellStop(ended, all - 1);
       if (stopped->size() == all && done) done(*stopped);
     });
@@ -202,8 +259,7 @@ void BusRecordings::stopAllRecordings(std::function<void(std::vector<std::string
   for (const int source : leads) stopRecording(source);
   stops_.whenNone([done = std::move(done), all] {
     std::vector<std::string> paths;
-    for (const auto& recorder : all)
-      if (!recorder->isFileGone()) paths.push_back(recorder->outputPath());
+    for (const auto& recorder : all) std::ranges::move(pathsOf(*recorder), std::back_inserter(paths));
     if (done) done(std::move(paths));
   });
 }
@@ -238,7 +294,8 @@ void BusRecordings::stopStatusTimerIfIdle() {
   if (isAnyRecording()) return;
   statusTimer_.cancel();
   watch_.clear();
-  if (silentRecordingNotice.get()) silentRecordingNotice.set(std::nullopt);
+  for (auto* notice : {&silentRecordingNotice, &spaceNotice})
+    if (notice->get()) notice->set(std::nullopt);
 }
 
 void BusRecordings::checkFiles() {
@@ -257,7 +314,8 @@ void BusRecordings::checkFiles() {
 
 void BusRecordings::tellMove(int bus, const std::string& path) {
   const std::string before = busRecordingStatuses->at(bus).path;
-  if (path == before) return;
+  const int parts = int(running_.at(bus).recorder->space().earlierParts.size()) + 1;
+  if (path == before || parts != busRecordingStatuses->at(bus).part) return;
   context_.log.warning(fmt::format("Sonmere: recording {} was moved to {}", lastComponent(before), path));
   fileNotice.set(fmt::format("\"{}\" was moved while it was being recorded. The recording goes on in {}.",
                              lastComponent(before), path));
@@ -266,11 +324,15 @@ void BusRecordings::tellMove(int bus, const std::string& path) {
 // The files of a session stay together: all of them are succeeded.
 void BusRecordings::continueInNewFile(int source) {
   const PreparedRecorder before = running_.at(source);
-  const RecordingFormat format = running_.at(before.lead).recorder->format();
+  const Recorder& lead = *running_.at(before.lead).recorder;
+  TakeRequest rest = *before.request;
+  rest.format = lead.format();
+  if (rest.mostSeconds > 0)
+    rest.mostSeconds = std::max(rest.mostSeconds - double(lead.framesWritten()) / lead.sampleRate(), 0.01);
   const std::string name = lastComponent(before.recorder->outputPath());
   context_.log.warning(fmt::format("Sonmere: recording {} was removed", name));
   stopRecording(before.lead);
-  startRecording(before.lead, format);
+  startRecording(before.lead, rest);
   if (!isRecording(source)) return;
   fileNotice.set(
       fmt::format("\"{}\" was removed while it was being recorded. The recording goes on in "
@@ -288,6 +350,7 @@ void BusRecordings::statusTick() {
     }
   });
   checkLosses();
+  checkBounds();
   const auto active = activeFiles();
   if (!checkStall(active)) checkSilence(active);
 }
@@ -323,6 +386,50 @@ void BusRecordings::checkLosses() {
   if (losses.empty()) return;
   losses += ": the audio server left out cycles, or the drive was too slow.";
   if (lossNotice.get() != losses) lossNotice.set(losses);
+}
+
+TakeExtent BusRecordings::extentOf(const TakeRequest* act) const {
+  TakeExtent extent;
+  for (const auto& [source, running] : running_) {
+    if (running.request.get() != act) continue;
+    const Recorder& recorder = *running.recorder;
+    const FileSpace space = recorder.space();
+    const auto counted = recorder.format() == RecordingFormat::wav ? recorder.bytesWritten() : 0;
+    extent.isComplete = extent.isComplete || recorder.isComplete();
+    extent.bytes += std::max(space.bytes, std::uint64_t(counted));
+    if (space.freeBytes)
+      extent.freeBytes = std::min(*space.freeBytes, extent.freeBytes.value_or(*space.freeBytes));
+  }
+  return extent;
+}
+
+void BusRecordings::checkBounds() {
+  const FreeSpaceBounds bounds = freeSpaceBounds(context_.settings);
+  std::set<const TakeRequest*> acts;
+  for (const auto& [source, running] : running_) acts.insert(running.request.get());
+  std::optional<std::string> warning;
+  for (const TakeRequest* act : acts) {
+    const TakeExtent extent = extentOf(act);
+    if (const auto end = endOfTake(extent, *act, bounds))
+      endTake(act, *end);
+    else if (auto text = spaceWarning(extent, bounds))
+      warning = std::move(text);
+  }
+  if (isAnyRecording() && spaceNotice.get() != warning) spaceNotice.set(warning);
+}
+
+void BusRecordings::endTake(const TakeRequest* act, const TakeEnd& end) {
+  if (end.isWanted) {
+    context_.log.info("Sonmere: " + end.reason);
+    endNotice.set(end.reason);
+  } else {
+    context_.log.error("Sonmere: recording auto-stopped \u2014 " + end.reason);
+    errorMessage.set("Recording stopped: " + end.reason);
+  }
+  std::vector<int> leads;
+  for (const auto& [source, running] : running_)
+    if (running.request.get() == act && !running.isSide()) leads.push_back(source);
+  for (const int lead : leads) stopRecording(lead);
 }
 
 void BusRecordings::checkSilence(const std::vector<RecordingWatch::Active>& active) {

@@ -10,10 +10,12 @@
 
 #include "base/Observable.h"
 #include "recording/BusRecordingStatus.h"
+#include "recording/Preroll.h"
 #include "recording/RecorderMaker.h"
 #include "recording/RecorderStops.h"
 #include "recording/RecordingWatch.h"
 #include "recording/RecordingsFolder.h"
+#include "recording/TakeBounds.h"
 
 namespace sonmere {
 
@@ -35,13 +37,11 @@ class BusRecordings {
   // One act, and one session: its files bear one stamp, which is theirs alone in the folder. What comes
   // beside the bridge is for the layout in the settings to say. Leaves out what is being recorded or can't
   // be. On failure sets errorMessage, and none begins.
-  void startRecordings(std::span<const int> sources, std::optional<RecordingFormat> format = std::nullopt);
-  void startRecording(int source, std::optional<RecordingFormat> format = std::nullopt) {
-    startRecordings({&source, 1}, format);
-  }
+  void startRecordings(std::span<const int> sources, const TakeRequest& request = {});
+  void startRecording(int source, const TakeRequest& request = {}) { startRecordings({&source, 1}, request); }
   struct StoppedFile {
     int source = 0;
-    std::optional<std::string> path;  // none: the file is gone
+    std::vector<std::string> paths;  // of its parts in order; none: the file is gone
   };
   using Stopped = std::vector<StoppedFile>;
   // Stops it with what its layout brought along. `done` is told the files once all are complete; none when it
@@ -64,6 +64,11 @@ class BusRecordings {
   // nothing is recorded.
   std::vector<Mark> mark(const std::string& text);
 
+  // What is kept of what was just heard. What is being recorded is not.
+  Preroll& preroll() { return preroll_; }
+  // Writes the last seconds of that into files, without a recording; `done` is told their paths.
+  void saveLast(double seconds, const TakeRequest& request, Preroll::Saved done);
+
   bool isAnyRecording() const { return !running_.empty(); }
   bool isRecording(int source) const { return running_.contains(source); }
   // The rate that the bus's render is bound to by its running file, in Hz; nothing without one.
@@ -79,14 +84,20 @@ class BusRecordings {
   OwnedObservable<std::optional<std::string>, BusRecordings> fileNotice;
   // What the files lack that are being recorded, until the next start.
   OwnedObservable<std::optional<std::string>, BusRecordings> lossNotice;
+  // That a recording has ended because it has what was asked for, until the next start.
+  OwnedObservable<std::optional<std::string>, BusRecordings> endNotice;
+  // That its drive is getting full, while something is recorded.
+  OwnedObservable<std::optional<std::string>, BusRecordings> spaceNotice;
   // Used when a start asks for no format; kept in the settings.
   OwnedObservable<RecordingFormat, BusRecordings> defaultRecordingFormat{RecordingFormat::wav};
   void setDefaultRecordingFormat(RecordingFormat format);
 
  private:
-  void begin(const PreparedRecorder& prepared);
+  Outcome<std::string> folderFor(const TakeRequest& request) const;
+  RecorderMaker::Made begin(RecordingTake& take, std::vector<int> wanted, RecordingFormat format,
+                            const TakeFileOptions& options, std::optional<double> prerollSeconds);
+  void show(const PreparedRecorder& prepared);
   void reportStartFailure(const RecorderMaker::Failure& failure);
-  void drawStartLine(const std::vector<PreparedRecorder>& begun);
   void tellStart(const std::vector<PreparedRecorder>& begun);
   void tellStop(const PreparedRecorder& ended, std::size_t sides);
   // A source with what begins and ends with it, its lead first; nothing where it isn't recorded.
@@ -104,9 +115,14 @@ class BusRecordings {
   bool checkStall(const std::vector<RecordingWatch::Active>& active);
   void checkSilence(const std::vector<RecordingWatch::Active>& active);
   void checkLosses();
+  // Ends acts that have what was asked for, or no room any more.
+  void checkBounds();
+  TakeExtent extentOf(const TakeRequest* act) const;
+  void endTake(const TakeRequest* act, const TakeEnd& end);
 
   const RecordingContext context_;
   const RecorderMaker maker_;
+  Preroll preroll_;
   const Folder folder_;
   std::map<int, PreparedRecorder> running_;  // by source
   RecorderStops stops_;

@@ -7,7 +7,7 @@ Outcome<std::shared_ptr<MicSideRecorder>> MicSideRecorder::create(const Recordin
   const int channels = request.channels >= 2 ? 2 : 1;
   const auto file = RecorderFile::create(
       context, {kWriterName, kQueueLabel, RecordingFormat::wav, request.fileRate, request.name,
-                request.folder, request.sessionDate, std::uint32_t(channels)});
+                request.folder, request.sessionDate, std::uint32_t(channels), request.options, true});
   if (!file) return std::unexpected(file.error());
   auto ring = std::make_shared<RecorderRing>(channels);
   ring->noteRate(request.sourceRate);

@@ -19,6 +19,7 @@ class MicSideRecorder final : public RingRecorder {
     int channels = 1;           // from two on the file is stereo
     std::string folder;         // exists
     std::shared_ptr<const StartLine> startLine = nullptr;  // shared too; null: all that comes is recorded
+    TakeFileOptions options = {};
   };
   static constexpr const char* kWriterName = "MicSideRecorder";
   static constexpr const char* kQueueLabel = "sonmere.micsiderecorder.drain";

@@ -15,6 +15,7 @@ class Recorder {
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
 
+  const std::shared_ptr<RecorderFile>& file() const { return file_; }
   RecordingFormat format() const { return file_->format(); }
   double sampleRate() const { return file_->sampleRate(); }
   Date startedAt() const { return file_->startedAt(); }
@@ -25,6 +26,11 @@ class Recorder {
   void checkFile() { file_->check(); }
   void setCountedBitDepth(RecordingBitDepth depth) { file_->setCountedBitDepth(depth); }
 
+  // As of the last look at it.
+  FileSpace space() const { return file_->space(); }
+  bool isComplete() const { return file_->isComplete(); }
+
+  void setBegin(Date date) { file_->setBegin(date); }
   void mark(std::int64_t frame, const std::string& text) { file_->mark(frame, text); }
 
   // Counters. Threads: any.

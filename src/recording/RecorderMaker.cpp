@@ -14,6 +14,9 @@ namespace sonmere {
 
 namespace {
 
+// Of the devices that there are: 2048 frames at 44.1 kHz.
+constexpr Duration kLongestCycle = fromMilliseconds(50);
+
 // What a file's name of an input can hold of its label.
 std::string inputName(std::string label, std::size_t number) {
   std::ranges::replace_if(
@@ -41,8 +44,9 @@ RecorderMaker::Failure cantStart(const char* what, const Error& error) {
 
 // What is being made.
 struct RecorderMaker::Take {
-  RecordingTake files;
+  RecordingTake& files;
   const RecordingFormat format;
+  const TakeFileOptions options;
   const bool micIsRecorded;
   std::vector<PreparedRecorder> made;
   std::shared_ptr<StartLine> startLine = nullptr;
@@ -57,9 +61,23 @@ std::string RecorderMaker::baseName(int source) {
   return source == kBridgeBus ? "Sonmere Recording" : "Sonmere Track " + std::to_string(source - 1);
 }
 
-RecorderMaker::Made RecorderMaker::make(std::span<const int> sources, RecordingFormat format,
-                                        const std::string& folder, bool micIsRecorded) const {
-  Take take{{context_.runtime, folder}, format, micIsRecorded, {}};
+// Where captures of their own stand beside one another, it lies behind the cycles that are under way: each
+// has then heard what comes right before.
+Date drawStartLine(const RecordingContext& context, const std::vector<PreparedRecorder>& fed) {
+  const Date now = context.runtime.wallTime();
+  const auto& line = fed.front().startLine;
+  if (!line) return now;
+  const bool hasCapture = std::ranges::any_of(fed, [](const auto& each) { return !each.boundRate; });
+  const Duration ahead = fed.size() > 1 && hasCapture ? kLongestCycle : Duration::zero();
+  const std::uint64_t time = context.platform->hardware().hostTime();
+  line->hostTime = std::max<std::uint64_t>(time + std::uint64_t(ahead.count()), 1);  // the first instant is 0
+  return now + ahead;
+}
+
+RecorderMaker::Made RecorderMaker::make(RecordingTake& files, std::span<const int> sources,
+                                        RecordingFormat format, const TakeFileOptions& options,
+                                        bool micIsRecorded) const {
+  Take take{files, format, options, micIsRecorded, {}};
   // Its clock is the server's.
   if (context_.platform) take.startLine = std::make_shared<StartLine>();
   // The bridge first: where its layout is a session, the microphone belongs to that.
@@ -84,7 +102,7 @@ std::optional<RecorderMaker::Failure> RecorderMaker::makeBus(Take& take, int bus
   const double rate = feed_.busSampleRate(bus);
   auto made = take.files.add(
       BusRecorder::create(context_, {bus, take.format, rate > 0 ? rate : kFallbackRate, baseName(bus),
-                                     take.files.folder(), take.files.date(), take.startLine}));
+                                     take.files.folder(), take.files.date(), take.startLine, take.options}));
   if (!made) return cantStart("BusRecorder", made.error());
   const auto recorder = *made;
   take.made.push_back({bus, recorder, bus,
@@ -95,9 +113,9 @@ std::optional<RecorderMaker::Failure> RecorderMaker::makeBus(Take& take, int bus
 
 std::optional<RecorderMaker::Failure> RecorderMaker::makeBridge(Take& take, const std::string& name,
                                                                 const char* log) const {
-  auto made = take.files.add(
-      BridgeCapture::create(context_, *context_.platform,
-                            {take.format, name, take.files.folder(), take.files.date(), take.startLine}));
+  auto made = take.files.add(BridgeCapture::create(
+      context_, *context_.platform,
+      {take.format, name, take.files.folder(), take.files.date(), take.startLine, take.options}));
   if (!made) return cantStart(log, made.error());
   take.made.push_back({kBridgeBus, *made, kBridgeBus, nullptr, nullptr, std::nullopt});
   return std::nullopt;
@@ -135,7 +153,7 @@ std::optional<RecorderMaker::Failure> RecorderMaker::makeMic(Take& take, int lea
                               : "Mic is already being recorded by another session. Stop that first.");
   auto made = take.files.add(MicSideRecorder::create(
       context_, {baseName(kMicSource), take.files.date(), fileRate(), mic_->captureRate(),
-                 mic_->isStereo() ? 2 : 1, take.files.folder(), take.startLine}));
+                 mic_->isStereo() ? 2 : 1, take.files.folder(), take.startLine, take.options}));
   if (!made && isOfSession) return cantStart("Separate Tracks", made.error());
   if (!made)
     return Failure{"Couldn't start mic recording: " + made.error().description,
@@ -151,7 +169,7 @@ void RecorderMaker::makeInputs(Take& take) const {
   for (const auto& [id, label] : mic_->inputs()) {
     const std::string name = inputName(label, ++number);
     auto made = MicSideRecorder::create(context_, {name, take.files.date(), fileRate(), mic_->captureRate(),
-                                                   1, take.files.folder(), take.startLine});
+                                                   1, take.files.folder(), take.startLine, take.options});
     if (!made) {
       context_.log.error(
           fmt::format("Sonmere: extra-input recorder skipped ({}): {}", name, made.error().description));
@@ -167,7 +185,7 @@ void RecorderMaker::makeInputs(Take& take) const {
 void RecorderMaker::makeApps(Take& take) const {
   auto made = AppsTapRecorder::create(
       context_, *context_.platform,
-      {"Sonmere Apps", take.files.date(), fileRate(), take.files.folder(), take.startLine});
+      {"Sonmere Apps", take.files.date(), fileRate(), take.files.folder(), take.startLine, take.options});
   if (!made) return context_.log.error("Sonmere: AppsTapRecorder skipped: " + made.error().description);
   take.made.push_back(
       {kAppsSource, *take.files.add(std::move(made)), kBridgeBus, nullptr, nullptr, std::nullopt});

@@ -14,6 +14,7 @@
 #include "recording/RecorderFeed.h"
 #include "recording/RecordingLayout.h"
 #include "recording/RecordingTake.h"
+#include "recording/TakeRequest.h"
 
 namespace sonmere {
 
@@ -29,9 +30,14 @@ struct PreparedRecorder {
   std::optional<double> boundRate;
   // Where its file begins; null: with what comes first.
   std::shared_ptr<StartLine> startLine = nullptr;
+  // Of the act that it belongs to, and shared by what began with it.
+  std::shared_ptr<const TakeRequest> request = nullptr;
 
   bool isSide() const { return lead != source; }
 };
+
+// Draws the line at which they begin, once all of them are fed; when that is.
+Date drawStartLine(const RecordingContext& context, const std::vector<PreparedRecorder>& fed);
 
 // Makes the recorders of one act of recording: which files there are, how they are called, and what happens
 // where one can't be made. Main thread.
@@ -47,9 +53,10 @@ class RecorderMaker {
   RecorderMaker(const RecordingContext& context, RecorderFeed& feed, MicRecorderFeed* mic)
       : context_(context), feed_(feed), mic_(mic) {}
 
-  // All of them or none. `micIsRecorded` says that the microphone has its recorder already.
-  Made make(std::span<const int> sources, RecordingFormat format, const std::string& folder,
-            bool micIsRecorded) const;
+  // All of them or none, and then nothing of the take. `micIsRecorded` says that the microphone has its
+  // recorder already.
+  Made make(RecordingTake& take, std::span<const int> sources, RecordingFormat format,
+            const TakeFileOptions& options, bool micIsRecorded) const;
 
   // "Sonmere Recording" for bus 0, "Sonmere Track {n-1}" from bus 2 on, "Sonmere Mic".
   static std::string baseName(int source);

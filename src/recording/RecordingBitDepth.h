@@ -7,6 +7,8 @@ namespace sonmere {
 // Sample encoding of WAV recordings, stored under its name.
 enum class RecordingBitDepth { int16, int24, float32 };
 
+inline constexpr RecordingBitDepth kRecordingBitDepths[] = {
+    RecordingBitDepth::int16, RecordingBitDepth::int24, RecordingBitDepth::float32};
 inline constexpr const char* kRecordingBitDepthKey = "recording.bitDepth";
 
 constexpr const char* name(RecordingBitDepth depth) {

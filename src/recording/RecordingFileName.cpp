@@ -1,5 +1,6 @@
 #include "recording/RecordingFileName.h"
 
+#include <charconv>
 #include <ctime>
 #include <filesystem>
 
@@ -14,6 +15,7 @@ namespace {
 constexpr std::string_view kSeparator = " \u2014 ";
 constexpr std::string_view kStampForm = "dddd-dd-dd dd-dd-dd";
 constexpr std::string_view kOwnPrefix = "Sonmere ";
+constexpr std::string_view kPart = " Part ";
 
 bool isStamp(std::string_view text) {
   if (text.size() != kStampForm.size()) return false;
@@ -88,6 +90,21 @@ std::string_view recordingDisplayName(std::string_view name) {
   // A name that is nothing else stays.
   if (name.starts_with(kOwnPrefix) && name.size() > kOwnPrefix.size()) name.remove_prefix(kOwnPrefix.size());
   return name;
+}
+
+std::string recordingPartName(const std::string& name, int part) {
+  return part < 2 ? name : name + std::string(kPart) + std::to_string(part);
+}
+
+std::optional<RecordingPart> parseRecordingPart(std::string_view name) {
+  const std::size_t at = name.rfind(kPart);
+  if (at == std::string_view::npos || at == 0) return std::nullopt;
+  const std::string_view number = name.substr(at + kPart.size());
+  int part = 0;
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), part);
+  const bool isNumber = error == std::errc() && end == number.data() + number.size() && number[0] != '0';
+  if (!isNumber || part < 2) return std::nullopt;
+  return RecordingPart{name.substr(0, at), part};
 }
 
 std::string freeRecordingPath(const std::string& folder, const std::string& name, Date date,

@@ -30,6 +30,16 @@ std::optional<RecordingNameParts> parseRecordingName(std::string_view fileName);
 // The name as it is shown: without the "Sonmere " that the program's own files begin with.
 std::string_view recordingDisplayName(std::string_view name);
 
+// The name of a part of a recording, which is one file after the other: "{name} Part 2" and so on; the first
+// one bears the name alone.
+std::string recordingPartName(const std::string& name, int part);
+struct RecordingPart {
+  std::string_view name;  // of the whole, into what was read
+  int part = 0;           // 2 or more
+};
+// Nothing for any other name.
+std::optional<RecordingPart> parseRecordingPart(std::string_view name);
+
 // Path of a file that isn't there yet. When the name is taken, by two takes within one second, a number is
 // added to the name in front of the stamp ("Sonmere Track 1 2 — …"), where the form still holds.
 std::string freeRecordingPath(const std::string& folder, const std::string& name, Date date,

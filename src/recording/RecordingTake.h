@@ -32,13 +32,16 @@ class RecordingTake {
     return recorder;
   }
 
-  // Lets go of all recorders and removes their files.
+  // A file that was made for a recorder that is not its own.
+  void addFile(std::string path) { files_.push_back(std::move(path)); }
+  // Lets go of all recorders and removes all files.
   void undo();
 
  private:
   const std::string folder_;
   const SessionStamp stamp_;
   std::vector<std::shared_ptr<Recorder>> recorders_;
+  std::vector<std::string> files_;
 };
 
 }  // namespace sonmere

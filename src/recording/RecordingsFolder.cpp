@@ -46,8 +46,12 @@ Outcome<std::string> RecordingsFolder::current() const {
       return *folder;
     }
   }
-  if (const auto made = makeUsable(defaultFolder()); !made) return std::unexpected(made.error());
-  return defaultFolder();
+  return usable(defaultFolder());
+}
+
+Outcome<std::string> RecordingsFolder::usable(const std::string& folder) const {
+  if (const auto made = makeUsable(folder); !made) return std::unexpected(made.error());
+  return folder;
 }
 
 std::optional<std::string> RecordingsFolder::chosen() const {

@@ -18,6 +18,8 @@ class RecordingsFolder {
   // The folder for a new recording, made where missing. A chosen folder that can't be used is passed over for
   // the default one, so that no recording is lost to a missing drive; the error is that of the default one.
   Outcome<std::string> current() const;
+  // This folder, made where missing; the error says why it can't be used, and leaves nothing behind.
+  Outcome<std::string> usable(const std::string& folder) const;
   // As the settings have it, where they count; nothing while the default one is meant.
   std::optional<std::string> chosen() const;
   // Where recordings go when no folder is chosen.

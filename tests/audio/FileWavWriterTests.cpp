@@ -372,5 +372,44 @@ TEST(WavWriter, MarksStandBehindTheSamples) {
   }
 }
 
+// What a broadcast file says of itself stands in front of the samples: it is there while the file grows,
+// whatever becomes of its writer. More marks than there is room for come behind them with the close.
+TEST(WavWriter, ABroadcastFileSaysWhenItWasHeardAndKeepsItsMarksFromTheMomentOfMarking) {
+  TemporaryFolder folder;
+  for (const int count : {3, 450}) {
+    const std::string path = (folder / (std::to_string(count) + ".wav")).string();
+    AudioFileSettings settings = pcm(32, true);
+    settings.isBroadcast = true;
+    const auto made = createAudioFile(path, settings);
+    ASSERT_TRUE(made);
+    PCMBuffer block((*made)->processingFormat(), 1000);
+    block.setFrameLength(1000);
+    std::fill_n(block.channel(0), 1000, 0.25f);
+    std::vector<AudioFileMark> marks;
+    for (int i = 0; i < count; ++i) marks.push_back({i, "mark number " + std::to_string(i)});
+    for (const AudioFileMark& mark : marks) (*made)->addMark(mark);
+    (*made)->setOrigin({Date(std::chrono::hours(24)), 123456789012});
+    ASSERT_TRUE((*made)->write(block));
+    {
+      const auto open = openAudioFile(path);
+      ASSERT_TRUE(open);
+      EXPECT_EQ((*open)->frameCount(), 1000);
+      const auto kept = (*open)->details().marks;
+      ASSERT_GE(kept.size(), std::min<std::size_t>(marks.size(), 250));
+      EXPECT_TRUE(std::equal(kept.begin(), kept.end(), marks.begin()));
+    }
+    ASSERT_TRUE((*made)->write(block));
+    ASSERT_TRUE((*made)->close());
+    const auto closed = openAudioFile(path);
+    ASSERT_TRUE(closed);
+    EXPECT_EQ((*closed)->details().marks, marks);
+    EXPECT_EQ((*closed)->frameCount(), 2000);
+    EXPECT_EQ(std::system(("ffprobe -v error -show_entries format_tags=time_reference '" + path +
+                           "' | grep -q time_reference=123456789012")
+                              .c_str()),
+              0);
+  }
+}
+
 }  // namespace
 }  // namespace sonmere

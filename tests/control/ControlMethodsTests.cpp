@@ -12,6 +12,7 @@
 #include "platform/simulated/SampleSources.h"
 #include "platform/simulated/SimulatedPlatform.h"
 #include "recording/RecordingBitDepth.h"
+#include "recording/RecordingReader.h"
 #include "support/AppWorld.h"
 #include "support/RoutingInsides.h"
 
@@ -604,6 +605,36 @@ TEST_F(ControlMethodsTest, AMarkStandsInEveryFileOfATake) {
   EXPECT_EQ(code("record.start", R"({"bus":0,"format":"flac"})"), kInvalidParams);
   EXPECT_EQ(code("record.start", R"({"mic":true})"), kRequestFailed);
   EXPECT_EQ(code("record.stop", R"({"all":true})"), kAppNotFound);
+}
+
+TEST_F(ControlMethodsTest, ARecordingSaysWhatItIsAndWhenItEnds) {
+  ASSERT_TRUE(call("route", R"({"app":"beat","bus":3})"));
+  wait(1);
+  for (const char* wrong : {R"("depth":"int8")", R"("partSeconds":0)", R"("maxSeconds":0.5)",
+                            R"("maxBytes":-1)", R"("folder":"a/b")", R"("folder":"/proc/nowhere")"}) {
+    const auto refused = call("record.start", fmt::format(R"({{"buses":[3],{}}})", wrong));
+    ASSERT_FALSE(refused) << wrong;
+    EXPECT_FALSE(refused.error().description.contains('\n')) << refused.error().description;
+    EXPECT_TRUE(call("recordings")->empty());
+  }
+  const std::string folder = (world.folder / "elsewhere").string();
+  const auto begun =
+      call("record.start",
+           fmt::format(R"({{"buses":[3],"depth":"int24","folder":"{}","maxSeconds":2.5,"partSeconds":1}})",
+                       folder));
+  ASSERT_TRUE(begun) << begun.error().description;
+  wait(2.2);
+  EXPECT_EQ((*call("recordings"))[0]["part"], 2);
+  wait(2);
+  EXPECT_TRUE(call("recordings")->empty());
+  EXPECT_TRUE((*call("record.health"))["notices"].dump().contains("length of 0:02"))
+      << *call("record.health");
+  const std::string first = (*begun)[0]["path"];
+  EXPECT_TRUE(first.starts_with(folder));
+  const auto whole = openRecording(first);
+  ASSERT_TRUE(whole);
+  EXPECT_EQ((*whole)->frameCount(), 120000);
+  EXPECT_EQ((*whole)->details().bits, 24);
 }
 
 TEST_F(ControlMethodsTest, RowsProfilesAndSwitchesFollowTheirCommands) {

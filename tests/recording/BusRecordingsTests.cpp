@@ -132,7 +132,7 @@ TEST_F(BusRecordingsTest, AnActThatFailsHalfwayLeavesNothing) {
   useRealFiles();
   feed.rates = {{3, 192000}};  // which AAC doesn't know
   const int buses[] = {2, 3};
-  recordings->startRecordings(buses, RecordingFormat::m4a);
+  recordings->startRecordings(buses, {RecordingFormat::m4a});
   EXPECT_FALSE(recordings->isAnyRecording());
   EXPECT_TRUE(recordings->errorMessage->starts_with("Couldn't start recording: "));
   EXPECT_TRUE(std::filesystem::is_empty(bench.defaultFolder()));
@@ -147,7 +147,7 @@ TEST_F(BusRecordingsTest, AFileThatIsMovedIsFollowedAndOneThatIsGoneIsSucceeded)
       const std::string folder = isQueued ? bench.otherFolder() : bench.defaultFolder();
       bench.settings.set(RecordingsFolder::kPathKey, folder);
       const int buses[] = {2, 3};
-      recordings->startRecordings(buses, format);
+      recordings->startRecordings(buses, {format});
       runtime.advance(2 * kSecond);
       const std::string first = pathOf(2), kept = pathOf(3);
       const std::string moved = (bench.folder / "moved").string();
@@ -192,13 +192,13 @@ TEST_F(BusRecordingsTest, DefaultFormatIsKeptInTheSettings) {
   EXPECT_EQ(bench.settings.string("recording.format"), "wav");
   recordings->startRecording(3);
   EXPECT_EQ(std::filesystem::path(file(1).path()).extension(), ".wav");
-  recordings->startRecording(4, RecordingFormat::m4a);
+  recordings->startRecording(4, {RecordingFormat::m4a});
   EXPECT_EQ(std::filesystem::path(file(2).path()).extension(), ".m4a");
 }
 
 TEST_F(BusRecordingsTest, FailedStartLeavesAMessageAndNothingElse) {
   bench.createError = Error{"audio", 1, "can't write aac"};
-  recordings->startRecording(2, RecordingFormat::m4a);
+  recordings->startRecording(2, {RecordingFormat::m4a});
   EXPECT_EQ(*recordings->errorMessage, "Couldn't start recording: can't write aac");
   EXPECT_EQ(bench.lines, std::vector<std::string>{"Sonmere: BusRecorder init failed: can't write aac"});
   EXPECT_FALSE(recordings->isAnyRecording());

@@ -101,7 +101,7 @@ class RecordingFullDisk : public testing::TestWithParam<std::tuple<RecordingForm
     std::string path;
     {
       const SizeLimit limit(room);
-      recordings.startRecording(0, format());
+      recordings.startRecording(0, {format()});
       if (recordings.isAnyRecording()) path = recordings.busRecordingStatuses->at(0).path;
       runtime.advance(std::chrono::seconds(2));
       EXPECT_FALSE(recordings.isAnyRecording() || recordings.isAnyStopping());
@@ -116,7 +116,7 @@ class RecordingFullDisk : public testing::TestWithParam<std::tuple<RecordingForm
     const auto samples = samplesIn(path);
     const auto frames = std::int64_t(samples.size());
     if (format() == RecordingFormat::wav) {
-      EXPECT_EQ(frames, std::int64_t(room - kWavHeaderBytes) / 4);
+      EXPECT_EQ(frames, std::int64_t(room - kBroadcastHeaderBytes) / 4);
       EXPECT_EQ(framesByFFmpeg(path), frames);
       for (std::size_t i = 0; i < samples.size(); ++i) ASSERT_EQ(samples[i], numbered(std::int64_t(i)));
       return;

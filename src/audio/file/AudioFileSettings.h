@@ -13,6 +13,9 @@ struct AudioFileSettings {
   int bitDepth = 16;     // linear PCM: 16, 24, or 32
   bool isFloat = false;  // linear PCM: only with 32
   int bitRate = 0;       // AAC: bits a second
+  // Linear PCM: a broadcast WAV, which says when it was heard, and holds its marks from the moment of
+  // marking.
+  bool isBroadcast = false;
 };
 
 }  // namespace sonmere

@@ -4,8 +4,10 @@
 #include <string>
 
 #include "audio/file/AudioFileMark.h"
+#include "audio/file/AudioFileOrigin.h"
 #include "audio/file/AudioFileSettings.h"
 #include "audio/file/FilePlace.h"
+#include "audio/file/FileSpace.h"
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
 
@@ -23,11 +25,15 @@ class AudioFileWriter {
   virtual const std::string& path() const = 0;
   // Appends the buffer's frames. A short write is an error that names the file and the system's reason.
   virtual Outcome<void> write(const PCMBuffer& buffer) = 0;
-  // Marks a frame, written already or not; it stands in the file once that is closed. A format that holds no
-  // marks leaves it out. Threads: any.
+  // Marks a frame, written already or not; it stands in the file once that is closed, in a broadcast file
+  // with the next write as long as there is room. A format that holds no marks leaves it out. Threads: any.
   virtual void addMark(const AudioFileMark&) {}
+  // When the first frame was heard, which stands in a broadcast file from the next write on. Threads: any.
+  virtual void setOrigin(const AudioFileOrigin&) {}
   // Asks the file system. Once closed, where the file was made.
   virtual FilePlace place() const { return {FilePlace::Kind::there, path()}; }
+  // The same, of its size and its drive.
+  virtual FileSpace space() const { return {}; }
   // Completes the header and closes; further writes fail. Also done by the destructor, which can't report.
   virtual Outcome<void> close() = 0;
 };

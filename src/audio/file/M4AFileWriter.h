@@ -26,6 +26,7 @@ class M4AFileWriter final : public AudioFileWriter {
   const std::string& path() const override { return file_.path(); }
   Outcome<void> write(const PCMBuffer& buffer) override;
   FilePlace place() const override { return file_.place(); }
+  FileSpace space() const override { return file_.space(); }
   // What the closed file says of itself.
   void setTags(const AudioFileTags& tags) { stream_.tags = tags; }
   Outcome<void> close() override;

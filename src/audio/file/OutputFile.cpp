@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <array>
@@ -51,6 +52,16 @@ FilePlace OutputFile::place() const {
   const std::string now = pathOfDescriptor(file_.get());
   if (now.empty() || isDiscarded(now) || !isAt(now)) return {FilePlace::Kind::gone, path_};
   return {FilePlace::Kind::moved, now};
+}
+
+FileSpace OutputFile::space() const {
+  FileSpace space;
+  struct stat status {};
+  if (::fstat(file_.get(), &status) == 0) space.bytes = std::uint64_t(status.st_size);
+  struct statvfs drive {};
+  if (::fstatvfs(file_.get(), &drive) == 0 && drive.f_blocks > 0)
+    space.freeBytes = std::uint64_t(drive.f_bavail) * drive.f_frsize;
+  return space;
 }
 
 Outcome<void> OutputFile::writeAt(std::span<const std::uint8_t> bytes, std::uint64_t offset,

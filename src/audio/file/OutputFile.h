@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "audio/file/FilePlace.h"
+#include "audio/file/FileSpace.h"
 #include "audio/file/PCMBuffer.h"
 #include "base/Error.h"
 #include "base/FileDescriptor.h"
@@ -31,6 +32,7 @@ class OutputFile {
   Outcome<void> checkSize(std::uint64_t bytes) const;
   // Asks the file system, which may take its time.
   FilePlace place() const;
+  FileSpace space() const;
   Outcome<void> close();
   // Closes without a look at what is in it.
   void abandon() { file_ = FileDescriptor(); }

@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <filesystem>
+#include <limits>
+#include <utility>
+
 #include "audio/file/SampleEncoder.h"
 #include "audio/file/WavMarks.h"
 #include "audio/file/WriterError.h"
@@ -12,7 +16,10 @@ WavFileWriter::WavFileWriter(FileDescriptor file, const std::string& path, const
     : file_(std::move(file), path),
       settings_(settings),
       format_{settings.sampleRate, settings.channels},
-      bytesPerFrame_(wavBytesPerFrame(settings)) {}
+      bytesPerFrame_(wavBytesPerFrame(settings)),
+      headerBytes_(wavHeaderBytes(settings)) {
+  origin_.name = std::filesystem::path(path).stem().string();
+}
 
 WavFileWriter::~WavFileWriter() {
   if (file_.isOpen()) (void)close();
@@ -21,7 +28,7 @@ WavFileWriter::~WavFileWriter() {
 Outcome<std::shared_ptr<WavFileWriter>> WavFileWriter::start(FileDescriptor file, const std::string& path,
                                                              const AudioFileSettings& settings) {
   std::shared_ptr<WavFileWriter> writer(new WavFileWriter(std::move(file), path, settings));
-  if (auto header = writer->writeHeader(); !header) {
+  if (auto header = writer->file_.writeAt(writer->header(), 0); !header) {
     writer->file_.abandon();
     return std::unexpected(header.error());
   }
@@ -45,18 +52,56 @@ Outcome<void> WavFileWriter::write(const PCMBuffer& buffer) {
   return writeHeader();
 }
 
+std::vector<std::uint8_t> WavFileWriter::header() const {
+  return wavHeader(settings_, frames_, markBytes_, origin_);
+}
+
 Outcome<void> WavFileWriter::writeHeader() {
-  return file_.writeAt(wavHeader(settings_, frames_, markBytes_), 0);
+  if (!settings_.isBroadcast || takeOrigin()) return file_.writeAt(header(), 0);
+  return writeSizes();
+}
+
+Outcome<void> WavFileWriter::writeSizes() {
+  if (auto front = file_.writeAt(wavHeaderFront(settings_, frames_, markBytes_), 0); !front) return front;
+  const auto data = wavDataHeader(settings_, frames_, markBytes_);
+  return file_.writeAt(data, headerBytes_ - data.size());
+}
+
+bool WavFileWriter::takeOrigin() {
+  const std::lock_guard lock(marksMutex_);
+  if (!newOrigin_ && !hasNewMarks_) return false;
+  if (newOrigin_) origin_.origin = *std::exchange(newOrigin_, std::nullopt);
+  hasNewMarks_ = false;
+  // Some may stand on frames that come yet. A file that dies keeps the first of those that are too many.
+  auto marks = marks_;
+  do {
+    origin_.marks = wavMarkChunks(marks, std::numeric_limits<std::uint64_t>::max());
+    if (!marks.empty()) marks.pop_back();
+  } while (origin_.marks.size() > wavMarksRoom(settings_));
+  return true;
 }
 
 void WavFileWriter::addMark(const AudioFileMark& mark) {
   const std::lock_guard lock(marksMutex_);
   marks_.push_back(mark);
+  hasNewMarks_ = true;
+}
+
+void WavFileWriter::setOrigin(const AudioFileOrigin& origin) {
+  const std::lock_guard lock(marksMutex_);
+  newOrigin_ = origin;
 }
 
 Outcome<void> WavFileWriter::writeMarks() {
-  const std::lock_guard lock(marksMutex_);
-  const auto chunks = wavMarkChunks(marks_, frames_);
+  std::vector<std::uint8_t> chunks;
+  {
+    const std::lock_guard lock(marksMutex_);
+    chunks = wavMarkChunks(marks_, frames_);
+    if (newOrigin_) origin_.origin = *std::exchange(newOrigin_, std::nullopt);
+  }
+  const bool hasRoom = chunks.size() <= wavMarksRoom(settings_);
+  origin_.marks = hasRoom ? chunks : std::vector<std::uint8_t>();
+  if (hasRoom) return {};
   const std::uint64_t at = endOfData() + endOfData() % 2;
   auto written = file_.writeAt(chunks, at);
   if (!written)
@@ -78,7 +123,7 @@ Outcome<void> WavFileWriter::complete() {
   Outcome<void> completed;
   if (endOfData() % 2 != 0) completed = file_.writeAt({&pad, 1}, endOfData());
   if (completed) completed = writeMarks();
-  if (auto header = writeHeader(); completed) completed = header;
+  if (auto written = file_.writeAt(header(), 0); completed) completed = written;
   // Where there is no room for more, what is there is stored all the same.
   auto synced = file_.sync();
   if (!completed) return completed;
@@ -87,10 +132,10 @@ Outcome<void> WavFileWriter::complete() {
 
 Outcome<void> WavFileWriter::verify() const {
   if (auto sized = file_.checkSize(endOfData() + endOfData() % 2 + markBytes_); !sized) return sized;
-  const auto header = wavHeader(settings_, frames_, markBytes_);
-  const auto found = file_.readAt(header.size(), 0);
+  const auto expected = header();
+  const auto found = file_.readAt(expected.size(), 0);
   if (!found) return std::unexpected(found.error());
-  if (*found == header) return {};
+  if (*found == expected) return {};
   return writerError(WriterFault::notVerified,
                      fmt::format("the header of {} is not on disk as it was written", path()));
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "audio/file/AudioFileWriter.h"
@@ -24,29 +25,39 @@ class WavFileWriter final : public AudioFileWriter {
   const std::string& path() const override { return file_.path(); }
   Outcome<void> write(const PCMBuffer& buffer) override;
   void addMark(const AudioFileMark& mark) override;
+  void setOrigin(const AudioFileOrigin& origin) override;
   FilePlace place() const override { return file_.place(); }
+  FileSpace space() const override { return file_.space(); }
   Outcome<void> close() override;
 
  private:
   WavFileWriter(FileDescriptor file, const std::string& path, const AudioFileSettings& settings);
 
+  // The sizes, and the rest where it has changed.
   Outcome<void> writeHeader();
+  Outcome<void> writeSizes();
+  std::vector<std::uint8_t> header() const;
+  // Takes in what was marked since.
+  bool takeOrigin();
   Outcome<void> complete();
-  // Nothing is left of them where they find no room.
+  // Those that the header has no room for. Nothing is left of them where they find none.
   Outcome<void> writeMarks();
   Outcome<void> verify() const;
-  std::uint64_t endOfData() const { return kWavHeaderBytes + frames_ * bytesPerFrame_; }
+  std::uint64_t endOfData() const { return headerBytes_ + frames_ * bytesPerFrame_; }
 
   OutputFile file_;
   const AudioFileSettings settings_;
   const PCMFormat format_;
-  const std::uint32_t bytesPerFrame_;
+  const std::uint32_t bytesPerFrame_, headerBytes_;
   std::uint64_t frames_ = 0;
   std::vector<std::uint8_t> encoded_;
   std::uint64_t markBytes_ = 0;  // behind the samples
+  WavOrigin origin_;             // as the header has it
 
   std::mutex marksMutex_;
   std::vector<AudioFileMark> marks_;
+  std::optional<AudioFileOrigin> newOrigin_;
+  bool hasNewMarks_ = false;
 };
 
 }  // namespace sonmere

@@ -1,11 +1,11 @@
 #include "editor/export/SourceBitDepth.h"
 
-#include "audio/file/AudioFileReader.h"
+#include "recording/RecordingReader.h"
 
 namespace sonmere {
 
 RecordingBitDepth sourceBitDepth(const std::string& path) {
-  const auto reader = openAudioFile(path);
+  const auto reader = openRecording(path);
   switch (reader ? (*reader)->sampleForm() : SampleForm::coarse) {
     case SampleForm::floating:
       return RecordingBitDepth::float32;

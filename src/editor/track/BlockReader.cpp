@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "audio/file/AudioFileReader.h"
 #include "dsp/VectorMath.h"
 #include "editor/track/PlainWavReader.h"
+#include "recording/RecordingReader.h"
 
 namespace sonmere {
 
@@ -56,7 +56,7 @@ class DecodedReader final : public BlockReader {
 Outcome<bool> BlockReader::addNextTo(PCMBuffer&, float) { return false; }
 
 Outcome<std::unique_ptr<BlockReader>> BlockReader::open(const std::string& path) {
-  auto reader = openAudioFile(path);
+  auto reader = openRecording(path);
   if (!reader) return std::unexpected(reader.error());
   if (auto plain = PlainWav::open(path, **reader))
     return std::make_unique<PlainWavReader>(std::move(*plain), path);

@@ -165,4 +165,19 @@ Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t fr
   return layout;
 }
 
+void placeMarks(WaveformLayout& layout, std::span<const AudioFileMark> marks, std::int64_t from,
+                std::int64_t until) {
+  constexpr double kLeastText = 4 * WaveformLayout::kTitleAdvance;
+  const double perFrame = double(layout.plotWidth) / double(until - from);
+  const auto xOf = [&](const AudioFileMark& mark) {
+    return layout.plotLeft + double(mark.frame - from) * perFrame;
+  };
+  for (std::size_t i = 0; i < marks.size(); ++i) {
+    if (marks[i].frame < from || marks[i].frame >= until) continue;
+    const double x = xOf(marks[i]), edge = double(layout.plotLeft + layout.plotWidth);
+    const double room = (i + 1 < marks.size() ? std::min(xOf(marks[i + 1]), edge) : edge) - x - 4;
+    layout.marks.push_back({x, room < kLeastText ? "" : fittedTitle(marks[i].text, int(room))});
+  }
+}
+
 }  // namespace sonmere

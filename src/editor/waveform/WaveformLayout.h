@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "audio/file/AudioFileMark.h"
 #include "base/Error.h"
 #include "editor/track/WaveformEnvelope.h"
 
@@ -42,10 +44,17 @@ struct WaveformLayout {
     std::string label;
   };
 
+  // A line down through all lanes.
+  struct Mark {
+    double x = 0;
+    std::string shownText;  // as much as fits before the next mark; may be empty
+  };
+
   int width = 0, height = 0;
   int plotLeft = 0, plotWidth = 0, axisTop = 0;
   std::vector<Lane> lanes;
   std::vector<Tick> ticks;
+  std::vector<Mark> marks;
   std::vector<Level> levels;                      // none of a linear scale
   std::vector<std::vector<WaveformBin>> columns;  // for each lane the extremes of each column of pixels
   // For each lane the body of each column: within the extremes, the RMS on either side. Empty where the
@@ -64,5 +73,9 @@ Outcome<WaveformLayout> layOut(const WaveformEnvelope& envelope, std::int64_t fr
                                int width, int height,
                                WaveformLayout::Scale scale = WaveformLayout::Scale::linear,
                                const std::string& title = "");
+
+// Puts those of the file's marks that lie within the frames shown into the picture; they are in their order.
+void placeMarks(WaveformLayout& layout, std::span<const AudioFileMark> marks, std::int64_t from,
+                std::int64_t until);
 
 }  // namespace sonmere

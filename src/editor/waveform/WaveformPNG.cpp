@@ -116,12 +116,22 @@ void drawAxis(Canvas& canvas, const WaveformLayout& layout, const WaveformColour
   }
 }
 
+void drawMarks(Canvas& canvas, const WaveformLayout& layout, const WaveformColours& colours) {
+  for (const WaveformLayout::Mark& mark : layout.marks) {
+    const int x = int(std::lround(mark.x));
+    canvas.fill(x, WaveformLayout::kMargin, 1, layout.axisTop - WaveformLayout::kMargin, colours.mark);
+    drawPixelText(mark.shownText, x + 3, layout.lanes.front().top + 3,
+                  [&](int dotX, int dotY) { canvas.blend(dotX, dotY, colours.mark, 1); });
+  }
+}
+
 }  // namespace
 
 Outcome<std::string> waveformPNG(const WaveformLayout& layout, const WaveformColours& colours) {
   Canvas canvas(layout.width, layout.height, colours.background);
   for (std::size_t i = 0; i < layout.lanes.size(); ++i) drawChannel(canvas, layout, i, colours);
   drawAxis(canvas, layout, colours);
+  drawMarks(canvas, layout, colours);
   drawPixelText(layout.shownTitle, layout.plotLeft, WaveformLayout::kMargin - 2,
                 [&](int x, int y) { canvas.blend(x, y, colours.label, 1); });
   return canvas.encoded();

@@ -10,6 +10,7 @@
 #include "editor/track/TrackReader.h"
 #include "editor/waveform/BinLevels.h"
 #include "editor/waveform/PeakScan.h"
+#include "recording/RecordingReader.h"
 
 namespace sonmere {
 
@@ -38,7 +39,7 @@ struct Opened {
 };
 
 Outcome<Opened> openScan(const std::string& url) {
-  auto reader = openAudioFile(url);
+  auto reader = openRecording(url);
   if (!reader) return std::unexpected(reader.error());
   Opened opened{(*reader)->format(), (*reader)->frameCount(), nullptr};
   if (opened.frames < 0) {

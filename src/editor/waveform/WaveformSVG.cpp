@@ -94,6 +94,13 @@ std::string waveformSVG(const WaveformLayout& layout, const WaveformColours& col
       add("<path class=\"clipped\" d=\"{}\" fill=\"#{:06x}\"/>\n", marks, colours.clipped);
     add("</g>\n");
   }
+  for (const WaveformLayout::Mark& mark : layout.marks) {
+    add("<path class=\"mark\" d=\"M{:.1f} {}V{}\" stroke=\"#{:06x}\"/>", mark.x, WaveformLayout::kMargin,
+        layout.axisTop, colours.mark);
+    add("<text x=\"{:.1f}\" y=\"{}\" font-family=\"sans-serif\" font-size=\"10\" "
+        "fill=\"#{:06x}\">{}</text>\n",
+        mark.x + 3, layout.lanes.front().top + 10, colours.mark, escaped(mark.shownText));
+  }
   add("<g font-family=\"sans-serif\" font-size=\"10\" fill=\"#{:06x}\" stroke-width=\"1\">\n", colours.label);
   for (const WaveformLayout::Tick& tick : layout.ticks) {
     add("<path d=\"M{:.1f} {}v{}\" stroke=\"#{:06x}\"/>", tick.x, layout.axisTop, kTickLength, colours.axis);

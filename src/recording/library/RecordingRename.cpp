@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <climits>
 #include <filesystem>
+#include <vector>
 
 #include "base/RenameWithoutReplacing.h"
 #include "recording/RecordingFileName.h"
+#include "recording/RecordingReader.h"
 
 namespace sonmere {
 
@@ -18,6 +20,9 @@ namespace {
 std::unexpected<Error> refuse(std::string text) {
   return std::unexpected(Error{kRecordingRenameDomain, 1, std::move(text)});
 }
+
+// " — ", a stamp and an extension.
+constexpr std::size_t kTailBytes = 5 + 19 + 4;
 
 Outcome<void> checkName(const std::string& name) {
   if (name.find_first_not_of(' ') == std::string::npos) return refuse("the new name is empty");
@@ -29,7 +34,30 @@ Outcome<void> checkName(const std::string& name) {
   return {};
 }
 
+struct Rename {
+  std::string from, to;
+};
+
+// All or none.
+Outcome<void> renameAll(const std::vector<Rename>& all) {
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (renameWithoutReplacing(all[i].from, all[i].to)) continue;
+    const int error = errno;
+    const Rename& failed = all[i];
+    while (i-- > 0) renameWithoutReplacing(all[i].to, all[i].from);
+    if (error == EEXIST) return refuse(fmt::format("{}: there is such a file already", failed.to));
+    return std::unexpected(posixError(error, fmt::format("Rename {} to {}", failed.from, failed.to)));
+  }
+  return {};
+}
+
 }  // namespace
+
+Outcome<void> checkRecordingName(const std::string& name) {
+  if (auto checked = checkName(name); !checked) return checked;
+  if (name.size() + kTailBytes <= NAME_MAX) return {};
+  return refuse(fmt::format("the new name is too long by {} bytes", name.size() + kTailBytes - NAME_MAX));
+}
 
 Outcome<std::string> renameRecording(const std::string& path, const std::string& newName, bool keepsStamp) {
   if (auto checked = checkName(newName); !checked) return std::unexpected(checked.error());
@@ -48,10 +76,15 @@ Outcome<std::string> renameRecording(const std::string& path, const std::string&
   if (name.size() > NAME_MAX)
     return refuse(fmt::format("the new name is too long by {} bytes", name.size() - NAME_MAX));
   if (name == fileName) return path;
-  const std::string target = (old.parent_path() / name).string();
-  if (renameWithoutReplacing(path, target)) return target;
-  if (errno == EEXIST) return refuse(fmt::format("{}: there is such a file already", target));
-  return std::unexpected(posixError(errno, fmt::format("Rename {} to {}", path, name)));
+  std::vector<Rename> all{{path, (old.parent_path() / name).string()}};
+  for (const std::string& part : laterRecordingParts(path)) {
+    const std::string partName = recordingPartName(newName, int(all.size()) + 1) + tail;
+    if (partName.size() > NAME_MAX)
+      return refuse(fmt::format("the new name is too long by {} bytes", partName.size() - NAME_MAX));
+    all.push_back({part, (old.parent_path() / partName).string()});
+  }
+  if (auto renamed = renameAll(all); !renamed) return std::unexpected(renamed.error());
+  return all.front().to;
 }
 
 }  // namespace sonmere

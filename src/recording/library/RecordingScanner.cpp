@@ -11,6 +11,7 @@
 
 #include "recording/library/MP4Duration.h"
 #include "recording/library/RecordingSessions.h"
+#include "recording/library/WavMarkChunks.h"
 #include "recording/library/WavRepair.h"
 #include "recording/library/WavRepairWriter.h"
 
@@ -99,20 +100,25 @@ std::optional<RecordingFile> RecordingScanner::look(const RecordingsListing::Ent
   const off_t size = lseek(file.get(), 0, SEEK_END);
   if (size < 0) return std::nullopt;
   found.fileSize = std::uint64_t(size);
-  found.durationSeconds = parts.format == RecordingFormat::wav
-                              ? wavLength(entry, file.get(), found.fileSize)
-                              : mp4Seconds(readBytesOf(file.get()), found.fileSize);
+  if (parts.format == RecordingFormat::wav)
+    readWav(entry, file.get(), found);
+  else
+    found.durationSeconds = mp4Seconds(readBytesOf(file.get()), found.fileSize);
   return found;
 }
 
-double RecordingScanner::wavLength(const RecordingsListing::Entry& entry, int file, std::uint64_t size) {
-  auto chunks = readWavChunks(readBytesOf(file));
-  if (!chunks) return 0;
-  if (const auto plan = planWavRepair(*chunks, size); plan && !entry.isLink)
+void RecordingScanner::readWav(const RecordingsListing::Entry& entry, int file, RecordingFile& found) {
+  const ReadBytesAt read = readBytesOf(file);
+  auto chunks = readWavChunks(read);
+  if (!chunks) return;
+  if (const auto plan = planWavRepair(*chunks, found.fileSize); plan && !entry.isLink)
     // Where it isn't mended now it may have been, since it was read.
-    chunks = mend(entry.name, file) ? repairedChunks(*chunks, *plan) : readWavChunks(readBytesOf(file));
-  if (!chunks) return 0;
-  return wavSeconds(*chunks, size);
+    chunks = mend(entry.name, file) ? repairedChunks(*chunks, *plan) : readWavChunks(read);
+  if (!chunks) return;
+  found.durationSeconds = wavSeconds(*chunks, found.fileSize);
+  if (!chunks->format || chunks->format->sampleRate == 0) return;
+  for (AudioFileMark& mark : readWavMarks(read, *chunks, found.fileSize))
+    found.marks.push_back({double(mark.frame) / chunks->format->sampleRate, std::move(mark.text)});
 }
 
 bool RecordingScanner::mend(const std::string& name, int file) {

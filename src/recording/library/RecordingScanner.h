@@ -41,7 +41,8 @@ class RecordingScanner {
   };
   // Nothing when the entry is no recording after all.
   std::optional<RecordingFile> look(const RecordingsListing::Entry& entry, const RecordingNameParts& parts);
-  double wavLength(const RecordingsListing::Entry& entry, int file, std::uint64_t size);
+  // Its length and its marks.
+  void readWav(const RecordingsListing::Entry& entry, int file, RecordingFile& found);
   // Whether the interrupted file is mended, here or by another program; that ends later, together with
   // others.
   bool mend(const std::string& name, int file);

@@ -1,6 +1,8 @@
 #include "recording/library/RecordingSessions.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -50,6 +52,46 @@ std::uint64_t stampDigits(std::string_view stamp) {
   return value;
 }
 
+// What a part is a part of, by name and format; nothing for a whole.
+struct PartOf {
+  std::string name;
+  RecordingFormat format;
+  int part = 0;
+};
+
+std::optional<PartOf> partOf(const RecordingFile& file) {
+  const std::string fileName = std::filesystem::path(file.url).filename().string();
+  const auto name = parseRecordingName(fileName);
+  const auto part = name ? parseRecordingPart(name->name) : std::nullopt;
+  if (!part) return std::nullopt;
+  return PartOf{std::string(recordingDisplayName(part->name)), file.format, part->part};
+}
+
+void appendPart(RecordingFile& whole, RecordingFile part) {
+  for (auto& mark : part.marks)
+    whole.marks.push_back({whole.durationSeconds + mark.seconds, std::move(mark.text)});
+  whole.durationSeconds += part.durationSeconds;
+  whole.fileSize += part.fileSize;
+  whole.parts.push_back(std::move(part.url));
+}
+
+// Parts come behind their wholes in the order of names. One whose forerunner is missing stays a file.
+void joinParts(std::vector<RecordingFile>& files) {
+  std::vector<RecordingFile> joined;
+  for (RecordingFile& file : files) {
+    const auto part = partOf(file);
+    const auto whole = std::ranges::find_if(joined, [&](const RecordingFile& each) {
+      return part && each.displayName == part->name && each.format == part->format &&
+             int(each.parts.size()) == part->part - 2;
+    });
+    if (whole == joined.end())
+      joined.push_back(std::move(file));
+    else
+      appendPart(*whole, std::move(file));
+  }
+  files = std::move(joined);
+}
+
 bool isFileBefore(const RecordingFile& a, const RecordingFile& b) {
   const int order = compareNaturally(a.displayName, b.displayName);
   return order != 0 ? order < 0 : a.url < b.url;
@@ -77,6 +119,7 @@ std::vector<RecordingSession> RecordingSessions::take() {
     session.files.reserve(std::size_t(last - first));
     for (; first != last; ++first) session.files.push_back(std::move(found_[first->second].file));
     std::ranges::sort(session.files, isFileBefore);
+    if (session.files.size() > 1) joinParts(session.files);
   }
   found_.clear();
   // Nearly always the stamps are in the order of time; where clocks go back and forth they are not.

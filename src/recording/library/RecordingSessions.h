@@ -15,7 +15,7 @@ class RecordingSessions {
   // The stamp is one that a recording's name has; its text must stay until `take`.
   void add(std::string_view stamp, RecordingFile file);
   // The newest first, those whose stamp is no date last. The files of a session stand by their names, with
-  // numbers in them in the order of numbers: "Track 2" before "Track 10".
+  // numbers in them in the order of numbers: "Track 2" before "Track 10". Parts of a recording are one file.
   std::vector<RecordingSession> take();
 
  private:

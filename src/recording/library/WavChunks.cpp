@@ -60,6 +60,7 @@ std::optional<WavChunks> beginWavChunks(Bytes head) {
   WavChunks chunks;
   chunks.isRF64 = is(head.data(), "RF64");
   if (!chunks.isRF64 && !is(head.data(), "RIFF")) return std::nullopt;
+  chunks.riffSize = std::uint32_t(little(head.data() + 4, 4));
   return chunks;
 }
 
@@ -72,6 +73,8 @@ void walkWavChunks(WavChunks& chunks, std::uint64_t at, Bytes window) {
       chunks.data = {chunks.next, size};
       return;
     }
+    if (is(header, "cue ")) chunks.cueAt = chunks.next;
+    if (is(header, "LIST")) chunks.labelsAt = chunks.next;
     const std::size_t wanted = wantedBytes(header);
     const bool hasWanted = chunks.next + 8 + wanted <= end;
     if (!hasWanted && size >= wanted && chunks.next > at) return;

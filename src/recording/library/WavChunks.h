@@ -32,6 +32,9 @@ struct WavChunks {
   };
 
   bool isRF64 = false;
+  std::uint32_t riffSize = 0;
+  // Where the chunks of marks that stand in front of the audio begin; 0: there are none.
+  std::uint64_t cueAt = 0, labelsAt = 0;
   std::optional<Format> format;
   std::optional<LargeSizes> largeSizes;
   std::optional<Data> data;
