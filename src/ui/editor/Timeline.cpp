@@ -7,6 +7,7 @@
 #include <QWheelEvent>
 #include <cmath>
 
+#include "base/PrintableText.h"
 #include "ui/editor/EditedProject.h"
 #include "ui/editor/LaneWave.h"
 #include "ui/editor/WavePaint.h"
@@ -55,9 +56,17 @@ void Timeline::takeTracks() {
 }
 
 void Timeline::describe() {
-  setAccessibleDescription(tr("Playhead at %1 of %2, %n track(s)", nullptr, static_cast<int>(waves_.size()))
-                               .arg(clockText(project_.secondsOf(project_.playhead()), 1),
-                                    clockText(project_.secondsOf(project_.totalFrames()), 1)));
+  QString text = tr("Playhead at %1 of %2, %n track(s)", nullptr, static_cast<int>(waves_.size()))
+                     .arg(clockText(project_.secondsOf(project_.playhead()), 1),
+                          clockText(project_.secondsOf(project_.totalFrames()), 1));
+  if (chosen_ < project_.tracks().size()) {
+    const auto& track = project_.tracks()[chosen_];
+    for (const AudioFileMark& mark : track.engine->marks())
+      text += tr("; mark at %1 %2")
+                  .arg(clockText(static_cast<double>(mark.frame) / track.engine->format().sampleRate, 1),
+                       QString::fromStdString(printable(mark.text)));
+  }
+  setAccessibleDescription(text);
   update();
 }
 
@@ -122,6 +131,9 @@ std::int64_t Timeline::snapped(std::int64_t frame) const {
   };
   if (isNear(project_.playhead())) return project_.playhead();
   for (std::size_t track = 0; track < waves_.size(); ++track) {
+    for (const AudioFileMark& mark : project_.tracks()[track].engine->marks()) {
+      if (const std::int64_t other = project_.timelineFrame(track, mark.frame); isNear(other)) return other;
+    }
     const auto& range = *project_.tracks()[track].engine->trimRange;
     if (!range || track == held_.track) continue;
     for (const std::int64_t edge : {range->startFrame, range->endFrame}) {
@@ -271,6 +283,28 @@ void Timeline::paintRuler(QPainter& painter, const TimelineScale& at) const {
   }
 }
 
+// A flag in the ruler and a line down the lane, with its text as far as the next one.
+void Timeline::paintMarks(QPainter& painter, const TimelineScale& at, std::size_t track) const {
+  const auto& marks = project_.tracks()[track].engine->marks();
+  const QRectF lane = laneRect(track);
+  const QColor colour = themed(ColourRole::warningText);
+  for (std::size_t i = 0; i < marks.size(); ++i) {
+    const double x = at.xOf(project_.timelineFrame(track, marks[i].frame));
+    if (x < 0 || x > width()) continue;
+    const double end =
+        i + 1 < marks.size() ? at.xOf(project_.timelineFrame(track, marks[i + 1].frame)) : width();
+    painter.setPen(QPen(colour, 1, Qt::DashLine));
+    painter.drawLine(QPointF(x, lane.top()), QPointF(x, lane.bottom()));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour);
+    painter.drawPolygon(QPolygonF{{x, kRuler - 8.0}, {x + 6, kRuler - 4.0}, {x, kRuler + 0.0}});
+    painter.setPen(colour);
+    const QString text = painter.fontMetrics().elidedText(QString::fromStdString(printable(marks[i].text)),
+                                                          Qt::ElideRight, static_cast<int>(end - x - 6));
+    painter.drawText(QPointF(x + 4, lane.top() + painter.fontMetrics().ascent() + 2), text);
+  }
+}
+
 void Timeline::paintLane(QPainter& painter, const TimelineScale& at, std::size_t track) {
   const QRectF lane = laneRect(track);
   painter.fillRect(lane, themed(track == chosen_ ? ColourRole::raised : ColourRole::field));
@@ -281,6 +315,7 @@ void Timeline::paintLane(QPainter& painter, const TimelineScale& at, std::size_t
     paintWave(painter, at, track, lane);
   }
   paintEdit(painter, at, track, lane);
+  paintMarks(painter, at, track);
 }
 
 // A line a pixel, as tall as the sound is there.

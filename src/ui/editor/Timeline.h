@@ -68,6 +68,7 @@ class Timeline : public QWidget {
   void paintRuler(QPainter& painter, const TimelineScale& scale) const;
   void paintLane(QPainter& painter, const TimelineScale& scale, std::size_t track);
   void paintWave(QPainter& painter, const TimelineScale& scale, std::size_t track, const QRectF& lane);
+  void paintMarks(QPainter& painter, const TimelineScale& scale, std::size_t track) const;
   void paintEdit(QPainter& painter, const TimelineScale& scale, std::size_t track, const QRectF& lane) const;
 
   EditedProject& project_;

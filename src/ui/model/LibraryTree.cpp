@@ -9,6 +9,8 @@
 #include <cmath>
 #include <functional>
 
+#include "base/PrintableText.h"
+
 namespace sonmere {
 namespace {
 
@@ -56,6 +58,8 @@ struct LibraryTree::Node {
   QString path;
   quint64 bytes = 0;
   double seconds = 0;
+  QVariantList marks;  // seconds
+  QString marksText;   // a line each
   QString format;
   std::vector<std::unique_ptr<Node>> children;
 
@@ -88,7 +92,10 @@ void LibraryTree::addSession(const RecordingSession& session, const QString& sea
   for (const RecordingFile& file : session.files) {
     const QString words =
         QString::fromStdString(file.displayName) + QLatin1Char(' ') + stamp + QLatin1Char(' ') + day;
-    if (words.contains(search, Qt::CaseInsensitive)) files.push_back(&file);
+    const bool isMarked = std::ranges::any_of(file.marks, [&](const RecordingFile::Mark& mark) {
+      return QString::fromStdString(mark.text).contains(search, Qt::CaseInsensitive);
+    });
+    if (isMarked || words.contains(search, Qt::CaseInsensitive)) files.push_back(&file);
   }
   if (files.empty()) return;
   Node* above = root_->children.empty() ? nullptr : root_->children.back().get();
@@ -108,6 +115,11 @@ void LibraryTree::addSession(const RecordingSession& session, const QString& sea
     node->path = pathOf(file->url);
     node->bytes = file->fileSize;
     node->seconds = file->durationSeconds;
+    for (const RecordingFile::Mark& mark : file->marks) {
+      node->marks << mark.seconds;
+      node->marksText += QLatin1Char('\n') + clockText(mark.seconds, 1) + QStringLiteral("  ") +
+                         QString::fromStdString(printable(mark.text));
+    }
     node->format = file->format == RecordingFormat::wav ? QStringLiteral("WAV") : QStringLiteral("M4A");
     if (isOne) continue;
     above->bytes += node->bytes;
@@ -159,9 +171,13 @@ QVariant LibraryTree::data(const QModelIndex& index, int role) const {
                                   ? Qt::AlignRight | Qt::AlignVCenter
                                   : Qt::AlignLeft | Qt::AlignVCenter);
     case Qt::ToolTipRole:
-      return node.path;
+      return node.path.isEmpty() ? QString() : node.path + node.marksText;
     case Qt::AccessibleTextRole:
-      return index.column() == picture ? QVariant(tr("Waveform")) : textOf(node, index.column());
+      if (index.column() != picture) return textOf(node, index.column());
+      return node.marks.isEmpty() ? tr("Waveform")
+                                  : tr("Waveform, %n mark(s)", nullptr, static_cast<int>(node.marks.size()));
+    case marksRole:
+      return node.marks;
     case pathRole:
       return node.path;
     case stampRole:

@@ -20,6 +20,7 @@ class LibraryTree : public QAbstractItemModel {
     stampRole,                // of a session, or the session of a file
     bytesRole,
     secondsRole,
+    marksRole,  // of a file, a list of seconds
   };
 
   explicit LibraryTree(QObject* parent = nullptr);

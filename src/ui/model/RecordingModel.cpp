@@ -39,6 +39,9 @@ void RecordingModel::takeRunning(const TopicJSON& value) {
       if (each.is_string()) willSwitchOn_ << QString::fromStdString(each.get<std::string>());
     }
   }
+  const TopicJSON& preroll = objectAt(facts, "preroll");
+  keptSeconds_ = memberOr<double>(preroll, "keptSeconds", 0);
+  prerollRefusal_ = QString::fromStdString(memberOr<std::string>(preroll, "refusal", {}));
   std::vector<RecordingState> running;
   for (const auto& [bus, recording] : objectAt(objectAt(value, "facts"), "running").items()) {
     RecordingState state;

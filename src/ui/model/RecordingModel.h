@@ -28,6 +28,9 @@ class RecordingModel : public QObject {
   const QString& layout() const { return layout_; }
   const QStringList& willSwitchOn() const { return willSwitchOn_; }
   void setLayout(const QString& layout);
+  // Seconds of what was just heard that are kept in memory, and why they are not, or not all.
+  double keptSeconds() const { return keptSeconds_; }
+  const QString& prerollRefusal() const { return prerollRefusal_; }
   // As the last time; the bridge where there was none.
   void startAgain();
   void stopAll();
@@ -50,6 +53,8 @@ class RecordingModel : public QObject {
   QString folder_, layout_;
   QStringList willSwitchOn_;
   QStringList notices_;
+  double keptSeconds_ = 0;
+  QString prerollRefusal_;
 };
 
 }  // namespace sonmere

@@ -136,7 +136,10 @@ QString RecordPage::roomText() const {
   const QStorageInfo drive(model_.folder());
   if (!drive.isValid()) return {};
   const double hours = static_cast<double>(drive.bytesAvailable()) / kBytesPerHour;
-  return tr("Room for %1 hours of one bus").arg(QLocale().toString(hours, 'f', hours < 10 ? 1 : 0));
+  const QString room =
+      tr("Room for %1 hours of one bus").arg(QLocale().toString(hours, 'f', hours < 10 ? 1 : 0));
+  if (model_.keptSeconds() <= 0) return room;
+  return room + QLatin1String("; ") + tr("the last %1 are kept").arg(clockText(model_.keptSeconds()));
 }
 
 void RecordPage::refreshBuses() {
@@ -158,8 +161,10 @@ void RecordPage::refresh() {
     const auto found = std::ranges::find(running, row->bus(), &RecordingState::source);
     row->showRecording(found == running.end() ? nullptr : &*found, !running.empty());
   }
-  notices_->setText(model_.notices().join(QLatin1Char('\n')));
-  notices_->setVisible(!model_.notices().isEmpty());
+  QStringList notices = model_.notices();
+  if (!model_.prerollRefusal().isEmpty()) notices << tr("Pre-roll: %1").arg(model_.prerollRefusal());
+  notices_->setText(notices.join(QLatin1Char('\n')));
+  notices_->setVisible(!notices.isEmpty());
   QPalette colours = notices_->palette();
   colours.setColor(QPalette::WindowText, themed(ColourRole::warningText));
   notices_->setPalette(colours);

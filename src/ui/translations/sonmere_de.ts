@@ -979,6 +979,13 @@
         <source>Waveform</source>
         <translation>Wellenform</translation>
     </message>
+    <message numerus="yes">
+        <source>Waveform, %n mark(s)</source>
+        <translation>
+            <numerusform>Wellenform, %n Marke</numerusform>
+            <numerusform>Wellenform, %n Marken</numerusform>
+        </translation>
+    </message>
     <message>
         <source>Recording</source>
         <translation>Aufnahme</translation>
@@ -1492,6 +1499,14 @@
         <source>Will turn on %1 when you press Record. They&apos;ll switch back off when you stop.</source>
         <translation>Schaltet %1 ein, wenn Sie aufnehmen, und beim Stoppen wieder aus.</translation>
     </message>
+    <message>
+        <source>the last %1 are kept</source>
+        <translation>die letzten %1 werden bewahrt</translation>
+    </message>
+    <message>
+        <source>Pre-roll: %1</source>
+        <translation>Vorlauf: %1</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::RouteButton</name>
@@ -1666,6 +1681,10 @@
             <numerusform>Abspielmarke bei %1 von %2, %n Spur</numerusform>
             <numerusform>Abspielmarke bei %1 von %2, %n Spuren</numerusform>
         </translation>
+    </message>
+    <message>
+        <source>; mark at %1 %2</source>
+        <translation>; Marke bei %1 %2</translation>
     </message>
     <message>
         <source>Reading waveform…</source>

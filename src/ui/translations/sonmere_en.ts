@@ -40,6 +40,13 @@
             <numerusform>%1, %n files</numerusform>
         </translation>
     </message>
+    <message numerus="yes">
+        <source>Waveform, %n mark(s)</source>
+        <translation>
+            <numerusform>Waveform, %n mark</numerusform>
+            <numerusform>Waveform, %n marks</numerusform>
+        </translation>
+    </message>
 </context>
 <context>
     <name>sonmere::QuitFlow</name>

@@ -24,6 +24,13 @@ void WaveformDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
     const int half = columns ? static_cast<int>((*columns)[at] * static_cast<float>(area.height()) / 2) : 0;
     painter->drawLine(area.left() + x, middle - half, area.left() + x, middle + half);
   }
+  const double seconds = index.data(LibraryTree::secondsRole).toDouble();
+  painter->setPen(themed(isSelected ? ColourRole::accentText : ColourRole::warningText));
+  for (const QVariant& mark : index.data(LibraryTree::marksRole).toList()) {
+    if (seconds <= 0) break;
+    const int x = area.left() + static_cast<int>(mark.toDouble() / seconds * area.width());
+    painter->drawLine(x, area.top(), x, area.bottom());
+  }
   painter->restore();
 }
 

@@ -3,9 +3,9 @@
 #include <QFile>
 #include <algorithm>
 
-#include "audio/file/AudioFileReader.h"
 #include "audio/file/StreamResampler.h"
 #include "editor/track/TrackPlaybackReader.h"
+#include "recording/RecordingReader.h"
 #include "ui/work/Workbench.h"
 
 namespace sonmere {
@@ -24,7 +24,7 @@ double Player::seconds() const {
 
 bool Player::load(const QString& path) {
   stop();
-  const auto file = openAudioFile(fileName(path));
+  const auto file = openRecording(fileName(path));
   if (!file) return emit failed(QString::fromStdString(file.error().description)), false;
   path_ = path;
   rate_ = (*file)->format().sampleRate;
