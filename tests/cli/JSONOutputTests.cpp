@@ -307,6 +307,9 @@ TEST_F(JSONOutputTest, EveryFormIsTheDocumentedOne) {
   expectForm("levels", {"watch", "--count", "1"});
   expectForm("recordings", {"record", "stop", "drums"});
   expectForm("recording-health", {"record", "health"});
+  run({"settings", "set", "record.preroll", "5"});
+  expectForm("paths", {"record", "save-last", "1", "--folder", takes});
+  run({"settings", "set", "record.preroll", "0"});
   expectForm("plugins", {"plugin", "list"});
   expectForm("plugins", {"plugin", "search", "gain", "simulation"});
   expectForm("plugin", {"plugin", "info", "urn:sonmere:gain"});
