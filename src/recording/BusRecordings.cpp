@@ -148,6 +148,7 @@ std::optional<double> BusRecordings::recordingRate(int bus) const {
 }
 
 void BusRecordings::saveLast(double seconds, const TakeRequest& request, Preroll::Saved done) {
+  assertMain();
   const auto folder = folderFor(request);
   if (!folder) return done(std::unexpected(folder.error()));
   preroll_.save(seconds, *folder, request.format.value_or(*defaultRecordingFormat), request.depth,

@@ -52,7 +52,7 @@ class Preroll {
   void save(double seconds, const std::string& folder, RecordingFormat format,
             std::optional<RecordingBitDepth> depth, Saved done);
 
-  Observable<PrerollState> state;
+  OwnedObservable<PrerollState, Preroll> state;
 
  private:
   struct Save;

@@ -627,7 +627,7 @@ TEST_F(ControlMethodsTest, ARecordingSaysWhatItIsAndWhenItEnds) {
   EXPECT_EQ((*call("recordings"))[0]["part"], 2);
   wait(2);
   EXPECT_TRUE(call("recordings")->empty());
-  EXPECT_TRUE((*call("record.health"))["notices"].dump().contains("length of 0:02"))
+  EXPECT_TRUE((*call("record.health"))["notices"].dump().contains("length of 0:03"))
       << *call("record.health");
   const std::string first = (*begun)[0]["path"];
   EXPECT_TRUE(first.starts_with(folder));

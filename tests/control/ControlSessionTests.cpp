@@ -110,8 +110,9 @@ TEST_F(ControlSessionTest, RequestsInHandAreHeldBackToo) {
   for (int i = 0; i < kRequests; ++i) text += controlRequestText(i, "methods", nullptr);
   slow.session->receive(text);
   wait(20);
-  EXPECT_GT(slow.session->output().size(), ControlSession::kMostUnread);
-  EXPECT_LT(slow.session->output().size(), ControlSession::kMostUnread + 10'000);
+  const std::string_view held = slow.session->output();
+  EXPECT_GT(held.size(), ControlSession::kMostUnread);
+  EXPECT_LE(held.size(), ControlSession::kMostUnread + held.find('\n') + 10) << "one answer more";
   slow.session->receiveEnd();
   std::ptrdiff_t answers = 0;
   for (int i = 0; i < 30 && !slow.session->isOver(); ++i) {

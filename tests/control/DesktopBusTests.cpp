@@ -237,7 +237,9 @@ TEST_F(DesktopBusTest, ARecordingHoldsOffSleepAndItsEndIsToldWithAButtonUnlessTh
   const auto record = [&] {
     std::string path;
     bool isDone = false;
-    control.recordings().start({{2}, {}, {}}, [&](const auto& started) {
+    RecordingControl::Start track;
+    track.sources = {2};
+    control.recordings().start(track, [&](const auto& started) {
       if (started) path = started->front().path;
     });
     EXPECT_TRUE(until([&] { return !path.empty(); }));
