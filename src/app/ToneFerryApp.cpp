@@ -176,8 +176,7 @@ std::vector<int> ToneFerryApp::recordableSources() {
   if (CoreAudioUtils::deviceForBus(environment_.platform.hardware(), kBridgeBus))
     sources.push_back(kBridgeBus);
   for (int bus = 0; bus < kBusCount; ++bus)
-    if (bus != kBridgeBus && isRoutableBus(bus) && appTapEngine()->isBusRunning(bus))
-      sources.push_back(bus);
+    if (bus != kBridgeBus && isRoutableBus(bus) && appTapEngine()->isBusRunning(bus)) sources.push_back(bus);
   if (!isSession && micEngine()->isRunning()) sources.push_back(kMicSource);
   std::erase_if(sources, [this](int source) { return recordings()->isRecording(source); });
   return sources;

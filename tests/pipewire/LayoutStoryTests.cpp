@@ -101,7 +101,7 @@ TEST_F(LayoutStory, ASeparateSessionIsThreeFilesInStepWithAMarkAndAName) {
               std::string("48000,") + (name == "Sonmere Mic" ? "1\n" : "2\n"))
         << name;
     EXPECT_EQ(probe(path, "format_tags=time_reference"), probe(files["take"], "format_tags=time_reference"));
-    const auto info = asked({"info", path});
+    const auto info = asked({"info", path})["files"][0];
     ASSERT_EQ(info["marks"].size(), 1u) << name;
     EXPECT_EQ(info["marks"][0]["text"], "hello");
     EXPECT_NEAR(info["marks"][0]["seconds"].get<double>(), marked["marks"][0]["seconds"].get<double>(), 0.01);
