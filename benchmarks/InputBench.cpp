@@ -66,7 +66,7 @@ double share(const Bench& bench, int channels, int extras) {
   std::vector<double> shares;
   for (int round = 0; round < std::max(1, bench.rounds() / 10); ++round) {
     const std::int64_t before = threadTime();
-    for (int block = 0; block < kBlocks; ++block) micInputCallback(&context, {}, 0, kFrames);
+    for (int block = 0; block < kBlocks; ++block) micInputCallback(static_cast<RenderContext*>(&context), {}, 0, kFrames);
     shares.push_back(100 * double(threadTime() - before) / kBlocks / (1e9 * kFrames / kRate));
   }
   return median(shares);

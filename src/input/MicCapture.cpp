@@ -54,8 +54,9 @@ void fillStereo(MicBlock& block) noexcept {
 void addExtraSources(MicBlock& block) noexcept {
   const ExtraSources* sources = block.state.extraSources.load();
   if (!sources || sources->empty() || block.captured.channels < 2) return;
-  mixExtraSources(*sources, block.state.extraSlots, block.captured, {block.context.rate, block.hostTime},
-                  block.decay, block.context.mono.data(), block.stereo);
+  mixExtraSources(*sources, block.state.extraSlots, block.captured,
+                  {block.context.sampleRate, block.hostTime}, block.decay, block.context.mono.data(),
+                  block.stereo);
 }
 
 float levelOf(const MicBlock& block) noexcept {
@@ -91,9 +92,9 @@ void applyVolume(MicBlock& block) noexcept {
 void feedRecorder(MicBlock& block) noexcept {
   RecorderRing* const ring = block.state.recorder.load();
   if (!ring) return;
-  ring->noteRate(block.context.rate);
+  ring->noteRate(block.context.sampleRate);
   const std::int64_t frames = block.captured.frames;
-  const std::int64_t before = ring->start.framesBefore(block.hostTime, block.context.rate, frames);
+  const std::int64_t before = ring->start.framesBefore(block.hostTime, block.context.sampleRate, frames);
   ring->writeStereo(block.stereo + 2 * before, frames - before);
 }
 
@@ -140,9 +141,9 @@ void noteCallback(MicCounters& counters, std::uint32_t bus, std::uint32_t frames
 
 MicCaptureContext::MicCaptureContext(std::shared_ptr<MicRenderState> itsState, int itsChannels,
                                      double itsRate)
-    : state(std::move(itsState)),
+    : InputContext(itsRate),
+      state(std::move(itsState)),
       channels(itsChannels),
-      rate(itsRate),
       captured(std::size_t(itsChannels) * kMicLongestBlock),
       stereo(2 * std::size_t(kMicLongestBlock)),
       mono(std::size_t(kExtraScratchFrames)) {}
@@ -150,7 +151,7 @@ MicCaptureContext::MicCaptureContext(std::shared_ptr<MicRenderState> itsState, i
 OSStatus micInputCallback(void* refcon, const AudioTimeStamp& time, std::uint32_t bus,
                           std::uint32_t frames) noexcept SONMERE_NONBLOCKING {
   const RealtimeScope scope;
-  MicCaptureContext& context = *static_cast<MicCaptureContext*>(refcon);
+  auto& context = RenderContext::of<MicCaptureContext>(refcon);
   const RenderReader::Block inside(*context.gate.reader);
   if (!context.gate.isOpen()) return noErr;
   MicRenderState& state = *context.state;
@@ -170,7 +171,7 @@ OSStatus micInputCallback(void* refcon, const AudioTimeStamp& time, std::uint32_
                  context,
                  {context.captured.data(), context.channels, frames},
                  context.stereo.data(),
-                 meterDecay(frames, context.rate),
+                 meterDecay(frames, context.sampleRate),
                  time.hostTime};
   process(block);
   return noErr;

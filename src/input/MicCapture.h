@@ -3,7 +3,7 @@
 #include <memory>
 #include <vector>
 
-#include "audio/device/OutputUnit.h"
+#include "audio/engine/InputRunner.h"
 #include "input/CallbackGate.h"
 #include "input/MicRenderState.h"
 
@@ -15,14 +15,12 @@ constexpr std::uint32_t kMicFramesPerSlice = 4096;
 constexpr std::int64_t kMicLongestBlock = 16384;
 
 // What one input unit's callback works on, with memory for its longest block.
-struct MicCaptureContext {
+struct MicCaptureContext : InputContext {
   MicCaptureContext(std::shared_ptr<MicRenderState> itsState, int itsChannels, double itsRate);
 
   const std::shared_ptr<MicRenderState> state;
   const int channels;
-  const double rate;           // Hz, of the captured frames
-  OutputUnit* unit = nullptr;  // set before it starts
-  CallbackGate gate{std::make_shared<RenderReader>()};
+  CallbackGate gate{reader};
 
   std::vector<float> captured;  // interleaved
   std::vector<float> stereo;
@@ -30,8 +28,8 @@ struct MicCaptureContext {
 };
 
 // Fetches a block, maps its channels, mixes the additional inputs, runs effects, equaliser, limiter and
-// volume, and writes the result into the mic's ring. `refcon` is a MicCaptureContext. Render thread of the
-// input device.
+// volume, and writes the result into the mic's ring. `refcon` is for
+// RenderContext::of<MicCaptureContext>. Render thread of the input device.
 OSStatus micInputCallback(void* refcon, const AudioTimeStamp& time, std::uint32_t bus,
                           std::uint32_t frames) noexcept SONMERE_NONBLOCKING;
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "audio/engine/EngineContext.h"
+#include "audio/engine/InputRunner.h"
 #include "audio/engine/OutputRunner.h"
 #include "input/MicBridgeOutput.h"
 #include "input/MicCapture.h"
@@ -32,7 +33,7 @@ class MicUnits {
   std::expected<void, PassthroughError> start(const MicRoute& route);
   // Hands both to the tear-down queue; no callback touches the ring any more.
   void stop();
-  bool isRunning() const { return capture_ != nullptr; }
+  bool isRunning() const { return capture_.isMade(); }
   const MicRoute& route() const { return route_; }
   int channels() const { return channels_; }
   // What the input device delivers by itself.
@@ -40,8 +41,8 @@ class MicUnits {
 
  private:
   using Made = std::expected<void, PassthroughError>;
-  Made makeInput();
-  Made initializeInput(OutputUnit& unit);
+  InputRunner::Plan capturePlan();
+  AudioStreamFormat captureFormat(const OutputUnit& unit, AudioDeviceID device);
   Made startBoth();
 
   EngineContext& context_;
@@ -50,9 +51,7 @@ class MicUnits {
   int channels_ = 0;
   double nativeRate_ = 0;
 
-  // In this order: a unit goes before what its callback works on.
-  std::shared_ptr<MicCaptureContext> captureContext_;
-  std::unique_ptr<OutputUnit> capture_;
+  InputRunner capture_;
   OutputRunner output_;
 };
 

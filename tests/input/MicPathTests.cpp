@@ -215,7 +215,9 @@ struct CallbackWorld {
     capture.unit = &unit;
     state->mode = std::uint8_t(InputChannelMode::stereo);
   }
-  OSStatus deliver(std::uint32_t frames) { return micInputCallback(&capture, {}, 0, frames); }
+  OSStatus deliver(std::uint32_t frames) {
+    return micInputCallback(static_cast<RenderContext*>(&capture), {}, 0, frames);
+  }
   void take(std::uint32_t frames) {
     AudioBuffer buffer{2, frames * 8, out.data()};
     micBridgeCallback(static_cast<RenderContext*>(&bridge), {}, frames, {&buffer, 1});

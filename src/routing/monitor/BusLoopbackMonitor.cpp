@@ -18,20 +18,15 @@ constexpr Duration kWatchdogTime = std::chrono::seconds(5);
 constexpr int kMostRetries = 20;
 constexpr int kMostWatchdogAttempts = 3;
 
-}  // namespace
-
 // What the callback works on.
-struct BusLoopbackCallbackContext : RenderContext {
+struct BusLoopbackCallbackContext : InputContext {
   BusLoopbackCallbackContext(std::shared_ptr<MonitorSource> itsSource, double rate)
-      : RenderContext(rate), source(std::move(itsSource)) {}
+      : InputContext(rate), source(std::move(itsSource)) {}
 
   const std::shared_ptr<MonitorSource> source;
-  OutputUnit* unit = nullptr;  // set before it starts
   RTScalar<std::int64_t> callbackCount{0};
   std::array<float, 2 * kBufferFrames> buffer{};
 };
-
-namespace {
 
 OSStatus fetchTrack(void* refcon, const AudioTimeStamp& time, std::uint32_t,
                     std::uint32_t frames) noexcept SONMERE_NONBLOCKING {
@@ -51,7 +46,7 @@ OSStatus fetchTrack(void* refcon, const AudioTimeStamp& time, std::uint32_t,
 }  // namespace
 
 BusLoopbackMonitor::BusLoopbackMonitor(EngineContext& context, int track)
-    : context_(context), trackIndex_(track) {}
+    : context_(context), trackIndex_(track), input_(context.rendering, plan()) {}
 
 BusLoopbackMonitor::~BusLoopbackMonitor() {
   stop();
@@ -77,41 +72,31 @@ double BusLoopbackMonitor::bridgeRate() const {
 }
 
 // At the rate of the monitor, to which the unit converts.
-OSStatus BusLoopbackMonitor::build(AudioDeviceID device) {
-  auto made = context_.hardware().newOutputUnit();
-  if (!made) return made.error();
-  OutputUnit& unit = **made;
-  callbackContext_ = std::make_shared<BusLoopbackCallbackContext>(source_, bridgeRate());
-  callbackContext_->unit = made->get();
-  OSStatus status = unit.setEnableIO(AudioScope::input, true);
-  const auto then = [&status](auto step) {
-    if (status == noErr) status = step();
-  };
-  then([&] { return unit.setEnableIO(AudioScope::output, false); });
-  then([&] { return unit.setCurrentDevice(device); });
-  then([&] { return unit.setStreamFormat(AudioScope::output, {callbackContext_->sampleRate, 2}); });
-  then(
-      [&] { return unit.setInputCallback(fetchTrack, static_cast<RenderContext*>(callbackContext_.get())); });
-  then([&] { return unit.setMaximumFramesPerSlice(kBufferFrames); });
-  then([&] { return unit.initialize(); });
-  if (status != noErr) return status;
-  context_.rendering.retirement.addReader(callbackContext_->reader);
-  if (status = unit.start(); status != noErr) {
-    unit.uninitialize();
-    return status;
-  }
-  unit_ = std::move(*made);
-  device_ = device;
-  return noErr;
+InputRunner::Plan BusLoopbackMonitor::plan() const {
+  return {.callback = fetchTrack,
+          .framesPerSlice = kBufferFrames,
+          .format =
+              [this](const OutputUnit&, AudioDeviceID) {
+                return AudioStreamFormat{bridgeRate(), 2};
+              },
+          .makeContext =
+              [source = source_](const AudioStreamFormat& format) {
+                return std::make_shared<BusLoopbackCallbackContext>(source, format.sampleRate);
+              }};
+}
+
+std::expected<void, OutputFailure> BusLoopbackMonitor::build(AudioDeviceID device) {
+  const auto made = input_.make(device);
+  return made ? input_.start() : made;
 }
 
 void BusLoopbackMonitor::open() {
   const auto device = CoreAudioUtils::deviceForBus(context_.hardware(), bus());
   if (!device) return;
   source_->setEnabled(true);
-  if (const OSStatus status = build(*device); status != noErr) {
-    context_.log.warning(fmt::format("Track {}: loopback could not be opened ({})", trackIndex_, status));
-    callbackContext_.reset();
+  if (const auto built = build(*device); !built) {
+    context_.log.warning(
+        fmt::format("Track {}: loopback could not be opened ({})", trackIndex_, built.error().status));
     source_->setEnabled(false);
     context_.monitors.noteSwitched();
     return retry();
@@ -121,7 +106,7 @@ void BusLoopbackMonitor::open() {
     listener.listen(context_.hardware(), of, AudioProperty::nominalSampleRate, context_.runtime.mainQueue(),
                     [this] { reopen(); });
   };
-  listen(sampleRateListener_, device_);
+  listen(sampleRateListener_, *device);
   if (const auto bridge = CoreAudioUtils::deviceForBus(context_.hardware(), kBridgeBus))
     listen(bridgeRateListener_, *bridge);
   watchdog_ = context_.runtime.mainQueue().postAfter(kWatchdogTime, [this] { look(); });
@@ -133,10 +118,7 @@ void BusLoopbackMonitor::close() {
   bridgeRateListener_.stop();
   source_->setEnabled(false);
   context_.monitors.noteSwitched();
-  if (!unit_) return;
-  callbackContext_->retired = true;
-  context_.rendering.teardown.dispose(std::move(unit_), std::move(callbackContext_));
-  device_ = kAudioObjectUnknown;
+  input_.stop();
 }
 
 void BusLoopbackMonitor::reopen() {
@@ -147,15 +129,15 @@ void BusLoopbackMonitor::reopen() {
 void BusLoopbackMonitor::retry() {
   if (retryAttempt_ >= kMostRetries) return;
   retryTask_ = context_.runtime.mainQueue().postAfter(kRetryStep * ++retryAttempt_, [this] {
-    if (shouldBeRunning_ && !unit_) open();
+    if (shouldBeRunning_ && !isRunning()) open();
   });
 }
 
 // A unit that was opened and is never called.
 void BusLoopbackMonitor::look() {
   watchdog_.cancel();
-  if (!unit_) return;
-  if (callbackContext_->callbackCount > 0) {
+  if (!isRunning()) return;
+  if (static_cast<BusLoopbackCallbackContext&>(*input_.context()).callbackCount > 0) {
     watchdogAttempts_ = retryAttempt_ = 0;
     if (std::exchange(isNudged_, false))
       context_.log.info(fmt::format("Track {}: device-list nudge succeeded", trackIndex_));
@@ -167,7 +149,7 @@ void BusLoopbackMonitor::look() {
 void BusLoopbackMonitor::nudge() {
   if (!shouldBeRunning_) return;
   const auto present = CoreAudioUtils::deviceForBus(context_.hardware(), bus());
-  if (unit_ && present == device_) return;
+  if (isRunning() && present == input_.device()) return;
   isNudged_ = present.has_value();
   retryAttempt_ = watchdogAttempts_ = 0;
   reopen();

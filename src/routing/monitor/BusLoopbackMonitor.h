@@ -1,16 +1,15 @@
 #pragma once
 
+#include <expected>
 #include <memory>
 
 #include "audio/device/BusTable.h"
 #include "audio/engine/EngineContext.h"
+#include "audio/engine/InputRunner.h"
 #include "audio/engine/PropertyListener.h"
-#include "audio/engine/RenderContext.h"
 #include "base/TaskToken.h"
 
 namespace sonmere {
-
-struct BusLoopbackCallbackContext;
 
 // Reads back from a Track's device what other programs play into it, for the monitor. Main thread.
 class BusLoopbackMonitor {
@@ -22,7 +21,7 @@ class BusLoopbackMonitor {
 
   // What it hears goes here; on while it runs.
   const std::shared_ptr<MonitorSource>& source() const { return source_; }
-  bool isRunning() const { return unit_ != nullptr; }
+  bool isRunning() const { return input_.isMade(); }
 
   // From now on, through failures and changes of the device, until it is stopped.
   void start();
@@ -37,7 +36,8 @@ class BusLoopbackMonitor {
   void open();
   void close();
   void reopen();
-  OSStatus build(AudioDeviceID device);
+  InputRunner::Plan plan() const;
+  std::expected<void, OutputFailure> build(AudioDeviceID device);
   void retry();
   void look();
   double bridgeRate() const;
@@ -49,10 +49,7 @@ class BusLoopbackMonitor {
   bool isNudged_ = false;
   int retryAttempt_ = 0;
   int watchdogAttempts_ = 0;
-  // In this order: the unit goes before what its callback works on.
-  std::shared_ptr<BusLoopbackCallbackContext> callbackContext_;
-  std::unique_ptr<OutputUnit> unit_;
-  AudioDeviceID device_ = kAudioObjectUnknown;
+  InputRunner input_;
   PropertyListener sampleRateListener_, bridgeRateListener_;
   ScopedTask retryTask_, watchdog_;
 };
