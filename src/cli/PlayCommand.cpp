@@ -26,20 +26,24 @@ constexpr Duration kShowInterval = fromMilliseconds(100);
 class Playing {
  public:
   Playing(FileWork& work, PlatformChoice& platform, Log& log)
-      : work_(work), rendering_(work.runtime(), log, platform.platform().hardware()), engine_(rendering_) {
-    engine_.interrupted = [this](Duration) {
-      end(work_.fail({"PlayCommand", 1, "the output was interrupted"}));
-    };
+      : work_(work),
+        rendering_(work.runtime(), log, platform.platform().hardware()),
+        devices_(platform.platform().hardware(), work.runtime().mainQueue()),
+        routes_(work.runtime(), platform.platform(), devices_),
+        engine_(rendering_, routes_) {
+    engine_.interrupted = [this] { from_ += played(); };
+    engine_.settled = [this] { begin(); };
   }
 
   // The exit status.
   int play(const std::string& path) {
     const auto probe = openRecording(path);
     if (!probe) return work_.badInput(probe.error());
-    if (const auto started = engine_.start(); !started) return work_.fail(started.error());
     status_.reset();
+    path_ = path;
+    from_ = 0;
     seconds_ = double((*probe)->frameCount()) / (*probe)->format().sampleRate;
-    begin(path);
+    begin();
     const ScopedTask look = work_.runtime().mainQueue().repeat(kShowInterval, [this] { show(); });
     while (!status_) work_.runtime().run();
     engine_.stop();
@@ -47,21 +51,31 @@ class Playing {
   }
 
  private:
-  void begin(const std::string& path) {
+  static Outcome<std::unique_ptr<AudioFileReader>> open(const std::string& path, double from,
+                                                        const PCMFormat& wanted) {
+    auto reader = openRecording(path);
+    if (!reader) return reader;
+    const auto frame = std::int64_t(from * (*reader)->format().sampleRate);
+    if (frame > 0)
+      if (auto found = (*reader)->seek(frame); !found) return std::unexpected(found.error());
+    return resampled(std::move(*reader), wanted);
+  }
+
+  void begin() {
+    if (const auto started = engine_.start(); !started) return end(work_.fail(started.error()));
     PlaybackEngine::Request request;
-    request.tracks.push_back([path](const PCMFormat& wanted) -> Outcome<std::unique_ptr<AudioFileReader>> {
-      auto reader = openRecording(path);
-      if (!reader) return reader;
-      return resampled(std::move(*reader), wanted);
-    });
+    request.tracks.push_back(
+        [path = path_, from = from_](const PCMFormat& wanted) { return open(path, from, wanted); });
     request.finished = [this] { end(kExitSuccess); };
     request.failed = [this](std::size_t, const Error& error) { end(work_.fail(error)); };
     engine_.play(std::move(request));
   }
 
+  // Seconds, since it began or went on.
+  double played() const { return double(engine_.playedFrames()) / std::max(engine_.sampleRate(), 1.0); }
+
   void show() {
-    const double played = double(engine_.playedFrames()) / std::max(engine_.sampleRate(), 1.0);
-    if (work_.show(seconds_ > 0 ? std::min(1.0, played / seconds_) : 0))
+    if (work_.show(seconds_ > 0 ? std::min(1.0, (from_ + played()) / seconds_) : 0))
       end(work_.fail({"PlayCommand", 2, "stopped"}));
   }
 
@@ -72,7 +86,11 @@ class Playing {
 
   FileWork& work_;
   RenderServices rendering_;
+  DeviceDirectory devices_;
+  RouteKeeper routes_;
   PlaybackEngine engine_;
+  std::string path_;
+  double from_ = 0;  // seconds into the file
   std::optional<int> status_;
   double seconds_ = 0;
 };

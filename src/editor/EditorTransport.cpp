@@ -29,7 +29,7 @@ EditorTransport::~EditorTransport() {
 
 void EditorTransport::close() {
   halt();
-  restart_.cancel();
+  isInterrupted_ = false;
   silence();
   pausedAtFrame_.reset();
   if (*isPlaying) isPlaying.set(false);
@@ -38,7 +38,7 @@ void EditorTransport::close() {
 // Operations.
 
 void EditorTransport::play() {
-  restart_.cancel();
+  isInterrupted_ = false;
   const Span span = material_.span();
   if (span.endFrame <= span.startFrame) return pause();
   start(contains(span, *playheadFrame) ? *playheadFrame : span.startFrame, std::nullopt);
@@ -48,7 +48,7 @@ void EditorTransport::pause() {
   if (!*isPlaying) return;
   tick();
   halt();
-  restart_.cancel();
+  isInterrupted_ = false;
   silence();
   pausedAtFrame_ = *playheadFrame;
   isPlaying.set(false);
@@ -140,20 +140,22 @@ void EditorTransport::fail(const Error& error) {
 }
 
 // The playhead waits where the sound broke off.
-void EditorTransport::interrupted(Duration settleTime) {
-  if (!*isPlaying) return;
+void EditorTransport::interrupted() {
   tick();
   halt();
-  restart_ = context_.runtime.mainQueue().postAfter(settleTime, [this] {
-    play();
-    if (!*isPlaying) pausedAtFrame_ = *playheadFrame;
-  });
+  isInterrupted_ = true;
+}
+
+void EditorTransport::settled() {
+  play();
+  if (!*isPlaying) pausedAtFrame_ = *playheadFrame;
 }
 
 PlaybackEngine& EditorTransport::audioEngine() {
   if (!audioEngine_) {
-    audioEngine_ = std::make_unique<PlaybackEngine>(context_.rendering);
-    audioEngine_->interrupted = [this](Duration settleTime) { interrupted(settleTime); };
+    audioEngine_ = std::make_unique<PlaybackEngine>(context_);
+    audioEngine_->interrupted = [this] { interrupted(); };
+    audioEngine_->settled = [this] { settled(); };
   }
   return *audioEngine_;
 }
@@ -171,7 +173,7 @@ void EditorTransport::halt() {
 }
 
 void EditorTransport::reschedule() {
-  if (!*isPlaying || restart_) return;
+  if (!*isPlaying || isInterrupted_) return;
   if (rescheduleInFlight_) return materialChanged();
   const std::int64_t timelineFrame = audioEngine_->playedFrames();
   const std::int64_t heard = frameHeard(timelineFrame);

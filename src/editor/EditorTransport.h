@@ -71,7 +71,8 @@ class EditorTransport {
   void finished();
   bool hasPlayedOut(std::int64_t heard) const;
   void trackFailed(const Error& error);
-  void interrupted(Duration settleTime);
+  void interrupted();
+  void settled();
   PlaybackEngine& audioEngine();
   void silence();
   void halt();
@@ -93,7 +94,7 @@ class EditorTransport {
   ScopedTask rescheduleDebounceTask_;
   bool rescheduleInFlight_ = false;
   ScopedTask playbackTimer_;
-  ScopedTask restart_;
+  bool isInterrupted_ = false;  // and goes on once there is an output
   std::int64_t playbackStartFrame_ = 0;
   Duration playbackStartTimestamp_{0};  // uptime
   std::optional<std::int64_t> pausedAtFrame_;

@@ -40,8 +40,8 @@ void ScrubAudioPlayer::play() {
 
 bool ScrubAudioPlayer::prepareOutput() {
   if (!audioEngine_) {
-    audioEngine_ = std::make_unique<PlaybackEngine>(context_.rendering);
-    audioEngine_->interrupted = [this](Duration) { stop(); };
+    audioEngine_ = std::make_unique<PlaybackEngine>(context_);
+    audioEngine_->interrupted = [this] { stop(); };
   }
   const auto running = audioEngine_->start();
   if (!running) context_.log.error("ScrubAudioPlayer: play failed: " + running.error().description);

@@ -149,5 +149,20 @@ TEST_F(RouteKeeperTest, RoutesAreToldInTheirOrderAndNotOnceTheyAreGone) {
   EXPECT_EQ(other.story, "sleep ");
 }
 
+TEST_F(RouteKeeperTest, AWakeThatNobodyWasThereToHearIsNotWaitedFor) {
+  {
+    const auto registration = keeper.add(route);
+    host.sleep();
+    runtime.settle();
+  }
+  host.wake();
+  const auto registration = keeper.add(route);
+  runtime.advance(fromSeconds(3));
+  route.take();
+  host.setDefault(DefaultDevice::output, SimulatedHost::kHeadsetUID);
+  runtime.advance(fromSeconds(0.2));
+  EXPECT_EQ(route.take(), "device ");
+}
+
 }  // namespace
 }  // namespace sonmere

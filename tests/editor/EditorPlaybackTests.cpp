@@ -220,6 +220,27 @@ TEST_F(EditorPlayback, ARestartOfTheServerIsPlayedThrough) {
   EXPECT_EQ(host().counts().runningUnits, 1u);
 }
 
+TEST_F(EditorPlayback, AnOutputThatWasGivenBackIsNotFollowedAndANewOneIs) {
+  const auto engine = openTone();
+  engine->play();
+  wait(1);
+  host().sleep();
+  wait(0.5);
+  engine->pause();
+  wait(2);
+  EXPECT_TRUE(context.routes.health().empty()) << "nothing is followed for an output that was given back";
+  host().wake();
+  engine->play();
+  wait(1);
+  ASSERT_EQ(context.routes.health().size(), 1u);
+  EXPECT_EQ(context.routes.health()[0].verdict, RouteHealthVerdict::healthy);
+  const auto other = host().hear(SimulatedHost::kHeadsetUID);
+  host().setDefault(DefaultDevice::output, SimulatedHost::kHeadsetUID);
+  wait(1);
+  EXPECT_TRUE(*engine->isPlaying());
+  EXPECT_FALSE(sounding(other->samples()).empty());
+}
+
 TEST_F(EditorPlayback, EveryStepOfTheOutputCanFailAndNothingStays) {
   const auto engine = openTone();
   for (const Operation operation :

@@ -51,7 +51,7 @@ struct Playback : testing::Test, EditorWorld {
   }
 
   std::shared_ptr<DeviceRecorder> ear = host().hear(SimulatedHost::kSpeakersUID);
-  PlaybackEngine engine{context.rendering};
+  PlaybackEngine engine{context};
   int finished = 0;
 };
 

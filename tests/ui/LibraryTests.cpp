@@ -12,6 +12,7 @@
 
 #include "FakeService.h"
 #include "WavFile.h"
+#include "platform/simulated/SimulatedPlatform.h"
 #include "ui/editor/EditedProject.h"
 #include "ui/editor/EditorView.h"
 #include "ui/model/LibraryModel.h"
@@ -147,6 +148,14 @@ TEST_F(LibraryTest, ARecordingPlaysWhereItLies) {
   player->play(player->path());
   ASSERT_TRUE(waits([&] { return !player->isPlaying(); })) << "it ends by itself";
   EXPECT_DOUBLE_EQ(player->seconds(), 1);
+  player->play(player->path());
+  ASSERT_TRUE(waits([&] { return player->seconds() > 0.3; }));
+  static_cast<SimulatedPlatform&>(bench.engines().platform)
+      .host()
+      .setDefault(DefaultDevice::output, SimulatedHost::kHeadsetUID);
+  ASSERT_TRUE(waits([&] { return !player->isPlaying(); }));
+  EXPECT_DOUBLE_EQ(player->seconds(), 1) << "it goes on where another output broke it off";
+  EXPECT_EQ(failed.count(), 0);
   player->play(root.filePath(QStringLiteral("not there.wav")));
   EXPECT_EQ(failed.count(), 1);
 }

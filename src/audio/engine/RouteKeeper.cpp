@@ -24,7 +24,7 @@ RouteKeeper::Registration::~Registration() {
 void RouteKeeper::remove(Route& route) {
   std::erase(routes_, &route);
   if (!routes_.empty()) return;
-  isFollowing_ = false;
+  isFollowing_ = isAsleep_ = false;
   for (ScopedTask* const task : {&listenAgain_, &afterChange_, &afterRestart_, &afterWake_}) task->cancel();
   for (Subscription* const each : {&listChange_, &sleepObserver_, &wakeObserver_}) each->cancel();
   defaultOutput_.stop();

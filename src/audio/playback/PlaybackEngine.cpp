@@ -44,17 +44,21 @@ constexpr Duration kHeardTimeout = fromMilliseconds(500);
 
 }  // namespace
 
-PlaybackEngine::PlaybackEngine(RenderServices& rendering)
+PlaybackEngine::PlaybackEngine(RenderServices& rendering, RouteKeeper& routes)
     : rendering_(rendering),
       runtime_(rendering.runtime),
       hardware_(rendering.hardware),
       worker_(rendering.runtime.serialQueue("sonmere.playback")),
-      output_(rendering, plan()) {
-  output_.outdated = [this] { interrupt(settleTimes(hardware_).change); };
+      output_(rendering, plan()),
+      routes_(routes) {
+  output_.outdated = [this] {
+    interrupt();
+    settling_ = runtime_.mainQueue().postAfter(settleTimes(hardware_).change, [this] { resume(); });
+  };
 }
 
 PlaybackEngine::~PlaybackEngine() {
-  stop();
+  halt();
   teardown();
   rendering_.waitForTeardown();
 }
@@ -75,19 +79,19 @@ OutputRunner::Plan PlaybackEngine::plan() {
 
 Outcome<void> PlaybackEngine::start() {
   idle_.cancel();
+  awaitsOutput_ = false;
   if (output_.isRunning() && !output_.isAsPlanned()) teardown();
   if (output_.isRunning()) return {};
   if (const auto started = output_.start(); !started)
     return std::unexpected(Error{kOSStatusErrorDomain, started.error().status, textOf(started.error())});
-  restartListener_.listen(hardware_, kAudioObjectSystemObject, AudioProperty::serviceRestarted,
-                          runtime_.mainQueue(), [this] { interrupt(settleTimes(hardware_).restart); });
+  registration_ = routes_.add(*this);
   return {};
 }
 
 void PlaybackEngine::teardown() {
-  restartListener_.stop();
   publish(nullptr);
   output_.stop();
+  if (!awaitsOutput_) registration_ = {};
 }
 
 void PlaybackEngine::publish(std::shared_ptr<const PlaybackProgram> program) {
@@ -137,14 +141,21 @@ void PlaybackEngine::begin() {
 
 std::int64_t PlaybackEngine::playedFrames() const { return timeline_ ? timeline_->frame.loadAcquire() : 0; }
 
-void PlaybackEngine::stop() {
+void PlaybackEngine::halt() {
   endFeeder(pending_.feeder);
   pending_ = {};
   endFeeder(playing_);
   timeline_.reset();
-  if (!output_.isRunning()) return;
-  publish(nullptr);
-  idle_ = runtime_.mainQueue().postAfter(kIdleTime, [this] { teardown(); });
+  if (output_.isRunning()) publish(nullptr);
+}
+
+void PlaybackEngine::stop() {
+  awaitsOutput_ = false;
+  halt();
+  if (!output_.isRunning())
+    registration_ = {};
+  else
+    idle_ = runtime_.mainQueue().postAfter(kIdleTime, [this] { teardown(); });
 }
 
 void PlaybackEngine::endFeeder(std::shared_ptr<PlaybackFeeder>& feeder) {
@@ -155,12 +166,37 @@ void PlaybackEngine::endFeeder(std::shared_ptr<PlaybackFeeder>& feeder) {
   feeder.reset();
 }
 
-void PlaybackEngine::interrupt(Duration settleTime) {
-  const bool wasPlaying = playing_ || pending_.feeder;
-  stop();
+// The route.
+
+// Where it broke off can still be asked for while it is told.
+void PlaybackEngine::interrupt() {
+  settling_.cancel();
+  awaitsOutput_ = awaitsOutput_ || playing_ || pending_.feeder;
+  if (output_.isRunning() && awaitsOutput_ && interrupted) interrupted();
+  halt();
   idle_.cancel();
   teardown();
-  if (wasPlaying && interrupted) interrupted(settleTime);
+}
+
+void PlaybackEngine::resume() {
+  settling_.cancel();
+  if (!std::exchange(awaitsOutput_, false)) return;
+  if (settled) settled();
+  if (!output_.isRunning()) registration_ = {};
+}
+
+void PlaybackEngine::serverLost() { interrupt(); }
+
+void PlaybackEngine::revalidate(RevalidationReason) {
+  if (output_.isRunning() && !output_.isAsPlanned()) interrupt();
+  resume();
+}
+
+RouteHealthEntry PlaybackEngine::health() const {
+  const auto verdict = output_.isRunning() ? RouteHealthVerdict::healthy
+                       : awaitsOutput_     ? RouteHealthVerdict::broken
+                                           : RouteHealthVerdict::inactive;
+  return {"playback", "Playback", verdict, ""};
 }
 
 }  // namespace sonmere

@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
+#include "audio/engine/EngineContext.h"
 #include "audio/engine/OutputRunner.h"
-#include "audio/engine/PropertyListener.h"
 #include "audio/engine/RenderServices.h"
 #include "audio/playback/PlaybackFeeder.h"
 #include "base/Error.h"
@@ -16,7 +16,7 @@ namespace sonmere {
 
 // Plays tracks on the default output device, on any platform: one output unit whose callback sums what a
 // worker has read ahead. However long the tracks are, each takes half a megabyte. Main thread.
-class PlaybackEngine {
+class PlaybackEngine final : public Route {
  public:
   using OpenSource = PlaybackFeeder::OpenSource;
   struct Request {
@@ -30,13 +30,16 @@ class PlaybackEngine {
     std::function<void(std::size_t track, const Error& error)> failed;  // the others go on
   };
 
-  explicit PlaybackEngine(RenderServices& rendering);
+  PlaybackEngine(RenderServices& rendering, RouteKeeper& routes);
+  explicit PlaybackEngine(EngineContext& context) : PlaybackEngine(context.rendering, context.routes) {}
   // Waits for the tear-down of its unit.
-  ~PlaybackEngine();
+  ~PlaybackEngine() override;
 
-  // The output is not what it was (unplugged, another default, another rate, the server restarted) and
-  // nothing plays any more. Whoever wants to go on starts again, once the server had time to settle.
-  std::function<void(Duration settleTime)> interrupted;
+  // The output is not what it was (unplugged, another default, another rate, the server restarted): nothing
+  // plays after the call.
+  std::function<void()> interrupted;
+  // After that, once it has settled: whoever wants to go on starts again. Not told after a stop or a start.
+  std::function<void()> settled;
 
   // Makes and starts the output unit unless it runs. The error names what could not be done.
   Outcome<void> start();
@@ -50,18 +53,24 @@ class PlaybackEngine {
   // Silence from the next block on. The unit is given back when nothing follows within a second.
   void stop();
 
+  void serverLost() override;
+  void revalidate(RevalidationReason reason) override;
+  RouteHealthEntry health() const override;
+
  private:
   struct Pending {
     std::shared_ptr<PlaybackFeeder> feeder;
     std::function<void()> started;
   };
   OutputRunner::Plan plan();
+  void halt();
   void teardown();
   void publish(std::shared_ptr<const PlaybackProgram> program);
   void beginOnceHeard(const std::shared_ptr<PlaybackFeeder>& feeder, Duration patience);
   void begin();
   void endFeeder(std::shared_ptr<PlaybackFeeder>& feeder);
-  void interrupt(Duration settleTime);
+  void interrupt();
+  void resume();
 
   RenderServices& rendering_;
   Runtime& runtime_;
@@ -69,12 +78,14 @@ class PlaybackEngine {
   const std::shared_ptr<Queue> worker_;
 
   OutputRunner output_;
-  PropertyListener restartListener_;
+  RouteKeeper& routes_;
+  RouteKeeper::Registration registration_;  // while there is a unit, or one is waited for
+  bool awaitsOutput_ = false;
 
   std::shared_ptr<PlaybackFeeder> playing_;
   Pending pending_;
   std::shared_ptr<PlaybackTimeline> timeline_;
-  ScopedTask idle_, untilHeard_;
+  ScopedTask idle_, untilHeard_, settling_;
 };
 
 }  // namespace sonmere

@@ -1155,13 +1155,6 @@
     </message>
 </context>
 <context>
-    <name>sonmere::Player</name>
-    <message>
-        <source>The output was interrupted.</source>
-        <translation>Die Ausgabe wurde unterbrochen.</translation>
-    </message>
-</context>
-<context>
     <name>sonmere::PlayerBar</name>
     <message>
         <source>Place in the recording</source>

@@ -42,8 +42,9 @@ void Player::play(const QString& path) {
 
 void Player::begin() {
   if (!engine_) {
-    engine_ = std::make_unique<PlaybackEngine>(workbench_.engines().rendering);
-    engine_->interrupted = [this](Duration) { finish(tr("The output was interrupted.")); };
+    engine_ = std::make_unique<PlaybackEngine>(workbench_.engines());
+    engine_->interrupted = [this] { from_ = seconds(); };
+    engine_->settled = [this] { begin(); };
   }
   if (const auto started = engine_->start(); !started)
     return finish(QString::fromStdString(started.error().description));
