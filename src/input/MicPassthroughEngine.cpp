@@ -20,6 +20,8 @@ constexpr const char* kEQKey = "sonmere.appEQSettings.__mic__";
 constexpr const char* kLimiterKey = "sonmere.appLimiterSettings.__mic__";
 
 constexpr Duration kRetryDelay = std::chrono::seconds(1);
+// The pauses between further attempts double up to here.
+constexpr int kMostDoublings = 4;
 constexpr Duration kDualMonoSettleTime = fromMilliseconds(100);
 constexpr Duration kConvertedCheckDelay = std::chrono::seconds(2);
 
@@ -97,6 +99,7 @@ void MicPassthroughEngine::setEnabled(bool enabled) {
   isWanted_ = enabled;
   context_.settings.set(kEnabledKey, enabled);
   didRetryStart_ = false;
+  failedStarts_ = 0;
   if (enabled) return begin();
   stop();
   isEnabled.set(false);
@@ -213,19 +216,41 @@ void MicPassthroughEngine::askThenStart() {
 
 void MicPassthroughEngine::begin() {
   if (!isLaunched_ || isRefused()) return;
-  isEnabled.set(true);
-  if (context_.platform.permissions().status(Permission::microphone) == PermissionStatus::notDetermined)
+  if (context_.platform.permissions().status(Permission::microphone) == PermissionStatus::notDetermined) {
+    isEnabled.set(true);
     return askThenStart();
+  }
   start();
 }
 
 void MicPassthroughEngine::switchOff(const std::string& message) {
-  isEnabled.set(false);
-  errorMessage.set(message);
+  isEnabled.setIfChanged(false);
+  errorMessage.setIfChanged(message);
+}
+
+// What comes meanwhile has it tried at once.
+void MicPassthroughEngine::failUntilLater(const std::string& message) {
+  switchOff(message);
+  const Duration pause = kRetryDelay * (1 << std::min(++failedStarts_, kMostDoublings));
+  retry_ = context_.runtime.mainQueue().postAfter(pause, [this] {
+    retry_.cancel();
+    if (isWanted_ && !isRunning()) begin();
+  });
+}
+
+int MicPassthroughEngine::bridgeBus() const {
+  return context_.settings.boolValue(kDualMonoKey) ? kMicBus : kBridgeBus;
+}
+
+std::vector<AudioDeviceID> MicPassthroughEngine::devicesOfAStart() const {
+  std::vector<AudioDeviceID> devices{
+      CoreAudioUtils::deviceForBus(context_.hardware(), bridgeBus()).value_or(kAudioObjectUnknown)};
+  for (const MicDevice& each : *devices_.availableMics) devices.push_back(each.id);
+  return devices;
 }
 
 std::optional<AudioDeviceID> MicPassthroughEngine::bridgeDevice() {
-  const int bus = context_.settings.boolValue(kDualMonoKey) ? kMicBus : kBridgeBus;
+  const int bus = bridgeBus();
   const auto device = CoreAudioUtils::deviceForBus(context_.hardware(), bus);
   if (device && bus == kMicBus) pinMicBus(*device);
   return device;
@@ -258,16 +283,17 @@ void MicPassthroughEngine::listenToBridge() {
 
 void MicPassthroughEngine::start() {
   if (isRunning() || isStarting_) return;
+  triedDevices_ = devicesOfAStart();
   const auto input = devices_.selected();
   if (!input)
-    return switchOff(
+    return failUntilLater(
         devices_.availableMics->empty()
             ? "No microphone connected. Plug in a microphone (USB, built-in, or audio interface) and "
               "try again."
             : "No microphone selected. Pick one from the dropdown above.");
   const auto bridge = bridgeDevice();
   if (!bridge)
-    return switchOff(
+    return failUntilLater(
         "Tone Ferry device not found. The driver may not be loaded — try restarting your Mac, or run "
         "`sudo killall coreaudiod` in Terminal.");
   isEnabled.set(true);
@@ -322,6 +348,7 @@ void MicPassthroughEngine::didStart() {
   context_.micSend.captureRate = route.captureRate;
   context_.micSend.active = true;
   didRetryStart_ = false;
+  failedStarts_ = 0;
   errorMessage.set(std::nullopt);
   context_.log.info("mic start: input + bridge-output AUs running");
   context_.log.info(fmt::format(
@@ -363,7 +390,7 @@ void MicPassthroughEngine::didFail(const PassthroughError& error) {
     return;
   }
   didRetryStart_ = false;
-  switchOff("Failed: " + error.description());
+  failUntilLater("Failed: " + error.description());
 }
 
 void MicPassthroughEngine::abortForRate(const MicRateForce::Aborted& rates) {
@@ -373,6 +400,7 @@ void MicPassthroughEngine::abortForRate(const MicRateForce::Aborted& rates) {
       "{} stays at {:.0f} Hz, and the bridge can't run at that rate. Set it to {:.0f} Hz, or choose "
       "another microphone.",
       name, rates.inputRate, rates.bridgeRate));
+  lastBridgeRate_ = rates.bridgeRate;
   if (device)
     listen(inputRateListener_, device->id, AudioProperty::nominalSampleRate,
            &MicPassthroughEngine::inputRateChanged, "input-rate");
@@ -407,15 +435,20 @@ void MicPassthroughEngine::restart() {
 
 void MicPassthroughEngine::bridgeRateChanged() {
   const auto rate = CoreAudioUtils::nominalRate(context_.hardware(), bridgeRateListenerDeviceID_);
-  if (!isRunning() || isStarting_ || !rate || std::abs(*rate - lastBridgeRate_) <= kSameRateHz) return;
+  const bool mayFitNow = isWanted_ && inputRateListener_;
+  if (!isRunning() && !mayFitNow) return;
+  if (isStarting_ || !rate || std::abs(*rate - lastBridgeRate_) <= kSameRateHz) return;
   context_.log.info(
       fmt::format("ToneFerry: bridge rate changed to {:.0f} Hz — restarting mic passthrough", *rate));
   restart();
 }
 
-void MicPassthroughEngine::inputRateChanged() { revalidate(RevalidationReason::deviceChange); }
+// Where the rates did not fit they may now.
+void MicPassthroughEngine::inputRateChanged() {
+  if (isWanted_ && !isRunning()) restart();
+}
 
-// After a sleep a unit may run that nobody hears.
+// After a sleep a unit may run that nobody hears. What could not be started is tried again for what is new.
 void MicPassthroughEngine::revalidate(RevalidationReason reason) {
   assertMain();
   const auto before = uidsOf(*devices_.availableMics);
@@ -424,7 +457,11 @@ void MicPassthroughEngine::revalidate(RevalidationReason reason) {
   if (isAnother)
     if (const auto device = devices_.selected()) extras_.load(device->uid);
   const bool mayBeDeaf = reason == RevalidationReason::wake || reason == RevalidationReason::manual;
-  if (isWanted_ && (isAnother || mayBeDeaf || !isRunning() || hasLostBridge())) restart();
+  const bool mayStartNow =
+      !isRunning() && (reason != RevalidationReason::deviceChange || devicesOfAStart() != triedDevices_);
+  if (!isWanted_ || !(isAnother || mayBeDeaf || mayStartNow || hasLostBridge())) return;
+  failedStarts_ = 0;
+  restart();
 }
 
 RouteHealthEntry MicPassthroughEngine::check(RevalidationReason) {

@@ -124,6 +124,10 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   void bridgeRateChanged();
   void inputRateChanged();
   bool hasLostBridge();
+  int bridgeBus() const;
+  // The bridge and the inputs.
+  std::vector<AudioDeviceID> devicesOfAStart() const;
+  void failUntilLater(const std::string& message);
   void checkConverted();
   void noteNewInputs(const std::set<std::string>& before);
   void listen(PropertyListener& listener, AudioObjectID object, AudioProperty property,
@@ -142,7 +146,9 @@ class MicPassthroughEngine final : public LatencySource, public Route {
   bool isLaunched_ = false;
   bool isStarting_ = false;
   bool didRetryStart_ = false;
-  double lastBridgeRate_ = 0;  // Hz, at the last start
+  int failedStarts_ = 0;                     // in a row
+  std::vector<AudioDeviceID> triedDevices_;  // that there were at the latest start
+  double lastBridgeRate_ = 0;                // Hz, at the last start
   AudioDeviceID bridgeRateListenerDeviceID_ = kAudioObjectUnknown;
   PropertyListener bridgeRateListener_, inputRateListener_;
   ScopedTask retry_, convertedCaptureCheck_;
