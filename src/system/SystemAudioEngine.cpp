@@ -129,7 +129,8 @@ void SystemAudioEngine::reconnect() {
   }
   switchOn_ = context_.runtime.mainQueue().postAfter(kSwitchGap, [this] {
     switchOn_.cancel();
-    if (!context_.settings.boolValue(kEnabledKey) || *isEnabled || !bridge()) return;
+    if (!context_.settings.boolValue(kEnabledKey) || *isEnabled) return;
+    if (!bridge()) return void(lacksDevice_ = true);
     context_.log.info("reconnect: enabling SAP fresh, from a physical default");
     setEnabled(true);
   });
@@ -141,7 +142,7 @@ bool SystemAudioEngine::setEnabled(bool enabled) {
   assertMain();
   switchOn_.cancel();
   // A wish that waits for its device or its moment ends too.
-  if (!enabled && !*isEnabled) context_.settings.set(kEnabledKey, false);
+  if (!enabled && !*isEnabled) endWish();
   if (enabled == *isEnabled) return true;
   if (enabled && !enable()) return false;
   if (!enabled) disable();
@@ -150,6 +151,19 @@ bool SystemAudioEngine::setEnabled(bool enabled) {
 }
 
 void SystemAudioEngine::changed() { context_.notifications.post(kChanged); }
+
+void SystemAudioEngine::endWish() {
+  lacksDevice_ = false;
+  context_.settings.set(kEnabledKey, false);
+  errorMessage.setIfChanged(std::nullopt);
+}
+
+// It is tried again when the devices are others.
+bool SystemAudioEngine::awaitDevice(const std::string& missing) {
+  lacksDevice_ = true;
+  context_.settings.set(kEnabledKey, true);
+  return refuse(missing);
+}
 
 bool SystemAudioEngine::refuse(const std::string& why) {
   context_.log.error("ToneFerry: " + why);
@@ -166,8 +180,9 @@ void SystemAudioEngine::leaveOwnDefault() {
 bool SystemAudioEngine::enable() {
   refreshDevices();
   const auto bridge = this->bridge();
-  if (!*selectedOutput) return refuse("No output device selected");
-  if (!bridge) return refuse("Tone Ferry driver not found");
+  if (!*selectedOutput) return awaitDevice("No output device selected");
+  if (!bridge) return awaitDevice("Tone Ferry driver not found");
+  lacksDevice_ = false;
   const OutputCandidate selected = **selectedOutput;
   const auto now = CoreAudioUtils::defaultOutput(hardware());
   context_.log.info(fmt::format("enable: selected={} curDefault={}", selected.name, now.value_or(0)));
@@ -400,7 +415,9 @@ bool SystemAudioEngine::isMixModeOn() const {
 }
 
 void SystemAudioEngine::mixModeChanged() {
-  if (!isMixModeOn() || !*isEnabled) return;
+  if (!isMixModeOn()) return;
+  if (lacksDevice_) return endWish();
+  if (!*isEnabled) return;
   context_.log.info(
       "Sonmere: Mix Mode turned on — disabling System Audio Passthrough to avoid output collision");
   setEnabled(false);
@@ -492,6 +509,7 @@ void SystemAudioEngine::serverLost() {
 
 void SystemAudioEngine::revalidate(RevalidationReason reason) {
   assertMain();
+  if (lacksDevice_ && bridge() && !outputCandidates(context_.devices).empty()) return void(setEnabled(true));
   if (reason == RevalidationReason::deviceChange) return;
   if (reason == RevalidationReason::serviceRestart) {
     isReconfiguring_ = false;

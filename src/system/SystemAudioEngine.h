@@ -49,7 +49,7 @@ class SystemAudioEngine final : public Route {
   OwnedObservable<bool, SystemAudioEngine> followSystemDefault{false};
   OwnedObservable<std::optional<std::string>, SystemAudioEngine> errorMessage;
 
-  // False when it could not be: errorMessage says why.
+  // False when it could not be: errorMessage says why. Where only a device is missing the wish waits for it.
   bool setEnabled(bool enabled);
   // False when there is no such device.
   bool select(const std::string& uid);
@@ -98,6 +98,8 @@ class SystemAudioEngine final : public Route {
   void refreshDevices();
   bool enable();
   bool refuse(const std::string& why);
+  bool awaitDevice(const std::string& missing);
+  void endWish();
   void finishEnable(AudioDeviceID device);
   void disable();
   void setOriginal(AudioDeviceID device);
@@ -138,6 +140,7 @@ class SystemAudioEngine final : public Route {
   std::optional<AudioDeviceID> originalOutputDeviceID_;
   std::string originalUID_;  // of that one, for after a restart of the server
   std::set<AudioDeviceID> previousDeviceIDs_;
+  bool lacksDevice_ = false;      // it is wanted, and comes with its devices
   bool isReconfiguring_ = false;  // a rebuild runs: what the system tells is its echo
   bool sapHealing_ = false;
   int sapHealAttempts_ = 0;

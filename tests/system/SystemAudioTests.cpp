@@ -255,12 +255,56 @@ TEST_F(SystemAudioTest, EveryStepThatFailsLeavesTheUsersOutput) {
   world->wait(2);
   EXPECT_FALSE(engine->setEnabled(true));
   EXPECT_EQ(error(), "Tone Ferry driver not found");
+  host().installDriver();
+  world->wait(2);
+  expectSound(true);
+  EXPECT_EQ(error(), "") << "the wish has waited";
+  // A wish that waits ends when the user takes it back, and with Mix Mode.
+  for (const bool byMixMode : {false, true}) {
+    begin();
+    host().removeDriver();
+    world->wait(2);
+    EXPECT_FALSE(engine->setEnabled(true));
+    world->settings.set("sonmere.mixMode.isEnabled", byMixMode);
+    byMixMode ? world->notifications.post("sonmereMixModeChanged") : void(engine->setEnabled(false));
+    EXPECT_EQ(error(), "");
+    host().installDriver();
+    world->wait(2);
+    expectSound(false);
+  }
   begin();
   for (const char* uid : {kSpeakers, kHeadset}) host().unplug(uid);
   world->settings.remove(SystemAudioEngine::kSelectedOutputDeviceUIDKey);
   launch();
   EXPECT_FALSE(engine->setEnabled(true));
   EXPECT_EQ(error(), "No output device selected");
+  host().replug(kHeadset);
+  world->wait(2);
+  expectSound(true);
+}
+
+// The driver that is away at the start, or goes while another output is being paired, is waited for.
+TEST_F(SystemAudioTest, ItComesBackWithADriverThatWasMissing) {
+  begin();
+  ASSERT_TRUE(engine->setEnabled(true));
+  engine.reset();
+  host().removeDriver();
+  launch();
+  world->wait(2);
+  EXPECT_FALSE(isDefaultOurs());
+  host().installDriver();
+  world->wait(2);
+  expectSound(true);
+  host().removeDriver();
+  world->wait(2);
+  engine->select(kHeadset);
+  world->wait(2);
+  EXPECT_FALSE(*engine->isEnabled);
+  EXPECT_EQ(error(), "Tone Ferry driver not found");
+  host().installDriver();
+  world->wait(2);
+  expectSound(true);
+  EXPECT_EQ((*engine->selectedOutput)->uid, kHeadset);
 }
 
 TEST_F(SystemAudioTest, AKilledRunLeavesADeviceThatTheNextOneReplacesAndAnEndLeavesNone) {
