@@ -281,13 +281,9 @@ Outcome<void> checkForJSON(const DemoOptions& options) {
   return {};
 }
 
-}  // namespace
-
-Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
-  DemoRequest request;
-  auto apps = readApps(arguments.apps, arguments.microphone.has_value());
-  if (!apps) return std::unexpected(apps.error());
-  auto& all = request.options.apps = std::move(*apps);
+// What is wished for each app.
+Outcome<void> readAppWishes(const DemoArguments& arguments, DemoRequest& request) {
+  auto& all = request.options.apps;
   if (auto r = forEachPair(all, "--route", arguments.routes, "ID=BUS", takeRoute); !r)
     return std::unexpected(r.error());
   if (auto r = forEachPair(all, "--output", arguments.outputs, "ID=DEVICE[:L/R]", takeOutput); !r)
@@ -305,6 +301,10 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
     return std::unexpected(r.error());
   if (auto r = forEachPair(all, "--limit", arguments.limits, "ID=DB", noting(takeLimit)); !r)
     return std::unexpected(r.error());
+  return {};
+}
+
+Outcome<void> readExtras(const DemoArguments& arguments, DemoRequest& request) {
   auto microphone = readMicrophone(arguments, request.notes);
   if (!microphone) return std::unexpected(microphone.error());
   request.options.microphone = std::move(*microphone);
@@ -314,10 +314,15 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
     request.options.monitored.push_back(std::move(*monitored));
   }
   for (const std::string& text : arguments.plugins) {
-    auto plugin = readPlugin(text, all);
+    auto plugin = readPlugin(text, request.options.apps);
     if (!plugin) return std::unexpected(plugin.error());
     request.options.plugins.push_back(std::move(*plugin));
   }
+  return {};
+}
+
+// How the run is done and what it leaves.
+Outcome<void> readRun(const DemoArguments& arguments, DemoRequest& request) {
   const auto seconds = readSeconds(arguments.seconds);
   if (!seconds) return std::unexpected(seconds.error());
   if (arguments.layout) {
@@ -341,6 +346,18 @@ Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
   request.seed = *seed;
   request.live = arguments.live;
   request.json = arguments.json;
+  return {};
+}
+
+}  // namespace
+
+Outcome<DemoRequest> parseDemo(const DemoArguments& arguments) {
+  DemoRequest request;
+  auto apps = readApps(arguments.apps, arguments.microphone.has_value());
+  if (!apps) return std::unexpected(apps.error());
+  request.options.apps = std::move(*apps);
+  for (const auto read : {readAppWishes, readExtras, readRun})
+    if (auto done = read(arguments, request); !done) return std::unexpected(done.error());
   if (request.live && request.seed)
     return badArgument("--seed has no meaning with --live: real time can't be repeated");
   if (request.json)

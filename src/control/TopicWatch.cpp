@@ -36,6 +36,16 @@ void TopicWatch::tell() {
 }
 
 void TopicWatch::listen() {
+  listenToRouting();
+  listenToInput();
+  listenToMonitor();
+  listenToRoutes();
+  listenToSystem();
+  listenToRecordings();
+  listenToDevices();
+}
+
+void TopicWatch::listenToRouting() {
   AppTapEngine& routing = *app_.appTapEngine();
   on(routing.availableApps, {Topic::apps, Topic::routing, Topic::effects, Topic::monitor, Topic::mix});
   on(routing.errorMessage(), {Topic::routing});
@@ -55,6 +65,11 @@ void TopicWatch::listen() {
   on(mixer.directBundleIDs, {Topic::apps});
   on(mixer.outputEQSettings, {Topic::mixer});
   on(mixer.heardBundleIDs, {Topic::apps, Topic::mixer});
+  on(app_.pluginChains().pluginChainRevision, {Topic::plugins});
+  on(app_.pluginChains().errorMessage, {Topic::plugins});
+}
+
+void TopicWatch::listenToInput() {
   MicPassthroughEngine& mic = *app_.micEngine();
   on(mic.isEnabled, {Topic::input, Topic::settings});
   on(mic.errorMessage, {Topic::input});
@@ -65,9 +80,17 @@ void TopicWatch::listen() {
   on(mic.extras().extraSources, {Topic::input});
   on(mic.hearMic, {Topic::monitor});
   on(mic.monitorVolume, {Topic::monitor});
-  on(routing.monitors().monitorEnabledBundleIDs, {Topic::monitor});
-  on(routing.monitors().masterMonitorEnabledForBus, {Topic::monitor});
-  on(routing.monitors().masterGains, {Topic::monitor});
+  InputPinEngine& lock = *app_.inputPinEngine();
+  on(lock.isEnabled, {Topic::input});
+  on(lock.pinnedDevicePresent, {Topic::input});
+  on(lock.sessionRestoreCount, {Topic::input});
+}
+
+void TopicWatch::listenToMonitor() {
+  const RoutingMonitors& hearing = app_.appTapEngine()->monitors();
+  on(hearing.monitorEnabledBundleIDs, {Topic::monitor});
+  on(hearing.masterMonitorEnabledForBus, {Topic::monitor});
+  on(hearing.masterGains, {Topic::monitor});
   on(app_.context().monitors.isOn, {Topic::monitor});
   on(app_.context().monitors.enabledCount, {Topic::monitor});
   MonitorOutput& monitor = *app_.monitorOutput();
@@ -75,6 +98,9 @@ void TopicWatch::listen() {
   on(monitor.availableMonitorDevices, {Topic::monitor});
   on(monitor.monitorOutputDeviceName, {Topic::monitor});
   on(monitor.errorMessage, {Topic::monitor});
+}
+
+void TopicWatch::listenToRoutes() {
   RouteRecoveryCoordinator& recovery = app_.routeRecovery();
   on(recovery.routeHealth, {Topic::routes});
   on(recovery.isResetting, {Topic::routes});
@@ -83,11 +109,9 @@ void TopicWatch::listen() {
     on(*fact, {Topic::driver, Topic::routes});
   on(driver.selectedSampleRate, {Topic::driver});
   on(driver.pathWarning, {Topic::driver});
-  listenToSystem();
-  InputPinEngine& lock = *app_.inputPinEngine();
-  on(lock.isEnabled, {Topic::input});
-  on(lock.pinnedDevicePresent, {Topic::input});
-  on(lock.sessionRestoreCount, {Topic::input});
+}
+
+void TopicWatch::listenToRecordings() {
   BusRecordings& recordings = *app_.recordings();
   on(recordings.busRecordingStatuses, {Topic::recording});
   on(recordings.errorMessage, {Topic::recording});
@@ -105,9 +129,6 @@ void TopicWatch::listen() {
   on(library.isScanning, {Topic::library});
   on(library.folderUnavailable, {Topic::library});
   on(library.folderInUse, {Topic::library, Topic::settings});
-  on(app_.pluginChains().pluginChainRevision, {Topic::plugins});
-  on(app_.pluginChains().errorMessage, {Topic::plugins});
-  listenToDevices();
 }
 
 void TopicWatch::listenToSystem() {

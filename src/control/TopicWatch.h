@@ -29,7 +29,12 @@ class TopicWatch {
   void on(const Observable<Value>& value, TopicSet topics) {
     observers_.push_back(value.observe([this, topics = std::move(topics)](const Value&) { mark(topics); }));
   }
+  void listenToRouting();
+  void listenToInput();
+  void listenToMonitor();
+  void listenToRoutes();
   void listenToSystem();
+  void listenToRecordings();
   void listenToDevices();
   void listenToRates();
   void listenTo(AudioObjectID object, AudioProperty property, std::vector<ListenerID>& listeners,
