@@ -1,111 +1,15 @@
 // The layouts of a recording of the bridge: which files there are, what is in each, what happens to a session
-// whose parts can't all be had, and that its files lie on one line.
+// whose parts can't all be had.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <set>
-
-#include "RecordingWorld.h"
-#include "app/MicEngineRecorderFeed.h"
-#include "audio/file/AudioFileReader.h"
+#include "LayoutWorld.h"
 #include "recording/DualMonoEngine.h"
 #include "recording/RecordedSource.h"
-#include "recording/RecordingFileName.h"
 #include "recording/RecordingSources.h"
 #include "simulated/Signals.h"
 
 namespace sonmere {
 namespace {
-
-constexpr const char* kBridgeUID = "ToneFerry_UID";
-constexpr const char* kInterfaceUID = "Interface";
-
-struct File {
-  std::string name, stamp;
-  std::uint32_t channels = 0;
-  double rate = 0;
-  std::vector<float> samples;
-
-  std::vector<float> left() const { return channelOf(samples, 0, channels); }
-  std::vector<float> right() const { return channelOf(samples, 1, channels); }
-  double seconds() const { return double(samples.size()) / channels / rate; }
-};
-
-File readFile(const std::string& path) {
-  File file;
-  const std::string name = std::filesystem::path(path).filename();
-  const auto parts = parseRecordingName(name);
-  EXPECT_TRUE(parts) << name;
-  if (parts) file.name = parts->name, file.stamp = parts->stamp;
-  const auto reader = openAudioFile(path);
-  if (!reader) return file;
-  file.channels = (*reader)->format().channels;
-  file.rate = (*reader)->format().sampleRate;
-  std::vector<float> block(std::size_t(4096) * file.channels);
-  while (const std::uint32_t frames = (*reader)->read(block.data(), 4096).value_or(0))
-    file.samples.insert(file.samples.end(), block.begin(),
-                        block.begin() + std::ptrdiff_t(frames) * file.channels);
-  return file;
-}
-
-struct LayoutWorld : RecordingWorld {
-  explicit LayoutWorld(std::uint64_t seed = 1) : RecordingWorld(seed) {
-    host().permissions().set(Permission::microphone, PermissionStatus::authorized);
-    startAll();
-    mic = std::make_unique<MicPassthroughEngine>(context);
-    mic->launch();
-    micFeed = std::make_unique<MicEngineRecorderFeed>(*mic);
-    recordings.reset();
-    recordings = std::make_unique<BusRecordings>(
-        RecordingContext{
-            runtime, log, settings, notifications, context.folders,
-            RecordingHealth::create(runtime, log, notifications, context.folders.applicationSupport),
-            std::make_shared<FlushDeadline>(), createAudioFile, &platform},
-        *feed, nullptr, micFeed.get());
-    choose(RecordingLayout::separateTracks);
-  }
-  ~LayoutWorld() { recordings.reset(); }
-
-  void choose(RecordingLayout layout) { settings.set(kRecordingLayoutKey, std::string(name(layout))); }
-  // An interface with four inputs, on which the mic runs.
-  void startMic(SampleSourceFactory signal) {
-    SimulatedDeviceDescription device;
-    device.uid = device.name = kInterfaceUID;
-    device.inputChannels = 4;
-    device.outputChannels = 0;
-    device.inputSignal = std::move(signal);
-    host().plug(device);
-    settle();
-    EXPECT_TRUE(mic->select(kInterfaceUID));
-    mic->setChannelMode(InputChannelMode::input1);
-    mic->setEnabled(true);
-    EXPECT_TRUE(mic->isRunning()) << mic->errorMessage->value_or("");
-  }
-  SimulatedApp play(const std::string& id, std::unique_ptr<SampleSource> source) {
-    SimulatedApp app = launch(id);
-    app.play(std::move(source));
-    settle();
-    return app;
-  }
-  // By its name without "Sonmere ".
-  std::map<std::string, File> stop() {
-    std::map<std::string, File> files;
-    for (const std::string& path : stopRecordings()) {
-      File file = readFile(path);
-      files[std::string(recordingDisplayName(file.name))] = file;
-    }
-    return files;
-  }
-  std::size_t filesInFolder() const {
-    std::size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-      count += entry.path().extension() == ".wav";
-    return count;
-  }
-
-  std::unique_ptr<MicPassthroughEngine> mic;
-  std::unique_ptr<MicEngineRecorderFeed> micFeed;
-};
 
 std::vector<float> middleOf(const std::vector<float>& signal) {
   return {signal.begin() + 24000, signal.end() - 24000};
@@ -306,70 +210,6 @@ TEST(Layouts, WhatALayoutNeedsIsSwitchedOnForTheTakeAndOffAgain) {
   world.wait(1);
   EXPECT_FALSE(world.recordings->isRecording(kBridgeBus));
   EXPECT_FALSE(world.mic->isRunning()) << "for a take that did not begin";
-}
-
-// One sample at one instant of the machine's time, at whatever rate and in whatever cycle it falls.
-class ImpulseAt final : public SampleSource {
- public:
-  ImpulseAt(Runtime& runtime, Duration at) : runtime_(runtime), at_(at) {}
-  void setSampleRate(double rate) override { rate_ = rate; }
-  std::uint32_t render(float* stereo, std::uint32_t frames) override {
-    std::fill_n(stereo, 2 * std::size_t(frames), 0.0f);
-    const auto frame = std::llround(toSeconds(at_ - runtime_.uptime()) * rate_);
-    if (frame >= 0 && frame < std::int64_t(frames)) stereo[2 * frame] = stereo[2 * frame + 1] = 0.5f;
-    return frames;
-  }
-
- private:
-  Runtime& runtime_;
-  const Duration at_;
-  double rate_ = 48000;
-};
-
-std::ptrdiff_t impulseIn(const File& file) {
-  const auto left = file.left();
-  const auto loudest = std::ranges::max_element(left, {}, [](float sample) { return std::abs(sample); });
-  return loudest == left.end() || std::abs(*loudest) < 0.1f ? -1 : loudest - left.begin();
-}
-
-// Wherever the cycles of their devices stand when the take begins, its files begin at one instant: what is
-// captured at another lies at that frame in each of them. The ways to the bridge and to a Track take their
-// time, the same in every take.
-TEST(Layouts, TheFilesOfASessionLieOnOneLine) {
-  std::set<std::ptrdiff_t> bridgeDelays, trackDelays;
-  for (std::uint64_t seed = 1; seed <= 6; ++seed) {
-    LayoutWorld world(seed);
-    const Duration at = world.runtime.uptime() + fromSeconds(4.0);
-    const auto impulse = [&] { return std::make_unique<ImpulseAt>(world.runtime, at); };
-    world.startMic(impulse);
-    world.mic->extras().add("Second", 1);
-    auto heard = world.launch("org.heard");
-    heard.play(impulse());
-    auto onBridge = world.launch("org.bridge");
-    onBridge.setDevice(kBridgeUID);
-    onBridge.play(impulse());
-    auto routed = world.launch("org.routed");
-    routed.play(impulse());
-    world.settle();
-    ASSERT_TRUE(world.engine->setBus("org.routed", 2) && world.engine->setRouted("org.routed", true));
-    world.wait(1 + 0.0037 * double(seed));
-    const int buses[] = {kBridgeBus, 2};
-    world.recordings->startRecordings(buses);
-    ASSERT_EQ(*world.recordings->errorMessage, "");
-    const double expected = (toSeconds(at - world.runtime.uptime()) - 0.05) * 48000;
-    world.wait(5);
-    const auto files = world.stop();
-    ASSERT_EQ(files.size(), 5u);
-    for (const char* name : {"Mic", "Apps", "Mic \u2014 Second"})
-      EXPECT_NEAR(double(impulseIn(files.at(name))), expected, 1) << name << ", seed " << seed;
-    bridgeDelays.insert(impulseIn(files.at("Master")) - std::ptrdiff_t(std::llround(expected)));
-    trackDelays.insert(impulseIn(files.at("Track 1")) - std::ptrdiff_t(std::llround(expected)));
-  }
-  EXPECT_LE(*bridgeDelays.rbegin() - *bridgeDelays.begin(), 1) << *bridgeDelays.begin();
-  EXPECT_GE(*bridgeDelays.begin(), -1);
-  EXPECT_LE(*bridgeDelays.rbegin(), 512) << "one cycle of the device";
-  EXPECT_GE(*trackDelays.begin(), -1);
-  EXPECT_LE(*trackDelays.rbegin(), 4800) << "the backlog of an app's ring";
 }
 
 }  // namespace
