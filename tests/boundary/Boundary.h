@@ -83,11 +83,12 @@ struct Boundary : testing::TestWithParam<NewMachine> {
   }
 
   // A tap in its aggregate, running; destroyed by the caller.
-  std::expected<TapAggregate, TapAggregateFailure> tap(TapDescription description, Ear& ear) {
+  std::expected<TapAggregate, TapAggregateFailure> tap(TapDescription description, Ear& ear,
+                                                       const std::string& name = "tap") {
     TapAggregatePlan plan;
     plan.tap = std::move(description);
-    plan.tap.name = "tap";
-    plan.aggregateUID = "aggregate of a tap";
+    plan.tap.name = name;
+    plan.aggregateUID = "aggregate of " + name;
     plan.procedure = Ear::run;
     plan.clientData = &ear;
     return buildTapAggregate(hardware, machine->runtime(), plan);

@@ -21,6 +21,28 @@ TEST_P(Boundary, DevicesAreFoundByWhatPersists) {
   EXPECT_FALSE(hardware.createIOProc(kGone, Ear::run, nullptr));
 }
 
+TEST_P(Boundary, ADeviceTellsItsRatesItsBufferAndItsChannels) {
+  ASSERT_TRUE(hardware.hasOutputComponent());
+  ASSERT_TRUE(hardware.supportsProcessTaps());
+  for (const std::string& uid : {kTrack + "1", machine->speakerUID(), machine->microphoneUID()}) {
+    const AudioDeviceID device = machine->device(uid);
+    const double rate = hardware.nominalSampleRate(device).value();
+    const auto rates = hardware.availableNominalSampleRates(device);
+    ASSERT_TRUE(rates) << uid;
+    EXPECT_TRUE(std::ranges::any_of(*rates, [&](const AudioValueRange& each) {
+      return each.minimum <= rate && rate <= each.maximum;
+    })) << uid;
+    EXPECT_GE(hardware.bufferFrameSize(device).value_or(0), 16u) << uid;
+    EXPECT_FALSE(hardware.deviceName(device).value_or("").empty());
+    EXPECT_FALSE(hardware.channelName(device, AudioScope::output, 99)) << "it has no such channel";
+    for (const AudioScope scope : {AudioScope::input, AudioScope::output})
+      EXPECT_EQ(hardware.hasDataSource(device, scope), hardware.dataSource(device, scope).has_value()) << uid;
+  }
+  const AudioDeviceID track = machine->device(kTrack + "1");
+  ASSERT_EQ(hardware.setBufferFrameSize(track, 512), noErr);
+  EXPECT_TRUE(machine->until([&] { return hardware.bufferFrameSize(track) == 512u; }));
+}
+
 TEST_P(Boundary, TheDefaultIsFollowedWhoeverSetsIt) {
   int changes = 0;
   ASSERT_TRUE(hardware.addListener(kAudioObjectSystemObject, AudioProperty::defaultOutput, AudioScope::global,
@@ -125,6 +147,31 @@ TEST_P(Boundary, AnExclusiveTapTakesAllOthersButNotThisProgram) {
       << ear.input[0] << " in the tap, " << device.input[0] << " on the device";
   destroyTapAggregate(hardware, *tapped);
   EXPECT_TRUE(machine->until([&] { return device.hears(0, 0.5f + 1 / 64.0f); })) << device.input[0];
+}
+
+// The app's own tap and one over all: neither takes the app from the other, whichever goes first.
+TEST_P(Boundary, AnAppInAMutedTapIsHeardByAMutedOneOverAllToo) {
+  ASSERT_TRUE(machine->untilPlaying(kPlayer, kTrack + "3"));
+  Ear device, own, all;
+  const Running listening(hardware, machine->device(kTrack + "3"), device);
+  for (const bool goesFirst : {true, false}) {
+    auto ownTap = tap({"", machine->processesOf(kPlayer), true, false, TapMute::muted}, own);
+    ASSERT_TRUE(ownTap);
+    ASSERT_TRUE(machine->until([&] { return own.hears(0, 0.5f); }));
+    auto overAll = tap({"", {}, true, true, TapMute::muted}, all, "over all");
+    ASSERT_TRUE(overAll);
+    EXPECT_TRUE(machine->until([&] { return own.hears(0, 0.5f) && all.hears(0, 0.5f); }))
+        << own.input[0] << " in its own, " << all.input[0] << " in that over all";
+    EXPECT_TRUE(machine->until([&] { return device.hears(0, 0); }));
+    destroyTapAggregate(hardware, goesFirst ? *ownTap : *overAll);
+    Ear& left = goesFirst ? all : own;
+    left.input[0] = 0;
+    EXPECT_TRUE(machine->until([&] { return left.hears(0, 0.5f); })) << left.input[0];
+    EXPECT_TRUE(device.hears(0, 0)) << "it is in a muted tap still";
+    destroyTapAggregate(hardware, goesFirst ? *overAll : *ownTap);
+    EXPECT_TRUE(machine->until([&] { return device.hears(0, 0.5f); })) << device.input[0];
+    own.input[0] = all.input[0] = 0;
+  }
 }
 
 TEST_P(Boundary, TheBufferSizeOfARunningTapChanges) {

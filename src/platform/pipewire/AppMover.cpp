@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <ranges>
+#include <utility>
 
 namespace sonmere {
 
@@ -29,8 +30,8 @@ bool isAnswered(const GraphNode& node) {
 }
 }  // namespace
 
-AppMover::AppMover(GraphMirror& graph, const ProcessDirectory& processes, const TapLinks& links,
-                   WaitingRoom& room, ArrivalWatch& arrivals, Log& log)
+AppMover::AppMover(GraphMirror& graph, const ProcessDirectory& processes, TapLinks& links, WaitingRoom& room,
+                   ArrivalWatch& arrivals, Log& log)
     : graph_(graph), processes_(processes), links_(links), room_(room), arrivals_(arrivals), log_(log) {}
 
 bool AppMover::isMovable(const GraphNode& stream) { return stream.property("node.dont-reconnect") != "true"; }
@@ -153,16 +154,27 @@ void AppMover::claim(GlobalID stream, AudioObjectID tap, std::string serial) {
   const auto known = claims_.find(stream);
   if (known != claims_.end() && known->second.serial == serial) {
     // A tap that has taken over the device of another.
-    known->second.tap = tap;
+    if (std::exchange(known->second.tap, tap) != tap) tellHolder(stream);
     return;
   }
+  claims_[stream] = {tap, serial, std::nullopt, 0};
+  tellHolder(stream);
   send(stream, serial);
-  claims_[stream] = {tap, std::move(serial), std::nullopt, 0};
   updateOccupancy();
+}
+
+void AppMover::tellHolder(GlobalID stream) {
+  if (const GraphNode* const node = graph_.node(stream)) links_.holderChanged(*node);
+}
+
+AudioObjectID AppMover::holder(GlobalID stream) const {
+  const auto known = claims_.find(stream);
+  return known == claims_.end() ? kAudioObjectUnknown : known->second.tap;
 }
 
 void AppMover::release(GlobalID stream) {
   if (claims_.erase(stream) == 0) return;
+  tellHolder(stream);
   arrivals_.forget(stream);
   write(stream, std::nullopt);
   updateOccupancy();
@@ -253,6 +265,7 @@ void AppMover::targetChanged(GlobalID stream, const std::optional<std::string>& 
       fmt::format("Sonmere: {} was moved to another device by the user or another program; letting it go",
                   node ? node->property("application.name") : "an app"));
   claims_.erase(known);
+  tellHolder(stream);
   arrivals_.forget(stream);
   takenAway_.insert(stream);
   updateOccupancy();

@@ -25,7 +25,7 @@ namespace sonmere {
 // in the waiting room until their tap is there. Guarded by the loop's lock.
 class AppMover {
  public:
-  AppMover(GraphMirror& graph, const ProcessDirectory& processes, const TapLinks& links, WaitingRoom& room,
+  AppMover(GraphMirror& graph, const ProcessDirectory& processes, TapLinks& links, WaitingRoom& room,
            ArrivalWatch& arrivals, Log& log);
 
   // Told when the room is needed or needed no longer.
@@ -63,6 +63,9 @@ class AppMover {
   // any.
   bool reclaim();
 
+  // The tap in whose device a stream is, or is about to be; unknown: none.
+  AudioObjectID holder(GlobalID stream) const;
+
   // Whether the program lets itself be moved. One that asked to stay keeps its output.
   static bool isMovable(const GraphNode& stream);
 
@@ -96,6 +99,7 @@ class AppMover {
   void place(const GraphNode& node);
   void placeAll();
   void claim(GlobalID stream, AudioObjectID tap, std::string serial);
+  void tellHolder(GlobalID stream);
   void release(GlobalID stream);
   void settle(GlobalID stream);
   void send(GlobalID stream, const std::string& serial);
@@ -108,7 +112,7 @@ class AppMover {
 
   GraphMirror& graph_;
   const ProcessDirectory& processes_;
-  const TapLinks& links_;
+  TapLinks& links_;
   WaitingRoom& room_;
   ArrivalWatch& arrivals_;
   Log& log_;

@@ -95,7 +95,10 @@ bool ArrivalWatch::hasArrived(GlobalID stream, const Sent& sent) const {
   for (const auto& [id, link] : graph_.links()) {
     const GraphNode* device = link.outputNode == stream ? graph_.node(link.inputNode) : nullptr;
     if (!device || !device->isDevice()) continue;
-    (device->serial == sent.serial ? isThere : isElsewhere) = true;
+    if (device->serial == sent.serial)
+      isThere = true;
+    else if (!isBeside || !isBeside(stream, device->id))
+      isElsewhere = true;
   }
   return isThere && !isElsewhere;
 }

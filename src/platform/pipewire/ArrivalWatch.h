@@ -24,6 +24,8 @@ class ArrivalWatch {
 
   // Serial of a device where streams may wait in between, unheard; empty: there is none.
   std::function<std::string()> detour;
+  // Whether a link from a stream to a device was made by this program, beside what the session links.
+  std::function<bool(GlobalID stream, GlobalID device)> isBeside;
   // While anything is looked after, and once after `update`. True: there is more to look after. Loop's
   // thread.
   std::function<bool()> look;

@@ -94,12 +94,11 @@ void DeviceIO::capture(const PipeWireTap& tap, const GraphNode& node) {
   // A tap that is started again is another one to those who move apps.
   PipeWireTap activation = tap;
   activation.id = tap_ = server_.newID();
-  if (!holds_) {
-    server_.links().start(activation, node.id);
-    return;
+  if (holds_) {
+    std::from_chars(node.serial.data(), node.serial.data() + node.serial.size(), sinkSerial_);
+    server_.mover().start(activation, node.id, [stream = input_.get()] { return stream->cycles(); });
   }
-  std::from_chars(node.serial.data(), node.serial.data() + node.serial.size(), sinkSerial_);
-  server_.mover().start(activation, node.id, [stream = input_.get()] { return stream->cycles(); });
+  server_.links().start(activation, node.id);
 }
 
 OSStatus DeviceIO::startOnDevice(const PipeWireDevice& device, double rate, std::uint32_t latencyFrames) {

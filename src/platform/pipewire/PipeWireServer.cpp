@@ -108,6 +108,8 @@ PipeWireServer::PipeWireServer(Runtime& runtime, Log& log, DesktopApplications& 
   watch_.tick = [this] { return mover_.reclaim(); };
   arrivals_.detour = [this] { return room_.serial(); };
   arrivals_.look = [this] { return links_.look(); };
+  arrivals_.isBeside = [this](GlobalID stream, GlobalID device) { return links_.isBeside(stream, device); };
+  links_.holder = [this](GlobalID stream) { return mover_.holder(stream); };
   links_.refused = [this] { arrivals_.update(); };
   mover_.needChanged = [this] { updateRoom(); };
   room_.look = [this] {

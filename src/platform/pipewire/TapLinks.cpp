@@ -82,9 +82,28 @@ void TapLinks::connect(const Active& active, const GraphNode& stream) {
     if (!links_.contains(key)) makeLink(key, stream.id);
 }
 
+bool TapLinks::isHeldByAnother(const Active& active, GlobalID stream) const {
+  const AudioObjectID tap = holder ? holder(stream) : kAudioObjectUnknown;
+  return tap != kAudioObjectUnknown && tap != active.tap.id;
+}
+
+void TapLinks::holderChanged(const GraphNode& stream) {
+  for (const Active& active : active_)
+    if (active.tap.isMuted()) connect(active, stream);
+}
+
+bool TapLinks::isBeside(GlobalID stream, GlobalID device) const {
+  return std::ranges::any_of(active_, [&](const Active& active) {
+    return active.listener == device && std::ranges::any_of(links_, [&](const auto& entry) {
+             return std::get<0>(entry.first) == active.tap.id && entry.second->stream == stream;
+           });
+  });
+}
+
 std::set<TapLinks::Key> TapLinks::wantedLinks(const Active& active, const GraphNode& stream) const {
   const PipeWireProcess* process = processes_.processOfStream(stream);
   if (!process || !active.tap.covers(process->id)) return {};
+  if (active.tap.isMuted() && !isHeldByAnother(active, stream.id)) return {};
   std::map<std::string, GlobalID> inputs;
   std::vector<const GraphPort*> outputs;
   std::vector<std::string> channels;
@@ -145,7 +164,7 @@ TapLinks::Hearing TapLinks::hearing(const GraphNode& stream) const {
   const PipeWireProcess* process = processes_.processOfStream(stream);
   Hearing hearing = Hearing::nobody;
   for (const Active& active : active_) {
-    if (!process || !active.tap.covers(process->id)) continue;
+    if (!process || active.tap.isMuted() || !active.tap.covers(process->id)) continue;
     if (!hears(active, stream.id)) return Hearing::notYet;
     hearing = Hearing::heard;
   }
