@@ -9,11 +9,11 @@
 #include "cli/EqualiserText.h"
 #include "cli/ExitStatus.h"
 #include "cli/JSONOutput.h"
-#include "cli/PresetFiles.h"
 #include "cli/RemoteCall.h"
 #include "cli/ScopeText.h"
 #include "cli/TextTable.h"
 #include "control/ControlCodec.h"
+#include "control/PresetFiles.h"
 #include "control/RuleCodec.h"
 
 namespace sonmere {
@@ -114,6 +114,8 @@ int show(const Given& a) {
 
 int keep(const RemoteCall& call, const Given& a, const ReadPreset& read) {
   const auto saved = savePreset(read.preset, a->preset, a->isForced);
+  if (!saved && saved.error().code == kPresetExists)
+    return call.tell(kExitBadInput, saved.error().description + "; --force replaces it");
   if (!saved) return call.fail(saved.error());
   if (!a->json) tellNotes(call, read.notes);
   showPreset(read, a->json);

@@ -115,7 +115,7 @@ TopicJSON dawValue(const DAWControl& daw) {
 TopicJSON systemValue(const SystemAudioControl& system) {
   const ControlJSON all = encodeControl(system.state());
   TopicJSON value = byMember(all.at("devices"), "id", "devices");
-  value["facts"] = members(all, {"whole", "endedByUpdate", "error"});
+  value["facts"] = members(all, {"whole", "outputName", "endedByUpdate", "error"});
   value["wishes"] = members(all, {"enabled", "following", "output"});
   return value;
 }

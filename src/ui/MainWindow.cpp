@@ -16,9 +16,11 @@
 #include "ui/pages/GuidePage.h"
 #include "ui/pages/InputPage.h"
 #include "ui/pages/LibraryStack.h"
+#include "ui/pages/ProfilesPage.h"
 #include "ui/pages/RecordPage.h"
 #include "ui/pages/SettingsPage.h"
 #include "ui/pages/StatusPage.h"
+#include "ui/pages/SystemPage.h"
 #include "ui/sheets/Greeting.h"
 #include "ui/sheets/NameSheet.h"
 #include "ui/sheets/PluginSheet.h"
@@ -59,6 +61,13 @@ MainWindow::MainWindow(Models& models, Workbench& workbench, QWidget* parent)
   setMinimumSize(640, 480);
   addPage(QStringLiteral("apps"), tr("Apps"), apps_);
   addPage(QStringLiteral("input"), tr("Input"), input_);
+  addPage(QStringLiteral("system"), tr("System"),
+          new SystemPage({models.system(), models.mix(), models.daw(), models.combined(), models.monitor(),
+                          models.buses(), models.status()}));
+  addPage(
+      QStringLiteral("profiles"), tr("Profiles"),
+      new ProfilesPage({models.rules(), models.profiles(), models.apps(), models.buses(), models.status()},
+                       models.presets()));
   addPage(QStringLiteral("record"), tr("Record"), record_);
   addPage(QStringLiteral("library"), tr("Library"), library_);
   addPage(QStringLiteral("status"), tr("Status"), new StatusPage(models.status()));

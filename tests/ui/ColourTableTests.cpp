@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "ui/theme/ColourTable.h"
+#include <QCheckBox>
+#include <algorithm>
+
+#include "ui/theme/Theme.h"
 
 namespace sonmere {
 namespace {
@@ -18,6 +21,25 @@ TEST(ColourTable, TextCanBeReadOnEveryGround) {
     }
     EXPECT_GE(contrast(colour(ColourRole::accentText, scheme), colour(ColourRole::accent, scheme)), 4.5);
   }
+}
+
+TEST(ColourTable, ATickBoxStandsOutFromItsGroundAndSoDoesItsTick) {
+  for (const ColourScheme scheme : {ColourScheme::dark, ColourScheme::light}) {
+    Theme::instance().setScheme(scheme);
+    QCheckBox box;
+    const auto strongest = [&](const QColor& ground) {
+      const QImage image = box.grab().toImage();
+      double most = 1;
+      for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+          most = std::max(most, contrast(image.pixelColor(x, y), ground));
+      return most;
+    };
+    EXPECT_GE(strongest(themed(ColourRole::window)), 3);
+    box.setChecked(true);
+    EXPECT_GE(strongest(themed(ColourRole::accent)), 3);
+  }
+  Theme::instance().setScheme(ColourScheme::dark);
 }
 
 }  // namespace

@@ -82,6 +82,7 @@ struct WindowTest : testing::Test {
     settings["settings"]["d"] = {
         {"key", "d"}, {"kind", "folder"}, {"meaning", "A folder"}, {"value", "/home/somebody/Music"}};
     service.tell("settings", settings);
+    fillSystem();
     ControlJSON recording;
     recording["facts"]["running"]["2"]["path"] = "/a.wav";
     service.tell("recording", recording);
@@ -95,6 +96,29 @@ struct WindowTest : testing::Test {
     }
     QDir(root.path()).mkpath(QStringLiteral("recordings"));
     writeTone(root.filePath(QStringLiteral("recordings/Voice — 2026-01-02 03-04-05.wav")), 2);
+  }
+  void fillSystem() {
+    ControlJSON system{{"order", {"usb"}},
+                       {"facts", {{"outputName", "USB Headset"}, {"error", "It failed."}}}};
+    system["devices"]["usb"]["name"] = "USB Headset";
+    service.tell("system", system);
+    ControlJSON mix{{"order", {"org.app0"}}};
+    mix["apps"]["org.app0"]["name"] = "App 0";
+    mix["wishes"] = {{"enabled", true}, {"hearsTracks", true}, {"catchAll", {{"enabled", true}}}};
+    for (int track = 1; track <= 8; ++track) mix["tracks"][std::to_string(track)]["track"] = track;
+    service.tell("mix", mix);
+    service.tell("daw", {{"wishes", {{"enabled", true}}},
+                         {"facts", {{"present", true}, {"name", "Sonmere Multi-Track"}, {"inputs", 16}}}});
+    ControlJSON routing{{"order", {"p"}}};
+    routing["profiles"]["p"] = {{"id", "p"}, {"name", "Podcast with a long name"}, {"apps", {"org.app0"}}};
+    service.tell("routing", routing);
+    ControlJSON rules{{"order", {1}}};
+    rules["rules"]["1"] = {{"rule", 1},
+                           {"enabled", true},
+                           {"problem", "There is no profile of that name any more."},
+                           {"when", {{"kind", "device"}, {"subject", "USB Headset"}}},
+                           {"act", {{"kind", "profile"}, {"target", "Podcast with a long name"}}}};
+    service.tell("rules", rules);
   }
   // Of the page that is shown, with the side bar.
   std::vector<QWidget*> visible() const {

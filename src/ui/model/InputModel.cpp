@@ -5,7 +5,7 @@
 
 namespace sonmere {
 
-InputModel::InputModel(ServiceLink& link) : link_(link) {
+InputModel::InputModel(ServiceLink& link) : TopicModel(link) {
   connect(&link, &ServiceLink::told, this, &InputModel::take);
   connect(&link, &ServiceLink::metered, this, &InputModel::takeMeters);
 }
@@ -22,22 +22,6 @@ void InputModel::takeMeters(const ControlJSON& meters) {
   if (!isMetered && !meters_) return;
   meters_ = isMetered ? std::optional(decodeInputMeters(objectAt(meters, "input"))) : std::nullopt;
   emit metered();
-}
-
-// A refusal moves the controls back.
-ServiceLink::Answer InputModel::answer() {
-  return [this](const Outcome<ControlJSON>& result) {
-    emit answered(result ? notesOf(*result) : QString::fromStdString(result.error().description), !result);
-    if (!result) emit changed();
-  };
-}
-
-void InputModel::call(const std::string& method, const ControlJSON& params) {
-  link_.call(method, params, answer());
-}
-
-void InputModel::callLatest(const std::string& key, const std::string& method, const ControlJSON& params) {
-  link_.callLatest(key, method, params, answer());
 }
 
 void InputModel::setEnabled(bool enabled) { call("mic.enable", {{"enabled", enabled}}); }

@@ -1,15 +1,14 @@
 #pragma once
 
-#include <QObject>
 #include <optional>
 
 #include "control/InputState.h"
-#include "ui/model/ServiceLink.h"
+#include "ui/model/TopicModel.h"
 
 namespace sonmere {
 
 // The microphone, its additional inputs, its sends and the lock on the default input.
-class InputModel : public QObject {
+class InputModel : public TopicModel {
   Q_OBJECT
 
  public:
@@ -37,20 +36,12 @@ class InputModel : public QObject {
   void lockTo(const QString& device);
 
  signals:
-  void changed();
   void metered();
-  // Why an act was refused, or what is to be told of it.
-  void answered(const QString& text, bool isRefusal);
 
  private:
   void take(Topic topic, const TopicJSON& value);
   void takeMeters(const ControlJSON& meters);
-  void call(const std::string& method, const ControlJSON& params);
-  // For what a drag sets many times.
-  void callLatest(const std::string& key, const std::string& method, const ControlJSON& params);
-  ServiceLink::Answer answer();
 
-  ServiceLink& link_;
   InputState state_;
   std::optional<InputMeters> meters_;
 };

@@ -6,7 +6,7 @@
 
 namespace sonmere {
 
-MonitorModel::MonitorModel(ServiceLink& link) : link_(link) {
+MonitorModel::MonitorModel(ServiceLink& link) : TopicModel(link) {
   connect(&link, &ServiceLink::told, this, &MonitorModel::take);
 }
 
@@ -24,14 +24,6 @@ bool MonitorModel::isAppHeard(const QString& id) const {
 bool MonitorModel::isBusHeard(int bus) const {
   const auto found = std::ranges::find(state_.buses, bus, &MonitorBusState::bus);
   return found != state_.buses.end() && found->isEnabled;
-}
-
-// A refusal moves the controls back.
-void MonitorModel::call(const std::string& method, const ControlJSON& params) {
-  link_.call(method, params, [this](const Outcome<ControlJSON>& result) {
-    emit answered(result ? notesOf(*result) : QString::fromStdString(result.error().description), !result);
-    if (!result) emit changed();
-  });
 }
 
 void MonitorModel::setEnabled(bool enabled) { call("monitor.enable", {{"enabled", enabled}}); }

@@ -1,14 +1,12 @@
 #pragma once
 
-#include <QObject>
-
 #include "control/MonitorState.h"
-#include "ui/model/ServiceLink.h"
+#include "ui/model/TopicModel.h"
 
 namespace sonmere {
 
 // What of the virtual devices the user hears, and where.
-class MonitorModel : public QObject {
+class MonitorModel : public TopicModel {
   Q_OBJECT
 
  public:
@@ -26,16 +24,9 @@ class MonitorModel : public QObject {
   void setBus(int bus, bool heard);
   void setMicrophone(bool heard);
 
- signals:
-  void changed();
-  // Why an act was refused, or what is to be told of it.
-  void answered(const QString& text, bool isRefusal);
-
  private:
   void take(Topic topic, const TopicJSON& value);
-  void call(const std::string& method, const ControlJSON& params);
 
-  ServiceLink& link_;
   MonitorState state_;
 };
 

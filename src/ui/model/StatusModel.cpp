@@ -1,5 +1,7 @@
 #include "ui/model/StatusModel.h"
 
+#include <algorithm>
+
 #include "app/ProgramVersion.h"
 #include "ui/model/Decode.h"
 
@@ -47,8 +49,15 @@ void StatusModel::takeRoutes(const TopicJSON& value) {
   isResetting_ = memberOr<bool>(objectAt(value, "facts"), "resetting", false);
 }
 
+RouteRow StatusModel::route(const std::string& id) const {
+  const auto found = std::ranges::find(routes_, id, &RouteRow::id);
+  return found == routes_.end() ? RouteRow{} : *found;
+}
+
 void StatusModel::resetRouting() {
-  link_.call("routes.reset", ControlJSON::object(), [](const Outcome<ControlJSON>&) {});
+  link_.call("routes.reset", ControlJSON::object(), [this](const Outcome<ControlJSON>& answer) {
+    emit answered(answer ? QString() : QString::fromStdString(answer.error().description), !answer);
+  });
 }
 
 void StatusModel::describe() {

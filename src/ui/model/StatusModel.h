@@ -23,13 +23,17 @@ class StatusModel : public QObject {
   const std::vector<DeviceState>& devices() const { return devices_; }
   const std::vector<RouteRow>& routes() const { return routes_; }
   bool isResetting() const { return isResetting_; }
-  // Every route anew; how they fare then comes as any change does.
+  // Empty where there is no such route.
+  RouteRow route(const std::string& id) const;
+  // Every route anew; how they fare then comes as any change does. Ends in answered.
   void resetRouting();
   // Ends in reportCame, with why it can't be had where it can't.
   void askForReport();
 
  signals:
   void changed();
+  // Why a reset was refused; empty when it was not.
+  void answered(const QString& text, bool isRefusal);
   void reportCame(const QString& text);
 
  private:

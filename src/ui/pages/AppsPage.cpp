@@ -3,7 +3,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QShortcut>
 #include <QTimer>
 #include <QToolButton>
@@ -18,6 +17,7 @@
 #include "ui/widgets/EqualiserPanel.h"
 #include "ui/widgets/MasterStrip.h"
 #include "ui/widgets/MonitorStrip.h"
+#include "ui/widgets/PageLayouts.h"
 
 namespace sonmere {
 namespace {
@@ -102,12 +102,7 @@ void AppsPage::buildList() {
   column->addStretch(1);
   quietLine_->setFixedHeight(1);
   quietLine_->setAutoFillBackground(true);
-  auto* scroll = new QScrollArea;
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
-  scroll->setFocusPolicy(Qt::NoFocus);
-  scroll->setWidget(content);
-  static_cast<QVBoxLayout*>(layout())->addWidget(scroll, 1);
+  static_cast<QVBoxLayout*>(layout())->addWidget(scrolled(content), 1);
 }
 
 void AppsPage::setTargets(const std::vector<RouteTarget>& targets) {
@@ -220,6 +215,7 @@ void AppsPage::refresh() {
   line.setColor(QPalette::Window, themed(ColourRole::line));
   quietLine_->setPalette(line);
   if (made > kRowsAtOnce) QTimer::singleShot(0, this, &AppsPage::refresh);
+  if (made > 0 && made <= kRowsAtOnce) tabInOrder(*this);
   empty_->setVisible(kept.empty());
   emptyText_->setText(model_.apps().empty()
                           ? tr("No audio-producing apps detected. Play audio in an app and refresh.")

@@ -2,12 +2,9 @@
 
 #include <QComboBox>
 #include <QDoubleSpinBox>
-#include <QGridLayout>
 #include <QGroupBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -17,12 +14,12 @@
 #include "ui/model/InputModel.h"
 #include "ui/model/VolumeWords.h"
 #include "ui/theme/Icons.h"
-#include "ui/theme/Theme.h"
 #include "ui/widgets/EqualiserPanel.h"
 #include "ui/widgets/ExtraInputRow.h"
 #include "ui/widgets/GainSlider.h"
 #include "ui/widgets/Meter.h"
 #include "ui/widgets/NoteLabel.h"
+#include "ui/widgets/PageLayouts.h"
 #include "ui/widgets/VolumeField.h"
 
 namespace sonmere {
@@ -30,23 +27,10 @@ namespace {
 
 constexpr float kMostGain = 2;
 
-QLabel* labelFor(const QString& text, QWidget* buddy) {
-  auto* label = new QLabel(text);
-  label->setBuddy(buddy);
-  return label;
-}
-
 // The entry with this data; -1 for none.
 void showChoice(QComboBox* box, const QString& data) {
   const QSignalBlocker quiet(box);
   box->setCurrentIndex(box->findData(data));
-}
-
-QGridLayout* gridIn(QWidget* box) {
-  auto* layout = new QGridLayout(box);
-  layout->setContentsMargins(kGrid, kGrid, kGrid, kGrid);
-  layout->setSpacing(kGrid);
-  return layout;
 }
 
 }  // namespace
@@ -77,14 +61,9 @@ InputPage::InputPage(InputModel& model, QWidget* parent)
   for (QWidget* part : {buildSource(), buildSound(), buildSends(), buildExtras(), buildLock()})
     layout->addWidget(part);
   layout->addStretch(1);
-  auto* scroll = new QScrollArea;
-  scroll->setWidget(content);
-  scroll->setWidgetResizable(true);
-  scroll->setFrameShape(QFrame::NoFrame);
-  scroll->setFocusPolicy(Qt::NoFocus);
   auto* whole = new QVBoxLayout(this);
   whole->setContentsMargins(0, 0, 0, 0);
-  whole->addWidget(scroll);
+  whole->addWidget(scrolled(content));
   connect(&model_, &InputModel::changed, this, &InputPage::refresh);
   connect(&model_, &InputModel::metered, this, &InputPage::refreshMeters);
   connect(&model_, &InputModel::answered, this, &InputPage::say);
@@ -202,6 +181,7 @@ void InputPage::setBuses(const std::vector<RouteTarget>& buses) {
     slider->setAccessibleName(tr("Microphone into %1").arg(bus.name));
     if (auto* label = findChild<QLabel*>(QStringLiteral("send%1").arg(number))) label->setText(bus.name);
   }
+  tabInOrder(*this);
   refresh();
 }
 
@@ -282,6 +262,7 @@ void InputPage::refreshDevices() {
 
 void InputPage::refreshExtras() {
   std::map<std::string, ExtraInputRow*> kept;
+  bool isLonger = false;
   for (const ExtraInputState& input : model_.state().extras) {
     auto& row = kept[input.id];
     if (const auto known = extraRows_.find(input.id); known != extraRows_.end()) {
@@ -290,11 +271,13 @@ void InputPage::refreshExtras() {
     } else {
       row = new ExtraInputRow(QString::fromStdString(input.id), model_);
       extras_->addWidget(row);
+      isLonger = true;
     }
     row->show(input);
   }
   for (const auto& [id, row] : extraRows_) row->deleteLater();
   extraRows_ = std::move(kept);
+  if (isLonger) tabInOrder(*this);
 }
 
 void InputPage::refresh() {

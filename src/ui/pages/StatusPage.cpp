@@ -9,6 +9,7 @@
 
 #include "ui/model/StatusModel.h"
 #include "ui/theme/Theme.h"
+#include "ui/widgets/NoteLabel.h"
 
 namespace sonmere {
 namespace {
@@ -31,6 +32,7 @@ StatusPage::StatusPage(StatusModel& model, QWidget* parent)
       summary_(new QLabel),
       routes_(new QTableWidget(0, 3)),
       reset_(new QPushButton(tr("Reset Routing"))),
+      note_(new NoteLabel),
       devices_(new QTableWidget(0, 4)),
       report_(new QPlainTextEdit) {
   auto* layout = new QVBoxLayout(this);
@@ -42,6 +44,7 @@ StatusPage::StatusPage(StatusModel& model, QWidget* parent)
   prepare(*devices_, {tr("Device"), tr("Inputs"), tr("Outputs"), tr("Rate")}, tr("Devices"), 0);
   reset_->setToolTip(tr("Makes every route anew"));
   connect(reset_, &QPushButton::clicked, &model_, &StatusModel::resetRouting);
+  connect(&model_, &StatusModel::answered, note_, &NoteLabel::say);
   report_->setReadOnly(true);
   report_->setAccessibleName(tr("Diagnostic report"));
   report_->setFont(QFont(QStringLiteral("monospace")));
@@ -56,6 +59,7 @@ StatusPage::StatusPage(StatusModel& model, QWidget* parent)
   layout->addWidget(summary_);
   layout->addWidget(routes_, 1);
   layout->addWidget(reset_, 0, Qt::AlignLeft);
+  layout->addWidget(note_);
   layout->addWidget(devices_, 1);
   layout->addWidget(make, 0, Qt::AlignLeft);
   layout->addWidget(report_, 2);

@@ -9,6 +9,7 @@ class QTableWidget;
 
 namespace sonmere {
 
+class NoteLabel;
 class StatusModel;
 
 // The program at a glance, how its routes fare, the devices, and the diagnostic report.
@@ -28,6 +29,7 @@ class StatusPage : public QWidget {
   QLabel* summary_;
   QTableWidget* routes_;
   QPushButton* reset_;
+  NoteLabel* note_;
   QTableWidget* devices_;
   QPlainTextEdit* report_;
 };

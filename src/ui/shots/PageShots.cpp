@@ -89,6 +89,26 @@ void PageShots::addPages() {
          QTimer::singleShot(kLongSettle, this, [this] { models_.recording().start({2, 3, 4}); });
        },
        [this] { return models_.recording().running().size() == 3; }, kRecordingSettle});
+  states_.push_back(
+      {QStringLiteral("system"),
+       [this, show] {
+         show("system");
+         models_.mix().setEnabled(true);
+         models_.daw().setEnabled(true);
+       },
+       [this] { return models_.mix().state().apps.size() == 3 && models_.mix().state().isEnabled; },
+       kLongSettle});
+  states_.push_back(
+      {QStringLiteral("profiles"),
+       [this, show] {
+         show("profiles");
+         models_.profiles().save(QStringLiteral("Podcast"));
+         const std::string app = models_.apps().apps().front().id;
+         models_.rules().add({RuleReason::Kind::mic, {}}, {RuleAct::Kind::volume, app, {}, 0.3f, true});
+         models_.rules().add({RuleReason::Kind::app, app}, {RuleAct::Kind::profile, "Podcast", {}, 1, true});
+       },
+       [this] { return models_.profiles().profiles().size() == 1 && models_.rules().rules().size() == 2; },
+       kLongSettle});
   states_.push_back({QStringLiteral("name"), [this] { models_.recording().stopAll(); },
                      [this] { return window_.findChild<Sheet*>() != nullptr; }, kShortSettle});
   states_.push_back({QStringLiteral("library"),

@@ -1,7 +1,8 @@
 #include "ui/theme/Theme.h"
 
 #include <QApplication>
-#include <QStyleFactory>
+
+#include "ui/theme/ThemeStyle.h"
 
 namespace sonmere {
 namespace {
@@ -43,7 +44,7 @@ Theme& Theme::instance() {
 
 void Theme::setScheme(ColourScheme scheme) {
   scheme_ = scheme;
-  qApp->setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+  qApp->setStyle(new ThemeStyle);
   qApp->setPalette(palette());
   qApp->setStyleSheet(styleSheet(*this));
 }

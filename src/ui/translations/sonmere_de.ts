@@ -9,6 +9,61 @@
     </message>
 </context>
 <context>
+    <name>RuleWords</name>
+    <message>
+        <source>When %1 plays</source>
+        <translation>Wenn %1 spielt</translation>
+    </message>
+    <message>
+        <source>When the device %1 is there</source>
+        <translation>Wenn das Gerät %1 da ist</translation>
+    </message>
+    <message>
+        <source>When the microphone is on</source>
+        <translation>Wenn das Mikrofon an ist</translation>
+    </message>
+    <message>
+        <source>apply the profile %1</source>
+        <translation>wende das Profil %1 an</translation>
+    </message>
+    <message>
+        <source>route %1 to %2</source>
+        <translation>leite %1 auf %2</translation>
+    </message>
+    <message>
+        <source>route %1 to the default output</source>
+        <translation>leite %1 auf die Standardausgabe</translation>
+    </message>
+    <message>
+        <source>set the volume of %1 to %2</source>
+        <translation>setze die Lautstärke von %1 auf %2</translation>
+    </message>
+    <message>
+        <source>mute %1</source>
+        <translation>schalte %1 stumm</translation>
+    </message>
+    <message>
+        <source>unmute %1</source>
+        <translation>hebe die Stummschaltung von %1 auf</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>off</source>
+        <translation>aus</translation>
+    </message>
+    <message>
+        <source>in force</source>
+        <translation>in Kraft</translation>
+    </message>
+    <message>
+        <source>waits</source>
+        <translation>wartet</translation>
+    </message>
+</context>
+<context>
     <name>sonmere</name>
     <message>
         <source>--language needs a language, as &quot;de&quot;.</source>
@@ -296,6 +351,92 @@
     <message>
         <source>%1 (%2)</source>
         <translation>%1 (%2)</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::CombinedInputCard</name>
+    <message>
+        <source>not connected</source>
+        <translation>nicht verbunden</translation>
+    </message>
+    <message>
+        <source>channel %1</source>
+        <translation>Kanal %1</translation>
+    </message>
+    <message>
+        <source>channels %1 to %2</source>
+        <translation>Kanäle %1 bis %2</translation>
+    </message>
+    <message>
+        <source>Combined input</source>
+        <translation>Zusammengelegter Eingang</translation>
+    </message>
+    <message>
+        <source>Separate</source>
+        <translation>Trennen</translation>
+    </message>
+    <message>
+        <source>Inputs to combine</source>
+        <translation>Eingänge, die zusammengelegt werden</translation>
+    </message>
+    <message>
+        <source>Name of the device</source>
+        <translation>Name des Geräts</translation>
+    </message>
+    <message>
+        <source>Name of the combined device</source>
+        <translation>Name des zusammengelegten Geräts</translation>
+    </message>
+    <message>
+        <source>Combine</source>
+        <translation>Zusammenlegen</translation>
+    </message>
+    <message>
+        <source>Several microphones as one device, each on channels of its own. Choose two or more.</source>
+        <translation>Mehrere Mikrofone als ein Gerät, jedes auf eigenen Kanälen. Wähle zwei oder mehr.</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1: %2</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is there. %2</source>
+        <translation>„%1“ ist da. %2</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is not there. %2</source>
+        <translation>„%1“ ist nicht da. %2</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::DAWCard</name>
+    <message>
+        <source>Multi-track device</source>
+        <translation>Mehrspurgerät</translation>
+    </message>
+    <message>
+        <source>Make it anew</source>
+        <translation>Neu anlegen</translation>
+    </message>
+    <message>
+        <source>All eight Tracks as one device of sixteen channels, for a workstation</source>
+        <translation>Alle acht Spuren als ein Gerät mit sechzehn Kanälen, für ein Studioprogramm</translation>
+    </message>
+    <message>
+        <source>Make the multi-track device anew</source>
+        <translation>Mehrspurgerät neu anlegen</translation>
+    </message>
+    <message>
+        <source>Off</source>
+        <translation>Aus</translation>
+    </message>
+    <message>
+        <source>On, but it is not there</source>
+        <translation>An, aber es ist nicht da</translation>
+    </message>
+    <message>
+        <source>On: &quot;%1&quot;, %2 channels in and %3 out; 1 and 2 are Track 1, 3 and 4 Track 2, and so on</source>
+        <translation>An: „%1“, %2 Kanäle ein und %3 aus; 1 und 2 sind Spur 1, 3 und 4 Spur 2, und so weiter</translation>
     </message>
 </context>
 <context>
@@ -625,6 +766,13 @@
     </message>
 </context>
 <context>
+    <name>sonmere::GainBox</name>
+    <message>
+        <source>%1, as text</source>
+        <translation>%1, als Text</translation>
+    </message>
+</context>
+<context>
     <name>sonmere::GainSlider</name>
     <message>
         <source>Volume</source>
@@ -664,6 +812,73 @@
     <message>
         <source>Commands</source>
         <translation>Befehle</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::Hotkeys</name>
+    <message>
+        <source>Record, or stop</source>
+        <translation>Aufnehmen oder anhalten</translation>
+    </message>
+    <message>
+        <source>Microphone on or off</source>
+        <translation>Mikrofon an oder aus</translation>
+    </message>
+    <message>
+        <source>Everything louder</source>
+        <translation>Alles lauter</translation>
+    </message>
+    <message>
+        <source>Everything quieter</source>
+        <translation>Alles leiser</translation>
+    </message>
+    <message>
+        <source>Mix Mode on or off</source>
+        <translation>Mix-Modus an oder aus</translation>
+    </message>
+    <message>
+        <source>System audio on or off</source>
+        <translation>Systemton an oder aus</translation>
+    </message>
+    <message>
+        <source>Show the window</source>
+        <translation>Fenster zeigen</translation>
+    </message>
+    <message>
+        <source>%1 louder</source>
+        <translation>%1 lauter</translation>
+    </message>
+    <message>
+        <source>%1 quieter</source>
+        <translation>%1 leiser</translation>
+    </message>
+    <message>
+        <source>Mute %1</source>
+        <translation>%1 stumm schalten</translation>
+    </message>
+    <message>
+        <source>%1 to the Bridge and back</source>
+        <translation>%1 auf die Brücke und zurück</translation>
+    </message>
+    <message>
+        <source>Off. The setting &quot;Keys that work in any program&quot; asks your desktop for them; pinned apps get some of their own.</source>
+        <translation>Aus. Die Einstellung „Keys that work in any program“ bittet deine Arbeitsumgebung darum; angeheftete Apps bekommen eigene.</translation>
+    </message>
+    <message>
+        <source>Your desktop is being asked.</source>
+        <translation>Deine Arbeitsumgebung wird gefragt.</translation>
+    </message>
+    <message>
+        <source>Your desktop has them; which keys they are is chosen in its settings.</source>
+        <translation>Deine Arbeitsumgebung hat sie; welche Tasten es sind, wählst du in ihren Einstellungen.</translation>
+    </message>
+    <message>
+        <source>Your desktop, or you, refused them. Switch the setting off and on to ask again.</source>
+        <translation>Deine Arbeitsumgebung oder du habt sie abgelehnt. Schalte die Einstellung aus und ein, um wieder zu fragen.</translation>
+    </message>
+    <message>
+        <source>Your desktop has none to give. In its own settings for the keyboard you can bind a key to a command.</source>
+        <translation>Deine Arbeitsumgebung hat keine zu vergeben. In ihren eigenen Einstellungen der Tastatur kannst du eine Taste an einen Befehl binden.</translation>
     </message>
 </context>
 <context>
@@ -841,6 +1056,29 @@
     <message>
         <source>Cancel</source>
         <translation>Abbrechen</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::KeysSheet</name>
+    <message>
+        <source>Keys</source>
+        <translation>Tasten</translation>
+    </message>
+    <message>
+        <source>In any program</source>
+        <translation>In jedem Programm</translation>
+    </message>
+    <message>
+        <source>Key</source>
+        <translation>Taste</translation>
+    </message>
+    <message>
+        <source>Command</source>
+        <translation>Befehl</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
     </message>
 </context>
 <context>
@@ -1077,6 +1315,18 @@
         <source>Only on this device</source>
         <translation>Nur auf diesem Gerät</translation>
     </message>
+    <message>
+        <source>System</source>
+        <translation>System</translation>
+    </message>
+    <message>
+        <source>Profiles</source>
+        <translation>Profile</translation>
+    </message>
+    <message>
+        <source>Keys</source>
+        <translation>Tasten</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::MasterStrip</name>
@@ -1110,6 +1360,115 @@
     <message>
         <source>Level</source>
         <translation>Pegel</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::MixAppRow</name>
+    <message>
+        <source>Both are one</source>
+        <translation>Beide sind eins</translation>
+    </message>
+    <message>
+        <source>How loud you hear %1</source>
+        <translation>Wie laut du %1 hörst</translation>
+    </message>
+    <message>
+        <source>How loud %1 is recorded</source>
+        <translation>Wie laut %1 aufgenommen wird</translation>
+    </message>
+    <message>
+        <source>You hear %1 as loud as it is recorded</source>
+        <translation>Du hörst %1 so laut, wie es aufgenommen wird</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::MixCard</name>
+    <message>
+        <source>Mix Mode</source>
+        <translation>Mix-Modus</translation>
+    </message>
+    <message>
+        <source>Audition recording</source>
+        <translation>Aufnahme anhören</translation>
+    </message>
+    <message>
+        <source>Nothing is routed. Route an app to a Track or the Bridge on the page Apps.</source>
+        <translation>Nichts ist geleitet. Leite auf der Seite Apps eine App auf eine Spur oder die Brücke.</translation>
+    </message>
+    <message>
+        <source>Include system audio</source>
+        <translation>Systemton einbeziehen</translation>
+    </message>
+    <message>
+        <source>Hear Tracks that other programs feed</source>
+        <translation>Spuren hören, die andere Programme bespielen</translation>
+    </message>
+    <message>
+        <source>Hear what is recorded or streamed, each app as loud as you like</source>
+        <translation>Hören, was aufgenommen oder gestreamt wird, jede App so laut, wie du willst</translation>
+    </message>
+    <message>
+        <source>Tap to audition the recording mix. Every unlinked app temporarily uses its stream level so you can verify how your output will sound.</source>
+        <translation>Drücke, um die Mischung der Aufnahme anzuhören. Jede nicht verbundene App spielt vorübergehend mit ihrem Streampegel, damit du hörst, wie sie klingen wird.</translation>
+    </message>
+    <message>
+        <source>How loud you hear what is not routed</source>
+        <translation>Wie laut du hörst, was nicht geleitet ist</translation>
+    </message>
+    <message>
+        <source>Silence this DAW track in your monitor mix (recording unaffected)</source>
+        <translation>Diese Spur in dem, was du hörst, stummschalten (die Aufnahme bleibt, wie sie ist)</translation>
+    </message>
+    <message>
+        <source>Forbidden by the setting sonmere.mixMode.disabled. To allow it: sonmere settings reset sonmere.mixMode.disabled</source>
+        <translation>Verboten durch die Einstellung sonmere.mixMode.disabled. Um ihn zu erlauben: sonmere settings reset sonmere.mixMode.disabled</translation>
+    </message>
+    <message>
+        <source>Off: you hear apps as they are routed</source>
+        <translation>Aus: Du hörst Apps, wie sie geleitet sind</translation>
+    </message>
+    <message>
+        <source>On: you hear every app as loud as it is recorded</source>
+        <translation>An: Du hörst jede App so laut, wie sie aufgenommen wird</translation>
+    </message>
+    <message>
+        <source>On: left is how loud you hear an app, right how loud it is recorded</source>
+        <translation>An: links, wie laut du eine App hörst, rechts, wie laut sie aufgenommen wird</translation>
+    </message>
+    <message>
+        <source>System Audio Passthrough must be off for this toggle to work.</source>
+        <translation>Der Systemton muss dafür ausgeschaltet sein.</translation>
+    </message>
+    <message>
+        <source>What is not routed could not be captured; it is tried again with the next change.</source>
+        <translation>Was nicht geleitet ist, konnte nicht abgegriffen werden; bei der nächsten Änderung wird es wieder versucht.</translation>
+    </message>
+    <message>
+        <source>Track %1</source>
+        <translation>Spur %1</translation>
+    </message>
+    <message>
+        <source>How loud you hear %1</source>
+        <translation>Wie laut du %1 hörst</translation>
+    </message>
+    <message>
+        <source>Silence %1 in what you hear</source>
+        <translation>%1 in dem, was du hörst, stummschalten</translation>
+    </message>
+    <message>
+        <source>Disable System Audio Passthrough first — these two features both try to capture everything your computer plays.</source>
+        <translation>Schalte zuerst den Systemton aus: Beide greifen alles ab, was dein Rechner spielt.</translation>
+    </message>
+    <message>
+        <source>What is not routed is heard with the rest</source>
+        <translation>Was nicht geleitet ist, ist mit dem Übrigen zu hören</translation>
+    </message>
+    <message numerus="yes">
+        <source>Brought back to life %n time(s)</source>
+        <translation>
+            <numerusform>%n Mal wiederbelebt</numerusform>
+            <numerusform>%n Mal wiederbelebt</numerusform>
+        </translation>
     </message>
 </context>
 <context>
@@ -1346,6 +1705,153 @@
     </message>
 </context>
 <context>
+    <name>sonmere::PresetsCard</name>
+    <message>
+        <source>%1: can&apos;t be used</source>
+        <translation>%1: unbrauchbar</translation>
+    </message>
+    <message numerus="yes">
+        <source>%1: routes of %n app(s)</source>
+        <translation>
+            <numerusform>%1: Wege von %n App</numerusform>
+            <numerusform>%1: Wege von %n Apps</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1: equaliser</source>
+        <translation>%1: Entzerrer</translation>
+    </message>
+    <message>
+        <source>Presets</source>
+        <translation>Vorgaben</translation>
+    </message>
+    <message>
+        <source>Name</source>
+        <translation>Name</translation>
+    </message>
+    <message>
+        <source>Name of the new preset</source>
+        <translation>Name der neuen Vorgabe</translation>
+    </message>
+    <message>
+        <source>Equalisers and routings as files that you can give to others.</source>
+        <translation>Entzerrer und Wege als Dateien, die du weitergeben kannst.</translation>
+    </message>
+    <message>
+        <source>Load</source>
+        <translation>Laden</translation>
+    </message>
+    <message>
+        <source>Delete</source>
+        <translation>Löschen</translation>
+    </message>
+    <message>
+        <source>Delete the chosen preset</source>
+        <translation>Die gewählte Vorgabe löschen</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>Sichern</translation>
+    </message>
+    <message>
+        <source>Save as a preset</source>
+        <translation>Als Vorgabe sichern</translation>
+    </message>
+    <message>
+        <source>Import…</source>
+        <translation>Importieren …</translation>
+    </message>
+    <message>
+        <source>Of</source>
+        <translation>Von</translation>
+    </message>
+    <message>
+        <source>All that plays</source>
+        <translation>Alles, was spielt</translation>
+    </message>
+    <message>
+        <source>The microphone</source>
+        <translation>Das Mikrofon</translation>
+    </message>
+    <message>
+        <source>All routes</source>
+        <translation>Alle Wege</translation>
+    </message>
+    <message>
+        <source>Choose a preset first.</source>
+        <translation>Wähle zuerst eine Vorgabe.</translation>
+    </message>
+    <message>
+        <source>Give it a name first.</source>
+        <translation>Gib ihr zuerst einen Namen.</translation>
+    </message>
+    <message>
+        <source>Import a preset</source>
+        <translation>Vorgabe importieren</translation>
+    </message>
+    <message>
+        <source>Presets and equalisers (*.json *.txt)</source>
+        <translation>Vorgaben und Entzerrer (*.json *.txt)</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::PresetsModel</name>
+    <message>
+        <source>&quot;%1&quot; is no name for a preset.</source>
+        <translation>„%1“ ist kein Name für eine Vorgabe.</translation>
+    </message>
+    <message>
+        <source>%1 could not be moved to the trash.</source>
+        <translation>%1 konnte nicht in den Papierkorb gelegt werden.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::ProfilesCard</name>
+    <message>
+        <source>Profiles</source>
+        <translation>Profile</translation>
+    </message>
+    <message>
+        <source>No saved profiles. Enable apps and save a profile for quick switching.</source>
+        <translation>Keine Profile. Leite Apps und sichere ein Profil, um schnell zu wechseln.</translation>
+    </message>
+    <message>
+        <source>Enter a name for this routing profile.</source>
+        <translation>Gib einen Namen für dieses Profil ein.</translation>
+    </message>
+    <message>
+        <source>Name of the new profile</source>
+        <translation>Name des neuen Profils</translation>
+    </message>
+    <message>
+        <source>Save the routing</source>
+        <translation>Wege sichern</translation>
+    </message>
+    <message>
+        <source>Apply</source>
+        <translation>Anwenden</translation>
+    </message>
+    <message>
+        <source>Apply %1</source>
+        <translation>%1 anwenden</translation>
+    </message>
+    <message>
+        <source>Delete</source>
+        <translation>Löschen</translation>
+    </message>
+    <message>
+        <source>Delete %1</source>
+        <translation>%1 löschen</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n app(s)</source>
+        <translation>
+            <numerusform>%n App</numerusform>
+            <numerusform>%n Apps</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>sonmere::QuitFlow</name>
     <message>
         <source>Sonmere is recording</source>
@@ -1517,6 +2023,100 @@
     </message>
 </context>
 <context>
+    <name>sonmere::RuleForm</name>
+    <message>
+        <source>What the rule waits for</source>
+        <translation>Worauf die Regel wartet</translation>
+    </message>
+    <message>
+        <source>Which</source>
+        <translation>Welche</translation>
+    </message>
+    <message>
+        <source>What the rule does</source>
+        <translation>Was die Regel tut</translation>
+    </message>
+    <message>
+        <source>With what</source>
+        <translation>Womit</translation>
+    </message>
+    <message>
+        <source>Where it is routed</source>
+        <translation>Wohin geleitet wird</translation>
+    </message>
+    <message>
+        <source>When an app plays</source>
+        <translation>Wenn eine App spielt</translation>
+    </message>
+    <message>
+        <source>When a device is there</source>
+        <translation>Wenn ein Gerät da ist</translation>
+    </message>
+    <message>
+        <source>When the microphone is on</source>
+        <translation>Wenn das Mikrofon an ist</translation>
+    </message>
+    <message>
+        <source>Apply the profile</source>
+        <translation>Profil anwenden</translation>
+    </message>
+    <message>
+        <source>Route the app</source>
+        <translation>App leiten</translation>
+    </message>
+    <message>
+        <source>Set the volume of</source>
+        <translation>Lautstärke setzen von</translation>
+    </message>
+    <message>
+        <source>Mute the app</source>
+        <translation>App stummschalten</translation>
+    </message>
+    <message>
+        <source>Unmute the app</source>
+        <translation>App hörbar machen</translation>
+    </message>
+    <message>
+        <source>Volume that the rule sets</source>
+        <translation>Lautstärke, die die Regel setzt</translation>
+    </message>
+    <message>
+        <source>Add the rule</source>
+        <translation>Regel hinzufügen</translation>
+    </message>
+    <message>
+        <source>Default output</source>
+        <translation>Standardausgabe</translation>
+    </message>
+    <message>
+        <source>Say what the rule waits for, and with what it does something.</source>
+        <translation>Sag, worauf die Regel wartet und womit sie etwas tut.</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::RulesCard</name>
+    <message>
+        <source>Rules</source>
+        <translation>Regeln</translation>
+    </message>
+    <message>
+        <source>There are no rules. A rule does something by itself, and takes it back afterwards: a profile for calls, less music while you speak.</source>
+        <translation>Es gibt keine Regeln. Eine Regel tut etwas von selbst und nimmt es danach zurück: ein Profil für Anrufe, leisere Musik, während du sprichst.</translation>
+    </message>
+    <message>
+        <source>Remove</source>
+        <translation>Entfernen</translation>
+    </message>
+    <message>
+        <source>On</source>
+        <translation>An</translation>
+    </message>
+    <message>
+        <source>Remove: %1</source>
+        <translation>Entfernen: %1</translation>
+    </message>
+</context>
+<context>
     <name>sonmere::ServiceLink</name>
     <message>
         <source>Sonmere is not running.</source>
@@ -1660,6 +2260,53 @@
     <message>
         <source>off</source>
         <translation>aus</translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::SystemAudioCard</name>
+    <message>
+        <source>System audio</source>
+        <translation>Systemton</translation>
+    </message>
+    <message>
+        <source>Make it anew</source>
+        <translation>Neu anlegen</translation>
+    </message>
+    <message>
+        <source>Whatever plays goes to your output and into the Bridge</source>
+        <translation>Was spielt, geht an deinen Ausgang und in die Brücke</translation>
+    </message>
+    <message>
+        <source>Where you hear nothing, or the Bridge hears nothing</source>
+        <translation>Wenn du nichts hörst oder die Brücke nichts hört</translation>
+    </message>
+    <message>
+        <source>Plays on</source>
+        <translation>Spielt auf</translation>
+    </message>
+    <message>
+        <source>Switched off after an update, since it did not work; switch it on to try again</source>
+        <translation>Nach einer Aktualisierung ausgeschaltet, weil er nicht ging; schalte ihn ein, um es wieder zu versuchen</translation>
+    </message>
+    <message>
+        <source>Off: apps play on your output alone</source>
+        <translation>Aus: Apps spielen nur auf deinem Ausgang</translation>
+    </message>
+    <message>
+        <source>On, but it does not reach both %1 and the Bridge</source>
+        <translation>An, aber er erreicht nicht beide, %1 und die Brücke</translation>
+    </message>
+    <message>
+        <source>On: what plays is heard on %1, and by whoever reads the Bridge</source>
+        <translation>An: Was spielt, ist auf %1 zu hören, und für jeden, der die Brücke liest</translation>
+    </message>
+    <message>
+        <source>Default output</source>
+        <translation>Standardausgabe</translation>
+    </message>
+    <message>
+        <source>%1 (not connected)</source>
+        <translation>%1 (nicht verbunden)</translation>
     </message>
 </context>
 <context>

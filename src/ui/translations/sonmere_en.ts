@@ -49,6 +49,36 @@
     </message>
 </context>
 <context>
+    <name>sonmere::MixCard</name>
+    <message numerus="yes">
+        <source>Brought back to life %n time(s)</source>
+        <translation>
+            <numerusform>Brought back to life %n time</numerusform>
+            <numerusform>Brought back to life %n times</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::PresetsCard</name>
+    <message numerus="yes">
+        <source>%1: routes of %n app(s)</source>
+        <translation>
+            <numerusform>%1: routes of %n app</numerusform>
+            <numerusform>%1: routes of %n apps</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
+    <name>sonmere::ProfilesCard</name>
+    <message numerus="yes">
+        <source>%n app(s)</source>
+        <translation>
+            <numerusform>%n app</numerusform>
+            <numerusform>%n apps</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>sonmere::QuitFlow</name>
     <message numerus="yes">
         <source>%n file(s) are being recorded. They are completed before Sonmere ends, and nothing that was recorded is lost.</source>

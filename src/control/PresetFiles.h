@@ -14,7 +14,8 @@ namespace sonmere {
 std::filesystem::path presetFile(const std::string& nameOrPath);
 // The error names the file.
 Outcome<ReadPreset> openPreset(const std::string& nameOrPath);
-// Refused where there is one, unless it `replaces`.
+// Refused with kPresetExists where there is one, unless it `replaces`.
+inline constexpr int kPresetExists = 2;
 Outcome<std::filesystem::path> savePreset(const Preset& preset, const std::string& nameOrPath, bool replaces);
 // The user's own, by name.
 std::vector<std::string> presetNames();

@@ -1,4 +1,4 @@
-#include "cli/PresetFiles.h"
+#include "control/PresetFiles.h"
 
 #include <fmt/format.h>
 
@@ -6,6 +6,7 @@
 
 #include "app/PlatformFolders.h"
 #include "base/AtomicFile.h"
+#include "control/VolumeText.h"
 
 namespace sonmere {
 
@@ -30,19 +31,21 @@ Outcome<ReadPreset> openPreset(const std::string& nameOrPath) {
   const fs::path file = presetFile(nameOrPath);
   const auto text = readWholeFile(file);
   if (!text && text.error().code == ENOENT && !isPath(nameOrPath))
-    return std::unexpected(Error{"Arguments", 1, fmt::format("there is no preset \"{}\"", nameOrPath)});
+    return std::unexpected(
+        Error{kArgumentErrorDomain, 1, fmt::format("there is no preset \"{}\"", nameOrPath)});
   if (!text) return std::unexpected(text.error());
   auto preset = readPreset(*text, file.stem().string());
   if (preset) return preset;
   return std::unexpected(
-      Error{"Arguments", 1, fmt::format("{} can't be used: {}", file.string(), preset.error().description)});
+      Error{kArgumentErrorDomain, 1,
+            fmt::format("{} can't be used: {}", file.string(), preset.error().description)});
 }
 
 Outcome<fs::path> savePreset(const Preset& preset, const std::string& nameOrPath, bool replaces) {
   const fs::path file = presetFile(nameOrPath);
   std::error_code ignored;
   if (!replaces && fs::exists(fs::symlink_status(file, ignored)))
-    return std::unexpected(Error{"Arguments", 1, file.string() + " exists; --force replaces it"});
+    return std::unexpected(Error{kArgumentErrorDomain, kPresetExists, file.string() + " exists"});
   if (!isPath(nameOrPath))
     if (auto made = createFolders(file.parent_path()); !made) return std::unexpected(made.error());
   if (auto written = writeFileAtomically(file, encodePreset(preset), 0644); !written)
