@@ -109,6 +109,7 @@ std::vector<Setting> forUsers() {
            "Whether Sonmere asks once a day if there is a newer version, where its package names a feed"),
       flag("sonmere.usageCounts", false, "Counts of what is used, on this machine and for you alone"),
       flag("sonmere.analyticsOptOut", false, "Forbids counts of what is used, whatever else says"),
+      flag("sonmere.hotkeys.enabled", false, "Keys that work in any program"),
       flag("sonmere.showWindowOnLaunch", true, "A window at the start", When::nextStart),
       flag(LatencyProbe::kEveryTickKey, false, "Delays in the log at every look, not after changes only"),
   };

@@ -171,6 +171,7 @@ void MainWindow::buildMenu() {
   connect(quit_, &QuitFlow::windowOnly, this, &QWidget::close);
   auto* menu = new QMenu(this);
   menu->addAction(tr("Guide"), QKeySequence::HelpContents, this, &MainWindow::openGuide);
+  menu->addAction(tr("Keys"), QKeySequence(Qt::SHIFT | Qt::Key_F1), this, &MainWindow::keysWanted);
   menu->addAction(tr("Close the window"), QKeySequence::Close, this, &QWidget::close);
   menu->addAction(tr("Quit Sonmere"), QKeySequence(Qt::CTRL | Qt::Key_Q), this, &MainWindow::beginQuit);
   addActions(menu->actions());

@@ -47,6 +47,8 @@ class MainWindow : public QMainWindow {
   // The banner's button: the service is to be started.
   void serviceWanted();
   void testSoundWanted();
+  // All keys at a glance.
+  void keysWanted();
   // Sonmere as a whole has ended.
   void quitDone();
 

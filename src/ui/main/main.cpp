@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "ui/MainWindow.h"
+#include "ui/hotkeys/Hotkeys.h"
 #include "ui/launch/ServiceStarter.h"
 #include "ui/launch/SingleWindow.h"
 #include "ui/launch/Translations.h"
@@ -68,6 +69,12 @@ int run(QApplication& application, const WindowOptions& options) {
   askForLaunch(models.link(), window, options);
   QObject::connect(&window, &MainWindow::serviceWanted, [&] {
     if (!service.start()) tell("there is no program \"sonmere\" beside this one");
+  });
+  ShortcutPortal portal;
+  Hotkeys hotkeys(models, portal);
+  QObject::connect(&hotkeys, &Hotkeys::windowWanted, &window, &MainWindow::comeForward);
+  QObject::connect(&window, &MainWindow::keysWanted, [&] {
+    (new KeysSheet(hotkeys.lines(), hotkeys.stateText(), window.centralWidget()))->open();
   });
   service.start();
   models.link().start();

@@ -19,7 +19,10 @@ namespace {
 
 constexpr int kListWidth = 200;
 
-QString textOf(const QString& topic) {
+}  // namespace
+
+QString guideText(const QString& topic) {
+  bringInGuide();
   for (const QString& language : {QLocale().name().left(2), QStringLiteral("en")}) {
     QFile file(QStringLiteral(":/guide/%1/%2.md").arg(language, topic));
     if (file.open(QIODevice::ReadOnly)) return QString::fromUtf8(file.readAll());
@@ -27,10 +30,7 @@ QString textOf(const QString& topic) {
   return {};
 }
 
-}  // namespace
-
 GuidePage::GuidePage(QWidget* parent) : QWidget(parent), list_(new QListWidget), text_(new QTextBrowser) {
-  bringInGuide();
   auto* layout = new QHBoxLayout(this);
   layout->setContentsMargins(2 * kGrid, 2 * kGrid, 2 * kGrid, 2 * kGrid);
   list_->setFixedWidth(kListWidth);
@@ -59,7 +59,7 @@ GuidePage::GuidePage(QWidget* parent) : QWidget(parent), list_(new QListWidget),
 }
 
 void GuidePage::refresh() {
-  if (const int row = list_->currentRow(); row >= 0) text_->setMarkdown(textOf(topics_.at(row)));
+  if (const int row = list_->currentRow(); row >= 0) text_->setMarkdown(guideText(topics_.at(row)));
 }
 
 // Links are coloured as they are set.

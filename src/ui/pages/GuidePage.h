@@ -31,4 +31,7 @@ class GuidePage : public QWidget {
   QStringList topics_;
 };
 
+// A chapter as Markdown, in the user's language where there is one.
+QString guideText(const QString& topic);
+
 }  // namespace sonmere

@@ -1703,6 +1703,10 @@
         <source>Record</source>
         <translation>Aufnehmen</translation>
     </message>
+    <message>
+        <source>Microphone</source>
+        <translation>Mikrofon</translation>
+    </message>
 </context>
 <context>
     <name>sonmere::PresetsCard</name>
@@ -2398,8 +2402,20 @@
         </translation>
     </message>
     <message>
-        <source>Sonmere</source>
-        <translation>Sonmere</translation>
+        <source>Microphone</source>
+        <translation>Mikrofon</translation>
+    </message>
+    <message>
+        <source>Sonmere.</source>
+        <translation>Sonmere.</translation>
+    </message>
+    <message>
+        <source>The microphone is on.</source>
+        <translation>Das Mikrofon ist an.</translation>
+    </message>
+    <message>
+        <source>The microphone is off.</source>
+        <translation>Das Mikrofon ist aus.</translation>
     </message>
 </context>
 <context>
