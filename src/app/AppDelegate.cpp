@@ -65,13 +65,13 @@ TerminateReply AppDelegate::applicationShouldTerminate(std::function<void()> rep
   log_.info("Sonmere: quit requested with active recordings — finalizing first");
   flushDeadline_->set(runtime_.uptime() + FlushDeadline::kQuitTime);
   // The files or the limit, whichever comes first.
-  const auto finish = [this, alive = std::weak_ptr(alive_), reply = std::move(reply),
-                       isDone = std::make_shared<bool>(false)] {
-    if (alive.expired() || std::exchange(*isDone, true)) return;
-    const auto last = reply;
-    quitLimit_.cancel();
-    last();
-  };
+  const auto finish =
+      lifetime_.guard([this, reply = std::move(reply), isDone = std::make_shared<bool>(false)] {
+        if (std::exchange(*isDone, true)) return;
+        const auto last = reply;
+        quitLimit_.cancel();
+        last();
+      });
   quitLimit_ = runtime_.mainQueue().postAfter(kQuitLimit, finish);
   recordings_->stopAllRecordings([finish](const auto&) { finish(); });
   return TerminateReply::later;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/WindowHost.h"
+#include "base/Lifetime.h"
 #include "base/Log.h"
 #include "base/NotificationCenter.h"
 #include "base/Runtime.h"
@@ -67,7 +68,7 @@ class AppDelegate {
   ScopedTask closing_;
   ScopedTask quitLimit_;
   // Tells the end of a stop whether this object is still there.
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -10,10 +10,22 @@ namespace sonmere {
 // object. The object's queue only.
 class Lifetime {
  public:
+  // Tells, after a call that may have ended the object, whether it has.
+  class Witness {
+   public:
+    bool isOver() const { return alive_.expired(); }
+
+   private:
+    friend class Lifetime;
+    explicit Witness(const std::shared_ptr<const char>& alive) : alive_(alive) {}
+    std::weak_ptr<const char> alive_;
+  };
+
   Lifetime() = default;
   Lifetime(const Lifetime&) = delete;
   Lifetime& operator=(const Lifetime&) = delete;
 
+  Witness witness() const { return Witness(alive_); }
   // What calls `work` for as long as the object lives.
   template <class Work>
   auto guard(Work work) const {

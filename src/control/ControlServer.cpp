@@ -37,9 +37,7 @@ void ControlServer::add(FileDescriptor socket) {
   connections_.push_back(connection);
   if (!changes_)
     changes_.emplace(control_.changes().observe([this](const TopicSet& topics) { changed(topics); }));
-  connection->start([this, ended = connection.get(), alive = std::weak_ptr(alive_)] {
-    if (!alive.expired()) remove(ended);
-  });
+  connection->start(lifetime_.guard([this, ended = connection.get()] { remove(ended); }));
 }
 
 void ControlServer::remove(const ControlConnection* connection) {

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "base/FileDescriptorWatcher.h"
+#include "base/Lifetime.h"
 #include "base/Log.h"
 #include "control/Control.h"
 #include "control/ControlConnection.h"
@@ -42,7 +43,7 @@ class ControlServer {
   bool isFull_ = false;                  // said in the log
   std::optional<Subscription> changes_;  // while there are clients
   // Tells what was posted whether this object is still there.
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -161,9 +161,7 @@ void TopicWatch::listenTo(AudioObjectID object, AudioProperty property, std::vec
                           void (TopicWatch::*changed)()) {
   const auto added = app_.context().platform.hardware().addListener(
       object, property, AudioScope::global, app_.context().runtime.mainQueue(),
-      [this, changed, alive = std::weak_ptr(alive_)] {
-        if (!alive.expired()) (this->*changed)();
-      });
+      lifetime_.guard([this, changed] { (this->*changed)(); }));
   if (added) listeners.push_back(*added);
 }
 

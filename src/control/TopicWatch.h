@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/ToneFerryApp.h"
+#include "base/Lifetime.h"
 #include "base/Observable.h"
 #include "control/Topic.h"
 
@@ -52,7 +53,7 @@ class TopicWatch {
   OwnedObservable<TopicSet, TopicWatch> told_;
   ScopedTask tell_;
   ScopedTask settled_;
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

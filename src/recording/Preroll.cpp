@@ -293,11 +293,9 @@ void Preroll::save(double seconds, const std::string& folder, RecordingFormat fo
     (*made)->setOrigin(audioFileOrigin(now - fromSeconds(double(end - first) / rate), rate));
     save->files.push_back({memory, std::move(*made), first, end});
   }
-  queue_->post([save, done = std::move(done), &runtime = context_.runtime, alive = std::weak_ptr(alive_)] {
+  queue_->post([save, done = lifetime_.guard(std::move(done)), &runtime = context_.runtime] {
     auto result = save->run();
-    runtime.mainQueue().post([result = std::move(result), done, alive] {
-      if (!alive.expired()) done(result);
-    });
+    runtime.mainQueue().post([result = std::move(result), done] { done(result); });
   });
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Lifetime.h"
 #include "base/Observable.h"
 #include "recording/PrerollState.h"
 #include "recording/RecorderMaker.h"
@@ -82,7 +83,7 @@ class Preroll {
   int appsTries_ = 0;  // without a tap
   std::vector<PreparedRecorder> kept_;
   ScopedTask timer_;
-  const std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

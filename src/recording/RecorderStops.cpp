@@ -6,12 +6,12 @@ namespace sonmere {
 
 void RecorderStops::stop(const std::shared_ptr<Recorder>& recorder, Task done) {
   ++underWay_;
-  recorder->stop([this, alive = std::weak_ptr(alive_), recorder, done = std::move(done)] {
-    if (alive.expired()) return;
+  recorder->stop(lifetime_.guard([this, recorder, done = std::move(done)] {
+    const auto life = lifetime_.witness();
     --underWay_;
     done();
-    if (!alive.expired()) tellIfNone();
-  });
+    if (!life.isOver()) tellIfNone();
+  }));
 }
 
 void RecorderStops::tellIfNone() {
@@ -21,9 +21,7 @@ void RecorderStops::tellIfNone() {
 
 void RecorderStops::whenNone(Task done) {
   if (underWay_ > 0) return waiting_.push_back(std::move(done));
-  runtime_.mainQueue().post([alive = std::weak_ptr(alive_), done = std::move(done)] {
-    if (!alive.expired()) done();
-  });
+  runtime_.mainQueue().post(lifetime_.guard(std::move(done)));
 }
 
 }  // namespace sonmere

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/Lifetime.h"
 #include "base/Runtime.h"
 #include "recording/Recorder.h"
 
@@ -26,7 +27,7 @@ class RecorderStops {
   Runtime& runtime_;
   int underWay_ = 0;
   std::vector<Task> waiting_;
-  const std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -34,12 +34,11 @@ void EffectIntake::describe(const std::string& id, Admitted done) {
   const auto known = known_.find(id);
   if (known != known_.end() && host_->fileStamp(known->second.effect) == known->second.effect.fileStamp)
     return done(known->second);
-  host_->describe(id, [this, id, alive = std::weak_ptr(alive_),
-                       done = std::move(done)](const Outcome<EffectDetails>& details) {
-    if (alive.expired()) return;
-    if (details) known_[id] = *details;
-    done(details);
-  });
+  host_->describe(id,
+                  lifetime_.guard([this, id, done = std::move(done)](const Outcome<EffectDetails>& details) {
+                    if (details) known_[id] = *details;
+                    done(details);
+                  }));
 }
 
 void EffectIntake::admit(const std::string& id, Admitted done) {
@@ -69,13 +68,12 @@ void EffectIntake::judge(const EffectDetails& details, Admitted done) {
     done(refuse(fmt::format("\"{}\" was refused when it was tried: {}", nameOf(details.effect), refusal)));
   };
   if (const auto known = verdict(effect)) return answer(*known);
-  host_->test(effect.id, [this, answer, done, effect,
-                          alive = std::weak_ptr(alive_)](const Outcome<std::optional<std::string>>& result) {
-    if (alive.expired()) return;
-    if (!result) return done(std::unexpected(result.error()));
-    remember(effect.id, effect.fileStamp, result->value_or(""));
-    answer(result->value_or(""));
-  });
+  host_->test(effect.id, lifetime_.guard(
+                             [this, answer, done, effect](const Outcome<std::optional<std::string>>& result) {
+                               if (!result) return done(std::unexpected(result.error()));
+                               remember(effect.id, effect.fileStamp, result->value_or(""));
+                               answer(result->value_or(""));
+                             }));
 }
 
 void EffectIntake::remember(const std::string& id, const std::string& stamp, const std::string& refusal) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "audio/effects/EffectsHost.h"
+#include "base/Lifetime.h"
 #include "base/SettingsStore.h"
 
 namespace sonmere {
@@ -35,7 +36,7 @@ class EffectIntake {
   SettingsStore& settings_;
   EffectsHost* const host_;
   std::map<std::string, EffectDetails> known_;  // by identifier
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -181,11 +181,10 @@ void PluginChain::setTrusted(bool trusted) {
   if (trusted == isTrusted_) return;
   isTrusted_ = trusted;
   PluginChainStore::setTrusted(context_.settings, scope_, trusted);
-  const auto goOn = [this, alive = std::weak_ptr(alive_)](const auto& states) {
-    if (alive.expired()) return;
+  const auto goOn = lifetime_.guard([this](const auto& states) {
     if (states) keep(*states);
     edited();
-  };
+  });
   run_ ? run_->saveStates(goOn) : edited();
 }
 
@@ -208,14 +207,12 @@ void PluginChain::saveStatesSoon() {
 }
 
 void PluginChain::collect(Collected done) {
-  const auto answer = [this, done,
-                       alive = std::weak_ptr(alive_)](const Outcome<ChainHelper::States>& states) {
-    if (alive.expired()) return;
+  const auto answer = lifetime_.guard([this, done](const Outcome<ChainHelper::States>& states) {
     if (states) keep(*states);
     std::vector<Entry> entries;
     for (const Plugin& plugin : plugins_) entries.push_back(plugin.entry);
     if (done) done(std::move(entries));
-  };
+  });
   run_&& state_ == State::running ? run_->saveStates(answer) : answer(ChainHelper::States{});
 }
 
@@ -232,21 +229,20 @@ void PluginChain::rebuild() {
 void PluginChain::prepare(std::size_t position, int build) {
   if (position >= plugins_.size()) return apply(build);
   const int key = plugins_[position].key;
-  context_.intake.admit(
-      plugins_[position].entry.id,
-      [this, key, position, build, alive = std::weak_ptr(alive_)](Outcome<EffectDetails> details) {
-        if (alive.expired() || build != build_) return;
-        Plugin& plugin = *find(key);
-        plugin.problem = details ? std::string() : details.error().description;
-        if (details) {
-          plugin.entry.name = details->effect.name;
-          plugin.entry.mfrName = details->effect.manufacturer;
-          plugin.details = std::move(*details);
-        } else {
-          context_.tell(fmt::format("Plug-in {} of {}: {}", position + 1, scope_.text(), plugin.problem));
-        }
-        prepare(position + 1, build);
-      });
+  context_.intake.admit(plugins_[position].entry.id, lifetime_.guard([this, key, position,
+                                                                      build](Outcome<EffectDetails> details) {
+    if (build != build_) return;
+    Plugin& plugin = *find(key);
+    plugin.problem = details ? std::string() : details.error().description;
+    if (details) {
+      plugin.entry.name = details->effect.name;
+      plugin.entry.mfrName = details->effect.manufacturer;
+      plugin.details = std::move(*details);
+    } else {
+      context_.tell(fmt::format("Plug-in {} of {}: {}", position + 1, scope_.text(), plugin.problem));
+    }
+    prepare(position + 1, build);
+  }));
 }
 
 ChainPlan PluginChain::plan() const {
@@ -281,9 +277,9 @@ void PluginChain::apply(int build) {
     run_->failed = [this](const std::string& reason, int culprit) { failed(reason, culprit); };
   }
   runRate_ = wanted.sampleRate;
-  run_->apply(wanted, [this, build, alive = std::weak_ptr(alive_)](const Outcome<ChainReport>& report) {
-    if (!alive.expired() && build == build_) planned(report);
-  });
+  run_->apply(wanted, lifetime_.guard([this, build](const Outcome<ChainReport>& report) {
+    if (build == build_) planned(report);
+  }));
 }
 
 void PluginChain::planned(const Outcome<ChainReport>& report) {

@@ -10,6 +10,7 @@
 #include "audio/effects/ChainPlace.h"
 #include "audio/effects/ChainRun.h"
 #include "audio/effects/PluginChainStore.h"
+#include "base/Lifetime.h"
 
 namespace sonmere {
 
@@ -110,7 +111,7 @@ class PluginChain {
   ScopedTask looking_;
   // The place sounded before the chain did.
   bool isSoundBefore_ = false;
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

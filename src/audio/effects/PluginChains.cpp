@@ -49,9 +49,8 @@ void PluginChains::setPlaces(const std::string& owner, Places places) {
 void PluginChains::add(const PluginScope& scope, const std::string& id, std::optional<std::size_t> position,
                        Added done) {
   assertMain();
-  intake_.admit(id, [this, scope, position, done = std::move(done),
-                     alive = std::weak_ptr(alive_)](const Outcome<EffectDetails>& details) {
-    if (alive.expired()) return;
+  intake_.admit(id, lifetime_.guard([this, scope, position,
+                                     done = std::move(done)](const Outcome<EffectDetails>& details) {
     if (!details) return done(details);
     PluginChain& into = chain(scope);
     PluginChainStore::Entry entry;
@@ -63,7 +62,7 @@ void PluginChains::add(const PluginScope& scope, const std::string& id, std::opt
         Error{"Plugins", 3,
               fmt::format("the chain of {} has {} plug-ins; it takes no more there, or has no such place",
                           scope.text(), into.plugins().size())}));
-  });
+  }));
 }
 
 }  // namespace sonmere

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "audio/effects/PluginChain.h"
+#include "base/Lifetime.h"
 #include "base/Observable.h"
 
 namespace sonmere {
@@ -43,7 +44,7 @@ class PluginChains {
   ChainContext context_;
   std::map<PluginScope, std::unique_ptr<PluginChain>> chains_;
   std::map<std::string, Places> places_;  // by owner
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

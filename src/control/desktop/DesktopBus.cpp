@@ -161,9 +161,8 @@ struct DesktopBus::Handlers {
 void DesktopBus::run(const std::string& method, const ControlJSON& params, const Message& message,
                      const char* result) {
   BusPeer peer;
-  const auto reply = [this, message, result,
-                      alive = std::weak_ptr(alive_)](const Outcome<ControlJSON>& answer) {
-    if (alive.expired() || !bus_.get()) return;
+  const auto reply = lifetime_.guard([this, message, result](const Outcome<ControlJSON>& answer) {
+    if (!bus_.get()) return;
     if (!answer)
       sd_bus_reply_method_errorf(message.get(), kErrorName, "%s", answer.error().description.c_str());
     else if (!result)
@@ -175,7 +174,7 @@ void DesktopBus::run(const std::string& method, const ControlJSON& params, const
                    : answer->dump(-1, ' ', false, ControlJSON::error_handler_t::replace))
               .c_str());
     bus_.sent();
-  };
+  });
   if (!methods_.call(method, params, peer, reply))
     sd_bus_reply_method_errorf(message.get(), kErrorName,
                                "there is no method \"%s\"; the method \"methods\" lists all", method.c_str());

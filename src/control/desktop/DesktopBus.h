@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Lifetime.h"
 #include "control/Control.h"
 #include "control/ControlMethods.h"
 #include "control/desktop/BusObjects.h"
@@ -47,7 +48,7 @@ class DesktopBus {
   std::vector<std::shared_ptr<sd_bus_slot>> slots_;
   Subscription changes_;
   // Tells answers that come later whether this object is still there.
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -58,12 +58,10 @@ Lv2EffectsHost::~Lv2EffectsHost() { program_->stopAsking(); }
 
 void Lv2EffectsHost::ask(std::vector<std::string> arguments, Duration limit, Answered answered) {
   runtime_.globalQueue().post([program = program_, arguments = std::move(arguments), limit,
-                               alive = std::weak_ptr(alive_), &mainQueue = runtime_.mainQueue(),
-                               answered = std::move(answered)] {
+                               &mainQueue = runtime_.mainQueue(),
+                               answered = lifetime_.guard(std::move(answered))] {
     auto answer = program->ask(arguments, limit);
-    mainQueue.post([alive, answered, answer = std::move(answer)] {
-      if (!alive.expired()) answered(answer);
-    });
+    mainQueue.post([answered, answer = std::move(answer)] { answered(answer); });
   });
 }
 

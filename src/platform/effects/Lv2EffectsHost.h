@@ -5,6 +5,7 @@
 
 #include "audio/effects/EffectsHost.h"
 #include "base/FileDescriptorWatcher.h"
+#include "base/Lifetime.h"
 #include "base/Log.h"
 #include "base/Runtime.h"
 #include "platform/effects/HelperProgram.h"
@@ -47,7 +48,7 @@ class Lv2EffectsHost final : public EffectsHost {
   const std::shared_ptr<HelperProgram> program_;
   std::unique_ptr<FileDescriptorWatcher> watcher_;  // made with the first chain
   std::shared_ptr<Lv2World> world_;                 // made with the first trusted plug-in
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -58,9 +58,7 @@ ProcessChainHelper::ProcessChainHelper(HelperProgram::Process process, std::shar
   const int socket = process_.socket.get();
   fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) | O_NONBLOCK);
   if (!watcher_.add(socket, {.read = true}, [this] { readable(); }))
-    mainQueue_.post([this, alive = std::weak_ptr(alive_)] {
-      if (!alive.expired()) end();
-    });
+    mainQueue_.post(lifetime_.guard([this] { end(); }));
 }
 
 ProcessChainHelper::~ProcessChainHelper() {
@@ -84,12 +82,12 @@ void ProcessChainHelper::readable() {
     return end();
   }
   flush();
-  const std::weak_ptr alive(alive_);
+  const auto life = lifetime_.witness();
   for (auto line = in_.find('\n'); line != std::string::npos; line = in_.find('\n')) {
     const std::string text = in_.substr(0, line);
     in_.erase(0, line + 1);
     take(text);
-    if (alive.expired()) return;
+    if (life.isOver()) return;
   }
 }
 
@@ -112,10 +110,10 @@ void ProcessChainHelper::end() {
   watcher_.remove(process_.socket.get());
   const std::string how = HelperProgram::end(process_.pid);
   process_.socket = FileDescriptor();
-  const std::weak_ptr alive(alive_);
+  const auto life = lifetime_.witness();
   for (auto& [id, answer] : std::exchange(asked_, {})) {
     answer(std::unexpected(Error{"Plugins", 31, how}));
-    if (alive.expired()) return;
+    if (life.isOver()) return;
   }
   const auto tell = ended;
   if (tell) tell(how);

@@ -6,6 +6,7 @@
 
 #include "audio/effects/ChainHelper.h"
 #include "base/FileDescriptorWatcher.h"
+#include "base/Lifetime.h"
 #include "base/Log.h"
 #include "base/Queue.h"
 #include "platform/effects/HelperCodec.h"
@@ -51,7 +52,7 @@ class ProcessChainHelper final : public ChainHelper {
   std::string in_, out_;
   int nextAsk_ = 1;
   std::map<int, Answer> asked_;
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

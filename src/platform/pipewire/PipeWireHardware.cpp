@@ -451,8 +451,7 @@ void PipeWireHardware::lookAtOutputs() {
 
 // Streams are not made on the loop's own thread.
 void PipeWireHardware::followOutputs(int attempts) {
-  server_.runtime().mainQueue().postAfter(kOutputSettle, [this, attempts, alive = std::weak_ptr(alive_)] {
-    if (alive.expired()) return;
+  server_.runtime().mainQueue().postAfter(kOutputSettle, lifetime_.guard([this, attempts] {
     const Lock lock(server_.loop());
     const auto isMeant = [this](const Procedure& each) { return each.isStarted && playsElsewhere(each); };
     const auto isTooSoon = [&](const Procedure& each) { return isMeant(each) && isUnderWay(each); };
@@ -460,18 +459,17 @@ void PipeWireHardware::followOutputs(int attempts) {
       return followOutputs(attempts - 1);
     restart(isMeant);
     isRestarting_ = false;
-  });
+  }));
 }
 
 // A device's procedures run at its rate. Those that their engine has made anew by then do so already.
 void PipeWireHardware::followRate() {
-  server_.runtime().mainQueue().post([this, alive = std::weak_ptr(alive_)] {
-    if (alive.expired()) return;
+  server_.runtime().mainQueue().post(lifetime_.guard([this] {
     const Lock lock(server_.loop());
     restart([this](const Procedure& each) {
       return !tapAggregates_.contains(each.device) && each.rate != server_.graphRate();
     });
-  });
+  }));
 }
 
 // Output units.

@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 
+#include "base/Lifetime.h"
 #include "platform/pipewire/CombinedDevice.h"
 #include "platform/pipewire/DeviceIO.h"
 #include "platform/pipewire/PipeWireServer.h"
@@ -118,7 +119,7 @@ class PipeWireHardware final : public AudioHardware {
   std::map<IOProcID, Procedure> procedures_;
   std::map<AudioDeviceID, std::uint32_t> wishedFrames_;
   bool isRestarting_ = false;
-  const std::shared_ptr<int> alive_ = std::make_shared<int>();  // for tasks that come later
+  Lifetime lifetime_;
   IOProcID nextProcedure_ = 1;
   std::uint64_t nextUnit_ = 1;
 };

@@ -56,11 +56,7 @@ SimulatedChainHelper::SimulatedChainHelper(Runtime& runtime, FaultPlan& faults,
   watch_ = runtime.mainQueue().repeat(kDeathInterval, [this] { look(); });
 }
 
-void SimulatedChainHelper::later(Task task) {
-  runtime_.mainQueue().post([alive = std::weak_ptr(alive_), task = std::move(task)] {
-    if (!alive.expired()) task();
-  });
-}
+void SimulatedChainHelper::later(Task task) { runtime_.mainQueue().post(lifetime_.guard(std::move(task))); }
 
 void SimulatedChainHelper::look() {
   if (fate_->kind != SimulatedFate::Kind::crashed) return;

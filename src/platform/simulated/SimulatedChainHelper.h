@@ -5,6 +5,7 @@
 
 #include "audio/effects/ChainHelper.h"
 #include "audio/effects/ChainRunner.h"
+#include "base/Lifetime.h"
 #include "base/Runtime.h"
 #include "platform/simulated/FaultPlan.h"
 #include "platform/simulated/SimulatedEffect.h"
@@ -36,7 +37,7 @@ class SimulatedChainHelper final : public ChainHelper {
   const std::shared_ptr<Link> link_;
   ChainRunner runner_;
   ScopedTask watch_;
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -16,11 +16,7 @@ Error unknown(const std::string& id) { return {"Plugins", 11, "there is no plug-
 
 }  // namespace
 
-void SimulatedEffectsHost::later(Task task) {
-  runtime_.mainQueue().post([alive = std::weak_ptr(alive_), task = std::move(task)] {
-    if (!alive.expired()) task();
-  });
-}
+void SimulatedEffectsHost::later(Task task) { runtime_.mainQueue().post(lifetime_.guard(std::move(task))); }
 
 std::optional<Error> SimulatedEffectsHost::fault(Operation operation, const char* what) {
   const auto status = faults_.next(operation);

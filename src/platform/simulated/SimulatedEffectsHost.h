@@ -5,6 +5,7 @@
 #include <string>
 
 #include "audio/effects/EffectsHost.h"
+#include "base/Lifetime.h"
 #include "base/Runtime.h"
 #include "platform/simulated/FaultPlan.h"
 #include "platform/simulated/SimulatedEffect.h"
@@ -50,7 +51,7 @@ class SimulatedEffectsHost final : public EffectsHost {
   std::set<std::string> removed_;
   std::map<std::string, int> versions_;
   std::vector<std::weak_ptr<SimulatedFate>> fates_;
-  std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

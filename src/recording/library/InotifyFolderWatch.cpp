@@ -66,11 +66,11 @@ void InotifyFolderWatch::read() {
   if (isGone) endWatch();
   // The folder's end stands for all changes in it.
   if (isGone) names = {""};
-  const std::weak_ptr<char> alive = alive_;
+  const auto life = lifetime_.witness();
   const OnChange changed = changed_;
   for (const std::string& name : names) {
     changed(name);
-    if (alive.expired()) return;
+    if (life.isOver()) return;
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "base/FileDescriptor.h"
 #include "base/FileDescriptorWatcher.h"
+#include "base/Lifetime.h"
 #include "recording/library/FolderWatch.h"
 
 namespace sonmere {
@@ -26,7 +27,7 @@ class InotifyFolderWatch final : public FolderWatch {
   const FileDescriptor notes_;
   int watch_ = -1;
   OnChange changed_;
-  const std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere

@@ -85,27 +85,27 @@ void RecordingsLibrary::beginScan(bool retriesRepairs) {
   nextRepair_.cancel();
   poll_.cancel();
   isScanning.set(true);
-  queue_->post([this, alive = std::weak_ptr(alive_), scanner = scanner_, cancelled = cancelled_,
-                &runtime = context_.runtime, folders = folder_, chosen = chosenFolder(), retriesRepairs] {
+  const auto published =
+      lifetime_.guard([this](const std::shared_ptr<Result>& result) { publish(std::move(*result)); });
+  queue_->post([published, scanner = scanner_, cancelled = cancelled_, &runtime = context_.runtime,
+                folders = folder_, chosen = chosenFolder(), retriesRepairs] {
     if (*cancelled) return;
     if (retriesRepairs) scanner->forgetFailures();
     auto result = std::make_shared<Result>();
     result->folder = folders->state(chosen);
     result->scan = scanner->scan(result->folder.inUse, runtime.wallTime(), cancelled.get());
-    runtime.mainQueue().post([this, alive, result] {
-      if (!alive.expired()) publish(std::move(*result));
-    });
+    runtime.mainQueue().post([published, result] { published(result); });
   });
 }
 
 void RecordingsLibrary::publish(Result result) {
-  const std::weak_ptr<char> alive = alive_;
+  const auto life = lifetime_.witness();
   publishFolder(result.folder);
   if (result.scan.error)
     context_.log.warning("Sonmere: recordings can't be listed: " + result.scan.error->description);
   sessions.setIfChanged(std::move(result.scan.sessions));
   isScanning.set(false);
-  if (alive.expired()) return;
+  if (life.isOver()) return;
   if (isWatching_) watchFolderInUse();
   if (isWatching_ && result.scan.nextRepairIn)
     nextRepair_ =
@@ -177,22 +177,26 @@ void RecordingsLibrary::watchFolderInUse() {
 // Looks for the folder alone; the library is as it was until it is there.
 void RecordingsLibrary::pollForFolder() {
   poll_ = context_.runtime.mainQueue().postAfter(kPollInterval, [this] {
-    queue_->post([this, alive = std::weak_ptr(alive_), cancelled = cancelled_, &runtime = context_.runtime,
-                  folders = folder_, chosen = chosenFolder()] {
+    const auto looked =
+        lifetime_.guard([this](const RecordingsFolderState& state, bool isThere) { polled(state, isThere); });
+    queue_->post([looked, cancelled = cancelled_, &runtime = context_.runtime, folders = folder_,
+                  chosen = chosenFolder()] {
       if (*cancelled) return;
       const RecordingsFolderState state = folders->state(chosen);
       std::error_code ignored;
       const bool isThere = fs::is_directory(state.inUse, ignored);
-      runtime.mainQueue().post([this, alive, state, isThere] {
-        if (alive.expired() || !isWatching_) return;
-        const bool isNew = watch_ && isThere && state.inUse != watchedFolder_;
-        if (isNew || state.isUnavailable != *folderUnavailable)
-          beginScan(false);
-        else if (!isThere || state.isUnavailable)
-          pollForFolder();
-      });
+      runtime.mainQueue().post([looked, state, isThere] { looked(state, isThere); });
     });
   });
+}
+
+void RecordingsLibrary::polled(const RecordingsFolderState& state, bool isThere) {
+  if (!isWatching_) return;
+  const bool isNew = watch_ && isThere && state.inUse != watchedFolder_;
+  if (isNew || state.isUnavailable != *folderUnavailable)
+    beginScan(false);
+  else if (!isThere || state.isUnavailable)
+    pollForFolder();
 }
 
 }  // namespace sonmere

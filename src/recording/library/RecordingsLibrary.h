@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Lifetime.h"
 #include "base/Observable.h"
 #include "recording/RecordingsFolder.h"
 #include "recording/library/FolderWatch.h"
@@ -64,6 +65,7 @@ class RecordingsLibrary {
   void scanSoon(Duration delay);
   void watchFolderInUse();
   void pollForFolder();
+  void polled(const RecordingsFolderState& state, bool isThere);
 
   const RecordingContext context_;
   const std::shared_ptr<const RecordingsFolder> folder_;
@@ -80,7 +82,7 @@ class RecordingsLibrary {
   ScopedTask poll_;
   std::vector<Subscription> folderObservers_;
   // Tells what comes from the queue whether this object is still there.
-  const std::shared_ptr<char> alive_ = std::make_shared<char>();
+  Lifetime lifetime_;
 };
 
 }  // namespace sonmere
