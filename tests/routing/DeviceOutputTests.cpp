@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <complex>
+#include <cstdlib>
 
 #include "support/RealtimeGuard.h"
 #include "support/RoutingWorld.h"
@@ -120,6 +122,71 @@ TEST_F(AppOutputRenderTest, ClocksThatDriftApartKeepTheBacklogAtItsAim) {
     EXPECT_NEAR(lost - silent, ppm, 1) << "what is skipped and waited for is the drift";
     RecordProperty(ppm > 0 ? "skipsPerSecondFast" : "gapsPerSecondSlow",
                    std::to_string(ppm > 0 ? lost * 48000 / 1e6 : silent * 48000 / 1e6 / kFrames));
+  }
+}
+
+// The loudest that is far from a tone of 1 kHz in a second of it, in dB against the tone. Of a whole tone the
+// window leaves nothing there.
+double clickLevel(const std::vector<float>& second) {
+  const std::size_t n = second.size();
+  const auto levelAt = [&](double hertz) {
+    std::complex<double> sum = 0;
+    const auto turn = std::polar(1.0, -2 * M_PI * hertz / 48000),
+               bend = std::polar(1.0, 2 * M_PI / double(n));
+    std::complex<double> phase = 1, window = 1;
+    for (std::size_t i = 0; i < n; ++i, phase *= turn, window *= bend)
+      sum += double(second[i]) * (0.5 - 0.5 * window.real()) * phase;
+    return std::abs(sum);
+  };
+  double worst = 0;
+  for (double hertz = 1500; hertz < 20000; hertz += 250) worst = std::max(worst, levelAt(hertz));
+  return 20 * std::log10(worst / levelAt(1000));
+}
+
+// A tone through clocks 200 ppm apart. SONMERE_DRIFT_SECONDS makes it longer.
+struct ToneAcrossClocks {
+  static constexpr std::int64_t kFrames = 512, kCaptured = 128;
+
+  // One block of the device, after what was captured until then.
+  void render(StereoRing& ring, AppOutputContext& context, double writerStep) {
+    now += kFrames / 48000.0;
+    for (; writerTime <= now; writerTime += writerStep) {
+      for (std::size_t i = 0; i < in.size(); i += 2, ++phase)
+        in[i] = in[i + 1] = 0.5f * float(std::sin(2 * M_PI * double(phase % 48) / 48));
+      ring.writer.write(in.data(), std::int64_t(in.size()));
+    }
+    AudioBuffer buffer{2, std::uint32_t(out.size() * 4), out.data()};
+    renderAppOutput(static_cast<RenderContext*>(&context), {}, kFrames, {&buffer, 1});
+    for (std::size_t i = 0; now > 1 && i < out.size(); i += 2) hear(out[i]);
+  }
+  void hear(float sample) {
+    second.push_back(sample);
+    if (second.size() < 48000) return;
+    levels.push_back(clickLevel(second));
+    second.clear();
+  }
+
+  double now = 0, writerTime = 0;
+  std::int64_t phase = 0;
+  std::vector<float> in = std::vector<float>(2 * kCaptured), out = std::vector<float>(2 * kFrames), second;
+  std::vector<double> levels;  // dB, by second
+};
+
+// Skips come in a row and seldom, so that nearly every second is whole.
+TEST_F(AppOutputRenderTest, ASecondWithAClickIsSeldomWhereClocksDriftApart) {
+  const char* chosen = std::getenv("SONMERE_DRIFT_SECONDS");
+  const std::size_t seconds = chosen ? std::size_t(std::atoi(chosen)) : 120;
+  for (const double ppm : {0.0, 200.0, -200.0}) {
+    ring().skipToLive();
+    ToneAcrossClocks tone;
+    while (tone.levels.size() < seconds)
+      tone.render(tap->ring, context, ToneAcrossClocks::kCaptured / 48000.0 / (1 + ppm / 1e6));
+    std::ranges::sort(tone.levels);
+    const auto clean = std::ranges::count_if(tone.levels, [](double level) { return level < -60; });
+    std::printf("%+.0f ppm: below -60 dB in %td of %zu seconds, %.0f dB in the worst\n", ppm, clean, seconds,
+                tone.levels.back());
+    EXPECT_GE(double(clean), (ppm == 0 ? 1 : 0.95) * double(seconds));
+    EXPECT_LT(tone.levels.back(), ppm == 0 ? -120 : -45);
   }
 }
 
