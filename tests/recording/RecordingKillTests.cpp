@@ -45,9 +45,8 @@ class Victim {
     const auto mic = MicSideRecorder::create(context_, {"Sonmere Mic", {}, 48000, 48000, 1, folder});
     const auto apps = BusRecorder::create(context_, {2, RecordingFormat::wav, 48000, "Sonmere Apps", folder});
     if (!master || !mic || !apps) _exit(1);
-    rings_ = {(*master)->ring(), (*mic)->ring(), (*apps)->ring()};
-    for (Recorder* recorder : std::initializer_list<Recorder*>{master->get(), mic->get(), apps->get()})
-      recorder->mark(kMarkedFrame, "to be kept");
+    recorders_ = {*master, *mic, *apps};
+    for (const auto& recorder : recorders_) recorder->mark(kMarkedFrame, "to be kept");
     const auto clock =
         runtime_.startCycles("render", runtime_.uptime(), [this](Duration at) { return render(at); });
     runtime_.run();
@@ -56,13 +55,11 @@ class Victim {
 
  private:
   Duration render(Duration at) {
-    for (const auto& ring : rings_)
-      if (ringAvailable<kRecorderRingSamples>(ring->writePos.loadAcquire(), ring->readPos.loadAcquire()) >=
-          ring->channels * kMostWaitingFrames)
-        return runtime_.uptime() + kBlockTime;
+    for (const auto& recorder : recorders_)
+      if (recorder->framesWaiting() >= kMostWaitingFrames) return runtime_.uptime() + kBlockTime;
     for (std::int64_t i = 0; i < kBlockFrames; ++i)
       block_[std::size_t(2 * i)] = block_[std::size_t(2 * i + 1)] = numbered(frames_ + i);
-    for (const auto& ring : rings_) ring->writeStereo(block_.data(), kBlockFrames);
+    for (const auto& recorder : recorders_) recorder->ring()->writeStereo(block_.data(), kBlockFrames);
     frames_ += kBlockFrames;
     told_.framesDelivered = frames_;
     if (frames_ == signal_ && write(pipe_, "x", 1) != 1) _exit(3);
@@ -83,7 +80,7 @@ class Victim {
                             {"/nowhere", "/nowhere"},
                             RecordingHealth::create(runtime_, log_, notifications_, "/nowhere"),
                             std::make_shared<FlushDeadline>()};
-  std::vector<std::shared_ptr<RecorderRing>> rings_;
+  std::vector<std::shared_ptr<RingRecorder>> recorders_;
   std::vector<float> block_ = std::vector<float>(2 * kBlockFrames);
   std::int64_t frames_ = 0;
 };
