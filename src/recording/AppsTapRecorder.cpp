@@ -141,7 +141,8 @@ Outcome<std::shared_ptr<AppsTapRecorder>> AppsTapRecorder::create(const Recordin
   Processes processes = look(platform);
   if (!processes.hasAudible)
     return std::unexpected(
-        tapError(-1, "No audible processes found to record. Start playing audio in an app, then try again."));
+        tapError(kNobodyAudible,
+                 "No audible processes found to record. Start playing audio in an app, then try again."));
   auto tap = std::make_unique<Tap>(context.runtime, platform.hardware());
   tap->ring()->start.line = request.startLine;
   if (const auto started = tap->start(std::move(processes.leftOut), request.rate); !started)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -22,11 +23,12 @@ class AppsTapRecorder final : public RingRecorder {
     TakeFileOptions options = {};
   };
   static constexpr const char* kWriterName = "AppsTapRecorder";
+  static constexpr std::int64_t kNobodyAudible = -1;  // the code of that error
   static constexpr const char* kQueueLabel = "sonmere.appstaprecorder.drain";
   static constexpr const char* kReliefQueueLabel = "sonmere.appstaprecorder.relief";
 
   // Makes the tap and the file and begins. After an error nothing is left behind; one is that no program
-  // plays. Blocks for the settling time. The platform outlives the recorder.
+  // plays, which is no fault. Blocks for the settling time. The platform outlives the recorder.
   static Outcome<std::shared_ptr<AppsTapRecorder>> create(const RecordingContext& context, Platform& platform,
                                                           const Request& request);
   // Whether there is a program that could be heard.

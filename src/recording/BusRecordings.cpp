@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <set>
 
@@ -232,7 +233,10 @@ void BusRecordings::stopTake(int source, std::function<void(const Stopped&)> don
       const auto& recorder = *ended.recorder;
       stopped->push_back({ended.source, pathsOf(recorder)});
       if (!ended.isSide()) tellStop(ended, all - 1);
-      if (stopped->size() == all && done) done(*stopped);
+      if (stopped->size() < all || !done) return;
+      // The lead first, whichever was complete first.
+      std::ranges::sort(*stopped, std::greater(), &StoppedFile::source);
+      done(*stopped);
     });
 }
 

@@ -186,7 +186,12 @@ void RecorderMaker::makeApps(Take& take) const {
   auto made = AppsTapRecorder::create(
       context_, *context_.platform,
       {"Sonmere Apps", take.files.date(), fileRate(), take.files.folder(), take.startLine, take.options});
-  if (!made) return context_.log.error("Sonmere: AppsTapRecorder skipped: " + made.error().description);
+  if (!made) {
+    // That nobody plays is no fault.
+    const auto level =
+        made.error().code == AppsTapRecorder::kNobodyAudible ? LogLevel::warning : LogLevel::error;
+    return context_.log.write(level, "Sonmere: AppsTapRecorder skipped: " + made.error().description);
+  }
   take.made.push_back(
       {kAppsSource, *take.files.add(std::move(made)), kBridgeBus, nullptr, nullptr, std::nullopt});
 }

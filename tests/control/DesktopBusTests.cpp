@@ -154,7 +154,7 @@ class FakeDesktop {
         SD_BUS_SIGNAL("ActionInvoked", "us", 0), SD_BUS_VTABLE_END};
     static const sd_bus_vtable kFiles[] = {
         SD_BUS_VTABLE_START(0), SD_BUS_METHOD("ShowItems", "ass", "", show, SD_BUS_VTABLE_UNPRIVILEGED),
-        SD_BUS_VTABLE_END};
+        SD_BUS_METHOD("ShowFolders", "ass", "", show, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
     static const sd_bus_vtable kLogin[] = {
         SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Inhibit", "ssss", "h", inhibit, SD_BUS_VTABLE_UNPRIVILEGED),
         SD_BUS_VTABLE_END};
@@ -218,9 +218,10 @@ class FakeDesktop {
   }
   static int show(sd_bus_message* message, void* data, sd_bus_error*) {
     const char* uri = nullptr;
+    std::string all;
     sd_bus_message_enter_container(message, 'a', "s");
-    sd_bus_message_read(message, "s", &uri);
-    static_cast<FakeDesktop*>(data)->note(uri);
+    while (sd_bus_message_read(message, "s", &uri) > 0) all += std::string(all.empty() ? "" : " ") + uri;
+    static_cast<FakeDesktop*>(data)->note(all);
     return sd_bus_reply_method_return(message, nullptr);
   }
 
@@ -259,10 +260,25 @@ TEST_F(DesktopBusTest, ARecordingHoldsOffSleepAndItsEndIsToldWithAButtonUnlessTh
   EXPECT_TRUE(desktop.told()[1].starts_with("file:///")) << desktop.told()[1];
   EXPECT_TRUE(desktop.told()[1].contains("Sonmere%20Track%201%20%E2%80%94%20")) << desktop.told()[1];
 
+  // What was recorded together is told once and shown together.
+  ASSERT_TRUE(control.apps().route("org.music", 3));
+  RecordingControl::Start all;
+  all.sources = {kBridgeBus, 3};
+  control.recordings().start(all, [](const auto& started) { EXPECT_TRUE(started); });
+  ASSERT_TRUE(until([&] { return control.recordings().list().size() == 2; }));
+  EXPECT_TRUE(until([&] { return desktop.mayNotSleep(); }));
+  control.recordings().stopAll([](const auto&) {});
+  ASSERT_TRUE(until([&] { return desktop.told().size() >= 4; })) << testing::PrintToString(desktop.told());
+  EXPECT_TRUE(desktop.told()[2].ends_with(" and 1 more file")) << desktop.told()[2];
+  EXPECT_TRUE(desktop.told()[3].contains("Recording%20%E2%80%94%20")) << desktop.told()[3];
+  EXPECT_TRUE(desktop.told()[3].contains(" file:///") && desktop.told()[3].contains("Track%202"))
+      << desktop.told()[3];
+
+  ASSERT_TRUE(control.apps().route("org.music", 2));
   ASSERT_TRUE(control.settings().set("sonmere.notifications", SettingsValue(false), false));
   record();
   EXPECT_FALSE(property("", "", "Version").empty()) << "the bus has been asked and has answered since";
-  EXPECT_EQ(desktop.told().size(), 2u);
+  EXPECT_EQ(desktop.told().size(), 4u);
 }
 
 }  // namespace

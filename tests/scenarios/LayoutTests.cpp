@@ -56,8 +56,11 @@ TEST(Layouts, SeparateTracksAreOneSessionWithEachSourceInAFileOfItsOwn) {
 TEST(Layouts, ASessionGoesOnWithoutWhatIsNotThereAndIsRefusedWithoutItsMic) {
   LayoutWorld world;
   // Neither microphone nor apps.
+  int errors = 0;
+  world.log.addSink([&](LogLevel level, const std::string&) { errors += level == LogLevel::error; });
   world.recordings->startRecording(kBridgeBus);
   world.wait(1);
+  EXPECT_EQ(errors, 0) << "which is no fault";
   EXPECT_TRUE(
       world.logged("Sonmere: AppsTapRecorder skipped: No audible processes found to record. Start "
                    "playing audio in an app, then try again."));

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <iterator>
 
 #include "base/PrintableText.h"
 
@@ -17,7 +18,7 @@ constexpr const char* kService = "org.freedesktop.Notifications";
 constexpr const char* kObject = "/org/freedesktop/Notifications";
 constexpr const char* kShow = "show";
 // Desktops keep fewer.
-constexpr std::size_t kMostFiles = 32;
+constexpr std::size_t kMostNotices = 32;
 constexpr std::uint8_t kNormal = 1, kCritical = 2;
 
 // The text of a notification may be markup.
@@ -55,9 +56,9 @@ struct DesktopNotifier::Handlers {
     DesktopNotifier& notifier = sent->notifier;
     std::uint32_t number = 0;
     if (!sd_bus_message_is_method_error(answer, nullptr) && sd_bus_message_read(answer, "u", &number) >= 0 &&
-        !sent->file.empty())
-      notifier.files_[number] = sent->file;
-    if (notifier.files_.size() > kMostFiles) notifier.files_.erase(notifier.files_.begin());
+        !sent->files.empty())
+      notifier.files_[number] = sent->files;
+    if (notifier.files_.size() > kMostNotices) notifier.files_.erase(notifier.files_.begin());
     notifier.sent_.remove_if([&](const Sent& each) { return &each == sent; });
     return 0;
   }
@@ -97,24 +98,30 @@ void DesktopNotifier::look() {
   const auto before = std::exchange(told_, states_.look(Topic::recording));
   if (told_ == before || !bus_.get() || !isWanted()) return;
   const TopicJSON &old = before->value.at("facts"), &now = told_->value.at("facts");
+  std::vector<std::string> ended;
   for (const auto& [bus, recording] : old.at("running").items())
-    if (!now.at("running").contains(bus)) {
-      const std::string file = recording.at("path");
-      send({"Recording finished", nameOf(file), false, file});
-    }
+    if (!now.at("running").contains(bus)) ended.push_back(recording.at("path"));
+  if (!ended.empty()) tellEnded(std::move(ended));
   const TopicJSON& said = old.at("notices");
   for (const TopicJSON& notice : now.at("notices"))
-    if (std::ranges::find(said, notice) == said.end()) send({"Recording", notice, true, ""});
+    if (std::ranges::find(said, notice) == said.end()) send({"Recording", notice, true, {}});
   const TopicJSON error = now.value("error", TopicJSON());
-  if (error.is_string() && error != old.value("error", TopicJSON())) send({"Recording", error, true, ""});
+  if (error.is_string() && error != old.value("error", TopicJSON())) send({"Recording", error, true, {}});
+}
+
+void DesktopNotifier::tellEnded(std::vector<std::string> files) {
+  std::string text = nameOf(files.front());
+  if (files.size() > 1)
+    text += fmt::format(" and {} more {}", files.size() - 1, files.size() > 2 ? "files" : "file");
+  send({"Recording finished", text, false, std::move(files)});
 }
 
 void DesktopNotifier::tell(const std::string& title, const std::string& text) {
-  if (bus_.get() && isWanted()) send({title, text, false, ""});
+  if (bus_.get() && isWanted()) send({title, text, false, {}});
 }
 
 void DesktopNotifier::send(const Notice& notice) {
-  sent_.push_back({*this, notice.file});
+  sent_.push_back({*this, notice.files});
   const std::string text = withoutMarkup(notice.text);
   sd_bus_message* message = nullptr;
   int status = sd_bus_message_new_method_call(bus_.get(), &message, kService, kObject, kService, "Notify");
@@ -122,8 +129,10 @@ void DesktopNotifier::send(const Notice& notice) {
     status =
         sd_bus_message_append(message, "susss", "Sonmere", 0u, "sonmere", notice.title.c_str(), text.c_str());
   if (status >= 0)
-    status = notice.file.empty() ? sd_bus_message_append(message, "as", 0)
-                                 : sd_bus_message_append(message, "as", 2, kShow, "Show the File");
+    status = notice.files.empty()
+                 ? sd_bus_message_append(message, "as", 0)
+                 : sd_bus_message_append(message, "as", 2, kShow,
+                                         notice.files.size() > 1 ? "Show the Files" : "Show the File");
   if (status >= 0)
     status = sd_bus_message_append(message, "a{sv}i", 2, "urgency", "y",
                                    int(notice.isFailure ? kCritical : kNormal), "desktop-entry", "s",
@@ -134,10 +143,25 @@ void DesktopNotifier::send(const Notice& notice) {
   bus_.sent();
 }
 
-void DesktopNotifier::show(const std::string& file) {
-  sd_bus_call_method_async(bus_.get(), nullptr, "org.freedesktop.FileManager1",
-                           "/org/freedesktop/FileManager1", "org.freedesktop.FileManager1", "ShowItems",
-                           Handlers::shown, this, "ass", 1, fileURI(file).c_str(), "");
+// Selected together. What has another name by now is not to be found: its folder is shown.
+void DesktopNotifier::show(const std::vector<std::string>& files) {
+  std::vector<std::string> there;
+  std::error_code ignored;
+  std::ranges::copy_if(files, std::back_inserter(there),
+                       [&](const std::string& file) { return std::filesystem::exists(file, ignored); });
+  const bool isAnyThere = !there.empty();
+  if (!isAnyThere) there.push_back(std::filesystem::path(files.front()).parent_path().string());
+  sd_bus_message* message = nullptr;
+  int status = sd_bus_message_new_method_call(bus_.get(), &message, "org.freedesktop.FileManager1",
+                                              "/org/freedesktop/FileManager1", "org.freedesktop.FileManager1",
+                                              isAnyThere ? "ShowItems" : "ShowFolders");
+  if (status >= 0) status = sd_bus_message_open_container(message, 'a', "s");
+  for (const std::string& file : there)
+    if (status >= 0) status = sd_bus_message_append(message, "s", fileURI(file).c_str());
+  if (status >= 0) status = sd_bus_message_close_container(message);
+  if (status >= 0) status = sd_bus_message_append(message, "s", "");
+  if (status >= 0) sd_bus_call_async(bus_.get(), nullptr, message, Handlers::shown, this, 0);
+  sd_bus_message_unref(message);
   bus_.sent();
 }
 

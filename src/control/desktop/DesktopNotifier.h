@@ -3,6 +3,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "base/Log.h"
 #include "control/Control.h"
@@ -11,9 +12,9 @@
 
 namespace sonmere {
 
-// Tells the user on the desktop that a recording is complete, with a button that shows its file, and what
-// goes wrong with recordings. The setting "sonmere.notifications" turns it off. A desktop without
-// notifications is no fault. Main thread; all that it is given outlives it.
+// Tells the user on the desktop that recordings have ended, those of one stop in one notice, with a button
+// that shows their files, and what goes wrong with recordings. The setting "sonmere.notifications" turns it
+// off. A desktop without notifications is no fault. Main thread; all that it is given outlives it.
 class DesktopNotifier {
  public:
   static constexpr const char* kSettingKey = "sonmere.notifications";
@@ -27,18 +28,19 @@ class DesktopNotifier {
   struct Notice {
     std::string title, text;
     bool isFailure = false;
-    std::string file;  // empty: there is none to show
+    std::vector<std::string> files;  // to be shown
   };
   struct Handlers;
   struct Sent {
     DesktopNotifier& notifier;
-    std::string file;
+    std::vector<std::string> files;
   };
 
   bool isWanted() const;
   void look();
+  void tellEnded(std::vector<std::string> files);
   void send(const Notice& notice);
-  void show(const std::string& file);
+  void show(const std::vector<std::string>& files);
 
   SessionBus& bus_;
   Log& log_;
@@ -46,8 +48,8 @@ class DesktopNotifier {
   TopicStates states_;
   TopicStates::Shared told_;
   Subscription changes_;
-  std::list<Sent> sent_;                        // until the desktop has said their numbers
-  std::map<std::uint32_t, std::string> files_;  // by number, of those with a button
+  std::list<Sent> sent_;                                     // until the desktop has said their numbers
+  std::map<std::uint32_t, std::vector<std::string>> files_;  // by number, of those with a button
 };
 
 }  // namespace sonmere
