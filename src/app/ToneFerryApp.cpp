@@ -169,7 +169,6 @@ std::shared_ptr<BusRecordings> ToneFerryApp::makeRecordings() {
   return recordings;
 }
 
-// What a recording could be asked for of now, and is not under way.
 std::vector<int> ToneFerryApp::recordableSources() {
   std::vector<int> sources;
   const bool isSession = *dualMonoEngine()->layout == RecordingLayout::separateTracks;

@@ -91,6 +91,9 @@ class ToneFerryApp {
   NotificationCenter& notifications() { return notifications_; }
   // Whether a recording's file is still open: a write hangs, and so would whoever waits for it.
   bool isWriting() const;
+  // What a recording could be asked for of now, and is not under way: the bridge, the Tracks that apps play
+  // on, and the microphone where it is in no session of the bridge.
+  std::vector<int> recordableSources();
 
  private:
   std::shared_ptr<AppTapEngine> makeAppTapEngine();
@@ -101,7 +104,6 @@ class ToneFerryApp {
   std::vector<AudioObjectID> mixedProcesses();
   std::shared_ptr<BusRecordings> makeRecordings();
   std::shared_ptr<RecordingSources> makeRecordingSources();
-  std::vector<int> recordableSources();
   void applyDualMono();
   RecordingContext makeRecordingContext();
 

@@ -20,6 +20,7 @@
 #include "cli/Text.h"
 #include "jobs/RecordingJobs.h"
 #include "recording/RecordingBitDepth.h"
+#include "recording/RecordingReader.h"
 #include "recording/library/RecordingRename.h"
 
 namespace sonmere {
@@ -32,6 +33,7 @@ struct Arguments {
   std::optional<std::string> longest, largest, part, preroll;
   std::string length;
   std::string text;
+  bool all = false;
   bool json = false;
 };
 
@@ -113,11 +115,21 @@ Outcome<void> readBounds(const Given& a, ControlJSON& params) {
   return {};
 }
 
+Outcome<ControlJSON> readWhat(const Given& a) {
+  if (a->all && !a->sources.empty()) return badArgument("--all is instead of BUS");
+  if (a->all) return ControlJSON{{"all", true}};
+  const auto sources = readSources(a);
+  if (!sources) return std::unexpected(sources.error());
+  ControlJSON what{{"mic", sources->mic}};
+  if (!sources->buses.empty()) what["buses"] = sources->buses;
+  return what;
+}
+
 int start(const Given& a) {
   const RemoteCall call("record start");
-  const auto sources = readSources(a);
-  if (!sources) return call.fail(sources.error());
-  ControlJSON params{{"buses", sources->buses}, {"mic", sources->mic}};
+  auto what = readWhat(a);
+  if (!what) return call.fail(what.error());
+  ControlJSON params = std::move(*what);
   if (a->layout) {
     const auto layout = readRecordingLayout("--layout", *a->layout);
     if (!layout) return call.fail(layout.error());
@@ -125,7 +137,18 @@ int start(const Given& a) {
   }
   if (const auto read = readForm(a, params); !read) return call.fail(read.error());
   if (const auto read = readBounds(a, params); !read) return call.fail(read.error());
-  return call.ask("record.start", params, [&](const ControlJSON& started) { print(a, started); });
+  return call.ask("record.start", params, [&](const ControlJSON& started) {
+    // Of the microphone alone it is one.
+    print(a, started.is_array() ? started : ControlJSON::array({started}));
+  });
+}
+
+// Its parts lie together, and bear its name too.
+void renamePaths(ControlJSON& paths, const std::string& renamed) {
+  std::size_t at = 0;
+  paths[at] = renamed;
+  for (const std::string& part : laterRecordingParts(renamed))
+    if (++at < paths.size()) paths[at] = part;
 }
 
 // Of what was stopped first; what a layout brought along keeps its name.
@@ -135,7 +158,7 @@ int rename(const RemoteCall& call, const std::string& newName, ControlJSON& done
   const auto renamed = renameWithEdits(done[0]["paths"][0].get<std::string>(), newName, true, log);
   if (!renamed)
     return call.tell(kExitFailure, "the recording is complete, but " + renamed.error().description);
-  done[0]["paths"][0] = *renamed;
+  renamePaths(done[0]["paths"], *renamed);
   if (done[0].contains("path")) done[0]["path"] = *renamed;
   return kExitSuccess;
 }
@@ -219,6 +242,8 @@ void addRecordCommands(CLI::App& app, std::function<int()>& run) {
   };
   CLI::App* starting = add("start", "Record buses into new files, which are one session", start);
   starting->add_option("BUS", a->sources, std::string(kBusForm) + ", or mic (default: bridge)")->expected(-1);
+  starting->add_flag("--all", a->all,
+                     "All that there is: the bridge, the Tracks that apps play on, the microphone");
   starting
       ->add_option("--layout", a->layout,
                    "The files of the bridge's recording: mixed (one), dualMono (the microphone left, the "

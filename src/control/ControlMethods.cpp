@@ -28,6 +28,9 @@ StartRequest readStart(ControlParams& params) {
   request.start.mostBytes = params.numberIf("maxBytes");
   request.start.partSeconds = params.numberIf("partSeconds");
   request.start.prerollSeconds = params.numberIf("prerollSeconds");
+  request.start.isOfAll = params.flagOr("all", false);
+  request.isList = request.start.isOfAll;
+  if (request.isList) return request;
   const bool mic = params.flagOr("mic", false);
   if (auto buses = params.wholesIf("buses")) {
     sources = std::move(*buses);

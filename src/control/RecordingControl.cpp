@@ -154,7 +154,19 @@ void RecordingControl::saveLast(double seconds, const Start& request, Stopped do
   });
 }
 
+// In the layout that is asked for: a session has the microphone by itself.
+void RecordingControl::startAll(Start request, Started done) {
+  if (request.layout)
+    if (const auto layout = recordingLayoutNamed(*request.layout)) app_.dualMonoEngine()->setLayout(*layout);
+  request.isOfAll = false;
+  request.sources = app_.recordableSources();
+  if (request.sources.empty())
+    return done(refuse(ControlFault::failed, "there is nothing to record that is not being recorded"));
+  start(request, std::move(done));
+}
+
 void RecordingControl::start(const Start& request, Started done) {
+  if (request.isOfAll) return startAll(request, std::move(done));
   const auto take = checkRequest(request);
   if (!take) return done(std::unexpected(take.error()));
   if (request.layout) app_.dualMonoEngine()->setLayout(*recordingLayoutNamed(*request.layout));

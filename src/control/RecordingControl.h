@@ -16,6 +16,7 @@ class RecordingControl {
  public:
   struct Start {
     std::vector<int> sources;                      // as RecordedSource.h names them
+    bool isOfAll = false;                          // instead: of all that there is to record
     std::optional<std::string> layout;             // chosen first, as by settings
     std::optional<std::string> format;             // without one that of the settings
     std::optional<std::string> depth;              // the same
@@ -53,6 +54,7 @@ class RecordingControl {
   Outcome<void> checkStart(int source) const;
   Outcome<void> checkPreroll(double seconds) const;
   Outcome<TakeRequest> checkRequest(const Start& request) const;
+  void startAll(Start request, Started done);
   Outcome<std::vector<RecordingState>> begin(const std::vector<int>& sources, const TakeRequest& request);
 
   ToneFerryApp& app_;

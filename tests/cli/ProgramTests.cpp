@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "app/InstanceLock.h"
 #include "app/PlatformFolders.h"
@@ -204,6 +205,24 @@ TEST_F(ProgramTest, ARunOnTheInventedMachineLeavesTheSettingsAsTheyAre) {
   EXPECT_EQ(statusOf({"settings", "set", "sonmere.boostAllowed", "off"}), 0);
   EXPECT_EQ(statusOf({"quit"}), 0);
   EXPECT_TRUE(readWholeFile(path("settings.json"))->contains("boostAllowed")) << "what was asked for is kept";
+}
+
+TEST_F(ProgramTest, TheMicrophoneIsRecordedAloneAndEveryPartBearsTheNewName) {
+  Program program(run + std::vector<std::string>{"--out", path("out")});
+  ASSERT_TRUE(isReady(program));
+  EXPECT_EQ(statusOf({"mic", "on"}), 0);
+  EXPECT_TRUE(textOf({"record", "start", "mic", "--split", "1"}).contains("/Sonmere Mic \u2014 "));
+  for (int i = 0; i < 1000 && !textOf({"record", "status"}).contains("Part 2"); ++i) {
+  }
+  const std::string stopped = textOf({"record", "stop", "mic", "--name", "Talk"});
+  std::size_t lines = 0;
+  std::istringstream paths(stopped);
+  for (std::string file; std::getline(paths, file); ++lines) {
+    EXPECT_TRUE(file.contains("/out/Talk")) << file;
+    EXPECT_TRUE(std::filesystem::exists(file)) << file;
+  }
+  EXPECT_GE(lines, 2u) << stopped;
+  EXPECT_EQ(statusOf({"quit"}), 0);
 }
 
 // What the engines hold in memory comes from the file and goes back there, so they have to be made anew.

@@ -566,6 +566,13 @@ TEST_F(ControlMethodsTest, BusesThatAreStartedTogetherAreOneSessionOrNone) {
   };
   EXPECT_EQ(stamp(0), stamp(1));
 
+  // What there is besides: the bridge alone, since no microphone runs.
+  const auto rest = call("record.start", R"({"all":true,"layout":"mixed"})");
+  ASSERT_TRUE(rest) << rest.error().description;
+  ASSERT_EQ(rest->size(), 1u);
+  EXPECT_EQ((*rest)[0]["bus"], 0);
+  ASSERT_TRUE(call("record.stop", R"({"bus":0})"));
+
   std::filesystem::remove(std::string((*begun)[0]["path"]));
   wait(2);
   const auto health = *call("record.health");
