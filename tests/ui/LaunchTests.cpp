@@ -157,6 +157,14 @@ TEST_F(QuitFlowTest, RunningRecordingsAreCompletedOnlyWhenTheUserSaysSo) {
   QSignalSpy windowOnly(&flow, &QuitFlow::windowOnly);
   flow.begin();
   ASSERT_TRUE(sheet());
+  for (const int width : {640, 440, 360}) {
+    content.resize(width, 480);
+    QTest::qWait(10);
+    for (const auto* button : sheet()->findChildren<QPushButton*>()) {
+      EXPECT_GE(button->width(), button->sizeHint().width()) << qPrintable(button->text()) << ", " << width;
+      EXPECT_TRUE(button->parentWidget()->rect().contains(button->geometry())) << width;
+    }
+  }
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
   QTest::qWait(10);
   EXPECT_FALSE(hasQuit());

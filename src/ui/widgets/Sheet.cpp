@@ -85,9 +85,21 @@ void Sheet::dismiss() {
   deleteLater();
 }
 
+// Side by side, or below one another where there is no room for that. The width of the card that they take.
+int Sheet::layButtons(int room) {
+  for (auto* button : card_->findChildren<QPushButton*>()) button->ensurePolished();
+  const QMargins margins = card_->layout()->contentsMargins() + card_->contentsMargins();
+  const auto taken = [&] { return buttons_->sizeHint().width() + margins.left() + margins.right(); };
+  buttons_->setDirection(QBoxLayout::LeftToRight);
+  buttons_->invalidate();
+  if (taken() > room) buttons_->setDirection(QBoxLayout::TopToBottom);
+  return taken();
+}
+
 void Sheet::cover() {
   setGeometry(parentWidget()->rect());
-  const int width = std::min(cardSize_.width(), this->width() - 4 * kGrid);
+  const int room = this->width() - 4 * kGrid;
+  const int width = std::min(std::max(cardSize_.width(), layButtons(room)), room);
   const int wanted = card_->layout()->hasHeightForWidth() ? card_->layout()->totalHeightForWidth(width)
                                                           : card_->sizeHint().height();
   const int height = std::min(std::max(wanted, cardSize_.height()), this->height() - 4 * kGrid);

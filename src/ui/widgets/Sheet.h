@@ -48,6 +48,7 @@ class Sheet : public QFrame {
 
  private:
   void cover();
+  int layButtons(int room);
 
   const QString title_;
   QSize cardSize_{480, 0};
