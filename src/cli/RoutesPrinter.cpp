@@ -21,6 +21,24 @@ std::string resetText(const ControlJSON& reset) {
   return fmt::format("Reset at {}{}{}\n", textOf(reset, "finishedAt"), done.empty() ? "" : ": ", done);
 }
 
+// Which command does what the advice says; empty: none.
+std::string commandFor(const ControlJSON& route) {
+  const std::string id = textOf(route, "id"), verdict = textOf(route, "verdict");
+  if (id == "driver")
+    return verdict == "inactive" ? "sonmere driver install"
+           : verdict == "broken" ? "sonmere driver repair"
+                                 : "";
+  if (verdict == "broken") return "sonmere routes reset";
+  return id == "input" && verdict == "degraded" ? "sonmere mic select" : "";
+}
+
+std::string adviceText(const ControlJSON& route) {
+  const std::string advice = textOf(route, "advice"), command = commandFor(route);
+  if (advice.empty()) return "";
+  return fmt::format("{}: {}{}\n", textOf(route, "name"), advice,
+                     command.empty() ? "" : " (" + command + ")");
+}
+
 }  // namespace
 
 std::string routesText(const ControlJSON& routes) {
@@ -28,8 +46,7 @@ std::string routesText(const ControlJSON& routes) {
   std::string advice;
   for (const ControlJSON& each : routes.value("routes", ControlJSON::array())) {
     table.add({textOf(each, "name"), textOf(each, "verdict"), textOf(each, "detail")});
-    if (const std::string text = textOf(each, "advice"); !text.empty())
-      advice += fmt::format("{}: {}\n", textOf(each, "name"), text);
+    advice += adviceText(each);
   }
   std::string out = table.text();
   if (!advice.empty()) out += "\n" + advice;

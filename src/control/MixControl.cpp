@@ -52,10 +52,9 @@ MixChange MixControl::change(std::vector<std::string> notes) const {
 Outcome<MixChange> MixControl::setEnabled(bool enabled) {
   const bool endsSystem = enabled && *app_.systemAudioEngine()->isEnabled;
   if (!mix().setEnabled(enabled))
-    return std::unexpected(
-        controlError(ControlFault::failed,
-                     fmt::format("Mix Mode is forbidden by the setting {0}: sonmere settings reset {0}",
-                                 MixModeEngine::kDisabledKey)));
+    return std::unexpected(controlError(
+        ControlFault::failed, fmt::format("Mix Mode is forbidden by the setting {}; switch that off first",
+                                          MixModeEngine::kDisabledKey)));
   MixChange change{state(), {}};
   if (endsSystem) change.notes.emplace_back("system audio is off: both would capture everything that plays");
   if (const auto& error = *app_.monitorOutput()->errorMessage; enabled && error)

@@ -10,18 +10,16 @@ namespace {
 
 using Verdict = RouteHealthVerdict;
 
-constexpr const char* kResetAdvice = "sonmere routes reset makes every route anew";
-
 // What the row's own detail does not say.
 std::string adviceFor(const RouteHealthEntry& entry) {
   if (entry.id == "driver")
-    return entry.verdict == Verdict::inactive ? "sonmere driver install"
-           : entry.verdict == Verdict::broken ? "sonmere driver repair"
+    return entry.verdict == Verdict::inactive ? "Install the driver."
+           : entry.verdict == Verdict::broken ? "Repair the driver."
                                               : "";
-  if (entry.verdict == Verdict::broken) return kResetAdvice;
+  if (entry.verdict == Verdict::broken) return "Reset Routing makes every route anew.";
   if (entry.verdict != Verdict::degraded) return "";
-  if (entry.id == "input") return "connect it again, or choose another: sonmere mic device";
-  return "connect what is missing; what comes back is taken up by itself";
+  if (entry.id == "input") return "Connect it again, or choose another.";
+  return "Connect what is missing; what comes back is taken up by itself.";
 }
 
 // Broken is worst; what is switched off can't be bad.
