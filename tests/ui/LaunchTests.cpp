@@ -6,12 +6,14 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTranslator>
 #include <thread>
 
 #include "FakeService.h"
 #include "ui/QuitFlow.h"
 #include "ui/UnfinishedWork.h"
 #include "ui/launch/SingleWindow.h"
+#include "ui/launch/Translations.h"
 #include "ui/launch/WindowOptions.h"
 #include "ui/model/RecordingModel.h"
 #include "ui/widgets/Sheet.h"
@@ -80,6 +82,20 @@ TEST(Demo, ItsServiceEndsWithAWindowThatIsKilled) {
   window.kill();
   window.waitForFinished(kPatience);
   EXPECT_TRUE(QTest::qWaitFor([&] { return ::kill(static_cast<pid_t>(service), 0) != 0; }, kPatience));
+}
+
+TEST(Translations, ALanguageThatThereIsNotHasEnglishWithItsPlurals) {
+  installTranslations(QStringLiteral("fr"));
+  const auto apps = [](int count) {
+    return QCoreApplication::translate("sonmere::ProfilesCard", "%n app(s)", nullptr, count);
+  };
+  EXPECT_EQ(apps(1), QStringLiteral("1 app"));
+  EXPECT_EQ(apps(3), QStringLiteral("3 apps"));
+  for (auto* translator : QCoreApplication::instance()->findChildren<QTranslator*>()) {
+    QCoreApplication::removeTranslator(translator);
+    delete translator;
+  }
+  installTranslations(QStringLiteral("en"));
 }
 
 struct QuitFlowTest : testing::Test {

@@ -15,13 +15,12 @@ static void bringInTranslations() {}
 namespace sonmere {
 namespace {
 
-void install(const QLocale& locale, const QString& name, const QString& folder) {
+bool install(const QLocale& locale, const QString& name, const QString& folder) {
   auto* translator = new QTranslator(QCoreApplication::instance());
-  if (translator->load(locale, name, QStringLiteral("_"), folder)) {
-    QCoreApplication::installTranslator(translator);
-  } else {
-    delete translator;
-  }
+  if (translator->load(locale, name, QStringLiteral("_"), folder))
+    return QCoreApplication::installTranslator(translator);
+  delete translator;
+  return false;
 }
 
 }  // namespace
@@ -31,7 +30,9 @@ void installTranslations(const QString& language) {
   const QLocale locale = language.isEmpty() ? QLocale() : QLocale(language);
   QLocale::setDefault(locale);
   install(locale, QStringLiteral("qtbase"), QLibraryInfo::path(QLibraryInfo::TranslationsPath));
-  install(locale, QStringLiteral("sonmere"), QStringLiteral(":/translations"));
+  const QString name = QStringLiteral("sonmere"), folder = QStringLiteral(":/translations");
+  // The texts in the code are English, but for the words that go with a number.
+  if (!install(locale, name, folder)) install(QLocale(QLocale::English), name, folder);
 }
 
 }  // namespace sonmere
