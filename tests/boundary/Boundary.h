@@ -80,6 +80,11 @@ struct Boundary : testing::TestWithParam<NewMachine> {
         if (machine->device(uid) == kAudioObjectUnknown) return false;
       return true;
     }));
+    // The session takes a moment until it has a default device that can be chosen.
+    ASSERT_TRUE(machine->until([&] {
+      return hardware.setDefaultDevice(DefaultDevice::output, machine->device(machine->speakerUID())) ==
+             noErr;
+    }));
   }
 
   // A tap in its aggregate, running; destroyed by the caller.
