@@ -1703,10 +1703,6 @@
         <source>Record</source>
         <translation>Aufnehmen</translation>
     </message>
-    <message>
-        <source>Microphone</source>
-        <translation>Mikrofon</translation>
-    </message>
 </context>
 <context>
     <name>sonmere::PresetsCard</name>
@@ -2402,20 +2398,8 @@
         </translation>
     </message>
     <message>
-        <source>Microphone</source>
-        <translation>Mikrofon</translation>
-    </message>
-    <message>
-        <source>Sonmere.</source>
-        <translation>Sonmere.</translation>
-    </message>
-    <message>
-        <source>The microphone is on.</source>
-        <translation>Das Mikrofon ist an.</translation>
-    </message>
-    <message>
-        <source>The microphone is off.</source>
-        <translation>Das Mikrofon ist aus.</translation>
+        <source>Sonmere</source>
+        <translation>Sonmere</translation>
     </message>
 </context>
 <context>
