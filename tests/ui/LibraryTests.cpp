@@ -6,9 +6,12 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <QToolButton>
 #include <QTreeView>
 #include <QUrl>
+#include <future>
+#include <memory>
 
 #include "FakeService.h"
 #include "WavFile.h"
@@ -130,6 +133,24 @@ TEST_F(LibraryTest, FilesThatAreDroppedAreImportedAndWhatIsNoAudioIsTold) {
     return std::ranges::any_of(answered, [](const auto& each) { return each.at(1).toBool(); });
   })) << "the text file is refused";
   EXPECT_TRUE(waits([&] { return stack.model().jobs().empty(); })) << "what has ended leaves the list";
+}
+
+TEST(Workbench, EndsWithWorkUnderWay) {
+  QTemporaryDir root;
+  auto bench = std::make_unique<Workbench>(Workbench::demoPlace(root.path().toStdString()));
+  std::promise<void> began;
+  bool isDone = false;
+  bench->run(
+      bench.get(),
+      [&began] {
+        began.set_value();
+        QThread::msleep(50);  // until the end has begun
+        return 1;
+      },
+      [&isDone](int) { isDone = true; });
+  began.get_future().wait();
+  bench.reset();
+  EXPECT_FALSE(isDone);
 }
 
 TEST_F(LibraryTest, ARecordingPlaysWhereItLies) {

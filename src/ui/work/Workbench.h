@@ -52,13 +52,15 @@ class Workbench : public QObject {
   // Runs `work` beside the main thread, and then `done` with what came of it, unless `owner` is gone by then.
   template <class Work, class Done>
   void run(QObject* owner, Work work, Done done) {
-    runtime_->globalQueue().post(
-        [this, guard = QPointer<QObject>(owner), work = std::move(work), done = std::move(done)]() mutable {
-          auto result = std::make_shared<decltype(work())>(work());
-          runtime_->mainQueue().post([guard = std::move(guard), done = std::move(done), result]() mutable {
-            if (guard) done(std::move(*result));
-          });
-        });
+    // Its own end waits for what is under way, and holds it no more by then.
+    LiveRuntime& runtime = *runtime_;
+    runtime.globalQueue().post([&runtime, guard = QPointer<QObject>(owner), work = std::move(work),
+                                done = std::move(done)]() mutable {
+      auto result = std::make_shared<decltype(work())>(work());
+      runtime.mainQueue().post([guard = std::move(guard), done = std::move(done), result]() mutable {
+        if (guard) done(std::move(*result));
+      });
+    });
   }
 
  private:
