@@ -9,6 +9,7 @@
 #include "recording/AppsTapRecorder.h"
 #include "recording/BridgeCapture.h"
 #include "recording/RecordedSource.h"
+#include "recording/RecordingFileName.h"
 
 namespace sonmere {
 
@@ -32,7 +33,10 @@ std::string inputName(std::string label, std::size_t number) {
     while (!label.empty() && (static_cast<unsigned char>(label.back()) & 0xC0) == 0x80) label.pop_back();
     if (!label.empty() && static_cast<unsigned char>(label.back()) >= 0xC0) label.pop_back();
   }
-  return "Sonmere Mic \u2014 " + (label.empty() ? "Input " + std::to_string(number) : label);
+  const std::string input = "Input " + std::to_string(number);
+  // Not to be taken for a part of another.
+  if (parseRecordingPart(label)) label += " (" + input + ")";
+  return "Sonmere Mic \u2014 " + (label.empty() ? input : label);
 }
 
 RecorderMaker::Failure cantStart(const char* what, const Error& error) {

@@ -267,6 +267,16 @@ TEST_F(TakeTest, PartsAreOneRecordingToTheLibrary) {
   ASSERT_TRUE(renamed) << renamed.error().description;
   EXPECT_EQ(laterRecordingParts(*renamed).size(), 2u);
   EXPECT_TRUE(laterRecordingParts(file.url).empty());
+  // Nor does a name make one recording of two.
+  const std::string other = sessions[0].files[1].url;
+  const auto asPart = renameRecording(other, "Talk Part 4", true);
+  ASSERT_FALSE(asPart);
+  EXPECT_TRUE(asPart.error().description.contains("part of \"Talk\"")) << asPart.error().description;
+  const fs::path stray =
+      fs::path(other).parent_path() / ("Free Part 4" + renamed->substr(renamed->find(" \u2014 ")));
+  std::ofstream(stray) << "x";
+  EXPECT_FALSE(renameRecording(other, "Free", true)) << "it has three parts";
+  fs::remove(stray);
   // A name that is taken behind the first one takes the others back.
   EXPECT_FALSE(renameRecording(sessions[0].files[1].url, "Talk", true));
   fs::remove(*renamed);

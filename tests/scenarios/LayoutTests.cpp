@@ -18,7 +18,7 @@ std::vector<float> middleOf(const std::vector<float>& signal) {
 TEST(Layouts, SeparateTracksAreOneSessionWithEachSourceInAFileOfItsOwn) {
   LayoutWorld world;
   world.startMic([] { return SampleSources::tone(220, 0.1f); });
-  world.mic->extras().add(" Git/ar: 1 ", 1);
+  world.mic->extras().add(" Git/ar: Part 2 ", 1);
   const std::string second = world.mic->extras().add("", 3);
   const auto app = world.play("org.music", SampleSources::tone(1000, 0.3f));
   world.recordings->startRecording(kBridgeBus);
@@ -34,7 +34,8 @@ TEST(Layouts, SeparateTracksAreOneSessionWithEachSourceInAFileOfItsOwn) {
   auto files = world.stop();
 
   ASSERT_EQ(files.size(), 5u);
-  for (const char* name : {"Master", "Mic", "Apps", "Mic \u2014 Git-ar- 1", "Mic \u2014 Input 2"}) {
+  for (const char* name :
+       {"Master", "Mic", "Apps", "Mic \u2014 Git-ar- Part 2 (Input 1)", "Mic \u2014 Input 2"}) {
     ASSERT_TRUE(files.contains(name)) << name;
     EXPECT_EQ(files[name].stamp, files["Master"].stamp);
     EXPECT_EQ(files[name].rate, 48000);
@@ -45,7 +46,7 @@ TEST(Layouts, SeparateTracksAreOneSessionWithEachSourceInAFileOfItsOwn) {
   EXPECT_LT(residueDb(middleOf(files["Apps"].left()), 0, 1000, 48000), -80) << "the app, and no microphone";
   // The additional inputs are in what others hear of the microphone, each alone in its own file.
   EXPECT_LT(residueDb(middleOf(files["Mic"].left()), 0, 220, 48000), -10);
-  EXPECT_LT(residueDb(middleOf(files["Mic \u2014 Git-ar- 1"].left()), 0, 220, 48000), -80);
+  EXPECT_LT(residueDb(middleOf(files["Mic \u2014 Git-ar- Part 2 (Input 1)"].left()), 0, 220, 48000), -80);
   const auto ended = files["Mic \u2014 Input 2"].left();
   EXPECT_GT(*std::max_element(ended.begin(), ended.begin() + 48000), 0.09f);
   EXPECT_EQ(*std::max_element(ended.end() - 24000, ended.end()), 0) << "muted, and as long as the others";

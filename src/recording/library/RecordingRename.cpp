@@ -51,6 +51,26 @@ Outcome<void> renameAll(const std::vector<Rename>& all) {
   return {};
 }
 
+// By its name alone a file would become a part of another recording, or another one of this, which has so
+// many parts.
+Outcome<void> checkStaysWhole(const std::filesystem::path& file, const std::string& name,
+                              const std::string& tail, int parts) {
+  const auto isThere = [&](const std::string& other) {
+    const auto path = file.parent_path() / (other + tail);
+    std::error_code ignored;
+    return path != file && std::filesystem::is_regular_file(path, ignored);
+  };
+  const auto part = parseRecordingPart(name);
+  const std::string whole = part ? recordingPartName(std::string(part->name), part->part - 1) : "";
+  if (part && isThere(whole))
+    return refuse(
+        fmt::format("\"{}\" would be taken for a part of \"{}\"; choose another name", name, part->name));
+  const std::string next = recordingPartName(name, parts + 1);
+  if (isThere(next))
+    return refuse(fmt::format("\"{}\" would be taken for a part of \"{}\"; choose another name", next, name));
+  return {};
+}
+
 }  // namespace
 
 Outcome<void> checkRecordingName(const std::string& name) {
@@ -83,6 +103,8 @@ Outcome<std::string> renameRecording(const std::string& path, const std::string&
       return refuse(fmt::format("the new name is too long by {} bytes", partName.size() - NAME_MAX));
     all.push_back({part, (old.parent_path() / partName).string()});
   }
+  if (auto checked = checkStaysWhole(old, newName, tail, int(all.size())); !checked)
+    return std::unexpected(checked.error());
   if (auto renamed = renameAll(all); !renamed) return std::unexpected(renamed.error());
   return all.front().to;
 }
